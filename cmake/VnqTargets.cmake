@@ -1,0 +1,56 @@
+# Helpers that give every target of the project the same compiler settings.
+
+find_program(VNQ_CCACHE ccache)
+if(VNQ_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${VNQ_CCACHE})
+endif()
+
+add_library(vnq_settings INTERFACE)
+target_include_directories(vnq_settings INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(vnq_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -fno-strict-aliasing)
+target_compile_definitions(vnq_settings INTERFACE
+  VNQ_VERSION="${PROJECT_VERSION}" SPDLOG_FMT_EXTERNAL SPDLOG_COMPILED_LIB)
+if(VNQ_SANITIZE)
+  target_compile_options(vnq_settings INTERFACE
+    -fsanitize=${VNQ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(vnq_settings INTERFACE -fsanitize=${VNQ_SANITIZE})
+endif()
+
+# vnq_library(<name> <folder> [EXCLUDE file...] [LINK <target_link_libraries arguments>])
+# A static library of all sources directly in <folder>. A folder without sources is an empty interface.
+function(vnq_library name folder)
+  cmake_parse_arguments(ARG "" "" "EXCLUDE;LINK" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cpp)
+  foreach(file ${ARG_EXCLUDE})
+    list(REMOVE_ITEM sources ${CMAKE_SOURCE_DIR}/${folder}/${file})
+  endforeach()
+  if(NOT sources)
+    add_library(${name} INTERFACE)
+    list(TRANSFORM ARG_LINK REPLACE "^(PUBLIC|PRIVATE)$" "INTERFACE")
+    target_link_libraries(${name} INTERFACE vnq_settings ${ARG_LINK})
+    return()
+  endif()
+  add_library(${name} STATIC ${sources})
+  target_link_libraries(${name} PUBLIC vnq_settings ${ARG_LINK})
+endfunction()
+
+# vnq_program(<name> <source> [LINK <libraries>])
+function(vnq_program name source)
+  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
+  add_executable(${name} ${CMAKE_SOURCE_DIR}/${source})
+  target_link_libraries(${name} PRIVATE vnq_settings ${ARG_LINK})
+endfunction()
+
+# vnq_test(<name> <folder> [LINK <libraries>])
+# One test program of all *_test.cpp in tests/<folder>; each test is an entry of CTest.
+function(vnq_test name folder)
+  cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE vnq_settings ${ARG_LINK} GTest::gtest_main GTest::gmock)
+  gtest_discover_tests(${name} PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 60)
+endfunction()

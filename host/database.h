@@ -1,0 +1,116 @@
+// Cursors and connections: how every command reaches the database.
+//
+// A statement keeps the words of its rule, with a marker where a value goes:
+//
+//   Sql("Select * from Users_ID where UserID='?'", fields[1])          a text: bound, never glued
+//   Sql("Select * from Tab_Chat where ChatId=?", fields[2])            a number: converted first
+//
+// A text that holds a single quote fails its statement, as joined text would have; a number that does not
+// convert fails it too. The three shared cursors of the design are roles: each routine makes the cursor it needs,
+// named Adodc1, Adodc2 or Adodc3 after its role, and owns the rows, so that nothing that runs in a yield can
+// close or move them.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/expr.h"
+#include "platform/sql_driver.h"
+
+namespace vnq {
+
+/// A statement and its values, ready to run, or failed.
+class Statement {
+ public:
+  Statement() = default;
+  Statement(std::string_view words, const std::vector<Expr>& values);
+
+  bool ok() const { return ok_; }
+  const std::string& text() const { return text_; }
+  const std::vector<SqlValue>& parameters() const { return parameters_; }
+
+ private:
+  std::string text_;  // with a bare ? per parameter
+  std::vector<SqlValue> parameters_;
+  bool ok_ = false;
+};
+
+/// Builds a statement: each `'?'` in `words` takes the next value as text, each bare `?` as an integer.
+template <typename... Values>
+Statement Sql(std::string_view words, const Values&... values) {
+  return Statement(words, std::vector<Expr>{Expr(values)...});
+}
+
+/// `words` with one `(?)` in it, which becomes the list of values: `... where UserID in (?)`, each as text.
+/// An empty list, and a value that holds a quote, fail the statement.
+Statement SqlList(std::string_view words, const std::vector<std::string>& values);
+
+/// The process's database. Owns the one physical connection that all cursors and jobs share.
+class Database {
+ public:
+  explicit Database(std::unique_ptr<SqlDriver> driver) : driver_(std::move(driver)) {}
+
+  SqlDriver& driver() { return *driver_; }
+
+  /// Runs a statement that gives no rows, as on a connection of its own. False: skipped.
+  bool Execute(const Statement& statement);
+
+  /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
+  void SyncCommitted();
+
+ private:
+  std::unique_ptr<SqlDriver> driver_;
+  bool syncFailed_ = false;
+};
+
+/// A row set with a current row. All rows are in memory from Open on.
+///
+/// A row set that did not open has no rows: RecordCount() is 0 and EndOfRows() is true. Reading a column of it,
+/// AddNew, Set, Update and Delete on it fail and are skipped. Column names are compared without regard to case.
+class Cursor {
+ public:
+  explicit Cursor(Database& database) : database_(&database) {}
+
+  /// Runs the query and stands on the first row. Whatever was open before is closed first.
+  bool Open(const Statement& statement);
+  void Close();
+
+  bool IsOpen() const { return open_; }
+  int RecordCount() const;
+  bool EndOfRows() const;
+  void MoveFirst();
+  void MoveNext();
+
+  /// A column of the current row, by name or by position from 0.
+  Expr operator[](std::string_view column) const;
+  Expr Column(size_t position) const;
+
+  /// Begins a new row; assigned columns go to it until Update. Works on an open row set without rows.
+  void AddNew();
+
+  /// Assigns a column of the new or current row. A value that does not fit the column's type is skipped by
+  /// itself; the Update behind it still runs. NULL clears the column.
+  bool Set(std::string_view column, const Expr& value);
+
+  /// Writes the assigned columns: an insert behind AddNew, else an update of the current row, whose values
+  /// read as written from then on.
+  bool Update();
+
+  /// Deletes the current row.
+  bool Delete();
+
+ private:
+  int ColumnIndex(std::string_view column) const;
+  Expr Cell(size_t row, size_t column) const;
+
+  Database* database_;
+  SqlRows rows_;
+  std::vector<SqlAssignment> assigned_;
+  size_t row_ = 0;
+  bool open_ = false;
+  bool adding_ = false;
+};
+
+}  // namespace vnq

@@ -1,0 +1,87 @@
+// The failure convention in one type.
+//
+// "A failing statement is skipped and the next one runs": an Expr is the value of an expression that may have
+// failed to come about. Joining a failed value with others fails too; a statement that is given a failed value
+// does nothing; an assignment from one leaves its variable as it was; a test on one counts as not fulfilled. So
+// a handler is a list of plain steps, without a guard around each.
+#pragma once
+
+#include <cstdint>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace vnq {
+
+/// A text, a database NULL, or a failure. Numbers travel as decimal text and are converted where they are used.
+class Expr {
+ public:
+  /// A failed value.
+  Expr() = default;
+
+  Expr(std::string text) : kind_(Kind::kText), text_(std::move(text)) {}  // NOLINT: texts are values
+  Expr(std::string_view text) : Expr(std::string(text)) {}                // NOLINT
+  Expr(const char* text) : Expr(std::string(text)) {}                     // NOLINT
+  template <typename Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
+  Expr(Integer number) : Expr(std::to_string(number)) {}  // NOLINT
+
+  static Expr Failed() { return {}; }
+  static Expr Null() {
+    Expr null;
+    null.kind_ = Kind::kNull;
+    return null;
+  }
+
+  bool ok() const { return kind_ != Kind::kFailed; }
+  bool IsNull() const { return kind_ == Kind::kNull; }
+
+  /// The text; empty for NULL and for a failed value.
+  const std::string& text() const { return text_; }
+
+ private:
+  enum class Kind { kFailed, kNull, kText };
+  Kind kind_ = Kind::kFailed;
+  std::string text_;
+};
+
+/// The parts as one text. NULL joins as the empty text; a failed part fails the whole.
+template <typename... Parts>
+Expr Join(const Parts&... parts) {
+  std::string joined;
+  bool ok = true;
+  auto append = [&](const Expr& part) {
+    ok = ok && part.ok();
+    joined += part.text();
+  };
+  (append(Expr(parts)), ...);
+  return ok ? Expr(std::move(joined)) : Expr::Failed();
+}
+
+/// Number conversions. NULL and failed values are no numbers.
+std::optional<int16_t> ToInt16(const Expr& value);
+std::optional<int32_t> ToInt32(const Expr& value);
+std::optional<double> ToNumber(const Expr& value);
+
+/// The longest leading number, 0 when there is none; nothing only for a failed value.
+std::optional<double> PrefixNumber(const Expr& value);
+
+/// value + step as decimal text: NULL stays NULL, what is no 32-bit number fails.
+Expr Plus(const Expr& value, int32_t step);
+
+/// The text without blanks at both ends.
+Expr Trim(const Expr& value);
+
+/// Tests. Both are false when the value failed: a test whose operand failed is not fulfilled, whichever way it
+/// asks. NULL compares as no text at all, so both are false for it too.
+bool Is(const Expr& value, std::string_view text);
+bool IsNot(const Expr& value, std::string_view text);
+
+/// The statement `variable = value`. Skipped, the variable as it was, when the value failed or is NULL.
+bool Assign(std::string& variable, const Expr& value);
+bool Assign(int16_t& variable, std::optional<int16_t> value);
+bool Assign(int32_t& variable, std::optional<int32_t> value);
+bool Assign(double& variable, std::optional<double> value);
+
+}  // namespace vnq

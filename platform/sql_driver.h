@@ -1,0 +1,96 @@
+// What a database engine must offer to the cursors of the host. One implementation per engine.
+//
+// Statements arrive in the written dialect (`top 1`, `#YYYY-MM-DD#`, `clng(x)`, `CONVERT(int,x)`), with a
+// bare `?` for each bound parameter; the driver rewrites them for its engine and caches what it prepared.
+// A failed call returns false, changes nothing in its output, and LastError() says what, which and why.
+#pragma once
+
+#include <cstdint>
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vnq {
+
+/// A value on its way to or from the database. Text is UTF-8.
+struct SqlValue {
+  enum class Kind { kNull, kInteger, kText };
+
+  Kind kind = Kind::kNull;
+  int64_t integer = 0;
+  std::string text;
+
+  static SqlValue Null() { return {}; }
+  static SqlValue Integer(int64_t value) { return {Kind::kInteger, value, {}}; }
+  static SqlValue Text(std::string value) { return {Kind::kText, 0, std::move(value)}; }
+};
+
+enum class SqlColumnType { kText, kInteger };
+
+struct SqlColumn {
+  std::string name;
+  SqlColumnType type = SqlColumnType::kText;
+};
+
+/// The rows of one query, all in memory: the statement is finished when Query returns, so the rows outlive
+/// anything that runs later.
+struct SqlRows {
+  std::shared_ptr<const std::vector<SqlColumn>> columns;  ///< never null after a successful Query
+  std::vector<SqlValue> cells;                            ///< row by row, columns->size() cells each
+  std::string table;               ///< the one table the rows come from; empty for joins and expressions
+  std::vector<SqlValue> identity;  ///< one per row when `table` is set: what finds the row again
+
+  size_t rowCount() const { return columns && !columns->empty() ? cells.size() / columns->size() : 0; }
+};
+
+/// One column to write.
+struct SqlAssignment {
+  std::string column;
+  SqlValue value;
+};
+
+class SqlDriver {
+ public:
+  virtual ~SqlDriver() = default;
+
+  /// Runs a select and reads all rows.
+  virtual bool Query(std::string_view statement, std::span<const SqlValue> parameters, SqlRows& rows) = 0;
+
+  /// Runs a statement that gives no rows.
+  virtual bool Execute(std::string_view statement, std::span<const SqlValue> parameters) = 0;
+
+  /// Adds a row with the given columns; the others take their defaults.
+  virtual bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) = 0;
+
+  /// Writes the given columns of one row that Query returned.
+  virtual bool UpdateRow(const SqlRows& rows, size_t row, std::span<const SqlAssignment> values) = 0;
+
+  /// Deletes one row that Query returned.
+  virtual bool DeleteRow(const SqlRows& rows, size_t row) = 0;
+
+  /// Makes everything committed so far survive a power cut, as far as the configured durability asks for it.
+  /// Cheap when nothing was written since the last call.
+  virtual bool SyncCommitted() = 0;
+
+  /// What went wrong in the last call that returned false.
+  virtual const std::string& LastError() const = 0;
+};
+
+/// What receipts promise; see SqlDriver::SyncCommitted.
+enum class SqlDurability { kReceipt, kCommit, kNone };
+
+struct SqliteOptions {
+  std::string path;
+  int busyTimeoutMs = 2000;
+  SqlDurability durability = SqlDurability::kReceipt;
+  bool createFile = false;  ///< false: a missing file makes every statement fail
+};
+
+/// An SQLite file in WAL mode, autocommit. Never null: while the file cannot be opened, each statement tries
+/// again (at most once a second) and fails.
+std::unique_ptr<SqlDriver> OpenSqlite(SqliteOptions options);
+
+}  // namespace vnq
