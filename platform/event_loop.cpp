@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cassert>
 #include <new>
+#include <utility>
 
 #include <boost/context/fiber.hpp>
 
@@ -143,6 +144,10 @@ EventLoop::EventLoop(const Clock& clock) : clock_(clock), epoll_(epoll_create1(E
 EventLoop::~EventLoop() {
   UnwindHandlers();
   for (Handler* handler : std::vector<Handler*>(handlers_)) DestroyHandler(handler);
+  // What tasks own may call back into the loop as it goes, so they go while the loop is whole.
+  std::exchange(timers_, {});
+  std::exchange(waitingForRoom_, {});
+  std::exchange(ready_, {});
   close(epoll_);
 }
 
