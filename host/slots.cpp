@@ -100,11 +100,11 @@ void SlotArray::Close(SlotIndex slot) {
   closed_.insert(slot);
 }
 
-SlotIndex SlotArray::FirstConnected(std::string_view tag) const {
+SlotIndex SlotArray::FirstConnected(std::string_view tag, SlotIndex except) const {
   const auto found = byTag_.find(tag);
   if (found == byTag_.end()) return kNoSlot;
   for (const SlotIndex slot : found->second) {
-    if (IsConnected(slot)) return slot;
+    if (slot != except && IsConnected(slot)) return slot;
   }
   return kNoSlot;
 }

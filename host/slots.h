@@ -59,8 +59,8 @@ class SlotArray {
   /// Makes the slot closed at once; its tag stays. What was sent before still leaves.
   void Close(SlotIndex slot);
 
-  /// The lowest connected slot with exactly this tag, as the walk from 1 upward finds it.
-  SlotIndex FirstConnected(std::string_view tag) const;
+  /// The lowest connected slot with exactly this tag, as the walk from 1 upward finds it; `except` is passed over.
+  SlotIndex FirstConnected(std::string_view tag, SlotIndex except = kNoSlot) const;
 
   /// The lowest slot with exactly this tag in any state.
   SlotIndex FirstWithTag(std::string_view tag) const;
