@@ -6,13 +6,13 @@
 
 #include <cstdint>
 
-#include <deque>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/ansi_code_page.h"
 #include "host/database.h"
+#include "host/ini_strings.h"
+#include "host/platform_settings.h"
 #include "host/push_queue.h"
 #include "host/settings.h"
 #include "host/slots.h"
@@ -24,25 +24,32 @@
 
 namespace vnq {
 
-/// The parts of the host that come from outside; see platform_settings.h for how a deployment tells them.
+/// The machine and the deployment as the host is made of them. Everything referred to outlives the host.
 struct HostParts {
   EventLoop& loop;
   const Clock& clock;
-  const AnsiCodePage& page;
-  IniReader& iniFiles;
+  const AnsiText& page;
+  IniStrings& iniStrings;
   HttpClient& http;
   CommandRunner& commands;
+  std::string AppPath;  ///< the program's folder, without a closing separator
+  PlatformSettings platform;
 };
 
 struct Host {
+  /// Reads DataBase.ini and prepares the database that it names; opens no port.
+  explicit Host(HostParts parts);
+
   // --- The machine ---
   EventLoop& loop;
   const Clock& clock;
   const AnsiText& page;
-  PathMapper paths;
+  const PathMapper& paths;
+  PlatformSettings platform;
 
   // --- Settings and texts ---
-  std::string AppPath;  ///< the program's folder, without a closing separator
+  std::string AppPath;
+  std::string ConnectionString;
   Settings settings;
   Texts texts;
 
@@ -58,8 +65,8 @@ struct Host {
   SlotArray SckServer6008;  ///< managed endpoints; Tag: the endpoint's WindowsInfo
   SlotTexts PendingRecord;  ///< by main-port slot: a record whose end has not come
   SlotTexts ReplyBuffer;    ///< by main-port slot: records for the next tick of Timer1
-  SlotTexts PendingVisitorRecord;      ///< by 6001 slot: the same for visitor lines
-  std::deque<int32_t> HeartbeatAge;    ///< by 6003 slot: seconds since the sibling was heard
+  SlotTexts PendingVisitorRecord;   ///< by 6001 slot: the same for visitor lines
+  SlotTable<int32_t> HeartbeatAge;  ///< by 6003 slot: seconds since the sibling was heard
 
   // --- What load leaves behind ---
   std::string ServerIp;                    ///< local address of the main listener

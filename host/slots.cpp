@@ -114,10 +114,4 @@ SlotIndex SlotArray::FirstWithTag(std::string_view tag) const {
   return found == byTag_.end() ? kNoSlot : *found->second.begin();
 }
 
-std::string& SlotTexts::operator[](SlotIndex slot) {
-  const size_t index = static_cast<size_t>(slot < 0 ? 0 : slot);
-  if (texts_.size() <= index) texts_.resize(index + 1);
-  return texts_[index];
-}
-
 }  // namespace vnq

@@ -90,13 +90,19 @@ class SlotArray {
   std::unordered_map<std::string, std::set<SlotIndex>, TagHash, std::equal_to<>> byTag_;
 };
 
-/// A text per slot, kept apart from the slot: it outlives the connection, and the next peer inherits it.
-class SlotTexts {
+/// A value per slot, kept apart from the slot: it outlives the connection, and the next peer inherits it.
+template <typename T>
+class SlotTable {
  public:
-  std::string& operator[](SlotIndex slot);
+  T& operator[](SlotIndex slot) {
+    const size_t index = static_cast<size_t>(slot < 0 ? 0 : slot);
+    if (values_.size() <= index) values_.resize(index + 1);
+    return values_[index];
+  }
 
  private:
-  std::deque<std::string> texts_;
+  std::deque<T> values_;
 };
+using SlotTexts = SlotTable<std::string>;
 
 }  // namespace vnq
