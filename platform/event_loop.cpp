@@ -364,6 +364,15 @@ bool EventLoop::Turn(int waitMs) {
   return ran;
 }
 
+void EventLoop::TurnWithoutHandlers(int waitMs) {
+  Poll(waitMs);
+  for (size_t left = ready_.size(); left > 0; --left) {
+    ReadyItem item = std::move(ready_.front());
+    ready_.pop_front();
+    if (item.handler == nullptr && !item.yields) item.task();
+  }
+}
+
 void EventLoop::Run() {
   stopped_ = false;
   while (!stopped_) Turn(-1);

@@ -96,6 +96,10 @@ class EventLoop {
   /// True when anything ran.
   bool Turn(int waitMs);
 
+  /// One turn of descriptors, timers and plain steps only: no handler starts or goes on, and none is to come.
+  /// For the end of the process, while what was sent still leaves.
+  void TurnWithoutHandlers(int waitMs);
+
   /// Ends every suspended or waiting handler by unwinding its stack. Only for tests that tear a server down
   /// inside a process that lives on; handlers see no difference to an exception.
   void UnwindHandlers();
