@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
+#include <spdlog/sinks/ostream_sink.h>
+#include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <sstream>
 
 #include "platform/sql_driver.h"
 #include "platform/sqlite_connection.h"
@@ -317,6 +321,45 @@ TEST_F(SqliteDriverTest, AMissingFileFailsAndIsTriedOnceASecond) {
   clock_.nowMs += 1;
   EXPECT_EQ(Rows("select * from People").rowCount(), 0U);
   EXPECT_TRUE(driver_->SyncCommitted());
+}
+
+// Takes what the default logger says, a line each, for as long as it lives.
+class SaidLines {
+ public:
+  SaidLines() : before_(spdlog::default_logger()) {
+    auto sink = std::make_shared<spdlog::sinks::ostream_sink_st>(said_);
+    spdlog::set_default_logger(std::make_shared<spdlog::logger>("test", sink));
+  }
+  ~SaidLines() { spdlog::set_default_logger(before_); }
+
+  std::ptrdiff_t Count() const {
+    std::string text = said_.str();
+    return std::count(text.begin(), text.end(), '\n');
+  }
+
+ private:
+  std::ostringstream said_;
+  std::shared_ptr<spdlog::logger> before_;
+};
+
+TEST_F(SqliteDriverTest, AnUnusableFileIsSaidOnceAndItsReturnToo) {
+  SaidLines said;
+  SqliteOptions options;
+  options.path = folder_.File("late.db");
+  options.clock = &clock_;
+  driver_ = OpenSqlite(options);
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_TRUE(Fails("select 1"));
+    clock_.nowMs += 600;
+  }
+  EXPECT_EQ(said.Count(), 1);
+  OtherProgram(options.path).Run(kTables);
+  clock_.nowMs += 1000;
+  Rows("select 1");
+  Rows("select 1");
+  EXPECT_EQ(said.Count(), 2);
+  EXPECT_TRUE(Fails("select * from Nowhere"));
+  EXPECT_EQ(said.Count(), 2) << "a failed statement is the host's to note";
 }
 
 TEST_F(SqliteDriverTest, AnEmptyPathOpensNothing) {
