@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <filesystem>
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
