@@ -129,7 +129,8 @@ TEST(Schema, VerificationTypesAreTextButOtherTypesAreIntegers) {
   for (std::string_view name : {"Messeng_Text", "MessengClot_Text", "MessengVerify_Blacklist",
                                 "Messeng_Type", "MessengKefu_Type", "PtpFolder"}) {
     for (const ColumnDef& column : FindTable(name)->columns) {
-      if (column.name == "To_Type") EXPECT_EQ(column.kind, ColumnKind::kInteger) << name;
+      if (column.name != "To_Type") continue;
+      EXPECT_EQ(column.kind, ColumnKind::kInteger) << name;
     }
   }
 }
