@@ -2,6 +2,7 @@
 
 #include "host/devices.h"
 #include "host/host.h"
+#include "host/presence_values.h"
 #include "host/server_log.h"
 #include "host/wire_codec.h"
 
@@ -11,10 +12,6 @@ namespace {
 constexpr int32_t kPingAgeSeconds = 5;
 constexpr int32_t kRestartAgeSeconds = 35;
 constexpr int32_t kRestartCode = 201;
-
-// Presence of a user whose desktop is gone: a phone that is registered is deemed still reachable.
-constexpr int16_t kOffline = 0;
-constexpr int16_t kOnPhone = 3;
 
 // The siblings that are restarted, by the name that they give themselves, with their number for the restart request.
 // Any other name is pinged without end.
@@ -91,7 +88,7 @@ void ResetPresence(Host& host, const std::string& tag) {
   Cursor row(host.database);
   row.Open(Sql("Select UserID,UserIcoLine,Registration_Id from Users_ID where UserID='?'", tag));
   if (row.RecordCount() < 1) return;
-  row.Set("UserIcoLine", IsNot(row["Registration_Id"], "") ? kOnPhone : kOffline);
+  row.Set("UserIcoLine", IsNot(row["Registration_Id"], "") ? kPresenceOnPhone : kPresenceOffline);
   row.Update();
 }
 

@@ -1,4 +1,5 @@
 #include "host/devices.h"
+#include "host/presence_values.h"
 #include "host/skipped.h"
 #include "messaging/control_tokens.h"
 #include "messaging/messaging.h"
@@ -7,7 +8,6 @@
 namespace vnq {
 namespace {
 
-constexpr int16_t kOnline = 1;
 constexpr size_t kLabelCharacters = 40;
 
 // Who is asked for by name: one person. Everything else is queued without a test.
@@ -27,7 +27,7 @@ bool IsPushWanted(Host& host, const Expr& target, const Expr& source,
   if (Is(target, source.text())) return !IsMobileTag(senderTag);
   if (registrationId.empty()) return false;
   const int16_t checkIM1 = host.settings.CheckIM1;
-  return checkIM1 == 1 || (checkIM1 == 0 && userIcoLine != kOnline);
+  return checkIM1 == 1 || (checkIM1 == 0 && userIcoLine != kPresenceOnline);
 }
 
 }  // namespace

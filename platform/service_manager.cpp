@@ -74,6 +74,8 @@ class ShellCommandRunner::Child : private EventLoop::Watcher {
   bool watched_ = false;
 };
 
+ShellCommandRunner::ShellCommandRunner(EventLoop& loop) : loop_(loop) {}
+
 ShellCommandRunner::~ShellCommandRunner() = default;
 
 void ShellCommandRunner::Start(const std::string& commandLine) {

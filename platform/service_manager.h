@@ -30,7 +30,7 @@ class CommandRunner {
 /// other descriptor of this process open. A command outlives this object.
 class ShellCommandRunner : public CommandRunner {
  public:
-  explicit ShellCommandRunner(EventLoop& loop) : loop_(loop) {}
+  explicit ShellCommandRunner(EventLoop& loop);
   ~ShellCommandRunner() override;
 
   void Start(const std::string& commandLine) override;

@@ -7,13 +7,13 @@ namespace vnq {
 
 void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
   std::string userId;
-  int16_t oldState = kOffline;
+  int16_t oldState = kPresenceOffline;
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select * from Users_ID where UserID='?'", fields[1]));
   if (Adodc1.RecordCount() >= 1) {
     Assign(oldState, ToInt16(Adodc1["UserIcoLine"]));
     Assign(userId, Adodc1["UserID"]);
-    Adodc1.Set("UserIcoLine", kOnPhone);
+    Adodc1.Set("UserIcoLine", kPresenceOnPhone);
     Adodc1.Set("LoginTime", host.clock.Now().DateAndTime());
     Adodc1.Update();
     host.loop.Yield();
@@ -27,14 +27,14 @@ void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::strin
     const auto i = static_cast<SlotIndex>(index);
     if (slots.Tag(i) == userId) {
       host.loop.Yield();
-      if (oldState != kOnPhone && slots.IsConnected(i)) {
+      if (oldState != kPresenceOnPhone && slots.IsConnected(i)) {
         SendRecord(host, i, Join(".+busy_force|", host.ReadLang("im54"), "|#"));
       }
       slots.SetTag(i, "");
       slots.Close(i);
     }
     host.loop.Yield();
-    if (oldState != kOnPhone && i != slot && slots.IsConnected(i)) {
+    if (oldState != kPresenceOnPhone && i != slot && slots.IsConnected(i)) {
       SendRecord(host, i, PhoneLineRecord(userId));
     }
   }

@@ -30,13 +30,13 @@ void TellOthers(Host& host, SlotIndex slot, const Expr& record) {
 Expr RecordOfState(const std::optional<int16_t>& state, const Expr& userId, const Expr& networkIp,
                    const Expr& localIp) {
   switch (state.value_or(-1)) {
-    case kOffline:
+    case kPresenceOffline:
       return NewIsOfflineRecord(userId);
-    case kOnline:
+    case kPresenceOnline:
       return NewOnlineRecord(userId, networkIp, localIp);
-    case kAway:
+    case kPresenceAway:
       return NewLeavingRecord(userId, networkIp, localIp);
-    case kOnPhone:
+    case kPresenceOnPhone:
       return PhoneLineRecord(userId);
     default:
       return Expr::Failed();
@@ -59,10 +59,10 @@ void BecomeVisible(Host& host, const Expr& userId, const Expr& state, SlotIndex 
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select * from Users_ID where UserID='?'", userId));
   if (Adodc1.RecordCount() < 1) return;
-  int16_t userIcoLine = kOffline;
+  int16_t userIcoLine = kPresenceOffline;
   Assign(userIcoLine, ToInt16(Adodc1["UserIcoLine"]));
   const std::optional<int16_t> newState = ToInt16(state);
-  if (newState == kOnPhone && userIcoLine != kOffline) return;
+  if (newState == kPresenceOnPhone && userIcoLine != kPresenceOffline) return;
   const Expr record = RecordOfState(newState, userId, Adodc1["NetworkIP"], Adodc1["LocalIP"]);
   Adodc1.Set("UserIcoLine", state);
   Adodc1.Update();
@@ -70,7 +70,7 @@ void BecomeVisible(Host& host, const Expr& userId, const Expr& state, SlotIndex 
 }
 
 void ReportOnline(Host& host, const Expr& userId, const Expr& state, SlotIndex slot) {
-  const Expr tag = ToInt16(state) == kOnPhone ? Join(userId, "m") : userId;
+  const Expr tag = ToInt16(state) == kPresenceOnPhone ? Join(userId, "m") : userId;
   EndEarlierSession(host, tag, slot);
   host.SckServer.SetTag(slot, tag.text());
   BecomeVisible(host, userId, state, slot);
@@ -98,7 +98,7 @@ void EndDesktop(Host& host, const Expr& userId, SlotIndex slot) {
   Adodc1.Open(Sql(kSelectPresence, userId));
   if (Adodc1.RecordCount() < 1) return;
   const bool hasPhone = IsNot(Adodc1["Registration_Id"], "");
-  Adodc1.Set("UserIcoLine", hasPhone ? kOnPhone : kOffline);
+  Adodc1.Set("UserIcoLine", hasPhone ? kPresenceOnPhone : kPresenceOffline);
   TellOthers(host, slot, hasPhone ? PhoneLineRecord(userId) : NewIsOfflineRecord(userId));
   Adodc1.Update();
 }
@@ -108,8 +108,8 @@ void EndMobile(Host& host, const Expr& userId, SlotIndex slot) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql(kSelectPresence, userId));
   if (Adodc1.RecordCount() < 1) return;
-  if (ToInt16(Adodc1["UserIcoLine"]) == kOnPhone) {
-    Adodc1.Set("UserIcoLine", kOffline);
+  if (ToInt16(Adodc1["UserIcoLine"]) == kPresenceOnPhone) {
+    Adodc1.Set("UserIcoLine", kPresenceOffline);
     TellOthers(host, slot, NewIsOfflineRecord(userId));
   }
   Adodc1.Set("Registration_Id", "");
@@ -153,19 +153,19 @@ void HandleSuccessfulOnline(Host& host, Fields& fields, SlotIndex slot,
 
 void HandleOnLine(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
   TellAndWrite(host, fields, slot, NewOnlineRecord(fields[1], "", ""),
-               "Select UserID,UserIcoLine from Users_ID where UserID='?'", kOnline);
+               "Select UserID,UserIcoLine from Users_ID where UserID='?'", kPresenceOnline);
   LogPresence(host, fields, "im83", remoteIp, LogIcon::kBackOnline);
 }
 
 void HandleGoAway(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
   TellAndWrite(host, fields, slot, NewLeavingRecord(fields[1], "", ""),
-               "Select UserID,UserIcoLine from Users_ID where UserID='?'", kAway);
+               "Select UserID,UserIcoLine from Users_ID where UserID='?'", kPresenceAway);
   LogPresence(host, fields, "im82", remoteIp, LogIcon::kAway);
 }
 
 void HandleStealth(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
   TellAndWrite(host, fields, slot, NewIsOfflineRecord(fields[1]),
-               "Select UserID ,UserIcoLine from Users_ID where UserID='?'", kOffline);
+               "Select UserID ,UserIcoLine from Users_ID where UserID='?'", kPresenceOffline);
   LogPresence(host, fields, "im81", remoteIp, LogIcon::kInvisible);
 }
 

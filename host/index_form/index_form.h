@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/fields.h"
 #include "host/host.h"
 #include "platform/tcp.h"
 
