@@ -27,7 +27,8 @@ using Milliseconds = std::chrono::milliseconds;
 bool WaitFor(int fd, short events, int timeoutMs) {
   const auto deadline = std::chrono::steady_clock::now() + Milliseconds(timeoutMs);
   for (;;) {
-    const auto left = std::chrono::duration_cast<Milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<Milliseconds>(deadline - std::chrono::steady_clock::now());
     pollfd waited{fd, events, 0};
     const int ready = poll(&waited, 1, std::max(0, static_cast<int>(left.count())));
     if (ready >= 0 || errno != EINTR) return ready > 0;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-
 #include <string>
 #include <string_view>
 
@@ -30,13 +29,14 @@ class Connection {
   /// The machine's own address on this connection, "127.0.0.1"; empty when closed.
   std::string LocalAddress() const;
 
-  /// Sends all of `bytes`, waiting at most `timeoutMs` for room. False: the peer is gone or takes nothing.
+  /// Sends all of `bytes`, waiting at most `timeoutMs` for room. False: the peer is gone or takes
+  /// nothing.
   bool Send(std::string_view bytes, int timeoutMs);
 
   enum class ReadResult { kNothing, kData, kClosed };
 
-  /// Appends what has arrived to `bytes`, waiting at most `timeoutMs` for something to arrive. kClosed: the peer
-  /// has closed or reset, and everything it sent before has been handed out.
+  /// Appends what has arrived to `bytes`, waiting at most `timeoutMs` for something to arrive.
+  /// kClosed: the peer has closed or reset, and everything it sent before has been handed out.
   ReadResult Read(std::string& bytes, int timeoutMs);
 
  private:

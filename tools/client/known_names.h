@@ -1,6 +1,7 @@
 // The names and ids that a client has seen, kept in a small file of its own.
 //
-// No record lists who there is, so a client remembers what records have shown. The file is UTF-8, one line each:
+// No record lists who there is, so a client remembers what records have shown. The file is UTF-8,
+// one line each:
 //
 //   line = ( "user" | "group" ) TAB id TAB name       the name may be empty
 #pragma once
@@ -23,11 +24,13 @@ class KnownNames {
   /// Reads the file. Lines that are none of ours are passed over; a missing file is an empty one.
   void Load();
 
-  /// Writes the file when something has changed since, by way of a second file that takes its place, so that a
-  /// crash leaves the old one or the new one. Makes the folder, readable by its owner only. False: `error` says why.
+  /// Writes the file when something has changed since, by way of a second file that takes its
+  /// place, so that a crash leaves the old one or the new one. Makes the folder, readable by its
+  /// owner only. False: `error` says why.
   bool Save(std::string& error);
 
-  /// Remembers an id. An empty name leaves a name that is known; ids that are empty are not remembered.
+  /// Remembers an id. An empty name leaves a name that is known; ids that are empty are not
+  /// remembered.
   void Learn(Kind kind, std::string_view id, std::string_view name);
 
   /// "Name (id)", or the id alone; safe on a terminal.
@@ -50,8 +53,8 @@ class KnownNames {
   bool changed_ = false;
 };
 
-/// Where the names of one server are kept unless told otherwise: below $XDG_STATE_HOME, else ~/.local/state. Empty
-/// when there is no home.
+/// Where the names of one server are kept unless told otherwise: below $XDG_STATE_HOME, else
+/// ~/.local/state. Empty when there is no home.
 std::string DefaultNamesFile(std::string_view server, int port);
 
 }  // namespace vnq

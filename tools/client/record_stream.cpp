@@ -20,7 +20,9 @@ bool IsBase64Character(char c) {
          c == '/';
 }
 
-bool IsContinuationByte(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+bool IsContinuationByte(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
 
 std::string EncodePart(const AnsiText& ansi, std::string part) {
   size_t bytes = ansi.ToBytes(part).size();
@@ -28,8 +30,8 @@ std::string EncodePart(const AnsiText& ansi, std::string part) {
   return Base64EncodeText(ansi, part);
 }
 
-// The longest beginning of `text` that has at most kMaxPartBytes; in UTF-8 a character of a legacy page never
-// has fewer bytes than in the page, so that counting here is on the safe side.
+// The longest beginning of `text` that has at most kMaxPartBytes; in UTF-8 a character of a legacy
+// page never has fewer bytes than in the page, so that counting here is on the safe side.
 size_t PartLength(std::string_view text) {
   if (text.size() <= kMaxPartBytes) return text.size();
   size_t length = kMaxPartBytes;
