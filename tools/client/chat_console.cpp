@@ -25,12 +25,6 @@ std::string_view TakeWord(std::string_view& text) {
   return word;
 }
 
-// A field cannot hold these: they would end it or the record.
-bool FitsAField(std::string_view text) {
-  return text.find_first_of("|\r\n") == std::string_view::npos &&
-         text.find(".+") == std::string_view::npos;
-}
-
 }  // namespace
 
 const ChatConsole::CommandRow ChatConsole::kCommands[] = {

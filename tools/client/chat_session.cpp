@@ -260,6 +260,7 @@ bool ChatSession::SendText(std::string_view text) {
                                std::string(kFontInfo) + "|" + id + "|1|#";
     unconfirmed_[id] = {record, TerminalLine(FirstWords(text, kFirstWordsColumns)), TargetLabel()};
     sentOrder_.push_back(id);
+    if (identity_.echo) sink_->Show("you to " + TargetLabel() + ": " + TerminalLine(text));
     sink_->SendRecord(record);
     return true;
   }

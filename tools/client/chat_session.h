@@ -39,6 +39,7 @@ struct ChatIdentity {
   std::string user;       ///< the name to log in with
   std::string machineId;  ///< what the server's machine restriction compares
   bool verbose = false;   ///< show records that have no words, too
+  bool echo = false;      ///< show what is sent
 };
 
 class ChatSession {

@@ -152,6 +152,11 @@ std::string ReadMessageText(std::string_view escaped) {
   return "[file] " + ReadEscapedText(std::string_view(text).substr(3, text.size() - 4));
 }
 
+bool FitsAField(std::string_view text) {
+  return text.find_first_of("|\r\n") == std::string_view::npos &&
+         text.find(".+") == std::string_view::npos;
+}
+
 std::string TerminalLine(std::string_view text) {
   std::string line;
   for (size_t i = 0; i < text.size();) {

@@ -20,6 +20,9 @@ std::string ReadEscapedText(std::string_view escaped);
 /// text unescaped once more; everything else is ReadEscapedText.
 std::string ReadMessageText(std::string_view escaped);
 
+/// True for a text that can stand in a field as it is: no '|', line break or ".+" in it.
+bool FitsAField(std::string_view text);
+
 /// One line that is safe on a terminal: valid UTF-8, control characters and direction overrides
 /// shown as U+FFFD, line breaks and tabs as blanks.
 std::string TerminalLine(std::string_view text);

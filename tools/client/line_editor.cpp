@@ -215,9 +215,12 @@ size_t LineEditor::Behind(size_t position) const {
 std::string LineEditor::Paint(std::string_view prompt, size_t columns) const {
   const size_t promptWidth = DisplayWidth(prompt);
   const size_t room = columns > promptWidth + 3 ? columns - promptWidth - 1 : 2;
-  size_t start = 0;
-  while (DisplayWidth(std::string_view(text_).substr(start, cursor_ - start)) >= room) {
-    start = Behind(start);
+  size_t start = cursor_;
+  for (size_t shown = 0; start > 0;) {
+    const size_t before = Before(start);
+    shown += DisplayWidth(std::string_view(text_).substr(before, start - before));
+    if (shown >= room) break;
+    start = before;
   }
   size_t end = start;
   size_t width = 0;
