@@ -107,6 +107,7 @@ void KnownNames::Learn(Kind kind, std::string_view id, std::string_view name) {
   const std::string cleanName = TerminalLine(name);
   if (cleanId.empty()) return;
   auto& names = kind == Kind::kUser ? users_ : groups_;
+  if (names.size() >= kMaxIds && !names.contains(cleanId)) return;
   const auto [entry, isNew] = names.try_emplace(cleanId, cleanName);
   const bool renamed = !isNew && !cleanName.empty() && entry->second != cleanName;
   if (renamed) entry->second = cleanName;

@@ -16,6 +16,9 @@ class KnownNames {
  public:
   enum class Kind { kUser, kGroup };
 
+  /// Ids of one kind that are remembered at most; further ones are not.
+  static constexpr size_t kMaxIds = 10'000;
+
   KnownNames() = default;
 
   /// file  where the names are kept; empty for nowhere.

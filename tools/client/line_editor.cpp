@@ -157,9 +157,8 @@ void LineEditor::Insert(char byte) {
   if (character_.empty() && IsContinuation(byte)) return;
   character_ += byte;
   if (character_.size() < LengthOf(character_.front())) return;
-  size_t end = 0;
-  const bool valid = NextCharacter(character_, end) != 0xFFFD || character_ == "\uFFFD";
-  if (valid && end == character_.size() && text_.size() + end <= kMaxLineBytes) {
+  const bool shown = TerminalLine(character_) == character_;
+  if (shown && text_.size() + character_.size() <= kMaxLineBytes) {
     text_.insert(cursor_, character_);
     cursor_ += character_.size();
   }
