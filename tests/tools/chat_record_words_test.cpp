@@ -1,0 +1,88 @@
+#include <gtest/gtest.h>
+
+#include "tools/client/record_words.h"
+
+namespace vnq {
+namespace {
+
+std::string Words(std::string_view record) {
+  KnownNames names;
+  names.Learn(KnownNames::Kind::kUser, "7", "李");
+  names.Learn(KnownNames::Kind::kGroup, "5", "组");
+  return RecordWords(RecordFields(record), names);
+}
+
+TEST(RecordWords, NoticeHasTitleContentAndLink) {
+  EXPECT_EQ(Words(".+notification|T|C|http://x|2024-01-02 03:04:05|ID|#"),
+            "notice of 2024-01-02 03:04:05: T - C <http://x>");
+}
+
+TEST(RecordWords, OfflineFileNamesItsSenderAndPath) {
+  EXPECT_EQ(Words(".+offline_file|1|7|p|12 KB|2024-01-02|ID|a.pdf|#"),
+            "李 (7) left you a file: a.pdf (12 KB, 2024-01-02)");
+}
+
+TEST(RecordWords, RetractionNamesThePersonOrTheGroup) {
+  EXPECT_EQ(Words(".+retract|0|7|ID|x|#"), "李 (7) has taken back a message");
+  EXPECT_EQ(Words(".+retract|1|5|ID|x|#"), "a message in group 组 (5) was taken back");
+}
+
+TEST(RecordWords, FriendRecordsTellRequestAndAnswer) {
+  EXPECT_EQ(Words(".+messengverify|1|7|hello|1|1|1|0|#"), "李 (7) asks to be your friend: hello");
+  EXPECT_EQ(Words(".+messengverify|1|7||1|1|2|1|#"), "李 (7) and 1 are friends now");
+  EXPECT_EQ(Words(".+messengverify|1|7||1|1|2|2|#"),
+            "the friend request between 李 (7) and 1 was refused");
+  EXPECT_EQ(Words(".+messengverify|1|7||1|1|2|3|#"),
+            "the friend request between 李 (7) and 1 was refused and blocked");
+  EXPECT_EQ(Words(".+messengverify|1|7||1|2|1|0|#"), "李 (7) and 1 are no longer friends");
+}
+
+TEST(RecordWords, GroupRecordsTellWhatBecameOfTheMember) {
+  EXPECT_EQ(Words(".+messengverify|5|7|please|2|1|1|0|#"),
+            "李 (7) asks to join group 组 (5): please");
+  EXPECT_EQ(Words(".+messengverify|5|7||2|1|2|0|#"), "李 (7) is now a member of group 组 (5)");
+  for (const char* accepted : {"1", "4"}) {
+    EXPECT_EQ(Words(std::string(".+messengverify|5|7||2|1|2|") + accepted + "|#"),
+              "the application of 李 (7) to join group 组 (5) was accepted");
+  }
+  EXPECT_EQ(Words(".+messengverify|5|7||2|1|2|5|#"),
+            "the application of 李 (7) to join group 组 (5) was refused");
+  EXPECT_EQ(Words(".+messengverify|5|7||2|1|2|6|#"),
+            "the application of 李 (7) to join group 组 (5) was refused and blocked");
+  EXPECT_EQ(Words(".+messengverify|5|7||2|2|1|0|#"), "李 (7) has left group 组 (5)");
+  EXPECT_EQ(Words(".+messengverify|5|7||2|2|2|0|#"), "李 (7) was removed from group 组 (5)");
+  EXPECT_EQ(Words(".+messengverify|5|7||2|2|2|1|#"), "group 组 (5) was disbanded");
+  EXPECT_EQ(Words(".+messengverify|5|7||2|3|2|0|#"),
+            "李 (7) is no longer an administrator of group 组 (5)");
+  EXPECT_EQ(Words(".+messengverify|5|7||2|4|2|0|#"),
+            "李 (7) is now an administrator of group 组 (5)");
+}
+
+TEST(RecordWords, MembershipNewsCopesWithTheFormThatNamesNoGroup) {
+  EXPECT_EQ(Words(".+new_group_memberships|7|5|1:0:-|#"), "group 组 (5) has new members");
+  EXPECT_EQ(Words(".+new_group_memberships|7|name|remark|#"), "a group has new members");
+}
+
+TEST(RecordWords, NudgeWithoutClosingHashIsRead) {
+  EXPECT_EQ(Words(".+jitter_window|7|2024-01-02 03:04:05|1.2.3.4"), "李 (7) nudges you");
+}
+
+TEST(RecordWords, CallsAndRemoteRequestsNameTheirParties) {
+  EXPECT_EQ(Words(".+meeting_message|1|7|0|1||0||33|#"), "audio call between 李 (7) and 1 rings");
+  EXPECT_EQ(Words(".+meeting_message|1|7|1|1||2||33|#"),
+            "video call between 李 (7) and 1 has ended");
+  EXPECT_EQ(Words(".+request_remote|7|2024-01-02 03:04:05|1|#"),
+            "李 (7) asks for remote assistance");
+}
+
+TEST(RecordWords, VisitorLineIsUnescaped) {
+  EXPECT_EQ(Words(".+customer_information|v1|City|2024-01-02|03:04:05|%u4F60|#"),
+            "visitor v1 (City) at 03:04:05: 你");
+}
+
+TEST(RecordWords, UnknownRecordHasNone) {
+  EXPECT_EQ(Words(".+x|#"), "");
+}
+
+}  // namespace
+}  // namespace vnq

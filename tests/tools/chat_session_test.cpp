@@ -1,0 +1,356 @@
+#include "tools/client/chat_session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/text_codecs.h"
+#include "tools/client/chat_console.h"
+#include "tools/client/chat_text.h"
+
+namespace vnq {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using State = ChatSession::State;
+
+class ChatSessionTest : public testing::Test, public ChatSink {
+ protected:
+  void SendRecord(const std::string& record) override { sent_.push_back(record); }
+  void Show(const std::string& line) override { shown_.push_back(line); }
+  void Complain(const std::string& line) override { complaints_.push_back(line); }
+
+  void Begin() { session_.Begin("secret", "10.1.2.3", now_); }
+  void Hear(std::string_view record) { session_.OnRecord(record, now_); }
+
+  void LogIn() {
+    Begin();
+    Hear(".+SuccessfulConnection|#");
+    Hear(".+landing_successful|10001|0|,/,\\,~,@,+|0|0|#");
+    Hear(".+SynchronousSuccessfully|#");
+    sent_.clear();
+    shown_.clear();
+  }
+
+  void Pass(int64_t ms) { session_.Tick(now_ += ms); }
+
+  // The Msg_ID of a message that was sent.
+  static std::string IdOf(const std::string& record) { return RecordFields(record)[5]; }
+
+  std::vector<std::string> sent_, shown_, complaints_;
+  KnownNames names_;
+  int64_t now_ = 1000;
+  ChatSession session_{{"wang", "pc-1"}, names_, *this};
+  ChatConsole console_{session_, names_, *this};
+};
+
+TEST_F(ChatSessionTest, GreetingIsAnsweredWithTheLogInThatTheVersionGateLetsPass) {
+  Begin();
+  EXPECT_THAT(sent_, IsEmpty());
+  Hear(".+SuccessfulConnection|#");
+  EXPECT_THAT(sent_, ElementsAre(".+landing|wang|secret|10.1.2.3|pc-1||#"));
+}
+
+TEST_F(ChatSessionTest, AdmittedLogInReportsOnlineAndIsReadyAtTheServersWord) {
+  Begin();
+  Hear(".+SuccessfulConnection|#");
+  sent_.clear();
+  Hear(".+landing_successful|10001|0|,/,\\,~,@,+|0|0|#");
+  EXPECT_THAT(sent_, ElementsAre(".+successful_online|10001|1|#"));
+  EXPECT_EQ(session_.state(), State::kReporting);
+  Hear(".+SynchronousSuccessfully|#");
+  EXPECT_EQ(session_.state(), State::kReady);
+  EXPECT_THAT(shown_, ElementsAre("* logged in as wang (10001)"));
+}
+
+TEST_F(ChatSessionTest, EachRefusalHasItsSentence) {
+  const std::pair<const char*, const char*> refusals[] = {
+      {".+UpgradedVersion|#", "newer client version"},
+      {".+LoginFailed|#", "no user wang with this password"},
+      {".+ProhibitLanding|#", "account wang is disabled"},
+      {".+landing_restrictions", "address 10.1.2.3, machine pc-1"},
+      {".+busy_force|10.9.9.9|#", "logged in elsewhere (10.9.9.9)"},
+      {".+forced_disconnection|The server stops|#", "The server stops"}};
+  for (const auto& [record, words] : refusals) {
+    complaints_.clear();
+    Begin();
+    Hear(".+SuccessfulConnection|#");
+    Hear(record);
+    EXPECT_EQ(session_.state(), State::kClosed) << record;
+    EXPECT_THAT(complaints_, ElementsAre(HasSubstr(words)));
+    EXPECT_EQ(session_.PasswordRefused(), std::string_view(record) == ".+LoginFailed|#");
+  }
+}
+
+TEST_F(ChatSessionTest, CloseWithoutAnAnswerIsNamed) {
+  Begin();
+  Hear(".+SuccessfulConnection|#");
+  session_.OnPeerClosed();
+  EXPECT_THAT(complaints_, ElementsAre(HasSubstr("without an answer to the log-in")));
+}
+
+TEST_F(ChatSessionTest, SilentServerEndsTheLogIn) {
+  Begin();
+  Pass(ChatSession::kLoginWaitMs - 1);
+  EXPECT_EQ(session_.state(), State::kGreeting);
+  Pass(1);
+  EXPECT_EQ(session_.state(), State::kClosed);
+  EXPECT_THAT(complaints_, ElementsAre(HasSubstr("does not answer")));
+}
+
+TEST_F(ChatSessionTest, TextGoesOutEscapedWithAnIdOfItsOwn) {
+  LogIn();
+  session_.SetTarget(KnownNames::Kind::kUser, "10002");
+  EXPECT_TRUE(session_.SendText("你好 😀|.+"));
+  EXPECT_TRUE(session_.SendText("again"));
+  ASSERT_THAT(sent_, SizeIs(2));
+  EXPECT_THAT(sent_[0], StartsWith(".+message|10002|10001|%u4F60%u597D%20%uD83D%uDE00%7C.%2B|"));
+  EXPECT_THAT(sent_[0], testing::EndsWith("|1|#"));
+  EXPECT_THAT(IdOf(sent_[0]), SizeIs(32));
+  EXPECT_NE(IdOf(sent_[0]), IdOf(sent_[1]));
+}
+
+TEST_F(ChatSessionTest, ReceiptNamesTheMessage) {
+  LogIn();
+  session_.SetTarget(KnownNames::Kind::kUser, "10002");
+  session_.SendText("first words");
+  EXPECT_EQ(session_.WithoutReceipt(), 1U);
+  Hear(".+reply|1|10002|" + IdOf(sent_[0]) + "|#");
+  EXPECT_EQ(session_.WithoutReceipt(), 0U);
+  EXPECT_THAT(shown_, ElementsAre("* delivered to the server: \"first words\" for 10002"));
+}
+
+TEST_F(ChatSessionTest, ReceiptOfAnotherConnectionIsPassedOver) {
+  LogIn();
+  Hear(".+reply|1|10002|0123|#");
+  EXPECT_THAT(shown_, IsEmpty());
+}
+
+TEST_F(ChatSessionTest, GroupTextIsConfirmedLikeAnyOther) {
+  LogIn();
+  session_.SetTarget(KnownNames::Kind::kGroup, "5");
+  session_.SendText("hi");
+  ASSERT_THAT(sent_, ElementsAre(StartsWith(".+clot_messeng|5|10001|hi|")));
+  Hear(".+reply|2|5|" + IdOf(sent_[0]) + "|#");
+  EXPECT_EQ(session_.WithoutReceipt(), 0U);
+}
+
+TEST_F(ChatSessionTest, TextWithoutTargetOrSessionIsNotSent) {
+  EXPECT_FALSE(session_.SendText("x"));
+  LogIn();
+  EXPECT_FALSE(session_.SendText("x"));
+  session_.SetTarget(KnownNames::Kind::kUser, "10002");
+  EXPECT_FALSE(session_.SendText(std::string(ChatSession::kMaxTextBytes + 1, 'x')));
+  EXPECT_THAT(sent_, IsEmpty());
+  EXPECT_THAT(complaints_, SizeIs(3));
+}
+
+TEST_F(ChatSessionTest, WhatHasNoReceiptIsSentAgainWithTheSameId) {
+  LogIn();
+  session_.SetTarget(KnownNames::Kind::kUser, "10002");
+  session_.SendText("lost");
+  const std::string record = sent_[0];
+  session_.OnPeerClosed();
+  LogIn();
+  Begin();
+  Hear(".+SuccessfulConnection|#");
+  Hear(".+landing_successful|10001|0||0|0|#");
+  sent_.clear();
+  Hear(".+SynchronousSuccessfully|#");
+  EXPECT_THAT(sent_, ElementsAre(record));
+}
+
+TEST_F(ChatSessionTest, ArrivingMessageIsShownWithTimeNameAndText) {
+  names_.Learn(KnownNames::Kind::kUser, "10002", "李");
+  LogIn();
+  Hear(".+message|10002|2024-05-06|07:08:09|" + EscapeText("你好 😀") + "|f|ID1|11|1|#");
+  EXPECT_THAT(shown_, ElementsAre("* 2024-05-06", "07:08:09 李 (10002): 你好 😀"));
+}
+
+TEST_F(ChatSessionTest, DateIsShownOnlyWhenItChanges) {
+  LogIn();
+  Hear(".+message|7|2024-05-06|07:08:09|a|f|ID1|11|1|#");
+  Hear(".+message|7|2024-05-06|07:08:10|b|f|ID2|11|1|#");
+  EXPECT_THAT(shown_, SizeIs(3));
+}
+
+TEST_F(ChatSessionTest, CopyOfTheOwnOtherDeviceIsRecognised) {
+  LogIn();
+  for (const char* type : {"10", "60", "1"}) {
+    shown_.clear();
+    Hear(std::string(".+message|7|d|t|x|f|ID") + type + "|" + type + "|0|#");
+    EXPECT_THAT(shown_.back(), HasSubstr("you to 7 (from your other device): x"));
+  }
+  for (const char* type : {"11", "61", "2"}) {
+    Hear(std::string(".+message|7|d|t|x|f|ID") + type + "|" + type + "|0|#");
+    EXPECT_THAT(shown_.back(), HasSubstr("t 7: x"));
+  }
+}
+
+TEST_F(ChatSessionTest, MessageOfTheOlderStoreHasNoKindOfCopy) {
+  LogIn();
+  Hear(".+message|7|2024-05-06|07:08:09|x|f|@#");
+  EXPECT_EQ(shown_.back(), "07:08:09 7: x");
+}
+
+TEST_F(ChatSessionTest, RepeatedDeliveryIsShownOnce) {
+  LogIn();
+  Hear(".+message|7|2024-05-06|07:08:09|x|f|ID1|11|1|#");
+  Hear(".+message|7|2024-05-06|07:08:09|x|f|ID1|11|1|#");
+  EXPECT_THAT(shown_, SizeIs(2));
+}
+
+TEST_F(ChatSessionTest, GroupMessageNamesGroupAndSender) {
+  LogIn();
+  Hear(".+clot_messeng|5|7|2024-05-06|07:08:09|x|f|ID1|2|1|#");
+  EXPECT_EQ(shown_.back(), "07:08:09 [5] 7: x");
+  Hear(".+clot_messeng|5|10001|2024-05-06|07:08:10|x|f|ID2|1|0|#");
+  EXPECT_EQ(shown_.back(), "07:08:10 [5] you (from your other device): x");
+}
+
+TEST_F(ChatSessionTest, EscapeSequencesOfASenderDoNotReachTheTerminal) {
+  LogIn();
+  Hear(".+message|7|d|t|" + EscapeText("\x1B]0;x\x07") + "|f|ID1|11|1|#");
+  EXPECT_EQ(shown_.back(), "t 7: \uFFFD]0;x\uFFFD");
+}
+
+TEST_F(ChatSessionTest, PresenceIsToldInWordsAndKept) {
+  LogIn();
+  Hear(".+new_online|7|1.2.3.4|1.2.3.4|#");
+  Hear(".+new_leaving|7|||#");
+  Hear(".+phone_line|8|#");
+  Hear(".+new_is_offline|9|#");
+  EXPECT_THAT(shown_,
+              ElementsAre("* 7 is online", "* 7 is away", "* 8 is on the phone", "* 9 is offline"));
+  shown_.clear();
+  session_.ShowPresence();
+  EXPECT_THAT(shown_, ElementsAre("* 7: away", "* 8: on the phone", "* 9: offline"));
+}
+
+TEST_F(ChatSessionTest, KeepAliveGoesOutWhenDueAndItsEchoIsSilent) {
+  LogIn();
+  Pass(ChatSession::kKeepAliveMs - 1);
+  EXPECT_THAT(sent_, IsEmpty());
+  Pass(1);
+  EXPECT_THAT(sent_, ElementsAre(".+y|#"));
+  Hear(".+y|#");
+  Pass(ChatSession::kEchoWaitMs);
+  EXPECT_EQ(session_.state(), State::kReady);
+  EXPECT_THAT(shown_, IsEmpty());
+}
+
+TEST_F(ChatSessionTest, ServerWithoutEchoIsGivenUp) {
+  LogIn();
+  Pass(ChatSession::kKeepAliveMs);
+  Pass(ChatSession::kEchoWaitMs - 1);
+  EXPECT_EQ(session_.state(), State::kReady);
+  Pass(1);
+  EXPECT_EQ(session_.state(), State::kClosed);
+  EXPECT_THAT(complaints_, ElementsAre(HasSubstr("keep-alive")));
+}
+
+TEST_F(ChatSessionTest, LeavingSaysGoodbyeAndTheCloseBehindItIsSilent) {
+  LogIn();
+  session_.Leave();
+  EXPECT_THAT(sent_, ElementsAre(".+offline|10001|#"));
+  session_.OnPeerClosed();
+  EXPECT_THAT(complaints_, IsEmpty());
+  EXPECT_EQ(session_.state(), State::kClosed);
+}
+
+TEST_F(ChatSessionTest, RecordsWithMissingFieldsDoNoHarm) {
+  LogIn();
+  for (const char* word :
+       {".+message", ".+clot_messeng", ".+reply", ".+notification", ".+messengverify", ".+retract",
+        ".+offline_file", ".+new_online", ".+new_group_memberships", ".+modify_account",
+        ".+customer_information", ".+meeting_message", ".+jitter_window", ".+y", "", "|", ".+"}) {
+    std::string record = word;
+    for (int fields = 0; fields < 11; ++fields, record += "|") Hear(record);
+  }
+  EXPECT_EQ(session_.state(), State::kReady);
+}
+
+TEST_F(ChatSessionTest, GroupNewsAndProfilesTeachNames) {
+  LogIn();
+  Hear(".+new_group_information|5|项目组|r|s|10001:1:-|#");
+  Hear(".+modify_account|7|job|李四|1|2|3|4|5|6|7|8|9|#");
+  EXPECT_THAT(shown_, ElementsAre("* new group 项目组 (5)", "* 李四 (7) has a new profile"));
+}
+
+TEST_F(ChatSessionTest, UnknownRecordIsShownOnlyWhenAskedFor) {
+  LogIn();
+  Hear(".+something|x|#");
+  EXPECT_THAT(shown_, IsEmpty());
+  ChatSession verbose({"wang", "pc-1", true}, names_, *this);
+  verbose.Begin("secret", "10.1.2.3", 0);
+  verbose.OnRecord(".+something|x|#", 0);
+  EXPECT_THAT(shown_, ElementsAre("* record .+something|x|#"));
+}
+
+class ChatConsoleTest : public ChatSessionTest {};
+
+TEST_F(ChatConsoleTest, ToNamesTheTargetByIdOrByKnownName) {
+  LogIn();
+  names_.Learn(KnownNames::Kind::kUser, "10002", "Li Si");
+  console_.Line("/to Li Si");
+  console_.Line("hi");
+  console_.Line("/to 10003 hello there");
+  ASSERT_THAT(sent_, SizeIs(2));
+  EXPECT_THAT(sent_[0], StartsWith(".+message|10002|10001|hi|"));
+  EXPECT_THAT(sent_[1], StartsWith(".+message|10003|10001|hello%20there|"));
+  EXPECT_FALSE(console_.Failed());
+}
+
+TEST_F(ChatConsoleTest, DoubledSlashIsAText) {
+  LogIn();
+  console_.Line("/to 7");
+  console_.Line("//to be");
+  EXPECT_THAT(sent_, ElementsAre(StartsWith(".+message|7|10001|%2Fto%20be|")));
+}
+
+TEST_F(ChatConsoleTest, PresenceCommandsSendTheirRecord) {
+  LogIn();
+  console_.Line("/away");
+  console_.Line("/back");
+  console_.Line("/hide");
+  EXPECT_THAT(sent_, ElementsAre(".+go_away|10001|#", ".+on_line|10001|#", ".+stealth|10001|#"));
+}
+
+TEST_F(ChatConsoleTest, RequestsForTheProgramComeBack) {
+  EXPECT_EQ(console_.Line("/quit").kind, ConsoleRequest::Kind::kQuit);
+  EXPECT_EQ(console_.Line("/reconnect").kind, ConsoleRequest::Kind::kReconnect);
+  EXPECT_EQ(console_.Line("/wait 3").seconds, 3);
+  EXPECT_EQ(console_.Line("  ").kind, ConsoleRequest::Kind::kNone);
+  EXPECT_FALSE(console_.Failed());
+}
+
+TEST_F(ChatConsoleTest, LinesThatCannotBeDoneAreNamedAndRemembered) {
+  LogIn();
+  for (const char* line :
+       {"/nothing", "/to", "/to a|b", "/wait x", "/wait -1", "/name 7", "text"}) {
+    complaints_.clear();
+    console_.Line(line);
+    EXPECT_THAT(complaints_, SizeIs(1)) << line;
+  }
+  EXPECT_TRUE(console_.Failed());
+  EXPECT_THAT(sent_, IsEmpty());
+}
+
+TEST_F(ChatConsoleTest, HelpListsEveryCommand) {
+  console_.Line("/help");
+  EXPECT_THAT(shown_, AllOf(SizeIs(12), testing::Contains(StartsWith("* /to USERID"))));
+}
+
+TEST_F(ChatConsoleTest, GivenNameIsListed) {
+  console_.Line("/name 7 老王");
+  shown_.clear();
+  console_.Line("/names");
+  EXPECT_THAT(shown_, ElementsAre("* user 老王 (7)"));
+}
+
+}  // namespace
+}  // namespace vnq

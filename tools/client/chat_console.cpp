@@ -1,0 +1,161 @@
+#include "tools/client/chat_console.h"
+
+#include <algorithm>
+
+#include "support/numbers.h"
+#include "tools/client/chat_text.h"
+
+namespace vnq {
+namespace {
+
+constexpr int kMaxWaitSeconds = 24 * 3600;
+
+std::string_view Trimmed(std::string_view text) {
+  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+  return text;
+}
+
+// The first word of a text, which keeps what stands behind it.
+std::string_view TakeWord(std::string_view& text) {
+  text = Trimmed(text);
+  const size_t end = std::min(text.find(' '), text.size());
+  const std::string_view word = text.substr(0, end);
+  text = Trimmed(text.substr(end));
+  return word;
+}
+
+}  // namespace
+
+const ChatConsole::CommandRow ChatConsole::kCommands[] = {
+    {"/to", " USERID [TEXT]", "the next texts are for this user; an id or a known name",
+     &ChatConsole::To},
+    {"/group", " GROUPID [TEXT]", "the next texts are for this group", &ChatConsole::Group},
+    {"/who", "", "who has come or gone since the log-in", &ChatConsole::Who},
+    {"/names", "", "the ids and names that are known", &ChatConsole::Names},
+    {"/name", " USERID NAME", "give a user id a name of your own", &ChatConsole::Name},
+    {"/away", "", "tell the others that you are away", &ChatConsole::Away},
+    {"/back", "", "tell the others that you are online", &ChatConsole::Back},
+    {"/hide", "", "be shown as offline, and stay logged in", &ChatConsole::Hide},
+    {"/wait", " SECONDS", "in a script: go on listening before the next line", &ChatConsole::Wait},
+    {"/reconnect", "", "log in again; what has no receipt is sent again", &ChatConsole::Reconnect},
+    {"/help", "", "this list; a text that begins with / is typed with //", &ChatConsole::Help},
+    {"/quit", "", "log out and end", &ChatConsole::Quit},
+};
+
+ConsoleRequest ChatConsole::Line(std::string_view line) {
+  if (Trimmed(line).empty()) return {};
+  if (line.front() != '/' || line.starts_with("//")) {
+    if (line.starts_with("//")) line.remove_prefix(1);
+    failed_ = !session_->SendText(line) || failed_;
+    return {};
+  }
+  std::string_view rest = line;
+  const std::string_view word = TakeWord(rest);
+  for (const CommandRow& row : kCommands) {
+    if (row.word == word) return (this->*row.command)(rest);
+  }
+  Fail("There is no command " + TerminalLine(word) + "; /help lists them.");
+  return {};
+}
+
+void ChatConsole::Address(KnownNames::Kind kind, std::string_view rest) {
+  const bool known = names_->Resolve(kind, rest) != rest;
+  const std::string_view id = known ? rest : TakeWord(rest);
+  if (id.empty() || !FitsAField(id)) {
+    Fail("Say whom: " +
+         std::string(kind == KnownNames::Kind::kUser ? "/to USERID" : "/group GROUPID") +
+         "; /names lists the known ones.");
+    return;
+  }
+  session_->SetTarget(kind, id);
+  if (!known && !rest.empty()) {
+    failed_ = !session_->SendText(rest) || failed_;
+  } else {
+    sink_->Show("* the next texts are for " + session_->TargetLabel());
+  }
+}
+
+ConsoleRequest ChatConsole::To(std::string_view rest) {
+  Address(KnownNames::Kind::kUser, rest);
+  return {};
+}
+
+ConsoleRequest ChatConsole::Group(std::string_view rest) {
+  Address(KnownNames::Kind::kGroup, rest);
+  return {};
+}
+
+ConsoleRequest ChatConsole::Who(std::string_view) {
+  session_->ShowPresence();
+  return {};
+}
+
+ConsoleRequest ChatConsole::Names(std::string_view) {
+  for (const auto& entry : names_->All(KnownNames::Kind::kUser)) {
+    sink_->Show("* user " + names_->Label(KnownNames::Kind::kUser, entry.first));
+  }
+  for (const auto& entry : names_->All(KnownNames::Kind::kGroup)) {
+    sink_->Show("* group " + names_->Label(KnownNames::Kind::kGroup, entry.first));
+  }
+  return {};
+}
+
+ConsoleRequest ChatConsole::Name(std::string_view rest) {
+  const std::string_view id = TakeWord(rest);
+  if (id.empty() || rest.empty() || !FitsAField(id)) {
+    Fail("Say whom and how: /name USERID NAME.");
+    return {};
+  }
+  names_->Learn(KnownNames::Kind::kUser, id, rest);
+  sink_->Show("* " + names_->Label(KnownNames::Kind::kUser, id));
+  return {};
+}
+
+ConsoleRequest ChatConsole::Away(std::string_view) {
+  session_->SetPresence(".+go_away", "away");
+  return {};
+}
+
+ConsoleRequest ChatConsole::Back(std::string_view) {
+  session_->SetPresence(".+on_line", "online");
+  return {};
+}
+
+ConsoleRequest ChatConsole::Hide(std::string_view) {
+  session_->SetPresence(".+stealth", "invisible");
+  return {};
+}
+
+ConsoleRequest ChatConsole::Wait(std::string_view rest) {
+  const std::optional<int32_t> seconds = ParseInt32(rest);
+  if (!seconds || *seconds < 0 || *seconds > kMaxWaitSeconds) {
+    Fail("Say how long: /wait SECONDS, at most " + std::to_string(kMaxWaitSeconds) + ".");
+    return {};
+  }
+  return {ConsoleRequest::Kind::kWait, *seconds};
+}
+
+ConsoleRequest ChatConsole::Reconnect(std::string_view) {
+  return {ConsoleRequest::Kind::kReconnect, 0};
+}
+
+ConsoleRequest ChatConsole::Help(std::string_view) {
+  for (const CommandRow& row : kCommands) {
+    std::string left = std::string(row.word) + std::string(row.arguments);
+    left.resize(std::max<size_t>(left.size() + 2, 26), ' ');
+    sink_->Show("* " + left + std::string(row.summary));
+  }
+  return {};
+}
+
+ConsoleRequest ChatConsole::Quit(std::string_view) {
+  return {ConsoleRequest::Kind::kQuit, 0};
+}
+
+void ChatConsole::Fail(const std::string& sentence) {
+  failed_ = true;
+  sink_->Complain(sentence);
+}
+
+}  // namespace vnq

@@ -1,0 +1,28 @@
+// The terminal client: session, screen and connection put together.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace vnq {
+
+struct ChatOptions {
+  std::string server, user;
+  uint16_t port = 6004;
+  std::string passwordFile;  ///< empty: VNQ_PASSWORD, else asked
+  int codePage = 936;
+  std::string stateFile;  ///< empty: the default place
+  std::string machineId;  ///< empty: one made of the host name
+  bool verbose = false;
+  int receiptWaitMs = 5000;  ///< how long a script's end waits for receipts
+};
+
+/// Runs until the input ends, `/quit`, a signal, or, without a terminal, the end of the session.
+///
+/// With a terminal at input and output a person types; a session that ends can be opened again.
+/// Else lines are read and written as they are, and at the end of input outstanding receipts are
+/// waited for. Returns 0; 1 when a log-in, a line or a receipt failed, which a line on error names;
+/// 2 for bad arguments.
+int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd);
+
+}  // namespace vnq

@@ -1,0 +1,152 @@
+// One person's session with the server: log-in, conversation, receipts, keep-alive.
+//
+// A state machine without a socket and without a clock: records and times are handed in, records
+// and lines come out through a ChatSink.
+//
+//   kClosed -> Begin -> kGreeting -> .+SuccessfulConnection -> kLandingSent -> .+landing_successful
+//           -> kReporting -> .+SynchronousSuccessfully -> kReady -> refused, ended, lost -> kClosed
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/client/known_names.h"
+#include "tools/client/record_words.h"
+
+namespace vnq {
+
+/// Where a session's output goes.
+class ChatSink {
+ public:
+  virtual ~ChatSink() = default;
+
+  /// A record for the server, as one text of its own.
+  virtual void SendRecord(const std::string& record) = 0;
+
+  /// A line for the person, safe on a terminal.
+  virtual void Show(const std::string& line) = 0;
+
+  /// A refusal or a failure, in a sentence.
+  virtual void Complain(const std::string& line) = 0;
+};
+
+struct ChatIdentity {
+  std::string user;       ///< the name to log in with
+  std::string machineId;  ///< what the server's machine restriction compares
+  bool verbose = false;   ///< show records that have no words, too
+  bool echo = false;      ///< show what is sent
+};
+
+class ChatSession {
+ public:
+  enum class State { kClosed, kGreeting, kLandingSent, kReporting, kReady };
+  using Kind = KnownNames::Kind;
+
+  static constexpr int64_t kLoginWaitMs = 15'000;
+  static constexpr int64_t kKeepAliveMs = 30'000;
+  static constexpr int64_t kEchoWaitMs = 20'000;
+  static constexpr size_t kMaxTextBytes = 10'000;
+
+  /// names and sink must outlive the session.
+  ChatSession(ChatIdentity identity, KnownNames& names, ChatSink& sink);
+
+  /// A connection has been made: waits for the greeting, then logs in. localAddress is the client's
+  /// own view.
+  void Begin(std::string password, std::string localAddress, int64_t nowMs);
+
+  void OnRecord(std::string_view record, int64_t nowMs);
+
+  /// The server has closed the connection, or it broke.
+  void OnPeerClosed();
+
+  /// Sends the keep-alive when it is due; gives up on a server that does not answer.
+  void Tick(int64_t nowMs);
+
+  State state() const { return state_; }
+
+  /// True when the last log-in was refused for its name or password.
+  bool PasswordRefused() const { return passwordRefused_; }
+
+  /// Messages that no receipt has come for.
+  size_t WithoutReceipt() const { return unconfirmed_.size(); }
+
+  /// Whom the next texts are for.
+  void SetTarget(Kind kind, std::string_view id);
+
+  /// "Name (id)" of the target; empty before there is one.
+  std::string TargetLabel() const;
+
+  /// Sends a text to the target. False, with a complaint, when it cannot go out.
+  bool SendText(std::string_view text);
+
+  /// Changes the own presence: `.+on_line`, `.+go_away`, `.+stealth`.
+  void SetPresence(std::string_view command, std::string_view inWords);
+
+  /// Says good-bye; the server closes the connection.
+  void Leave();
+
+  /// Shows who has been announced so far, and as what.
+  void ShowPresence();
+
+ private:
+  struct Unconfirmed {
+    std::string record, words, target;
+  };
+  using Handler = void (ChatSession::*)(const RecordFields&);
+  struct HandlerRow {
+    std::string_view word;
+    Handler handler;
+  };
+  static const HandlerRow kHandlers[];
+
+  void OnGreeting(const RecordFields& fields);
+  void OnLandingSuccessful(const RecordFields& fields);
+  void OnSynchronous(const RecordFields& fields);
+  void OnUpgradedVersion(const RecordFields& fields);
+  void OnLoginFailed(const RecordFields& fields);
+  void OnProhibited(const RecordFields& fields);
+  void OnRestricted(const RecordFields& fields);
+  void OnBusyForce(const RecordFields& fields);
+  void OnForcedDisconnection(const RecordFields& fields);
+  void OnReply(const RecordFields& fields);
+  void OnEcho(const RecordFields& fields);
+  void OnMessage(const RecordFields& fields);
+  void OnGroupMessage(const RecordFields& fields);
+
+  bool ShowPresenceChange(const RecordFields& fields);
+  void ShowOther(const RecordFields& fields, std::string_view record);
+  bool SeenBefore(std::string_view record);
+  void ShowTimed(const std::string& date, const std::string& time, const std::string& line);
+  void SendAgain();
+  void End(const std::string& sentence);
+
+  ChatIdentity identity_;
+  KnownNames* names_;
+  ChatSink* sink_;
+
+  State state_ = State::kClosed;
+  bool passwordRefused_ = false;
+  bool leaving_ = false;
+  int64_t nowMs_ = 0;
+  int64_t waitingSinceMs_ = 0;  // for the next step of the log-in
+  int64_t heardAtMs_ = 0;       // the last record of any kind
+  int64_t keepAliveAtMs_ = 0;   // the last keep-alive sent
+  bool echoDue_ = false;
+
+  std::string password_, localAddress_, userId_;
+  Kind targetKind_ = Kind::kUser;
+  std::string target_;
+  std::string shownDate_;
+  std::map<std::string, Unconfirmed> unconfirmed_;  // by Msg_ID
+  std::vector<std::string> sentOrder_;              // Msg_IDs, oldest first
+  std::map<std::string, std::string> presence_;     // word by user id
+  std::set<std::string, std::less<>> seen_;         // messages shown, to know a repeated delivery
+  std::deque<std::string> seenOrder_;
+};
+
+}  // namespace vnq

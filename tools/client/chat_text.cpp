@@ -1,0 +1,192 @@
+#include "tools/client/chat_text.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+namespace vnq {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool IsHighSurrogate(char32_t c) {
+  return c >= 0xD800 && c <= 0xDBFF;
+}
+bool IsLowSurrogate(char32_t c) {
+  return c >= 0xDC00 && c <= 0xDFFF;
+}
+
+std::optional<char32_t> HexDigits(std::string_view text, size_t from, size_t count) {
+  if (from > text.size() || text.size() - from < count) return std::nullopt;
+  char32_t value = 0;
+  for (char c : text.substr(from, count)) {
+    const bool digit = c >= '0' && c <= '9';
+    const bool letter = (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+    if (!digit && !letter) return std::nullopt;
+    value = value * 16 + static_cast<char32_t>(digit ? c - '0' : (c | 0x20) - 'a' + 10);
+  }
+  return value;
+}
+
+// The escape at `position`, if one stands there; moves behind it.
+std::optional<char32_t> NextEscape(std::string_view text, size_t& position) {
+  if (text[position] != '%') return std::nullopt;
+  const bool isLong = text.substr(position + 1, 1) == "u";
+  const size_t digits = isLong ? 4 : 2;
+  const size_t from = position + (isLong ? 2 : 1);
+  const std::optional<char32_t> value = HexDigits(text, from, digits);
+  if (value) position = from + digits;
+  return value;
+}
+
+// Appends a 16-bit unit; a low surrogate behind a lone high one completes the pair.
+void AppendUnit(std::string& text, char32_t unit, char32_t& pendingHigh) {
+  if (IsLowSurrogate(unit) && pendingHigh != 0) {
+    text.resize(text.size() - 3);
+    unit = 0x10000 + ((pendingHigh - 0xD800) << 10) + (unit - 0xDC00);
+  }
+  AppendCharacter(text, unit);
+  pendingHigh = IsHighSurrogate(unit) ? unit : 0;
+}
+
+struct Range {
+  char32_t first, last;
+};
+
+// East Asian wide and full-width blocks and the emoji blocks.
+constexpr Range kWide[] = {
+    {0x1100, 0x115F},   {0x231A, 0x231B},   {0x23E9, 0x23EC},   {0x25FD, 0x25FE},
+    {0x2614, 0x2615},   {0x2648, 0x2653},   {0x26A1, 0x26A1},   {0x26BD, 0x26BE},
+    {0x26C4, 0x26C5},   {0x26D4, 0x26D4},   {0x26EA, 0x26EA},   {0x26F2, 0x26F3},
+    {0x26F5, 0x26F5},   {0x26FA, 0x26FA},   {0x26FD, 0x26FD},   {0x2705, 0x2705},
+    {0x270A, 0x270B},   {0x2728, 0x2728},   {0x274C, 0x274C},   {0x274E, 0x274E},
+    {0x2753, 0x2755},   {0x2757, 0x2757},   {0x2795, 0x2797},   {0x2B1B, 0x2B1C},
+    {0x2B50, 0x2B50},   {0x2B55, 0x2B55},   {0x2E80, 0x303E},   {0x3041, 0x33FF},
+    {0x3400, 0x4DBF},   {0x4E00, 0x9FFF},   {0xA000, 0xA4CF},   {0xA960, 0xA97C},
+    {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF01, 0xFF60},
+    {0xFFE0, 0xFFE6},   {0x1F004, 0x1F004}, {0x1F0CF, 0x1F0CF}, {0x1F18E, 0x1F19A},
+    {0x1F1E6, 0x1F202}, {0x1F210, 0x1F23B}, {0x1F240, 0x1F248}, {0x1F250, 0x1F251},
+    {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FF}, {0x1F7E0, 0x1F7EB}, {0x1F900, 0x1FAFF},
+    {0x20000, 0x3FFFD},
+};
+
+constexpr Range kJoining[] = {
+    {0x0300, 0x036F}, {0x0483, 0x0489}, {0x0591, 0x05BD},   {0x064B, 0x065F},   {0x1AB0, 0x1AFF},
+    {0x1DC0, 0x1DFF}, {0x200B, 0x200F}, {0x20D0, 0x20FF},   {0x3099, 0x309A},   {0xFE00, 0xFE0F},
+    {0xFE20, 0xFE2F}, {0xFEFF, 0xFEFF}, {0x1F3FB, 0x1F3FF}, {0xE0000, 0xE01EF},
+};
+
+template <size_t kCount>
+bool IsIn(const Range (&ranges)[kCount], char32_t c) {
+  return std::any_of(std::begin(ranges), std::end(ranges),
+                     [c](const Range& range) { return c >= range.first && c <= range.last; });
+}
+
+// What a terminal obeys or what turns the reading direction of the text behind it.
+bool IsHarmful(char32_t c) {
+  return c < 0x20 || (c >= 0x7F && c <= 0x9F) || (c >= 0x202A && c <= 0x202E) ||
+         (c >= 0x2066 && c <= 0x2069) || c == 0x2028 || c == 0x2029 || (c >= 0xD800 && c <= 0xDFFF);
+}
+
+// Bytes of the character that `lead` opens, 0 when it opens none.
+size_t SequenceLength(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  if (lead >= 0xC2 && lead <= 0xDF) return 2;
+  if (lead >= 0xE0 && lead <= 0xEF) return 3;
+  return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
+}
+
+}  // namespace
+
+char32_t NextCharacter(std::string_view text, size_t& position) {
+  constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  const size_t start = position++;
+  const auto lead = static_cast<unsigned char>(text[start]);
+  const size_t length = SequenceLength(lead);
+  if (length == 1) return lead;
+  if (length == 0 || text.size() - start < length) return kReplacement;
+  char32_t value = lead & (0x7FU >> length);
+  for (size_t i = start + 1; i < start + length; ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if ((byte & 0xC0) != 0x80) return kReplacement;
+    value = value << 6 | (byte & 0x3FU);
+  }
+  if (value < kSmallest[length] || value > 0x10FFFF) return kReplacement;
+  position = start + length;
+  return value;
+}
+
+void AppendCharacter(std::string& text, char32_t c) {
+  auto tail = [&](int shift) { text += static_cast<char>(0x80 | ((c >> shift) & 0x3F)); };
+  if (c < 0x80) {
+    text += static_cast<char>(c);
+  } else if (c < 0x800) {
+    text += static_cast<char>(0xC0 | (c >> 6));
+    tail(0);
+  } else if (c < 0x10000) {
+    text += static_cast<char>(0xE0 | (c >> 12));
+    tail(6);
+    tail(0);
+  } else {
+    text += static_cast<char>(0xF0 | (c >> 18));
+    tail(12);
+    tail(6);
+    tail(0);
+  }
+}
+
+std::string ReadEscapedText(std::string_view escaped) {
+  std::string text;
+  char32_t pendingHigh = 0;
+  for (size_t i = 0; i < escaped.size();) {
+    const std::optional<char32_t> unit = NextEscape(escaped, i);
+    AppendUnit(text, unit ? *unit : NextCharacter(escaped, i), pendingHigh);
+  }
+  return text;
+}
+
+std::string ReadMessageText(std::string_view escaped) {
+  const std::string text = ReadEscapedText(escaped);
+  const bool fileForm = text.starts_with("{h@") || text.starts_with("{a@");
+  if (!fileForm || !text.ends_with("}")) return text;
+  return "[file] " + ReadEscapedText(std::string_view(text).substr(3, text.size() - 4));
+}
+
+bool FitsAField(std::string_view text) {
+  return text.find_first_of("|\r\n") == std::string_view::npos &&
+         text.find(".+") == std::string_view::npos;
+}
+
+std::string TerminalLine(std::string_view text) {
+  std::string line;
+  for (size_t i = 0; i < text.size();) {
+    const char32_t c = NextCharacter(text, i);
+    const bool blank = c == '\n' || c == '\t' || c == '\r' || c == 0x2028 || c == 0x2029;
+    AppendCharacter(line, blank ? U' ' : IsHarmful(c) ? kReplacement : c);
+  }
+  return line;
+}
+
+size_t CharacterWidth(char32_t c) {
+  if (c < 0x300) return 1;
+  if (IsIn(kJoining, c)) return 0;
+  return IsIn(kWide, c) ? 2 : 1;
+}
+
+size_t DisplayWidth(std::string_view text) {
+  size_t width = 0;
+  for (size_t i = 0; i < text.size();) width += CharacterWidth(NextCharacter(text, i));
+  return width;
+}
+
+std::string FirstWords(std::string_view text, size_t columns) {
+  size_t width = 0;
+  for (size_t i = 0; i < text.size();) {
+    const size_t start = i;
+    width += CharacterWidth(NextCharacter(text, i));
+    if (width > columns) return std::string(text.substr(0, start)) + "...";
+  }
+  return std::string(text);
+}
+
+}  // namespace vnq
