@@ -19,7 +19,7 @@ constexpr std::string_view kDataBaseIni = R"(; Settings of the server, read once
 ; A value may have at most 127 bytes in the code page that platform.ini names.
 
 [server_connection]
-; access: the embedded database, a file below this program's folder. Anything else: a database server.
+; access: the embedded database, a file below the program's folder; anything else: a database server
 DB_TYPE=access
 DataBaseName=\Web\Data\vnq.db
 DataPaw=

@@ -1,5 +1,7 @@
 #include "tools/init_command.h"
 
+#include <sys/stat.h>
+
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -125,6 +127,8 @@ void AddInitCommand(CLI::App& app, int& exitCode) {
   command->add_option("--app-path", options->appPath, "The program's folder")->required();
   command->add_flag("--demo", options->demo, "Add sample departments, roles, users and a group");
   command->callback([options, &exitCode] {
+    // The database holds passwords in clear, the settings that of the database server.
+    umask(umask(0) | S_IRWXO);
     options->localeName = SystemLocaleName();
     exitCode = RunInit(*options, std::cout, std::cerr);
   });

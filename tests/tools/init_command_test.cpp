@@ -1,6 +1,7 @@
 #include "tools/init_command.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <map>
 #include <memory>
@@ -336,6 +337,24 @@ TEST_F(InitCommand, DemoLeavesADatabaseWithAccountsAlone) {
   EXPECT_TRUE(ErrHas("no sample data added")) << err_.str();
   EXPECT_EQ(Query("select count(*) from Users_ID"), "1");
   EXPECT_EQ(Query("select count(*) from Role"), "0");
+}
+
+TEST_F(InitCommand, ForeignersCannotReadWhatTheProgramMade) {
+  CLI::App app;
+  int exitCode = -1;
+  AddInitCommand(app, exitCode);
+  std::vector<std::string> arguments = {folder_.path() + "/new", "--app-path", "init"};
+  const mode_t before = umask(022);
+  ::testing::internal::CaptureStdout();
+  app.parse(arguments);  // takes the words from the last to the first
+  ::testing::internal::GetCapturedStdout();
+  umask(before);
+  EXPECT_EQ(exitCode, 0);
+  for (const char* name : {"new", "new/Web/Data/DataBase.ini", "new/Web/Data/vnq.db"}) {
+    struct stat status = {};
+    ASSERT_EQ(stat((folder_.path() + "/" + name).c_str(), &status), 0) << name;
+    EXPECT_EQ(status.st_mode & S_IRWXO, 0u) << name;
+  }
 }
 
 TEST_F(InitCommand, NeedsTheFoldersPath) {
