@@ -13,18 +13,6 @@ std::string Print(const std::vector<std::vector<std::string>>& rows) {
   return out.str();
 }
 
-TEST(DisplayWidth, CountsChineseCharactersTwice) {
-  EXPECT_EQ(DisplayWidth("abc"), 3u);
-  EXPECT_EQ(DisplayWidth("王芳"), 4u);
-  EXPECT_EQ(DisplayWidth("é："), 3u);
-  EXPECT_EQ(DisplayWidth(""), 0u);
-}
-
-TEST(DisplayWidth, BrokenTextDoesNotRunOff) {
-  EXPECT_EQ(DisplayWidth("\xE7"), 1u);
-  EXPECT_EQ(DisplayWidth("\x80"), 1u);
-}
-
 TEST(PrintTable, AlignsColumnsAndEndsLinesAtTheLastCell) {
   EXPECT_EQ(Print({{"id", "name"}, {"1", "王芳"}, {"22", "ben"}}), "id  name\n1   王芳\n22  ben\n");
   EXPECT_EQ(Print({{"name", "x"}, {"王芳小", "y"}}), "name    x\n王芳小  y\n");
