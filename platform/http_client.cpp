@@ -155,8 +155,8 @@ std::string EncodeRequestTarget(std::string_view url) {
   return encoded;
 }
 
-// The library's state machine on the loop: it says which sockets to watch and when to call it again. Shared with
-// the handlers that wait, since one of them may unwind after its client is gone.
+// The library's state machine on the loop: it says which sockets to watch and when to call it
+// again. Shared with the handlers that wait, since one of them may unwind after its client is gone.
 class HttpClient::Transfers : public std::enable_shared_from_this<Transfers> {
  public:
   explicit Transfers(EventLoop& loop);
@@ -306,7 +306,8 @@ void HttpClient::Transfers::WatchSocket(CURL* easy, curl_socket_t descriptor, in
   if ((what & CURL_POLL_OUT) != 0) events |= EPOLLOUT;
   if (socket->Watch(events)) return;
 
-  // A socket that nobody watches would never get on. Not from in here: the library must not be re-entered.
+  // A socket that nobody watches would never get on. Not from in here: the library must not be
+  // re-entered.
   Transfer* transfer = nullptr;
   curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
   loop_.Enqueue([self = weak_from_this(), transfer] {
@@ -323,11 +324,10 @@ int HttpClient::Transfers::OnTimer(CURLM*, long delayMs, void* self) {
   const uint64_t round = ++transfers.timerRound_;
   if (delayMs < 0) return 0;
   // A timer that is due already stands in the ready queue and cannot be stopped: its round tells.
-  transfers.timer_ =
-      transfers.loop_.RunAfter(delayMs, [owner = transfers.weak_from_this(), round] {
-        const auto found = owner.lock();
-        if (found && found->timerRound_ == round) found->Proceed(CURL_SOCKET_TIMEOUT, 0);
-      });
+  transfers.timer_ = transfers.loop_.RunAfter(delayMs, [owner = transfers.weak_from_this(), round] {
+    const auto found = owner.lock();
+    if (found && found->timerRound_ == round) found->Proceed(CURL_SOCKET_TIMEOUT, 0);
+  });
   return 0;
 }
 
@@ -354,11 +354,14 @@ void HttpClient::Transfers::CollectEnded() {
 HttpClient::HttpClient(EventLoop& loop)
     : loop_(loop), transfers_(std::make_shared<Transfers>(loop)) {}
 
-HttpClient::~HttpClient() { transfers_->DropAll(); }
+HttpClient::~HttpClient() {
+  transfers_->DropAll();
+}
 
 HttpResponse HttpClient::Perform(HttpRequest request) {
   assert(loop_.InHandler());
-  // Declared in front of the wait, so that a handler which is unwound in it takes its transfer along.
+  // Declared in front of the wait, so that a handler which is unwound in it takes its transfer
+  // along.
   struct Waiting {
     ~Waiting() {
       if (owner && transfer) owner->Drop(transfer);
@@ -373,8 +376,12 @@ HttpResponse HttpClient::Perform(HttpRequest request) {
   return std::move(waiting.transfer->response);
 }
 
-void HttpClient::Send(HttpRequest request) { transfers_->Start(std::move(request), nullptr); }
+void HttpClient::Send(HttpRequest request) {
+  transfers_->Start(std::move(request), nullptr);
+}
 
-size_t HttpClient::InFlight() const { return transfers_->InFlight(); }
+size_t HttpClient::InFlight() const {
+  return transfers_->InFlight();
+}
 
 }  // namespace vnq
