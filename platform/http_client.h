@@ -25,8 +25,8 @@ struct HttpRequest {
 };
 
 /// What a server answered. Without `ok` the other members are empty: the address is no HTTP
-/// address, nobody listens there, the answer broke off, is no HTTP or larger than
-/// HttpClient::kMaxAnswerBytes, or the time-out is over.
+/// address or, encoded, nears a megabyte, nobody listens there, the answer broke off, is no HTTP or
+/// larger than HttpClient::kMaxAnswerBytes, or the time-out is over.
 struct HttpResponse {
   bool ok = false;
   long status = 0;
@@ -55,7 +55,7 @@ class HttpClient {
   HttpClient& operator=(const HttpClient&) = delete;
 
   /// Sends a request and waits for the end of its answer, while the loop serves everything else.
-  /// Only in a handler. Yields: yes; the client may be gone when it returns only by unwinding.
+  /// Only in a handler. Yields: yes.
   HttpResponse Perform(HttpRequest request);
 
   /// Sends a request and forgets it. Nobody learns of a failure. Yields: no.

@@ -44,10 +44,12 @@ inline bool RunUntil(EventLoop& loop, const std::function<bool()>& condition) {
 }
 
 /// A loopback address that no other test process uses at the same time.
+///
+/// number  0 to 7, for several addresses in one process.
 inline std::string LoopbackAddress(int number) {
   const int pid = getpid();
-  return "127." + std::to_string(64 + (pid >> 16) % 64) + "." + std::to_string((pid >> 8) & 255) +
-         "." + std::to_string(1 + (((pid & 255) + number * 97) & 255) % 254);
+  return "127." + std::to_string(64 + number * 8 + (pid >> 16) % 8) + "." +
+         std::to_string((pid >> 8) & 255) + "." + std::to_string(pid & 255);
 }
 
 inline std::string HttpAnswer(const std::string& body, const std::string& status = "200 OK",
@@ -61,8 +63,12 @@ class LoopbackHttpServer {
   enum class Then { kClose, kKeepOpen };
 
   explicit LoopbackHttpServer(EventLoop& loop) : loop_(loop), listener_(loop) {}
+
+  /// The clients have to be gone by now: a closed connection lives until its peer has let go.
   ~LoopbackHttpServer() {
+    listener_.Close();
     for (const auto& connection : connections_) connection->Close();
+    RunUntil(loop_, [] { return TcpConnection::Lingering() == 0; });
   }
 
   /// False, with the reason in `error`, when the address cannot be bound.
