@@ -51,7 +51,8 @@ curl_slist* HeaderList(const HttpRequest& request) {
   // An announced "Expect: 100-continue" would wait a second for servers that do not know it.
   curl_slist* list = curl_slist_append(nullptr, "Expect:");
   for (const auto& [name, value] : request.headers) {
-    const std::string line = value.empty() ? name + ";" : name + ": " + value;
+    std::string line = name;
+    line.append(value.empty() ? ";" : ": ").append(value);
     list = curl_slist_append(list, line.c_str());
   }
   return list;
@@ -155,8 +156,8 @@ std::string EncodeRequestTarget(std::string_view url) {
   return encoded;
 }
 
-// The library's state machine on the loop: it says which sockets to watch and when to call it again. Shared with
-// the handlers that wait, since one of them may unwind after its client is gone.
+// The library's state machine on the loop: it says which sockets to watch and when to call it
+// again. Shared with the handlers that wait, since one of them may unwind after its client is gone.
 class HttpClient::Transfers : public std::enable_shared_from_this<Transfers> {
  public:
   explicit Transfers(EventLoop& loop);
@@ -184,7 +185,8 @@ class HttpClient::Transfers : public std::enable_shared_from_this<Transfers> {
   void WatchSocket(CURL* easy, curl_socket_t descriptor, int what, Socket* socket);
   void Proceed(curl_socket_t descriptor, int events);
   void CollectEnded();
-  void End(std::shared_ptr<Transfer> transfer, CURLcode code);
+  /// Tells the one who waits. A transfer that has been dropped already is passed over.
+  void End(Transfer* running, CURLcode code);
 
   EventLoop& loop_;
   CURLM* multi_;
@@ -257,9 +259,8 @@ std::shared_ptr<Transfer> HttpClient::Transfers::Start(HttpRequest request,
     transfer->timeout = loop_.RunAfter(
         timeoutMs, [self = weak_from_this(), late = std::weak_ptr<Transfer>(transfer)] {
           const auto owner = self.lock();
-          if (auto found = late.lock(); owner && found) {
-            owner->End(std::move(found), CURLE_OPERATION_TIMEDOUT);
-          }
+          const auto found = late.lock();
+          if (owner && found) owner->End(found.get(), CURLE_OPERATION_TIMEDOUT);
         });
   }
   return transfer;
@@ -275,8 +276,10 @@ void HttpClient::Transfers::DropAll() {
   while (!running_.empty()) Drop(std::shared_ptr<Transfer>(running_.begin()->second));
 }
 
-void HttpClient::Transfers::End(std::shared_ptr<Transfer> transfer, CURLcode code) {
-  if (!running_.contains(transfer.get())) return;
+void HttpClient::Transfers::End(Transfer* running, CURLcode code) {
+  const auto found = running_.find(running);
+  if (found == running_.end()) return;
+  const std::shared_ptr<Transfer> transfer = found->second;
   TakeResult(*transfer, code);
   Drop(transfer);
   transfer->ended = true;
@@ -306,14 +309,12 @@ void HttpClient::Transfers::WatchSocket(CURL* easy, curl_socket_t descriptor, in
   if ((what & CURL_POLL_OUT) != 0) events |= EPOLLOUT;
   if (socket->Watch(events)) return;
 
-  // A socket that nobody watches would never get on. Not from in here: the library must not be re-entered.
+  // A socket that nobody watches would never get on. Not from in here: the library must not be
+  // re-entered.
   Transfer* transfer = nullptr;
   curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
   loop_.Enqueue([self = weak_from_this(), transfer] {
-    const auto owner = self.lock();
-    if (!owner) return;
-    const auto found = owner->running_.find(transfer);
-    if (found != owner->running_.end()) owner->End(found->second, CURLE_COULDNT_CONNECT);
+    if (const auto owner = self.lock()) owner->End(transfer, CURLE_COULDNT_CONNECT);
   });
 }
 
@@ -323,11 +324,10 @@ int HttpClient::Transfers::OnTimer(CURLM*, long delayMs, void* self) {
   const uint64_t round = ++transfers.timerRound_;
   if (delayMs < 0) return 0;
   // A timer that is due already stands in the ready queue and cannot be stopped: its round tells.
-  transfers.timer_ =
-      transfers.loop_.RunAfter(delayMs, [owner = transfers.weak_from_this(), round] {
-        const auto found = owner.lock();
-        if (found && found->timerRound_ == round) found->Proceed(CURL_SOCKET_TIMEOUT, 0);
-      });
+  transfers.timer_ = transfers.loop_.RunAfter(delayMs, [owner = transfers.weak_from_this(), round] {
+    const auto found = owner.lock();
+    if (found && found->timerRound_ == round) found->Proceed(CURL_SOCKET_TIMEOUT, 0);
+  });
   return 0;
 }
 
@@ -344,8 +344,7 @@ void HttpClient::Transfers::CollectEnded() {
     const CURLcode code = message->data.result;
     Transfer* transfer = nullptr;
     curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
-    const auto found = running_.find(transfer);
-    if (found != running_.end()) End(found->second, code);
+    End(transfer, code);
   }
 }
 
@@ -354,11 +353,14 @@ void HttpClient::Transfers::CollectEnded() {
 HttpClient::HttpClient(EventLoop& loop)
     : loop_(loop), transfers_(std::make_shared<Transfers>(loop)) {}
 
-HttpClient::~HttpClient() { transfers_->DropAll(); }
+HttpClient::~HttpClient() {
+  transfers_->DropAll();
+}
 
 HttpResponse HttpClient::Perform(HttpRequest request) {
   assert(loop_.InHandler());
-  // Declared in front of the wait, so that a handler which is unwound in it takes its transfer along.
+  // Declared in front of the wait, so that a handler which is unwound in it takes its transfer
+  // along.
   struct Waiting {
     ~Waiting() {
       if (owner && transfer) owner->Drop(transfer);
@@ -373,8 +375,12 @@ HttpResponse HttpClient::Perform(HttpRequest request) {
   return std::move(waiting.transfer->response);
 }
 
-void HttpClient::Send(HttpRequest request) { transfers_->Start(std::move(request), nullptr); }
+void HttpClient::Send(HttpRequest request) {
+  transfers_->Start(std::move(request), nullptr);
+}
 
-size_t HttpClient::InFlight() const { return transfers_->InFlight(); }
+size_t HttpClient::InFlight() const {
+  return transfers_->InFlight();
+}
 
 }  // namespace vnq

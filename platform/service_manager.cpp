@@ -25,7 +25,8 @@ class SpawnSettings {
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
-    // Not every library opens its descriptors close-on-exec, and a service must not hold a port of ours.
+    // Not every library opens its descriptors close-on-exec, and a service must not hold a port of
+    // ours.
     posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
 
     // Signals that this process blocks or ignores are the command's own affair.
@@ -35,8 +36,8 @@ class SpawnSettings {
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK |
-                                              POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   }
   ~SpawnSettings() {
     posix_spawnattr_destroy(&attributes);
@@ -51,8 +52,8 @@ class SpawnSettings {
 
 }  // namespace
 
-// A started command, watched by a descriptor that becomes readable at its end. Where the kernel offers none, the
-// next Start notices the end.
+// A started command, watched by a descriptor that becomes readable at its end. Where the kernel
+// offers none, the next Start notices the end.
 class ShellCommandRunner::Child : private EventLoop::Watcher {
  public:
   Child(ShellCommandRunner& runner, pid_t pid)
@@ -84,7 +85,8 @@ void ShellCommandRunner::Start(const std::string& commandLine) {
   std::string shell = "sh", option = "-c", command = commandLine;
   char* const arguments[] = {shell.data(), option.data(), command.data(), nullptr};
   pid_t pid = 0;
-  if (posix_spawn(&pid, "/bin/sh", &settings.files, &settings.attributes, arguments, environ) == 0) {
+  if (posix_spawn(&pid, "/bin/sh", &settings.files, &settings.attributes, arguments, environ) ==
+      0) {
     children_.emplace(pid, std::make_unique<Child>(*this, pid));
   }
 }

@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-
 #include <map>
 #include <memory>
 #include <string>
@@ -18,16 +17,17 @@ class CommandRunner {
  public:
   virtual ~CommandRunner() = default;
 
-  /// Starts a shell command without a terminal and without waiting for its end. A command that cannot be
-  /// started is skipped; nobody reads an exit code.
+  /// Starts a shell command without a terminal and without waiting for its end. A command that
+  /// cannot be started is skipped; nobody reads an exit code.
   virtual void Start(const std::string& commandLine) = 0;
 
-  /// Stops the whole calling thread for a time: no handler, no timer and no socket is served meanwhile.
+  /// Stops the whole calling thread for a time: no handler, no timer and no socket is served
+  /// meanwhile.
   virtual void BlockFor(int64_t ms) = 0;
 };
 
-/// Runs commands by /bin/sh in a session of their own, their three standard descriptors on /dev/null and no
-/// other descriptor of this process open. A command outlives this object.
+/// Runs commands by /bin/sh in a session of their own, their three standard descriptors on
+/// /dev/null and no other descriptor of this process open. A command outlives this object.
 class ShellCommandRunner : public CommandRunner {
  public:
   explicit ShellCommandRunner(EventLoop& loop);

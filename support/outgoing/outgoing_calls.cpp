@@ -113,7 +113,8 @@ void OutgoingCalls::SameTime(int32_t code, int32_t service) {
   const std::string url = BuildPublicUrl("service", "set_status", "myid=public");
   const std::string body = "services=" + name + "&service_op=restart";
   const std::string result = HttpPost(url, body, kResponseText);
-  // Kept: the site service whichever sibling was asked for, since it is the one that did not answer.
+  // Kept: the site service whichever sibling was asked for, since it is the one that did not
+  // answer.
   if (result.empty()) RestartByShell(kSiteService);
 }
 

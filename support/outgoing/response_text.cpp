@@ -14,11 +14,11 @@ struct CharsetPage {
   int page;
 };
 constexpr CharsetPage kCharsetPages[] = {
-    {"gb2312", 936},        {"gbk", 936},           {"gb18030", 936},      {"big5", 950},
-    {"shift_jis", 932},     {"euc-kr", 949},        {"iso-8859-1", 1252},  {"windows-874", 874},
-    {"windows-1250", 1250}, {"windows-1251", 1251}, {"windows-1252", 1252},
-    {"windows-1253", 1253}, {"windows-1254", 1254}, {"windows-1255", 1255},
-    {"windows-1256", 1256}, {"windows-1257", 1257}, {"windows-1258", 1258},
+    {"gb2312", 936},        {"gbk", 936},           {"gb18030", 936},       {"big5", 950},
+    {"shift_jis", 932},     {"euc-kr", 949},        {"iso-8859-1", 1252},   {"windows-874", 874},
+    {"windows-1250", 1250}, {"windows-1251", 1251}, {"windows-1252", 1252}, {"windows-1253", 1253},
+    {"windows-1254", 1254}, {"windows-1255", 1255}, {"windows-1256", 1256}, {"windows-1257", 1257},
+    {"windows-1258", 1258},
 };
 
 std::string LowerCase(std::string_view text) {
