@@ -260,8 +260,8 @@ void EventLoop::UnwindHandlers() {
     Resume(handler);  // the fiber ends
     std::erase(handlers_, handler);
     delete handler;
-    --liveHandlers_;
   }
+  liveHandlers_ = 0;
 }
 
 // --- Descriptors ---

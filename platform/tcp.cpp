@@ -213,8 +213,8 @@ void TcpConnection::EndOfStream() {
 void TcpConnection::Linger() {
   state_ = State::kLingering;
   ++lingering;
-  self_ = shared_from_this();
-  lingerTimer_ = loop_.RunAfter(kLingerMs, [self = self_] { self->Release(); });
+  // The timer is what keeps the connection alive from here on.
+  lingerTimer_ = loop_.RunAfter(kLingerMs, [self = shared_from_this()] { self->Release(); });
   Flush();
 }
 
@@ -257,11 +257,11 @@ void TcpConnection::Release() {
   if (state_ == State::kReleased) return;
   if (state_ == State::kLingering) --lingering;
   state_ = State::kReleased;
+  const auto keepAlive = weak_from_this().lock();  // the timer may hold the last reference
   loop_.StopTimer(lingerTimer_);
   if (watched_ != 0) loop_.Unwatch(descriptor_);
   watched_ = 0;
   close(descriptor_);
-  const auto last = std::move(self_);  // may be the last owner: nothing of this object is used below
 }
 
 void TcpConnection::UpdateWatch() {

@@ -134,7 +134,6 @@ class TcpConnection : private EventLoop::Watcher,
   std::string unsent_;
   size_t unsentFrom_ = 0;
   EventLoop::TimerId lingerTimer_ = 0;
-  std::shared_ptr<TcpConnection> self_;  // keeps a lingering connection alive
 };
 
 }  // namespace vnq

@@ -1,0 +1,277 @@
+#include "tests/end_to_end/harness/test_server.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
+
+#include "support/base64_text.h"
+#include "tools/init_command.h"
+
+namespace vnq {
+namespace {
+
+constexpr uint16_t kMainPort = 6004;
+constexpr int kIdleTurns = 3;  // loopback traffic is there at once; the rest is for what one turn makes ready
+
+// An address that no other test that runs now has: from the process number and a count.
+std::string OwnAddress() {
+  static int count = 0;
+  const unsigned number = static_cast<unsigned>(getpid()) * 4u + static_cast<unsigned>(count++ % 4);
+  return fmt::format("127.{}.{}.{}", 10 + (number / (254 * 254)) % 200, 1 + (number / 254) % 254,
+                     1 + number % 254);
+}
+
+void WriteFile(const std::string& path, std::string_view content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+}  // namespace
+
+// --- TestClient ---
+
+TestClient::TestClient(TestServer& server, uint16_t port)
+    : server_(&server), descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_in peer{};
+  peer.sin_family = AF_INET;
+  peer.sin_port = htons(port);
+  inet_pton(AF_INET, server.address().c_str(), &peer.sin_addr);
+  if (connect(descriptor_, reinterpret_cast<sockaddr*>(&peer), sizeof peer) != 0) ended_ = true;
+  const int on = 1;
+  setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  fcntl(descriptor_, F_SETFL, O_NONBLOCK);
+  server.Pump();
+}
+
+TestClient::~TestClient() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+TestClient::TestClient(TestClient&& other) noexcept
+    : server_(other.server_),
+      descriptor_(std::exchange(other.descriptor_, -1)),
+      ended_(other.ended_),
+      received_(std::move(other.received_)) {}
+
+void TestClient::Send(std::string_view records) {
+  SendQuietly(records);
+  server_->Pump();
+}
+
+void TestClient::SendBytes(std::string_view bytes) {
+  SendBytesQuietly(bytes);
+  server_->Pump();
+}
+
+void TestClient::SendQuietly(std::string_view records) {
+  SendBytesQuietly(Base64EncodeText(server_->page(), records));
+}
+
+void TestClient::SendBytesQuietly(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent > 0) {
+      bytes.remove_prefix(static_cast<size_t>(sent));
+    } else if (errno == EAGAIN) {
+      server_->Pump();  // the server takes what fills the socket
+      Drain();
+    } else {
+      return;
+    }
+  }
+}
+
+void TestClient::Drain() {
+  char buffer[65536];
+  for (;;) {
+    const ssize_t count = recv(descriptor_, buffer, sizeof buffer, 0);
+    if (count > 0) {
+      received_.append(buffer, static_cast<size_t>(count));
+    } else {
+      if (count == 0 || errno != EAGAIN) ended_ = true;
+      return;
+    }
+  }
+}
+
+std::string TestClient::ReceiveBytes() {
+  do {
+    Drain();
+    server_->Pump();
+    const size_t before = received_.size();
+    Drain();
+    if (received_.size() == before) break;
+  } while (true);
+  return std::exchange(received_, {});
+}
+
+std::string TestClient::Receive() {
+  const std::string wire = ReceiveBytes();
+  std::string bytes;
+  for (size_t i = 0; i < wire.size(); i += 4) bytes += Base64DecodeBytes(wire.substr(i, 4));
+  return server_->page().FromBytes(bytes);
+}
+
+void TestClient::Close() {
+  if (descriptor_ >= 0) close(descriptor_);
+  descriptor_ = -1;
+  server_->Pump();
+}
+
+void TestClient::Reset() {
+  const linger now{1, 0};
+  setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  Close();
+}
+
+bool TestClient::IsClosed() {
+  server_->Pump();
+  Drain();
+  return ended_;
+}
+
+std::string TestClient::LocalAddress() const {
+  sockaddr_in own{};
+  socklen_t size = sizeof own;
+  getsockname(descriptor_, reinterpret_cast<sockaddr*>(&own), &size);
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &own.sin_addr, text, sizeof text);
+  return text;
+}
+
+// --- TestServer ---
+
+TestServer::TestServer(const TestServerOptions& options)
+    : clock_({2026, 3, 4, 5, 6, 7}), address_(OwnAddress()) {
+  spdlog::set_level(spdlog::level::off);
+  MakeFolder(options);
+  codePage_ = CodePage::Open(options.codePage);
+  page_ = std::make_unique<AnsiCodePage>(codePage_);
+  loop_ = std::make_unique<EventLoop>(clock_);
+  PlatformSettings platform;
+  platform.languageId = options.languageId;
+  platform.codePage = options.codePage;
+  platform.bindAddress = address_;
+  platform.durability = SqlDurability::kNone;  // a test's rows need not survive the machine
+  form_ = std::make_unique<IndexForm>(*loop_, clock_, codePage_, commands_, folder_, platform);
+  form_->Load();
+}
+
+TestServer::~TestServer() {
+  loop_->UnwindHandlers();
+  form_.reset();
+  loop_.reset();
+  sqlite3_close(database_);
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+void TestServer::MakeFolder(const TestServerOptions& options) {
+  std::string name = (std::filesystem::temp_directory_path() / "vnq_server_XXXXXX").string();
+  folder_ = mkdtemp(name.data());
+  WriteFile(folder_ + "/platform.ini", fmt::format("[locale]\nlanguage_id={}\ncode_page={}\n",
+                                                   options.languageId, options.codePage));
+  std::filesystem::create_directories(folder_ + "/Web/Data");
+  std::filesystem::create_directories(folder_ + "/Web/download");
+  if (!options.settings.empty()) {
+    WriteFile(folder_ + "/Web/Data/DataBase.ini", page_ ? options.settings : options.settings);
+  }
+  WriteFile(folder_ + "/Web/download/log.txt", options.versionFile);
+  std::ostringstream said;
+  EXPECT_EQ(RunInit({folder_, false, "C"}, said, said), 0) << said.str();
+  sqlite3_open((folder_ + "/Web/Data/vnq.db").c_str(), &database_);
+  sqlite3_busy_timeout(database_, 2000);
+  Run("PRAGMA synchronous=OFF");
+  if (!options.sql.empty()) Run(options.sql);
+}
+
+void TestServer::Pump() {
+  int idle = 0;
+  while (idle < kIdleTurns) idle = loop_->Turn(0) ? 0 : idle + 1;
+}
+
+void TestServer::AdvanceMs(int64_t ms) {
+  Pump();
+  while (ms > 0) {
+    const int64_t step = std::min<int64_t>(ms, 1000);
+    clock_.AdvanceMs(step);
+    Pump();
+    ms -= step;
+  }
+}
+
+TestClient TestServer::ConnectTo(uint16_t port) { return TestClient(*this, port); }
+
+TestClient TestServer::Connect() {
+  TestClient client = ConnectTo(kMainPort);
+  EXPECT_EQ(client.Receive(), ".+SuccessfulConnection|#");
+  return client;
+}
+
+TestClient TestServer::Online(const std::string& userId, int state) {
+  TestClient client = Connect();
+  client.Send(fmt::format(".+successful_online|{}|{}|#", userId, state));
+  EXPECT_EQ(client.Receive(), ".+SynchronousSuccessfully|#");
+  return client;
+}
+
+std::vector<std::string> TestServer::Rows(const std::string& select) {
+  std::vector<std::string> rows;
+  sqlite3_stmt* statement = nullptr;
+  EXPECT_EQ(sqlite3_prepare_v2(database_, select.c_str(), -1, &statement, nullptr), SQLITE_OK)
+      << sqlite3_errmsg(database_) << ": " << select;
+  while (statement != nullptr && sqlite3_step(statement) == SQLITE_ROW) {
+    std::string row;
+    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
+      row += i > 0 ? "|" : "";
+      row += text != nullptr ? text : "NULL";
+    }
+    rows.push_back(std::move(row));
+  }
+  sqlite3_finalize(statement);
+  return rows;
+}
+
+std::string TestServer::Value(const std::string& select) {
+  const std::vector<std::string> rows = Rows(select);
+  return rows.empty() ? "(none)" : rows.front();
+}
+
+void TestServer::Run(const std::string& statements) {
+  char* error = nullptr;
+  sqlite3_exec(database_, statements.c_str(), nullptr, nullptr, &error);
+  EXPECT_EQ(error, nullptr) << error << ": " << statements;
+  sqlite3_free(error);
+}
+
+void TestServer::AddUser(const std::string& userId, const std::vector<std::string>& columns) {
+  std::string names = "UserID,UserName,UserPaws,FcName,UserState,UserIcoLine,IsVerify";
+  std::string values = fmt::format("'{0}','name{0}','pw{0}','Name {0}',1,0,0", userId);
+  Run(fmt::format("insert into Users_ID({}) values({})", names, values));
+  for (const std::string& column : columns) {
+    const size_t sign = column.find('=');
+    Run(fmt::format("update Users_ID set {}='{}' where UserID='{}'", column.substr(0, sign),
+                    column.substr(sign + 1), userId));
+  }
+}
+
+void TestServer::InHandler(std::function<void(Host&)> work) {
+  loop_->StartHandler([this, work = std::move(work)] { work(host()); });
+  Pump();
+}
+
+}  // namespace vnq
