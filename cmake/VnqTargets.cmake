@@ -37,6 +37,25 @@ function(vnq_library name folder)
   target_link_libraries(${name} PUBLIC vnq_settings ${ARG_LINK})
 endfunction()
 
+# vnq_embed_texts(<library> <header> <function> <name=path>...)
+# Compiles text files into <library>; <header> declares the function that gives them by name (see EmbedTexts.cmake).
+function(vnq_embed_texts library header function)
+  set(output ${CMAKE_BINARY_DIR}/generated/${function}.cpp)
+  foreach(entry ${ARGN})
+    string(REGEX REPLACE "^[^=]+=" "" path ${entry})
+    string(REPLACE "=${path}" "=${CMAKE_SOURCE_DIR}/${path}" entry ${entry})
+    list(APPEND files ${entry})
+    list(APPEND inputs ${CMAKE_SOURCE_DIR}/${path})
+  endforeach()
+  list(JOIN files "," files)
+  add_custom_command(OUTPUT ${output}
+    COMMAND ${CMAKE_COMMAND} -DOUTPUT=${output} -DHEADER=${header} -DFUNCTION=${function}
+            "-DFILES=${files}" -P ${CMAKE_SOURCE_DIR}/cmake/EmbedTexts.cmake
+    DEPENDS ${inputs} ${CMAKE_SOURCE_DIR}/cmake/EmbedTexts.cmake
+    VERBATIM)
+  target_sources(${library} PRIVATE ${output})
+endfunction()
+
 # vnq_program(<name> <source> [LINK <libraries>])
 function(vnq_program name source)
   cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})

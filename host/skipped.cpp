@@ -9,7 +9,7 @@ thread_local uint64_t skippedStatements = 0;
 
 void NoteSkipped(std::string_view statement, std::string_view why) {
   ++skippedStatements;
-  SPDLOG_DEBUG("skipped {}: {}", statement, why);
+  spdlog::debug("skipped {}: {}", statement, why);
 }
 
 uint64_t SkippedStatements() { return skippedStatements; }

@@ -3,8 +3,10 @@
 //   file    = { line }            a line ends at LF; a CR before it belongs to the line end
 //   line    = blank | ";" comment | "[" section "]" | key "=" value
 //
-// Section and key names are compared without regard to ASCII case, the first match wins, blanks (space and
-// tab) around section, key and value go, and so does one pair of matching quotes around a value.
+// Section and key names are compared without regard to ASCII case, the first match wins, blanks
+// (space and tab) around section, key and value go, and so does one pair of matching quotes around
+// a value. Any other line, and keys in front of the first section, mean nothing; a UTF-8 mark at
+// the start of the file goes.
 #pragma once
 
 #include <map>
@@ -23,20 +25,20 @@ class IniData {
  public:
   static IniData Parse(std::string_view bytes);
 
-  /// The value of the first matching key in the first matching section that has it, whole; nothing when there
-  /// is none. A section name that occurs twice counts as its first occurrence only.
+  /// The value of the first matching key in the first matching section that has it, whole; nothing
+  /// when there is none. A section name that occurs twice counts as its first occurrence only.
   std::optional<std::string> Find(std::string_view section, std::string_view key) const;
 
  private:
   std::map<std::string, std::map<std::string, std::string>> sections_;  // names in lower case
 };
 
-/// Reads INI files by path and keeps what it read until the file changes (inode, size, or nanosecond time of
-/// change), so that an edit takes effect at the next read.
+/// Reads INI files by path and keeps what it read until the file changes (inode, size, or
+/// nanosecond time of change), so that an edit takes effect at the next read.
 class IniReader {
  public:
-  /// The value as the profile reader returns it: cut at 127 bytes, cut at the first NUL, spaces at both ends
-  /// trimmed. Raw bytes. A missing file, section or key gives the empty text.
+  /// The value as the profile reader returns it: cut at 127 bytes, cut at the first NUL, spaces at
+  /// both ends trimmed. Raw bytes. A missing file, section or key gives the empty text.
   std::string ReadBytes(const std::string& path, std::string_view section, std::string_view key);
 
  private:
@@ -45,6 +47,9 @@ class IniReader {
     long long changedNs = 0;
     IniData data;
   };
+
+  const IniData* Load(const std::string& path);
+
   std::map<std::string, Entry> files_;
 };
 

@@ -1,12 +1,12 @@
 // What a database engine must offer to the cursors of the host. One implementation per engine.
 //
-// Statements arrive in the written dialect (`top 1`, `#YYYY-MM-DD#`, `clng(x)`, `CONVERT(int,x)`), with a
-// bare `?` for each bound parameter; the driver rewrites them for its engine and caches what it prepared.
-// A failed call returns false, changes nothing in its output, and LastError() says what, which and why.
+// Statements arrive in the written dialect (`top 1`, `#YYYY-MM-DD#`, `clng(x)`, `CONVERT(int,x)`),
+// with a bare `?` for each bound parameter; the driver rewrites them for its engine and caches what
+// it prepared. A failed call returns false, changes nothing in its output, and LastError() says
+// what, which and why.
 #pragma once
 
 #include <cstdint>
-
 #include <memory>
 #include <span>
 #include <string>
@@ -14,6 +14,8 @@
 #include <vector>
 
 namespace vnq {
+
+class Clock;
 
 /// A value on its way to or from the database. Text is UTF-8.
 struct SqlValue {
@@ -35,15 +37,17 @@ struct SqlColumn {
   SqlColumnType type = SqlColumnType::kText;
 };
 
-/// The rows of one query, all in memory: the statement is finished when Query returns, so the rows outlive
-/// anything that runs later.
+/// The rows of one query, all in memory: the statement is finished when Query returns, so the rows
+/// outlive anything that runs later.
 struct SqlRows {
   std::shared_ptr<const std::vector<SqlColumn>> columns;  ///< never null after a successful Query
-  std::vector<SqlValue> cells;                            ///< row by row, columns->size() cells each
-  std::string table;               ///< the one table the rows come from; empty for joins and expressions
+  std::vector<SqlValue> cells;  ///< row by row, columns->size() cells each
+  std::string table;  ///< the one table the rows come from; empty for joins and expressions
   std::vector<SqlValue> identity;  ///< one per row when `table` is set: what finds the row again
 
-  size_t rowCount() const { return columns && !columns->empty() ? cells.size() / columns->size() : 0; }
+  size_t rowCount() const {
+    return columns && !columns->empty() ? cells.size() / columns->size() : 0;
+  }
 };
 
 /// One column to write.
@@ -57,7 +61,8 @@ class SqlDriver {
   virtual ~SqlDriver() = default;
 
   /// Runs a select and reads all rows.
-  virtual bool Query(std::string_view statement, std::span<const SqlValue> parameters, SqlRows& rows) = 0;
+  virtual bool Query(std::string_view statement, std::span<const SqlValue> parameters,
+                     SqlRows& rows) = 0;
 
   /// Runs a statement that gives no rows.
   virtual bool Execute(std::string_view statement, std::span<const SqlValue> parameters) = 0;
@@ -66,13 +71,14 @@ class SqlDriver {
   virtual bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) = 0;
 
   /// Writes the given columns of one row that Query returned.
-  virtual bool UpdateRow(const SqlRows& rows, size_t row, std::span<const SqlAssignment> values) = 0;
+  virtual bool UpdateRow(const SqlRows& rows, size_t row,
+                         std::span<const SqlAssignment> values) = 0;
 
   /// Deletes one row that Query returned.
   virtual bool DeleteRow(const SqlRows& rows, size_t row) = 0;
 
-  /// Makes everything committed so far survive a power cut, as far as the configured durability asks for it.
-  /// Cheap when nothing was written since the last call.
+  /// Makes everything committed so far survive a power cut, as far as the configured durability
+  /// asks for it. Cheap when nothing was written since the last call.
   virtual bool SyncCommitted() = 0;
 
   /// What went wrong in the last call that returned false.
@@ -86,11 +92,17 @@ struct SqliteOptions {
   std::string path;
   int busyTimeoutMs = 2000;
   SqlDurability durability = SqlDurability::kReceipt;
-  bool createFile = false;  ///< false: a missing file makes every statement fail
+  bool createFile = false;       ///< false: a missing file makes every statement fail
+  const Clock* clock = nullptr;  ///< for the waits below; null: the machine's. Outlives the driver
 };
 
-/// An SQLite file in WAL mode, autocommit. Never null: while the file cannot be opened, each statement tries
-/// again (at most once a second) and fails.
+/// An SQLite file in WAL mode, autocommit. Never null: while the file cannot be opened, each
+/// statement tries again (at most once a second) and fails; that it fails is logged once, and once
+/// that it is back. A file that was moved or replaced is noticed within a second.
+///
+/// A statement that finds the file locked by another program waits for busyTimeoutMs. When that was
+/// in vain, the statements of the next second do not wait at all, so that a lock holds the thread
+/// up once and not at each statement.
 std::unique_ptr<SqlDriver> OpenSqlite(SqliteOptions options);
 
 }  // namespace vnq

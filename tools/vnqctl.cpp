@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/chat_command.h"
+#include "tools/init_command.h"
 
 namespace {
 
@@ -33,6 +34,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
 
   int exitCode = 0;
+  vnq::AddInitCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
 
   try {

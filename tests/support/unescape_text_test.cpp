@@ -57,8 +57,8 @@ TEST(UnescapeText, LongPercentOpensAShortEscapeAtOnce) {
 }
 
 TEST(UnescapeText, ReplacementInFrontOfTheWalkPassesCharactersOver) {
-  // "%31" completes a "%41" that the walk has passed. It is replaced when the walk meets the other one at
-  // position 5, and position 5 of what is left then stands inside "%42".
+  // "%31" completes a "%41" that the walk has passed. It is replaced when the walk meets the other
+  // one at position 5, and position 5 of what is left then stands inside "%42".
   EXPECT_EQ(Unescape("%4%31-%41%42"), LiteralUnescape(kPage, "%4%31-%41%42"));
   EXPECT_EQ(Unescape("%4%31-%41%42"), "A-A%42");
 }

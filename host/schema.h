@@ -1,0 +1,55 @@
+// The tables of the database, as data.
+//
+// Names and their order are fixed: clients' companion programs read the same tables, some of them
+// by column position. The mixed spelling is part of the schema. Every table keeps its rowid, so
+// rows without an order of their own come back in order of insertion; no column is unique, and
+// every column may be NULL.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vnq {
+
+enum class ColumnKind {
+  kText,       ///< compared without regard to ASCII case
+  kExactText,  ///< compared byte by byte
+  kInteger,
+  kGrowingId,  ///< an integer that the database assigns; it grows and never repeats
+};
+
+enum class ColumnDefault {
+  kNull,
+  kZero,
+  kToday,  ///< the local date at the moment of the insert, YYYY-MM-DD
+  kNow,    ///< the local time at the moment of the insert, hh:mm:ss
+};
+
+struct ColumnDef {
+  std::string_view name;
+  ColumnKind kind = ColumnKind::kText;
+  ColumnDefault initial = ColumnDefault::kNull;
+};
+
+struct TableDef {
+  std::string_view name;
+  std::vector<ColumnDef> columns;
+
+  /// One index an entry: a column, or several separated by commas.
+  ///
+  /// A look-up through an index gives the rows in the order of the index's further columns. So an
+  /// index has further columns only where statements always name all of them; elsewhere one column
+  /// keeps the order of insertion, which member lists rely on.
+  std::vector<std::string_view> indexes;
+};
+
+/// Every table of the system, in the order of the documentation.
+const std::vector<TableDef>& SchemaTables();
+
+/// The statements that create what is missing of the schema in an SQLite database: tables, then
+/// their indexes. Running them again changes nothing; a table that exists keeps its columns as they
+/// are.
+std::vector<std::string> SqliteSchemaStatements();
+
+}  // namespace vnq

@@ -1,0 +1,118 @@
+#include "host/expr.h"
+
+#include <gtest/gtest.h>
+
+#include "host/skipped.h"
+
+namespace vnq {
+namespace {
+
+TEST(Expr, DefaultIsFailedAndHoldsNoText) {
+  Expr failed;
+  EXPECT_FALSE(failed.ok());
+  EXPECT_FALSE(failed.IsNull());
+  EXPECT_EQ(failed.text(), "");
+}
+
+TEST(Expr, NullIsAValueOfItsOwn) {
+  EXPECT_TRUE(Expr::Null().ok());
+  EXPECT_TRUE(Expr::Null().IsNull());
+  EXPECT_FALSE(Expr("").IsNull());
+}
+
+TEST(Expr, NumbersTravelAsDecimalText) {
+  EXPECT_EQ(Expr(-12).text(), "-12");
+  EXPECT_EQ(Expr(int64_t{9223372036854775807}).text(), "9223372036854775807");
+}
+
+TEST(Join, PartsBecomeOneText) {
+  EXPECT_EQ(Join(".+a|", Expr("b"), "|", 7).text(), ".+a|b|7");
+  EXPECT_EQ(Join(std::string("a\0b", 3), "c").text(), std::string("a\0bc", 4));
+}
+
+TEST(Join, NullIsTheEmptyText) {
+  EXPECT_EQ(Join("a", Expr::Null(), "b").text(), "ab");
+  EXPECT_FALSE(Join(Expr::Null()).IsNull());
+}
+
+TEST(Join, AFailedPartFailsTheWhole) {
+  Expr joined = Join("a", Expr::Failed(), "b");
+  EXPECT_FALSE(joined.ok());
+  EXPECT_EQ(joined.text(), "");
+}
+
+TEST(NumbersOfExpr, NullAndFailedAreNoNumbers) {
+  for (const Expr& value : {Expr::Null(), Expr::Failed(), Expr(""), Expr("x")}) {
+    EXPECT_EQ(ToInt16(value), std::nullopt);
+    EXPECT_EQ(ToInt32(value), std::nullopt);
+    EXPECT_EQ(ToNumber(value), std::nullopt);
+  }
+}
+
+TEST(NumbersOfExpr, RangeEndsAreTakenAndWhatIsBeyondIsNot) {
+  EXPECT_EQ(ToInt16("32767"), 32767);
+  EXPECT_EQ(ToInt16("32768"), std::nullopt);
+  EXPECT_EQ(ToInt32(" -2147483648 "), INT32_MIN);
+  EXPECT_EQ(ToInt32("2147483648"), std::nullopt);
+}
+
+TEST(NumbersOfExpr, PrefixNumberFailsOnlyForAFailedValue) {
+  EXPECT_EQ(PrefixNumber("12ab"), 12);
+  EXPECT_EQ(PrefixNumber("ab"), 0);
+  EXPECT_EQ(PrefixNumber(Expr::Null()), 0);
+  EXPECT_EQ(PrefixNumber(Expr::Failed()), std::nullopt);
+}
+
+TEST(Plus, AddsAndKeepsNull) {
+  EXPECT_EQ(Plus("41", 1).text(), "42");
+  EXPECT_TRUE(Plus(Expr::Null(), 1).IsNull());
+  EXPECT_FALSE(Plus("x", 1).ok());
+  EXPECT_FALSE(Plus(Expr::Failed(), 1).ok());
+}
+
+TEST(TrimOfExpr, TakesBlanksAtBothEndsOnly) {
+  EXPECT_EQ(Trim("  a b ").text(), "a b");
+  EXPECT_EQ(Trim("   ").text(), "");
+  EXPECT_EQ(Trim("\ta").text(), "\ta");
+  EXPECT_TRUE(Trim(Expr::Null()).IsNull());
+  EXPECT_FALSE(Trim(Expr::Failed()).ok());
+}
+
+TEST(TestsOnExpr, AFailedOperandFulfilsNeither) {
+  for (const Expr& value : {Expr::Failed(), Expr::Null()}) {
+    EXPECT_FALSE(Is(value, ""));
+    EXPECT_FALSE(IsNot(value, "a"));
+  }
+  EXPECT_TRUE(Is("a", "a"));
+  EXPECT_FALSE(Is("a", "A"));
+  EXPECT_TRUE(IsNot("a", "A"));
+}
+
+TEST(Assign, ASkippedAssignmentKeepsTheVariableAndIsCounted) {
+  uint64_t before = SkippedStatements();
+  std::string text = "old";
+  int32_t number = 7;
+  EXPECT_FALSE(Assign(text, Expr::Failed()));
+  EXPECT_FALSE(Assign(text, Expr::Null()));
+  EXPECT_FALSE(Assign(number, ToInt32("x")));
+  EXPECT_EQ(text, "old");
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(SkippedStatements() - before, 3U);
+}
+
+TEST(Assign, AGoodValueIsTaken) {
+  uint64_t before = SkippedStatements();
+  std::string text = "old";
+  int16_t small = 1;
+  double real = 1;
+  EXPECT_TRUE(Assign(text, ""));
+  EXPECT_TRUE(Assign(small, ToInt16("2")));
+  EXPECT_TRUE(Assign(real, ToNumber("2.5")));
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(small, 2);
+  EXPECT_EQ(real, 2.5);
+  EXPECT_EQ(SkippedStatements(), before);
+}
+
+}  // namespace
+}  // namespace vnq

@@ -1,0 +1,27 @@
+// vnqctl init: makes a program's folder and its database.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace vnq {
+
+struct InitOptions {
+  std::string appPath;
+  bool demo = false;  ///< sample data, English texts, a wire that carries Chinese, loopback only
+  std::string localeName;  ///< of the machine, such as "zh_CN.UTF-8"
+};
+
+/// Makes every folder, file, table, index and row that is missing, and touches nothing that is
+/// there. Says on `out` what it made and on `err` what it could not. Returns the exit code: 0, or 1
+/// after a failure.
+int RunInit(const InitOptions& options, std::ostream& out, std::ostream& err);
+
+/// Adds the subcommand; when it runs, `exitCode` is set.
+void AddInitCommand(CLI::App& app, int& exitCode);
+
+}  // namespace vnq
