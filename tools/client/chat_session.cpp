@@ -1,6 +1,7 @@
 #include "tools/client/chat_session.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "support/ids.h"
 #include "support/text_codecs.h"
@@ -215,9 +216,9 @@ void ChatSession::ShowOther(const RecordFields& fields, std::string_view record)
 
 // A sender who missed a receipt sends again, and the server delivers again: the very same record.
 bool ChatSession::SeenBefore(std::string_view record) {
-  if (seen_.contains(record)) return true;
-  seen_.emplace(record);
-  seenOrder_.emplace_back(record);
+  const size_t hash = std::hash<std::string_view>()(record);
+  if (!seen_.insert(hash).second) return true;
+  seenOrder_.push_back(hash);
   if (seenOrder_.size() > kMaxSeen) {
     seen_.erase(seenOrder_.front());
     seenOrder_.pop_front();

@@ -145,8 +145,8 @@ class ChatSession {
   std::map<std::string, Unconfirmed> unconfirmed_;  // by Msg_ID
   std::vector<std::string> sentOrder_;              // Msg_IDs, oldest first
   std::map<std::string, std::string> presence_;     // word by user id
-  std::set<std::string, std::less<>> seen_;         // messages shown, to know a repeated delivery
-  std::deque<std::string> seenOrder_;
+  std::set<size_t> seen_;  // hashes of the messages shown, to know a repeated delivery
+  std::deque<size_t> seenOrder_;
 };
 
 }  // namespace vnq
