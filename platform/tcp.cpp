@@ -22,6 +22,7 @@ constexpr int kRequestsPerEvent = 64;
 constexpr int64_t kAcceptPauseMs = 100;
 
 int lingering = 0;
+int lingeringUnsent = 0;
 
 std::string AddressText(const sockaddr_in& address) {
   char text[INET_ADDRSTRLEN] = "";
@@ -119,6 +120,13 @@ TcpConnection::TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket sock
 TcpConnection::~TcpConnection() { Release(); }
 
 int TcpConnection::Lingering() { return lingering; }
+int TcpConnection::LingeringUnsent() { return lingeringUnsent; }
+
+void TcpConnection::CountUnsent(bool unsent) {
+  if (unsent == countsAsUnsent_) return;
+  countsAsUnsent_ = unsent;
+  lingeringUnsent += unsent ? 1 : -1;
+}
 
 bool TcpConnection::Send(std::string_view bytes) {
   if (state_ != State::kOpen) return false;
@@ -245,6 +253,7 @@ void TcpConnection::Flush() {
     unsentFrom_ = 0;
     unsent_.shrink_to_fit();
   }
+  if (state_ == State::kLingering) CountUnsent(!unsent_.empty());
   if (state_ == State::kLingering && unsent_.empty()) {
     if (endOfStream_) return Release();
     if (!writingShut_) shutdown(descriptor_, SHUT_WR);
@@ -256,6 +265,7 @@ void TcpConnection::Flush() {
 void TcpConnection::Release() {
   if (state_ == State::kReleased) return;
   if (state_ == State::kLingering) --lingering;
+  CountUnsent(false);
   state_ = State::kReleased;
   const auto keepAlive = weak_from_this().lock();  // the timer may hold the last reference
   loop_.StopTimer(lingerTimer_);

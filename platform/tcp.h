@@ -96,8 +96,10 @@ class TcpConnection : private EventLoop::Watcher,
   /// has taken what was sent.
   void Close();
 
-  /// Connections of this process that are closed and still hand over what was sent.
+  /// Connections of this process that are closed here and not yet by their peer, and how many of them still have
+  /// something to send.
   static int Lingering();
+  static int LingeringUnsent();
 
  private:
   struct ForPrivateUse {};
@@ -118,6 +120,7 @@ class TcpConnection : private EventLoop::Watcher,
   void Linger();
   void Release();
   void UpdateWatch();
+  void CountUnsent(bool unsent);
 
   EventLoop& loop_;
   Events events_;
@@ -127,6 +130,7 @@ class TcpConnection : private EventLoop::Watcher,
   bool peerClosedTold_ = false;
   bool waitingForRoom_ = false;
   bool writingShut_ = false;
+  bool countsAsUnsent_ = false;
   uint32_t watched_ = 0;
   int handlers_ = 0;
   size_t waitingBytes_ = 0;

@@ -118,6 +118,11 @@ std::string TestClient::ReceiveBytes() {
   return std::exchange(received_, {});
 }
 
+std::string TestClient::ReceiveNow() {
+  Drain();
+  return std::exchange(received_, {});
+}
+
 std::string TestClient::Receive() {
   const std::string wire = ReceiveBytes();
   std::string bytes;
