@@ -48,8 +48,12 @@ TEST(LetterCase, CharacterWithoutPartnerStays) {
 TEST(LetterCase, EveryPairIsOneToOne) {
   for (uint32_t i = 0; i < 0x10000; ++i) {
     const auto c = static_cast<char16_t>(i);
-    if (LowerCase(c) != c) EXPECT_EQ(UpperCase(LowerCase(c)), c) << i;
-    if (UpperCase(c) != c) EXPECT_EQ(LowerCase(UpperCase(c)), c) << i;
+    if (LowerCase(c) != c) {
+      EXPECT_EQ(UpperCase(LowerCase(c)), c) << i;
+    }
+    if (UpperCase(c) != c) {
+      EXPECT_EQ(LowerCase(UpperCase(c)), c) << i;
+    }
   }
 }
 
