@@ -27,9 +27,9 @@ class Decimal {
   /// optional exponent ("e" or "E", an optional sign, digits). Digits may be missing on one side of
   /// the point.
   ///
-  /// The scale is the number of digits written behind the point less the exponent, at least 0. What
-  /// does not fit is rounded half to even: first to 28 digits behind the point, then to as many as
-  /// the coefficient holds. A zero has no sign.
+  /// The scale is the number of digits written behind the point less the exponent, at least 0. A
+  /// longer fraction is rounded half to even, once: to 28 digits behind the point, or to as many
+  /// as the coefficient has room for. A zero has no sign.
   ///
   /// kTypeMismatch: the text is no number. kOverflow: the amount is beyond the coefficient at scale
   /// 0. After a failure `result` is as it was. Linear in the length of the text, whatever it holds.

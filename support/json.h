@@ -2,13 +2,13 @@
 //
 // It reads what RFC 8259 allows as an object or an array, and more:
 //
-//   - strings and keys in single quotes, keys without quotes (blanks and line ends are dropped from
-//   those)
-//   - "// to the end of the line" and "/* longer */" comments; "(" and ")" as white space, so that
-//   a value
-//     wrapped into a call is read
-//   - commas too many, at the end or missing; numbers with a "+", leading zeros or a point at
-//   either end
+//   - strings and keys in single quotes
+//   - keys without quotes; blanks, tabs and line ends are dropped from those
+//   - line comments ("//" to the end of the line) and long ones (between a slash with a star and a
+//     star with a slash)
+//   - "(" and ")" as white space, so that a value wrapped into a call is read
+//   - commas too many, at the end or missing
+//   - numbers with a "+", leading zeros or a point at either end
 //   - anything behind the value
 //
 // It reads less in a few places: keys have no escapes, a number must fit a Decimal, a scalar is no

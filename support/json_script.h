@@ -2,25 +2,27 @@
 //
 // A script is a JSON text (json.h); evaluating it gives a text. Values are evaluated by their kind:
 //
-//   text, number         itself          null   "null"          boolean   "true" or "false"
-//   empty                ""              collection   its elements, one behind the other
-//   dictionary           commands: each key in order is the name of one, its value holds the
-//   arguments
+//   text, number   itself
+//   boolean        "true" or "false"
+//   null           "null"
+//   empty          the empty text
+//   collection     its elements, one behind the other
+//   dictionary     commands: each key in order is the name of one, its value holds the arguments
 //
-// Names of commands are compared without regard to letter case:
+// Names of commands are compared without regard to letter case. What each one does and outputs:
 //
-//   alert   message, title                          shows a box                           no output
-//   input   prompt, title, default                  asks                                  what was
-//   entered switch  default, case, items [{case, return}]   the first item with the same case its
-//   return, else default set     name, value                             stores a variable no
-//   output get     name, default                           reads one its value, else default if
-//   value1, value2, type, true, false       compares: eq, gt, lt, gte, lte        true or false
-//   return  (the value)                                                                   the value
-//   other   parameters                              for a later stage <%NAME(a,b)%>
+//   alert   shows a box with message and title; no output
+//   input   asks with prompt, title and default; what was entered
+//   switch  the return of the first of its items that has the same case, else its default
+//   set     stores value as the variable name; no output
+//   get     the variable name, else its default
+//   if      compares value1 with value2 by type (eq, gt, lt, gte, lte); its true or its false
+//   return  the value
+//   other   a placeholder for a later stage, <%NAME(a,b)%>, of the values of its parameters
 //
-// Arguments are evaluated as values are, so commands may stand in them, except for the names of
-// variables, `type` and the `case` of an item, which are taken as they are written. A missing
-// argument is the empty text.
+// Arguments are evaluated as values are, so commands may stand in them. The name of a variable, the
+// type of a comparison and the case of an item are taken as they are written. A missing argument is
+// the empty text. docs/json_script.md shows each command at work.
 #pragma once
 
 #include <cstdint>

@@ -1,8 +1,7 @@
 // The failures that a step of the library can end in.
 //
-// A failing step changes nothing and tells its caller one of these; nothing is thrown. The numbers
-// and the descriptions are the ones that callers and people know from the platform the library
-// comes from.
+// A failing step changes nothing and tells its caller one of these; nothing is thrown. Numbers and
+// descriptions are fixed, since people meet them in messages.
 #pragma once
 
 #include <string_view>
