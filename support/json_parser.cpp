@@ -348,9 +348,10 @@ void JsonParser::ComplainAt(std::u16string_view what, size_t index, std::u16stri
 // elsewhere.
 void JsonParser::ComplainOfAdd(RuntimeError error, size_t index) {
   const bool keyed = !open_.empty() && open_.back().IsDictionary();
+  std::u16string_view place = Next20(index);
+  if (keyed) place = open_.back().key;
   std::u16string message = ToWideText(Description(error));
-  message.append(u": ").append(keyed ? std::u16string_view(open_.back().key) : Next20(index));
-  Complain(message);
+  Complain(message.append(u": ").append(place));
 }
 
 }  // namespace vnq

@@ -48,14 +48,16 @@ class cStringBuilder {
   /// Append, and then a CR LF.
   RuntimeError AppendNL(std::u16string_view text);
   /// Append of a copy: the argument may lie anywhere and may go away meanwhile.
-  RuntimeError AppendByVal(std::u16string text) { return Append(text); }
+  RuntimeError AppendByVal(std::u16string text) { return Append(text); }  // NOLINT: a copy
 
   /// Inserts in front of the 0-based character `index`; `index` = Length appends.
   /// kSubscriptOutOfRange: `index` is below 0 or above Length, and nothing happens. kOverflow as
   /// Append.
   RuntimeError Insert(int32_t index, std::u16string_view text);
   /// Insert of a copy.
-  RuntimeError InsertByVal(int32_t index, std::u16string text) { return Insert(index, text); }
+  RuntimeError InsertByVal(int32_t index, std::u16string text) {  // NOLINT: a copy
+    return Insert(index, text);
+  }
 
   /// Removes `length` characters from the 0-based character `index` on. The capacity is kept.
   /// kSubscriptOutOfRange: the range does not lie inside the text, and nothing happens.

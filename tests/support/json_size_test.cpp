@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include "support/json.h"
 #include "tests/support/json_reading.h"
@@ -41,6 +42,46 @@ TEST(JsonSize, ErrorsThatHoldTheRestOfALongTextStayBounded) {
 TEST(JsonSize, OneErrorInALongTextHoldsAllOfTheRest) {
   const std::string rest = "t,\"" + std::string(3 << 20, 'x') + "\"]";
   EXPECT_EQ(ReadJson("[" + rest).errors, "Invalid Boolean at position 2 : " + rest + "\r\n");
+}
+
+// 50 MB in a release build; a debug build would take half a minute for them.
+#ifdef NDEBUG
+constexpr size_t kLongDocumentBytes = 50'000'000;
+#else
+constexpr size_t kLongDocumentBytes = 2'000'000;
+#endif
+
+TEST(JsonSize, LongDocumentIsReadWhole) {
+  const std::string record = R"({"id":7,"name":"user é中","tags":["a","b"],"ok":true,"x":1.50})";
+  const size_t records = kLongDocumentBytes / record.size();
+  std::string text = "[" + Repeated(record + ",", records);
+  text.back() = ']';
+  JSON json;
+  const std::optional<JsonValue> value = json.parse(text);
+  EXPECT_EQ(json.GetParserErrors(), "");
+  ASSERT_TRUE(value && value->AsCollection() != nullptr);
+  EXPECT_EQ(value->AsCollection()->Count(), records);
+  EXPECT_EQ(WriteJson(value->AsCollection()->Item(records)), record);
+}
+
+void* ReadDeepDocument(void* result) {
+  const std::string text =
+      Repeated("[{a:", JSON::kMaxNesting / 2) + Repeated("}]", JSON::kMaxNesting / 2);
+  *static_cast<JsonReading*>(result) = ReadJson(text);
+  return nullptr;
+}
+
+TEST(JsonSize, DeepestDocumentIsReadWrittenAndDroppedOnASmallStack) {
+  JsonReading reading;
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, 128 << 10), 0);
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(&thread, &attributes, ReadDeepDocument, &reading), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+  EXPECT_TRUE(reading.errors.starts_with("Type mismatch: a\r\n"));
+  EXPECT_TRUE(reading.value.starts_with(R"([{"a":[{"a":)"));
 }
 
 TEST(JsonSize, LongStringsNumbersAndKeysAreRead) {
