@@ -284,8 +284,12 @@ TEST_F(JsonScriptNesting, LevelIsBackAtZeroAfterwards) {
 
 TEST_F(JsonScriptNesting, ArgumentsOfCommandsCountAsLevels) {
   const std::string open = "{if:{value1:1,value2:1,type:'eq',true:";
-  EXPECT_EQ(Eval("[" + Repeated(open, 40) + "'x'" + Repeated("}}", 40) + "]"), "x");
-  EXPECT_EQ(Eval("[" + Repeated(open, 41) + "'x'" + Repeated("}}", 41) + "]"), "");
+  const auto branches = [&](size_t levels) {
+    std::string text = "[";
+    return text.append(Repeated(open, levels)).append("'x'").append(Repeated("}}", levels)) + "]";
+  };
+  EXPECT_EQ(Eval(branches(40)), "x");
+  EXPECT_EQ(Eval(branches(41)), "");
 }
 
 // The terminal.

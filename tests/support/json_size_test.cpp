@@ -32,7 +32,8 @@ TEST(JsonSize, MillionOpenBracketsAreAnErrorAndNoCrash) {
 }
 
 TEST(JsonSize, ErrorsThatHoldTheRestOfALongTextStayBounded) {
-  const std::string text = "[" + Repeated("t,", 60000) + "1]";
+  std::string text = "[";
+  text.append(Repeated("t,", 60000)).append("1]");
   const JsonReading reading = ReadJson(text);
   EXPECT_LT(reading.errors.size(), 2U << 20);
   EXPECT_TRUE(reading.errors.ends_with("t,1]\r\nFurther errors are left out.\r\n"));
@@ -54,7 +55,8 @@ constexpr size_t kLongDocumentBytes = 2'000'000;
 TEST(JsonSize, LongDocumentIsReadWhole) {
   const std::string record = R"({"id":7,"name":"user é中","tags":["a","b"],"ok":true,"x":1.50})";
   const size_t records = kLongDocumentBytes / record.size();
-  std::string text = "[" + Repeated(record + ",", records);
+  std::string text = "[";
+  text.append(Repeated(record + ",", records));
   text.back() = ']';
   JSON json;
   const std::optional<JsonValue> value = json.parse(text);
