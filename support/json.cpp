@@ -2,12 +2,12 @@
 
 #include "support/json_parser.h"
 #include "support/runtime_error.h"
-#include "support/wide_text.h"
+#include "support/utf16.h"
 
 namespace vnq {
 
 std::optional<JsonValue> JSON::parse(std::string_view text) {
-  const std::u16string wide = ToWideText(text);
+  const std::u16string wide = Utf8ToUtf16(text);
   if (wide.size() > JsonParser::kMaxCharacters) {
     parserErrors_ = Description(RuntimeError::kOverflow);
     return std::nullopt;
@@ -21,7 +21,7 @@ std::optional<JsonValue> JSON::parse(std::string_view text) {
     return std::nullopt;
   }
   JsonValue value = first == u'{' ? parser.parseObject(index) : parser.parseArray(index);
-  parserErrors_ = FromWideText(parser.Errors());
+  parserErrors_ = Utf16ToUtf8(parser.Errors());
   return value;
 }
 

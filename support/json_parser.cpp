@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "support/json.h"
-#include "support/wide_text.h"
+#include "support/utf16.h"
 
 namespace vnq {
 namespace {
@@ -207,7 +207,7 @@ void JsonParser::Add(JsonValue value, size_t index) {
   }
   Open& top = open_.back();
   if (JsonDictionary* dictionary = top.object.AsDictionary()) {
-    const RuntimeError error = dictionary->Add(FromWideText(top.key), std::move(value));
+    const RuntimeError error = dictionary->Add(Utf16ToUtf8(top.key), std::move(value));
     if (error != RuntimeError::kNone) ComplainOfAdd(error, index);
   } else {
     top.object.AsCollection()->Add(std::move(value));
@@ -218,7 +218,7 @@ RuntimeError JsonParser::ParseScalar(size_t& index, JsonValue& value) {
   switch (At(index)) {
     case u'"':
     case u'\'':
-      value = JsonValue(FromWideText(parseString(index)));
+      value = JsonValue(Utf16ToUtf8(parseString(index)));
       return RuntimeError::kNone;
     case u't':
     case u'f':
@@ -338,7 +338,7 @@ void JsonParser::Complain(std::u16string_view message) {
 
 void JsonParser::ComplainAt(std::u16string_view what, size_t index, std::u16string_view text) {
   std::u16string message(what);
-  message.append(u" at position ").append(ToWideText(std::to_string(index))).append(u" : ");
+  message.append(u" at position ").append(Utf8ToUtf16(std::to_string(index))).append(u" : ");
   // Behind the bound only the fact counts; the text may be long.
   if (errors_.Length() < kErrorBound) message.append(text);
   Complain(message);
@@ -350,7 +350,7 @@ void JsonParser::ComplainOfAdd(RuntimeError error, size_t index) {
   const bool keyed = !open_.empty() && open_.back().IsDictionary();
   std::u16string_view place = Next20(index);
   if (keyed) place = open_.back().key;
-  std::u16string message = ToWideText(Description(error));
+  std::u16string message = Utf8ToUtf16(Description(error));
   Complain(message.append(u": ").append(place));
 }
 

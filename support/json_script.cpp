@@ -7,7 +7,7 @@
 #include "support/json.h"
 #include "support/letter_case.h"
 #include "support/string_builder.h"
-#include "support/wide_text.h"
+#include "support/utf16.h"
 
 namespace vnq {
 namespace {
@@ -18,10 +18,10 @@ constexpr int32_t kMaxLevel = 40;
 constexpr int32_t kChunkCharacters = 64;
 
 std::string Lower(std::string_view text) {
-  return FromWideText(LowerCase(ToWideText(text)));
+  return Utf16ToUtf8(LowerCase(Utf8ToUtf16(text)));
 }
 std::string Upper(std::string_view text) {
-  return FromWideText(UpperCase(ToWideText(text)));
+  return Utf16ToUtf8(UpperCase(Utf8ToUtf16(text)));
 }
 
 // A value as it is written, nothing in it carried out. Empty values and objects have no text.
@@ -58,7 +58,7 @@ void ForEachItem(const JsonValue& object, const std::function<bool(const JsonVal
 // Texts in binary order, which is that of their 16-bit characters, also when they are numbers.
 bool Compares(std::string_view type, std::string_view first, std::string_view second) {
   if (type == "eq") return Lower(first) == Lower(second);
-  const int order = ToWideText(first).compare(ToWideText(second));
+  const int order = Utf8ToUtf16(first).compare(Utf8ToUtf16(second));
   if (type == "gt") return order > 0;
   if (type == "lt") return order < 0;
   if (type == "gte") return order >= 0;
@@ -79,10 +79,10 @@ std::string cJSONScript::Eval(std::string_view script) {
 std::string cJSONScript::EvalTopLevel(const JsonValue& value) {
   cStringBuilder output;
   ForEachItem(value, [&](const JsonValue& item) {
-    output.Append(ToWideText(item.IsObject() ? ExecCommand(item) : TextOf(item)));
+    output.Append(Utf8ToUtf16(item.IsObject() ? ExecCommand(item) : TextOf(item)));
     return true;
   });
-  return FromWideText(output.toString());
+  return Utf16ToUtf8(output.toString());
 }
 
 std::string cJSONScript::ExecCommand(const JsonValue& value) {
@@ -98,19 +98,19 @@ std::string cJSONScript::ExecCommand(const JsonValue& value) {
   }
   // Kept: the output replaces the message, so what is nested too deep vanishes from the text
   // without a trace (JsonScriptNesting.LevelTooDeepGivesTheEmptyText).
-  result = FromWideText(output.toString());
+  result = Utf16ToUtf8(output.toString());
   return result;
 }
 
 void cJSONScript::ExecByKind(const JsonValue& value, cStringBuilder& output) {
   if (const JsonDictionary* commands = value.AsDictionary()) {
     for (const JsonDictionary::Entry& command : commands->Entries()) {
-      output.Append(ToWideText(RunCommand(command)));
+      output.Append(Utf8ToUtf16(RunCommand(command)));
     }
   } else if (const JsonCollection* collection = value.AsCollection()) {
-    for (const JsonValue& item : collection->Items()) output.Append(ToWideText(ExecCommand(item)));
+    for (const JsonValue& item : collection->Items()) output.Append(Utf8ToUtf16(ExecCommand(item)));
   } else {
-    output.Append(ToWideText(TextOf(value)));
+    output.Append(Utf8ToUtf16(TextOf(value)));
   }
 }
 

@@ -6,6 +6,9 @@
 
 #include "tools/chat_command.h"
 #include "tools/init_command.h"
+#include "tools/json_command.h"
+#include "tools/script_command.h"
+#include "tools/text_command.h"
 
 namespace {
 
@@ -36,6 +39,9 @@ int main(int argc, char** argv) {
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
+  vnq::AddTextCommand(app, exitCode);
+  vnq::AddJsonCommand(app, exitCode);
+  vnq::AddScriptCommand(app, exitCode);
 
   try {
     app.parse(argc, argv);

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-#include "support/wide_text.h"
+#include "support/utf16.h"
 #include "tests/support/json_reading.h"
 
 namespace vnq {
@@ -27,7 +27,7 @@ std::string FromHex(const std::string& hex) {
 
 std::string ToHexUtf16(const std::string& text) {
   std::string hex;
-  for (const char16_t unit : ToWideText(text)) {
+  for (const char16_t unit : Utf8ToUtf16(text)) {
     for (const int shift : {4, 0, 12, 8}) hex += kDigits[unit >> shift & 0xF];
   }
   return hex;
