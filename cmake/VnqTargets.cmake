@@ -70,7 +70,7 @@ endfunction()
 # One test program of all *_test.cpp in tests/<folder>; each test is an entry of CTest.
 function(vnq_test name folder)
   cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
-  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*.cpp)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*.cpp)
   if(NOT sources)
     return()
   endif()
