@@ -1,4 +1,6 @@
 // The server process: arguments, the one instance, signals; everything else is IndexForm's.
+#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/spdlog.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -7,8 +9,6 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
-#include <spdlog/sinks/stdout_color_sinks.h>
-#include <spdlog/spdlog.h>
 
 #include "host/index_form/index_form.h"
 #include "host/platform_settings.h"
@@ -60,8 +60,8 @@ int RefuseSecondInstance(const Arguments& arguments, const vnq::PlatformSettings
   return kExitInstance;
 }
 
-// What was sent last still leaves. Peers get a moment to close on their side, so that nothing of theirs meets a
-// closed port; a peer that does not take its bytes is not waited for long.
+// What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
+// theirs meets a closed port; a peer that does not take its bytes is not waited for long.
 void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
   const int64_t start = clock.MonotonicMs();
   auto waitsFor = [&](int connections, int64_t limitMs) {

@@ -1,7 +1,7 @@
 // Bytes of a main-port read, through a whole server with a database, to every command.
 //
-// Input: reads, parted by a 0xFF byte. A read that begins with '.' is text and is encoded first; any other is taken
-// as it came on the wire. Behind them the next good record must be answered.
+// Input: reads, parted by a 0xFF byte. A read that begins with '.' is text and is encoded first;
+// any other is taken as it came on the wire. Behind them the next good record must be answered.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -2,8 +2,9 @@
 //
 //   .+command|field1|field2|...|#
 //
-// Element 0 is the command with its prefix, element 1 the first field; the closing "#" is an element like any
-// other. A command works on its record's own array: what one step changes, the next one reads.
+// Element 0 is the command with its prefix, element 1 the first field; the closing "#" is an
+// element like any other. A command works on its record's own array: what one step changes, the
+// next one reads.
 #pragma once
 
 #include <string>
@@ -27,10 +28,12 @@ class Fields {
   /// Element `field`; failed beyond the end.
   Expr operator[](size_t field) const;
 
-  /// The statement `fields[field] = value`. Skipped beyond the end and for a failed value; NULL is the empty text.
+  /// The statement `fields[field] = value`. Skipped beyond the end and for a failed value; NULL is
+  /// the empty text.
   bool Set(size_t field, const Expr& value);
 
-  /// Lengthens or shortens the array to `count` elements, keeping what it holds; new elements are empty.
+  /// Lengthens or shortens the array to `count` elements, keeping what it holds; new elements are
+  /// empty.
   void Resize(size_t count) { elements_.resize(count); }
 
   size_t size() const { return elements_.size(); }

@@ -44,7 +44,9 @@ constexpr CommandRow kCommands[] = {
 
 }  // namespace
 
-std::span<const CommandRow> CommandTable() { return kCommands; }
+std::span<const CommandRow> CommandTable() {
+  return kCommands;
+}
 
 const CommandRow* FindCommand(std::string_view word) {
   static const auto* const rows = [] {

@@ -16,14 +16,17 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
 void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
 /// .+successful_online|UserID|state|#   Yields: yes. Database: Users_ID, ServerLog.
-void HandleSuccessfulOnline(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+void HandleSuccessfulOnline(Host& host, Fields& fields, SlotIndex slot,
+                            const std::string& remoteIp);
 
-/// .+on_line|UserID|#, .+go_away|UserID|#, .+stealth|UserID|#   Yields: yes. Database: Users_ID, ServerLog.
+/// .+on_line|UserID|#, .+go_away|UserID|#, .+stealth|UserID|#   Yields: yes. Database: Users_ID,
+/// ServerLog.
 void HandleOnLine(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 void HandleGoAway(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 void HandleStealth(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
-/// .+offline|UserID|#   Ends with the connection closed. Yields: yes. Database: Users_ID, ServerLog.
+/// .+offline|UserID|#   Ends with the connection closed. Yields: yes. Database: Users_ID,
+/// ServerLog.
 void HandleOffline(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
 /// .+y|#   Answered by the same record. Yields: yes.

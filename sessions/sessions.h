@@ -1,7 +1,8 @@
 // The sessions room: the main port's dispatcher, login and presence.
 //
-// It owns the table of commands (command_table.h) and the commands that make, change and end a session. It keeps
-// no state of its own: who is on a connection is the slot's tag, what others see is Users_ID.UserIcoLine.
+// It owns the table of commands (command_table.h) and the commands that make, change and end a
+// session. It keeps no state of its own: who is on a connection is the slot's tag, what others see
+// is Users_ID.UserIcoLine.
 #pragma once
 
 #include <string>
@@ -10,7 +11,8 @@
 
 namespace vnq {
 
-/// One read of a main-port slot: decodes it, splits it into records and runs each record's command, in order.
+/// One read of a main-port slot: decodes it, splits it into records and runs each record's command,
+/// in order.
 ///
 /// slot   where the read arrived; nothing checks that anybody has logged in there.
 /// bytes  everything that one receive gave, Base64.

@@ -7,11 +7,12 @@
 namespace vnq {
 namespace {
 
-// Kept: nothing closes the record, so a "|#" arrives only where the visitor's own last field brings it.
+// Kept: nothing closes the record, so a "|#" arrives only where the visitor's own last field brings
+// it.
 Expr VisitorLineRecord(Host& host, const Fields& fields) {
   const LocalTime now = host.clock.Now();
-  return Join(".+customer_information|", fields[2], "|", fields[3], "|", now.Date(), "|", now.Time(),
-              "|", fields[4], "|", fields[5]);
+  return Join(".+customer_information|", fields[2], "|", fields[3], "|", now.Date(), "|",
+              now.Time(), "|", fields[4], "|", fields[5]);
 }
 
 // Yields: yes, at each slot of the walk.
@@ -35,9 +36,10 @@ Expr Unescaped(Host& host, const Expr& text) {
 
 void ToGroup(Host& host, const Fields& fields, SlotIndex slot) {
   Cursor agents(host.database);
-  agents.Open(Sql("select bb.* from lv_chater_Clot_Form as aa,Users_ID as bb where aa.TypeID =? and "
-                  "aa.IsAdmin=0 and aa.UserID<>'?' and bb.UserName=aa.UserID",
-                  fields[1], fields[2]));
+  agents.Open(
+      Sql("select bb.* from lv_chater_Clot_Form as aa,Users_ID as bb where aa.TypeID =? and "
+          "aa.IsAdmin=0 and aa.UserID<>'?' and bb.UserName=aa.UserID",
+          fields[1], fields[2]));
   for (; !agents.EndOfRows(); agents.MoveNext()) {
     SendToAgent(host, Join(agents["UserID"]), fields);
   }
@@ -52,13 +54,13 @@ void CustomerMessage(Host& host, Fields& fields, SlotIndex slot, const std::stri
                      int16_t kind) {
   if (kind == kLineToAgent) {
     SendToAgent(host, fields[1], fields);
-    QueueMobilePush(host, fields[1], fields[3], fields[2], kLineToAgent,
-                    Unescaped(host, fields[4]), host.SckServer.Tag(slot));
+    QueueMobilePush(host, fields[1], fields[3], fields[2], kLineToAgent, Unescaped(host, fields[4]),
+                    host.SckServer.Tag(slot));
   } else if (kind == kLineToGroup) {
     ToGroup(host, fields, slot);
   }
-  WriteServerLog(host, Join(fields[2], " To ", fields[1], host.ReadLang("im107")), fields[2], remoteIp,
-                 LogIcon::kWebVisitor);
+  WriteServerLog(host, Join(fields[2], " To ", fields[1], host.ReadLang("im107")), fields[2],
+                 remoteIp, LogIcon::kWebVisitor);
 }
 
 void HandleCustomerInformation(Host& host, Fields& fields, SlotIndex slot,

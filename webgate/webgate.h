@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-
 #include <string>
 
 #include "host/fields.h"
@@ -16,7 +15,8 @@ enum VisitorLineKind : int16_t { kLineToAgent = 3, kLineToGroup = 6 };
 /// Carries a visitor's line to one agent, or to the agents of a customer group.
 ///
 /// fields    .+customer_information|target|visitor|city|text|closing
-/// slot      number of the slot that the record came on, on whichever port; the main-port slot of that number gives
+/// slot      number of the slot that the record came on, on whichever port; the main-port slot of
+/// that number gives
 ///           the tag for the push.
 /// kind      a VisitorLineKind; any other writes the log line only.
 /// Yields: yes, at each slot of a walk. Database: lv_chater_Clot_Form, Users_ID, ServerLog.

@@ -54,8 +54,8 @@ IndexForm::~IndexForm() {
 
 void IndexForm::Load() {
   OpenListeners();
-  host_.ServerIp = sckListen_.LocalAddress() == "0.0.0.0" ? FirstLocalAddress()
-                                                          : sckListen_.LocalAddress();
+  host_.ServerIp =
+      sckListen_.LocalAddress() == "0.0.0.0" ? FirstLocalAddress() : sckListen_.LocalAddress();
   StartTimers();
   ReadDatabaseSettings(host_);
   SweepOldRows(host_);
@@ -65,9 +65,8 @@ void IndexForm::Load() {
 
 void IndexForm::ServePorts() {
   auto serve = [this](SlotArray& slots, void (*onData)(Host&, SlotIndex, const std::string&)) {
-    slots.SetOnArrival([this, onData](SlotIndex slot, const std::string& bytes) {
-      onData(host_, slot, bytes);
-    });
+    slots.SetOnArrival(
+        [this, onData](SlotIndex slot, const std::string& bytes) { onData(host_, slot, bytes); });
   };
   serve(host_.SckServer, OnMainPortData);
   serve(host_.SckServer6002, OnScreenPortData);
@@ -162,7 +161,9 @@ void IndexForm::UnloadOthers(SlotArray& slots, TcpListener& listener) {
 
 // --- Operations for outside callers ---
 
-void IndexForm::ErrLog(const Expr& err1, const Expr& err2) { vnq::ErrLog(host_, err1, err2); }
+void IndexForm::ErrLog(const Expr& err1, const Expr& err2) {
+  vnq::ErrLog(host_, err1, err2);
+}
 
 void IndexForm::LeaveMesseng(const Expr& userTag, int16_t kind, const Expr& id) {
   vnq::LeaveMesseng(host_, userTag, kind, id);
@@ -176,6 +177,8 @@ void IndexForm::ClotMesseng(Fields& fields, SlotIndex slot) {
   vnq::ClotMesseng(host_, fields, slot);
 }
 
-void IndexForm::SameTime(int32_t code, int32_t service) { host_.outgoing.SameTime(code, service); }
+void IndexForm::SameTime(int32_t code, int32_t service) {
+  host_.outgoing.SameTime(code, service);
+}
 
 }  // namespace vnq

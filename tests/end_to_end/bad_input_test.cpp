@@ -1,7 +1,7 @@
 // What no client should send: nothing crashes, nothing hangs, and the next good record is served.
-#include <random>
-
 #include <fmt/format.h>
+
+#include <random>
 
 #include "sessions/command_table.h"
 #include "tests/end_to_end/harness/test_server.h"
@@ -34,7 +34,8 @@ TEST_F(BadInput, RandomBytesGetNoAnswer) {
 
 TEST_F(BadInput, BrokenBase64GetsNoAnswer) {
   TestClient client = server.Connect();
-  for (const char* text : {"=", "====", "A", "AB", "ABC", "A===", "LitsYW5kaW5n\r\n", "Li t5fCM=", "LnlN*&^"}) {
+  for (const char* text :
+       {"=", "====", "A", "AB", "ABC", "A===", "LitsYW5kaW5n\r\n", "Li t5fCM=", "LnlN*&^"}) {
     client.SendBytes(text);
   }
   EXPECT_EQ(client.ReceiveBytes(), "");
@@ -43,8 +44,18 @@ TEST_F(BadInput, BrokenBase64GetsNoAnswer) {
 }
 
 TEST_F(BadInput, EveryCommandTakesEveryNumberOfEveryKindOfField) {
-  const std::string values[] = {"1", "", "'", "x';Delete from Users_ID;--", std::string("a\0b", 3),
-                                "-99999999999999999999", "{a@", "%u", "%", "好", "m", "1e400"};
+  const std::string values[] = {"1",
+                                "",
+                                "'",
+                                "x';Delete from Users_ID;--",
+                                std::string("a\0b", 3),
+                                "-99999999999999999999",
+                                "{a@",
+                                "%u",
+                                "%",
+                                "好",
+                                "m",
+                                "1e400"};
   server.AddUser("1");
   for (const CommandRow& row : CommandTable()) {
     for (const std::string& value : values) {
@@ -90,7 +101,8 @@ TEST_F(BadInput, AFloodOfYieldingRecordsIsHeldBackAtTheSocket) {
   for (int i = 0; i < 20; ++i) crowd.push_back(server.Connect());
   TestClient flooder = server.Connect();
   TestClient other = server.Connect();
-  const std::string record = "Litvbl9saW5lfDF8IwoK";  // .+on_line|1|# with two line feeds: no padding
+  const std::string record =
+      "Litvbl9saW5lfDF8IwoK";  // .+on_line|1|# with two line feeds: no padding
   for (int i = 0; i < 400; ++i) {
     flooder.SendBytesQuietly(record);
     if (i % 10 == 0) server.loop().Turn(0);
@@ -111,7 +123,8 @@ TEST_F(BadInput, TwoFloodsDoNotStarveAThirdClient) {
   }
   server.loop().Turn(0);
   other.SendQuietly(".+y|#");
-  // Each turn of the loop serves whoever is ready; a keep-alive needs two, however long the broadcasts are.
+  // Each turn of the loop serves whoever is ready; a keep-alive needs two, however long the
+  // broadcasts are.
   int turns = 0;
   while (other.ReceiveNow().find("Lit5") == std::string::npos && turns < 50) {
     server.loop().Turn(0);

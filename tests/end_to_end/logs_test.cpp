@@ -18,7 +18,8 @@ std::string Fill(const char* table, const char* column, int rows) {
 }
 
 TEST_F(Logs, ARowHoldsTheTextAsItIsAndNoTime) {
-  server.InHandler([](Host& host) { WriteServerLog(host, "it's", "u", "1.2.3.4", LogIcon::kAway); });
+  server.InHandler(
+      [](Host& host) { WriteServerLog(host, "it's", "u", "1.2.3.4", LogIcon::kAway); });
   EXPECT_EQ(server.Rows("select * from ServerLog"), Texts{"it's|u|1.2.3.4|2"});
 }
 

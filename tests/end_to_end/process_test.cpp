@@ -1,5 +1,7 @@
 // The shipped binary in real time: start, one instance per folder, signals, exit codes.
 #include <arpa/inet.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -12,9 +14,6 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
-
-#include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include "tests/end_to_end/harness/real_process.h"
 #include "tools/init_command.h"
@@ -53,7 +52,8 @@ class Process : public ::testing::Test {
     return RealProcess(arguments).ExitCode();
   }
 
-  // Connects to the main port and reads until the server ends the connection or says nothing for a second.
+  // Connects to the main port and reads until the server ends the connection or says nothing for a
+  // second.
   static std::string ReadAll(int descriptor) {
     timeval second{1, 0};
     setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &second, sizeof second);
@@ -132,8 +132,8 @@ TEST_F(Process, IsReadyInUnderTwoHundredMillisecondsAndIdlesWithoutWork) {
     const auto start = steady_clock::now();
     auto server = Start();
     ASSERT_TRUE(server->WaitForWords("ready"));
-    best = std::min(best, std::chrono::duration_cast<std::chrono::milliseconds>(
-                              steady_clock::now() - start));
+    best = std::min(
+        best, std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - start));
     server->Signal(SIGTERM);
     server->ExitCode();
   }

@@ -115,7 +115,8 @@ TEST_F(Slots, ASweptEndpointIsMarkedOffline) {
 }
 
 TEST_F(Slots, VisitorScreenAndApplicationSlotsAreNotSwept) {
-  for (const uint16_t port : {uint16_t{6001}, uint16_t{6002}, uint16_t{6007}}) server.ConnectTo(port).Close();
+  for (const uint16_t port : {uint16_t{6001}, uint16_t{6002}, uint16_t{6007}})
+    server.ConnectTo(port).Close();
   server.AdvanceMs(60'000);
   EXPECT_EQ(server.host().SckServer6001.State(1), SocketState::kClosing);
   EXPECT_EQ(server.host().SckServer6002.State(1), SocketState::kClosing);

@@ -20,7 +20,8 @@ constexpr const char* kOldRows =
     "insert into lv_chat(intime) values('2026-01-01');"
     "insert into LeaveFile(Msg_ID,ToDate) values('d15','2026-02-17'),('d14','2026-02-18'),"
     "('d60','2026-01-03');"
-    "insert into MessengNotice_Text(Msg_ID,To_Date) values('old','2026-01-01'),('new','2026-03-01')";
+    "insert into MessengNotice_Text(Msg_ID,To_Date) "
+    "values('old','2026-01-01'),('new','2026-03-01')";
 
 // Today is 2026-03-04; 29 days ago was 2026-02-03.
 TestServerOptions Sweep(int chats, int chatsDays, int files, int notices) {
@@ -136,7 +137,8 @@ TEST(Load, AnOccupiedPortLeavesTheOtherListenersWorking) {
   EventLoop loop(clock);
   std::string error;
   TcpListener listener(loop);
-  EXPECT_FALSE(listener.Listen(first.address(), 6004, [](AcceptedSocket) {}, error));
+  EXPECT_FALSE(listener.Listen(
+      first.address(), 6004, [](AcceptedSocket) {}, error));
   EXPECT_NE(error.find(first.address() + ":6004"), std::string::npos) << error;
 }
 
@@ -214,8 +216,8 @@ TEST_F(Unload, TheLastWordsArriveBehindAFullBuffer) {
   }
   RunUnload();
   const std::string wire = slow.ReceiveBytes();
-  EXPECT_TRUE(wire.ends_with(Base64EncodeText(
-      server.page(), ".+forced_disconnection|" + server.Lang("im13") + "|#")));
+  EXPECT_TRUE(wire.ends_with(
+      Base64EncodeText(server.page(), ".+forced_disconnection|" + server.Lang("im13") + "|#")));
   EXPECT_GT(wire.size(), 50 * filler.size());
 }
 

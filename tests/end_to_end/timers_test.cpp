@@ -70,9 +70,8 @@ TEST_F(Timers, ASilentSiblingIsClosedAndRestartedInItsThirtySixthSecond) {
   EXPECT_EQ(server.host().SckServer6003.Tag(1), "");
   // Nobody answers on the service page: the fallback acts on one fixed service.
   for (int i = 0; i < 100 && server.commands().calls.size() < 3; ++i) server.Pump();
-  EXPECT_EQ(server.commands().calls,
-            (Texts{"start systemctl stop VNQ_Site_Service", "block 10000",
-                   "start systemctl start VNQ_Site_Service"}));
+  EXPECT_EQ(server.commands().calls, (Texts{"start systemctl stop VNQ_Site_Service", "block 10000",
+                                            "start systemctl start VNQ_Site_Service"}));
 }
 
 TEST_F(Timers, AnEndpointsSlotIsPingedWithoutEndAndNotRestarted) {

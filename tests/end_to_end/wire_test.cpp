@@ -12,7 +12,9 @@ class Wire : public ServerTest {
   Wire() { server.AddUser("1"); }
 
   std::string Base64(std::string_view text) { return Base64EncodeText(server.page(), text); }
-  Texts Messages() { return server.Rows("select YouID,MyID,UserText,FontInfo,Msg_ID from Messeng_Text"); }
+  Texts Messages() {
+    return server.Rows("select YouID,MyID,UserText,FontInfo,Msg_ID from Messeng_Text");
+  }
 
   TestClient client = server.Connect();
 };
@@ -159,8 +161,8 @@ TEST_P(WireCodePage, AChineseMessageArrivesAsThePageHoldsIt) {
   ben.Receive();
   ann.Send(std::string(".+message|2|1|") + GetParam().text + "|f|M|1|#");
   server.Tick();
-  EXPECT_EQ(ben.Receive(), std::string(".+message|1|2026-03-04|05:06:07|") + GetParam().arrives +
-                               "|f|M|11|1|#");
+  EXPECT_EQ(ben.Receive(),
+            std::string(".+message|1|2026-03-04|05:06:07|") + GetParam().arrives + "|f|M|11|1|#");
 }
 
 INSTANTIATE_TEST_SUITE_P(CodePages, WireCodePage,

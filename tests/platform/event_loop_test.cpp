@@ -1,12 +1,11 @@
 #include "platform/event_loop.h"
 
+#include <gtest/gtest.h>
 #include <sys/epoll.h>
 #include <unistd.h>
 
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace vnq {
 namespace {

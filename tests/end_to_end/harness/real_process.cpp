@@ -22,7 +22,9 @@ void ReadPipe(int& descriptor, std::string& text) {
   }
 }
 
-void Nap() { usleep(2000); }
+void Nap() {
+  usleep(2000);
+}
 
 }  // namespace
 
@@ -76,7 +78,9 @@ bool RealProcess::WaitForWords(const std::string& words) {
   return false;
 }
 
-void RealProcess::Signal(int number) { kill(pid_, number); }
+void RealProcess::Signal(int number) {
+  kill(pid_, number);
+}
 
 int RealProcess::ExitCode() {
   const auto deadline = Clock::now() + std::chrono::seconds(20);

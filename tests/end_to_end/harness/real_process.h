@@ -1,4 +1,5 @@
-// A real program as a child process, with what it writes, for the few tests that need the shipped binary in real time.
+// A real program as a child process, with what it writes, for the few tests that need the shipped
+// binary in real time.
 #pragma once
 
 #include <sys/types.h>
@@ -10,8 +11,8 @@ namespace vnq {
 
 class RealProcess {
  public:
-  /// Starts a program; standard error is kept, standard output too, standard input is empty. Variables are
-  /// "NAME=value" texts added to the environment.
+  /// Starts a program; standard error is kept, standard output too, standard input is empty.
+  /// Variables are "NAME=value" texts added to the environment.
   explicit RealProcess(std::vector<std::string> commandLine,
                        const std::vector<std::string>& variables = {});
   ~RealProcess();

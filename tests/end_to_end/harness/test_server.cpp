@@ -2,9 +2,11 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <spdlog/spdlog.h>
 #include <sqlite3.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -15,9 +17,6 @@
 #include <fstream>
 #include <sstream>
 
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include "support/base64_text.h"
 #include "tools/init_command.h"
 
@@ -25,7 +24,8 @@ namespace vnq {
 namespace {
 
 constexpr uint16_t kMainPort = 6004;
-constexpr int kIdleTurns = 3;  // loopback traffic is there at once; the rest is for what one turn makes ready
+constexpr int kIdleTurns =
+    3;  // loopback traffic is there at once; the rest is for what one turn makes ready
 
 // An address that no other test that runs now has: from the process number and a count.
 std::string OwnAddress() {
@@ -218,7 +218,9 @@ void TestServer::AdvanceMs(int64_t ms) {
   }
 }
 
-TestClient TestServer::ConnectTo(uint16_t port) { return TestClient(*this, port); }
+TestClient TestServer::ConnectTo(uint16_t port) {
+  return TestClient(*this, port);
+}
 
 TestClient TestServer::Connect() {
   TestClient client = ConnectTo(kMainPort);
