@@ -10,13 +10,14 @@
 // Besides crashes it looks for broken promises: what was read must be written as JSON that reads
 // back as the same value without errors.
 
+#include "support/json.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
-#include "support/json.h"
 #include "support/json_script.h"
 #include "support/json_writer.h"
 

@@ -1,4 +1,5 @@
-// A record splits into elements that join to the same record again, and no index reaches beyond them.
+// A record splits into elements that join to the same record again, and no index reaches beyond
+// them.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -1,9 +1,10 @@
-// Runs a fuzz target without libFuzzer: every file of its corpus, then a bounded number of inputs mutated from
-// it. The same seed gives the same inputs, so a failure in the test run comes back.
+// Runs a fuzz target without libFuzzer: every file of its corpus, then a bounded number of inputs
+// mutated from it. The same seed gives the same inputs, so a failure in the test run comes back.
 //
 //   <target> [--runs N] [--seed N] [CORPUS_FOLDER_OR_FILE...]
 //
-// When the target aborts, the number of the input and the input itself, in hexadecimal, go to standard error.
+// When the target aborts, the number of the input and the input itself, in hexadecimal, go to
+// standard error.
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,7 +39,8 @@ struct Options {
 void ReportInput(int signalNumber) {
   static const char digits[] = "0123456789abcdef";
   static char line[2 * kLongestInput + 64];
-  int length = std::snprintf(line, 64, "\ninput %llu: ", static_cast<unsigned long long>(inputNumber));
+  int length =
+      std::snprintf(line, 64, "\ninput %llu: ", static_cast<unsigned long long>(inputNumber));
   for (const char character : std::string_view(current).substr(0, kLongestInput)) {
     const auto byte = static_cast<unsigned char>(character);
     line[length++] = digits[byte >> 4];
@@ -108,11 +110,21 @@ class Mutator {
   void Change(std::string& input) {
     const size_t at = Below(input.size() + 1);
     switch (Below(6)) {
-      case 0: input.insert(input.begin() + static_cast<std::ptrdiff_t>(at), AnyByte()); break;
-      case 1: input.erase(at, 1 + Below(8)); break;
-      case 2: input.resize(at); break;
-      case 3: input.insert(at, input.substr(Below(input.size() + 1), Below(64))); break;
-      case 4: input.insert(at, corpus_[Below(corpus_.size())]); break;
+      case 0:
+        input.insert(input.begin() + static_cast<std::ptrdiff_t>(at), AnyByte());
+        break;
+      case 1:
+        input.erase(at, 1 + Below(8));
+        break;
+      case 2:
+        input.resize(at);
+        break;
+      case 3:
+        input.insert(at, input.substr(Below(input.size() + 1), Below(64)));
+        break;
+      case 4:
+        input.insert(at, corpus_[Below(corpus_.size())]);
+        break;
       default:
         if (at < input.size()) input[at] = AnyByte();
     }

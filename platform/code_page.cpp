@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "platform/utf8.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {

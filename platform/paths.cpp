@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "platform/utf8.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {

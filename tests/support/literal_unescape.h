@@ -2,10 +2,10 @@
 // walk is held to.
 #pragma once
 
-#include "platform/utf8.h"
 #include "support/ansi_text.h"
 #include "support/hex_digits.h"
 #include "support/utf16.h"
+#include "support/utf8.h"
 
 namespace vnq {
 
