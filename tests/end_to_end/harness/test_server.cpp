@@ -2,11 +2,9 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <spdlog/spdlog.h>
 #include <sqlite3.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -17,6 +15,9 @@
 #include <fstream>
 #include <sstream>
 
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
+
 #include "support/base64_text.h"
 #include "tools/init_command.h"
 
@@ -24,8 +25,7 @@ namespace vnq {
 namespace {
 
 constexpr uint16_t kMainPort = 6004;
-constexpr int kIdleTurns =
-    3;  // loopback traffic is there at once; the rest is for what one turn makes ready
+constexpr int kIdleTurns = 3;  // loopback traffic is there at once; the rest is for what one turn makes ready
 
 // An address that no other test that runs now has: from the process number and a count.
 std::string OwnAddress() {
@@ -49,8 +49,8 @@ void BindTo(int descriptor, const std::string& address) {
 }  // namespace
 
 std::string DefaultSettings(std::string_view more) {
-  return fmt::format("[server_connection]\nDB_TYPE=access\nDataBaseName=\\Web\\Data\\vnq.db\n{}\n",
-                     more);
+  return fmt::format(
+      "[server_connection]\nDB_TYPE=access\nDataBaseName=\\Web\\Data\\vnq.db\n{}\n", more);
 }
 
 // --- TestClient ---
@@ -226,9 +226,7 @@ void TestServer::AdvanceMs(int64_t ms) {
   }
 }
 
-TestClient TestServer::ConnectTo(uint16_t port) {
-  return TestClient(*this, port);
-}
+TestClient TestServer::ConnectTo(uint16_t port) { return TestClient(*this, port); }
 
 TestClient TestServer::Connect(const std::string& from) {
   TestClient client(*this, kMainPort, from);
@@ -273,9 +271,7 @@ void TestServer::Run(const std::string& statements) {
   sqlite3_free(error);
 }
 
-Lines TestServer::Log() {
-  return Rows("select Txt,UserID,Ip,Ico from ServerLog");
-}
+Lines TestServer::Log() { return Rows("select Txt,UserID,Ip,Ico from ServerLog"); }
 
 void TestServer::AddUser(const std::string& userId, const std::vector<std::string>& columns) {
   std::string names = "UserID,UserName,UserPaws,FcName,UserState,UserIcoLine,IsVerify";

@@ -1,16 +1,16 @@
 // A whole server inside the test program: real sockets, a real database file, a stepped clock.
 //
-// Everything runs on the test's one thread. Time stands still until the test advances it, and the
-// server works only while the test pumps it (each verb of TestClient and TestServer does).
+// Everything runs on the test's one thread. Time stands still until the test advances it, and the server works only
+// while the test pumps it (each verb of TestClient and TestServer does).
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "host/index_form/index_form.h"
 
@@ -23,8 +23,7 @@ class TestServer;
 /// Rows, records, lines: what a test compares as a whole.
 using Lines = std::vector<std::string>;
 
-/// One connection to the server, kept by the test. Not connected to anything when the server did
-/// not accept.
+/// One connection to the server, kept by the test. Not connected to anything when the server did not accept.
 class TestClient {
  public:
   /// from: the client's own loopback address; empty for the one that the system picks.
@@ -37,8 +36,7 @@ class TestClient {
   void Send(std::string_view records);
   /// Sends bytes as they are, and pumps the server.
   void SendBytes(std::string_view bytes);
-  /// The same two without pumping: what is sent this way before the next verb is all there when the
-  /// server looks.
+  /// The same two without pumping: what is sent this way before the next verb is all there when the server looks.
   void SendQuietly(std::string_view records);
   void SendBytesQuietly(std::string_view bytes);
 
@@ -66,17 +64,16 @@ class TestClient {
   std::string received_;
 };
 
-/// DataBase.ini of an embedded database as `vnqctl init` names it, with further lines of
-/// [server_connection].
+/// DataBase.ini of an embedded database as `vnqctl init` names it, with further lines of its first
+/// section.
 std::string DefaultSettings(std::string_view more = {});
 
 struct TestServerOptions {
   int languageId = 1033;
   int codePage = 936;
-  std::string settings;  ///< lines of DataBase.ini that take the place of the default file; see
-                         ///< DefaultSettings
+  std::string settings = {};  ///< lines of DataBase.ini that take the place of the default file; see DefaultSettings
   std::string versionFile = "0|0";
-  std::string sql;  ///< run on the database before load, beside the schema
+  std::string sql = {};  ///< run on the database before load, beside the schema
 };
 
 class TestServer {
@@ -97,8 +94,7 @@ class TestServer {
   TestClient Connect(const std::string& from = {});
   /// A new connection to a port, its greeting not taken.
   TestClient ConnectTo(uint16_t port);
-  /// A connection tagged with a user's desktop (state 1) or mobile (state 3) session, all that came
-  /// for it taken.
+  /// A connection tagged with a user's desktop (state 1) or mobile (state 3) session, all that came for it taken.
   TestClient Online(const std::string& userId, int state = 1);
 
   /// The rows of a select, a row a text: columns joined by '|', NULL as "NULL".
@@ -124,8 +120,7 @@ class TestServer {
   const AnsiText& page() const { return *page_; }
   LocalTime Now() const { return clock_.Now(); }
 
-  /// State, tag and waiting records of a main-port slot; connections of a test get the slots 1, 2,
-  /// 3 and so on.
+  /// State, tag and waiting records of a main-port slot; a test's connections get the slots from 1 on.
   SocketState State(SlotIndex slot) { return host().SckServer.State(slot); }
   std::string Tag(SlotIndex slot) { return host().SckServer.Tag(slot); }
   std::string Waiting(SlotIndex slot) { return host().ReplyBuffer[slot]; }
