@@ -1,5 +1,6 @@
 // The road from a read to the commands in it.
 #include <algorithm>
+#include <random>
 #include <set>
 
 #include "host/timers.h"
@@ -406,6 +407,71 @@ TEST_F(Dispatcher, ServesOnBehindEveryCommandWithEveryCountOfHugeNumbers) {
 }
 TEST_F(Dispatcher, ServesOnBehindEveryCommandWithEveryCountOfHalfEscapes) {
   RunLadder(server, "%u12%%2");
+}
+
+TEST_F(Dispatcher, ServesOnBehindRandomBytes) {
+  std::mt19937 random(20260304);
+  for (int i = 0; i < 500; ++i) {
+    std::string bytes(random() % 300, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random());
+    TestClient client = server.Connect();
+    client.SendBytes(bytes);
+    EXPECT_EQ(client.Receive(), "") << i;
+    client.Send(".+y|#");
+    EXPECT_EQ(client.Receive(), ".+y|#") << i;
+    client.Close();
+    if (i % 20 == 0) server.InHandler(ErrTimerTick);
+  }
+}
+
+TEST_F(Dispatcher, ServesOnBehindRecordsOfRandomBytesBehindRealWords) {
+  std::mt19937 random(20260305);
+  const auto table = CommandTable();
+  for (int i = 0; i < 500; ++i) {
+    std::string record(table[random() % table.size()].word);
+    for (auto k = random() % 60; k > 0; --k) {
+      record += random() % 5 == 0 ? '|' : static_cast<char>(random());
+    }
+    TestClient client = server.Connect();
+    client.SendBytes(Base64EncodeBytes(record));
+    client.Receive();
+    TestClient next = server.Connect();
+    next.Send(".+y|#");
+    ASSERT_TRUE(next.Receive().ends_with(".+y|#")) << i;
+    client.Close();
+    next.Close();
+    server.InHandler(ErrTimerTick);
+  }
+}
+
+TEST_F(Dispatcher, TenMegabytesWithoutAnEndWaitAndTheNextRecordIsServed) {
+  TestClient client = server.Connect();
+  client.Send(".+message|2|1|" + std::string(10'000'000, 'a'));
+  EXPECT_EQ(client.Receive(), "");
+  client.Send(".+message|2|1|hello|font|M1|1|#.+y|#");
+  EXPECT_EQ(client.Receive(), ".+y|#");
+  EXPECT_EQ(StoredTexts(), Lines{"hello"});
+}
+
+TEST_F(Dispatcher, TextWithoutSeparatorsIsDropped) {
+  TestClient client = server.Connect();
+  client.Send(std::string(100'000, '.'));
+  client.Send("+.+.+.+.");
+  client.Send("#");
+  EXPECT_EQ(client.Receive(), "");
+  client.Send(".+y|#");
+  EXPECT_EQ(client.Receive(), ".+y|#");
+}
+
+TEST_F(Dispatcher, FloodOfYieldingRecordsOfOneClientStarvesNobody) {
+  TestClient flooder = server.Connect();
+  TestClient other = server.Connect();
+  for (int i = 0; i < 2000; ++i)
+    flooder.SendQuietly(".+go_away|1||#");  // no padding: reads may join
+  other.SendQuietly(".+y|#");
+  for (int turns = 0; turns < 200; ++turns) server.loop().Turn(0);
+  EXPECT_NE(other.ReceiveBytes().find(Base64EncodeText(server.page(), ".+y|#")), std::string::npos);
+  EXPECT_LE(server.loop().LiveHandlers(), EventLoop::kMaxHandlers);
 }
 
 struct Short {
