@@ -1,5 +1,5 @@
-// The three timers: the flush, the watchdog of sibling services and the push.
-#include <algorithm>
+// The three timers: flush of receipts, watch over sibling services, sweep of lost connections.
+#include "host/timers.h"
 
 #include "support/base64_text.h"
 #include "tests/end_to_end/harness/test_server.h"
@@ -7,120 +7,160 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
-TestServerOptions WithPushInterval(const std::string& seconds) {
-  TestServerOptions options;
-  options.settings =
-      "[server_connection]\r\nDB_TYPE=access\r\nDataBaseName=\\Web\\Data\\vnq.db\r\n"
-      "DataBaseIp=127.0.0.1\r\n[message_push]\r\ninterval_time=" +
-      seconds + "\r\n";
-  return options;
-}
+constexpr uint16_t kControlPort = 6003;
 
 class Timers : public ServerTest {
  protected:
-  Timers() : ServerTest(WithPushInterval("32")) {}
+  Timers() : ServerTest({.settings = DefaultSettings("DataBaseIp=127.99.99.99")}) {}
 
-  // A sibling that has named itself on the control channel.
-  TestClient Sibling(const std::string& tag) {
-    TestClient client = server.ConnectTo(6003);
-    client.ReceiveBytes();
-    server.host().SckServer6003.SetTag(1, tag);
+  // A sibling on the next slot of the control port, its greeting taken.
+  TestClient Sibling(const std::string& name) {
+    TestClient client = server.ConnectTo(kControlPort);
+    EXPECT_EQ(client.ReceiveBytes(), ".+successful_connection|#");
+    const SlotIndex slot = server.host().SckServer6003.Highest();
+    server.host().SckServer6003.SetTag(slot, name);
     return client;
   }
+  void Ticks(int count) { server.AdvanceMs(count * 1000); }
 };
 
-TEST_F(Timers, TwoRecordsOfOneSecondArriveAsOneText) {
-  TestClient client = server.Connect();
-  client.Send(".+message|a|1|t|f|1|1|#");
-  client.Send(".+message|a|1|t|f|2|1|#");
-  EXPECT_EQ(client.ReceiveBytes(), "");
-  server.Tick();
-  EXPECT_EQ(client.ReceiveBytes(),
-            Base64EncodeText(server.page(), ".+reply|1|a|1|#.+reply|1|a|2|#"));
-}
+// --- Siblings ---
 
-TEST_F(Timers, ABufferIsSentOnce) {
-  TestClient client = server.Connect();
-  client.Send(".+message|a|1|t|f|1|1|#");
-  server.Tick();
-  client.Receive();
-  server.AdvanceMs(5000);
-  EXPECT_EQ(client.Receive(), "");
-}
-
-TEST_F(Timers, ASilentSiblingIsPingedFromItsSixthSecond) {
+TEST_F(Timers, SilentSiblingIsPingedFromItsSixthSecondOnEverySecond) {
   TestClient sibling = Sibling("VNQUpload");
-  server.AdvanceMs(5000);
+  Ticks(5);
   EXPECT_EQ(sibling.ReceiveBytes(), "");
-  server.Tick();
+  Ticks(1);
   EXPECT_EQ(sibling.ReceiveBytes(), ".+x|#");
-  server.Tick();
-  EXPECT_EQ(sibling.ReceiveBytes(), ".+x|#");
+  Ticks(3);
+  EXPECT_EQ(sibling.ReceiveBytes(), ".+x|#.+x|#.+x|#");
 }
 
-TEST_F(Timers, ASilentSiblingIsClosedAndRestartedInItsThirtySixthSecond) {
+TEST_F(Timers, SilentSiblingIsClosedAtItsThirtySixthSecond) {
+  for (const char* name : {"VNQUpload", "VNQDownload", "VNQSetverPic", "VNQTelnet"}) {
+    TestClient sibling = Sibling(name);
+    Ticks(35);
+    EXPECT_FALSE(sibling.IsClosed()) << name;
+    Ticks(1);
+    EXPECT_TRUE(sibling.IsClosed()) << name;
+    EXPECT_EQ(server.host().SckServer6003.State(1), SocketState::kClosed);
+    EXPECT_EQ(server.host().SckServer6003.Tag(1), "");
+    EXPECT_EQ(server.host().HeartbeatAge[1], 36);  // not reset here
+    server.host().HeartbeatAge[1] = 0;
+  }
+}
+
+TEST_F(Timers, RestartIsAskedForOnceAndFallsBackToTheOwnMachine) {
   TestClient sibling = Sibling("VNQUpload");
-  server.AdvanceMs(35'000);
-  EXPECT_FALSE(sibling.IsClosed());
-  EXPECT_TRUE(server.commands().calls.empty());
-  server.Tick();
-  EXPECT_TRUE(sibling.IsClosed());
-  EXPECT_EQ(server.host().SckServer6003.Tag(1), "");
-  // Nobody answers on the service page: the fallback acts on one fixed service.
-  for (int i = 0; i < 100 && server.commands().calls.size() < 3; ++i) server.Pump();
-  EXPECT_EQ(server.commands().calls, (Texts{"start systemctl stop VNQ_Site_Service", "block 10000",
-                                            "start systemctl start VNQ_Site_Service"}));
+  Ticks(36);
+  const Lines& calls = server.commands().calls;
+  for (int i = 0; i < 500 && calls.size() < 3; ++i) server.loop().Turn(10);
+  ASSERT_EQ(calls.size(), 3u);
+  EXPECT_NE(calls[0].find("VNQ_Site_Service"), std::string::npos);
+  EXPECT_EQ(calls[1], "block 10000");
+  EXPECT_NE(calls[2].find("VNQ_Site_Service"), std::string::npos);
+  Ticks(40);
+  EXPECT_EQ(calls.size(), 3u);
 }
 
-TEST_F(Timers, AnEndpointsSlotIsPingedWithoutEndAndNotRestarted) {
-  TestClient agent = Sibling("VNQPcTelnet");
-  server.AdvanceMs(60'000);
-  const std::string pings = agent.ReceiveBytes();
-  EXPECT_EQ(pings.size(), 55 * std::string(".+x|#").size());
-  EXPECT_FALSE(agent.IsClosed());
-  EXPECT_TRUE(server.commands().calls.empty());
+TEST_F(Timers, EndpointIsPingedWithoutEndAndStays) {
+  TestClient endpoint = Sibling("PC-1");
+  Ticks(60);
+  EXPECT_FALSE(endpoint.IsClosed());
+  EXPECT_EQ(endpoint.ReceiveBytes().size(), 55 * std::string(".+x|#").size());
+  EXPECT_EQ(server.host().SckServer6003.Tag(1), "PC-1");
 }
 
-TEST_F(Timers, ASlotWithoutANameDoesNotAge) {
-  TestClient nobody = server.ConnectTo(6003);
-  nobody.ReceiveBytes();
-  server.AdvanceMs(40'000);
+TEST_F(Timers, ConnectionWithoutANameDoesNotAge) {
+  TestClient nobody = Sibling("");
+  Ticks(40);
   EXPECT_EQ(nobody.ReceiveBytes(), "");
+  EXPECT_EQ(server.host().HeartbeatAge[1], 0);
 }
 
-TEST_F(Timers, ThePushQueueIsEmptiedEveryInterval) {
-  server.host().PushUrl = "http://127.0.0.1:9/push";
-  server.host().PushQueue.Add("a||b|1|text");
-  server.AdvanceMs(31'000);
-  EXPECT_FALSE(server.host().PushQueue.empty());
-  server.AdvanceMs(1000);
+TEST_F(Timers, SiblingThatWasHeardAgesFromZero) {
+  TestClient sibling = Sibling("VNQUpload");
+  Ticks(30);
+  server.host().HeartbeatAge[1] = 0;
+  sibling.ReceiveBytes();
+  Ticks(5);
+  EXPECT_EQ(sibling.ReceiveBytes(), "");
+  EXPECT_FALSE(sibling.IsClosed());
+}
+
+TEST_F(Timers, NameOfASiblingIsComparedExactly) {
+  TestClient sibling = Sibling("vnqupload");
+  Ticks(40);
+  EXPECT_FALSE(sibling.IsClosed());
+}
+
+TEST_F(Timers, SiblingWhosePeerHasGoneAgesAndIsClosedToo) {
+  TestClient sibling = Sibling("VNQDownload");
+  sibling.Close();
+  Ticks(36);
+  EXPECT_EQ(server.host().SckServer6003.State(1), SocketState::kClosed);
+  EXPECT_EQ(server.host().SckServer6003.Tag(1), "");
+}
+
+// --- Flush ---
+
+TEST_F(Timers, RecordsQueuedInOneSecondReachTheClientInOneRead) {
+  TestClient client = server.Connect();
+  server.host().ReplyBuffer[1] = ".+a|#";
+  server.host().ReplyBuffer[1] += ".+b|#";
+  server.Tick();
+  EXPECT_EQ(client.ReceiveBytes(), Base64EncodeText(server.page(), ".+a|#.+b|#"));
+  EXPECT_EQ(server.Waiting(1), "");
+}
+
+TEST_F(Timers, BufferOfASlotThatIsNotConnectedWaits) {
+  { TestClient client = server.Connect(); }
+  server.Pump();
+  server.host().ReplyBuffer[1] = ".+a|#";
+  server.host().ReplyBuffer[2] = ".+b|#";
+  server.Tick();
+  EXPECT_EQ(server.Waiting(1), ".+a|#");
+  EXPECT_EQ(server.Waiting(2), ".+b|#");
+}
+
+// --- Sweep ---
+
+TEST_F(Timers, SweptEndpointIsMarkedOffline) {
+  server.Run("insert into Users_WinInfo(WindowsInfo,UserIcoLine) values('PC-1',1),('PC-2',1)");
+  TestClient endpoint = server.ConnectTo(6008);
+  server.host().SckServer6008.SetTag(1, "PC-1");
+  server.AdvanceMs(20000);
+  EXPECT_EQ(server.Rows("select UserIcoLine from Users_WinInfo"), (Lines{"1", "1"}));
+  endpoint.Close();
+  ASSERT_EQ(server.host().SckServer6008.State(1), SocketState::kClosing);
+  server.AdvanceMs(20000);
+  EXPECT_EQ(server.Rows("select UserIcoLine from Users_WinInfo"), (Lines{"0", "1"}));
+  EXPECT_EQ(server.host().SckServer6008.State(1), SocketState::kClosed);
+  EXPECT_EQ(server.host().SckServer6008.Tag(1), "");
+}
+
+TEST_F(Timers, SweepRunsEveryTwentySeconds) {
+  TestClient client = server.Connect();
+  client.Close();
+  server.AdvanceMs(19999);
+  EXPECT_EQ(server.State(1), SocketState::kClosing);
+  server.AdvanceMs(1);
+  EXPECT_EQ(server.State(1), SocketState::kClosed);
+}
+
+// --- Push ---
+
+TEST_F(Timers, PushTickWithoutLinesLeavesTheQueueAlone) {
+  server.InHandler(WeatherTimeTick);
   EXPECT_TRUE(server.host().PushQueue.empty());
 }
 
-class PushInterval : public ::testing::TestWithParam<std::pair<const char*, int>> {};
-
-// The seconds at which the queue is found empty first; 0: never within two minutes.
-int SecondsToPush(const std::string& setting) {
-  TestServer server(WithPushInterval(setting));
-  server.host().PushUrl = "http://127.0.0.1:9/push";
-  server.host().PushQueue.Add("a||b|1|text");
-  for (int second = 1; second <= 120; ++second) {
-    server.Tick();
-    if (server.host().PushQueue.empty()) return second;
-  }
-  return 0;
+TEST_F(Timers, PushTickEmptiesTheQueue) {
+  server.host().PushUrl = "http://127.99.99.99:9/push";
+  server.host().PushQueue.Add("2||1|1|hello");
+  server.InHandler(WeatherTimeTick);
+  EXPECT_TRUE(server.host().PushQueue.empty());
 }
-
-TEST_P(PushInterval, IsTheSettingWhereItsMillisecondsFit16Bits) {
-  EXPECT_EQ(SecondsToPush(GetParam().first), GetParam().second);
-}
-
-INSTANTIATE_TEST_SUITE_P(Settings, PushInterval,
-                         ::testing::Values(std::pair{"32", 32}, std::pair{"33", 30},
-                                           std::pair{"5", 5}, std::pair{"0", 0}, std::pair{"", 30},
-                                           std::pair{"soon", 30}, std::pair{"99999", 30}));
 
 }  // namespace
 }  // namespace vnq

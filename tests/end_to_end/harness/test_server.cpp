@@ -39,12 +39,25 @@ void WriteFile(const std::string& path, std::string_view content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
+void BindTo(int descriptor, const std::string& address) {
+  sockaddr_in own{};
+  own.sin_family = AF_INET;
+  inet_pton(AF_INET, address.c_str(), &own.sin_addr);
+  EXPECT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&own), sizeof own), 0) << address;
+}
+
 }  // namespace
+
+std::string DefaultSettings(std::string_view more) {
+  return fmt::format("[server_connection]\nDB_TYPE=access\nDataBaseName=\\Web\\Data\\vnq.db\n{}\n",
+                     more);
+}
 
 // --- TestClient ---
 
-TestClient::TestClient(TestServer& server, uint16_t port)
+TestClient::TestClient(TestServer& server, uint16_t port, const std::string& from)
     : server_(&server), descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  if (!from.empty()) BindTo(descriptor_, from);
   sockaddr_in peer{};
   peer.sin_family = AF_INET;
   peer.sin_port = htons(port);
@@ -192,7 +205,7 @@ void TestServer::MakeFolder(const TestServerOptions& options) {
   std::filesystem::create_directories(folder_ + "/Web/Data");
   std::filesystem::create_directories(folder_ + "/Web/download");
   if (!options.settings.empty()) {
-    WriteFile(folder_ + "/Web/Data/DataBase.ini", page_ ? options.settings : options.settings);
+    WriteFile(folder_ + "/Web/Data/DataBase.ini", options.settings);
   }
   WriteFile(folder_ + "/Web/download/log.txt", options.versionFile);
   std::ostringstream said;
@@ -222,8 +235,8 @@ TestClient TestServer::ConnectTo(uint16_t port) {
   return TestClient(*this, port);
 }
 
-TestClient TestServer::Connect() {
-  TestClient client = ConnectTo(kMainPort);
+TestClient TestServer::Connect(const std::string& from) {
+  TestClient client(*this, kMainPort, from);
   EXPECT_EQ(client.Receive(), ".+SuccessfulConnection|#");
   return client;
 }
@@ -263,6 +276,10 @@ void TestServer::Run(const std::string& statements) {
   sqlite3_exec(database_, statements.c_str(), nullptr, nullptr, &error);
   EXPECT_EQ(error, nullptr) << error << ": " << statements;
   sqlite3_free(error);
+}
+
+Lines TestServer::Log() {
+  return Rows("select Txt,UserID,Ip,Ico from ServerLog");
 }
 
 void TestServer::AddUser(const std::string& userId, const std::vector<std::string>& columns) {
