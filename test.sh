@@ -86,7 +86,7 @@ if Step "release build" Build build/release -DCMAKE_BUILD_TYPE=Release; then
 fi
 Step "headers alone" cmake --build build/release --target vnq_headers
 if Step "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \
-  -DCMAKE_CXX_FLAGS_DEBUG=-O1 -DVNQ_SANITIZE=address,undefined; then
+  -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DVNQ_SANITIZE=address,undefined; then
   Tests "sanitizer tests" build/asan "${test_options[@]}"
 fi
 
