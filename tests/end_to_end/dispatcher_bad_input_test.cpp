@@ -12,9 +12,9 @@ namespace {
 
 using std::string_literals::operator""s;
 
-class BadInput : public ServerTest {
+class DispatcherBadInput : public ServerTest {
  protected:
-  BadInput() {
+  DispatcherBadInput() {
     server.AddUser("1");
     server.AddUser("2");
   }
@@ -46,26 +46,26 @@ void RunLadder(TestServer& server, const std::string& value) {
   EXPECT_EQ(server.Rows("select * from ServerErrLog"), Lines{});
 }
 
-TEST_F(BadInput, ServesOnBehindEveryCommandWithEveryCountOfNumbers) {
+TEST_F(DispatcherBadInput, ServesOnBehindEveryCommandWithEveryCountOfNumbers) {
   RunLadder(server, "1");
 }
-TEST_F(BadInput, ServesOnBehindEveryCommandWithEveryCountOfEmptyFields) {
+TEST_F(DispatcherBadInput, ServesOnBehindEveryCommandWithEveryCountOfEmptyFields) {
   RunLadder(server, "");
 }
-TEST_F(BadInput, ServesOnBehindEveryCommandWithEveryCountOfQuotes) {
+TEST_F(DispatcherBadInput, ServesOnBehindEveryCommandWithEveryCountOfQuotes) {
   RunLadder(server, "a'b");
 }
-TEST_F(BadInput, ServesOnBehindEveryCommandWithEveryCountOfNulBytes) {
+TEST_F(DispatcherBadInput, ServesOnBehindEveryCommandWithEveryCountOfNulBytes) {
   RunLadder(server, "a\0b"s);
 }
-TEST_F(BadInput, ServesOnBehindEveryCommandWithEveryCountOfHugeNumbers) {
+TEST_F(DispatcherBadInput, ServesOnBehindEveryCommandWithEveryCountOfHugeNumbers) {
   RunLadder(server, "99999999999999999999");
 }
-TEST_F(BadInput, ServesOnBehindEveryCommandWithEveryCountOfHalfEscapes) {
+TEST_F(DispatcherBadInput, ServesOnBehindEveryCommandWithEveryCountOfHalfEscapes) {
   RunLadder(server, "%u12%%2");
 }
 
-TEST_F(BadInput, ServesOnBehindRandomBytes) {
+TEST_F(DispatcherBadInput, ServesOnBehindRandomBytes) {
   std::mt19937 random(20260304);
   for (int i = 0; i < 500; ++i) {
     std::string bytes(random() % 300, '\0');
@@ -80,7 +80,7 @@ TEST_F(BadInput, ServesOnBehindRandomBytes) {
   }
 }
 
-TEST_F(BadInput, ServesOnBehindRecordsOfRandomBytesBehindRealWords) {
+TEST_F(DispatcherBadInput, ServesOnBehindRecordsOfRandomBytesBehindRealWords) {
   std::mt19937 random(20260305);
   const auto table = CommandTable();
   for (int i = 0; i < 500; ++i) {
@@ -100,7 +100,7 @@ TEST_F(BadInput, ServesOnBehindRecordsOfRandomBytesBehindRealWords) {
   }
 }
 
-TEST_F(BadInput, TenMegabytesWithoutAnEndWaitAndTheNextRecordIsServed) {
+TEST_F(DispatcherBadInput, TenMegabytesWithoutAnEndWaitAndTheNextRecordIsServed) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|" + std::string(10'000'000, 'a'));
   EXPECT_EQ(client.Receive(), "");
@@ -109,7 +109,7 @@ TEST_F(BadInput, TenMegabytesWithoutAnEndWaitAndTheNextRecordIsServed) {
   EXPECT_EQ(server.Rows("select UserText from Messeng_Text"), Lines{"hello"});
 }
 
-TEST_F(BadInput, TextWithoutSeparatorsIsDropped) {
+TEST_F(DispatcherBadInput, TextWithoutSeparatorsIsDropped) {
   TestClient client = server.Connect();
   client.Send(std::string(100'000, '.'));
   client.Send("+.+.+.+.");
@@ -119,7 +119,7 @@ TEST_F(BadInput, TextWithoutSeparatorsIsDropped) {
   EXPECT_EQ(client.Receive(), ".+y|#");
 }
 
-TEST_F(BadInput, FloodOfYieldingRecordsOfOneClientStarvesNobody) {
+TEST_F(DispatcherBadInput, FloodOfYieldingRecordsOfOneClientStarvesNobody) {
   TestClient flooder = server.Connect();
   TestClient other = server.Connect();
   for (int i = 0; i < 2000; ++i)
@@ -136,7 +136,7 @@ struct Short {
   Lines logged;  // the key of the text behind the user, or nothing
 };
 
-TEST_F(BadInput, ShortRecordsTakeTheirNormalPathWithTheFieldsMissing) {
+TEST_F(DispatcherBadInput, ShortRecordsTakeTheirNormalPathWithTheFieldsMissing) {
   const std::string sync = ".+SynchronousSuccessfully|#";
   const Short cases[] = {
       {".+landing", {".+LoginFailed|#"}, {}},
@@ -168,7 +168,7 @@ TEST_F(BadInput, ShortRecordsTakeTheirNormalPathWithTheFieldsMissing) {
   }
 }
 
-TEST_F(BadInput, SkippedStatementsOfACommandAreCounted) {
+TEST_F(DispatcherBadInput, SkippedStatementsOfACommandAreCounted) {
   const CommandRow* row = FindCommand(".+go_away");
   const CommandCounters before = CountersOf(*row);
   TestClient client = server.Connect();
