@@ -47,6 +47,9 @@ class TestClient {
   /// The same as it came on the wire.
   std::string ReceiveBytes();
 
+  /// What has come by now, as on the wire, without pumping the server.
+  std::string ReceiveNow();
+
   /// Ends the client's side. The server acts on it at the next pump.
   void Close();
   /// Ends with a reset.
