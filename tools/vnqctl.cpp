@@ -6,6 +6,7 @@
 
 #include "tools/chat_command.h"
 #include "tools/init_command.h"
+#include "tools/user_command.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ int main(int argc, char** argv) {
 
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
+  vnq::AddUserCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
 
   try {
