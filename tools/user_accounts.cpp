@@ -168,9 +168,13 @@ bool UserAccounts::AllOrNone(const std::function<bool()>& work, std::string& err
     return Fail(error, "a step failed, nothing was changed: " + driver.LastError());
   };
   const bool done = settings_.IsAccess() ? InTransaction(driver, checked) : checked();
-  if (done) return driver.SyncCommitted() || Fail(error, driver.LastError());
-  if (error.empty()) error = driver.LastError();
-  return false;
+  if (!done && error.empty()) error = driver.LastError();
+  return done;
+}
+
+bool UserAccounts::Sync(std::string& error) {
+  SqlDriver& driver = database_.driver();
+  return driver.SyncCommitted() || Fail(error, driver.LastError());
 }
 
 // --- Looking ---

@@ -58,6 +58,9 @@ class UserAccounts {
   /// Lets a UserID log in (UserState 1), or not (0). A session that is open goes on.
   bool SetEnabled(const std::string& UserID, bool isEnabled, std::string& error);
 
+  /// Makes the changes so far survive a power cut.
+  bool Sync(std::string& error);
+
  private:
   UserAccounts(Settings settings, std::shared_ptr<const CodePage> codePage,
                std::unique_ptr<SqlDriver> driver);

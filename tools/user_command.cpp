@@ -28,8 +28,10 @@ int WithAccounts(const UserOptions& options, std::ostream& err,
                  const std::function<bool(UserAccounts& accounts, std::string& error)>& work) {
   std::string error;
   const auto accounts = UserAccounts::Open(options.appPath, error);
-  if (accounts && work(*accounts, error)) return 0;
-  return Fail(err, error);
+  if (!accounts) return Fail(err, error);
+  int exitCode = work(*accounts, error) ? 0 : Fail(err, error);
+  if (!accounts->Sync(error)) exitCode = Fail(err, error);
+  return exitCode;
 }
 
 bool GetPassword(const UserOptions& options, std::string& password, std::string& error) {
