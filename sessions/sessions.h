@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "host/fields.h"
 #include "host/host.h"
 
 namespace vnq {
@@ -19,5 +20,16 @@ namespace vnq {
 /// Junk and unknown commands are dropped without an answer.
 /// Yields: yes, wherever a command does.
 void OnMainPortData(Host& host, SlotIndex slot, const std::string& bytes);
+
+/// Answers .+request_data_synchronization|version|# of the account port: the department tree where
+/// the version is another one than Users_RoVesr, and the closing record, all as one text.
+///
+///   .+data_synchronization|Users_RoVesr|<version>|
+///   .+data_synchronization|Users_Ro|<column 0>|...|<column 4>|      for each department
+///   .+data_synchronization|#1
+///
+/// A version that is no number gets the closing record alone, without a log line.
+/// slot  index into SckServer6007. Yields: yes. Database: UpDateForm, Users_Ro, ServerLog.
+void SendDepartmentTree(Host& host, const Fields& fields, SlotIndex slot);
 
 }  // namespace vnq
