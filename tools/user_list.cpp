@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/presence_values.h"
-#include "platform/utf8.h"
+#include "support/utf8.h"
 #include "support/numbers.h"
 #include "tools/client/chat_text.h"
 #include "tools/text_table.h"
