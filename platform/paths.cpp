@@ -70,7 +70,7 @@ std::string AppendComponents(std::string path, std::string_view rest) {
     if (isKnown && !Exists(path + std::string(name))) {
       const std::string found = FindInAnyCase(path, name);
       isKnown = !found.empty();
-      path += isKnown ? std::string_view(found) : name;
+      path += isKnown ? std::string_view{found} : name;
     } else {
       path += name;
     }

@@ -131,7 +131,7 @@ std::string Sha1Bytes(std::string_view message) {
   std::array<Word32, 5> running = constants.start;
   const std::string padded = Padded(message);
   for (size_t at = 0; at < padded.size(); at += kBlockBytes) {
-    AddBlock(running, std::string_view(padded).substr(at, kBlockBytes), constants);
+    AddBlock(running, std::string_view{padded}.substr(at, kBlockBytes), constants);
   }
 
   std::string digest;
