@@ -43,7 +43,7 @@ void CheckEscapes(const vnq::AnsiText& page, std::string_view text) {
   const std::string normal = vnq::Utf16ToUtf8(units);
   const std::string escaped = vnq::EscapeText(text);
   Require(escaped == vnq::EscapeText(normal));
-  Require(escaped.find('|') == escaped.npos && escaped.find('\'') == text.find('\''));
+  Require(escaped.find('|') == escaped.npos);
   if (ReadsBack(page, units)) Require(vnq::UnescapeText(page, escaped) == normal);
   Require(vnq::UnescapeText(page, normal) == vnq::LiteralUnescape(page, normal));
   Require(vnq::UnescapeText(page, escaped) == vnq::LiteralUnescape(page, escaped));

@@ -34,7 +34,7 @@ IndexForm::IndexForm(EventLoop& loop, const Clock& clock, std::shared_ptr<const 
     : loop_(loop),
       page_(codePage),
       paths_(platform.drives),
-      iniStrings_(paths_, codePage),
+      iniStrings_(paths_, std::move(codePage)),
       http_(loop),
       host_({loop, clock, page_, iniStrings_, http_, commands, std::move(AppPath),
              std::move(platform)}),
