@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "host/presence_values.h"
-#include "support/utf8.h"
 #include "support/numbers.h"
 #include "tools/client/chat_text.h"
 #include "tools/text_table.h"
@@ -34,14 +33,14 @@ std::string StateWord(const std::string& UserState) {
 std::string JsonText(const std::string& text) {
   std::string json = "\"";
   for (size_t at = 0; at < text.size();) {
-    const char32_t value = NextCodePoint(text, at);
+    const char32_t value = NextCharacter(text, at);
     if (value == '"' || value == '\\') {
       json += '\\';
       json += static_cast<char>(value);
-    } else if (value < 0x20 || IsHighSurrogate(value) || IsLowSurrogate(value)) {
+    } else if (value < 0x20 || (value >= 0xD800 && value < 0xE000)) {
       json += fmt::format("\\u{:04x}", static_cast<uint32_t>(value));
     } else {
-      AppendUtf8(json, value);
+      AppendCharacter(json, value);
     }
   }
   return json + '"';
