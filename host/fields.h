@@ -22,8 +22,9 @@ class Fields {
  public:
   Fields() = default;
 
-  /// The elements of a record's text, split on '|'.
-  static Fields Split(std::string_view record);
+  /// The elements of a record's text, split on '|', or of a part of one that has a separator of its
+  /// own.
+  static Fields Split(std::string_view record, std::string_view separator = "|");
 
   /// Element `field`; failed beyond the end.
   Expr operator[](size_t field) const;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "messaging/messaging.h"
+#include "relations/relations.h"
 #include "sessions/commands.h"
 #include "webgate/webgate.h"
 
@@ -35,6 +36,22 @@ constexpr CommandRow kCommands[] = {
    "Notes a new version of a user's picture."},
   {".+clear_personal_pictures",          HandleClearPersonalPictures,  2, false, kNoReceipt,             nullptr,
    "Removes a user's picture file and notes the new version."},
+  {".+new_group_information",            HandleNewGroupInformation,    5, false, kNoReceipt,             nullptr,
+   "Creates a group."},
+  {".+modify_group_information",         HandleModifyGroupInformation, 5, false, kNoReceipt,             nullptr,
+   "Changes a group's name, remark and sender."},
+  {".+modify_group_members",             ModifyGroupMembers,           3, false, kNoReceipt,             LogModifyGroupMembers,
+   "Replaces the list of a group's members."},
+  {".+add_group_members",                AddGroupMembers,              3, false, kNoReceipt,             LogAddGroupMembers,
+   "Adds members to a group."},
+  {".+del_group_members",                DelGroupMembers,              3, false, kNoReceipt,             LogDelGroupMembers,
+   "Removes members from a group."},
+  {".+set_group_administrator",          SetGroupAdministrator,        3, false, kNoReceipt,             LogSetGroupAdministrator,
+   "Gives or takes a member's right of an administrator."},
+  {".+modify_group_photos",              HandleModifyGroupPhotos,      3, false, kNoReceipt,             nullptr,
+   "Sets a group's picture."},
+  {".+clear_group_photos",               HandleClearGroupPhotos,       3, false, kNoReceipt,             nullptr,
+   "Clears a group's picture and deletes its file."},
   {".+request_synchronous_LOGO",         HandleRequestSynchronousLogo, 2, false, kNoReceipt,             nullptr,
    "Tells the version of the company logo where the client's is another one."},
   {".+request_personalized_photos",      HandleRequestPersonalizedPhotos, 4, false, kNoReceipt,          nullptr,
@@ -53,6 +70,8 @@ constexpr CommandRow kCommands[] = {
    "Stores and delivers a message to one person."},
   {".+clot_messeng",                     HandleClotMesseng,            7, true,  Receipt::kGroupMessage, LogClotMesseng,
    "Stores and delivers a message to a group."},
+  {".+messengverify",                    HandleMessengverify,          7, false, kNoReceipt,             LogMessengverify,
+   "Carries a request, an answer or a notice about a friendship or a membership."},
   {".+customer_information",             HandleCustomerInformation,    5, true,  kNoReceipt,             nullptr,
    "Hands a visitor's line to an agent."},
   {".+y",                                HandleKeepAlive,              0, false, kNoReceipt,             nullptr,
