@@ -2,6 +2,7 @@
 
 #include <spdlog/spdlog.h>
 
+#include "accounts/accounts.h"
 #include "endpoints/endpoints.h"
 #include "host/server_log.h"
 #include "host/start_up.h"
@@ -71,6 +72,7 @@ void IndexForm::ServePorts() {
   };
   serve(host_.SckServer, OnMainPortData);
   serve(host_.SckServer6002, OnScreenPortData);
+  serve(host_.SckServer6007, OnApplicationPortData);
 }
 
 void IndexForm::OpenListeners() {
