@@ -65,8 +65,7 @@ TEST_F(SharedNotice, ListIsReplacedNotMerged) {
 
 TEST_F(SharedNotice, LogTellsTheLastIndex) {
   ann.Send(".+shared_notice|1|3\\4\\5|#");
-  EXPECT_EQ(Log(),
-            Lines{"1" + server.Lang("im100") + server.Lang("im68") + "2|1|127.0.0.1|1"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im100") + server.Lang("im68") + "2|1|127.0.0.1|1"});
 }
 
 TEST_F(SharedNotice, EmptyElementsAreWrittenAsTheyAre) {

@@ -18,7 +18,10 @@ class InterfaceInformation : public People {
   Lines GroupMessages() {
     return server.Rows("select ClotID,MyID,UserText,To_Type from MessengClot_Text");
   }
-  std::string Receivers() { return server.Value("select group_concat(YouID) from Notice_Acks"); }
+  std::string Receivers() {
+    return server.Value(
+        "select group_concat(YouID) from (select YouID from Notice_Acks order by rowid)");
+  }
 
   TestClient application;  // on slot 1
 };
@@ -27,7 +30,7 @@ class InterfaceInformation : public People {
 
 TEST_F(InterfaceInformation, PersonMessageGoesToEachKnownName) {
   TestClient ben = server.Online("2"), cat = server.Online("3");
-  Settle(ben, cat);
+  Settle(application, ben, cat);
   application.Send(".+interface_information|name1|name2,,nobody,name3|x|a b|link|0|#");
   EXPECT_EQ(Messages(), (Lines{"1|2|a%20b|10", "1|3|a%20b|10"}));
   EXPECT_EQ(server.Value("select count(distinct Msg_ID) from Messeng_Text"), "2");
@@ -55,8 +58,7 @@ TEST_F(InterfaceInformation, SendersMobileGetsTheCopy) {
   application.Send(".+interface_information|name1|name2|x|a|link|0|#");
   EXPECT_EQ(AfterTick(phone), ".+message|2|2026-03-04|05:06:07|a|" + Font() + "|" +
                                   server.Value("select Msg_ID from Messeng_Text") + "|10|0|#");
-  EXPECT_EQ(server.Rows("select IsAck1,IsAck2,IsAck3,IsAck4 from Messeng_Text"),
-            Lines{"0|1|1|1"});
+  EXPECT_EQ(server.Rows("select IsAck1,IsAck2,IsAck3,IsAck4 from Messeng_Text"), Lines{"0|1|1|1"});
 }
 
 TEST_F(InterfaceInformation, UnknownSenderIsEmptyAndItsTextToo) {
@@ -134,8 +136,7 @@ TEST_F(InterfaceInformation, VisitorLineReachesTheNamedPersons) {
   RegisterPhone("2");
   server.Run("update Users_ID set UserIcoLine=3 where UserID='2'");
   application.Send(".+interface_information|visitor|name2,nobody,name3|x|hello|link|4|#");
-  const std::string line =
-      ".+customer_information|visitor|Guest|2026-03-04|05:06:07|hello|#";
+  const std::string line = ".+customer_information|visitor|Guest|2026-03-04|05:06:07|hello|#";
   EXPECT_EQ(ben.Receive(), line);
   EXPECT_EQ(cat.Receive(), line);
   EXPECT_EQ(Pushes(), Lines{"2|Guest|visitor|3|hello"});

@@ -64,10 +64,9 @@ TEST_F(MassInformation, TagOfTheSlotDecidesTheSendersDevice) {
   Settle(ann, phone);
   phone.Send(".+mass_information|2|1|hello|1|#");
   server.Tick();
-  EXPECT_EQ(ann.Receive(), ".+message|2|2026-03-04|05:06:07|hello|" + Font() + "|" + MsgId("2") +
-                               "|10|0|#");
-  EXPECT_EQ(server.Rows("select IsAck1,IsAck2,IsAck3,IsAck4 from Messeng_Text"),
-            Lines{"1|0|1|1"});
+  EXPECT_EQ(ann.Receive(),
+            ".+message|2|2026-03-04|05:06:07|hello|" + Font() + "|" + MsgId("2") + "|10|0|#");
+  EXPECT_EQ(server.Rows("select IsAck1,IsAck2,IsAck3,IsAck4 from Messeng_Text"), Lines{"1|0|1|1"});
 }
 
 TEST_F(MassInformation, TextPassesTheKeywordFilter) {

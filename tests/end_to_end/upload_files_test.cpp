@@ -192,8 +192,7 @@ TEST_F(ManagerNotice, GroupFileReachesEveryDeviceOfEveryManager) {
   EXPECT_EQ(bensPhone.Receive(), Notice());
   EXPECT_EQ(cat.Receive(), Notice());
   EXPECT_EQ(dan.Receive(), "");
-  EXPECT_EQ(server.Rows("select YouID,IsAck1,IsAck2 from Notice_Acks"),
-            (Lines{"2|1|1", "3|1|1"}));
+  EXPECT_EQ(server.Rows("select YouID,IsAck1,IsAck2 from Notice_Acks"), (Lines{"2|1|1", "3|1|1"}));
   EXPECT_EQ(server.Value("select MyID from MessengNotice_Text"), "");
 }
 
