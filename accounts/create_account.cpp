@@ -12,7 +12,8 @@ Expr NextUserId(Database& database, bool isAccess) {
   Cursor Adodc1(database);
   Adodc1.Open(isAccess ? Sql("Select max(clng(UserID)) from Users_ID")
                        : Sql("Select max(CONVERT(int,UserID)) from Users_ID"));
-  Assign(highest, ToInt32(Adodc1.Column(0)));
+  const Expr maximum = Adodc1.Column(0);
+  if (!maximum.IsNull()) Assign(highest, ToInt32(maximum));  // NULL: there is no account yet
   return Plus(highest, 1);
 }
 

@@ -9,6 +9,7 @@
 #include "tools/json_command.h"
 #include "tools/script_command.h"
 #include "tools/text_command.h"
+#include "tools/user_command.h"
 
 namespace {
 
@@ -38,6 +39,7 @@ int main(int argc, char** argv) {
 
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
+  vnq::AddUserCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
   vnq::AddTextCommand(app, exitCode);
   vnq::AddJsonCommand(app, exitCode);

@@ -215,7 +215,8 @@ TEST_F(ModifyIsSilence, UnmutingDeletesTheFirstRowOnly) {
       "('1','Clot000001')");
   TestClient ann = server.Connect();
   ann.Send(".+modify_isSilence|1|Clot000001|0|#");
-  EXPECT_EQ(server.Rows("select rowid,MyID from Clot_Silence order by rowid"), (Rows{"2|2", "3|1"}));
+  EXPECT_EQ(server.Rows("select rowid,MyID from Clot_Silence order by rowid"),
+            (Rows{"2|2", "3|1"}));
 }
 
 TEST_F(ModifyIsSilence, AnyOtherValueChangesNothing) {
