@@ -32,7 +32,7 @@ int Fail(std::ostream& errors, const std::string& why, int exitCode = kFailed) {
 }
 
 std::string NoticeText(const std::string& text, const CodePage& page) {
-  return FitsAField(text) && page.Holds(text) ? text : EscapeText(text);
+  return page.Holds(text) ? FieldText(text) : EscapeText(text);
 }
 
 // The first name that a record cannot carry or the server cannot look up.
