@@ -34,6 +34,10 @@ void SendRecord(Host& host, SlotArray& array, SlotIndex slot, const Expr& text);
 /// Sends when the slot is connected, with a turn of the event loop before the send. Yields: yes.
 void YieldAndSend(Host& host, SlotIndex slot, const Expr& text);
 
+/// Sends to the first connected main-port slot with exactly this tag, with a turn of the event loop
+/// before the send. False, with nothing done, when there is none. Yields: yes, when there is one.
+bool SendToFirstConnected(Host& host, const Expr& tag, const Expr& text);
+
 /// Appends records to a slot's ReplyBuffer, which leaves with the next tick of Timer1. A failed
 /// text: skipped.
 void AppendReply(Host& host, SlotIndex slot, const Expr& records);

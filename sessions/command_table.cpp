@@ -3,8 +3,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "files/files.h"
 #include "messaging/messaging.h"
 #include "relations/relations.h"
+#include "remote/remote.h"
 #include "sessions/commands.h"
 #include "webgate/webgate.h"
 
@@ -70,8 +72,36 @@ constexpr CommandRow kCommands[] = {
    "Stores and delivers a message to one person."},
   {".+clot_messeng",                     HandleClotMesseng,            7, true,  Receipt::kGroupMessage, LogClotMesseng,
    "Stores and delivers a message to a group."},
+  {".+retract",                          RetractMessage,               5, false, kNoReceipt,             nullptr,
+   "Tells the other side that a message is taken back."},
+  {".+mass_information",                 HandleMassInformation,        4, false, kNoReceipt,             nullptr,
+   "Sends one text to many persons or groups."},
   {".+messengverify",                    HandleMessengverify,          7, false, kNoReceipt,             LogMessengverify,
    "Carries a request, an answer or a notice about a friendship or a membership."},
+  {".+reply_transmission",               RelayReplyTransmission,       4, false, kNoReceipt,             nullptr,
+   "Passes a record on to one connection."},
+  {".+jitter_window",                    RelayJitterWindow,            2, false, kNoReceipt,             nullptr,
+   "Nudges a person."},
+  {".+meeting_message",                  HandleMeetingMessage,         8, false, kNoReceipt,             nullptr,
+   "Tells the devices of both parties of a call's state."},
+  {".+meeting_force",                    RelayMeetingForce,            5, false, kNoReceipt,             nullptr,
+   "Passes the forced end of a call on to one connection."},
+  {".+request_remote",                   RequestRemote,                3, false, kNoReceipt,             nullptr,
+   "Asks a person for remote assistance."},
+  {".+reply_request_remote",             ReplyRequestRemote,           3, false, kNoReceipt,             nullptr,
+   "Answers a request for remote assistance."},
+  {".+remote_control",                   RemoteControl,                3, false, kNoReceipt,             nullptr,
+   "Passes an order of a remote session on."},
+  {".+upload_files",                     HandleUploadFiles,            7, false, kNoReceipt,             nullptr,
+   "Notes a file that was left for a user or shared with a group."},
+  {".+notification",                     PostNotice,                   5, false, kNoReceipt,             nullptr,
+   "Posts a notice to several persons."},
+  {".+interface_information",            HandleInterfaceInformation,   6, false, kNoReceipt,             nullptr,
+   "Takes a message, a notice or a visitor's line from an outside application."},
+  {".+delete_bulletin",                  HandleDeleteBulletin,         2, false, kNoReceipt,             nullptr,
+   "Removes a bulletin."},
+  {".+shared_notice",                    HandleSharedNotice,           2, false, kNoReceipt,             nullptr,
+   "Sets who shares a person's bulletins."},
   {".+customer_information",             HandleCustomerInformation,    5, true,  kNoReceipt,             nullptr,
    "Hands a visitor's line to an agent."},
   {".+y",                                HandleKeepAlive,              0, false, kNoReceipt,             nullptr,

@@ -1,18 +1,16 @@
 #include "tools/user_accounts.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <functional>
 #include <tuple>
 #include <utility>
 
 #include "accounts/accounts.h"
-#include "host/ini_strings.h"
-#include "host/open_database.h"
 #include "host/skipped.h"
 #include "support/numbers.h"
 #include "tools/client/chat_text.h"
 #include "tools/embedded_database.h"
+#include "tools/program_database.h"
 
 namespace vnq {
 namespace {
@@ -61,32 +59,10 @@ UserAccounts::UserAccounts(Settings settings, std::shared_ptr<const CodePage> co
       database_(std::move(driver)) {}
 
 std::unique_ptr<UserAccounts> UserAccounts::Open(const std::string& folder, std::string& error) {
-  std::error_code ignored;
-  if (!std::filesystem::is_directory(folder, ignored)) {
-    error = "--app-path " + folder + ": no such folder";
-    return nullptr;
-  }
-  std::string appPath = std::filesystem::absolute(folder, ignored).string();
-  while (appPath.size() > 1 && appPath.ends_with('/')) appPath.pop_back();
-  const auto platform = ReadPlatformSettings(PlatformIniPath(appPath), SystemLocaleName(), error);
-  if (!platform) return nullptr;
-  auto codePage = CodePage::Open(platform->codePage);
-  if (!codePage) {
-    error = PlatformIniPath(appPath) +
-            ": [locale] code_page=" + std::to_string(platform->codePage) +
-            " is not a known code page";
-    return nullptr;
-  }
-  IniStrings strings(PathMapper(platform->drives), codePage);
-  const Settings settings = Settings::Read(strings, appPath);
-  auto driver = OpenConfiguredDatabase(settings, *platform, strings.paths(), appPath);
-  SqlRows rows;
-  if (!driver->Query("Select top 1 UserID from Users_ID", {}, rows)) {
-    error = driver->LastError() + "; vnqctl init --app-path " + folder + " makes what is missing";
-    return nullptr;
-  }
-  return std::unique_ptr<UserAccounts>(
-      new UserAccounts(settings, std::move(codePage), std::move(driver)));
+  auto opened = OpenProgramDatabase(folder, error);
+  if (!opened) return nullptr;
+  return std::unique_ptr<UserAccounts>(new UserAccounts(
+      std::move(opened->settings), std::move(opened->codePage), std::move(opened->driver)));
 }
 
 // --- Adding ---

@@ -7,6 +7,8 @@
 #include "tools/chat_command.h"
 #include "tools/init_command.h"
 #include "tools/json_command.h"
+#include "tools/meeting_command.h"
+#include "tools/notify_command.h"
 #include "tools/script_command.h"
 #include "tools/text_command.h"
 #include "tools/user_command.h"
@@ -41,6 +43,8 @@ int main(int argc, char** argv) {
   vnq::AddInitCommand(app, exitCode);
   vnq::AddUserCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
+  vnq::AddNotifyCommand(app, exitCode);
+  vnq::AddMeetingCommand(app, exitCode);
   vnq::AddTextCommand(app, exitCode);
   vnq::AddJsonCommand(app, exitCode);
   vnq::AddScriptCommand(app, exitCode);

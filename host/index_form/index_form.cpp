@@ -4,12 +4,14 @@
 
 #include "accounts/accounts.h"
 #include "endpoints/endpoints.h"
+#include "files/files.h"
 #include "host/server_log.h"
 #include "host/start_up.h"
 #include "host/timers.h"
 #include "host/wire_codec.h"
 #include "messaging/messaging.h"
 #include "platform/local_address.h"
+#include "remote/remote.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
 
@@ -167,6 +169,21 @@ void IndexForm::ErrLog(const Expr& err1, const Expr& err2) {
   vnq::ErrLog(host_, err1, err2);
 }
 
+void IndexForm::InsertLeaveFile(const Expr& target, const Expr& uploader, const Expr& typePath,
+                                const Expr& pcSize, const Expr& filPath, const Expr& msgId) {
+  vnq::InsertLeaveFile(host_, target, uploader, typePath, pcSize, filPath, msgId);
+}
+
+void IndexForm::InsertClotFile(const Expr& groupId, const Expr& uploader, const Expr& typePath,
+                               const Expr& pcSize, const Expr& filPath, const Expr& msgId) {
+  vnq::InsertClotFile(host_, groupId, uploader, typePath, pcSize, filPath, msgId);
+}
+
+void IndexForm::InsertOnlineFile(const Expr& userId, const Expr& typePath, const Expr& pcSize,
+                                 const Expr& filPath) {
+  vnq::InsertOnlineFile(host_, userId, typePath, pcSize, filPath);
+}
+
 void IndexForm::LeaveMesseng(const Expr& userTag, int16_t kind, const Expr& id) {
   vnq::LeaveMesseng(host_, userTag, kind, id);
 }
@@ -177,6 +194,10 @@ void IndexForm::UserMesseng(Fields& fields, SlotIndex slot, const std::string& r
 
 void IndexForm::ClotMesseng(Fields& fields, SlotIndex slot) {
   vnq::ClotMesseng(host_, fields, slot);
+}
+
+void IndexForm::MeetMesseng(Fields& fields, SlotIndex slot) {
+  vnq::MeetMesseng(host_, fields, slot);
 }
 
 void IndexForm::SameTime(int32_t code, int32_t service) {

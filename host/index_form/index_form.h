@@ -35,9 +35,16 @@ class IndexForm {
   // --- Operations for outside callers ---
 
   void ErrLog(const Expr& err1, const Expr& err2);
+  void InsertLeaveFile(const Expr& target, const Expr& uploader, const Expr& typePath,
+                       const Expr& pcSize, const Expr& filPath, const Expr& msgId);
+  void InsertClotFile(const Expr& groupId, const Expr& uploader, const Expr& typePath,
+                      const Expr& pcSize, const Expr& filPath, const Expr& msgId);
+  void InsertOnlineFile(const Expr& userId, const Expr& typePath, const Expr& pcSize,
+                        const Expr& filPath);
   void LeaveMesseng(const Expr& userTag, int16_t kind, const Expr& id);
   void UserMesseng(Fields& fields, SlotIndex slot, const std::string& remoteIp);
   void ClotMesseng(Fields& fields, SlotIndex slot);
+  void MeetMesseng(Fields& fields, SlotIndex slot);
   void SameTime(int32_t code, int32_t service);
 
   Host& host() { return host_; }

@@ -117,8 +117,27 @@ std::string Meeting(const RecordFields& f, KnownNames& names) {
          names.Label(Kind::kUser, f[1]) + " " + state;
 }
 
+// .+meeting_force|...
+std::string ForcedEnd(const RecordFields&, KnownNames&) {
+  return "a call was ended by force";
+}
+
+// .+request_remote|sender|date and time|mode|#, at a mobile
+// .+request_remote|target|sender|state|close role|id|#
 std::string RemoteRequest(const RecordFields& f, KnownNames& names) {
-  return names.Label(Kind::kUser, f[1]) + " asks for remote assistance";
+  const std::string& sender = f.size() > 5 ? f[2] : f[1];
+  return names.Label(Kind::kUser, sender) + " asks for remote assistance";
+}
+
+// .+reply_request_my_remote|other party|date and time|address|answer|#
+std::string AnsweredElsewhere(const RecordFields& f, KnownNames& names) {
+  return "you have answered " + names.Label(Kind::kUser, f[1]) +
+         " about remote assistance on your other device";
+}
+
+// .+remote_control|sender|date and time|address|order|#
+std::string RemoteOrder(const RecordFields& f, KnownNames& names) {
+  return names.Label(Kind::kUser, f[1]) + " gives an order of remote assistance" + Quoted(f[4]);
 }
 
 std::string RemoteAnswer(const RecordFields& f, KnownNames& names) {
@@ -147,7 +166,10 @@ constexpr WordsRow kWords[] = {
     {".+jitter_window", Jitter},
     {".+customer_information", Visitor},
     {".+meeting_message", Meeting},
+    {".+meeting_force", ForcedEnd},
     {".+request_remote", RemoteRequest},
+    {".+reply_request_my_remote", AnsweredElsewhere},
+    {".+remote_control", RemoteOrder},
     {".+reply_request_remote", RemoteAnswer},
     {".+no_request_remote", RemoteRefused},
 };
