@@ -16,9 +16,9 @@ std::vector<std::string> SplitText(std::string_view text, std::string_view separ
   return pieces;
 }
 
-Fields Fields::Split(std::string_view record) {
+Fields Fields::Split(std::string_view record, std::string_view separator) {
   Fields fields;
-  fields.elements_ = SplitText(record, "|");
+  fields.elements_ = SplitText(record, separator);
   return fields;
 }
 

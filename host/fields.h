@@ -21,8 +21,8 @@ class Fields {
  public:
   Fields() = default;
 
-  /// The elements of a record's text, split on '|'.
-  static Fields Split(std::string_view record);
+  /// The elements of a record's text, split on '|'; or those of one field, on a separator of its own.
+  static Fields Split(std::string_view record, std::string_view separator = "|");
 
   /// Element `field`; failed beyond the end.
   Expr operator[](size_t field) const;

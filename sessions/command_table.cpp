@@ -35,6 +35,8 @@ constexpr CommandRow kCommands[] = {
    "Stores and delivers a message to one person."},
   {".+clot_messeng",                     HandleClotMesseng,            7, true,  Receipt::kGroupMessage, LogClotMesseng,
    "Stores and delivers a message to a group."},
+  {".+customer",                         HandleCustomer,               5, false, kNoReceipt,             nullptr,
+   "Announces a web visitor to the agents named."},
   {".+customer_information",             HandleCustomerInformation,    5, true,  kNoReceipt,             nullptr,
    "Hands a visitor's line to an agent."},
   {".+y",                                HandleKeepAlive,              0, false, kNoReceipt,             nullptr,

@@ -11,6 +11,7 @@
 #include "platform/local_address.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
+#include "webgate/webgate.h"
 
 namespace vnq {
 namespace {
@@ -70,7 +71,10 @@ void IndexForm::ServePorts() {
     });
   };
   serve(host_.SckServer, OnMainPortData);
+  serve(host_.SckServer6001, OnVisitorPortData);
   serve(host_.SckServer6002, OnScreenPortData);
+  serve(host_.SckServer6003, OnControlPortData);
+  serve(host_.SckServer6008, OnEndpointPortData);
 }
 
 void IndexForm::OpenListeners() {
