@@ -51,10 +51,11 @@ class Visitor : public TestClient {
     EXPECT_NE(ReceiveBytes(), "");
   }
 
-  /// Sends records as one masked text frame, however long; above 125 bytes the server reads it
-  /// masked.
+  /// Sends records as one text frame, under a mask of zeros where the server would not take it off.
   void SendRecords(std::string_view records) {
-    SendBytes(TextFrame(Base64EncodeText(page_, records)));
+    const std::string payload = Base64EncodeText(page_, records);
+    SendBytes(
+        TextFrame(payload, payload.size() < 126 ? kTestMask : std::string_view("\0\0\0\0", 4)));
   }
 
  private:
