@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/chat_command.h"
+#include "tools/control_command.h"
 #include "tools/init_command.h"
 
 namespace {
@@ -36,6 +37,7 @@ int main(int argc, char** argv) {
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
+  vnq::AddControlCommand(app, exitCode);
 
   try {
     app.parse(argc, argv);

@@ -159,7 +159,7 @@ TEST_F(VisitorChat, TheAgentsMobileSessionIsNoTarget) {
   EXPECT_EQ(phone.Receive(), "");
 }
 
-TEST_F(VisitorChat, AnAgentWhoLeavesDuringTheWalkIsLoggedAndGetsNothing) {
+TEST_F(VisitorChat, AnAgentWhoHasGoneIsStillLoggedForALine) {
   TestClient agent = server.Online("1");
   Visitor visitor(server);
   visitor.SendRecords(".+customer||v|c|x|#");
