@@ -353,5 +353,29 @@ TEST_F(VisitorChat, TheLineHistoryTablesAreNotWritten) {
   EXPECT_TRUE(server.Rows("select * from MessengKefuClot_Text").empty());
 }
 
+// --- Many visitors ---
+
+// One after the other connects, registers and leaves.
+void ComeAndGo(TestServer& server, int visitors) {
+  for (int i = 0; i < visitors; ++i) {
+    Visitor visitor(server);
+    visitor.SendRecords(".+customer||v" + std::to_string(i) + "|c||#");
+  }
+}
+
+TEST_F(VisitorChat, EachVisitorWhoLeavesKeepsASlotUntilTheSameVisitorComesAgain) {
+  constexpr int kVisitors = 2'000;
+  ComeAndGo(server, kVisitors);
+  EXPECT_EQ(slots().Highest(), kVisitors);
+  EXPECT_EQ(slots().Tag(1), "v0");
+  EXPECT_EQ(slots().State(1), SocketState::kClosing);
+
+  ComeAndGo(server, kVisitors);  // each frees the slot of the first visit for the one behind
+  EXPECT_EQ(slots().Highest(), kVisitors + 1);
+  server.AdvanceMs(60'000);
+  EXPECT_EQ(slots().Highest(), kVisitors + 1);
+  EXPECT_EQ(server.Value("select count(*) from Kefu"), std::to_string(2 * kVisitors));
+}
+
 }  // namespace
 }  // namespace vnq
