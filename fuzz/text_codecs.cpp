@@ -1,6 +1,8 @@
 // Feeds any bytes to every codec and checks what must hold between them.
 //
 //   input = code page selector byte, text bytes
+#include "support/text_codecs.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -9,7 +11,6 @@
 
 #include "host/ansi_code_page.h"
 #include "support/base64_text.h"
-#include "support/text_codecs.h"
 #include "support/utf16.h"
 #include "tests/support/literal_unescape.h"
 

@@ -19,6 +19,8 @@ enum class LogIcon : int {
   kOfflineRequest = 7,
   kOffline = 10,
   kVerification = 12,
+  kDiskRemoved = 13,
+  kDiskInserted = 14,
   kConnectionLost = 16,
   kDelivery = 20,
   kApplication = 24,

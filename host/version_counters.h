@@ -15,8 +15,8 @@ namespace vnq {
 /// NULL; without the row nothing happens. Yields: no. Database: UpDateForm.
 void BumpGlobalCounter(Database& database, std::string_view counter);
 
-/// The same for the counters of bulletins and files: nothing happens, either, where two rows have the
-/// id 1. Yields: no. Database: UpDateForm.
+/// The same for the counters of bulletins and files: nothing happens, either, where two rows have
+/// the id 1. Yields: no. Database: UpDateForm.
 void BumpOnlyCounter(Database& database, std::string_view counter);
 
 /// Adds 1 to a column of the cursor's current row; the caller updates.

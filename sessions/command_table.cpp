@@ -102,6 +102,8 @@ constexpr CommandRow kCommands[] = {
    "Removes a bulletin."},
   {".+shared_notice",                    HandleSharedNotice,           2, false, kNoReceipt,             nullptr,
    "Sets who shares a person's bulletins."},
+  {".+customer",                         HandleCustomer,               5, false, kNoReceipt,             nullptr,
+   "Announces a web visitor to the agents named."},
   {".+customer_information",             HandleCustomerInformation,    5, true,  kNoReceipt,             nullptr,
    "Hands a visitor's line to an agent."},
   {".+y",                                HandleKeepAlive,              0, false, kNoReceipt,             nullptr,

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/chat_command.h"
+#include "tools/control_command.h"
 #include "tools/init_command.h"
 #include "tools/json_command.h"
 #include "tools/meeting_command.h"
@@ -48,6 +49,7 @@ int main(int argc, char** argv) {
   vnq::AddTextCommand(app, exitCode);
   vnq::AddJsonCommand(app, exitCode);
   vnq::AddScriptCommand(app, exitCode);
+  vnq::AddControlCommand(app, exitCode);
 
   try {
     app.parse(argc, argv);

@@ -2,31 +2,16 @@
 #include "host/wire_codec.h"
 #include "messaging/messaging.h"
 #include "support/text_codecs.h"
+#include "webgate/customer.h"
 #include "webgate/webgate.h"
 
 namespace vnq {
 namespace {
 
-// Kept: nothing closes the record, so a "|#" arrives only where the visitor's own last field brings
-// it.
-Expr VisitorLineRecord(Host& host, const Fields& fields) {
-  const LocalTime now = host.clock.Now();
-  return Join(".+customer_information|", fields[2], "|", fields[3], "|", now.Date(), "|",
-              now.Time(), "|", fields[4], "|", fields[5]);
-}
-
 // Yields: yes, at each slot of the walk.
 void SendToAgent(Host& host, const Expr& agent, const Fields& fields) {
-  SlotArray& slots = host.SckServer;
-  const int highest = slots.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
-    host.loop.Yield();
-    if (Is(agent, slots.Tag(slot)) && slots.IsConnected(slot)) {
-      SendRecord(host, slot, VisitorLineRecord(host, fields));
-      return;
-    }
-  }
+  const SlotIndex slot = FindAgent(host, agent);
+  if (slot != kNoSlot) SendRecord(host, slot, VisitorLineRecord(host, fields));
 }
 
 // An escaped text as it reads; a missing field stays missing.

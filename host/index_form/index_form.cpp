@@ -14,6 +14,7 @@
 #include "remote/remote.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
+#include "webgate/webgate.h"
 
 namespace vnq {
 namespace {
@@ -72,8 +73,11 @@ void IndexForm::ServePorts() {
         [this, onData](SlotIndex slot, const std::string& bytes) { onData(host_, slot, bytes); });
   };
   serve(host_.SckServer, OnMainPortData);
+  serve(host_.SckServer6001, OnVisitorPortData);
   serve(host_.SckServer6002, OnScreenPortData);
   serve(host_.SckServer6007, OnApplicationPortData);
+  serve(host_.SckServer6003, OnControlPortData);
+  serve(host_.SckServer6008, OnEndpointPortData);
 }
 
 void IndexForm::OpenListeners() {

@@ -92,6 +92,22 @@ TEST(RecordWords, VisitorLineIsUnescaped) {
             "visitor v1 (City) at 03:04:05: 你");
 }
 
+TEST(RecordWords, VisitorWhoHasJustComeIsAnnounced) {
+  EXPECT_EQ(Words(".+customer_information|v1||2024-01-02|03:04:05||#"),
+            "visitor v1 at 03:04:05 is here");
+}
+
+TEST(RecordWords, VisitorsTextCannotSteerTheTerminal) {
+  EXPECT_EQ(Words(".+customer_information|v1|City|2024-01-02|03:04:05|a%1B%5B2Jb%0Ac|#"),
+            "visitor v1 (City) at 03:04:05: a\xEF\xBF\xBD[2Jb c");
+}
+
+TEST(RecordWords, NoticeToAllAndFailedDownloadAreTold) {
+  EXPECT_EQ(Words(".+broadcast|Title|%u4F60|f|#"), "notice to all: Title: 你");
+  EXPECT_EQ(Words(".+broadcast||text|f|#"), "notice to all: text");
+  EXPECT_EQ(Words(".+download_myfailed|a.txt|gone|#"), "a download has failed: a.txt: gone");
+}
+
 TEST(RecordWords, UnknownRecordHasNone) {
   EXPECT_EQ(Words(".+x|#"), "");
 }

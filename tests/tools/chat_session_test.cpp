@@ -74,7 +74,8 @@ TEST_F(ChatSessionTest, EachRefusalHasItsSentence) {
       {".+ProhibitLanding|#", "account wang is disabled"},
       {".+landing_restrictions", "address 10.1.2.3, machine pc-1"},
       {".+busy_force|10.9.9.9|#", "logged in elsewhere (10.9.9.9)"},
-      {".+forced_disconnection|The server stops|#", "The server stops"}};
+      {".+forced_disconnection|The server stops|#", "The server stops"},
+      {".+disconnect|go%20home", "An administrator has ended the session: go home"}};
   for (const auto& [record, words] : refusals) {
     complaints_.clear();
     Begin();
@@ -229,6 +230,12 @@ TEST_F(ChatSessionTest, PresenceIsToldInWordsAndKept) {
   shown_.clear();
   session_.ShowPresence();
   EXPECT_THAT(shown_, ElementsAre("* 7: away", "* 8: on the phone", "* 9: offline"));
+}
+
+TEST_F(ChatSessionTest, UsersWhoWereDisconnectedTogetherAreAllOffline) {
+  LogIn();
+  Hear(".+new_is_offline|7|8||#");
+  EXPECT_THAT(shown_, ElementsAre("* 7 is offline", "* 8 is offline"));
 }
 
 TEST_F(ChatSessionTest, KeepAliveGoesOutWhenDueAndItsEchoIsSilent) {

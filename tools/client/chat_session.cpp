@@ -39,6 +39,7 @@ const ChatSession::HandlerRow ChatSession::kHandlers[] = {
     {".+landing_restrictions", &ChatSession::OnRestricted},
     {".+busy_force", &ChatSession::OnBusyForce},
     {".+forced_disconnection", &ChatSession::OnForcedDisconnection},
+    {".+disconnect", &ChatSession::OnDisconnect},
     {".+reply", &ChatSession::OnReply},
     {".+y", &ChatSession::OnEcho},
     {".+message", &ChatSession::OnMessage},
@@ -136,6 +137,12 @@ void ChatSession::OnForcedDisconnection(const RecordFields& fields) {
   End("The server has ended the session: " + TerminalLine(ReadEscapedText(fields[1])));
 }
 
+// .+disconnect|text
+void ChatSession::OnDisconnect(const RecordFields& fields) {
+  const std::string reason = TerminalLine(ReadEscapedText(fields[1]));
+  End("An administrator has ended the session" + (reason.empty() ? "." : ": " + reason));
+}
+
 void ChatSession::OnPeerClosed() {
   if (state_ == State::kClosed) return;
   if (leaving_) {
@@ -223,9 +230,13 @@ void ChatSession::OnRetract(const RecordFields& fields) {
 bool ChatSession::ShowPresenceChange(const RecordFields& fields) {
   const std::string_view word = PresenceWord(fields.word());
   if (word.empty()) return false;
-  names_->Learn(Kind::kUser, fields[1], "");
-  presence_[fields[1]] = word;
-  sink_->Show("* " + names_->Label(Kind::kUser, fields[1]) + " is " + std::string(word));
+  // Several users at once where an administrator has disconnected them.
+  const bool isList = fields.word() == ".+new_is_offline";
+  for (size_t i = 1; i == 1 || (isList && !fields[i].empty() && fields[i] != "#"); ++i) {
+    names_->Learn(Kind::kUser, fields[i], "");
+    presence_[fields[i]] = word;
+    sink_->Show("* " + names_->Label(Kind::kUser, fields[i]) + " is " + std::string(word));
+  }
   return true;
 }
 

@@ -127,6 +127,7 @@ class ChatSession {
   void OnRestricted(const RecordFields& fields);
   void OnBusyForce(const RecordFields& fields);
   void OnForcedDisconnection(const RecordFields& fields);
+  void OnDisconnect(const RecordFields& fields);
   void OnReply(const RecordFields& fields);
   void OnEcho(const RecordFields& fields);
   void OnMessage(const RecordFields& fields);

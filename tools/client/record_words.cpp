@@ -103,10 +103,23 @@ std::string Jitter(const RecordFields& f, KnownNames& names) {
   return names.Label(Kind::kUser, f[1]) + " nudges you";
 }
 
-// .+customer_information|visitor|city|date|time|text|...
+// .+customer_information|visitor|city|date|time|text|...; a visitor who has just come may bring no
+// text
 std::string Visitor(const RecordFields& f, KnownNames&) {
-  return "visitor " + f[1] + " (" + ReadEscapedText(f[2]) + ") at " + f[4] + ": " +
-         ReadMessageText(f[5]);
+  std::string line = "visitor " + ReadEscapedText(f[1]);
+  if (!f[2].empty()) line += " (" + ReadEscapedText(f[2]) + ")";
+  line += " at " + f[4];
+  return line + (f[5].empty() ? " is here" : ": " + ReadMessageText(f[5]));
+}
+
+// .+broadcast|title|text|font|#
+std::string Broadcast(const RecordFields& f, KnownNames&) {
+  return "notice to all" + Quoted(f[1]) + Quoted(f[2]);
+}
+
+// .+download_myfailed|file|reason|#
+std::string FailedDownload(const RecordFields& f, KnownNames&) {
+  return "a download has failed" + Quoted(f[1]) + Quoted(f[2]);
 }
 
 // .+meeting_message|one party|other party|video|login 1|login 2|state|...
@@ -165,6 +178,8 @@ constexpr WordsRow kWords[] = {
     {".+modify_account", ChangedAccount},
     {".+jitter_window", Jitter},
     {".+customer_information", Visitor},
+    {".+broadcast", Broadcast},
+    {".+download_myfailed", FailedDownload},
     {".+meeting_message", Meeting},
     {".+meeting_force", ForcedEnd},
     {".+request_remote", RemoteRequest},
