@@ -1,15 +1,14 @@
 // The server process: arguments, the one instance, signals; everything else is IndexForm's.
+#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/spdlog.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
-#include <spdlog/sinks/stdout_color_sinks.h>
-#include <spdlog/spdlog.h>
 
 #include "host/index_form/index_form.h"
 #include "host/platform_settings.h"
@@ -20,6 +19,7 @@ namespace {
 constexpr int kExitInstance = 1;
 constexpr int kExitArguments = 2;
 constexpr int64_t kMaxDrainMs = 2000;
+constexpr int64_t kMaxPeerCloseMs = 200;
 
 struct Arguments {
   std::string appPath;
@@ -60,10 +60,15 @@ int RefuseSecondInstance(const Arguments& arguments, const vnq::PlatformSettings
   return kExitInstance;
 }
 
-// What was sent last still leaves, for a moment: peers that do not take it are not waited for.
+// What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
+// theirs meets a closed port; a peer that does not take its bytes is not waited for long.
 void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
-  const int64_t deadline = clock.MonotonicMs() + kMaxDrainMs;
-  while (vnq::TcpConnection::Lingering() > 0 && clock.MonotonicMs() < deadline) {
+  const int64_t start = clock.MonotonicMs();
+  auto waitsFor = [&](int connections, int64_t limitMs) {
+    return connections > 0 && clock.MonotonicMs() - start < limitMs;
+  };
+  while (waitsFor(vnq::TcpConnection::Lingering(), kMaxPeerCloseMs) ||
+         waitsFor(vnq::TcpConnection::LingeringUnsent(), kMaxDrainMs)) {
     loop.TurnWithoutHandlers(20);
   }
 }
@@ -88,6 +93,7 @@ void Serve(const Arguments& arguments, const vnq::PlatformSettings& platform,
   vnq::NotifyServiceManager("READY=1");
   loop.Run();
   Drain(loop, clock);
+  form.host().database.Close();
   spdlog::info("stopped");
   spdlog::shutdown();
   _exit(0);  // handlers that still wait in a yield are not unwound

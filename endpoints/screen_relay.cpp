@@ -1,5 +1,4 @@
 #include "endpoints/endpoints.h"
-
 #include "host/fields.h"
 #include "host/wire_codec.h"
 #include "support/base64_text.h"

@@ -82,6 +82,10 @@ class Database {
   /// without being a skip, when there is no row.
   Expr ReadValue(const Statement& statement);
 
+  /// Ends the connection in order, at the end of the process: the embedded database is one file
+  /// again. No statement may follow.
+  void Close() { driver_.reset(); }
+
   /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
   void SyncCommitted();
 

@@ -1,7 +1,7 @@
 // The two devices of one user, as tags.
 //
-// A desktop session's tag is the UserID, a mobile session's the UserID with the letter `m` behind it. The one
-// bit that tells the devices apart is the last character of a tag.
+// A desktop session's tag is the UserID, a mobile session's the UserID with the letter `m` behind
+// it. The one bit that tells the devices apart is the last character of a tag.
 #pragma once
 
 #include <string>
@@ -10,7 +10,9 @@
 namespace vnq {
 
 /// True for the tag of a mobile session.
-inline bool IsMobileTag(std::string_view tag) { return tag.ends_with('m'); }
+inline bool IsMobileTag(std::string_view tag) {
+  return tag.ends_with('m');
+}
 
 /// A tag with every `m` removed.
 /// Kept: all of them go, not only the last, so a UserID that holds an `m` loses it.

@@ -6,7 +6,9 @@
 namespace vnq {
 namespace {
 
-bool HasText(const Expr& value) { return value.ok() && !value.IsNull(); }
+bool HasText(const Expr& value) {
+  return value.ok() && !value.IsNull();
+}
 
 template <typename T>
 bool AssignNumber(T& variable, std::optional<T> value) {
@@ -52,7 +54,9 @@ Expr Trim(const Expr& value) {
   return Expr(text.substr(first, text.find_last_not_of(' ') - first + 1));
 }
 
-bool Is(const Expr& value, std::string_view text) { return HasText(value) && value.text() == text; }
+bool Is(const Expr& value, std::string_view text) {
+  return HasText(value) && value.text() == text;
+}
 
 bool IsNot(const Expr& value, std::string_view text) {
   return HasText(value) && value.text() != text;
@@ -73,6 +77,8 @@ bool Assign(int16_t& variable, std::optional<int16_t> value) {
 bool Assign(int32_t& variable, std::optional<int32_t> value) {
   return AssignNumber(variable, value);
 }
-bool Assign(double& variable, std::optional<double> value) { return AssignNumber(variable, value); }
+bool Assign(double& variable, std::optional<double> value) {
+  return AssignNumber(variable, value);
+}
 
 }  // namespace vnq

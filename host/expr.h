@@ -1,13 +1,13 @@
 // The failure convention in one type.
 //
-// "A failing statement is skipped and the next one runs": an Expr is the value of an expression that may have
-// failed to come about. Joining a failed value with others fails too; a statement that is given a failed value
-// does nothing; an assignment from one leaves its variable as it was; a test on one counts as not fulfilled. So
-// a handler is a list of plain steps, without a guard around each.
+// "A failing statement is skipped and the next one runs": an Expr is the value of an expression
+// that may have failed to come about. Joining a failed value with others fails too; a statement
+// that is given a failed value does nothing; an assignment from one leaves its variable as it was;
+// a test on one counts as not fulfilled. So a handler is a list of plain steps, without a guard
+// around each.
 #pragma once
 
 #include <cstdint>
-
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,15 +15,17 @@
 
 namespace vnq {
 
-/// A text, a database NULL, or a failure. Numbers travel as decimal text and are converted where they are used.
+/// A text, a database NULL, or a failure. Numbers travel as decimal text and are converted where
+/// they are used.
 class Expr {
  public:
   /// A failed value.
   Expr() = default;
 
-  Expr(std::string text) : kind_(Kind::kText), text_(std::move(text)) {}  // NOLINT: texts are values
-  Expr(std::string_view text) : Expr(std::string(text)) {}                // NOLINT
-  Expr(const char* text) : Expr(std::string(text)) {}                     // NOLINT
+  Expr(std::string text)
+      : kind_(Kind::kText), text_(std::move(text)) {}       // NOLINT: texts are values
+  Expr(std::string_view text) : Expr(std::string(text)) {}  // NOLINT
+  Expr(const char* text) : Expr(std::string(text)) {}       // NOLINT
   template <typename Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
   Expr(Integer number) : Expr(std::to_string(number)) {}  // NOLINT
 
@@ -73,12 +75,13 @@ Expr Plus(const Expr& value, int32_t step);
 /// The text without blanks at both ends.
 Expr Trim(const Expr& value);
 
-/// Tests. Both are false when the value failed: a test whose operand failed is not fulfilled, whichever way it
-/// asks. NULL compares as no text at all, so both are false for it too.
+/// Tests. Both are false when the value failed: a test whose operand failed is not fulfilled,
+/// whichever way it asks. NULL compares as no text at all, so both are false for it too.
 bool Is(const Expr& value, std::string_view text);
 bool IsNot(const Expr& value, std::string_view text);
 
-/// The statement `variable = value`. Skipped, the variable as it was, when the value failed or is NULL.
+/// The statement `variable = value`. Skipped, the variable as it was, when the value failed or is
+/// NULL.
 bool Assign(std::string& variable, const Expr& value);
 bool Assign(int16_t& variable, std::optional<int16_t> value);
 bool Assign(int32_t& variable, std::optional<int32_t> value);

@@ -22,7 +22,7 @@ class Fields {
  public:
   Fields() = default;
 
-  /// The elements of a record's text, split on '|', or of a part of one that has a separator of its
+  /// The elements of a record's text, split on '|'; or those of one field, on a separator of its
   /// own.
   static Fields Split(std::string_view record, std::string_view separator = "|");
 

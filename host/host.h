@@ -1,11 +1,11 @@
-// What commands work on: one bundle, made at start, owned by the composition root and passed by reference.
+// What commands work on: one bundle, made at start, owned by the composition root and passed by
+// reference.
 //
-// Nothing here is a cache of users or groups: the database owns everything lasting. The values that load leaves
-// behind (start_up.h) stay as they are until the process ends.
+// Nothing here is a cache of users or groups: the database owns everything lasting. The values that
+// load leaves behind (start_up.h) stay as they are until the process ends.
 #pragma once
 
 #include <cstdint>
-
 #include <string>
 #include <vector>
 
@@ -24,7 +24,8 @@
 
 namespace vnq {
 
-/// The machine and the deployment as the host is made of them. Everything referred to outlives the host.
+/// The machine and the deployment as the host is made of them. Everything referred to outlives the
+/// host.
 struct HostParts {
   EventLoop& loop;
   const Clock& clock;

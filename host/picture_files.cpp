@@ -1,32 +1,21 @@
 #include "host/picture_files.h"
 
-#include <algorithm>
-#include <filesystem>
-
 #include "host/host.h"
 #include "host/skipped.h"
+#include "platform/remove_file.h"
 
 namespace vnq {
-namespace {
-
-bool IsPlainName(std::string_view name) {
-  return std::none_of(name.begin(), name.end(),
-                      [](char c) { return c == '/' || c == '\\' || (c >= 0 && c < ' '); });
-}
-
-}  // namespace
 
 void DeletePictureFile(Host& host, std::string_view folder, const Expr& id) {
-  if (!id.ok() || !IsPlainName(id.text())) {
-    NoteSkipped("delete a picture", id.ok() ? "no plain name" : "failed value");
+  const Expr file = Join(host.ServerRootPath, folder, id, ".jpg");
+  if (!file.ok()) {
+    NoteSkipped("delete picture", "failed value");
     return;
   }
-  const std::string words = host.ServerRootPath + std::string(folder) + id.text() + ".jpg";
-  const std::filesystem::path path = host.paths.Map(words);
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::symlink_status(path, error);
-  if (!std::filesystem::is_regular_file(status) && !std::filesystem::is_symlink(status)) return;
-  if (!std::filesystem::remove(path, error)) NoteSkipped("delete a picture", error.message());
+  const std::string mappedFolder = host.paths.Map(host.ServerRootPath + std::string(folder));
+  const std::string mappedFile = host.paths.Map(file.text());
+  if (mappedFolder.empty() || !mappedFile.starts_with(mappedFolder)) return;
+  RemoveFileBelow(mappedFolder, std::string_view(mappedFile).substr(mappedFolder.size()));
 }
 
 }  // namespace vnq

@@ -1,4 +1,4 @@
-// Picture files below the data root.
+// The picture files of users and groups, below the data root.
 #pragma once
 
 #include <string_view>
@@ -9,14 +9,12 @@ namespace vnq {
 
 struct Host;
 
-/// Deletes ServerRootPath + folder + id + ".jpg" when there is such a file.
+/// Deletes <ServerRootPath><folder><id>.jpg when it is there.
 ///
-/// folder  with a backslash at both ends, e.g. "\\MyPic\\".
-/// id      comes from clients, so it must be a plain name: one with a separator or a control
-/// character names no file
-///         of the folder, and nothing is deleted.
-/// Of a link the link itself goes, never what it points to; a folder stays. Yields: no. Database:
-/// no.
+/// folder  as the caller's rule spells it, with its separators: "\Mypic\" and "\MyPic\" find the
+/// same folder. id      as a client sent it. One that leads out of the folder, by ".." or by a
+/// link, deletes nothing. A missing root, folder or file is no failure; a failed id: skipped.
+/// Yields: no. Database: no.
 void DeletePictureFile(Host& host, std::string_view folder, const Expr& id);
 
 }  // namespace vnq

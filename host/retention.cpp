@@ -8,8 +8,8 @@
 namespace vnq {
 namespace {
 
-// One statement of the chat sweep; {} is the date literal. The embedded dialect fills only some of them, and runs
-// the others with no text, which fails.
+// One statement of the chat sweep; {} is the date literal. The embedded dialect fills only some of
+// them, and runs the others with no text, which fails.
 struct ChatStatement {
   std::string_view words;
   bool forAccess;

@@ -12,6 +12,8 @@ void NoteSkipped(std::string_view statement, std::string_view why) {
   spdlog::debug("skipped {}: {}", statement, why);
 }
 
-uint64_t SkippedStatements() { return skippedStatements; }
+uint64_t SkippedStatements() {
+  return skippedStatements;
+}
 
 }  // namespace vnq

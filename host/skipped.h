@@ -1,12 +1,11 @@
 // The ledger of skipped statements.
 //
-// A statement that cannot run (a missing field, a number that does not convert, a database error, a send on a
-// dead slot) is skipped and the next one runs. No skip is silent: each is counted here and, at debug level,
-// said with its reason.
+// A statement that cannot run (a missing field, a number that does not convert, a database error, a
+// send on a dead slot) is skipped and the next one runs. No skip is silent: each is counted here
+// and, at debug level, said with its reason.
 #pragma once
 
 #include <cstdint>
-
 #include <string_view>
 
 namespace vnq {

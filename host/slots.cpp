@@ -1,8 +1,8 @@
 #include "host/slots.h"
 
-#include <limits>
-
 #include <spdlog/spdlog.h>
+
+#include <limits>
 
 #include "host/skipped.h"
 

@@ -39,8 +39,9 @@ std::string FirstLine(const std::string& path) {
 
 void ReadDatabaseSettings(Host& host) {
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql("Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig' "
-                  "and Col_Disabled=0"));
+  Adodc1.Open(
+      Sql("Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig' "
+          "and Col_Disabled=0"));
   if (Adodc1.RecordCount() >= 1) {
     std::string root = Adodc1["Col_Data"].text();
     std::replace(root.begin(), root.end(), '/', '\\');

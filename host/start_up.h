@@ -1,5 +1,5 @@
-// What load does beside opening ports and starting timers: the values it leaves in the host, and the one moment at
-// which old rows go.
+// What load does beside opening ports and starting timers: the values it leaves in the host, and
+// the one moment at which old rows go.
 #pragma once
 
 namespace vnq {
@@ -13,8 +13,8 @@ void ReadDatabaseSettings(Host& host);
 /// A failed statement is skipped. Database: see retention.cpp.
 void SweepOldRows(Host& host);
 
-/// MinClientVersion and ClientDownloadVersion, from the first line of the version file: "min|download". Both stay 0
-/// when there is no file, so that every client passes.
+/// MinClientVersion and ClientDownloadVersion, from the first line of the version file:
+/// "min|download". Both stay 0 when there is no file, so that every client passes.
 void ReadVersionFile(Host& host);
 
 /// The default fonts, the push address and the WebSocket reply. Database: Plug.

@@ -13,8 +13,8 @@ constexpr int32_t kPingAgeSeconds = 5;
 constexpr int32_t kRestartAgeSeconds = 35;
 constexpr int32_t kRestartCode = 201;
 
-// The siblings that are restarted, by the name that they give themselves, with their number for the restart request.
-// Any other name is pinged without end.
+// The siblings that are restarted, by the name that they give themselves, with their number for the
+// restart request. Any other name is pinged without end.
 struct Sibling {
   std::string_view tag;
   int32_t number;

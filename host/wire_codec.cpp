@@ -25,6 +25,14 @@ void YieldAndSend(Host& host, SlotIndex slot, const Expr& text) {
   SendRecord(host, slot, text);
 }
 
+bool SendToFirstConnected(Host& host, const Expr& tag, const Expr& text) {
+  if (!tag.ok()) return false;
+  const SlotIndex slot = host.SckServer.FirstConnected(tag.text());
+  if (slot == kNoSlot) return false;
+  YieldAndSend(host, slot, text);
+  return true;
+}
+
 void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
   if (!records.ok()) {
     NoteSkipped("append to ReplyBuffer", "failed value");

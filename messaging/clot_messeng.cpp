@@ -96,8 +96,8 @@ void HandleClotMesseng(Host& host, Fields& fields, SlotIndex slot, const std::st
 }
 
 void LogClotMesseng(Host& host, Fields& fields, SlotIndex, const std::string& remoteIp) {
-  WriteServerLog(host, Join(fields[2], " To ", fields[1], host.ReadLang("im84")), fields[2], remoteIp,
-                 LogIcon::kGroupMessage);
+  WriteServerLog(host, Join(fields[2], " To ", fields[1], host.ReadLang("im84")), fields[2],
+                 remoteIp, LogIcon::kGroupMessage);
 }
 
 }  // namespace vnq

@@ -12,7 +12,8 @@ namespace {
 constexpr std::string_view kDesktopFileToken = "{h@";
 constexpr std::string_view kMobileFileToken = "{a@";
 
-// The product of two flags: 1 only while both copies of a side are wanted, NULL when one of them is NULL.
+// The product of two flags: 1 only while both copies of a side are wanted, NULL when one of them is
+// NULL.
 Expr BothWanted(const Expr& one, const Expr& other) {
   if (one.IsNull() || other.IsNull()) return Expr::Null();
   const auto a = ToInt32(one);
@@ -21,11 +22,19 @@ Expr BothWanted(const Expr& one, const Expr& other) {
   return Expr(int64_t{*a} * *b);
 }
 
-Expr Date(const Cursor& row) { return FormatAsDate(row["To_Date"].text()); }
-Expr Time(const Cursor& row) { return FormatAsTime(row["To_Time"].text()); }
+Expr Date(const Cursor& row) {
+  return FormatAsDate(row["To_Date"].text());
+}
+Expr Time(const Cursor& row) {
+  return FormatAsTime(row["To_Time"].text());
+}
 
-Expr SenderFlags(const Cursor& row) { return BothWanted(row["IsAck1"], row["IsAck2"]); }
-Expr TargetFlags(const Cursor& row) { return BothWanted(row["IsAck3"], row["IsAck4"]); }
+Expr SenderFlags(const Cursor& row) {
+  return BothWanted(row["IsAck1"], row["IsAck2"]);
+}
+Expr TargetFlags(const Cursor& row) {
+  return BothWanted(row["IsAck3"], row["IsAck4"]);
+}
 
 // .+message|other party|date|time|text|FontInfo|Msg_ID|type|flags|#
 Expr MessageRecord(const Cursor& row, const Expr& otherParty, const Expr& text, const Expr& type,
@@ -55,8 +64,7 @@ Expr SenderMobileFile(const Cursor& row) {
                        SenderFlags(row));
 }
 Expr TargetMobileFile(const Cursor& row) {
-  return MessageRecord(row, row["MyID"], WrappedText(row, kMobileFileToken), "2",
-                       TargetFlags(row));
+  return MessageRecord(row, row["MyID"], WrappedText(row, kMobileFileToken), "2", TargetFlags(row));
 }
 
 // The file record while both of the target's copies are wanted, which is so for every fresh row.
@@ -76,8 +84,12 @@ Expr GroupRecord(const Cursor& row, const Expr& type, std::string_view copy) {
               "|", row["UserText"], "|", row["FontInfo"], "|", row["Msg_ID"], "|", type, "|", copy,
               "|#");
 }
-Expr GroupSenderCopy(const Cursor& row) { return GroupRecord(row, row["To_Type"], "0"); }
-Expr GroupMemberCopy(const Cursor& row) { return GroupRecord(row, Plus(row["To_Type"], 1), "1"); }
+Expr GroupSenderCopy(const Cursor& row) {
+  return GroupRecord(row, row["To_Type"], "0");
+}
+Expr GroupMemberCopy(const Cursor& row) {
+  return GroupRecord(row, Plus(row["To_Type"], 1), "1");
+}
 
 Expr NoticeRecord(const Cursor& row) {
   return Join(".+notification|", row["Ntitle"], "|", row["Ncontent"], "|", row["Nlink"], "|",
@@ -96,16 +108,20 @@ Expr MeetingRecord(const Cursor& row, const Expr& status) {
               row["ChatId"], "|#");
 }
 // Kept: the side that sent the state is always shown 2, whatever the row says.
-Expr MeetingSenderCopy(const Cursor& row) { return MeetingRecord(row, "2"); }
-Expr MeetingTargetCopy(const Cursor& row) { return MeetingRecord(row, row["Status"]); }
+Expr MeetingSenderCopy(const Cursor& row) {
+  return MeetingRecord(row, "2");
+}
+Expr MeetingTargetCopy(const Cursor& row) {
+  return MeetingRecord(row, row["Status"]);
+}
 
 Expr RemoteRequestRecord(const Cursor& row) {
   return Join(".+request_remote|", row["YouID"], "|", row["MyID"], "|", row["Status"], "|",
               row["CloseRole"], "|", row["ChatId"], "|#");
 }
 
-// How a kind finds its row and what it makes of it. The peer selects name no target: of a Msg_ID that was used
-// for several, the first row with the flag answers.
+// How a kind finds its row and what it makes of it. The peer selects name no target: of a Msg_ID
+// that was used for several, the first row with the flag answers.
 struct Delivery {
   int16_t kind;
   std::string_view select;
@@ -158,7 +174,8 @@ const Delivery* FindDelivery(int16_t kind) {
 void LeaveVerifications(Host& host, SlotIndex slot, const Expr& userTag) {
   Cursor Adodc2(host.database);
   Adodc2.Open(Sql("Select * from MessengVerify_Type where UserID1='?'", userTag));
-  for (; !Adodc2.EndOfRows(); Adodc2.MoveNext()) AppendReply(host, slot, VerificationRecord(Adodc2));
+  for (; !Adodc2.EndOfRows(); Adodc2.MoveNext())
+    AppendReply(host, slot, VerificationRecord(Adodc2));
   host.database.Execute(Sql("Delete from MessengVerify_Type where UserID1='?'", userTag));
 }
 

@@ -11,7 +11,9 @@ namespace {
 constexpr size_t kLabelCharacters = 40;
 
 // Who is asked for by name: one person. Everything else is queued without a test.
-bool NamesOnePerson(int16_t kind) { return kind == 1 || kind == 3; }
+bool NamesOnePerson(int16_t kind) {
+  return kind == 1 || kind == 3;
+}
 
 bool IsPushWanted(Host& host, const Expr& target, const Expr& source,
                   const std::string& senderTag) {
@@ -41,9 +43,9 @@ void QueueMobilePush(Host& host, const Expr& target, const Expr& extra, const Ex
   const ControlToken* token = FindControlToken(text.text());
   const std::string label = token != nullptr ? host.ReadLang(token->labelKey) : text.text();
   if (NamesOnePerson(kind) && !IsPushWanted(host, target, source, senderTag)) return;
-  host.PushQueue.Add(
-      Join(target, "|", extra, "|", source, "|", kind, "|", FirstCharacters(label, kLabelCharacters))
-          .text());
+  host.PushQueue.Add(Join(target, "|", extra, "|", source, "|", kind, "|",
+                          FirstCharacters(label, kLabelCharacters))
+                         .text());
 }
 
 }  // namespace vnq

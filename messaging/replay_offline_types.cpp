@@ -30,8 +30,8 @@ std::string PeerRecords(Host& host, const Expr& userId) {
     const std::string when = rows["To_Date"].text();
     // Kept: a row of another type closes as the row before it did.
     if (const char* own = TailOfType(rows["To_Type"])) tail = own;
-    out += Join(".+message|", rows["UserID2"], "|", FormatAsDate(when), "|", FormatAsTime(when), "|",
-                rows["UserText"], "|", rows["FontInfo"], "|", tail)
+    out += Join(".+message|", rows["UserID2"], "|", FormatAsDate(when), "|", FormatAsTime(when),
+                "|", rows["UserText"], "|", rows["FontInfo"], "|", tail)
                .text();
   }
   return out;

@@ -1,4 +1,5 @@
-// A person-to-person message, from its record to its row, its deliveries, its log line and its push.
+// A person-to-person message, from its record to its row, its deliveries, its log line and its
+// push.
 #include "host/devices.h"
 #include "host/server_log.h"
 #include "messaging/messaging.h"
@@ -24,7 +25,8 @@ struct Message {
 // Kept: without a row of the sender the message goes on with an empty text.
 void ReadSender(Host& host, Message& message) {
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql("Select UserID,FcName,UserIcoLine from Users_ID where UserID='?'", message.sender));
+  Adodc1.Open(
+      Sql("Select UserID,FcName,UserIcoLine from Users_ID where UserID='?'", message.sender));
   if (Adodc1.RecordCount() < 1) return;
   if (message.text.ok()) {
     message.storedText =
@@ -44,7 +46,8 @@ void SetFlags(Cursor& row, const Message& message) {
   row.Set("IsAck4", 1);
 }
 
-// A Msg_ID that this target has had is not stored again: it is a resend, and only its deliveries are wanted.
+// A Msg_ID that this target has had is not stored again: it is a resend, and only its deliveries
+// are wanted.
 void StoreOnce(Host& host, const Message& message) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select top 1 * from Messeng_Text where Msg_ID='?' and YouID='?'", message.id,
@@ -97,8 +100,8 @@ void UserMesseng(Host& host, Fields& fields, SlotIndex slot, const std::string& 
   ReadSender(host, message);
   StoreOnce(host, message);
   Deliver(host, message, remoteIp);
-  const std::string label = message.isFile ? host.ReadLang("im283")
-                                           : UnescapeText(host.page, message.storedText);
+  const std::string label =
+      message.isFile ? host.ReadLang("im283") : UnescapeText(host.page, message.storedText);
   QueueMobilePush(host, message.target, "", message.sender, 1, label, host.SckServer.Tag(slot));
 }
 

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "platform/utf8.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {
@@ -60,7 +60,7 @@ char16_t ReadBytes(UConverter* converter, const char* bytes, int count) {
 // The one or two bytes of a code unit as one number, 0 when the page has none.
 uint16_t WriteUnit(UConverter* converter, char16_t unit) {
   UErrorCode error = U_ZERO_ERROR;
-  char bytes[8];
+  char bytes[8] = {};
   char* target = bytes;
   const char16_t* source = &unit;
   ucnv_resetFromUnicode(converter);

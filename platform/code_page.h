@@ -1,9 +1,9 @@
-// Legacy multi-byte code pages, converted by lookup tables that are built once from ICU's Windows tables.
+// Legacy multi-byte code pages, converted by lookup tables that are built once from ICU's Windows
+// tables.
 #pragma once
 
-#include <cstdint>
-
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,14 +11,15 @@
 
 namespace vnq {
 
-/// One code page, by its Windows number. Immutable; conversions take no lock and allocate only the result.
+/// One code page, by its Windows number. Immutable; conversions take no lock and allocate only the
+/// result.
 ///
-/// Text is UTF-8 in which a lone 16-bit surrogate is written as three bytes. ASCII maps to itself in every
-/// supported page and is copied without a look-up.
+/// Text is UTF-8 in which a lone 16-bit surrogate is written as three bytes. ASCII maps to itself
+/// in every supported page and is copied without a look-up.
 class CodePage {
  public:
-  /// Builds the tables of a page of at most two bytes a character (936, 950, 932, 949, 874, 1250 to 1258,
-  /// 437, 850, 852, 866). Null for a number that is not known or that needs more bytes.
+  /// Builds the tables of a page of at most two bytes a character (936, 950, 932, 949, 874, 1250 to
+  /// 1258, 437, 850, 852, 866). Null for a number that is not known or that needs more bytes.
   static std::shared_ptr<const CodePage> Open(int number);
 
   int number() const { return number_; }

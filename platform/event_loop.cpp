@@ -41,7 +41,8 @@ struct StackRange {
   size_t size = 0;
 };
 
-// A stack of its own pages, committed as they are touched, with one page in front that faults on overflow.
+// A stack of its own pages, committed as they are touched, with one page in front that faults on
+// overflow.
 class GuardedStack {
  public:
   explicit GuardedStack(StackRange& range) : range_(&range) {}
@@ -67,8 +68,8 @@ class GuardedStack {
   StackRange* range_;
 };
 
-// The C++ runtime keeps the exceptions in flight per thread. Two handlers inside catch blocks would see each
-// other's, so each stack carries its own copy.
+// The C++ runtime keeps the exceptions in flight per thread. Two handlers inside catch blocks would
+// see each other's, so each stack carries its own copy.
 struct ExceptionState {
   void* caught = nullptr;
   unsigned int uncaught = 0;
@@ -158,7 +159,9 @@ void EventLoop::StartHandler(Task task) {
   ready_.push_back({nullptr, std::move(task), true});
 }
 
-void EventLoop::Enqueue(Task step) { ready_.push_back({nullptr, std::move(step), false}); }
+void EventLoop::Enqueue(Task step) {
+  ready_.push_back({nullptr, std::move(step), false});
+}
 
 void EventLoop::Yield() {
   assert(current_ != nullptr);
@@ -171,7 +174,9 @@ void EventLoop::Suspend() {
   SwitchToLoop();
 }
 
-void EventLoop::Wake(Handler* handler) { ready_.push_back({handler, nullptr, false}); }
+void EventLoop::Wake(Handler* handler) {
+  ready_.push_back({handler, nullptr, false});
+}
 
 EventLoop::Handler* EventLoop::TakeHandler() {
   if (!idle_.empty()) {

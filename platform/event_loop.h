@@ -1,13 +1,14 @@
-// The event thread: one epoll loop, a first-in first-out ready queue, timers, and handlers that can yield.
+// The event thread: one epoll loop, a first-in first-out ready queue, timers, and handlers that can
+// yield.
 //
-// A handler is a plain procedure that runs on a stack of its own (a fiber). It runs to its end without a break,
-// but for the places where it calls Yield or Suspend: there the loop polls the kernel, everything that is ready
-// by then runs (each to its own end or its own next yield), and the handler goes on. Nothing here is
-// thread-safe; everything happens on the one thread that calls Run.
+// A handler is a plain procedure that runs on a stack of its own (a fiber). It runs to its end
+// without a break, but for the places where it calls Yield or Suspend: there the loop polls the
+// kernel, everything that is ready by then runs (each to its own end or its own next yield), and
+// the handler goes on. Nothing here is thread-safe; everything happens on the one thread that calls
+// Run.
 #pragma once
 
 #include <cstdint>
-
 #include <deque>
 #include <functional>
 #include <memory>
@@ -22,7 +23,8 @@ class EventLoop {
   using Task = std::function<void()>;
   using TimerId = uint64_t;
 
-  /// What epoll reports on a descriptor goes to its watcher, on the loop's own stack; it must not yield.
+  /// What epoll reports on a descriptor goes to its watcher, on the loop's own stack; it must not
+  /// yield.
   class Watcher {
    public:
     virtual ~Watcher() = default;
@@ -45,10 +47,12 @@ class EventLoop {
   /// Puts a handler at the tail of the ready queue. It may yield.
   void StartHandler(Task task);
 
-  /// Puts a short step at the tail of the ready queue; it runs on the loop's own stack and must not yield.
+  /// Puts a short step at the tail of the ready queue; it runs on the loop's own stack and must not
+  /// yield.
   void Enqueue(Task step);
 
-  /// Polls the kernel, lets everything that is ready run, and goes on. Only in a handler. Yields: yes.
+  /// Polls the kernel, lets everything that is ready run, and goes on. Only in a handler. Yields:
+  /// yes.
   void Yield();
 
   /// True inside a handler, where Yield and Suspend may be called.
@@ -78,8 +82,8 @@ class EventLoop {
 
   // --- Timers ---
 
-  /// Starts a handler every `intervalMs`. A tick that comes late runs once, missed ticks are not made up, and
-  /// the period does not shift. A tick does not wait for the end of the one before.
+  /// Starts a handler every `intervalMs`. A tick that comes late runs once, missed ticks are not
+  /// made up, and the period does not shift. A tick does not wait for the end of the one before.
   TimerId StartTimer(int64_t intervalMs, Task tick);
 
   /// Enqueues a step once, `delayMs` from now.
@@ -96,12 +100,12 @@ class EventLoop {
   /// True when anything ran.
   bool Turn(int waitMs);
 
-  /// One turn of descriptors, timers and plain steps only: no handler starts or goes on, and none is to come.
-  /// For the end of the process, while what was sent still leaves.
+  /// One turn of descriptors, timers and plain steps only: no handler starts or goes on, and none
+  /// is to come. For the end of the process, while what was sent still leaves.
   void TurnWithoutHandlers(int waitMs);
 
-  /// Ends every suspended or waiting handler by unwinding its stack. Only for tests that tear a server down
-  /// inside a process that lives on; handlers see no difference to an exception.
+  /// Ends every suspended or waiting handler by unwinding its stack. Only for tests that tear a
+  /// server down inside a process that lives on; handlers see no difference to an exception.
   void UnwindHandlers();
 
  private:

@@ -141,7 +141,8 @@ std::string IniReader::ReadBytes(const std::string& path, std::string_view secti
                                  std::string_view key) {
   const IniData* data = Load(path);
   const std::string whole = data == nullptr ? "" : data->Find(section, key).value_or("");
-  std::string_view value = std::string_view(whole).substr(0, kIniValueBytes);
+  std::string_view value = whole;
+  value = value.substr(0, kIniValueBytes);
   value = value.substr(0, value.find('\0'));
   return std::string(Trimmed(value, " "));
 }

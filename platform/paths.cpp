@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "platform/utf8.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {
@@ -70,7 +70,7 @@ std::string AppendComponents(std::string path, std::string_view rest) {
     if (isKnown && !Exists(path + std::string(name))) {
       const std::string found = FindInAnyCase(path, name);
       isKnown = !found.empty();
-      path += isKnown ? std::string_view(found) : name;
+      path += isKnown ? std::string_view{found} : name;
     } else {
       path += name;
     }

@@ -1,4 +1,5 @@
-// What the process owes the system around it: one instance per folder, signals, and the word that it is ready.
+// What the process owes the system around it: one instance per folder, signals, and the word that
+// it is ready.
 #pragma once
 
 #include <functional>
@@ -8,7 +9,8 @@
 
 namespace vnq {
 
-/// A lock file held for as long as the object lives; the kernel drops it with the process, however that ends.
+/// A lock file held for as long as the object lives; the kernel drops it with the process, however
+/// that ends.
 class InstanceLock {
  public:
   InstanceLock() = default;
@@ -25,7 +27,8 @@ class InstanceLock {
   int descriptor_ = -1;
 };
 
-/// Calls `onSignal` on the loop for each SIGTERM and SIGINT, which are blocked from then on. SIGPIPE is ignored.
+/// Calls `onSignal` on the loop for each SIGTERM and SIGINT, which are blocked from then on.
+/// SIGPIPE is ignored.
 class TerminationSignals : private EventLoop::Watcher {
  public:
   TerminationSignals(EventLoop& loop, std::function<void()> onSignal);
@@ -39,7 +42,8 @@ class TerminationSignals : private EventLoop::Watcher {
   int descriptor_ = -1;
 };
 
-/// Sends a state such as "READY=1" to the service manager that NOTIFY_SOCKET names; nothing without one.
+/// Sends a state such as "READY=1" to the service manager that NOTIFY_SOCKET names; nothing without
+/// one.
 void NotifyServiceManager(const std::string& state);
 
 }  // namespace vnq

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <errno.h>
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <string.h>
@@ -10,8 +11,6 @@
 #include <unistd.h>
 
 #include <vector>
-
-#include <fmt/format.h>
 
 namespace vnq {
 namespace {
@@ -22,6 +21,7 @@ constexpr int kRequestsPerEvent = 64;
 constexpr int64_t kAcceptPauseMs = 100;
 
 int lingering = 0;
+int lingeringUnsent = 0;
 
 std::string AddressText(const sockaddr_in& address) {
   char text[INET_ADDRSTRLEN] = "";
@@ -29,7 +29,8 @@ std::string AddressText(const sockaddr_in& address) {
   return text;
 }
 
-// One buffer serves all connections: a read is copied out at its true size, so an idle connection holds none.
+// One buffer serves all connections: a read is copied out at its true size, so an idle connection
+// holds none.
 std::vector<char>& ReceiveBuffer() {
   static thread_local std::vector<char> buffer(kReceiveBytes);
   return buffer;
@@ -55,8 +56,7 @@ bool TcpListener::Listen(const std::string& address, uint16_t port, OnRequest on
   }
   const int on = 1;
   descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (descriptor_ < 0 ||
-      setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+  if (descriptor_ < 0 || setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
       bind(descriptor_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 ||
       listen(descriptor_, kBacklog) != 0 || !loop_.Watch(descriptor_, EPOLLIN, this)) {
     error = fmt::format("{}:{}: {}", address, port, strerror(errno));
@@ -94,7 +94,8 @@ void TcpListener::OnEvents(uint32_t) {
   }
 }
 
-// Without a free descriptor the request stays in the backlog, and epoll would report it without end.
+// Without a free descriptor the request stays in the backlog, and epoll would report it without
+// end.
 void TcpListener::Pause() {
   loop_.ChangeWatch(descriptor_, 0);
   pause_ = loop_.RunAfter(kAcceptPauseMs, [this] { loop_.ChangeWatch(descriptor_, EPOLLIN); });
@@ -104,8 +105,8 @@ void TcpListener::Pause() {
 
 std::shared_ptr<TcpConnection> TcpConnection::Start(EventLoop& loop, AcceptedSocket socket,
                                                     Events events) {
-  auto connection = std::make_shared<TcpConnection>(ForPrivateUse{}, loop, std::move(socket),
-                                                    std::move(events));
+  auto connection =
+      std::make_shared<TcpConnection>(ForPrivateUse{}, loop, std::move(socket), std::move(events));
   connection->UpdateWatch();
   return connection;
 }
@@ -116,9 +117,22 @@ TcpConnection::TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket sock
   setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
-TcpConnection::~TcpConnection() { Release(); }
+TcpConnection::~TcpConnection() {
+  Release();
+}
 
-int TcpConnection::Lingering() { return lingering; }
+int TcpConnection::Lingering() {
+  return lingering;
+}
+int TcpConnection::LingeringUnsent() {
+  return lingeringUnsent;
+}
+
+void TcpConnection::CountUnsent(bool unsent) {
+  if (unsent == countsAsUnsent_) return;
+  countsAsUnsent_ = unsent;
+  lingeringUnsent += unsent ? 1 : -1;
+}
 
 bool TcpConnection::Send(std::string_view bytes) {
   if (state_ != State::kOpen) return false;
@@ -197,7 +211,8 @@ void TcpConnection::HandlerEnded() {
   if (state_ == State::kOpen) StartArrivals();
 }
 
-// Behind the handlers of the last arrivals in the ready queue, so that these see the connection as it was.
+// Behind the handlers of the last arrivals in the ready queue, so that these see the connection as
+// it was.
 void TcpConnection::EndOfStream() {
   if (peerClosedTold_) return;
   peerClosedTold_ = true;
@@ -218,7 +233,8 @@ void TcpConnection::Linger() {
   Flush();
 }
 
-// A descriptor closed over unread bytes resets the connection, and what was sent last is lost with it.
+// A descriptor closed over unread bytes resets the connection, and what was sent last is lost with
+// it.
 void TcpConnection::ReceiveAndDiscard() {
   std::vector<char>& buffer = ReceiveBuffer();
   const ssize_t count = recv(descriptor_, buffer.data(), buffer.size(), 0);
@@ -233,8 +249,8 @@ void TcpConnection::ReceiveAndDiscard() {
 
 void TcpConnection::Flush() {
   while (!unsent_.empty()) {
-    const ssize_t sent = send(descriptor_, unsent_.data() + unsentFrom_,
-                              unsent_.size() - unsentFrom_, MSG_NOSIGNAL);
+    const ssize_t sent =
+        send(descriptor_, unsent_.data() + unsentFrom_, unsent_.size() - unsentFrom_, MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR) continue;
     if (sent < 0 && errno != EAGAIN) unsent_.clear();
     if (sent < 0) break;
@@ -245,6 +261,7 @@ void TcpConnection::Flush() {
     unsentFrom_ = 0;
     unsent_.shrink_to_fit();
   }
+  if (state_ == State::kLingering) CountUnsent(!unsent_.empty());
   if (state_ == State::kLingering && unsent_.empty()) {
     if (endOfStream_) return Release();
     if (!writingShut_) shutdown(descriptor_, SHUT_WR);
@@ -256,6 +273,7 @@ void TcpConnection::Flush() {
 void TcpConnection::Release() {
   if (state_ == State::kReleased) return;
   if (state_ == State::kLingering) --lingering;
+  CountUnsent(false);
   state_ = State::kReleased;
   const auto keepAlive = weak_from_this().lock();  // the timer may hold the last reference
   loop_.StopTimer(lingerTimer_);

@@ -1,11 +1,10 @@
 // TCP listeners and connections on the event loop.
 //
-// One recv of everything that is there is one arrival, and each arrival starts one handler. End of stream is
-// acted on only after every arrival in front of it has been started.
+// One recv of everything that is there is one arrival, and each arrival starts one handler. End of
+// stream is acted on only after every arrival in front of it has been started.
 #pragma once
 
 #include <cstdint>
-
 #include <deque>
 #include <functional>
 #include <memory>
@@ -17,8 +16,8 @@
 
 namespace vnq {
 
-/// A connection request that was taken from a listener and has no owner yet. Closes its descriptor unless it is
-/// handed on.
+/// A connection request that was taken from a listener and has no owner yet. Closes its descriptor
+/// unless it is handed on.
 class AcceptedSocket {
  public:
   AcceptedSocket(int descriptor, std::string remoteIp)
@@ -82,7 +81,8 @@ class TcpConnection : private EventLoop::Watcher,
   /// How long a closed connection may take to hand over what was sent.
   static constexpr int64_t kLingerMs = 3000;
 
-  static std::shared_ptr<TcpConnection> Start(EventLoop& loop, AcceptedSocket socket, Events events);
+  static std::shared_ptr<TcpConnection> Start(EventLoop& loop, AcceptedSocket socket,
+                                              Events events);
 
   /// Replaces the events; for an owner that needs the connection to name itself in them.
   void SetEvents(Events events) { events_ = std::move(events); }
@@ -92,12 +92,14 @@ class TcpConnection : private EventLoop::Watcher,
   /// Sends at once; what the kernel does not take waits. False once either side has closed.
   bool Send(std::string_view bytes);
 
-  /// Ends the connection: no more events, waiting arrivals are dropped, and the descriptor closes once the peer
-  /// has taken what was sent.
+  /// Ends the connection: no more events, waiting arrivals are dropped, and the descriptor closes
+  /// once the peer has taken what was sent.
   void Close();
 
-  /// Connections of this process that are closed and still hand over what was sent.
+  /// Connections of this process that are closed here and not yet by their peer, and how many of
+  /// them still have something to send.
   static int Lingering();
+  static int LingeringUnsent();
 
  private:
   struct ForPrivateUse {};
@@ -118,6 +120,7 @@ class TcpConnection : private EventLoop::Watcher,
   void Linger();
   void Release();
   void UpdateWatch();
+  void CountUnsent(bool unsent);
 
   EventLoop& loop_;
   Events events_;
@@ -127,6 +130,7 @@ class TcpConnection : private EventLoop::Watcher,
   bool peerClosedTold_ = false;
   bool waitingForRoom_ = false;
   bool writingShut_ = false;
+  bool countsAsUnsent_ = false;
   uint32_t watched_ = 0;
   int handlers_ = 0;
   size_t waitingBytes_ = 0;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,8 +11,8 @@
 
 namespace vnq {
 
-/// What every command is given: its record's own array, which it may change, the slot and the slot's address as
-/// they were when the read arrived.
+/// What every command is given: its record's own array, which it may change, the slot and the
+/// slot's address as they were when the read arrived.
 using CommandHandler = void (*)(Host& host, Fields& fields, SlotIndex slot,
                                 const std::string& remoteIp);
 
@@ -21,17 +20,17 @@ using CommandHandler = void (*)(Host& host, Fields& fields, SlotIndex slot,
 enum class Receipt : int { kNone = 0, kPeerMessage = 1, kGroupMessage = 2 };
 
 struct CommandRow {
-  std::string_view word;   ///< with its prefix; compared whole, upper and lower case differ
-  CommandHandler handler;  ///< function of the room that owns the word; never null
-  int fields;              ///< fields that the handler reads; with fewer it still runs
-  bool needsHash;          ///< without its closing '#' the record waits in PendingRecord
-  Receipt receipt;         ///< appended behind the handler, unless the Msg_ID asks for none
-  CommandHandler onWord;   ///< runs behind each arrival of the word, complete or not; may be null
+  std::string_view word;     ///< with its prefix; compared whole, upper and lower case differ
+  CommandHandler handler;    ///< function of the room that owns the word; never null
+  int fields;                ///< fields that the handler reads; with fewer it still runs
+  bool needsHash;            ///< without its closing '#' the record waits in PendingRecord
+  Receipt receipt;           ///< appended behind the handler, unless the Msg_ID asks for none
+  CommandHandler onWord;     ///< runs behind each arrival of the word, complete or not; may be null
   std::string_view summary;  ///< one sentence, for documentation and diagnostics
 };
 
-/// How often a row's handler ran, and how many statements were skipped while it did; for tests and diagnostics.
-/// A handler that yields counts what ran in its turns too.
+/// How often a row's handler ran, and how many statements were skipped while it did; for tests and
+/// diagnostics. A handler that yields counts what ran in its turns too.
 struct CommandCounters {
   uint64_t calls = 0;
   uint64_t skippedStatements = 0;

@@ -21,12 +21,13 @@ void RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slo
 }
 
 void AppendReceipt(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot) {
-  AppendReply(host, slot,
-              Join(".+reply|", static_cast<int>(row.receipt), "|", fields[1], "|", fields[5], "|#"));
+  AppendReply(
+      host, slot,
+      Join(".+reply|", static_cast<int>(row.receipt), "|", fields[1], "|", fields[5], "|#"));
 }
 
-// Kept: the two ways to the receipt test Msg_ID differently, so that "00" is acknowledged for a complete record
-// and not for one that was carried over.
+// Kept: the two ways to the receipt test Msg_ID differently, so that "00" is acknowledged for a
+// complete record and not for one that was carried over.
 bool WantsReceipt(const CommandRow& row, const Fields& fields) {
   return row.receipt != Receipt::kNone && IsNot(fields[5], "0");
 }
@@ -34,7 +35,8 @@ bool WantsReceiptAfterCarryOver(const CommandRow& row, const Fields& fields) {
   return row.receipt != Receipt::kNone && ToNumber(fields[5]).value_or(1) != 0;
 }
 
-// Text that is no command goes on with the slot's unfinished record, or is dropped when there is none.
+// Text that is no command goes on with the slot's unfinished record, or is dropped when there is
+// none.
 void CarryOver(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp) {
   if (host.PendingRecord[slot].empty()) return;
   host.PendingRecord[slot] += text;

@@ -50,8 +50,8 @@ Person ReadPerson(const Cursor& row, const Fields& fields) {
 }
 
 // Ends the user's earlier session under this tag. False: the new connection loses against it.
-bool EndOtherSession(Host& host, const Fields& fields, const Person& person,
-                     const std::string& tag, SlotIndex slot) {
+bool EndOtherSession(Host& host, const Fields& fields, const Person& person, const std::string& tag,
+                     SlotIndex slot) {
   SlotArray& slots = host.SckServer;
   const SlotIndex old = slots.FirstWithTag(tag);
   if (old == kNoSlot) return true;
@@ -69,7 +69,8 @@ bool EndOtherSession(Host& host, const Fields& fields, const Person& person,
   return true;
 }
 
-// Kept: muted groups and permissions share one list, and of several roles only the last one's limits survive.
+// Kept: muted groups and permissions share one list, and of several roles only the last one's
+// limits survive.
 std::string PermissionList(Host& host, const std::string& userId) {
   std::string list;
   Cursor muted(host.database);

@@ -20,7 +20,8 @@ void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::strin
   }
   Adodc1.Close();
 
-  // Kept: for an unknown user `userId` is empty, and every slot without a name loses its connection here.
+  // Kept: for an unknown user `userId` is empty, and every slot without a name loses its connection
+  // here.
   SlotArray& slots = host.SckServer;
   const int highest = slots.Highest();
   for (int index = 1; index <= highest; ++index) {

@@ -8,14 +8,16 @@
 namespace vnq {
 namespace {
 
-// Arrays of this size and more are not told of a login: their clients learn of it when they synchronise.
+// Arrays of this size and more are not told of a login: their clients learn of it when they
+// synchronise.
 constexpr SlotIndex kBroadcastCeiling = 40;
 
 constexpr std::string_view kSelectPresence =
     "Select UserID,UserIcoLine,Registration_Id from Users_ID where UserID='?'";
 
-// Sends to every connected slot but the acting one, whoever is logged in there. The highest slot is fixed at the
-// start; a slot's state is read between the two turns, as it may have changed. Yields: yes, twice a slot.
+// Sends to every connected slot but the acting one, whoever is logged in there. The highest slot is
+// fixed at the start; a slot's state is read between the two turns, as it may have changed. Yields:
+// yes, twice a slot.
 void TellOthers(Host& host, SlotIndex slot, const Expr& record) {
   SlotArray& slots = host.SckServer;
   const int highest = slots.Highest();
@@ -54,7 +56,8 @@ void EndEarlierSession(Host& host, const Expr& tag, SlotIndex slot) {
   slots.Close(earlier);
 }
 
-// Writes the new state and tells the others, unless a phone comes up beside a session that is already visible.
+// Writes the new state and tells the others, unless a phone comes up beside a session that is
+// already visible.
 void BecomeVisible(Host& host, const Expr& userId, const Expr& state, SlotIndex slot) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select * from Users_ID where UserID='?'", userId));
@@ -133,7 +136,9 @@ void SetOffline(Host& host, const Fields& fields, SlotIndex slot) {
 
 }  // namespace
 
-Expr NewIsOfflineRecord(const Expr& userId) { return Join(".+new_is_offline|", userId, "|#"); }
+Expr NewIsOfflineRecord(const Expr& userId) {
+  return Join(".+new_is_offline|", userId, "|#");
+}
 
 Expr NewOnlineRecord(const Expr& userId, const Expr& networkIp, const Expr& localIp) {
   return Join(".+new_online|", userId, "|", networkIp, "|", localIp, "|#");
@@ -143,7 +148,9 @@ Expr NewLeavingRecord(const Expr& userId, const Expr& networkIp, const Expr& loc
   return Join(".+new_leaving|", userId, "|", networkIp, "|", localIp, "|#");
 }
 
-Expr PhoneLineRecord(const Expr& userId) { return Join(".+phone_line|", userId, "|#"); }
+Expr PhoneLineRecord(const Expr& userId) {
+  return Join(".+phone_line|", userId, "|#");
+}
 
 void HandleSuccessfulOnline(Host& host, Fields& fields, SlotIndex slot,
                             const std::string& remoteIp) {

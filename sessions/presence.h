@@ -1,4 +1,5 @@
-// Presence: one small integer per user, Users_ID.UserIcoLine, and the records that tell others of a change.
+// Presence: one small integer per user, Users_ID.UserIcoLine, and the records that tell others of a
+// change.
 #pragma once
 
 #include "host/expr.h"

@@ -6,8 +6,8 @@
 
 namespace vnq {
 
-/// Converts between text (UTF-8, a lone 16-bit surrogate as its three-byte form) and the bytes of the
-/// machine's legacy multi-byte code page. Implementations are immutable and may be shared.
+/// Converts between text (UTF-8, a lone 16-bit surrogate as its three-byte form) and the bytes of
+/// the machine's legacy multi-byte code page. Implementations are immutable and may be shared.
 class AnsiText {
  public:
   virtual ~AnsiText() = default;
@@ -15,11 +15,12 @@ class AnsiText {
   /// The bytes of a text. A character outside the page becomes '?'.
   virtual std::string ToBytes(std::string_view utf8) const = 0;
 
-  /// The text of some bytes. A byte sequence that the page does not assign becomes '?'. Never fails.
+  /// The text of some bytes. A byte sequence that the page does not assign becomes '?'. Never
+  /// fails.
   virtual std::string FromBytes(std::string_view bytes) const = 0;
 
-  /// The text of one byte taken by itself; empty when the byte is no character alone (a lead byte of a
-  /// double-byte page, an unassigned byte).
+  /// The text of one byte taken by itself; empty when the byte is no character alone (a lead byte
+  /// of a double-byte page, an unassigned byte).
   virtual std::string FromSingleByte(unsigned char byte) const = 0;
 };
 

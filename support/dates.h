@@ -19,7 +19,8 @@ struct DateAndTime {
 /// The moment that a text names; nothing when it names none (a 30th of February included).
 std::optional<DateAndTime> ParseDateAndTime(std::string_view text);
 
-/// The text in the form "YYYY-MM-DD"; a text that names no moment stays as it is, the empty text included.
+/// The text in the form "YYYY-MM-DD"; a text that names no moment stays as it is, the empty text
+/// included.
 std::string FormatAsDate(std::string_view text);
 
 /// The text in the form "hh:mm:ss"; a text that names no moment stays as it is.

@@ -18,11 +18,10 @@ constexpr int HexDigit(char32_t c) {
 
 /// The number that `count` digits at `at` give; nothing when one of them is none or lies beyond the
 /// end.
-template <typename Char>
-std::optional<unsigned> HexAt(std::basic_string_view<Char> text, size_t at, size_t count) {
+inline std::optional<unsigned> HexAt(std::u16string_view text, size_t at, size_t count) {
   unsigned value = 0;
   for (size_t i = at; i < at + count; ++i) {
-    const int digit = i < text.size() ? HexDigit(static_cast<char32_t>(text[i])) : -1;
+    const int digit = i < text.size() ? HexDigit(text[i]) : -1;
     if (digit < 0) return std::nullopt;
     value = value << 4 | static_cast<unsigned>(digit);
   }

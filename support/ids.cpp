@@ -59,7 +59,8 @@ std::optional<int64_t> ParseDate(std::string_view text) {
                                              std::chrono::month(static_cast<unsigned>(month)),
                                              std::chrono::day(static_cast<unsigned>(day)));
   if (!calendar.ok()) return std::nullopt;
-  return int64_t{std::chrono::sys_days(calendar).time_since_epoch().count()} * 86400 + *seconds;
+  const std::chrono::sys_days days{calendar};
+  return int64_t{days.time_since_epoch().count()} * 86400 + *seconds;
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 // The conversions from text to number that every record field, setting and column goes through.
 //
-// A number in text is written as: blanks, a sign, digits, a fraction, an exponent ("e" or "E", a sign,
-// digits), blanks. Everything but one digit is optional. A fraction is rounded half to even when an
-// integer is wanted. The empty text is no number.
+// A number in text is written as: blanks, a sign, digits, a fraction, an exponent ("e" or "E", a
+// sign, digits), blanks. Everything but one digit is optional. A fraction is rounded half to even
+// when an integer is wanted. The empty text is no number.
 #pragma once
 
 #include <cstdint>
-
 #include <optional>
 #include <string>
 #include <string_view>

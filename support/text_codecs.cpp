@@ -76,7 +76,7 @@ std::string UrlDecodeUtf8(std::string_view text) {
       decoded.push_back(units[at] == u'+' ? u' ' : units[at]);
       continue;
     }
-    const std::optional<unsigned> first = HexAt(std::u16string_view(units), at + 1, 2);
+    const std::optional<unsigned> first = HexAt(units, at + 1, 2);
     if (!first) continue;
     const bool isAscii = *first < 128;
     const std::optional<unsigned> value = isAscii ? first : ThreeByteForm(units, at, *first);

@@ -17,10 +17,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/utf8.h"
 #include "support/hex_digits.h"
 #include "support/text_codecs.h"
 #include "support/utf16.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {

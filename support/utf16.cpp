@@ -1,6 +1,6 @@
 #include "support/utf16.h"
 
-#include "platform/utf8.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {

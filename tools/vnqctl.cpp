@@ -5,7 +5,14 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/chat_command.h"
+#include "tools/control_command.h"
 #include "tools/init_command.h"
+#include "tools/json_command.h"
+#include "tools/meeting_command.h"
+#include "tools/notify_command.h"
+#include "tools/script_command.h"
+#include "tools/text_command.h"
+#include "tools/user_command.h"
 
 namespace {
 
@@ -35,7 +42,14 @@ int main(int argc, char** argv) {
 
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
+  vnq::AddUserCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
+  vnq::AddNotifyCommand(app, exitCode);
+  vnq::AddMeetingCommand(app, exitCode);
+  vnq::AddTextCommand(app, exitCode);
+  vnq::AddJsonCommand(app, exitCode);
+  vnq::AddScriptCommand(app, exitCode);
+  vnq::AddControlCommand(app, exitCode);
 
   try {
     app.parse(argc, argv);

@@ -2,30 +2,16 @@
 #include "host/wire_codec.h"
 #include "messaging/messaging.h"
 #include "support/text_codecs.h"
+#include "webgate/customer.h"
 #include "webgate/webgate.h"
 
 namespace vnq {
 namespace {
 
-// Kept: nothing closes the record, so a "|#" arrives only where the visitor's own last field brings it.
-Expr VisitorLineRecord(Host& host, const Fields& fields) {
-  const LocalTime now = host.clock.Now();
-  return Join(".+customer_information|", fields[2], "|", fields[3], "|", now.Date(), "|", now.Time(),
-              "|", fields[4], "|", fields[5]);
-}
-
 // Yields: yes, at each slot of the walk.
 void SendToAgent(Host& host, const Expr& agent, const Fields& fields) {
-  SlotArray& slots = host.SckServer;
-  const int highest = slots.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
-    host.loop.Yield();
-    if (Is(agent, slots.Tag(slot)) && slots.IsConnected(slot)) {
-      SendRecord(host, slot, VisitorLineRecord(host, fields));
-      return;
-    }
-  }
+  const SlotIndex slot = FindAgent(host, agent);
+  if (slot != kNoSlot) SendRecord(host, slot, VisitorLineRecord(host, fields));
 }
 
 // An escaped text as it reads; a missing field stays missing.
@@ -35,9 +21,10 @@ Expr Unescaped(Host& host, const Expr& text) {
 
 void ToGroup(Host& host, const Fields& fields, SlotIndex slot) {
   Cursor agents(host.database);
-  agents.Open(Sql("select bb.* from lv_chater_Clot_Form as aa,Users_ID as bb where aa.TypeID =? and "
-                  "aa.IsAdmin=0 and aa.UserID<>'?' and bb.UserName=aa.UserID",
-                  fields[1], fields[2]));
+  agents.Open(
+      Sql("select bb.* from lv_chater_Clot_Form as aa,Users_ID as bb where aa.TypeID =? and "
+          "aa.IsAdmin=0 and aa.UserID<>'?' and bb.UserName=aa.UserID",
+          fields[1], fields[2]));
   for (; !agents.EndOfRows(); agents.MoveNext()) {
     SendToAgent(host, Join(agents["UserID"]), fields);
   }
@@ -52,13 +39,13 @@ void CustomerMessage(Host& host, Fields& fields, SlotIndex slot, const std::stri
                      int16_t kind) {
   if (kind == kLineToAgent) {
     SendToAgent(host, fields[1], fields);
-    QueueMobilePush(host, fields[1], fields[3], fields[2], kLineToAgent,
-                    Unescaped(host, fields[4]), host.SckServer.Tag(slot));
+    QueueMobilePush(host, fields[1], fields[3], fields[2], kLineToAgent, Unescaped(host, fields[4]),
+                    host.SckServer.Tag(slot));
   } else if (kind == kLineToGroup) {
     ToGroup(host, fields, slot);
   }
-  WriteServerLog(host, Join(fields[2], " To ", fields[1], host.ReadLang("im107")), fields[2], remoteIp,
-                 LogIcon::kWebVisitor);
+  WriteServerLog(host, Join(fields[2], " To ", fields[1], host.ReadLang("im107")), fields[2],
+                 remoteIp, LogIcon::kWebVisitor);
 }
 
 void HandleCustomerInformation(Host& host, Fields& fields, SlotIndex slot,

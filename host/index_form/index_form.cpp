@@ -2,15 +2,19 @@
 
 #include <spdlog/spdlog.h>
 
+#include "accounts/accounts.h"
 #include "endpoints/endpoints.h"
+#include "files/files.h"
 #include "host/server_log.h"
 #include "host/start_up.h"
 #include "host/timers.h"
 #include "host/wire_codec.h"
 #include "messaging/messaging.h"
 #include "platform/local_address.h"
+#include "remote/remote.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
+#include "webgate/webgate.h"
 
 namespace vnq {
 namespace {
@@ -33,7 +37,7 @@ IndexForm::IndexForm(EventLoop& loop, const Clock& clock, std::shared_ptr<const 
     : loop_(loop),
       page_(codePage),
       paths_(platform.drives),
-      iniStrings_(paths_, codePage),
+      iniStrings_(paths_, std::move(codePage)),
       http_(loop),
       host_({loop, clock, page_, iniStrings_, http_, commands, std::move(AppPath),
              std::move(platform)}),
@@ -54,8 +58,8 @@ IndexForm::~IndexForm() {
 
 void IndexForm::Load() {
   OpenListeners();
-  host_.ServerIp = sckListen_.LocalAddress() == "0.0.0.0" ? FirstLocalAddress()
-                                                          : sckListen_.LocalAddress();
+  host_.ServerIp =
+      sckListen_.LocalAddress() == "0.0.0.0" ? FirstLocalAddress() : sckListen_.LocalAddress();
   StartTimers();
   ReadDatabaseSettings(host_);
   SweepOldRows(host_);
@@ -65,12 +69,15 @@ void IndexForm::Load() {
 
 void IndexForm::ServePorts() {
   auto serve = [this](SlotArray& slots, void (*onData)(Host&, SlotIndex, const std::string&)) {
-    slots.SetOnArrival([this, onData](SlotIndex slot, const std::string& bytes) {
-      onData(host_, slot, bytes);
-    });
+    slots.SetOnArrival(
+        [this, onData](SlotIndex slot, const std::string& bytes) { onData(host_, slot, bytes); });
   };
   serve(host_.SckServer, OnMainPortData);
+  serve(host_.SckServer6001, OnVisitorPortData);
   serve(host_.SckServer6002, OnScreenPortData);
+  serve(host_.SckServer6007, OnApplicationPortData);
+  serve(host_.SckServer6003, OnControlPortData);
+  serve(host_.SckServer6008, OnEndpointPortData);
 }
 
 void IndexForm::OpenListeners() {
@@ -162,7 +169,24 @@ void IndexForm::UnloadOthers(SlotArray& slots, TcpListener& listener) {
 
 // --- Operations for outside callers ---
 
-void IndexForm::ErrLog(const Expr& err1, const Expr& err2) { vnq::ErrLog(host_, err1, err2); }
+void IndexForm::ErrLog(const Expr& err1, const Expr& err2) {
+  vnq::ErrLog(host_, err1, err2);
+}
+
+void IndexForm::InsertLeaveFile(const Expr& target, const Expr& uploader, const Expr& typePath,
+                                const Expr& pcSize, const Expr& filPath, const Expr& msgId) {
+  vnq::InsertLeaveFile(host_, target, uploader, typePath, pcSize, filPath, msgId);
+}
+
+void IndexForm::InsertClotFile(const Expr& groupId, const Expr& uploader, const Expr& typePath,
+                               const Expr& pcSize, const Expr& filPath, const Expr& msgId) {
+  vnq::InsertClotFile(host_, groupId, uploader, typePath, pcSize, filPath, msgId);
+}
+
+void IndexForm::InsertOnlineFile(const Expr& userId, const Expr& typePath, const Expr& pcSize,
+                                 const Expr& filPath) {
+  vnq::InsertOnlineFile(host_, userId, typePath, pcSize, filPath);
+}
 
 void IndexForm::LeaveMesseng(const Expr& userTag, int16_t kind, const Expr& id) {
   vnq::LeaveMesseng(host_, userTag, kind, id);
@@ -176,6 +200,12 @@ void IndexForm::ClotMesseng(Fields& fields, SlotIndex slot) {
   vnq::ClotMesseng(host_, fields, slot);
 }
 
-void IndexForm::SameTime(int32_t code, int32_t service) { host_.outgoing.SameTime(code, service); }
+void IndexForm::MeetMesseng(Fields& fields, SlotIndex slot) {
+  vnq::MeetMesseng(host_, fields, slot);
+}
+
+void IndexForm::SameTime(int32_t code, int32_t service) {
+  host_.outgoing.SameTime(code, service);
+}
 
 }  // namespace vnq

@@ -3,9 +3,9 @@
 #include <random>
 #include <utility>
 
-#include "platform/utf8.h"
 #include "support/outgoing/response_text.h"
 #include "support/text_codecs.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "platform/code_page.h"
-#include "platform/utf8.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {

@@ -31,9 +31,9 @@ TEST_F(Chat, TwoPeopleLogInComeOnlineAndExchangeAMessage) {
   server.Tick();
   EXPECT_EQ(ben.Receive(), ".+message|1|2026-03-04|05:06:07|%u4F60%u597D|font|M1|11|1|#");
   EXPECT_EQ(ann.Receive(), ".+reply|1|2|M1|#");
-  EXPECT_EQ(server.Rows("select * from Messeng_Text"),
-            std::vector<std::string>{
-                "M1|1|2|Name 1|2026-03-04|05:06:07|%u4F60%u597D|font|10|0|1|1|1"});
+  EXPECT_EQ(
+      server.Rows("select * from Messeng_Text"),
+      std::vector<std::string>{"M1|1|2|Name 1|2026-03-04|05:06:07|%u4F60%u597D|font|10|0|1|1|1"});
 }
 
 }  // namespace

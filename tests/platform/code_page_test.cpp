@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/utf8.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {
@@ -79,15 +79,16 @@ TEST(CodePage, EveryCharacterOfAPageSurvivesTheRoundTrip) {
   }
 }
 
-TEST(CodePage, EveryByteSequenceReadsAsAtLeastOneCharacterAndStaysReadable) {
+TEST(CodePage, EveryByteSequenceReadsAsTextThatSurvivesTheRoundTrip) {
   for (int number : kPages) {
     const auto page = CodePage::Open(number);
+    int lost = 0;
     for (unsigned pair = 0; pair < 65536; ++pair) {
       const std::string bytes{static_cast<char>(pair >> 8), static_cast<char>(pair & 0xFF)};
       const std::string text = page->FromBytes(bytes);
-      ASSERT_FALSE(text.empty());
-      ASSERT_EQ(page->FromBytes(page->ToBytes(text)), text) << number << " " << pair;
+      if (text.empty() || page->FromBytes(page->ToBytes(text)) != text) ++lost;
     }
+    EXPECT_EQ(lost, 0) << number;
   }
 }
 

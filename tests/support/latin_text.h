@@ -3,8 +3,8 @@
 // double-byte page has.
 #pragma once
 
-#include "platform/utf8.h"
 #include "support/ansi_text.h"
+#include "support/utf8.h"
 
 namespace vnq {
 

@@ -2,10 +2,10 @@
 // walk is held to.
 #pragma once
 
-#include "platform/utf8.h"
 #include "support/ansi_text.h"
 #include "support/hex_digits.h"
 #include "support/utf16.h"
+#include "support/utf8.h"
 
 namespace vnq {
 
@@ -27,12 +27,12 @@ inline std::string LiteralUnescape(const AnsiText& page, std::string_view escape
   const size_t length = text.size();
   for (size_t i = 0; i < length && i < text.size(); ++i) {
     if (text.compare(i, 2, u"%u") == 0) {
-      if (const auto number = HexAt(std::u16string_view(text), i + 2, 4)) {
+      if (const auto number = HexAt(text, i + 2, 4)) {
         text = ReplaceAll(text, text.substr(i, 6), static_cast<char16_t>(*number));
       }
     }
     if (i >= text.size() || text[i] != u'%') continue;
-    const auto number = HexAt(std::u16string_view(text), i + 1, 2);
+    const auto number = HexAt(text, i + 1, 2);
     if (!number) continue;
     const std::u16string single =
         Utf8ToUtf16(page.FromSingleByte(static_cast<unsigned char>(*number)));

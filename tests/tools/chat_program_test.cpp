@@ -223,6 +223,19 @@ TEST_F(ChatProgramTest, ScriptMayReconnect) {
   EXPECT_THAT(server_.Receive(), StartsWith(".+message|10002|"));
 }
 
+TEST_F(ChatProgramTest, WaitAtTheEndOfAScriptGoesOnListening) {
+  Start();
+  Type("/wait 600\n");
+  EndInput();
+  LogIn();
+  server_.Send(".+message|10002|2024-05-06|07:08:09|late|f|ID1|11|1|#");
+  EXPECT_TRUE(Shows("07:08:09 10002: late\n"));
+  server_.Send(".+busy_force|10.0.0.9|#");
+  EXPECT_TRUE(Complains("logged in elsewhere (10.0.0.9)"));
+  client_.join();
+  EXPECT_EQ(exitCode_, 1);
+}
+
 TEST_F(ChatProgramTest, LongTextArrivesInPartsThatTheServerJoins) {
   Start();
   LogIn();

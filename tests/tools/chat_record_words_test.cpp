@@ -67,6 +67,18 @@ TEST(RecordWords, NudgeWithoutClosingHashIsRead) {
   EXPECT_EQ(Words(".+jitter_window|7|2024-01-02 03:04:05|1.2.3.4"), "李 (7) nudges you");
 }
 
+TEST(RecordWords, RemoteAssistanceIsToldOnEveryDevice) {
+  EXPECT_EQ(Words(".+request_remote|7|2026-01-02 03:04:05|2|#"),
+            "李 (7) asks for remote assistance");
+  EXPECT_EQ(Words(".+request_remote|1|7|0|0|1772600767|#"), "李 (7) asks for remote assistance")
+      << "as a mobile gets it";
+  EXPECT_EQ(Words(".+reply_request_my_remote|7|2026-01-02 03:04:05|1.2.3.4|1|#"),
+            "you have answered 李 (7) about remote assistance on your other device");
+  EXPECT_EQ(Words(".+remote_control|7|2026-01-02 03:04:05|1.2.3.4|stop|#"),
+            "李 (7) gives an order of remote assistance: stop");
+  EXPECT_EQ(Words(".+meeting_force|a|b|c|#"), "a call was ended by force");
+}
+
 TEST(RecordWords, CallsAndRemoteRequestsNameTheirParties) {
   EXPECT_EQ(Words(".+meeting_message|1|7|0|1||0||33|#"), "audio call between 李 (7) and 1 rings");
   EXPECT_EQ(Words(".+meeting_message|1|7|1|1||2||33|#"),
@@ -78,6 +90,22 @@ TEST(RecordWords, CallsAndRemoteRequestsNameTheirParties) {
 TEST(RecordWords, VisitorLineIsUnescaped) {
   EXPECT_EQ(Words(".+customer_information|v1|City|2024-01-02|03:04:05|%u4F60|#"),
             "visitor v1 (City) at 03:04:05: 你");
+}
+
+TEST(RecordWords, VisitorWhoHasJustComeIsAnnounced) {
+  EXPECT_EQ(Words(".+customer_information|v1||2024-01-02|03:04:05||#"),
+            "visitor v1 at 03:04:05 is here");
+}
+
+TEST(RecordWords, VisitorsTextCannotSteerTheTerminal) {
+  EXPECT_EQ(Words(".+customer_information|v1|City|2024-01-02|03:04:05|a%1B%5B2Jb%0Ac|#"),
+            "visitor v1 (City) at 03:04:05: a\xEF\xBF\xBD[2Jb c");
+}
+
+TEST(RecordWords, NoticeToAllAndFailedDownloadAreTold) {
+  EXPECT_EQ(Words(".+broadcast|Title|%u4F60|f|#"), "notice to all: Title: 你");
+  EXPECT_EQ(Words(".+broadcast||text|f|#"), "notice to all: text");
+  EXPECT_EQ(Words(".+download_myfailed|a.txt|gone|#"), "a download has failed: a.txt: gone");
 }
 
 TEST(RecordWords, UnknownRecordHasNone) {

@@ -74,7 +74,8 @@ TEST_F(ChatSessionTest, EachRefusalHasItsSentence) {
       {".+ProhibitLanding|#", "account wang is disabled"},
       {".+landing_restrictions", "address 10.1.2.3, machine pc-1"},
       {".+busy_force|10.9.9.9|#", "logged in elsewhere (10.9.9.9)"},
-      {".+forced_disconnection|The server stops|#", "The server stops"}};
+      {".+forced_disconnection|The server stops|#", "The server stops"},
+      {".+disconnect|go%20home", "An administrator has ended the session: go home"}};
   for (const auto& [record, words] : refusals) {
     complaints_.clear();
     Begin();
@@ -231,6 +232,12 @@ TEST_F(ChatSessionTest, PresenceIsToldInWordsAndKept) {
   EXPECT_THAT(shown_, ElementsAre("* 7: away", "* 8: on the phone", "* 9: offline"));
 }
 
+TEST_F(ChatSessionTest, UsersWhoWereDisconnectedTogetherAreAllOffline) {
+  LogIn();
+  Hear(".+new_is_offline|7|8||#");
+  EXPECT_THAT(shown_, ElementsAre("* 7 is offline", "* 8 is offline"));
+}
+
 TEST_F(ChatSessionTest, KeepAliveGoesOutWhenDueAndItsEchoIsSilent) {
   LogIn();
   Pass(ChatSession::kKeepAliveMs - 1);
@@ -320,6 +327,81 @@ TEST_F(ChatConsoleTest, PresenceCommandsSendTheirRecord) {
   EXPECT_THAT(sent_, ElementsAre(".+go_away|10001|#", ".+on_line|10001|#", ".+stealth|10001|#"));
 }
 
+TEST_F(ChatConsoleTest, RetractTakesTextsBackFromTheLastOn) {
+  LogIn();
+  console_.Line("/to 7 first");
+  console_.Line("/group 5 second");
+  const std::string first = IdOf(sent_[0]), second = IdOf(sent_[1]);
+  sent_.clear();
+  console_.Line("/retract");
+  console_.Line("/retract");
+  EXPECT_THAT(sent_, ElementsAre(".+retract|1|5|10001|" + second + "||#",
+                                 ".+retract|0|7|10001|" + first + "||#"));
+  EXPECT_EQ(shown_.back(), "* taken back: \"first\" for 7");
+  EXPECT_EQ(session_.WithoutReceipt(), 0u);
+  EXPECT_FALSE(console_.Failed());
+  console_.Line("/retract");
+  EXPECT_THAT(complaints_, ElementsAre(HasSubstr("nothing to take back")));
+}
+
+TEST_F(ChatConsoleTest, TextThatWasTakenBackIsNotSentAgain) {
+  LogIn();
+  console_.Line("/to 7 first");
+  console_.Line("/retract");
+  session_.OnPeerClosed();
+  LogIn();
+  EXPECT_THAT(shown_, IsEmpty());
+}
+
+TEST_F(ChatConsoleTest, NudgeGoesToTheNamedUserOrTheTarget) {
+  LogIn();
+  names_.Learn(KnownNames::Kind::kUser, "8", "Li Si");
+  console_.Line("/nudge Li Si");
+  console_.Line("/to 7");
+  console_.Line("/nudge");
+  EXPECT_THAT(sent_, ElementsAre(".+jitter_window|8|10001|#", ".+jitter_window|7|10001|#"));
+}
+
+TEST_F(ChatConsoleTest, GroupCannotBeNudged) {
+  LogIn();
+  console_.Line("/group 5");
+  console_.Line("/nudge");
+  EXPECT_THAT(sent_, IsEmpty());
+  EXPECT_TRUE(console_.Failed());
+}
+
+TEST_F(ChatConsoleTest, NoticeGoesToAllItsReceivers) {
+  LogIn();
+  names_.Learn(KnownNames::Kind::kUser, "8", "Li");
+  console_.Line("/notice 7,,Li Meeting at 3");
+  console_.Line("/notice 7 a|b");
+  EXPECT_THAT(sent_, ElementsAre(".+notification|10001|7,8|Meeting at 3|||#",
+                                 ".+notification|10001|7|a%7Cb|||#"));
+  EXPECT_EQ(shown_.front(), "* notice for 7, Li (8): Meeting at 3");
+}
+
+TEST_F(ChatConsoleTest, RetractionNamesTheTextThatWasSeen) {
+  LogIn();
+  Hear(".+message|7|2026-01-02|03:04:05|hello%20you|f|M1|11|1|#");
+  Hear(".+clot_messeng|5|7|2026-01-02|03:04:05|to%20all|f|M2|2|1|#");
+  shown_.clear();
+  Hear(".+retract|0|7|M1||#");
+  Hear(".+retract|1|5|M2||#");
+  Hear(".+retract|0|7|M3||#");
+  EXPECT_THAT(shown_, ElementsAre("* 7 has taken back a message: \"hello you\"",
+                                  "* a message in group 5 was taken back: \"to all\"",
+                                  "* 7 has taken back a message"));
+}
+
+TEST_F(ChatConsoleTest, WithoutASessionNothingIsTakenBackNudgedOrPosted) {
+  for (const char* line : {"/retract", "/nudge 7", "/notice 7 T"}) {
+    complaints_.clear();
+    console_.Line(line);
+    EXPECT_THAT(complaints_, ElementsAre(HasSubstr("no session"))) << line;
+  }
+  EXPECT_TRUE(console_.Failed());
+}
+
 TEST_F(ChatConsoleTest, RequestsForTheProgramComeBack) {
   EXPECT_EQ(console_.Line("/quit").kind, ConsoleRequest::Kind::kQuit);
   EXPECT_EQ(console_.Line("/reconnect").kind, ConsoleRequest::Kind::kReconnect);
@@ -331,7 +413,8 @@ TEST_F(ChatConsoleTest, RequestsForTheProgramComeBack) {
 TEST_F(ChatConsoleTest, LinesThatCannotBeDoneAreNamedAndRemembered) {
   LogIn();
   for (const char* line :
-       {"/nothing", "/to", "/to a|b", "/wait x", "/wait -1", "/name 7", "text"}) {
+       {"/nothing", "/to", "/to a|b", "/wait x", "/wait -1", "/name 7", "text", "/retract",
+        "/nudge", "/nudge a|b", "/notice", "/notice 7", "/notice , T"}) {
     complaints_.clear();
     console_.Line(line);
     EXPECT_THAT(complaints_, SizeIs(1)) << line;
@@ -342,7 +425,7 @@ TEST_F(ChatConsoleTest, LinesThatCannotBeDoneAreNamedAndRemembered) {
 
 TEST_F(ChatConsoleTest, HelpListsEveryCommand) {
   console_.Line("/help");
-  EXPECT_THAT(shown_, AllOf(SizeIs(12), testing::Contains(StartsWith("* /to USERID"))));
+  EXPECT_THAT(shown_, AllOf(SizeIs(15), testing::Contains(StartsWith("* /to USERID"))));
 }
 
 TEST_F(ChatConsoleTest, GivenNameIsListed) {

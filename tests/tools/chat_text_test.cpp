@@ -76,5 +76,15 @@ TEST(FitsAField, RefusesWhatWouldEndFieldOrRecord) {
   for (std::string_view text : {"a|b", "a\nb", "a\rb", "a.+b"}) EXPECT_FALSE(FitsAField(text));
 }
 
+TEST(FieldText, PlainTextStaysAndEverythingReadsBack) {
+  for (const char* text : {"Disk 90% full", "磁盘", "it's", ""}) EXPECT_EQ(FieldText(text), text);
+  EXPECT_EQ(FieldText("a|b"), "a%7Cb");
+  EXPECT_EQ(FieldText("a%20b"), "a%2520b");
+  for (const char* text : {"a|b", "a.+b", "a\nb", "50%25", "%u4F60", "😀"}) {
+    EXPECT_EQ(ReadEscapedText(FieldText(text)), text);
+    EXPECT_TRUE(FitsAField(FieldText(text)));
+  }
+}
+
 }  // namespace
 }  // namespace vnq

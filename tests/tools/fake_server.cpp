@@ -54,11 +54,14 @@ void FakeServer::SendBytes(std::string_view bytes) {
   (void)!send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
-std::string FakeServer::Receive() {
+std::string FakeServer::ReceiveBytes() {
   char buffer[64 * 1024];
   const ssize_t got = Readable(client_) ? recv(client_, buffer, sizeof buffer, 0) : 0;
-  if (got <= 0) return "";
-  std::string text = Base64DecodeText(ansi_, std::string_view(buffer, static_cast<size_t>(got)));
+  return got > 0 ? std::string(buffer, static_cast<size_t>(got)) : "";
+}
+
+std::string FakeServer::Receive() {
+  std::string text = Base64DecodeText(ansi_, ReceiveBytes());
   text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
   return text;
 }

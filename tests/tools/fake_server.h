@@ -33,6 +33,9 @@ class FakeServer {
   /// closed.
   std::string Receive();
 
+  /// The same as it came.
+  std::string ReceiveBytes();
+
   /// Reads up to the client's close.
   void ReceiveAll();
 

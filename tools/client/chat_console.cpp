@@ -37,6 +37,10 @@ const ChatConsole::CommandRow ChatConsole::kCommands[] = {
     {"/away", "", "tell the others that you are away", &ChatConsole::Away},
     {"/back", "", "tell the others that you are online", &ChatConsole::Back},
     {"/hide", "", "be shown as offline, and stay logged in", &ChatConsole::Hide},
+    {"/retract", "", "take the last text back; again: the one before it", &ChatConsole::Retract},
+    {"/nudge", " [USERID]", "shake a user's window; without an id the target's",
+     &ChatConsole::Nudge},
+    {"/notice", " USERID,USERID TITLE", "post a notice to users", &ChatConsole::Notice},
     {"/wait", " SECONDS", "in a script: go on listening before the next line", &ChatConsole::Wait},
     {"/reconnect", "", "log in again; what has no receipt is sent again", &ChatConsole::Reconnect},
     {"/help", "", "this list; a text that begins with / is typed with //", &ChatConsole::Help},
@@ -124,6 +128,22 @@ ConsoleRequest ChatConsole::Back(std::string_view) {
 
 ConsoleRequest ChatConsole::Hide(std::string_view) {
   session_->SetPresence(".+stealth", "invisible");
+  return {};
+}
+
+ConsoleRequest ChatConsole::Retract(std::string_view) {
+  failed_ = !session_->RetractLast() || failed_;
+  return {};
+}
+
+ConsoleRequest ChatConsole::Nudge(std::string_view rest) {
+  failed_ = !session_->Nudge(rest) || failed_;
+  return {};
+}
+
+ConsoleRequest ChatConsole::Notice(std::string_view rest) {
+  const std::string_view receivers = TakeWord(rest);
+  failed_ = !session_->PostNotice(receivers, rest) || failed_;
   return {};
 }
 

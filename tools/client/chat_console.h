@@ -46,6 +46,9 @@ class ChatConsole {
   ConsoleRequest Away(std::string_view rest);
   ConsoleRequest Back(std::string_view rest);
   ConsoleRequest Hide(std::string_view rest);
+  ConsoleRequest Retract(std::string_view rest);
+  ConsoleRequest Nudge(std::string_view rest);
+  ConsoleRequest Notice(std::string_view rest);
   ConsoleRequest Wait(std::string_view rest);
   ConsoleRequest Reconnect(std::string_view rest);
   ConsoleRequest Help(std::string_view rest);

@@ -110,6 +110,7 @@ class ChatProgram : public ChatSink {
   void Hear(const std::vector<std::string>& records);
   void WriteConnection();
   void TakeTypedLines();
+  bool NothingMoreToDo() const;
   void Do(const ConsoleRequest& request);
   void SeeWhetherClosed();
   void BeginLeaving();
@@ -192,7 +193,7 @@ void ChatProgram::Step() {
   }
   TakeTypedLines();
   WriteConnection();
-  if (stopSignal != 0 || (screen_.InputEnded() && lines_.empty())) BeginLeaving();
+  if (stopSignal != 0 || NothingMoreToDo()) BeginLeaving();
   SeeWhetherClosed();
   LeaveWhenDue();
 }
@@ -222,7 +223,8 @@ int ChatProgram::PollTimeout() const {
   int64_t wakeMs = nowMs_ + kLongestPollMs;
   if (!texts_.empty()) wakeMs = std::min(wakeMs, nextTextMs_);
   if (stream_.HasRest()) wakeMs = std::min(wakeMs, heardMs_ + QuietMs());
-  if (!lines_.empty() && MayTakeLines()) wakeMs = std::min(wakeMs, linesFromMs_);
+  if ((!lines_.empty() && MayTakeLines()) || linesFromMs_ > nowMs_)
+    wakeMs = std::min(wakeMs, linesFromMs_);
   if (quitting_) wakeMs = std::min(wakeMs, std::max(leaveByMs_, nowMs_ + kQuietMs));
   return static_cast<int>(std::max<int64_t>(wakeMs - NowMs(), 0));
 }
@@ -270,6 +272,11 @@ void ChatProgram::TakeTypedLines() {
     Do(console_.Line(line));
     SaveNames();
   }
+}
+
+// At the end of the input, with its last line done; a wait at the end of a script counts, too.
+bool ChatProgram::NothingMoreToDo() const {
+  return screen_.InputEnded() && lines_.empty() && (screen_.IsTerminal() || nowMs_ >= linesFromMs_);
 }
 
 void ChatProgram::Do(const ConsoleRequest& request) {

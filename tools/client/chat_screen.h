@@ -16,6 +16,9 @@ class ChatScreen {
   /// With a terminal at both input and output lines are edited on it; else they are read and
   /// written as they are.
   ChatScreen(int inputFd, int outputFd, int errorFd);
+  ~ChatScreen() { Suspend(); }
+  ChatScreen(const ChatScreen&) = delete;
+  ChatScreen& operator=(const ChatScreen&) = delete;
 
   bool IsTerminal() const { return terminal_ != nullptr; }
   int inputFd() const { return inputFd_; }

@@ -1,7 +1,9 @@
 #include "tools/client/chat_session.h"
 
 #include <algorithm>
+#include <functional>
 
+#include "host/fields.h"
 #include "support/ids.h"
 #include "support/text_codecs.h"
 #include "tools/client/chat_text.h"
@@ -15,7 +17,15 @@ constexpr std::string_view kKeepAlive = ".+y|#";
 constexpr std::string_view kFontInfo = "Arial,10,0,False,False,False";
 
 constexpr size_t kMaxSeen = 4096;
+constexpr size_t kMaxSentTexts = 256;
 constexpr size_t kFirstWordsColumns = 40;
+
+// .+retract|0 person, 1 group|target|sender|Msg_ID||#
+std::string RetractRecord(bool isGroup, const std::string& target, const std::string& sender,
+                          const std::string& id) {
+  return std::string(".+retract|") + (isGroup ? "1" : "0") + "|" + target + "|" + sender + "|" +
+         id + "||#";
+}
 
 }  // namespace
 
@@ -29,10 +39,12 @@ const ChatSession::HandlerRow ChatSession::kHandlers[] = {
     {".+landing_restrictions", &ChatSession::OnRestricted},
     {".+busy_force", &ChatSession::OnBusyForce},
     {".+forced_disconnection", &ChatSession::OnForcedDisconnection},
+    {".+disconnect", &ChatSession::OnDisconnect},
     {".+reply", &ChatSession::OnReply},
     {".+y", &ChatSession::OnEcho},
     {".+message", &ChatSession::OnMessage},
     {".+clot_messeng", &ChatSession::OnGroupMessage},
+    {".+retract", &ChatSession::OnRetract},
 };
 
 ChatSession::ChatSession(ChatIdentity identity, KnownNames& names, ChatSink& sink)
@@ -125,6 +137,12 @@ void ChatSession::OnForcedDisconnection(const RecordFields& fields) {
   End("The server has ended the session: " + TerminalLine(ReadEscapedText(fields[1])));
 }
 
+// .+disconnect|text
+void ChatSession::OnDisconnect(const RecordFields& fields) {
+  const std::string reason = TerminalLine(ReadEscapedText(fields[1]));
+  End("An administrator has ended the session" + (reason.empty() ? "." : ": " + reason));
+}
+
 void ChatSession::OnPeerClosed() {
   if (state_ == State::kClosed) return;
   if (leaving_) {
@@ -168,8 +186,13 @@ void ChatSession::OnReply(const RecordFields& fields) {
   }
   sink_->Show("* delivered to the server: \"" + found->second.words + "\" for " +
               found->second.target);
-  sentOrder_.erase(std::find(sentOrder_.begin(), sentOrder_.end(), found->first));
-  unconfirmed_.erase(found);
+  Forget(fields[3]);
+}
+
+// The text needs no receipt any more.
+void ChatSession::Forget(const std::string& id) {
+  unconfirmed_.erase(id);
+  std::erase(sentOrder_, id);
 }
 
 // .+message|other party|date|time|text|font|Msg_ID|type|flags|#, from the older store without
@@ -181,6 +204,7 @@ void ChatSession::OnMessage(const RecordFields& fields) {
   const std::string text = TerminalLine(ReadMessageText(fields[4]));
   const bool own = !stored && IsOwnCopy(fields[7]);
   const std::string who = own ? "you to " + other + " (from your other device)" : other;
+  if (!stored) Remember(fields[6], text);
   ShowTimed(fields[2], fields[3], who + ": " + text);
 }
 
@@ -190,17 +214,29 @@ void ChatSession::OnGroupMessage(const RecordFields& fields) {
   names_->Learn(Kind::kUser, fields[2], "");
   const std::string who =
       fields[9] == "0" ? "you (from your other device)" : names_->Label(Kind::kUser, fields[2]);
+  Remember(fields[7], TerminalLine(ReadMessageText(fields[5])));
   ShowTimed(fields[3], fields[4],
             "[" + names_->Label(Kind::kGroup, fields[1]) + "] " + who + ": " +
                 TerminalLine(ReadMessageText(fields[5])));
 }
 
+// .+retract|scope|sender or group|Msg_ID|...|#
+void ChatSession::OnRetract(const RecordFields& fields) {
+  const auto found = received_.find(fields[3]);
+  const std::string what = found == received_.end() ? "" : ": \"" + found->second + "\"";
+  sink_->Show("* " + RecordWords(fields, *names_) + what);
+}
+
 bool ChatSession::ShowPresenceChange(const RecordFields& fields) {
   const std::string_view word = PresenceWord(fields.word());
   if (word.empty()) return false;
-  names_->Learn(Kind::kUser, fields[1], "");
-  presence_[fields[1]] = word;
-  sink_->Show("* " + names_->Label(Kind::kUser, fields[1]) + " is " + std::string(word));
+  // Several users at once where an administrator has disconnected them.
+  const bool isList = fields.word() == ".+new_is_offline";
+  for (size_t i = 1; i == 1 || (isList && !fields[i].empty() && fields[i] != "#"); ++i) {
+    names_->Learn(Kind::kUser, fields[i], "");
+    presence_[fields[i]] = word;
+    sink_->Show("* " + names_->Label(Kind::kUser, fields[i]) + " is " + std::string(word));
+  }
   return true;
 }
 
@@ -215,14 +251,23 @@ void ChatSession::ShowOther(const RecordFields& fields, std::string_view record)
 
 // A sender who missed a receipt sends again, and the server delivers again: the very same record.
 bool ChatSession::SeenBefore(std::string_view record) {
-  if (seen_.contains(record)) return true;
-  seen_.emplace(record);
-  seenOrder_.emplace_back(record);
+  const size_t hash = std::hash<std::string_view>()(record);
+  if (!seen_.insert(hash).second) return true;
+  seenOrder_.push_back(hash);
   if (seenOrder_.size() > kMaxSeen) {
     seen_.erase(seenOrder_.front());
     seenOrder_.pop_front();
   }
   return false;
+}
+
+void ChatSession::Remember(const std::string& id, const std::string& text) {
+  if (!received_.emplace(id, FirstWords(text, kFirstWordsColumns)).second) return;
+  receivedOrder_.push_back(id);
+  if (receivedOrder_.size() > kMaxSeen) {
+    received_.erase(receivedOrder_.front());
+    receivedOrder_.pop_front();
+  }
 }
 
 void ChatSession::ShowTimed(const std::string& date, const std::string& time,
@@ -260,6 +305,8 @@ bool ChatSession::SendText(std::string_view text) {
                                std::string(kFontInfo) + "|" + id + "|1|#";
     unconfirmed_[id] = {record, TerminalLine(FirstWords(text, kFirstWordsColumns)), TargetLabel()};
     sentOrder_.push_back(id);
+    sentTexts_.push_back({targetKind_, target_, id, unconfirmed_[id].words, TargetLabel()});
+    if (sentTexts_.size() > kMaxSentTexts) sentTexts_.erase(sentTexts_.begin());
     if (identity_.echo) sink_->Show("you to " + TargetLabel() + ": " + TerminalLine(text));
     sink_->SendRecord(record);
     return true;
@@ -276,11 +323,61 @@ void ChatSession::SendAgain() {
   }
 }
 
-void ChatSession::SetPresence(std::string_view command, std::string_view inWords) {
-  if (state_ != State::kReady) {
-    sink_->Complain("There is no session. /reconnect logs in again.");
-    return;
+bool ChatSession::IsReady() {
+  if (state_ == State::kReady) return true;
+  sink_->Complain("There is no session. /reconnect logs in again.");
+  return false;
+}
+
+bool ChatSession::RetractLast() {
+  if (!IsReady()) return false;
+  if (sentTexts_.empty()) {
+    sink_->Complain("There is nothing to take back: no text was sent in this session.");
+    return false;
   }
+  const SentText text = std::move(sentTexts_.back());
+  sentTexts_.pop_back();
+  Forget(text.id);
+  sink_->SendRecord(RetractRecord(text.kind == Kind::kGroup, text.target, userId_, text.id));
+  sink_->Show("* taken back: \"" + text.words + "\" for " + text.label);
+  return true;
+}
+
+// .+jitter_window|target|sender|#
+bool ChatSession::Nudge(std::string_view idOrName) {
+  if (!IsReady()) return false;
+  const bool ofTarget = idOrName.empty() && targetKind_ == Kind::kUser;
+  const std::string id = ofTarget ? target_ : names_->Resolve(Kind::kUser, idOrName);
+  if (id.empty() || !FitsAField(id)) {
+    sink_->Complain("Say whom: /nudge USERID; a group has no window.");
+    return false;
+  }
+  sink_->SendRecord(".+jitter_window|" + id + "|" + userId_ + "|#");
+  sink_->Show("* nudged " + names_->Label(Kind::kUser, id));
+  return true;
+}
+
+// .+notification|sender|receivers|title|content|link|#
+bool ChatSession::PostNotice(std::string_view receivers, std::string_view title) {
+  if (!IsReady()) return false;
+  std::string ids, labels;
+  for (const std::string& receiver : SplitText(receivers, ",")) {
+    if (receiver.empty()) continue;
+    const std::string id = names_->Resolve(Kind::kUser, receiver);
+    ids += (ids.empty() ? "" : ",") + id;
+    labels += (labels.empty() ? "" : ", ") + names_->Label(Kind::kUser, id);
+  }
+  if (ids.empty() || title.empty() || !FitsAField(ids) || title.size() > kMaxTextBytes) {
+    sink_->Complain("Say whom and what: /notice USERID,USERID TITLE.");
+    return false;
+  }
+  sink_->SendRecord(".+notification|" + userId_ + "|" + ids + "|" + FieldText(title) + "|||#");
+  sink_->Show("* notice for " + labels + ": " + TerminalLine(title));
+  return true;
+}
+
+void ChatSession::SetPresence(std::string_view command, std::string_view inWords) {
+  if (!IsReady()) return;
   sink_->SendRecord(std::string(command) + "|" + userId_ + "|#");
   sink_->Show("* you are " + std::string(inWords) + " now");
 }

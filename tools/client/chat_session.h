@@ -84,6 +84,16 @@ class ChatSession {
   /// Sends a text to the target. False, with a complaint, when it cannot go out.
   bool SendText(std::string_view text);
 
+  /// Asks the clients of the last text's target to remove it from their view; the next call takes
+  /// the text before it back. False, with a complaint, when there is none.
+  bool RetractLast();
+
+  /// Shakes a user's window; without an id that of the target.
+  bool Nudge(std::string_view idOrName);
+
+  /// Posts a notice to users, named by ids or known names that are joined by commas.
+  bool PostNotice(std::string_view receivers, std::string_view title);
+
   /// Changes the own presence: `.+on_line`, `.+go_away`, `.+stealth`.
   void SetPresence(std::string_view command, std::string_view inWords);
 
@@ -96,6 +106,10 @@ class ChatSession {
  private:
   struct Unconfirmed {
     std::string record, words, target;
+  };
+  struct SentText {
+    Kind kind;
+    std::string target, id, words, label;
   };
   using Handler = void (ChatSession::*)(const RecordFields&);
   struct HandlerRow {
@@ -113,14 +127,19 @@ class ChatSession {
   void OnRestricted(const RecordFields& fields);
   void OnBusyForce(const RecordFields& fields);
   void OnForcedDisconnection(const RecordFields& fields);
+  void OnDisconnect(const RecordFields& fields);
   void OnReply(const RecordFields& fields);
   void OnEcho(const RecordFields& fields);
   void OnMessage(const RecordFields& fields);
   void OnGroupMessage(const RecordFields& fields);
+  void OnRetract(const RecordFields& fields);
 
   bool ShowPresenceChange(const RecordFields& fields);
   void ShowOther(const RecordFields& fields, std::string_view record);
   bool SeenBefore(std::string_view record);
+  void Remember(const std::string& id, const std::string& text);
+  bool IsReady();
+  void Forget(const std::string& id);
   void ShowTimed(const std::string& date, const std::string& time, const std::string& line);
   void SendAgain();
   void End(const std::string& sentence);
@@ -145,8 +164,11 @@ class ChatSession {
   std::map<std::string, Unconfirmed> unconfirmed_;  // by Msg_ID
   std::vector<std::string> sentOrder_;              // Msg_IDs, oldest first
   std::map<std::string, std::string> presence_;     // word by user id
-  std::set<std::string, std::less<>> seen_;         // messages shown, to know a repeated delivery
-  std::deque<std::string> seenOrder_;
+  std::set<size_t> seen_;  // hashes of the messages shown, to know a repeated delivery
+  std::deque<size_t> seenOrder_;
+  std::vector<SentText> sentTexts_;              // that can be taken back, oldest first
+  std::map<std::string, std::string> received_;  // first words by Msg_ID
+  std::deque<std::string> receivedOrder_;
 };
 
 }  // namespace vnq

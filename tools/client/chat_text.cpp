@@ -4,6 +4,8 @@
 #include <iterator>
 #include <optional>
 
+#include "support/text_codecs.h"
+
 namespace vnq {
 namespace {
 
@@ -155,6 +157,14 @@ std::string ReadMessageText(std::string_view escaped) {
 bool FitsAField(std::string_view text) {
   return text.find_first_of("|\r\n") == std::string_view::npos &&
          text.find(".+") == std::string_view::npos;
+}
+
+std::string FieldText(std::string_view text) {
+  // A character of four bytes is in no legacy code page.
+  const auto isLong = [](char c) { return static_cast<unsigned char>(c) >= 0xF0; };
+  const bool plain = FitsAField(text) && ReadEscapedText(text) == text &&
+                     std::none_of(text.begin(), text.end(), isLong);
+  return plain ? std::string(text) : EscapeText(text);
 }
 
 std::string TerminalLine(std::string_view text) {

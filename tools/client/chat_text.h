@@ -23,6 +23,10 @@ std::string ReadMessageText(std::string_view escaped);
 /// True for a text that can stand in a field as it is: no '|', line break or ".+" in it.
 bool FitsAField(std::string_view text);
 
+/// The text for a field that may hold plain or escaped text: as it stands where ReadEscapedText
+/// reads it back unchanged and a field can carry it, else escaped.
+std::string FieldText(std::string_view text);
+
 /// One line that is safe on a terminal: valid UTF-8, control characters and direction overrides
 /// shown as U+FFFD, line breaks and tabs as blanks.
 std::string TerminalLine(std::string_view text);

@@ -103,10 +103,23 @@ std::string Jitter(const RecordFields& f, KnownNames& names) {
   return names.Label(Kind::kUser, f[1]) + " nudges you";
 }
 
-// .+customer_information|visitor|city|date|time|text|...
+// .+customer_information|visitor|city|date|time|text|...; a visitor who has just come may bring no
+// text
 std::string Visitor(const RecordFields& f, KnownNames&) {
-  return "visitor " + f[1] + " (" + ReadEscapedText(f[2]) + ") at " + f[4] + ": " +
-         ReadMessageText(f[5]);
+  std::string line = "visitor " + ReadEscapedText(f[1]);
+  if (!f[2].empty()) line += " (" + ReadEscapedText(f[2]) + ")";
+  line += " at " + f[4];
+  return line + (f[5].empty() ? " is here" : ": " + ReadMessageText(f[5]));
+}
+
+// .+broadcast|title|text|font|#
+std::string Broadcast(const RecordFields& f, KnownNames&) {
+  return "notice to all" + Quoted(f[1]) + Quoted(f[2]);
+}
+
+// .+download_myfailed|file|reason|#
+std::string FailedDownload(const RecordFields& f, KnownNames&) {
+  return "a download has failed" + Quoted(f[1]) + Quoted(f[2]);
 }
 
 // .+meeting_message|one party|other party|video|login 1|login 2|state|...
@@ -117,8 +130,27 @@ std::string Meeting(const RecordFields& f, KnownNames& names) {
          names.Label(Kind::kUser, f[1]) + " " + state;
 }
 
+// .+meeting_force|...
+std::string ForcedEnd(const RecordFields&, KnownNames&) {
+  return "a call was ended by force";
+}
+
+// .+request_remote|sender|date and time|mode|#, at a mobile
+// .+request_remote|target|sender|state|close role|id|#
 std::string RemoteRequest(const RecordFields& f, KnownNames& names) {
-  return names.Label(Kind::kUser, f[1]) + " asks for remote assistance";
+  const std::string& sender = f.size() > 5 ? f[2] : f[1];
+  return names.Label(Kind::kUser, sender) + " asks for remote assistance";
+}
+
+// .+reply_request_my_remote|other party|date and time|address|answer|#
+std::string AnsweredElsewhere(const RecordFields& f, KnownNames& names) {
+  return "you have answered " + names.Label(Kind::kUser, f[1]) +
+         " about remote assistance on your other device";
+}
+
+// .+remote_control|sender|date and time|address|order|#
+std::string RemoteOrder(const RecordFields& f, KnownNames& names) {
+  return names.Label(Kind::kUser, f[1]) + " gives an order of remote assistance" + Quoted(f[4]);
 }
 
 std::string RemoteAnswer(const RecordFields& f, KnownNames& names) {
@@ -146,8 +178,13 @@ constexpr WordsRow kWords[] = {
     {".+modify_account", ChangedAccount},
     {".+jitter_window", Jitter},
     {".+customer_information", Visitor},
+    {".+broadcast", Broadcast},
+    {".+download_myfailed", FailedDownload},
     {".+meeting_message", Meeting},
+    {".+meeting_force", ForcedEnd},
     {".+request_remote", RemoteRequest},
+    {".+reply_request_my_remote", AnsweredElsewhere},
+    {".+remote_control", RemoteOrder},
     {".+reply_request_remote", RemoteAnswer},
     {".+no_request_remote", RemoteRefused},
 };

@@ -2,9 +2,11 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <spdlog/spdlog.h>
 #include <sqlite3.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -15,9 +17,6 @@
 #include <fstream>
 #include <sstream>
 
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
-
 #include "support/base64_text.h"
 #include "tools/init_command.h"
 
@@ -25,7 +24,8 @@ namespace vnq {
 namespace {
 
 constexpr uint16_t kMainPort = 6004;
-constexpr int kIdleTurns = 3;  // loopback traffic is there at once; the rest is for what one turn makes ready
+constexpr int kIdleTurns =
+    3;  // loopback traffic is there at once; the rest is for what one turn makes ready
 
 // An address that no other test that runs now has: from the process number and a count.
 std::string OwnAddress() {
@@ -39,12 +39,25 @@ void WriteFile(const std::string& path, std::string_view content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
+void BindTo(int descriptor, const std::string& address) {
+  sockaddr_in own{};
+  own.sin_family = AF_INET;
+  inet_pton(AF_INET, address.c_str(), &own.sin_addr);
+  EXPECT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&own), sizeof own), 0) << address;
+}
+
 }  // namespace
+
+std::string DefaultSettings(std::string_view more) {
+  return fmt::format("[server_connection]\nDB_TYPE=access\nDataBaseName=\\Web\\Data\\vnq.db\n{}\n",
+                     more);
+}
 
 // --- TestClient ---
 
-TestClient::TestClient(TestServer& server, uint16_t port)
+TestClient::TestClient(TestServer& server, uint16_t port, const std::string& from)
     : server_(&server), descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  if (!from.empty()) BindTo(descriptor_, from);
   sockaddr_in peer{};
   peer.sin_family = AF_INET;
   peer.sin_port = htons(port);
@@ -118,6 +131,11 @@ std::string TestClient::ReceiveBytes() {
   return std::exchange(received_, {});
 }
 
+std::string TestClient::ReceiveNow() {
+  Drain();
+  return std::exchange(received_, {});
+}
+
 std::string TestClient::Receive() {
   const std::string wire = ReceiveBytes();
   std::string bytes;
@@ -187,7 +205,7 @@ void TestServer::MakeFolder(const TestServerOptions& options) {
   std::filesystem::create_directories(folder_ + "/Web/Data");
   std::filesystem::create_directories(folder_ + "/Web/download");
   if (!options.settings.empty()) {
-    WriteFile(folder_ + "/Web/Data/DataBase.ini", page_ ? options.settings : options.settings);
+    WriteFile(folder_ + "/Web/Data/DataBase.ini", options.settings);
   }
   WriteFile(folder_ + "/Web/download/log.txt", options.versionFile);
   std::ostringstream said;
@@ -213,10 +231,12 @@ void TestServer::AdvanceMs(int64_t ms) {
   }
 }
 
-TestClient TestServer::ConnectTo(uint16_t port) { return TestClient(*this, port); }
+TestClient TestServer::ConnectTo(uint16_t port) {
+  return TestClient(*this, port);
+}
 
-TestClient TestServer::Connect() {
-  TestClient client = ConnectTo(kMainPort);
+TestClient TestServer::Connect(const std::string& from) {
+  TestClient client(*this, kMainPort, from);
   EXPECT_EQ(client.Receive(), ".+SuccessfulConnection|#");
   return client;
 }
@@ -256,6 +276,10 @@ void TestServer::Run(const std::string& statements) {
   sqlite3_exec(database_, statements.c_str(), nullptr, nullptr, &error);
   EXPECT_EQ(error, nullptr) << error << ": " << statements;
   sqlite3_free(error);
+}
+
+Lines TestServer::Log() {
+  return Rows("select Txt,UserID,Ip,Ico from ServerLog");
 }
 
 void TestServer::AddUser(const std::string& userId, const std::vector<std::string>& columns) {

@@ -1,16 +1,16 @@
 // A whole server inside the test program: real sockets, a real database file, a stepped clock.
 //
-// Everything runs on the test's one thread. Time stands still until the test advances it, and the server works only
-// while the test pumps it (each verb of TestClient and TestServer does).
+// Everything runs on the test's one thread. Time stands still until the test advances it, and the
+// server works only while the test pumps it (each verb of TestClient and TestServer does).
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "host/index_form/index_form.h"
 
@@ -20,10 +20,15 @@ namespace vnq {
 
 class TestServer;
 
-/// One connection to the server, kept by the test. Not connected to anything when the server did not accept.
+/// Rows, records, lines: what a test compares as a whole.
+using Lines = std::vector<std::string>;
+
+/// One connection to the server, kept by the test. Not connected to anything when the server did
+/// not accept.
 class TestClient {
  public:
-  TestClient(TestServer& server, uint16_t port);
+  /// from: the client's own loopback address; empty for the one that the system picks.
+  TestClient(TestServer& server, uint16_t port, const std::string& from = {});
   ~TestClient();
   TestClient(TestClient&& other) noexcept;
   TestClient& operator=(TestClient&&) = delete;
@@ -32,7 +37,8 @@ class TestClient {
   void Send(std::string_view records);
   /// Sends bytes as they are, and pumps the server.
   void SendBytes(std::string_view bytes);
-  /// The same two without pumping: what is sent this way before the next verb is all there when the server looks.
+  /// The same two without pumping: what is sent this way before the next verb is all there when the
+  /// server looks.
   void SendQuietly(std::string_view records);
   void SendBytesQuietly(std::string_view bytes);
 
@@ -40,6 +46,9 @@ class TestClient {
   std::string Receive();
   /// The same as it came on the wire.
   std::string ReceiveBytes();
+
+  /// What has come by now, as on the wire, without pumping the server.
+  std::string ReceiveNow();
 
   /// Ends the client's side. The server acts on it at the next pump.
   void Close();
@@ -60,12 +69,17 @@ class TestClient {
   std::string received_;
 };
 
+/// DataBase.ini of an embedded database as `vnqctl init` names it, with further lines of its first
+/// section.
+std::string DefaultSettings(std::string_view more = {});
+
 struct TestServerOptions {
   int languageId = 1033;
   int codePage = 936;
-  std::string settings;  ///< lines of DataBase.ini that take the place of the default file; see DefaultSettings
+  std::string settings =
+      {};  ///< lines of DataBase.ini that take the place of the default file; see DefaultSettings
   std::string versionFile = "0|0";
-  std::string sql;  ///< run on the database before load, beside the schema
+  std::string sql = {};  ///< run on the database before load, beside the schema
 };
 
 class TestServer {
@@ -83,10 +97,11 @@ class TestServer {
   void Tick() { AdvanceMs(1000); }
 
   /// A new connection to the main port, its greeting taken.
-  TestClient Connect();
+  TestClient Connect(const std::string& from = {});
   /// A new connection to a port, its greeting not taken.
   TestClient ConnectTo(uint16_t port);
-  /// A connection tagged with a user's desktop (state 1) or mobile (state 3) session, all that came for it taken.
+  /// A connection tagged with a user's desktop (state 1) or mobile (state 3) session, all that came
+  /// for it taken.
   TestClient Online(const std::string& userId, int state = 1);
 
   /// The rows of a select, a row a text: columns joined by '|', NULL as "NULL".
@@ -95,6 +110,8 @@ class TestServer {
   std::string Value(const std::string& select);
   /// Runs statements as another program does.
   void Run(const std::string& statements);
+  /// All rows of ServerLog in the order of writing: Txt|UserID|Ip|Ico.
+  Lines Log();
   /// Adds a user; further columns as "Column=value" texts.
   void AddUser(const std::string& userId, const std::vector<std::string>& columns = {});
 
@@ -109,6 +126,12 @@ class TestServer {
   const std::string& folder() const { return folder_; }
   const AnsiText& page() const { return *page_; }
   LocalTime Now() const { return clock_.Now(); }
+
+  /// State, tag and waiting records of a main-port slot; a test's connections get the slots from 1
+  /// on.
+  SocketState State(SlotIndex slot) { return host().SckServer.State(slot); }
+  std::string Tag(SlotIndex slot) { return host().SckServer.Tag(slot); }
+  std::string Waiting(SlotIndex slot) { return host().ReplyBuffer[slot]; }
 
   /// Text of a language key as the server reads it.
   std::string Lang(std::string_view key) { return form_->host().ReadLang(key); }

@@ -1,0 +1,108 @@
+// Managed computers: they register, answer the console, and report USB disks.
+#include <strings.h>
+
+#include "endpoints/endpoints.h"
+#include "endpoints/plain_text.h"
+#include "host/server_log.h"
+
+namespace vnq {
+namespace {
+
+// The peer on the control channel that steers managed computers.
+constexpr std::string_view kConsole = "VNQPcTelnet";
+constexpr size_t kInformationFields = 15;
+
+// Fields behind the last one wanted are cut off; with one missing there is no record.
+Expr SubmitInformationRecord(const Fields& fields) {
+  Expr record(".+submit_information|");
+  for (size_t field = 1; field <= kInformationFields; ++field) {
+    record = Join(record, fields[field], "|");
+  }
+  return Join(record, "#");
+}
+
+void AssignEndpoint(Cursor& row, const Fields& fields, const std::string& remoteIp) {
+  row.Set("UserName", fields[2]);
+  row.Set("Upan", fields[3]);
+  row.Set("LocalIP", remoteIp);
+  row.Set("UserIcoLine", 1);
+  row.Update();
+}
+
+// Kept: only a single row counts as known. Of a name with two rows each landing makes one more.
+void SaveEndpoint(Host& host, const Fields& fields, const std::string& remoteIp) {
+  Cursor Adodc2(host.database);
+  Adodc2.Open(Sql("Select *  from Users_WinInfo where WindowsInfo='?'", fields[1]));
+  if (Adodc2.RecordCount() != 1) {
+    Adodc2.AddNew();
+    Adodc2.Set("WindowsInfo", fields[1]);
+  }
+  AssignEndpoint(Adodc2, fields, remoteIp);
+  Adodc2.Close();
+}
+
+// "true" and "false" in any letter case, and numbers, of which 0 is false; anything else is no
+// truth value.
+std::optional<bool> ToBoolean(const Expr& value) {
+  if (strcasecmp(value.text().c_str(), "true") == 0) return true;
+  if (strcasecmp(value.text().c_str(), "false") == 0) return false;
+  const std::optional<double> number = ToNumber(value);
+  return number ? std::optional<bool>(*number != 0) : std::nullopt;
+}
+
+// What a computer reports of a disk, as the log says it. Of a kind that is neither there are no
+// words, not even the computer's own.
+Expr DiskWords(Host& host, const Expr& computer, int16_t kind, bool inserted) {
+  if (kind == 1) return Join(computer, host.ReadLang(inserted ? "im57" : "im56"));
+  if (kind == 2) return Join(computer, host.texts.ReadLang("PcTelnet", inserted ? "im3" : "im2"));
+  return "";
+}
+
+// --- Commands ---
+
+// .+landing|endpoint|user|Upan|#
+void HandleEndpointLanding(Host& host, Fields& fields, SlotIndex slot,
+                           const std::string& remoteIp) {
+  host.loop.Yield();
+  if (Is(fields[1], "")) fields.Set(1, remoteIp);
+  DropHolders(host, host.SckServer6008, fields[1]);
+  if (fields[1].ok()) host.SckServer6008.SetTag(slot, fields[1].text());
+  SaveEndpoint(host, fields, remoteIp);
+}
+
+// .+submit_information|15 fields|#
+void HandleSubmitInformation(Host& host, Fields& fields, SlotIndex, const std::string&) {
+  const SlotIndex console = FindConnected(host.SckServer6003, kConsole);
+  if (console == kNoSlot) return;
+  host.loop.Yield();
+  SendPlainText(host, host.SckServer6003, console, SubmitInformationRecord(fields));
+}
+
+// .+insert_U_disk|text|user|1 or 2|inserted|#
+void HandleInsertUDisk(Host& host, Fields& fields, SlotIndex, const std::string& remoteIp) {
+  const bool inserted = ToBoolean(fields[4]).value_or(false);
+  int16_t kind = 0;
+  Assign(kind, ToInt16(fields[3]));
+  std::string text;
+  Assign(text, DiskWords(host, fields[1], kind, inserted));
+  WriteServerLog(host, text, fields[2], remoteIp,
+                 inserted ? LogIcon::kDiskInserted : LogIcon::kDiskRemoved);
+}
+
+// clang-format off
+constexpr PlainTextRow kEndpointCommands[] = {
+  {".+landing",            HandleEndpointLanding,   "Registers a computer, and drops whoever held its name."},
+  {".+submit_information", HandleSubmitInformation, "Hands what a computer tells about itself to the console."},
+  {".+insert_U_disk",      HandleInsertUDisk,       "Logs that a USB disk came or went."},
+};
+// clang-format on
+
+}  // namespace
+
+void OnEndpointPortData(Host& host, SlotIndex slot, const std::string& bytes) {
+  const std::string remoteIp = host.SckServer6008.RemoteHostIP(slot);
+  Fields fields = Fields::Split(host.page.FromBytes(bytes));
+  RunPlainText(host, kEndpointCommands, fields, slot, remoteIp);
+}
+
+}  // namespace vnq

@@ -1,0 +1,44 @@
+#include "host/open_database.h"
+
+#include <spdlog/spdlog.h>
+
+#include <utility>
+
+namespace vnq {
+namespace {
+
+// Stands where no driver serves the configured database: every statement fails, and so is skipped.
+class NoDriver : public SqlDriver {
+ public:
+  explicit NoDriver(std::string why) : why_(std::move(why)) { spdlog::error("{}", why_); }
+
+  bool Query(std::string_view, std::span<const SqlValue>, SqlRows&) override { return false; }
+  bool Execute(std::string_view, std::span<const SqlValue>) override { return false; }
+  bool Insert(const SqlRows&, std::span<const SqlAssignment>) override { return false; }
+  bool UpdateRow(const SqlRows&, size_t, std::span<const SqlAssignment>) override { return false; }
+  bool DeleteRow(const SqlRows&, size_t) override { return false; }
+  bool SyncCommitted() override { return true; }
+  const std::string& LastError() const override { return why_; }
+
+ private:
+  std::string why_;
+};
+
+}  // namespace
+
+std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
+                                                  const PlatformSettings& platform,
+                                                  const PathMapper& paths,
+                                                  const std::string& AppPath) {
+  if (!settings.IsAccess()) {
+    return std::make_unique<NoDriver>("DataBase.ini: DB_TYPE=" + settings.DbType +
+                                      ": no driver for server databases in this build");
+  }
+  SqliteOptions options;
+  options.path = paths.Map(AppPath + settings.DataBaseName);
+  options.busyTimeoutMs = platform.busyTimeoutMs;
+  options.durability = platform.durability;
+  return OpenSqlite(std::move(options));
+}
+
+}  // namespace vnq

@@ -1,0 +1,20 @@
+// The database that a deployment's settings name.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/platform_settings.h"
+#include "host/settings.h"
+#include "platform/paths.h"
+#include "platform/sql_driver.h"
+
+namespace vnq {
+
+/// Never null: a database that cannot be served fails every statement, and says why in LastError().
+std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
+                                                  const PlatformSettings& platform,
+                                                  const PathMapper& paths,
+                                                  const std::string& AppPath);
+
+}  // namespace vnq

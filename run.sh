@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, makes a demo folder and runs the server on it until Ctrl-C.
+set -euo pipefail
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+
+Usage() {
+  cat <<'END'
+usage: ./run.sh [--bind ADDRESS] [--help]
+
+  --bind ADDRESS  address that the server listens on; 127.0.0.1 unless given, so that
+                  nobody but this machine reaches it. 0.0.0.0 opens it to every network
+
+The demo folder is ./demo, with an embedded database, some users and a group. It stays
+between runs; remove it to begin anew. As root, or with sudo, missing Debian packages are
+installed first.
+END
+}
+
+bind=127.0.0.1
+while [[ $# -gt 0 ]]; do
+  case "$1" in
+    --bind)
+      [[ $# -ge 2 ]] || { Usage >&2 && exit 2; }
+      bind=$2
+      shift
+      ;;
+    --bind=*) bind=${1#--bind=} ;;
+    --help | -h)
+      Usage
+      exit 0
+      ;;
+    *)
+      Usage >&2
+      exit 2
+      ;;
+  esac
+  shift
+done
+# A client on this machine reaches a server on all addresses at the loopback one.
+server_address=$bind
+[[ "$bind" != 0.0.0.0 ]] || server_address=127.0.0.1
+
+cd "$here"
+build=build/release
+log=build/logs/run.log
+demo=demo
+mkdir -p build/logs
+
+# Quiet <what> <command...>: the output goes to the log, and its end is shown only on failure.
+Quiet() {
+  local what=$1
+  shift
+  if ! "$@" >>"$log" 2>&1 </dev/null; then
+    echo "$what failed; the end of $log:" >&2
+    tail -n 30 "$log" >&2
+    exit 1
+  fi
+}
+
+: >"$log"
+scripts/install_packages.sh run
+if [[ ! -f $build/build.ninja ]]; then
+  echo "Building; the first time takes some minutes ..."
+  Quiet "Configuring" cmake -S . -B $build -G Ninja -DCMAKE_BUILD_TYPE=Release
+fi
+Quiet "Building" cmake --build $build --target vnq_main_service vnqctl
+
+accounts=$($build/bin/vnqctl init --app-path $demo --demo)
+printf '%s\n\n' "$accounts"
+
+# The first two sample accounts: "login name" and "password" of the table that init prints.
+ChatLines() {
+  awk -v tool="$build/bin/vnqctl" -v address="$server_address" '
+    /^UserID +login name +password/ { inTable = 1; next }
+    inTable && NF >= 4 && shown < 2 {
+      secret = $3 == "(changed)" ? "" : "VNQ_PASSWORD=" $3 " "
+      print "  " secret tool " chat --server " address " --user " $2
+      shown++
+    }' <<<"$accounts"
+}
+
+ShowHints() {
+  printf '\nThe server is ready. Try it from two other terminals, in %s:\n\n' "$here"
+  ChatLines
+  printf '\nCtrl-C stops the server.\n\n'
+}
+
+# Its diagnostics come through this script, which waits for the word "ready" among them.
+exec 3< <(exec $build/bin/vnq_main_service --app-path $demo --bind "$bind" 2>&1)
+server=$!
+trap 'kill -TERM $server 2>/dev/null || true' INT TERM HUP
+
+told=no
+while IFS= read -r line <&3; do
+  printf '%s\n' "$line" >&2
+  if [[ $told == no && "$line" =~ (^|[^a-z])ready([^a-z]|$) ]]; then
+    told=yes
+    ShowHints
+  fi
+done
+
+result=0
+wait "$server" || result=$?
+# A signal that comes during the wait ends the wait, not the server.
+while kill -0 "$server" 2>/dev/null; do
+  wait "$server" && result=0 || result=$?
+done
+exit $result

@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs the tests. The last line is "N passed, N failed".
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+
+Usage() {
+  cat <<'END'
+usage: ./test.sh [--full] [--help]
+
+  (nothing)  what every change must pass: formatting, layers, a release build with
+             warnings as errors, all tests, the same tests under the address and
+             undefined-behaviour sanitizers, clang-tidy on what changed
+  --full     what a release must pass: also a debug build, clang-tidy on everything,
+             tests that take long, and a minute of libFuzzer on each fuzz target
+
+Logs are in build/logs. The exit code is 0 when something ran and nothing failed.
+As root, or with sudo, missing Debian packages are installed first.
+END
+}
+
+full=no
+for argument in "$@"; do
+  case "$argument" in
+    --full) full=yes ;;
+    --help | -h)
+      Usage
+      exit 0
+      ;;
+    *)
+      Usage >&2
+      exit 2
+      ;;
+  esac
+done
+
+source scripts/steps.sh
+tidy_seconds=${VNQ_TIDY_SECONDS:-240}
+fuzz_seconds=${VNQ_FUZZ_SECONDS:-60}
+test_options=(-LE '^long$')
+package_list=test
+if [[ $full == yes ]]; then
+  test_options=()
+  package_list=full
+fi
+
+Finish() {
+  echo
+  echo "took $SECONDS s"
+  echo "$passed passed, $failed failed"
+  [[ $failed -eq 0 && $passed -gt 0 ]]
+  exit
+}
+
+# Build <folder> <cmake options...>
+Build() {
+  local folder=$1
+  shift
+  cmake -S . -B "$folder" -G Ninja -DVNQ_BUILD_TESTS=ON -DVNQ_WARNINGS_AS_ERRORS=ON "$@" &&
+    cmake --build "$folder"
+}
+
+BuildFuzzers() {
+  cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+    -DVNQ_BUILD_FUZZERS=ON -DVNQ_SANITIZE=address,undefined -DVNQ_WARNINGS_AS_ERRORS=OFF &&
+    cmake --build build/fuzz
+}
+
+# New inputs are kept in build/, the seeds stay as they are.
+Fuzz() {
+  local name=$1 found="build/fuzz/found/$1" seeds="fuzz/corpus/$1"
+  mkdir -p "$found"
+  [[ -d "$seeds" ]] || seeds=
+  "build/fuzz/bin/fuzz_$name" -max_total_time="$fuzz_seconds" -max_len=4096 -print_final_stats=1 \
+    -artifact_prefix="build/fuzz/crash-$name-" "$found" $seeds
+}
+
+export ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1
+export UBSAN_OPTIONS=print_stacktrace=1
+
+Step "packages" scripts/install_packages.sh "$package_list" || Finish
+Step "formatting" scripts/format.sh --check
+Step "layers" scripts/check_layers.sh
+
+if Step "release build" Build build/release -DCMAKE_BUILD_TYPE=Release; then
+  Tests "release tests" build/release "${test_options[@]}"
+fi
+Step "headers alone" cmake --build build/release --target vnq_headers
+if Step "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \
+  -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DVNQ_SANITIZE=address,undefined; then
+  Tests "sanitizer tests" build/asan "${test_options[@]}"
+fi
+
+if [[ $full == no ]]; then
+  Step "clang-tidy on changes" scripts/tidy.sh --seconds "$tidy_seconds"
+  Finish
+fi
+
+if Step "debug build" Build build/debug -DCMAKE_BUILD_TYPE=Debug; then
+  Tests "debug tests" build/debug
+fi
+Step "clang-tidy" scripts/tidy.sh --all
+if Step "fuzzer build" BuildFuzzers; then
+  for source in fuzz/*.cpp; do
+    name=$(basename "$source" .cpp)
+    [[ "$name" == standalone_main ]] || Step "fuzz $name" Fuzz "$name"
+  done
+fi
+Finish

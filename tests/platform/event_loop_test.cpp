@@ -1,0 +1,183 @@
+#include "platform/event_loop.h"
+
+#include <gtest/gtest.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace vnq {
+namespace {
+
+class EventLoopTest : public ::testing::Test {
+ protected:
+  void Pump() {
+    while (loop.Turn(0)) {
+    }
+  }
+
+  SteppedClock clock{{2026, 1, 2, 3, 4, 5}};
+  EventLoop loop{clock};
+  std::vector<std::string> said;
+};
+
+TEST_F(EventLoopTest, HandlersRunInTheOrderOfTheirStart) {
+  for (const char* name : {"a", "b", "c"}) {
+    loop.StartHandler([this, name] { said.push_back(name); });
+  }
+  Pump();
+  EXPECT_EQ(said, (std::vector<std::string>{"a", "b", "c"}));
+}
+
+TEST_F(EventLoopTest, AYieldLetsEverythingThatIsReadyRunFirst) {
+  loop.StartHandler([this] {
+    said.push_back("before");
+    loop.Yield();
+    said.push_back("after");
+  });
+  loop.StartHandler([this] { said.push_back("other"); });
+  loop.Enqueue([this] { said.push_back("step"); });
+  Pump();
+  EXPECT_EQ(said, (std::vector<std::string>{"before", "other", "step", "after"}));
+}
+
+TEST_F(EventLoopTest, AYieldSeesWhatTheKernelHasByThen) {
+  int pipes[2];
+  ASSERT_EQ(pipe(pipes), 0);
+  struct Reader : EventLoop::Watcher {
+    void OnEvents(uint32_t) override {
+      char byte;
+      ASSERT_EQ(read(descriptor, &byte, 1), 1);
+      loop->StartHandler([this] { said->push_back("read"); });
+    }
+    int descriptor;
+    EventLoop* loop;
+    std::vector<std::string>* said;
+  } reader;
+  reader.descriptor = pipes[0];
+  reader.loop = &loop;
+  reader.said = &said;
+  ASSERT_TRUE(loop.Watch(pipes[0], EPOLLIN, &reader));
+  loop.StartHandler([&] {
+    ASSERT_EQ(write(pipes[1], "x", 1), 1);
+    loop.Yield();
+    said.push_back("after");
+  });
+  Pump();
+  EXPECT_EQ(said, (std::vector<std::string>{"read", "after"}));
+  loop.Unwatch(pipes[0]);
+  close(pipes[0]);
+  close(pipes[1]);
+}
+
+TEST_F(EventLoopTest, ASuspendedHandlerWaitsUntilItIsWoken) {
+  EventLoop::Handler* waiting = nullptr;
+  loop.StartHandler([&] {
+    waiting = loop.CurrentHandler();
+    loop.Suspend();
+    said.push_back("woken");
+  });
+  Pump();
+  EXPECT_TRUE(said.empty());
+  EXPECT_EQ(loop.LiveHandlers(), 1u);
+  loop.Wake(waiting);
+  Pump();
+  EXPECT_EQ(said, std::vector<std::string>{"woken"});
+  EXPECT_EQ(loop.LiveHandlers(), 0u);
+}
+
+TEST_F(EventLoopTest, ALateTickRunsOnceAndThePeriodDoesNotShift) {
+  int ticks = 0;
+  loop.StartTimer(1000, [&] { ++ticks; });
+  clock.AdvanceMs(999);
+  Pump();
+  EXPECT_EQ(ticks, 0);
+  clock.AdvanceMs(3700);  // at 4,699 ms: four ticks late
+  Pump();
+  EXPECT_EQ(ticks, 1);
+  clock.AdvanceMs(301);  // at 5,000 ms
+  Pump();
+  EXPECT_EQ(ticks, 2);
+}
+
+TEST_F(EventLoopTest, ATickDoesNotWaitForTheOneBefore) {
+  int started = 0;
+  loop.StartTimer(1000, [&] {
+    ++started;
+    loop.Suspend();
+  });
+  for (int i = 0; i < 3; ++i) {
+    clock.AdvanceMs(1000);
+    Pump();
+  }
+  EXPECT_EQ(started, 3);
+  loop.UnwindHandlers();
+}
+
+TEST_F(EventLoopTest, AStoppedTimerRunsNoMore) {
+  int ticks = 0;
+  const auto timer = loop.StartTimer(1000, [&] { ++ticks; });
+  loop.StopTimer(timer);
+  clock.AdvanceMs(5000);
+  Pump();
+  EXPECT_EQ(ticks, 0);
+}
+
+TEST_F(EventLoopTest, ThousandsOfHandlersCanWaitAtOnce) {
+  constexpr int kHandlers = 4000;
+  int ended = 0;
+  for (int i = 0; i < kHandlers; ++i) {
+    loop.StartHandler([&] {
+      loop.Yield();
+      loop.Yield();
+      ++ended;
+    });
+  }
+  Pump();
+  EXPECT_EQ(ended, kHandlers);
+}
+
+TEST_F(EventLoopTest, HandlersInsideCatchBlocksDoNotSeeEachOthersExceptions) {
+  for (const char* name : {"a", "b"}) {
+    loop.StartHandler([this, name] {
+      try {
+        throw std::string(name);
+      } catch (const std::string&) {
+        loop.Yield();
+        try {
+          throw;
+        } catch (const std::string& own) {
+          said.push_back(own);
+        }
+      }
+    });
+  }
+  Pump();
+  EXPECT_EQ(said, (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(EventLoopTest, UnwindingRunsTheDestructorsOfWaitingHandlers) {
+  struct Owner {
+    ~Owner() { said->push_back("gone"); }
+    std::vector<std::string>* said;
+  };
+  loop.StartHandler([this] {
+    const Owner owner{&said};
+    loop.Suspend();
+    said.push_back("never");
+  });
+  Pump();
+  loop.UnwindHandlers();
+  EXPECT_EQ(said, std::vector<std::string>{"gone"});
+}
+
+TEST_F(EventLoopTest, WithoutHandlersOnlyPlainStepsRun) {
+  loop.StartHandler([this] { said.push_back("handler"); });
+  loop.Enqueue([this] { said.push_back("step"); });
+  loop.TurnWithoutHandlers(0);
+  EXPECT_EQ(said, std::vector<std::string>{"step"});
+}
+
+}  // namespace
+}  // namespace vnq
