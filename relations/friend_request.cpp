@@ -1,6 +1,6 @@
 // A request for a friendship, decided by how the user asked wants to be asked.
+#include "host/version_counters.h"
 #include "relations/friends.h"
-#include "relations/group_rows.h"
 #include "relations/telling.h"
 
 namespace vnq {

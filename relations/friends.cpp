@@ -1,7 +1,7 @@
 #include "relations/friends.h"
 
+#include "host/version_counters.h"
 #include "messaging/messaging.h"
-#include "relations/group_rows.h"
 #include "support/ids.h"
 #include "support/text_codecs.h"
 

@@ -1,6 +1,6 @@
 #include "relations/group_consent.h"
 
-#include "relations/group_rows.h"
+#include "host/version_counters.h"
 #include "relations/relations.h"
 #include "relations/telling.h"
 
@@ -31,10 +31,7 @@ void ParkConcerned(const Verification& run) {
 }
 
 void BumpMembership(const Verification& run) {
-  Cursor counters(run.host.database);
-  counters.Open(Sql("Select * from UpDateForm where ID=1"));
-  BumpCounter(counters, "Clot_FormVesr");
-  counters.Update();
+  BumpGlobalCounter(run.host.database, "Clot_FormVesr");
   BumpGroupCounter(run.host, "Users_FormVesr", run.fields[1]);
 }
 

@@ -1,6 +1,7 @@
 // What is read and raised of a group, whoever changes it.
 #include "relations/group_rows.h"
 
+#include "host/version_counters.h"
 #include "relations/relations.h"
 
 namespace vnq {
@@ -24,10 +25,6 @@ void BumpGroupCounter(Host& host, std::string_view counterName, const Expr& grou
   const std::string counter(counterName);
   host.database.Execute(
       Sql("update Clot_Ro set " + counter + "=" + counter + "+1 where TypeID='?'", groupId));
-}
-
-void BumpCounter(Cursor& row, std::string_view counterName) {
-  row.Set(counterName, Plus(row[counterName], 1));
 }
 
 void BumpGroupCatalogue(Host& host) {

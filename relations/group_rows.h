@@ -14,9 +14,6 @@ namespace vnq {
 /// afterwards.
 std::string MemberListOf(Cursor& rows);
 
-/// Assigns a counter of the current row its value plus 1; Update writes it.
-void BumpCounter(Cursor& row, std::string_view counterName);
-
 /// Raises UpDateForm.Clot_RoVesr and Clot_FormVesr: a group came or went. Nothing when the row is
 /// not exactly one.
 void BumpGroupCatalogue(Host& host);

@@ -2,6 +2,7 @@
 
 #include "host/devices.h"
 #include "host/server_log.h"
+#include "host/version_counters.h"
 #include "relations/group_rows.h"
 #include "relations/relations.h"
 #include "relations/telling.h"
@@ -34,12 +35,7 @@ Expr TellMemberList(Host& host, const Fields& fields, Cursor& members) {
 
 void CloseOut(Host& host, const Fields& fields, const Expr& record, SlotIndex slot) {
   TellTag(host, OtherSessionTag(host.SckServer.Tag(slot)), record);
-  Cursor counters(host.database);
-  counters.Open(Sql("Select id,Clot_FormVesr from UpDateForm where id=1"));
-  if (counters.RecordCount() == 1) {
-    BumpCounter(counters, "Clot_FormVesr");
-    counters.Update();
-  }
+  BumpOnlyCounter(host.database, "Clot_FormVesr");
   BumpGroupCounter(host, "Users_FormVesr", fields[2]);
 }
 

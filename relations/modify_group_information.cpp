@@ -1,6 +1,6 @@
 #include "host/server_log.h"
+#include "host/version_counters.h"
 #include "host/wire_codec.h"
-#include "relations/group_rows.h"
 #include "relations/relations.h"
 
 namespace vnq {
@@ -18,15 +18,6 @@ void WriteHeader(Host& host, const Fields& fields) {
   header.Update();
 }
 
-// Kept: also for a group that does not exist.
-void BumpHeaders(Host& host) {
-  Cursor counters(host.database);
-  counters.Open(Sql("Select id,Clot_RoVesr from UpDateForm where id=1"));
-  if (counters.RecordCount() != 1) return;
-  BumpCounter(counters, "Clot_RoVesr");
-  counters.Update();
-}
-
 // To all connected clients, members or not, and to the sender among them.
 void TellEverybody(Host& host, const Expr& record) {
   const int highest = host.SckServer.Highest();
@@ -38,7 +29,8 @@ void TellEverybody(Host& host, const Expr& record) {
 void HandleModifyGroupInformation(Host& host, Fields& fields, SlotIndex,
                                   const std::string& remoteIp) {
   WriteHeader(host, fields);
-  BumpHeaders(host);
+  // Kept: also for a group that does not exist.
+  BumpOnlyCounter(host.database, "Clot_RoVesr");
   TellEverybody(host, Join(".+modify_group_information|", fields[2], "|", fields[3], "|", fields[4],
                            "|", fields[5], "|#"));
   WriteServerLog(host, Join(fields[1], host.ReadLang("im66"), fields[2]), fields[1], remoteIp,
