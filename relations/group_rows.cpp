@@ -26,10 +26,6 @@ void BumpGroupCounter(Host& host, std::string_view counterName, const Expr& grou
       Sql("update Clot_Ro set " + counter + "=" + counter + "+1 where TypeID='?'", groupId));
 }
 
-void BumpCounter(Cursor& row, std::string_view counterName) {
-  row.Set(counterName, Plus(row[counterName], 1));
-}
-
 void BumpGroupCatalogue(Host& host) {
   Cursor counters(host.database);
   counters.Open(Sql("Select id,Clot_RoVesr,Clot_FormVesr from UpDateForm where id=1"));

@@ -2,20 +2,17 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/fields.h"
 #include "host/host.h"
+#include "host/version_counters.h"
 
 namespace vnq {
 
 /// The rows of a cursor on Clot_Form as member list text. The cursor stands on its first row
 /// afterwards.
 std::string MemberListOf(Cursor& rows);
-
-/// Assigns a counter of the current row its value plus 1; Update writes it.
-void BumpCounter(Cursor& row, std::string_view counterName);
 
 /// Raises UpDateForm.Clot_RoVesr and Clot_FormVesr: a group came or went. Nothing when the row is
 /// not exactly one.
