@@ -1,6 +1,7 @@
 // Some change their presence while N are connected; everybody else must be told each time, once.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <unordered_map>
 
@@ -57,6 +58,11 @@ class BroadcastScenario : public Scenario {
     }
   }
 
+  int64_t WaitNs(int64_t nowNs) const override {
+    const bool anyFree =
+        std::find(current_.begin(), current_.end(), std::nullopt) != current_.end();
+    return pacer_ && anyFree ? pacer_->WaitNs(nowNs) : 20 * kNsPerMs;
+  }
   bool Settled() const override { return checker_.Complete(); }
   uint64_t Operations() const override { return ended_ - endedBefore_; }
   size_t Connections() const override { return sessions_.size(); }

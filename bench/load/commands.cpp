@@ -129,6 +129,8 @@ void AddPrepare(CLI::App& app, int& exitCode) {
   CLI::App* command =
       app.add_subcommand("prepare", "Make the accounts, groups and rows that the scenarios use");
   command->add_option("--app-path", options->appPath, "The server's folder")->required();
+  command->add_option("--locale", options->locale, "Language of a folder that is not there yet")
+      ->capture_default_str();
   command->add_option("--users", options->users, "Accounts")
       ->capture_default_str()
       ->check(CLI::Range(1, 100000));

@@ -54,6 +54,8 @@ class GroupScenario : public MessageScenario {
     if (sessions_[0]->HasUnsent()) sessions_[0]->Flush();
   }
 
+  bool HasUnsent() const override { return sessions_[0]->HasUnsent(); }
+
   void Take(Session& session, std::string_view record) {
     const RecordView fields(record);
     if (fields[0] == ".+clot_messeng") {

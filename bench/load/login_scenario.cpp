@@ -50,6 +50,9 @@ class LoginScenario : public Scenario {
     }
   }
 
+  int64_t WaitNs(int64_t nowNs) const override {
+    return pacer_ && !free_.empty() ? pacer_->WaitNs(nowNs) : 20 * kNsPerMs;
+  }
   bool Settled() const override { return free_.size() == sessions_.size() && due_.empty(); }
   uint64_t Operations() const override { return operations_; }
   size_t Connections() const override { return sessions_.size() + others_.size(); }

@@ -65,6 +65,11 @@ void MessageScenario::Turn(int64_t nowNs, bool mayStart) {
   }
 }
 
+int64_t MessageScenario::WaitNs(int64_t nowNs) const {
+  if (HasUnsent()) return kNsPerMs / 2;
+  return pacer_ ? pacer_->WaitNs(nowNs) : 20 * kNsPerMs;
+}
+
 void MessageScenario::StartDue(int64_t nowNs) {
   while (pacer_->NextDueNs() <= nowNs) {
     const int64_t due = pacer_->NextDueNs();

@@ -20,6 +20,7 @@ class MessageScenario : public Scenario {
   std::string_view unit() const override { return "messages"; }
   void BeginPhase(int64_t nowNs, bool measured) override;
   void Turn(int64_t nowNs, bool mayStart) override;
+  int64_t WaitNs(int64_t nowNs) const override;
   bool Settled() const override { return ended_ == checker_.added() && checker_.Complete(); }
   uint64_t Operations() const override { return ended_ - endedBefore_; }
   uint64_t InFlight() const override { return checker_.added() - ended_; }
@@ -38,6 +39,7 @@ class MessageScenario : public Scenario {
   virtual void Send(uint64_t number, size_t lane) = 0;
   /// Gives what could not leave at once another try.
   virtual void FlushUnsent() = 0;
+  virtual bool HasUnsent() const = 0;
 
   /// Each message's own text, escaped.
   std::string Text(uint64_t number) const;

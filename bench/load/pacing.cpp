@@ -1,9 +1,15 @@
 #include "bench/load/pacing.h"
 
+#include <algorithm>
+
 namespace vnq::bench {
 
 int64_t Pacer::NextDueNs() const {
   return startNs_ + static_cast<int64_t>(static_cast<double>(taken_) * 1e9 / perSecond_);
+}
+
+int64_t Pacer::WaitNs(int64_t nowNs) const {
+  return std::clamp<int64_t>(NextDueNs() - nowNs, 0, 20 * kNsPerMs);
 }
 
 bool Pacer::Take(int64_t nowNs) {
@@ -13,15 +19,17 @@ bool Pacer::Take(int64_t nowNs) {
 }
 
 void TickWatch::Arrived(int64_t nowNs) {
-  if (!any_ || nowNs - lastNs_ > kSilenceNs || nowNs - beginNs_ > kShortestNs) beginNs_ = nowNs;
-  any_ = true;
+  const bool isNew =
+      beginsNs_.empty() || nowNs - lastNs_ > kSilenceNs || nowNs - beginsNs_.back() > kShortestNs;
   lastNs_ = nowNs;
+  if (!isNew) return;
+  beginsNs_.push_back(nowNs);
+  if (beginsNs_.size() > kRemembered) beginsNs_.pop_front();
 }
 
 int64_t TickWatch::WithoutWait(int64_t dueNs, int64_t arrivedNs) const {
-  if (!any_ || dueNs >= beginNs_) return arrivedNs - dueNs;
-  const int64_t ticksBetween = (beginNs_ - dueNs) / kPeriodNs;
-  return arrivedNs - (beginNs_ - ticksBetween * kPeriodNs);
+  const auto tick = std::upper_bound(beginsNs_.begin(), beginsNs_.end(), dueNs);
+  return arrivedNs - (tick == beginsNs_.end() ? dueNs : *tick);
 }
 
 }  // namespace vnq::bench

@@ -1,11 +1,14 @@
 // When things are due, and how much of a wait was the server's tick.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 
 namespace vnq::bench {
 
 inline constexpr int64_t kNsPerSecond = 1'000'000'000;
+inline constexpr int64_t kNsPerMs = 1'000'000;
 
 /// A fixed rate. Nothing is dropped when the sender comes late: what was due is sent at once and
 /// keeps the time at which it was due, so that a stalled server shows in the latencies.
@@ -16,6 +19,9 @@ class Pacer {
 
   /// When the next one is due.
   int64_t NextDueNs() const;
+
+  /// How long it is until then, between 0 and 20 ms: for a wait that other events may end.
+  int64_t WaitNs(int64_t nowNs) const;
 
   /// Takes the next one if it is due by now.
   bool Take(int64_t nowNs);
@@ -31,7 +37,6 @@ class Pacer {
 /// Knows the server's one-second tick by what it sends: everything that waits leaves at a tick.
 class TickWatch {
  public:
-  static constexpr int64_t kPeriodNs = kNsPerSecond;
   static constexpr int64_t kSilenceNs = 50'000'000;    ///< sets one tick's records apart
   static constexpr int64_t kShortestNs = 950'000'000;  ///< or the time, when there is no silence
 
@@ -39,12 +44,14 @@ class TickWatch {
   void Arrived(int64_t nowNs);
 
   /// The latency without the wait: from the first tick after `dueNs` (or from `dueNs`, when no tick
-  /// came between) to the arrival. What missed that tick has all of the next period counted.
+  /// came between) to the arrival. What missed that tick has all of the next period counted. A tick
+  /// at which nothing arrived is not known.
   int64_t WithoutWait(int64_t dueNs, int64_t arrivedNs) const;
 
  private:
-  bool any_ = false;
-  int64_t beginNs_ = 0, lastNs_ = 0;
+  static constexpr size_t kRemembered = 64;
+  std::deque<int64_t> beginsNs_;  // of the last ticks, oldest first
+  int64_t lastNs_ = 0;
 };
 
 }  // namespace vnq::bench

@@ -1,6 +1,7 @@
 // Pairs chat: both sides write, in turn.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <limits>
 
 #include "bench/load/accounts.h"
@@ -52,6 +53,11 @@ class PeerScenario : public MessageScenario {
     for (const auto& session : sessions_) {
       if (session->HasUnsent()) session->Flush();
     }
+  }
+
+  bool HasUnsent() const override {
+    return std::any_of(sessions_.begin(), sessions_.end(),
+                       [](const auto& session) { return session->HasUnsent(); });
   }
 
   size_t SenderOf(uint64_t number) const { return 2 * LaneOf(number) + (sides_[number] ? 1 : 0); }

@@ -1,5 +1,6 @@
 #include "bench/load/poller.h"
 
+#include <errno.h>
 #include <sys/epoll.h>
 #include <time.h>
 #include <unistd.h>
@@ -36,9 +37,14 @@ void Poller::Unwatch(int descriptor) {
   epoll_ctl(epoll_, EPOLL_CTL_DEL, descriptor, nullptr);
 }
 
-void Poller::Turn(int waitMs) {
+void Poller::Turn(int64_t waitNs) {
   epoll_event events[256];
-  const int count = epoll_wait(epoll_, events, 256, waitMs);
+  const timespec wait{waitNs / 1'000'000'000, waitNs % 1'000'000'000};
+  int count = epoll_pwait2(epoll_, events, 256, &wait, nullptr);
+  // Kernels before 5.11 wait by whole milliseconds only.
+  if (count < 0 && errno == ENOSYS) {
+    count = epoll_wait(epoll_, events, 256, static_cast<int>((waitNs + 999'999) / 1'000'000));
+  }
   for (int i = 0; i < count; ++i) {
     static_cast<Watcher*>(events[i].data.ptr)->OnEvents(events[i].events);
   }

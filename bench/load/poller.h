@@ -25,9 +25,9 @@ class Poller {
   void Change(int descriptor, uint32_t epollEvents, Watcher* watcher);
   void Unwatch(int descriptor);
 
-  /// Hands out what is ready, waiting for it at most `waitMs`. A watcher may end itself, but no
+  /// Hands out what is ready, waiting for it at most `waitNs`. A watcher may end itself, but no
   /// other, in its OnEvents.
-  void Turn(int waitMs);
+  void Turn(int64_t waitNs);
 
  private:
   int epoll_;

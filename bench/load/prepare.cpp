@@ -115,7 +115,7 @@ class Preparation {
 int Prepare(const PrepareOptions& options, std::ostream& out, std::ostream& err) {
   InitOptions init;
   init.appPath = options.appPath;
-  init.localeName = SystemLocaleName();
+  init.localeName = options.locale;
   if (RunInit(init, out, err) != 0) return 1;
   std::string error;
   const auto driver = OpenDatabase(options.appPath, error);

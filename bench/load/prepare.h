@@ -10,6 +10,7 @@ namespace vnq::bench {
 
 struct PrepareOptions {
   std::string appPath;
+  std::string locale = "zh_CN.UTF-8";  ///< of a folder that is not there yet
   int64_t users = 2000;
   std::vector<int64_t> groups = {100, 1000};  ///< numbers of members
   int64_t messageRows = 0;                    ///< old rows that Messeng_Text is to hold

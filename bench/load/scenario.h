@@ -45,6 +45,9 @@ class Scenario {
   /// Does what is due. mayStart: new operations may begin.
   virtual void Turn(int64_t nowNs, bool mayStart) = 0;
 
+  /// How long the run may wait for events before the next Turn.
+  virtual int64_t WaitNs(int64_t) const { return 20'000'000; }
+
   /// Nothing is on its way.
   virtual bool Settled() const = 0;
 

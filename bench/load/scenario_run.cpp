@@ -71,7 +71,7 @@ class Run {
     int64_t now = begin;
     while (now < end || (!scenario.Settled() && now < last)) {
       scenario.Turn(now, now < end);
-      poller_.Turn(1);
+      poller_.Turn(now < end ? scenario.WaitNs(NowNs()) : kNsPerMs);
       now = NowNs();
       if (now >= nextLineNs_) LiveLine(scenario, now - begin, measured);
     }

@@ -104,7 +104,7 @@ bool BringUp(Poller& poller, const sockaddr_in& server, const Sessions& sessions
     while (begun < sessions.size() && begun < ready + kAtOneTime) {
       sessions[begun++]->Begin(server, onlyConnect);
     }
-    poller.Turn(20);
+    poller.Turn(20 * kNsPerMs);
     for (; ready < begun && sessions[ready]->step() == Session::Step::kReady; ++ready) {
     }
     if (ready < begun && sessions[ready]->step() == Session::Step::kFailed) {

@@ -45,7 +45,7 @@ class VisitorScenario : public MessageScenario {
   bool WaitFor(const IsDone& isDone, std::string_view what, std::string& error) {
     const int64_t end = NowNs() + kSetUpNs;
     while (!isDone()) {
-      context_.poller.Turn(20);
+      context_.poller.Turn(20 * kNsPerMs);
       for (const auto& visitor : visitors_) {
         if (visitor->step() == VisitorClient::Step::kFailed) error = visitor->failure();
       }
@@ -83,7 +83,9 @@ class VisitorScenario : public MessageScenario {
     lastOf_[lane] = number;
   }
 
+  // One frame at a time always leaves at once.
   void FlushUnsent() override {}
+  bool HasUnsent() const override { return false; }
 
   // .+customer_information|visitor|city|date|time|text|#
   void Take(const Session& agent, std::string_view record) {
