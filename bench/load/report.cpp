@@ -21,7 +21,7 @@ double Ms(int64_t ns) {
 }
 
 std::string Row(std::string_view name, std::string_view value) {
-  return fmt::format("  {:<26}{}\n", name, value);
+  return fmt::format("  {:<30}{}\n", name, value);
 }
 
 std::string LatencyRow(const NamedLatency& latency) {

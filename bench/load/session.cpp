@@ -11,6 +11,12 @@ namespace {
 constexpr size_t kAtOneTime = 32;
 constexpr int64_t kBringUpNs = 120 * kNsPerSecond;
 
+// What others do may be told at any moment, before the own log-in is through, too.
+bool IsPresence(std::string_view record) {
+  return record.starts_with(".+new_online|") || record.starts_with(".+new_leaving|") ||
+         record.starts_with(".+new_is_offline|") || record.starts_with(".+phone_line|");
+}
+
 bool HasShape(std::string_view text, std::string_view shape) {
   if (text.size() != shape.size()) return false;
   for (size_t i = 0; i < shape.size(); ++i) {
@@ -63,7 +69,9 @@ void Session::Drop() {
 }
 
 void Session::Record(std::string_view record) {
-  if (step_ == Step::kGreeting && record == ".+SuccessfulConnection|#") {
+  if (IsPresence(record)) {
+    if (onRecord_) onRecord_(*this, record);
+  } else if (step_ == Step::kGreeting && record == ".+SuccessfulConnection|#") {
     if (onlyConnect_) return Go(Step::kReady);
     // A record that ends with field 5 passes the version gate.
     Send(fmt::format(".+landing|{}|{}|127.0.0.1|bench||#", UserName(account_), kPassword));
