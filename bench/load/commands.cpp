@@ -34,6 +34,8 @@ void AddCommonOptions(CLI::App& command, LoadOptions& o) {
   command.add_option("--pid", o.pid, "Process of a server on this machine: report what it uses")
       ->check(CLI::Range(1, 1 << 30));
   command.add_flag("--json", o.json, "End with JSON instead of a table");
+  command.add_flag("--markdown", o.markdown, "End with one row of a Markdown table")
+      ->excludes("--json");
   command.add_option("--plot", o.plot, "Write the latency distribution to an SVG file");
   command.add_flag("--quiet", o.quiet, "No live line on standard error");
 }
@@ -148,6 +150,8 @@ void AddPrepare(CLI::App& app, int& exitCode) {
 
 void AddCommands(CLI::App& app, int& exitCode) {
   AddPrepare(app, exitCode);
+  app.add_subcommand("markdown-head", "Print the head of the table that --markdown gives rows for")
+      ->callback([] { std::cout << kMarkdownHead; });
   for (const ScenarioRow& row : kScenarios) AddScenario(app, row, exitCode);
 }
 

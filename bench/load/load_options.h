@@ -29,6 +29,7 @@ struct LoadOptions {
 
   int64_t pid = 0;
   bool json = false;
+  bool markdown = false;
   bool withFloor = false;
   bool quiet = false;  ///< no live line
   std::string plot;

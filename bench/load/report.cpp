@@ -126,6 +126,29 @@ std::string TableText(const RunResult& result) {
   return text;
 }
 
+std::string MarkdownRow(const RunResult& result) {
+  std::string title = result.scenario;
+  for (const auto& [name, value] : result.settings) title += fmt::format(", {} {}", name, value);
+  std::string cpu = "-", timesFloor = "-", memory = "-", latency = "-";
+  if (result.server) {
+    const double us = result.PerOperation(result.server->cpuUs);
+    cpu = fmt::format("{:.1f}", us);
+    if (result.floor) timesFloor = fmt::format("{:.2f}", us / result.floor->TotalUs());
+    memory = fmt::format("{:.1f}", result.server->KbPerConnection(result.connections));
+  }
+  if (!result.latencies.empty()) {
+    // Without the wait for the tick, where there is one.
+    const bool ticked = result.latencies.size() > 1 && result.latencies[1].name.starts_with("  ");
+    const Histogram& ns = result.latencies[ticked ? 1 : 0].ns;
+    latency = fmt::format("{:.1f} / {:.1f} / {:.1f}", Ms(ns.Percentile(50)), Ms(ns.Percentile(99)),
+                          Ms(ns.max()));
+  }
+  return fmt::format("| {} | {:.0f} {} | {} | {} | {} | {} | {:.1f} | {} |\n", title,
+                     static_cast<double>(result.operations) / result.seconds, result.unit, cpu,
+                     timesFloor, latency, memory, result.PerOperation(result.ownCpuUs),
+                     ChecksText(result));
+}
+
 std::string JsonText(const RunResult& result) {
   std::string json = fmt::format(
       "{{\"scenario\":{},\"unit\":{},\"settings\":{{{}}},\"seconds\":{:.3f},"

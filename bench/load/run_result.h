@@ -54,6 +54,12 @@ struct RunResult {
 std::string TableText(const RunResult& result);
 std::string JsonText(const RunResult& result);
 
+/// One row of a Markdown table under kMarkdownHead.
+std::string MarkdownRow(const RunResult& result);
+inline constexpr std::string_view kMarkdownHead =
+    "| scenario | a second | server CPU, us each | x floor | latency: p50 / p99 / max, ms |"
+    " KB a connection | own CPU, us each | checks |\n|---|--:|--:|--:|--:|--:|--:|---|\n";
+
 /// Writes the distributions as a picture: the latency over the share of all that took at most so
 /// long. False when the file cannot be written.
 bool WritePlot(const RunResult& result, const std::string& path);

@@ -111,8 +111,13 @@ class Run {
       result_.findings.push_back("cannot write " + options_.plot);
     }
     if (!options_.quiet && isatty(STDERR_FILENO) != 0) fmt::print(stderr, "\033[K");
-    std::fputs((options_.json ? JsonText(result_) : TableText(result_)).c_str(), stdout);
+    std::fputs(Text().c_str(), stdout);
     return result_.Passed() ? 0 : 1;
+  }
+
+  std::string Text() const {
+    if (options_.markdown) return MarkdownRow(result_);
+    return options_.json ? JsonText(result_) : TableText(result_);
   }
 
   int Fail(const std::string& why) {

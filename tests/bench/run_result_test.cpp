@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace vnq::bench {
 namespace {
 
@@ -38,6 +40,13 @@ TEST(RunResult, ServerCpuIsShownForEachOperationAndBesideTheFloor) {
   EXPECT_THAT(TableText(result), HasSubstr("60.0 us an operation"));
   EXPECT_THAT(TableText(result), HasSubstr("2.00 x floor"));
   EXPECT_THAT(JsonText(result), HasSubstr("\"cpu_us_per_operation\":60.000"));
+}
+
+TEST(RunResult, TheMarkdownRowHasAsManyCellsAsItsHead) {
+  const std::string row = MarkdownRow(Sample());
+  const std::string_view head = kMarkdownHead.substr(0, kMarkdownHead.find('\n'));
+  EXPECT_EQ(std::count(row.begin(), row.end(), '|'), std::count(head.begin(), head.end(), '|'));
+  EXPECT_THAT(row, HasSubstr("| 50 messages |"));
 }
 
 TEST(RunResult, JsonEscapesWhatAServerSent) {
