@@ -2,11 +2,11 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/fields.h"
 #include "host/host.h"
+#include "host/version_counters.h"
 
 namespace vnq {
 

@@ -35,14 +35,14 @@ MayInclude() {
     platform) [[ "$to" == support ]] ;;
     outgoing) [[ "$to" == support || "$to" == platform ]] ;;
     host) [[ "$to" == support || "$to" == platform || "$to" == outgoing ]] ;;
-    index_form | main | tools | bench | fuzz)
+    index_form | main | tools | fuzz)
       [[ "$to" != main ]] || return 1
       [[ "$to" != tests || "$from" == fuzz ]] || return 1
       [[ "$to" != tools || "$from" != index_form && "$from" != main ]] || return 1
       # Rooms show one header to everybody outside.
       ! IsRoom "$to" || [[ "$header" == "$to/$to.h" ]]
       ;;
-    tests) return 0 ;;
+    tests | bench) return 0 ;;
     *) # a room
       [[ "$to" == support || "$to" == platform || "$to" == outgoing || "$to" == host ]] && return 0
       IsRoom "$to" && [[ "$header" == "$to/$to.h" && "$file" == *.cpp ]]

@@ -18,15 +18,11 @@ constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kBadArguments = 2;
 
-std::string Name(const ControlOptions& options) {
-  return options.names.empty() ? "" : options.names.front();
-}
-
 // --- The record of each order ---
 
 std::string Disconnect(const ControlOptions& options) {
   std::string record = ".+disconnect|" + EscapeText(options.reason) + "|";
-  for (const std::string& user : options.names) record += user + "|";
+  for (const std::string& user : options.users) record += user + "|";
   return record + "#";
 }
 
@@ -36,7 +32,7 @@ std::string Broadcast(const ControlOptions& options) {
 }
 
 std::string EndpointOrder(const char* word, const ControlOptions& options) {
-  return std::string(word) + "|" + Name(options) + "+" + options.user + "+" +
+  return std::string(word) + "|" + options.computer + "+" + options.user + "+" +
          std::to_string(options.code) + "|#";
 }
 
@@ -49,11 +45,11 @@ std::string Usb(const ControlOptions& options) {
 }
 
 std::string RemoteDesktop(const ControlOptions& options) {
-  return ".+remote_desktop|" + Name(options) + "|#";
+  return ".+remote_desktop|" + options.computer + "|#";
 }
 
 std::string CloseRemoteDesktop(const ControlOptions& options) {
-  return ".+close_remote_desktop|" + Name(options) + "|#";
+  return ".+close_remote_desktop|" + options.computer + "|#";
 }
 
 std::string Ping(const ControlOptions&) {
@@ -88,13 +84,12 @@ const OrderRow* FindOrder(const std::string& name) {
 
 // The first name that would end its field, or its part of one; nothing when all are sound.
 std::optional<std::string> UnsoundName(const ControlOptions& options) {
-  std::vector<std::string> names = options.names;
-  names.push_back(options.user);
-  names.push_back(options.font);
+  std::vector<std::string> names = options.users;
+  names.insert(names.end(), {options.computer, options.user, options.font});
   for (const std::string& name : names) {
     if (!FitsAField(name)) return name;
   }
-  for (const std::string& part : {Name(options), options.user}) {
+  for (const std::string& part : {options.computer, options.user}) {
     if (!options.user.empty() && part.find('+') != std::string::npos) return part;
   }
   return std::nullopt;
@@ -109,7 +104,8 @@ int ShowComputer(ControlPeer& peer, const ControlOptions& options, std::ostream&
                  std::ostream& errors) {
   std::vector<std::string> values;
   std::string error;
-  if (!peer.AskComputer(Name(options), options.waitMs, values, error)) return Fail(errors, error);
+  if (!peer.AskComputer(options.computer, options.waitMs, values, error))
+    return Fail(errors, error);
   for (size_t i = 0; i < values.size(); ++i) {
     out << i + 1 << "\t" << TerminalLine(ReadEscapedText(values[i])) << "\n";
   }
@@ -161,9 +157,8 @@ void AddControlCommand(CLI::App& app, int& exitCode) {
   };
   auto addComputer = [&](const char* name, const char* summary) {
     CLI::App* order = add(name, summary);
-    order->add_option("COMPUTER", options->names, "Name that the computer registered with")
-        ->required()
-        ->expected(1);
+    order->add_option("COMPUTER", options->computer, "Name that the computer registered with")
+        ->required();
     return order;
   };
   auto addEndpointOrder = [&](const char* name, const char* summary) {
@@ -174,7 +169,7 @@ void AddControlCommand(CLI::App& app, int& exitCode) {
 
   CLI::App* disconnect = add("disconnect", "End the sessions of users, and tell the others");
   disconnect->add_option("--reason", options->reason, "Text for those who are disconnected");
-  disconnect->add_option("USER", options->names, "UserID; with m behind it the mobile session")
+  disconnect->add_option("USER", options->users, "UserID; with m behind it the mobile session")
       ->required();
   CLI::App* broadcast = add("broadcast", "Show a notice to every connected client");
   broadcast->add_option("--title", options->title, "Title of the notice");

@@ -29,8 +29,8 @@ struct ControlOptions {
 
   std::string reason;              ///< disconnect: what the client is told
   std::string title, font, text;   ///< broadcast
-  std::vector<std::string> names;  ///< users, or the one computer
-  std::string user;                ///< who sits at the computer
+  std::vector<std::string> users;  ///< disconnect
+  std::string computer, user;      ///< a managed computer, and who sits at it
   int16_t code = 0;                ///< computer, usb: what the computer is told to do
 };
 

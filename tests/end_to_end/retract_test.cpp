@@ -65,7 +65,7 @@ TEST_F(Retract, OtherScopesAreIgnored) {
   EXPECT_EQ(ben.Receive(), "");
 }
 
-TEST_F(Retract, MemberWhoLeavesMeanwhileIsPassedOver) {
+TEST_F(Retract, MemberWhoHasGoneIsPassedOver) {
   Group({"1", "2", "3"});
   TestClient ann = server.Online("1"), ben = server.Online("2"), cat = server.Online("3");
   Settle(ann, ben, cat);

@@ -167,9 +167,9 @@ TEST_F(UploadFiles, MembersOfTheGroupAreNotTold) {
 
 // --- The notice to managers ---
 
-class ManagerNotice : public UploadFiles {
+class GroupFileNotice : public UploadFiles {
  protected:
-  ManagerNotice() {
+  GroupFileNotice() {
     server.host().settings.CheckIM0 = 1;
     server.Run("update Users_ID set IsManager=1 where UserID in('2','3')");
   }
@@ -180,7 +180,7 @@ class ManagerNotice : public UploadFiles {
   }
 };
 
-TEST_F(ManagerNotice, GroupFileReachesEveryDeviceOfEveryManager) {
+TEST_F(GroupFileNotice, GroupFileReachesEveryDeviceOfEveryManager) {
   TestClient ann = server.Online("1");
   TestClient ben = server.Online("2"), bensPhone = server.Online("2", 3);
   TestClient cat = server.Online("3"), dan = server.Online("4");
@@ -196,7 +196,7 @@ TEST_F(ManagerNotice, GroupFileReachesEveryDeviceOfEveryManager) {
   EXPECT_EQ(server.Value("select MyID from MessengNotice_Text"), "");
 }
 
-TEST_F(ManagerNotice, GroupFileWithTheRightIsToldOfToo) {
+TEST_F(GroupFileNotice, GroupFileWithTheRightIsToldOfToo) {
   GiveRole(1, "1,3");
   TestClient ann = server.Online("1"), ben = server.Online("2");
   Settle(ann, ben);
@@ -204,7 +204,7 @@ TEST_F(ManagerNotice, GroupFileWithTheRightIsToldOfToo) {
   EXPECT_EQ(AfterTick(ben), Notice());
 }
 
-TEST_F(ManagerNotice, SecondReportIsNotToldOf) {
+TEST_F(GroupFileNotice, SecondReportIsNotToldOf) {
   TestClient ann = server.Online("1");
   ann.Send(".+upload_files|p|1|1|g|2|f|F1|#");
   ann.Send(".+upload_files|p|1|1|g|2|f|F1|#");
@@ -212,7 +212,7 @@ TEST_F(ManagerNotice, SecondReportIsNotToldOf) {
   EXPECT_EQ(server.Value("select count(*) from MessengNotice_Text"), "1");
 }
 
-TEST_F(ManagerNotice, OfflineFileIsNotToldOf) {
+TEST_F(GroupFileNotice, OfflineFileIsNotToldOf) {
   TestClient ann = server.Online("1"), ben = server.Online("2");
   Settle(ann, ben);
   ann.Send(".+upload_files|p|1|1|3|1|f|F1|#");

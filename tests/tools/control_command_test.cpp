@@ -5,6 +5,8 @@
 #include <sstream>
 #include <thread>
 
+#include <CLI/CLI.hpp>
+
 #include "tests/tools/fake_server.h"
 
 namespace vnq {
@@ -44,7 +46,7 @@ class ControlCommand : public testing::Test {
 using Reads = std::vector<std::string>;
 
 TEST_F(ControlCommand, DisconnectNamesTheUsersAndWaitsForTheEcho) {
-  options_.names = {"u1", "u2m"};
+  options_.users = {"u1", "u2m"};
   options_.reason = "late|now";
   EXPECT_EQ(Run("disconnect", {".+x|#.+y|#"}), 0);
   EXPECT_EQ(read_, Reads{".+disconnect|late%7Cnow|u1|u2m|#.+y|#"});
@@ -60,7 +62,7 @@ TEST_F(ControlCommand, BroadcastEscapesItsTexts) {
 }
 
 TEST_F(ControlCommand, InfoListsWhatTheComputerReports) {
-  options_.names = {"pc1"};
+  options_.computer = "pc1";
   EXPECT_EQ(
       Run("info", {".+y|#", ".+submit_information|a|b|3|4|5|6|7|8|9|10|11|12|13|14|%u4F60|#"}), 0);
   EXPECT_EQ(read_, (Reads{".+landing|VNQPcTelnet|#.+y|#", ".+computer_information|pc1|#"}));
@@ -70,7 +72,7 @@ TEST_F(ControlCommand, InfoListsWhatTheComputerReports) {
 }
 
 TEST_F(ControlCommand, InfoOfAComputerThatIsNotThereFails) {
-  options_.names = {"pc1"};
+  options_.computer = "pc1";
   options_.waitMs = 300;
   std::thread server([&] {
     server_.Accept();
@@ -87,7 +89,7 @@ TEST_F(ControlCommand, InfoOfAComputerThatIsNotThereFails) {
 }
 
 TEST_F(ControlCommand, EndpointOrdersCarryComputerUserAndCode) {
-  options_.names = {"pc1"};
+  options_.computer = "pc1";
   options_.user = "u1";
   options_.code = 3;
   EXPECT_EQ(Run("computer", {".+y|#"}), 0);
@@ -102,12 +104,30 @@ TEST_F(ControlCommand, EndpointOrdersCarryComputerUserAndCode) {
 
 TEST_F(ControlCommand, NamesThatARecordCannotCarryAreRefused) {
   for (const char* name : {"a|b", "a.+b", "a\nb"}) {
-    options_.names = {name};
+    options_.users = {name};
     EXPECT_EQ(RunControl("disconnect", options_, out_, errors_), 2) << name;
   }
-  options_.names = {"a+b"};
+  options_.users.clear();
+  options_.computer = "a+b";
   options_.user = "u";
   EXPECT_EQ(RunControl("computer", options_, out_, errors_), 2);
+}
+
+TEST_F(ControlCommand, ArgumentsFillTheRecord) {
+  CLI::App app;
+  int exitCode = -1;
+  AddControlCommand(app, exitCode);
+  std::thread server([&] {
+    server_.Accept();
+    server_.SendBytes(".+successful_connection|#");
+    read_.push_back(server_.ReceiveBytes());
+    server_.SendBytes(".+y|#");
+  });
+  app.parse("control --server 127.0.0.1 --port " + std::to_string(server_.port()) +
+            " computer pc1 u1 -2");
+  server.join();
+  EXPECT_EQ(exitCode, 0);
+  EXPECT_EQ(read_, Reads{".+control_computer|pc1+u1+-2|#.+y|#"});
 }
 
 TEST_F(ControlCommand, AServerThatHangsUpOrCannotBeReachedIsAFailure) {

@@ -1,0 +1,101 @@
+#include "bench/load/load_client.h"
+
+#include <errno.h>
+#include <linux/sockios.h>
+#include <netinet/tcp.h>
+#include <sys/epoll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace vnq::bench {
+
+bool LoadClient::Connect(const sockaddr_in& server) {
+  Close();
+  descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (descriptor_ < 0) return false;
+  const int on = 1;
+  setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  const int result =
+      connect(descriptor_, reinterpret_cast<const sockaddr*>(&server), sizeof server);
+  if ((result != 0 && errno != EINPROGRESS) ||
+      !poller_.Watch(descriptor_, EPOLLIN | EPOLLOUT, this)) {
+    Close();
+    return false;
+  }
+  return true;
+}
+
+void LoadClient::Close() {
+  if (descriptor_ < 0) return;
+  poller_.Unwatch(descriptor_);
+  close(std::exchange(descriptor_, -1));
+  connected_ = false;
+  unsent_.clear();
+  stream_ = RecordStream(ansi_);
+}
+
+void LoadClient::SendRecord(std::string_view record) {
+  for (std::string& text : EncodeForMainPort(ansi_, record)) SendText(std::move(text));
+}
+
+void LoadClient::SendText(std::string text) {
+  unsent_.push_back(std::move(text));
+  Flush();
+}
+
+bool LoadClient::QueueIsEmpty() const {
+  int bytes = 0;
+  return ioctl(descriptor_, SIOCOUTQNSD, &bytes) != 0 || bytes == 0;
+}
+
+bool LoadClient::Flush() {
+  while (!unsent_.empty()) {
+    if (!connected_ || !QueueIsEmpty()) return false;
+    std::string& text = unsent_.front();
+    const ssize_t sent = send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
+    if (sent < 0) return false;
+    text.erase(0, static_cast<size_t>(sent));
+    if (!text.empty()) return false;
+    unsent_.pop_front();
+  }
+  return true;
+}
+
+void LoadClient::OnEvents(uint32_t epollEvents) {
+  if (!connected_ && (epollEvents & EPOLLOUT) != 0 && (epollEvents & EPOLLERR) == 0) {
+    connected_ = true;
+    poller_.Change(descriptor_, EPOLLIN, this);
+    Flush();
+  }
+  if ((epollEvents & (EPOLLIN | EPOLLERR | EPOLLHUP)) != 0) Receive();
+}
+
+void LoadClient::Receive() {
+  char buffer[65536];
+  for (;;) {
+    const ssize_t count = recv(descriptor_, buffer, sizeof buffer, 0);
+    if (count > 0) HandOut({buffer, static_cast<size_t>(count)});
+    if (count > 0 && descriptor_ >= 0 && static_cast<size_t>(count) == sizeof buffer) continue;
+    if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) {
+      Close();
+      if (events_.onClosed) events_.onClosed();
+    }
+    return;
+  }
+}
+
+// What ends in "|#" when nothing more is there is whole: the records here have no such field.
+void LoadClient::HandOut(std::string_view bytes) {
+  if (events_.onBytes) {
+    events_.onBytes(bytes);
+    return;
+  }
+  for (const std::string& record : stream_.Feed(bytes)) events_.onRecord(record);
+  if (!stream_.RestLooksComplete()) return;
+  for (const std::string& record : stream_.TakeRest()) events_.onRecord(record);
+}
+
+}  // namespace vnq::bench

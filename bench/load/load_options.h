@@ -1,0 +1,38 @@
+// What a run is asked for.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace vnq::bench {
+
+struct LoadOptions {
+  std::string server = "127.0.0.1";
+  int codePage = 936;
+
+  double warmupSeconds = 1, seconds = 5;
+  double settleSeconds = 10;   ///< how long what is on its way may take at the end
+  double rate = 0;             ///< operations a second over all; 0: closed loop
+  size_t window = 100;         ///< closed loop: messages in flight of each pair, writer or visitor
+  bool untilDelivery = false;  ///< closed loop: a message ends with its delivery, not its receipt
+  size_t textBytes = 40;
+  bool chinese = false;
+
+  size_t pairs = 10;
+  size_t members = 100, connected = 50;
+  size_t clients = 100;  ///< sessions of login, broadcast, idle
+  size_t actors = 1;     ///< broadcast: who changes presence
+  size_t visitors = 10, agents = 2;
+  bool online = false;  ///< idle: logged in, not only connected
+  size_t others = 0;    ///< further sessions that are online and silent during the run
+
+  int64_t pid = 0;
+  bool json = false;
+  bool markdown = false;
+  bool withFloor = false;
+  bool quiet = false;  ///< no live line
+  std::string plot;
+};
+
+}  // namespace vnq::bench

@@ -1,0 +1,149 @@
+#include <arpa/inet.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "bench/load/pacing.h"
+#include "bench/load/process_probe.h"
+#include "bench/load/scenario.h"
+
+namespace vnq::bench {
+namespace {
+
+class Run {
+ public:
+  Run(std::string_view name, const LoadOptions& options) : options_(options) {
+    result_.scenario = name;
+  }
+
+  int Go(ScenarioMaker make) {
+    const auto codePage = CodePage::Open(options_.codePage);
+    if (codePage == nullptr)
+      return Fail(fmt::format("code page {} is not known", options_.codePage));
+    const AnsiCodePage ansi(codePage);
+    LoadContext context{options_, poller_, ansi, {}};
+    if (inet_pton(AF_INET, options_.server.c_str(), &context.server) != 1) {
+      return Fail(options_.server + " is no IPv4 address");
+    }
+    RaiseDescriptorLimit();
+    const auto scenario = make(context);
+    return Drive(*scenario) ? Print() : 1;
+  }
+
+ private:
+  bool Drive(Scenario& scenario) {
+    if (!Look(before_)) return false;
+    std::string error;
+    if (!scenario.SetUp(error)) return Fail(error) == 0;
+    Phase(scenario, options_.warmupSeconds, false);
+    ProcessUse begin, end;
+    if (!Look(begin)) return false;
+    const double ownBegin = OwnCpuUs();
+    Phase(scenario, options_.seconds, true);
+    if (!Look(end)) return false;
+    result_.ownCpuUs = OwnCpuUs() - ownBegin;
+    result_.unit = scenario.unit();
+    result_.operations = scenario.Operations();
+    result_.connections = scenario.Connections();
+    if (options_.pid != 0) {
+      result_.server =
+          ServerUseInRun{end.cpuUs - begin.cpuUs, before_.rssKb, end.rssKb, end.descriptors};
+    }
+    scenario.Report(result_);
+    return true;
+  }
+
+  bool Look(ProcessUse& use) {
+    if (options_.pid == 0) return true;
+    const auto seen = LookAtProcess(static_cast<pid_t>(options_.pid));
+    if (!seen) return Fail(fmt::format("no process {}", options_.pid)) == 0;
+    use = *seen;
+    return true;
+  }
+
+  void Phase(Scenario& scenario, double seconds, bool measured) {
+    const int64_t begin = NowNs();
+    const int64_t end = begin + static_cast<int64_t>(seconds * 1e9);
+    const int64_t last = end + static_cast<int64_t>(options_.settleSeconds * 1e9);
+    scenario.BeginPhase(begin, measured);
+    nextLineNs_ = begin + kNsPerSecond;
+    int64_t now = begin;
+    while (now < end || (!scenario.Settled() && now < last)) {
+      scenario.Turn(now, now < end);
+      poller_.Turn(now < end ? scenario.WaitNs(NowNs()) : kNsPerMs);
+      now = NowNs();
+      if (now >= nextLineNs_) LiveLine(scenario, now - begin, measured);
+    }
+    if (!measured) return;
+    result_.seconds = seconds;
+    result_.settledSeconds = static_cast<double>(now - begin) / 1e9;
+  }
+
+  void LiveLine(const Scenario& scenario, int64_t elapsedNs, bool measured) {
+    nextLineNs_ += kNsPerSecond;
+    if (options_.quiet) return;
+    const double seconds = static_cast<double>(elapsedNs) / 1e9;
+    RunResult soFar;
+    scenario.Report(soFar);
+    const Histogram none;
+    const Histogram& latency = soFar.latencies.empty() ? none : soFar.latencies.front().ns;
+    const CheckCounts& checks = soFar.checks;
+    fmt::print(stderr,
+               "{} {:4.0f} s  {} {}  {:.0f}/s  p50 {:.1f} p99 {:.1f} ms  in flight {}  "
+               "wrong {}{}",
+               measured ? "run    " : "warm-up", seconds, scenario.Operations(), scenario.unit(),
+               static_cast<double>(scenario.Operations()) / seconds,
+               static_cast<double>(latency.Percentile(50)) / 1e6,
+               static_cast<double>(latency.Percentile(99)) / 1e6, scenario.InFlight(),
+               checks.altered + checks.doubledDeliveries + checks.doubledReceipts,
+               isatty(STDERR_FILENO) != 0 ? "\033[K\r" : "\n");
+    std::fflush(stderr);
+  }
+
+  int Print() {
+    std::string error;
+    if (options_.withFloor) {
+      result_.floor = MeasureFloor(options_.window, options_.textBytes, error);
+      if (!result_.floor) result_.findings.push_back("floor: " + error);
+    }
+    if (!options_.plot.empty() && !WritePlot(result_, options_.plot)) {
+      result_.findings.push_back("cannot write " + options_.plot);
+    }
+    if (!options_.quiet && isatty(STDERR_FILENO) != 0) fmt::print(stderr, "\033[K");
+    std::fputs(Text().c_str(), stdout);
+    return result_.Passed() ? 0 : 1;
+  }
+
+  std::string Text() const {
+    if (options_.markdown) return MarkdownRow(result_);
+    return options_.json ? JsonText(result_) : TableText(result_);
+  }
+
+  int Fail(const std::string& why) {
+    fmt::print(stderr, "vnq_bench: {}\n", why);
+    return 1;
+  }
+
+  const LoadOptions& options_;
+  Poller poller_;
+  RunResult result_;
+  ProcessUse before_;
+  int64_t nextLineNs_ = 0;
+};
+
+}  // namespace
+
+sockaddr_in LoadContext::Address(uint16_t port) const {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr = server;
+  address.sin_port = htons(port);
+  return address;
+}
+
+int RunScenario(std::string_view name, ScenarioMaker make, const LoadOptions& options) {
+  return Run(name, options).Go(make);
+}
+
+}  // namespace vnq::bench

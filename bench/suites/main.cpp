@@ -1,0 +1,4 @@
+// Runs every suite; --benchmark_filter picks some of them.
+#include <benchmark/benchmark.h>
+
+BENCHMARK_MAIN();
