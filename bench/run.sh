@@ -104,8 +104,9 @@ Scenarios() {
   "$bench" markdown-head
   Row "$scratch/few" peer --pairs 20 --window 200 --others 60 --floor
   Row "$scratch/few" peer --pairs 20 --window 200 --others 9960 --floor
-  Row "$scratch/many" peer --pairs 20 --window 200 --others 60 --floor
-  Row "$scratch/few" peer --pairs 20 --window 200 --chinese --text-bytes 200 --floor
+  Row "$scratch/many" peer --pairs 20 --window 200 --others 60 --floor --note "1,000,000 old messages"
+  Row "$scratch/few" peer --pairs 20 --window 200 --chinese --text-bytes 200 --floor --note Chinese
+  Row "$scratch/few" peer --pairs 40 --window 400 --floor --note saturated
   Row "$scratch/few" peer --pairs 20 --rate 2000 --floor
   Row "$scratch/few" group --members 100 --connected 99 --window 20
   Row "$scratch/few" group --members 1000 --connected 999 --window 5

@@ -37,6 +37,7 @@ void AddCommonOptions(CLI::App& command, LoadOptions& o) {
   command.add_flag("--markdown", o.markdown, "End with one row of a Markdown table")
       ->excludes("--json");
   command.add_option("--plot", o.plot, "Write the latency distribution to an SVG file");
+  command.add_option("--note", o.note, "Words that join the title of the result");
   command.add_flag("--quiet", o.quiet, "No live line on standard error");
 }
 

@@ -33,6 +33,7 @@ struct LoadOptions {
   bool withFloor = false;
   bool quiet = false;  ///< no live line
   std::string plot;
+  std::string note;  ///< joins the title of the result
 };
 
 }  // namespace vnq::bench

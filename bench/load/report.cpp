@@ -105,7 +105,9 @@ std::string List(const Items& items, const Write& write) {
 
 std::string TableText(const RunResult& result) {
   std::string title;
-  for (const auto& [name, value] : result.settings) title += fmt::format(", {} {}", name, value);
+  for (const auto& [name, value] : result.settings) {
+    title += ", " + name + (value.empty() ? "" : " ") + value;
+  }
   std::string text = fmt::format("vnq_bench {}{}\n", result.scenario, title);
   text += Row(result.unit,
               fmt::format("{} in {:.1f} s, {:.0f} a second", result.operations, result.seconds,
@@ -128,7 +130,9 @@ std::string TableText(const RunResult& result) {
 
 std::string MarkdownRow(const RunResult& result) {
   std::string title = result.scenario;
-  for (const auto& [name, value] : result.settings) title += fmt::format(", {} {}", name, value);
+  for (const auto& [name, value] : result.settings) {
+    title += ", " + name + (value.empty() ? "" : " ") + value;
+  }
   std::string cpu = "-", timesFloor = "-", memory = "-", latency = "-";
   if (result.server) {
     const double us = result.PerOperation(result.server->cpuUs);

@@ -51,6 +51,7 @@ class Run {
           ServerUseInRun{end.cpuUs - begin.cpuUs, before_.rssKb, end.rssKb, end.descriptors};
     }
     scenario.Report(result_);
+    if (!options_.note.empty()) result_.settings.emplace_back(options_.note, "");
     return true;
   }
 

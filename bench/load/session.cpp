@@ -91,7 +91,11 @@ void Session::Record(std::string_view record) {
 
 void Session::Closed() {
   if (step_ == Step::kLeaving) return Go(Step::kClosed);
-  if (step_ != Step::kFailed) Fail(fmt::format("account {}: closed by the server", account_ + 1));
+  if (step_ == Step::kGreeting) {
+    Fail(fmt::format("account {}: no connection, or closed before the greeting", account_ + 1));
+  } else if (step_ != Step::kFailed) {
+    Fail(fmt::format("account {}: closed by the server", account_ + 1));
+  }
 }
 
 void Session::Go(Step step) {

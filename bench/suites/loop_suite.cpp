@@ -3,17 +3,11 @@
 
 #include "bench/suites/bench_server.h"
 #include "host/wire_codec.h"
-#include "sessions/command_table.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
 
 namespace vnq::bench {
 namespace {
-
-void FindCommandWord(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(FindCommand(".+clot_messeng"));
-}
-BENCHMARK(FindCommandWord);
 
 // Decoding, splitting and look-up, without a command behind them.
 void DispatchUnknownRecord(benchmark::State& state) {
