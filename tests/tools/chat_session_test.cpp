@@ -394,12 +394,88 @@ TEST_F(ChatConsoleTest, RetractionNamesTheTextThatWasSeen) {
 }
 
 TEST_F(ChatConsoleTest, WithoutASessionNothingIsTakenBackNudgedOrPosted) {
-  for (const char* line : {"/retract", "/nudge 7", "/notice 7 T"}) {
+  for (const char* line : {"/retract", "/nudge 7", "/notice 7 T", "/create T", "/invite 7",
+                           "/leave", "/friend add 7"}) {
     complaints_.clear();
     console_.Line(line);
     EXPECT_THAT(complaints_, ElementsAre(HasSubstr("no session"))) << line;
   }
   EXPECT_TRUE(console_.Failed());
+}
+
+TEST_F(ChatConsoleTest, GroupsAreThoseThatRecordsHaveShown) {
+  console_.Line("/groups");
+  EXPECT_THAT(shown_, ElementsAre(HasSubstr("no record has shown a group")));
+  LogIn();
+  Hear(".+new_group_base_information|Clot000001|Team|r|s|#");
+  shown_.clear();
+  console_.Line("/groups");
+  EXPECT_THAT(shown_, ElementsAre("* group Team (Clot000001)"));
+}
+
+TEST_F(ChatConsoleTest, CreatedGroupHasItsMakerForAdministrator) {
+  LogIn();
+  console_.Line("/create My team");
+  EXPECT_THAT(sent_, ElementsAre(".+new_group_information|10001|My team||10001|10001:1:wang-|#"));
+}
+
+TEST_F(ChatConsoleTest, InvitedUsersJoinTheTargetGroupUnderTheirKnownNames) {
+  LogIn();
+  names_.Learn(KnownNames::Kind::kUser, "8", "O'Li-Si: x");
+  console_.Line("/group Clot000001");
+  console_.Line("/invite 7,,8");
+  EXPECT_THAT(sent_, ElementsAre(".+add_group_members|10001|Clot000001|7:0:-8:0:O Li Si  x-|#"));
+}
+
+TEST_F(ChatConsoleTest, LeavingTellsTheTargetGroupAndForgetsItAsTarget) {
+  LogIn();
+  console_.Line("/group Clot000001");
+  console_.Line("/leave");
+  EXPECT_THAT(sent_, ElementsAre(".+messengverify|Clot000001|10001||2|2|1|0|#"));
+  console_.Line("/leave");
+  EXPECT_THAT(complaints_, ElementsAre(HasSubstr("which group")));
+  EXPECT_THAT(sent_, SizeIs(1));
+}
+
+TEST_F(ChatConsoleTest, EachStepOfAFriendshipHasItsRecord) {
+  LogIn();
+  names_.Learn(KnownNames::Kind::kUser, "8", "Li Si");
+  for (const char* line : {"/friend add 7 hello | there", "/friend accept Li Si",
+                           "/friend refuse 7", "/friend block 7", "/friend delete 7"}) {
+    console_.Line(line);
+  }
+  EXPECT_THAT(
+      sent_,
+      ElementsAre(".+messengverify|7|10001|hello%20%7C%20there|1|1|1|0|#",
+                  ".+messengverify|8|10001||1|1|2|1|#", ".+messengverify|7|10001||1|1|2|2|#",
+                  ".+messengverify|7|10001||1|1|2|3|#", ".+messengverify|7|10001||1|2|1|0|#"));
+}
+
+TEST_F(ChatConsoleTest, GroupAndFriendLinesThatCannotBeDoneSendNothing) {
+  LogIn();
+  for (const char* line : {"/create", "/create a|b", "/create Ann's", "/invite 7", "/leave",
+                           "/friend", "/friend add", "/friend marry 7", "/friend add a|b"}) {
+    complaints_.clear();
+    console_.Line(line);
+    EXPECT_THAT(complaints_, SizeIs(1)) << line;
+  }
+  console_.Line("/group Clot000001");
+  for (const char* line : {"/invite", "/invite ,", "/invite a:b", "/invite a-b", "/invite 7,a'b"}) {
+    complaints_.clear();
+    console_.Line(line);
+    EXPECT_THAT(complaints_, SizeIs(1)) << line;
+  }
+  EXPECT_THAT(sent_, IsEmpty());
+  EXPECT_TRUE(console_.Failed());
+}
+
+TEST_F(ChatConsoleTest, MemberListsTeachNames) {
+  LogIn();
+  Hear(".+new_group_information|Clot000001|Team|r|s|7:1:Li-8:0:Wang:x-9|#");
+  Hear(".+new_group_memberships||Clot000001|11:0:Zhao-|#");
+  EXPECT_EQ(names_.Label(KnownNames::Kind::kUser, "7"), "Li (7)");
+  EXPECT_EQ(names_.Label(KnownNames::Kind::kUser, "8"), "Wang (8)");
+  EXPECT_EQ(names_.Label(KnownNames::Kind::kUser, "11"), "Zhao (11)");
 }
 
 TEST_F(ChatConsoleTest, RequestsForTheProgramComeBack) {
@@ -425,7 +501,7 @@ TEST_F(ChatConsoleTest, LinesThatCannotBeDoneAreNamedAndRemembered) {
 
 TEST_F(ChatConsoleTest, HelpListsEveryCommand) {
   console_.Line("/help");
-  EXPECT_THAT(shown_, AllOf(SizeIs(15), testing::Contains(StartsWith("* /to USERID"))));
+  EXPECT_THAT(shown_, AllOf(SizeIs(20), testing::Contains(StartsWith("* /to USERID"))));
 }
 
 TEST_F(ChatConsoleTest, GivenNameIsListed) {

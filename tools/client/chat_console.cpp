@@ -31,6 +31,13 @@ const ChatConsole::CommandRow ChatConsole::kCommands[] = {
     {"/to", " USERID [TEXT]", "the next texts are for this user; an id or a known name",
      &ChatConsole::To},
     {"/group", " GROUPID [TEXT]", "the next texts are for this group", &ChatConsole::Group},
+    {"/groups", "", "the groups that records have shown", &ChatConsole::Groups},
+    {"/create", " NAME", "make a group, with you as its administrator", &ChatConsole::Create},
+    {"/invite", " USERID,USERID", "add users to the group that the next texts are for",
+     &ChatConsole::Invite},
+    {"/leave", "", "leave the group that the next texts are for", &ChatConsole::Leave},
+    {"/friend", " add|accept|refuse|block|delete USERID [TEXT]",
+     "ask for a friendship, answer such a request, or end one", &ChatConsole::Friend},
     {"/who", "", "who has come or gone since the log-in", &ChatConsole::Who},
     {"/names", "", "the ids and names that are known", &ChatConsole::Names},
     {"/name", " USERID NAME", "give a user id a name of your own", &ChatConsole::Name},
@@ -95,13 +102,49 @@ ConsoleRequest ChatConsole::Who(std::string_view) {
   return {};
 }
 
+void ChatConsole::ShowGroups() {
+  for (const auto& entry : names_->All(KnownNames::Kind::kGroup)) {
+    sink_->Show("* group " + names_->Label(KnownNames::Kind::kGroup, entry.first));
+  }
+}
+
+ConsoleRequest ChatConsole::Groups(std::string_view) {
+  if (names_->All(KnownNames::Kind::kGroup).empty()) {
+    sink_->Show("* no record has shown a group yet, and the server lists none");
+  }
+  ShowGroups();
+  return {};
+}
+
+ConsoleRequest ChatConsole::Create(std::string_view rest) {
+  failed_ = !session_->CreateGroup(rest) || failed_;
+  return {};
+}
+
+ConsoleRequest ChatConsole::Invite(std::string_view rest) {
+  failed_ = !session_->Invite(rest) || failed_;
+  return {};
+}
+
+ConsoleRequest ChatConsole::Leave(std::string_view) {
+  failed_ = !session_->LeaveGroup() || failed_;
+  return {};
+}
+
+// A name of several words is taken whole where it is known, as /to takes it.
+ConsoleRequest ChatConsole::Friend(std::string_view rest) {
+  const std::string_view step = TakeWord(rest);
+  const bool known = names_->Resolve(KnownNames::Kind::kUser, rest) != rest;
+  const std::string_view user = known ? rest : TakeWord(rest);
+  failed_ = !session_->Friend(step, user, known ? "" : rest) || failed_;
+  return {};
+}
+
 ConsoleRequest ChatConsole::Names(std::string_view) {
   for (const auto& entry : names_->All(KnownNames::Kind::kUser)) {
     sink_->Show("* user " + names_->Label(KnownNames::Kind::kUser, entry.first));
   }
-  for (const auto& entry : names_->All(KnownNames::Kind::kGroup)) {
-    sink_->Show("* group " + names_->Label(KnownNames::Kind::kGroup, entry.first));
-  }
+  ShowGroups();
   return {};
 }
 

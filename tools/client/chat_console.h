@@ -40,6 +40,11 @@ class ChatConsole {
 
   ConsoleRequest To(std::string_view rest);
   ConsoleRequest Group(std::string_view rest);
+  ConsoleRequest Groups(std::string_view rest);
+  ConsoleRequest Create(std::string_view rest);
+  ConsoleRequest Invite(std::string_view rest);
+  ConsoleRequest Leave(std::string_view rest);
+  ConsoleRequest Friend(std::string_view rest);
   ConsoleRequest Who(std::string_view rest);
   ConsoleRequest Names(std::string_view rest);
   ConsoleRequest Name(std::string_view rest);
@@ -55,6 +60,7 @@ class ChatConsole {
   ConsoleRequest Quit(std::string_view rest);
 
   void Address(KnownNames::Kind kind, std::string_view rest);
+  void ShowGroups();
   void Fail(const std::string& sentence);
 
   ChatSession* session_;

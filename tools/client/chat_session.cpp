@@ -357,15 +357,23 @@ bool ChatSession::Nudge(std::string_view idOrName) {
   return true;
 }
 
+std::vector<std::string> ChatSession::ResolveUsers(std::string_view users,
+                                                   std::string& labels) const {
+  std::vector<std::string> ids;
+  for (const std::string& user : SplitText(users, ",")) {
+    if (user.empty()) continue;
+    ids.push_back(names_->Resolve(Kind::kUser, user));
+    labels += (labels.empty() ? "" : ", ") + names_->Label(Kind::kUser, ids.back());
+  }
+  return ids;
+}
+
 // .+notification|sender|receivers|title|content|link|#
 bool ChatSession::PostNotice(std::string_view receivers, std::string_view title) {
   if (!IsReady()) return false;
   std::string ids, labels;
-  for (const std::string& receiver : SplitText(receivers, ",")) {
-    if (receiver.empty()) continue;
-    const std::string id = names_->Resolve(Kind::kUser, receiver);
+  for (const std::string& id : ResolveUsers(receivers, labels)) {
     ids += (ids.empty() ? "" : ",") + id;
-    labels += (labels.empty() ? "" : ", ") + names_->Label(Kind::kUser, id);
   }
   if (ids.empty() || title.empty() || !FitsAField(ids) || title.size() > kMaxTextBytes) {
     sink_->Complain("Say whom and what: /notice USERID,USERID TITLE.");

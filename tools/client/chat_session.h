@@ -94,6 +94,20 @@ class ChatSession {
   /// Posts a notice to users, named by ids or known names that are joined by commas.
   bool PostNotice(std::string_view receivers, std::string_view title);
 
+  /// Makes a group of which this user is the only member, and an administrator. Its id comes with
+  /// the server's record of it.
+  bool CreateGroup(std::string_view name);
+
+  /// Adds users, named by ids or known names that are joined by commas, to the target group.
+  bool Invite(std::string_view users);
+
+  /// Leaves the target group, which is no target afterwards.
+  bool LeaveGroup();
+
+  /// A step of a friendship with a user: add (with a text for the user), accept, refuse, block or
+  /// delete.
+  bool Friend(std::string_view step, std::string_view idOrName, std::string_view text);
+
   /// Changes the own presence: `.+on_line`, `.+go_away`, `.+stealth`.
   void SetPresence(std::string_view command, std::string_view inWords);
 
@@ -139,6 +153,9 @@ class ChatSession {
   bool SeenBefore(std::string_view record);
   void Remember(const std::string& id, const std::string& text);
   bool IsReady();
+  bool HasTargetGroup();
+  std::vector<std::string> ResolveUsers(std::string_view users, std::string& labels) const;
+  std::string OwnName() const;
   void Forget(const std::string& id);
   void ShowTimed(const std::string& date, const std::string& time, const std::string& line);
   void SendAgain();

@@ -74,8 +74,18 @@ std::string Verify(const RecordFields& f, KnownNames& names) {
   return f[4] == "2" ? GroupVerify(f, names) : FriendVerify(f, names);
 }
 
-// .+new_group_information|group|name|...   .+new_group_base_information|group|name|...
+// Entries UserID:IsAdmin:name, each closed by "-".
+void LearnMembers(std::string_view list, KnownNames& names) {
+  for (const std::string& entry : SplitText(list, "-")) {
+    const std::vector<std::string> parts = SplitText(entry, ":");
+    if (parts.size() >= 3) names.Learn(Kind::kUser, parts[0], ReadEscapedText(parts[2]));
+  }
+}
+
+// .+new_group_information|group|name|remark|sender|members|#
+// .+new_group_base_information|group|name|remark|sender|#
 std::string NewGroup(const RecordFields& f, KnownNames& names) {
+  LearnMembers(f[5], names);
   names.Learn(Kind::kGroup, f[1], ReadEscapedText(f[2]));
   return "new group " + names.Label(Kind::kGroup, f[1]);
 }
@@ -89,6 +99,7 @@ std::string ChangedGroup(const RecordFields& f, KnownNames& names) {
 // not an id
 std::string Memberships(const RecordFields& f, KnownNames& names) {
   if (!names.All(Kind::kGroup).contains(f[2])) return "a group has new members";
+  LearnMembers(f[3], names);
   return "group " + names.Label(Kind::kGroup, f[2]) + " has new members";
 }
 
