@@ -120,8 +120,8 @@ Scenarios() {
 Suites() {
   "$build/bin/vnq_bench_suites" --benchmark_min_time=0.2 --benchmark_format=csv 2>/dev/null |
     awk -F, 'BEGIN { print "| benchmark | CPU time of one |\n|---|--:|" }
-      started { gsub(/"/, ""); label = $9 == "" ? "" : " (" $9 ")"
-                printf "| %s%s | %.4g %s |\n", $1, label, $4, $5 }
+      started { gsub(/"/, ""); label = $8 == "" ? "" : " (" $8 ")"
+                printf("| %s%s | " ($4 < 100 ? "%.1f" : "%.0f") " %s |\n", $1, label, $4, $5) }
       /^name,/ { started = 1 }'
 }
 

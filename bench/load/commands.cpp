@@ -59,7 +59,10 @@ void AddTextOptions(CLI::App& command, LoadOptions& o) {
   command.add_flag(
       "--until-delivery", o.untilDelivery,
       "Closed loop: a message ends when it is delivered, not when its receipt is here");
-  AddCount(command, "--text-bytes", o.textBytes, "Length of a text, escaped");
+  // A longer record would go out in parts, and parts of two records must not meet in one read.
+  command.add_option("--text-bytes", o.textBytes, "Length of a text, escaped")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 800));
   command.add_flag("--chinese", o.chinese, "Chinese texts");
   command.add_flag("--floor", o.withFloor,
                    "Measure the bare statements and socket calls of a message too");

@@ -36,7 +36,7 @@ void HandlerStart(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kAtOnce);
 }
-BENCHMARK(HandlerStart);
+BENCHMARK(HandlerStart)->Name("HandlerStart/times:100");
 
 void YieldWithNothingReady(benchmark::State& state) {
   BenchServer server(1);
