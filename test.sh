@@ -11,7 +11,8 @@ usage: ./test.sh [--full] [--help]
              warnings as errors, all tests, the same tests under the address and
              undefined-behaviour sanitizers, clang-tidy on what changed
   --full     what a release must pass: also a debug build, clang-tidy on everything,
-             tests that take long, and a minute of libFuzzer on each fuzz target
+             tests that take long, the visitor page in a headless browser, and a minute
+             of libFuzzer on each fuzz target
 
 Logs are in build/logs. The exit code is 0 when something ran and nothing failed.
 As root, or with sudo, missing Debian packages are installed first.
@@ -94,6 +95,9 @@ if [[ $full == no ]]; then
   Step "clang-tidy on changes" scripts/tidy.sh --seconds "$tidy_seconds"
   Finish
 fi
+
+# In real time and on real frames, so it wants a machine that is not busy with anything else.
+Step "visitor page in a browser" scripts/browser_tests.sh build/release/bin
 
 if Step "debug build" Build build/debug -DCMAKE_BUILD_TYPE=Debug; then
   Tests "debug tests" build/debug
