@@ -293,6 +293,23 @@ TEST_F(GroupMembership, UnknownGroupIsCountedGloballyAndTellsTheNotice) {
   EXPECT_EQ(GroupCounters(kGroup), "0|0");
 }
 
+// The second command deletes a row in the first turn that the first one gives while it tells the
+// members; the first goes on with the rows that it had read, and the two tell the third member by
+// turns.
+TEST_F(GroupMembership, WalkOverTheMembersOutlivesTheRemovalOfOne) {
+  EverybodyOnTwoDevices();
+  session("1").SendQuietly(Command("set_group_administrator", "3:1"));
+  session("2").SendQuietly(".+del_group_members|2|Clot000001|3|#");
+  server.Pump();
+  const Heard heard = Hear();
+  const std::string record = Memberships("2:0:Ben-3:1:Cid-");
+  EXPECT_EQ(heard.at("3"), record + Removed("3") + Notice("3", "4"));
+  EXPECT_EQ(heard.at("3m"), record + Removed("3") + Notice("3", "4"));
+  EXPECT_EQ(heard.at("1"), ".+new_group_memberships|2|Clot000001|1:1:Ann-|#");
+  EXPECT_EQ(Members(kGroup), (Rows{"1|1|Ann|0|0|0|0", "2|0|Ben|0|0|0|0"}));
+  EXPECT_EQ(GlobalCounters(), "0|2");
+}
+
 TEST_F(GroupMembership, WithoutTheOneCounterRowTheRestIsDone) {
   Only("1");
   server.Run("insert into UpDateForm select * from UpDateForm");
