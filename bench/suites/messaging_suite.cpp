@@ -126,5 +126,58 @@ void WholeClotMesseng(benchmark::State& state) {
 }
 BENCHMARK(WholeClotMesseng)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
+std::string NumbersUpTo(int count, std::string_view separator) {
+  std::string list;
+  for (int i = 1; i <= count; ++i) list += fmt::format("{}{}", i, separator);
+  return list;
+}
+
+// A notice does not yield: its time is what every other client waits.
+void WholeNotice(benchmark::State& state) {
+  const auto receivers = static_cast<int>(state.range(0));
+  BenchServer server(receivers);
+  const std::string list = NumbersUpTo(receivers, ",");
+  for (auto _ : state) {
+    Fields fields = Fields::Split(fmt::format(".+notification|1|{}|title|content|link|#", list));
+    PostNotice(server.host(), fields, 1, "127.0.0.1");
+    state.PauseTiming();
+    server.Run("delete from Notice_Acks");
+    server.host().database.SyncCommitted();
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * receivers);
+}
+BENCHMARK(WholeNotice)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond);
+
+// How long a keep-alive of another client takes while a mass message is under way.
+void KeepAliveDuringMassMessage(benchmark::State& state) {
+  const auto receivers = static_cast<int>(state.range(0));
+  BenchServer server(receivers);
+  const std::string list = NumbersUpTo(receivers, "*");
+  EventLoop& loop = server.loop();
+  bool busy = false;
+  for (auto _ : state) {
+    if (!busy) {
+      state.PauseTiming();
+      busy = true;
+      loop.StartHandler([&] {
+        Fields fields = Fields::Split(fmt::format(".+mass_information|{}|1|text|1|#", list));
+        HandleMassInformation(server.host(), fields, 1, "127.0.0.1");
+        busy = false;
+      });
+      loop.Turn(0);
+      state.ResumeTiming();
+    }
+    bool answered = false;
+    loop.StartHandler([&] {
+      loop.Yield();
+      answered = true;
+    });
+    while (!answered) loop.Turn(0);
+  }
+  while (busy) loop.Turn(0);
+}
+BENCHMARK(KeepAliveDuringMassMessage)->Arg(1000)->Unit(benchmark::kMicrosecond);
+
 }  // namespace
 }  // namespace vnq::bench
