@@ -109,7 +109,7 @@ Expr KnownDepartment(Database& database, const Expr& TypeID) {
 }
 
 Expr CreateAccount(Database& database, bool isAccess, const NewAccount& account) {
-  const Expr newId = NextUserId(database, isAccess);
+  Expr newId = NextUserId(database, isAccess);
   AddUser(database, newId, account);
   AddPicture(database, newId);
   AddFileFolder(database, newId, account.UserName);

@@ -40,8 +40,9 @@ std::string FilterAndStore(Host& host, const Fields& fields) {
 // The sender's other device gets the copy, and the mark of the device that sent rises.
 void LeaveToSender(Host& host, Cursor& memberRow, const Fields& fields, const std::string& tag) {
   const bool fromMobile = IsMobileTag(tag);
-  LeaveMesseng(host, fromMobile ? BareTag(tag) : BareTag(tag) + "m",
-               kGroupMessage + (fromMobile ? kSenderDesktop : kSenderMobile), fields[5]);
+  const auto kind =
+      static_cast<int16_t>(kGroupMessage + (fromMobile ? kSenderDesktop : kSenderMobile));
+  LeaveMesseng(host, OtherSessionTag(tag), kind, fields[5]);
   memberRow.Set(fromMobile ? "last_ack_typeid2" : "last_ack_typeid1",
                 LastGroupMessageId(host, fields[1]));
   memberRow.Update();
