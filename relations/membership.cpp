@@ -26,7 +26,7 @@ void InsertMember(Host& host, const Expr& group, const Fields& entry, int16_t la
 }
 
 Expr TellMemberList(Host& host, const Fields& fields, Cursor& members) {
-  const Expr record = NewGroupMembershipsRecord(fields[1], fields[2], MemberListOf(members));
+  Expr record = NewGroupMembershipsRecord(fields[1], fields[2], MemberListOf(members));
   for (; !members.EndOfRows(); members.MoveNext()) {
     TellUser(host, Join(members["UserID"]), record);
   }

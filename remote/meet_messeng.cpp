@@ -36,8 +36,9 @@ void TellMobile(Host& host, const Call& call) {
 }
 
 void TellOwnOtherDevice(Host& host, const Call& call, const std::string& tag) {
-  LeaveMesseng(host, OtherSessionTag(tag),
-               kMeetingState + (IsMobileTag(tag) ? kSenderDesktop : kSenderMobile), call.chatId);
+  const auto kind =
+      static_cast<int16_t>(kMeetingState + (IsMobileTag(tag) ? kSenderDesktop : kSenderMobile));
+  LeaveMesseng(host, OtherSessionTag(tag), kind, call.chatId);
 }
 
 void Invite(Host& host, const Call& call, const std::string& tag) {

@@ -148,10 +148,10 @@ std::string ReadEscapedText(std::string_view escaped) {
 }
 
 std::string ReadMessageText(std::string_view escaped) {
-  const std::string text = ReadEscapedText(escaped);
+  std::string text = ReadEscapedText(escaped);
   const bool fileForm = text.starts_with("{h@") || text.starts_with("{a@");
   if (!fileForm || !text.ends_with("}")) return text;
-  return "[file] " + ReadEscapedText(std::string_view(text).substr(3, text.size() - 4));
+  return "[file] " + ReadEscapedText(text.substr(3, text.size() - 4));
 }
 
 bool FitsAField(std::string_view text) {

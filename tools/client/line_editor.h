@@ -26,7 +26,7 @@ class LineEditor {
   Event Key(char byte);
 
   /// The line that was ended last.
-  std::string TakeLine() { return std::move(finished_); }
+  std::string TakeLine() { return std::exchange(finished_, {}); }
 
   /// What is typed so far.
   const std::string& text() const { return text_; }
