@@ -24,9 +24,9 @@ int Refuse(const CLI::App& app, const CLI::ParseError& error) {
   while (!chosen->get_subcommands().empty()) chosen = chosen->get_subcommands().front();
   std::string name = chosen->get_name();
   for (const CLI::App* one = chosen->get_parent(); one != nullptr; one = one->get_parent()) {
-    name = one->get_name() + " " + name;
+    name.insert(0, " ").insert(0, one->get_name());
   }
-  const bool hasCommands = chosen->get_subcommands({}).size() > 0;
+  const bool hasCommands = !chosen->get_subcommands({}).empty();
   std::cerr << "vnqctl: " << error.what() << "\n"
             << "Usage: " << name << " [OPTIONS]" << (hasCommands ? " COMMAND ..." : "") << "; "
             << name << " --help tells more\n";
