@@ -5,15 +5,10 @@
 
 #include "host/fields.h"
 #include "host/host.h"
+#include "support/replace_all.h"
 
 namespace vnq {
 namespace {
-
-void ReplaceAll(std::string& text, std::string_view what, std::string_view by) {
-  for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
-    text.replace(at, what.size(), by);
-  }
-}
 
 // Only the first row of a kind counts.
 std::vector<std::string> ReadKeywords(Host& host, int type) {

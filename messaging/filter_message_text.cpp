@@ -1,5 +1,6 @@
 #include "messaging/control_tokens.h"
 #include "messaging/messaging.h"
+#include "support/replace_all.h"
 #include "support/text_codecs.h"
 
 namespace vnq {
@@ -8,13 +9,6 @@ namespace {
 // An empty word stands at the head of every text that is not empty.
 bool Holds(std::string_view text, std::string_view word) {
   return !text.empty() && text.find(word) != std::string_view::npos;
-}
-
-void ReplaceAll(std::string& text, std::string_view word, std::string_view by) {
-  if (word.empty()) return;
-  for (size_t at = 0; (at = text.find(word, at)) != std::string::npos; at += by.size()) {
-    text.replace(at, word.size(), by);
-  }
 }
 
 }  // namespace

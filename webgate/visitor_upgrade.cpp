@@ -1,6 +1,7 @@
 #include "webgate/visitor_upgrade.h"
 
 #include "support/base64_text.h"
+#include "support/replace_all.h"
 #include "support/sha1.h"
 
 namespace vnq {
@@ -20,12 +21,6 @@ std::string WithoutBlanksAround(const std::string& text) {
 std::string HeaderValue(std::string_view request, std::string_view nameAndColon) {
   size_t fromTheHead = 0;
   return WithoutBlanksAround(FindBetween(request, nameAndColon, kLineEnd, fromTheHead));
-}
-
-void ReplaceAll(std::string& text, std::string_view mark, std::string_view value) {
-  for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += value.size()) {
-    text.replace(at, mark.size(), value);
-  }
 }
 
 }  // namespace

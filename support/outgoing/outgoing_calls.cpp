@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "support/outgoing/response_text.h"
+#include "support/replace_all.h"
 #include "support/text_codecs.h"
 #include "support/utf8.h"
 
@@ -52,10 +53,7 @@ std::string RandomNumberText() {
 }
 
 std::string CommandFor(std::string_view service, std::string command) {
-  constexpr std::string_view kPlace = "%s";
-  for (size_t at = 0; (at = command.find(kPlace, at)) != std::string::npos; at += service.size()) {
-    command.replace(at, kPlace.size(), service);
-  }
+  ReplaceAll(command, "%s", service);
   return command;
 }
 
