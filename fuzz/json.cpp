@@ -1,12 +1,5 @@
 // The JSON reader and the script evaluator on arbitrary bytes.
 //
-// Build and run from the root of the tree:
-//
-//   clang++ -std=c++20 -O1 -g -I. -fsanitize=fuzzer,address,undefined fuzz/json_fuzz.cpp
-//       support/json*.cpp support/decimal.cpp support/letter_case.cpp support/runtime_error.cpp
-//       support/string_builder.cpp support/wide_text.cpp -o json_fuzz        (all on one line)
-//   ./json_fuzz -max_len=4096 -max_total_time=60
-//
 // Besides crashes it looks for broken promises: what was read must be written as JSON that reads
 // back as the same value without errors.
 
