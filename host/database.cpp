@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/skipped.h"
+#include "support/utf16.h"
 
 namespace vnq {
 namespace {
@@ -107,14 +108,19 @@ class Binder {
   std::string failure_;
 };
 
-// The value as the column takes it; nothing when it does not fit.
-bool Fit(const Expr& value, SqlColumnType type, SqlValue& fitted) {
+bool IsTooLong(std::string_view text, size_t maxLength) {
+  return maxLength > 0 && text.size() > maxLength && Utf16Length(text) > maxLength;
+}
+
+// The value as the column takes it; false when it does not fit.
+bool Fit(const Expr& value, const SqlColumn& column, SqlValue& fitted) {
   if (!value.ok()) return false;
   if (value.IsNull()) {
     fitted = SqlValue::Null();
     return true;
   }
-  if (type == SqlColumnType::kText) {
+  if (column.type == SqlColumnType::kText) {
+    if (IsTooLong(value.text(), column.maxLength)) return false;
     fitted = SqlValue::Text(value.text());
     return true;
   }
@@ -205,7 +211,9 @@ void Cursor::LeaveRow() {
   auto index = static_cast<std::ptrdiff_t>(row_);
   auto cells = rows_.cells.begin() + index * count;
   rows_.cells.erase(cells, cells + count);
-  rows_.identity.erase(rows_.identity.begin() + index);
+  auto width = static_cast<std::ptrdiff_t>(rows_.identityWidth);
+  auto identity = rows_.identity.begin() + index * width;
+  rows_.identity.erase(identity, identity + width);
   deleted_ = false;
 }
 
@@ -253,7 +261,7 @@ bool Cursor::Set(std::string_view column, const Expr& value) {
   if (index < 0) return Skip(column, "no such column");
   const SqlColumn& target = (*rows_.columns)[static_cast<size_t>(index)];
   SqlValue fitted;
-  if (!Fit(value, target.type, fitted)) return Skip(column, "the value does not fit the column");
+  if (!Fit(value, target, fitted)) return Skip(column, "the value does not fit the column");
 
   auto before = std::find_if(assigned_.begin(), assigned_.end(),
                              [&](const SqlAssignment& each) { return each.column == target.name; });

@@ -15,7 +15,7 @@ class NoDriver : public SqlDriver {
   bool Query(std::string_view, std::span<const SqlValue>, SqlRows&) override { return false; }
   bool Execute(std::string_view, std::span<const SqlValue>) override { return false; }
   bool Insert(const SqlRows&, std::span<const SqlAssignment>) override { return false; }
-  bool UpdateRow(const SqlRows&, size_t, std::span<const SqlAssignment>) override { return false; }
+  bool UpdateRow(SqlRows&, size_t, std::span<const SqlAssignment>) override { return false; }
   bool DeleteRow(const SqlRows&, size_t) override { return false; }
   bool SyncCommitted() override { return true; }
   const std::string& LastError() const override { return why_; }

@@ -94,10 +94,13 @@ class Translator {
   Translator(const Tokens& tokens, const SqlDialect& dialect)
       : tokens_(tokens), dialect_(dialect) {}
 
-  std::string Translate() {
+  TranslatedSql Translate() {
     for (size_t i = 0; i < tokens_.size();) i = TranslateAt(i);
     WriteLimit();
-    return std::move(out_);
+    if (dialect_.numberedMarkers) {
+      for (size_t i = 0; i < markers_; ++i) parameters_.push_back(i);
+    }
+    return {std::move(out_), std::move(parameters_)};
   }
 
  private:
@@ -131,7 +134,7 @@ class Translator {
       out_ += token.text;
     } else {
       if (IsSign(token, ';')) WriteLimit();
-      Write(token.text);
+      IsSign(token, '?') ? WriteMarker(markers_++) : Write(token.text);
     }
     if (token.kind != Token::Kind::kBlank) previous_ = token;
     return i + 1;
@@ -163,6 +166,12 @@ class Translator {
     return SkipBlanks(tokens_, number + 1);
   }
 
+  void WriteMarker(size_t parameter) {
+    if (dialect_.numberedMarkers) return Write("$" + std::to_string(parameter + 1));
+    parameters_.push_back(parameter);
+    Write("?");
+  }
+
   void Write(std::string_view text) {
     out_ += text;
     contentEnd_ = out_.size();
@@ -184,6 +193,8 @@ class Translator {
   Token previous_{Token::Kind::kBlank, {}};
   std::string out_;
   size_t contentEnd_ = 0;
+  size_t markers_ = 0;  // seen so far
+  std::vector<size_t> parameters_;
 };
 
 bool MixesRows(const Token& token) {
@@ -199,9 +210,46 @@ bool EndsTableList(const Token& token) {
 
 }  // namespace
 
-std::string TranslateSql(std::string_view statement, const SqlDialect& dialect) {
+TranslatedSql TranslateSql(std::string_view statement, std::span<const SqlMarker> markers,
+                           const SqlDialect& dialect) {
+  (void)markers;
   Tokens tokens = Tokenize(statement);
   return Translator(tokens, dialect).Translate();
+}
+
+std::string FoldedText(std::string_view expression, const SqlDialect& dialect) {
+  switch (dialect.textComparison) {
+    case SqlDialect::TextComparison::kByColumn:
+      return std::string(expression);
+    case SqlDialect::TextComparison::kFolded:
+      return "lower(cast(" + std::string(expression) + " as text) collate \"C\")";
+    case SqlDialect::TextComparison::kSearchFolded:
+      break;
+  }
+  // The binary collation folds nothing, so the letters are named; the character at the end keeps
+  // trailing blanks from being ignored.
+  return "translate(" + std::string(expression) +
+         " collate Latin1_General_BIN2,'ABCDEFGHIJKLMNOPQRSTUVWXYZ',"
+         "'abcdefghijklmnopqrstuvwxyz')+N'.'";
+}
+
+std::string SingleTable(std::string_view select) {
+  Tokens tokens = Tokenize(select);
+  size_t first = SkipBlanks(tokens, 0);
+  if (first == tokens.size() || !IsWord(tokens[first], "select")) return {};
+  // What SelectWithColumn refuses has no single table.
+  if (!SelectWithColumn(select, "x")) return {};
+  int depth = 0;
+  for (size_t i = first; i < tokens.size(); ++i) {
+    if (IsSign(tokens[i], '(')) ++depth;
+    if (IsSign(tokens[i], ')')) --depth;
+    if (depth != 0 || !IsWord(tokens[i], "from")) continue;
+    size_t name = SkipBlanks(tokens, i + 1);
+    bool isName = name < tokens.size() && (tokens[name].kind == Token::Kind::kWord ||
+                                           tokens[name].kind == Token::Kind::kQuoted);
+    return isName ? std::string(tokens[name].text) : std::string();
+  }
+  return {};
 }
 
 std::optional<std::string> SelectWithColumn(std::string_view select, std::string_view column) {

@@ -10,27 +10,64 @@
 // is no statement comes out as it went in, and the engine refuses it.
 #pragma once
 
+#include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vnq {
 
-/// What an engine writes for the forms above.
+/// What a marker stands for. A text takes part in comparisons, and those need care on a server.
+enum class SqlMarker { kNumber, kText };
+
+/// How an engine writes what the written dialect leaves open.
 struct SqlDialect {
   bool limitAtEnd;  ///< `top N` becomes `limit N` at the end of its select; else it stays
   std::string_view integerOpen;   ///< what stands before x in a conversion to integer
   std::string_view integerClose;  ///< and behind it
+  bool numberedMarkers;           ///< markers are $1, $2, ...; else each is a ?
+
+  /// How texts come to be compared as everywhere in the system: ASCII letters without regard to
+  /// case, everything else exactly, trailing blanks included.
+  enum class TextComparison {
+    kByColumn,      ///< the columns' own collation does it
+    kFolded,        ///< both sides are folded: there is an index on the folded column
+    kSearchFolded,  ///< the comparison as it stands, for the index, and the folded one beside it
+  } textComparison;
 };
 
 /// `convert_int` is a function that the SQLite driver brings along: the engine's own cast makes 0
 /// of anything.
-inline constexpr SqlDialect kSqliteDialect{true, "convert_int(", ")"};
-inline constexpr SqlDialect kPostgresDialect{true, "cast(", " as integer)"};
-inline constexpr SqlDialect kTransactSqlDialect{false, "CONVERT(int,", ")"};
+inline constexpr SqlDialect kSqliteDialect{true, "convert_int(", ")", false,
+                                           SqlDialect::TextComparison::kByColumn};
+inline constexpr SqlDialect kPostgresDialect{true, "cast(", " as integer)", true,
+                                             SqlDialect::TextComparison::kFolded};
+inline constexpr SqlDialect kTransactSqlDialect{false, "CONVERT(int,", ")", false,
+                                                SqlDialect::TextComparison::kSearchFolded};
 
-/// The statement in the engine's dialect.
-std::string TranslateSql(std::string_view statement, const SqlDialect& dialect);
+/// A statement as an engine takes it.
+struct TranslatedSql {
+  std::string text;
+
+  /// For each `?` in the text, the parameter (from 0) that it takes. A numbered marker names its
+  /// own, so this is then 0, 1, 2, ... up to the number of parameters.
+  std::vector<size_t> parameters;
+};
+
+/// The statement in the engine's dialect. `markers` tells what each `?` is; one that is not told is
+/// a number.
+TranslatedSql TranslateSql(std::string_view statement, std::span<const SqlMarker> markers,
+                           const SqlDialect& dialect);
+
+/// An expression as comparisons fold it, for the index that serves them: PostgreSQL's
+/// `lower(cast(x as text) collate "C")`. Transact-SQL's is not made for an index.
+std::string FoldedText(std::string_view expression, const SqlDialect& dialect);
+
+/// The one table that a select reads, as written; empty for a join, a union, distinct rows, groups
+/// and for what is no select.
+std::string SingleTable(std::string_view select);
 
 /// The select with `column` as one more column at the end of its list. Nothing for what is no
 /// select whose rows are rows of one table: a join, a union, distinct rows, groups. Whether each

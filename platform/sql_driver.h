@@ -35,6 +35,7 @@ enum class SqlColumnType { kText, kInteger };
 struct SqlColumn {
   std::string name;
   SqlColumnType type = SqlColumnType::kText;
+  size_t maxLength = 0;  ///< the longest text, in 16-bit units; 0 is without bound
 };
 
 /// The rows of one query, all in memory: the statement is finished when Query returns, so the rows
@@ -43,7 +44,11 @@ struct SqlRows {
   std::shared_ptr<const std::vector<SqlColumn>> columns;  ///< never null after a successful Query
   std::vector<SqlValue> cells;  ///< row by row, columns->size() cells each
   std::string table;  ///< the one table the rows come from; empty for joins and expressions
-  std::vector<SqlValue> identity;  ///< one per row when `table` is set: what finds the row again
+
+  /// What finds the rows again when `table` is set: identityWidth values a row, which only the
+  /// driver that read them understands. A width of 0 leaves it to the row's own cells.
+  std::vector<SqlValue> identity;
+  size_t identityWidth = 0;
 
   size_t rowCount() const {
     return columns && !columns->empty() ? cells.size() / columns->size() : 0;
@@ -70,9 +75,9 @@ class SqlDriver {
   /// Adds a row with the given columns; the others take their defaults.
   virtual bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) = 0;
 
-  /// Writes the given columns of one row that Query returned.
-  virtual bool UpdateRow(const SqlRows& rows, size_t row,
-                         std::span<const SqlAssignment> values) = 0;
+  /// Writes the given columns of one row that Query returned. The row's identity may change with
+  /// it; its cells are the caller's to keep up.
+  virtual bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) = 0;
 
   /// Deletes one row that Query returned.
   virtual bool DeleteRow(const SqlRows& rows, size_t row) = 0;
@@ -104,5 +109,29 @@ struct SqliteOptions {
 /// in vain, the statements of the next second do not wait at all, so that a lock holds the thread
 /// up once and not at each statement.
 std::unique_ptr<SqlDriver> OpenSqlite(SqliteOptions options);
+
+/// A database on a server, shared with other programs.
+struct ServerDatabaseOptions {
+  std::string odbcDriver;  ///< name of the ODBC driver, as odbcinst.ini knows it; OpenOdbc only
+  std::string host;
+  std::string port;  ///< empty: the engine's usual one
+  std::string database;
+  std::string user, password;
+  int connectTimeoutS = 5;
+  int statementTimeoutS = 10;
+  SqlDurability durability = SqlDurability::kReceipt;
+  const Clock* clock = nullptr;  ///< for the back-off; null: the machine's. Outlives the driver
+};
+
+/// A PostgreSQL database through its native client; see OpenOdbc for what holds for both.
+std::unique_ptr<SqlDriver> OpenPostgres(ServerDatabaseOptions options);
+
+/// A database behind an ODBC driver: SQL Server with FreeTDS or with its maker's own.
+///
+/// Never null, and opening it does not connect: each statement does where no connection stands. No
+/// call holds the thread longer than one connect and one statement may take; after a failed connect
+/// or a time-out statements fail at once for a short back-off, then one is tried. That the database
+/// went away is logged once, and once that it is back.
+std::unique_ptr<SqlDriver> OpenOdbc(ServerDatabaseOptions options);
 
 }  // namespace vnq

@@ -66,7 +66,7 @@ class SqliteDriver final : public SqlDriver {
              SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
-  bool UpdateRow(const SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
+  bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
@@ -208,6 +208,7 @@ bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> p
   SqlRows read;
   read.columns = prepared->columns;
   read.table = prepared->table;
+  read.identityWidth = read.table.empty() ? 0 : 1;
   for (; code == SQLITE_ROW; code = sqlite3_step(handle)) ReadRow(*prepared, read);
   if (!End(*prepared, code)) return false;
   rows = std::move(read);
@@ -239,8 +240,7 @@ bool SqliteDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> 
   return Execute(statement, parameters);
 }
 
-bool SqliteDriver::UpdateRow(const SqlRows& rows, size_t row,
-                             std::span<const SqlAssignment> values) {
+bool SqliteDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
   if (values.empty()) return true;
   std::string statement = "update " + QuotedName(rows.table) + " set ";
   for (const SqlAssignment& assignment : values) {

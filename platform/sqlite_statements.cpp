@@ -86,7 +86,7 @@ SqliteStatement* SqliteStatementCache::Prepare(std::string_view written, std::st
 
 bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& statement,
                                 std::string& refusal) {
-  std::string text = TranslateSql(written, kSqliteDialect);
+  std::string text = TranslateSql(written, {}, kSqliteDialect).text;
   statement.handle.reset(PrepareOne(database_, text, refusal));
   if (!statement.handle) return false;
   statement.written = written;

@@ -36,7 +36,7 @@ class FaultyDriver : public SqlDriver {
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override {
     return Pass("insert into " + target.table) && Result(behind_->Insert(target, values));
   }
-  bool UpdateRow(const SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override {
+  bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override {
     return Pass("update " + rows.table) && Result(behind_->UpdateRow(rows, row, values));
   }
   bool DeleteRow(const SqlRows& rows, size_t row) override {

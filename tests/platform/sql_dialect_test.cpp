@@ -6,7 +6,7 @@ namespace vnq {
 namespace {
 
 std::string ToSqlite(std::string_view statement) {
-  return TranslateSql(statement, kSqliteDialect);
+  return TranslateSql(statement, {}, kSqliteDialect).text;
 }
 
 TEST(TranslateSql, TopBecomesALimitAtTheEnd) {
@@ -81,9 +81,9 @@ TEST(TranslateSql, AnyTextComesOutWithoutHarm) {
 
 TEST(TranslateSql, OtherEnginesWriteTheirOwnForms) {
   std::string_view statement = "select top 1 clng(a) from T where d<=#2024-01-01#";
-  EXPECT_EQ(TranslateSql(statement, kPostgresDialect),
+  EXPECT_EQ(TranslateSql(statement, {}, kPostgresDialect).text,
             "select cast(a as integer) from T where d<='2024-01-01' limit 1");
-  EXPECT_EQ(TranslateSql(statement, kTransactSqlDialect),
+  EXPECT_EQ(TranslateSql(statement, {}, kTransactSqlDialect).text,
             "select top 1 CONVERT(int,a) from T where d<='2024-01-01'");
 }
 
