@@ -1,6 +1,9 @@
-#include "tools/embedded_database.h"
+#include "tools/make_schema.h"
 
-#include "host/schema.h"
+#include "host/schema_sql.h"
+#include "tools/in_transaction.h"
+#include "tools/schema_differences.h"
+#include "tools/schema_reader.h"
 
 namespace vnq {
 
@@ -17,48 +20,75 @@ constexpr RequiredRow kRequiredRows[] = {
     {"Select * from OtherForm where ID=1", "insert into OtherForm(ID,Logo) values(1,0)"},
 };
 
-size_t CountObjects(SqlDriver& driver, const std::string& type) {
-  return CountRows(driver, "select name from sqlite_master where type='" + type +
-                               "' and name not like 'sqlite_%'");
-}
+/// One run over the schema.
+class SchemaMaker {
+ public:
+  SchemaMaker(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report, std::string& error)
+      : driver_(driver), engine_(engine), report_(report), error_(error) {}
 
-bool Run(SqlDriver& driver, std::string_view statement, std::string& error) {
-  if (driver.Execute(statement, {})) return true;
-  error = std::string(statement.substr(0, 80)) + ": " + driver.LastError();
-  return false;
-}
-
-bool MakeRequiredRows(SqlDriver& driver, SchemaReport& report, std::string& error) {
-  for (const RequiredRow& row : kRequiredRows) {
-    if (CountRows(driver, row.find) > 0) continue;
-    if (!Run(driver, row.insert, error)) return false;
-    ++report.rows;
+  bool Make() {
+    if (!before_.Read(driver_, engine_, error_)) return false;
+    for (const TableDef& table : SchemaTables()) {
+      if (!MakeTable(table)) return false;
+    }
+    return MakeRequiredRows();
   }
-  return true;
-}
 
-bool MakeAll(SqlDriver& driver, SchemaReport& report, std::string& error) {
-  const size_t tables = CountObjects(driver, "table"), indexes = CountObjects(driver, "index");
-  for (const std::string& statement : SqliteSchemaStatements()) {
-    if (!Run(driver, statement, error)) return false;
+ private:
+  bool MakeTable(const TableDef& table) {
+    const ExistingTable* existing = before_.Find(table.name);
+    if (existing == nullptr) {
+      if (!Run(CreateTableStatement(table, engine_))) return false;
+      ++report_.tables;
+    }
+    for (std::string_view columns : table.indexes) {
+      const bool isThere = existing != nullptr && HasIndex(*existing, table, columns, engine_);
+      const bool isPossible =
+          existing == nullptr || IndexObstacle(*existing, columns, engine_).empty();
+      if (isThere || !isPossible) continue;
+      if (!Run(CreateIndexStatement(table, columns, engine_))) return false;
+      ++report_.indexes;
+    }
+    return true;
   }
-  report.tables = CountObjects(driver, "table") - tables;
-  report.indexes = CountObjects(driver, "index") - indexes;
-  return MakeRequiredRows(driver, report, error);
-}
+
+  bool MakeRequiredRows() {
+    for (const RequiredRow& row : kRequiredRows) {
+      SqlRows found;
+      if (!driver_.Query(row.find, {}, found)) return Fail(row.find);
+      if (found.rowCount() > 0) continue;
+      if (!Run(row.insert)) return false;
+      ++report_.rows;
+    }
+    return true;
+  }
+
+  bool Run(std::string_view statement) { return driver_.Execute(statement, {}) || Fail(statement); }
+
+  bool Fail(std::string_view statement) {
+    error_ = std::string(statement.substr(0, 80)) + ": " + driver_.LastError();
+    return false;
+  }
+
+  SqlDriver& driver_;
+  DatabaseEngine engine_;
+  SchemaReport& report_;
+  std::string& error_;
+  ExistingSchema before_;
+};
 
 }  // namespace
 
-size_t CountRows(SqlDriver& driver, std::string_view statement) {
-  SqlRows rows;
-  return driver.Query(statement, {}, rows) ? rows.rowCount() : 0;
-}
-
-bool MakeSchema(SqlDriver& driver, SchemaReport& report, std::string& error) {
+bool MakeSchema(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report,
+                std::string& error) {
   error.clear();
-  const bool done = InTransaction(driver, [&] { return MakeAll(driver, report, error); });
+  const bool done = InTransaction(
+      driver, engine, [&] { return SchemaMaker(driver, engine, report, error).Make(); });
   if (!done && error.empty()) error = driver.LastError();
-  return done;
+  ExistingSchema after;
+  if (!done || !after.Read(driver, engine, error)) return false;
+  report.differences = SchemaDifferences(after, engine);
+  return true;
 }
 
 }  // namespace vnq
