@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "host/jet_file.h"
+
 namespace vnq {
 namespace {
 
@@ -36,6 +38,9 @@ std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
   }
   SqliteOptions options;
   options.path = paths.Map(AppPath + settings.DataBaseName);
+  if (IsJetFile(options.path)) {
+    return std::make_unique<NoDriver>(JetFileAdvice(options.path, paths, AppPath));
+  }
   options.busyTimeoutMs = platform.busyTimeoutMs;
   options.durability = platform.durability;
   return OpenSqlite(std::move(options));

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "host/database_engine.h"
 #include "host/platform_settings.h"
 #include "host/settings.h"
 #include "platform/paths.h"
@@ -11,7 +12,8 @@
 
 namespace vnq {
 
-/// Never null: a database that cannot be served fails every statement, and says why in LastError().
+/// Opens it; EngineOf tells of which kind it is. Never null: a database that cannot be served fails
+/// every statement, and says why in LastError().
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PlatformSettings& platform,
                                                   const PathMapper& paths,

@@ -20,6 +20,10 @@ constexpr ColumnDef Now(std::string_view name) {
   return {name, ColumnKind::kText, ColumnDefault::kNow};
 }
 
+constexpr ColumnDef Long(std::string_view name) {
+  return {name, ColumnKind::kText, ColumnDefault::kNull, TextLength::kUnbounded};
+}
+
 std::vector<TableDef> UserTables() {
   return {
       // One row per user. UserID is the text form of a number; UserName is the login name.
@@ -32,26 +36,26 @@ std::vector<TableDef> UserTables() {
         {"UserIco"},
         {"Jod"},
         {"age"},
-        {"Effigy"},
+        Long("Effigy"),
         {"Tel1"},
         {"Tel2"},
-        {"address"},
+        Long("address"),
         {"School"},
         {"Constellation"},
-        {"say"},
-        {"remark"},
+        Long("say"),
+        Long("remark"),
         Int("IsVerify"),
         Int("UserState"),
         Int("IsManager"),
         Zero("UserIcoLine"),
         {"NetworkIP"},
         {"LocalIP"},
-        {"LocalIPList"},
+        Long("LocalIPList"),
         {"Mac"},
-        {"MacList"},
+        Long("MacList"),
         {"LoginTime"},
         {"PlatForm"},
-        {"Registration_Id"},
+        Long("Registration_Id"),
         {"ManuFacturer"},
         Zero("Users_IDVesr"),
         Zero("Fav_FormVesr")},
@@ -63,7 +67,7 @@ std::vector<TableDef> UserTables() {
       // The department tree; the root row's ParentID is 000000. Clients read the five columns by
       // position.
       {"Users_Ro",
-       {{"TypeID"}, {"ParentID"}, {"TypeName"}, {"Sort"}, {"Remark"}},
+       {{"TypeID"}, {"ParentID"}, {"TypeName"}, {"Sort"}, Long("Remark")},
        {"TypeID", "ParentID"}},
 
       // Which user has which roles.
@@ -73,23 +77,23 @@ std::vector<TableDef> UserTables() {
       {"Role",
        {Int("ID"),
         Zero("DefaultRole"),
-        {"Permissions"},
-        {"Plug"},
+        Long("Permissions"),
+        Long("Plug"),
         {"PtpSize"},
-        {"PtpType"},
+        Long("PtpType"),
         {"ClotSize"},
-        {"ClotType"},
+        Long("ClotType"),
         {"UsersSize"},
-        {"UsersType"},
+        Long("UsersType"),
         {"PubSize"},
-        {"PubType"},
-        {"DepartmentPermission"},
-        {"Department"}},
+        Long("PubType"),
+        Long("DepartmentPermission"),
+        Long("Department")},
        {"ID"}},
 
       // One row per managed computer; WindowsInfo is its name.
       {"Users_WinInfo",
-       {{"WindowsInfo"}, {"UserName"}, {"Upan"}, {"LocalIP"}, Zero("UserIcoLine")},
+       {{"WindowsInfo"}, {"UserName"}, Long("Upan"), {"LocalIP"}, Zero("UserIcoLine")},
        {"WindowsInfo"}},
 
       // Friends: one row per direction.
@@ -97,7 +101,7 @@ std::vector<TableDef> UserTables() {
 
       // A user's file folders and favourites.
       {"PtpFolder",
-       {{"MyID"}, {"UsName"}, {"ParentID"}, Int("To_Type"), {"CreatorID"}, {"CreatorName"}},
+       {{"MyID"}, Long("UsName"), {"ParentID"}, Int("To_Type"), {"CreatorID"}, {"CreatorName"}},
        {"MyID"}},
       {"Col_Ro", {{"TypeName"}, {"MyID"}}, {"MyID"}},
   };
@@ -109,7 +113,7 @@ std::vector<TableDef> GroupTables() {
       {"Clot_Ro",
        {{"TypeID"},
         {"TypeName"},
-        {"Remark"},
+        Long("Remark"),
         {"To_Date"},
         {"Sender"},
         Zero("Users_IDVesr"),
@@ -123,7 +127,7 @@ std::vector<TableDef> GroupTables() {
        {{"UpperID"},
         {"UserID"},
         Zero("IsAdmin"),
-        {"remark"},
+        Long("remark"),
         Zero("last_ack_typeid1"),
         Zero("last_ack_typeid2"),
         Zero("last_ack_typeid3"),
@@ -147,7 +151,7 @@ std::vector<TableDef> MessageTables() {
         {"FcName"},
         {"To_Date"},
         {"To_Time"},
-        {"UserText"},
+        Long("UserText"),
         {"FontInfo"},
         Int("To_Type"),
         Zero("IsAck1"),
@@ -163,7 +167,7 @@ std::vector<TableDef> MessageTables() {
         {"ClotID"},
         {"MyID"},
         {"FcName"},
-        {"UserText"},
+        Long("UserText"),
         {"FontInfo"},
         Int("To_Type"),
         Today("To_Date"),
@@ -183,7 +187,13 @@ std::vector<TableDef> MessageTables() {
 
       // Notices, and one row per notice and receiver.
       {"MessengNotice_Text",
-       {{"Msg_ID"}, {"MyID"}, {"Ntitle"}, {"Ncontent"}, {"Nlink"}, {"TO_IP"}, {"To_Date"}},
+       {{"Msg_ID"},
+        {"MyID"},
+        Long("Ntitle"),
+        Long("Ncontent"),
+        Long("Nlink"),
+        {"TO_IP"},
+        {"To_Date"}},
        {"Msg_ID"}},
       {"Notice_Acks",
        {{"Msg_ID"}, {"MyID"}, {"YouID"}, Zero("IsAck1"), Zero("IsAck2")},
@@ -194,7 +204,7 @@ std::vector<TableDef> MessageTables() {
        {{"UserID1"},
         {"ClotID"},
         {"UserID2"},
-        {"UserText"},
+        Long("UserText"),
         {"TO_IP"},
         {"To_Date"},
         {"To_Type1"},
@@ -208,10 +218,10 @@ std::vector<TableDef> MessageTables() {
 
       // The older offline stores, of users and of visitors.
       {"Messeng_Type",
-       {{"UserID1"}, {"UserID2"}, {"To_Date"}, Int("To_Type"), {"UserText"}, {"FontInfo"}},
+       {{"UserID1"}, {"UserID2"}, {"To_Date"}, Int("To_Type"), Long("UserText"), {"FontInfo"}},
        {"UserID1"}},
       {"MessengKefu_Type",
-       {{"UserID1"}, {"UserID2"}, {"FcName"}, {"To_Date"}, Int("To_Type"), {"UserText"}},
+       {{"UserID1"}, {"UserID2"}, {"FcName"}, {"To_Date"}, Int("To_Type"), Long("UserText")},
        {"UserID1"}},
 
       // Visitor messages and live support: other programs write them, this one sweeps them by age.
@@ -224,8 +234,8 @@ std::vector<TableDef> MessageTables() {
       {"lv_source", {{"InTime"}}, {}},
 
       // Broadcasts; bulletins and with whom a user shares them.
-      {"ToInfo", {{"To_Txt"}, {"FontInfo"}, Today("To_Date")}, {}},
-      {"News_Form", {{"UserID"}, {"Motif"}}, {"UserID"}},
+      {"ToInfo", {Long("To_Txt"), {"FontInfo"}, Today("To_Date")}, {}},
+      {"News_Form", {{"UserID"}, Long("Motif")}, {"UserID"}},
       {"News_Ro", {{"MyID"}, {"UserID"}}, {"MyID"}},
   };
 }
@@ -238,28 +248,28 @@ std::vector<TableDef> FileAndSessionTables() {
        {{"Msg_ID"},
         {"UserID1"},
         {"UserID2"},
-        {"TypePath"},
+        Long("TypePath"),
         {"PcSize"},
         {"ToDate"},
         Int("SendTy"),
-        {"FilPath"}},
+        Long("FilPath")},
        {"Msg_ID"}},
       {"ClotFile",
        {{"Msg_ID"},
         {"MyID"},
         {"ClotID"},
-        {"TypePath"},
+        Long("TypePath"),
         {"PcSize"},
-        {"UsName"},
-        {"FilPath"},
+        Long("UsName"),
+        Long("FilPath"),
         Int("FileState")},
        {"Msg_ID", "ClotID"}},
       {"OnlineFile",
        {{"MyID"},
-        {"UsName"},
-        {"TypePath"},
+        Long("UsName"),
+        Long("TypePath"),
         {"PcSize"},
-        {"FilPath"},
+        Long("FilPath"),
         Int("FileState"),
         {"ToDate"},
         {"ToTime"}},
@@ -288,11 +298,11 @@ std::vector<TableDef> FileAndSessionTables() {
 
 std::vector<TableDef> ConfigurationTables() {
   return {
-      {"Tab_Config", {{"Col_Name"}, {"Col_Genre"}, Zero("Col_Disabled"), {"Col_Data"}}, {}},
+      {"Tab_Config", {{"Col_Name"}, {"Col_Genre"}, Zero("Col_Disabled"), Long("Col_Data")}, {}},
 
       // Words that messages must not hold: col_type 0 are masked, 1 block the message.
-      {"vnq_keyword", {Int("col_type"), {"col_keyword"}}, {}},
-      {"Plug", {Int("Plug_Site"), Int("Plug_Index"), {"Plug_Target"}}, {}},
+      {"vnq_keyword", {Int("col_type"), Long("col_keyword")}, {}},
+      {"Plug", {Int("Plug_Site"), Int("Plug_Index"), Long("Plug_Target")}, {}},
 
       // One row each, with id 1: the logo's version, and the counters that tell clients what has
       // changed.
@@ -304,59 +314,13 @@ std::vector<TableDef> ConfigurationTables() {
        {}},
 
       // What users do, and errors. Both are emptied when they grow past their ceiling.
-      {"ServerLog", {{"Txt"}, {"UserID"}, {"Ip"}, Int("Ico")}, {}},
-      {"ServerErrLog", {{"ToDate"}, {"Err1"}, {"Err2"}}, {}},
+      {"ServerLog", {Long("Txt"), {"UserID"}, {"Ip"}, Int("Ico")}, {}},
+      {"ServerErrLog", {{"ToDate"}, Long("Err1"), Long("Err2")}, {}},
   };
 }
 
 void Append(std::vector<TableDef>& tables, const std::vector<TableDef>& more) {
   tables.insert(tables.end(), more.begin(), more.end());
-}
-
-std::string_view SqliteType(ColumnKind kind) {
-  switch (kind) {
-    case ColumnKind::kText:
-      return " TEXT COLLATE NOCASE";
-    case ColumnKind::kExactText:
-      return " TEXT";
-    case ColumnKind::kInteger:
-      return " INTEGER";
-    case ColumnKind::kGrowingId:
-      return " INTEGER PRIMARY KEY AUTOINCREMENT";
-  }
-  return "";
-}
-
-std::string_view SqliteDefault(ColumnDefault initial) {
-  switch (initial) {
-    case ColumnDefault::kNull:
-      return "";
-    case ColumnDefault::kZero:
-      return " DEFAULT 0";
-    case ColumnDefault::kToday:
-      return " DEFAULT (date('now','localtime'))";
-    case ColumnDefault::kNow:
-      return " DEFAULT (time('now','localtime'))";
-  }
-  return "";
-}
-
-std::string CreateTable(const TableDef& table) {
-  std::string statement = "create table if not exists " + std::string(table.name) + " (";
-  for (const ColumnDef& column : table.columns) {
-    if (&column != &table.columns.front()) statement += ", ";
-    statement.append(column.name).append(SqliteType(column.kind));
-    statement.append(SqliteDefault(column.initial));
-  }
-  // STRICT, so that a bad number in a statement fails as it does on a database server.
-  return statement + ") STRICT";
-}
-
-std::string CreateIndex(std::string_view table, std::string_view columns) {
-  std::string name = "idx_" + std::string(table);
-  for (char c : "_" + std::string(columns)) name += c == ',' ? '_' : c;
-  return "create index if not exists " + name + " on " + std::string(table) + " (" +
-         std::string(columns) + ")";
 }
 
 }  // namespace
@@ -371,17 +335,6 @@ const std::vector<TableDef>& SchemaTables() {
     return all;
   }();
   return tables;
-}
-
-std::vector<std::string> SqliteSchemaStatements() {
-  std::vector<std::string> statements;
-  for (const TableDef& table : SchemaTables()) {
-    statements.push_back(CreateTable(table));
-    for (std::string_view columns : table.indexes) {
-      statements.push_back(CreateIndex(table.name, columns));
-    }
-  }
-  return statements;
 }
 
 }  // namespace vnq

@@ -1,9 +1,9 @@
 // The tables of the database, as data.
 //
 // Names and their order are fixed: clients' companion programs read the same tables, some of them
-// by column position. The mixed spelling is part of the schema. Every table keeps its rowid, so
-// rows without an order of their own come back in order of insertion; no column is unique, and
-// every column may be NULL.
+// by column position. The mixed spelling is part of the schema. In an SQLite file every table keeps
+// its rowid, so rows without an order of their own come back in order of insertion; no column is
+// unique, and every column may be NULL.
 #pragma once
 
 #include <string>
@@ -26,10 +26,20 @@ enum class ColumnDefault {
   kNow,    ///< the local time at the moment of the insert, hh:mm:ss
 };
 
+/// How much of a text an engine that bounds its columns must hold. Others hold any text anywhere.
+enum class TextLength {
+  kName,       ///< ids, names, dates: kNameLength characters; such a column can have an index
+  kUnbounded,  ///< messages, lists, paths, remarks: whatever clients send
+};
+
+/// In 16-bit units.
+inline constexpr int kNameLength = 255;
+
 struct ColumnDef {
   std::string_view name;
   ColumnKind kind = ColumnKind::kText;
   ColumnDefault initial = ColumnDefault::kNull;
+  TextLength length = TextLength::kName;
 };
 
 struct TableDef {
@@ -46,10 +56,5 @@ struct TableDef {
 
 /// Every table of the system, in the order of the documentation.
 const std::vector<TableDef>& SchemaTables();
-
-/// The statements that create what is missing of the schema in an SQLite database: tables, then
-/// their indexes. Running them again changes nothing; a table that exists keeps its columns as they
-/// are.
-std::vector<std::string> SqliteSchemaStatements();
 
 }  // namespace vnq

@@ -6,7 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/embedded_database.h"
+#include "platform/clock.h"
+#include "tools/in_transaction.h"
 #include "tools/text_table.h"
 
 namespace vnq {
@@ -113,8 +114,9 @@ std::string_view NameOf(std::string_view userId) {
 void AddGroup(Inserts& inserts) {
   inserts.Run(
       "insert into Clot_Ro(TypeID,TypeName,Remark,To_Date,Sender)"
-      " values(?,?,'',date('now','localtime'),?)",
-      {Text(kGroup), Text(kGroupName), Text(NameOf(kGroupMembers[0]))});
+      " values(?,?,'',?,?)",
+      {Text(kGroup), Text(kGroupName), Text(SystemClock().Now().Date()),
+       Text(NameOf(kGroupMembers[0]))});
   inserts.Run("insert into Clot_Pic(ClotID,ClotInfo) values(?,0)", {Text(kGroup)});
   for (std::string_view member : kGroupMembers) {
     inserts.Run(
@@ -179,9 +181,9 @@ bool PrintAccounts(SqlDriver& driver, std::ostream& out) {
 
 }  // namespace
 
-bool AddDemoData(SqlDriver& driver, std::ostream& out, std::ostream& err) {
+bool AddDemoData(SqlDriver& driver, DatabaseEngine engine, std::ostream& out, std::ostream& err) {
   if (IsEmpty(driver)) {
-    if (!InTransaction(driver, [&] { return AddAll(driver); })) {
+    if (!InTransaction(driver, engine, [&] { return AddAll(driver); })) {
       err << "cannot add the sample data: " << driver.LastError() << "\n";
       return false;
     }

@@ -3,6 +3,7 @@
 
 #include <ostream>
 
+#include "host/database_engine.h"
 #include "platform/sql_driver.h"
 
 namespace vnq {
@@ -10,6 +11,6 @@ namespace vnq {
 /// Adds the sample data to a database without users, departments, roles and groups; any other is
 /// left as it is. Prints the sample accounts that the database holds with their passwords. False
 /// when there is none.
-bool AddDemoData(SqlDriver& driver, std::ostream& out, std::ostream& err);
+bool AddDemoData(SqlDriver& driver, DatabaseEngine engine, std::ostream& out, std::ostream& err);
 
 }  // namespace vnq

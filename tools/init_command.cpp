@@ -1,5 +1,6 @@
 #include "tools/init_command.h"
 
+#include <spdlog/spdlog.h>
 #include <sys/stat.h>
 
 #include <iostream>
@@ -9,10 +10,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/jet_file.h"
+#include "host/open_database.h"
 #include "host/settings.h"
 #include "tools/app_folder.h"
+#include "tools/database_address.h"
 #include "tools/demo_data.h"
-#include "tools/embedded_database.h"
+#include "tools/make_schema.h"
 
 namespace vnq {
 
@@ -29,7 +33,7 @@ class Init {
   bool Run() {
     if (!MakePlatformIni() || !OpenCodePage() || !MakeFiles() || !MakeDatabase()) return false;
     if (!maker_.madeSomething()) out_ << "everything is there already\n";
-    return !options_.demo || AddDemoData(*driver_, out_, err_);
+    return !options_.demo || AddDemoData(*driver_, engine_, out_, err_);
   }
 
  private:
@@ -59,35 +63,60 @@ class Init {
 
   bool MakeDatabase() {
     IniStrings strings(PathMapper(platform_.drives), codePage_);
-    const Settings settings = Settings::Read(strings, options_.appPath);
-    const std::string ini = strings.paths().Map(DataBaseIniPath(options_.appPath));
-    if (!settings.IsAccess()) {
-      return Fail(ini + ": [server_connection] DB_TYPE=" + settings.DbType +
-                  " names a database server; this version creates tables in the embedded database"
-                  " only (DB_TYPE=access)");
-    }
-    if (settings.DataBaseName.empty()) {
-      return Fail(ini +
+    settings_ = Settings::Read(strings, options_.appPath);
+    engine_ = EngineOf(settings_, platform_);
+    ini_ = strings.paths().Map(DataBaseIniPath(options_.appPath));
+    const bool isOpen = engine_ == DatabaseEngine::kSqlite ? OpenEmbedded(strings.paths())
+                                                           : OpenServer(strings.paths());
+    return isOpen && MakeTables();
+  }
+
+  bool OpenEmbedded(const PathMapper& paths) {
+    if (settings_.DataBaseName.empty()) {
+      return Fail(ini_ +
                   ": [server_connection] DataBaseName= is empty; it names the database file,"
                   " such as \\Web\\Data\\vnq.db");
     }
-    return MakeTables(strings.paths().Map(options_.appPath + settings.DataBaseName));
-  }
-
-  bool MakeTables(const std::string& path) {
-    if (!maker_.MakeFoldersOf(path)) return false;
+    database_ = paths.Map(options_.appPath + settings_.DataBaseName);
+    if (IsJetFile(database_)) return Fail(JetFileAdvice(database_, paths, options_.appPath));
+    if (!maker_.MakeFoldersOf(database_)) return false;
     SqliteOptions options;
-    options.path = path;
+    options.path = database_;
     options.busyTimeoutMs = platform_.busyTimeoutMs;
     options.createFile = true;
     driver_ = OpenSqlite(options);
+    return true;
+  }
+
+  bool OpenServer(const PathMapper& paths) {
+    const std::string missing = MissingServerSetting(settings_);
+    if (!missing.empty()) return Fail(ini_ + ": " + missing);
+    database_ = "database " + settings_.DB_NAME;
+    driver_ = OpenConfiguredDatabase(settings_, platform_, paths, options_.appPath);
+    SqlRows rows;
+    if (!driver_->Query("select 1 as c", {}, rows)) {
+      const std::string why = OneLine(driver_->LastError());
+      return Fail(ini_ + ": " + ServerAddress(settings_) + ": " + why + "; " +
+                  ConnectAdvice(settings_, engine_, why));
+    }
+    const std::string encoding = EncodingFinding(*driver_, engine_);
+    if (!encoding.empty()) out_ << "note: " << database_ << ": " << encoding << "\n";
+    return true;
+  }
+
+  bool MakeTables() {
     SchemaReport report;
     std::string error;
-    if (!MakeSchema(*driver_, report, error)) return Fail(path + ": " + error);
+    if (!MakeSchema(*driver_, engine_, report, error)) {
+      return Fail(database_ + ": " + OneLine(error));
+    }
     driver_->SyncCommitted();
     if (report.tables + report.indexes + report.rows > 0) {
-      maker_.NoteMade(path + ": tables " + std::to_string(report.tables) + ", indexes " +
+      maker_.NoteMade(database_ + ": tables " + std::to_string(report.tables) + ", indexes " +
                       std::to_string(report.indexes) + ", rows " + std::to_string(report.rows));
+    }
+    for (const std::string& difference : report.differences) {
+      out_ << "left as it is: " << difference << "\n";
     }
     return true;
   }
@@ -103,6 +132,10 @@ class Init {
   AppFolderMaker maker_;
   PlatformSettings platform_;
   std::shared_ptr<const CodePage> codePage_;
+  Settings settings_;
+  DatabaseEngine engine_ = DatabaseEngine::kSqlite;
+  std::string ini_;       // path of DataBase.ini, for messages
+  std::string database_;  // what messages call the database
   std::unique_ptr<SqlDriver> driver_;
 };
 
@@ -126,6 +159,8 @@ void AddInitCommand(CLI::App& app, int& exitCode) {
       app.add_subcommand("init", "Make the program's folder and its database where missing");
   command->add_option("--app-path", options->appPath, "The program's folder")->required();
   command->add_flag("--demo", options->demo, "Add sample departments, roles, users and a group");
+  // What goes wrong is said by the command itself, and the log would stand between its lines.
+  command->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
   command->callback([options, &exitCode] {
     // The database holds passwords in clear, the settings that of the database server.
     umask(umask(0) | S_IRWXO);

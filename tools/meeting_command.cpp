@@ -8,7 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/database.h"
-#include "tools/embedded_database.h"
+#include "tools/in_transaction.h"
 #include "tools/program_database.h"
 #include "tools/user_accounts.h"
 
@@ -76,8 +76,7 @@ int RunMeetingOpen(const MeetingOptions& given, std::ostream& out, std::ostream&
     chatId = next.value_or(0);
     return next && InsertMeeting(database, options, chatId);
   };
-  const bool done =
-      opened->settings.IsAccess() ? InTransaction(database.driver(), insert) : insert();
+  const bool done = InTransaction(database.driver(), opened->engine, insert);
   if (!done || !database.driver().SyncCommitted()) {
     return Fail(err, "no row was added to Tab_Chat: " + database.driver().LastError());
   }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/ini_strings.h"
+#include "host/jet_file.h"
 #include "host/open_database.h"
 #include "host/platform_settings.h"
 
@@ -31,10 +32,15 @@ std::optional<ProgramDatabase> OpenProgramDatabase(const std::string& folder, st
   auto driver = OpenConfiguredDatabase(settings, *platform, strings.paths(), appPath);
   SqlRows rows;
   if (!driver->Query("Select top 1 UserID from Users_ID", {}, rows)) {
-    error = driver->LastError() + "; vnqctl init --app-path " + folder + " makes what is missing";
+    error = driver->LastError();
+    // A Jet file is answered with all that is to be done.
+    const bool isJet =
+        settings.IsAccess() && IsJetFile(strings.paths().Map(appPath + settings.DataBaseName));
+    if (!isJet) error += "; vnqctl init --app-path " + folder + " makes what is missing";
     return std::nullopt;
   }
-  return ProgramDatabase{std::move(settings), std::move(codePage), std::move(driver)};
+  const DatabaseEngine engine = EngineOf(settings, *platform);
+  return ProgramDatabase{std::move(settings), engine, std::move(codePage), std::move(driver)};
 }
 
 }  // namespace vnq

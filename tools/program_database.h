@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "host/database_engine.h"
 #include "host/settings.h"
 #include "platform/code_page.h"
 #include "platform/sql_driver.h"
@@ -13,6 +14,7 @@ namespace vnq {
 
 struct ProgramDatabase {
   Settings settings;
+  DatabaseEngine engine = DatabaseEngine::kSqlite;
   std::shared_ptr<const CodePage> codePage;  ///< of the deployment's texts; never null
   std::unique_ptr<SqlDriver> driver;         ///< never null
 };

@@ -9,7 +9,7 @@
 #include "host/skipped.h"
 #include "support/numbers.h"
 #include "tools/client/chat_text.h"
-#include "tools/embedded_database.h"
+#include "tools/in_transaction.h"
 #include "tools/program_database.h"
 
 namespace vnq {
@@ -52,17 +52,16 @@ std::string Ids(Cursor& users) {
 
 }  // namespace
 
-UserAccounts::UserAccounts(Settings settings, std::shared_ptr<const CodePage> codePage,
-                           std::unique_ptr<SqlDriver> driver)
-    : settings_(std::move(settings)),
-      codePage_(std::move(codePage)),
-      database_(std::move(driver)) {}
+UserAccounts::UserAccounts(ProgramDatabase opened)
+    : settings_(std::move(opened.settings)),
+      engine_(opened.engine),
+      codePage_(std::move(opened.codePage)),
+      database_(std::move(opened.driver)) {}
 
 std::unique_ptr<UserAccounts> UserAccounts::Open(const std::string& folder, std::string& error) {
   auto opened = OpenProgramDatabase(folder, error);
   if (!opened) return nullptr;
-  return std::unique_ptr<UserAccounts>(new UserAccounts(
-      std::move(opened->settings), std::move(opened->codePage), std::move(opened->driver)));
+  return std::unique_ptr<UserAccounts>(new UserAccounts(std::move(*opened)));
 }
 
 // --- Adding ---
@@ -143,7 +142,7 @@ bool UserAccounts::AllOrNone(const std::function<bool()>& work, std::string& err
     if (SkippedStatements() == skippedBefore) return true;
     return Fail(error, "a step failed, nothing was changed: " + driver.LastError());
   };
-  const bool done = settings_.IsAccess() ? InTransaction(driver, checked) : checked();
+  const bool done = InTransaction(driver, engine_, checked);
   if (!done && error.empty()) error = driver.LastError();
   return done;
 }

@@ -12,6 +12,7 @@
 #include "host/platform_settings.h"
 #include "host/settings.h"
 #include "platform/code_page.h"
+#include "tools/program_database.h"
 
 namespace vnq {
 
@@ -62,8 +63,7 @@ class UserAccounts {
   bool Sync(std::string& error);
 
  private:
-  UserAccounts(Settings settings, std::shared_ptr<const CodePage> codePage,
-               std::unique_ptr<SqlDriver> driver);
+  explicit UserAccounts(ProgramDatabase opened);
 
   bool CanTravel(std::string_view what, const std::string& text, std::string& error) const;
   bool IsUsablePassword(const std::string& password, std::string& error) const;
@@ -73,6 +73,7 @@ class UserAccounts {
   bool AllOrNone(const std::function<bool()>& work, std::string& error);
 
   Settings settings_;
+  DatabaseEngine engine_;
   std::shared_ptr<const CodePage> codePage_;
   Database database_;
 };

@@ -17,7 +17,7 @@
 
 #include "bench/load/accounts.h"
 #include "bench/load/process_probe.h"
-#include "host/schema.h"
+#include "host/schema_sql.h"
 
 namespace vnq::bench {
 namespace {
@@ -35,7 +35,8 @@ class BareDatabase {
     Run("pragma synchronous=normal");
     // Checkpoints are no part of a message: the server makes them at its tick.
     Run("pragma wal_autocheckpoint=0");
-    for (const std::string& statement : SqliteSchemaStatements()) Run(statement.c_str());
+    for (const std::string& statement : SchemaStatements(DatabaseEngine::kSqlite))
+      Run(statement.c_str());
     AddUsers();
     PrepareStatements();
   }

@@ -6,7 +6,7 @@
 #include "host/ini_strings.h"
 #include "host/platform_settings.h"
 #include "host/settings.h"
-#include "tools/embedded_database.h"
+#include "tools/in_transaction.h"
 #include "tools/init_command.h"
 
 namespace vnq::bench {
@@ -124,7 +124,7 @@ int Prepare(const PrepareOptions& options, std::ostream& out, std::ostream& err)
     return 1;
   }
   Preparation preparation(*driver, options);
-  if (!InTransaction(*driver, [&] { return preparation.Run(); })) {
+  if (!InTransaction(*driver, DatabaseEngine::kSqlite, [&] { return preparation.Run(); })) {
     err << "vnq_bench: " << driver->LastError() << "\n";
     return 1;
   }

@@ -1,5 +1,3 @@
-#include "host/schema.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "host/schema_sql.h"
 #include "platform/sql_driver.h"
 
 namespace vnq {
@@ -49,7 +48,7 @@ class SchemaDatabase : public ::testing::Test {
   }
 
   void Create() {
-    for (const std::string& statement : SqliteSchemaStatements()) Run(statement);
+    for (const std::string& statement : SchemaStatements(DatabaseEngine::kSqlite)) Run(statement);
   }
 
   void Run(const std::string& statement) {

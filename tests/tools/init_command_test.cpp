@@ -217,10 +217,13 @@ TEST_F(InitCommand, UnknownCodePageIsNamed) {
   EXPECT_TRUE(ErrHas("code_page=54321 is not a known code page")) << err_.str();
 }
 
-TEST_F(InitCommand, ServerDatabaseIsRefused) {
-  folder_.Write("Web/Data/DataBase.ini", "[server_connection]\nDB_TYPE=mssql\n");
+TEST_F(InitCommand, ServerDatabaseNeedsItsSettings) {
+  folder_.Write("Web/Data/DataBase.ini",
+                "[server_connection]\nDB_TYPE=mssql\nDB_SERVER=db1\nDB_USER=im\nDB_PWD=geheim\n");
   EXPECT_EQ(Run("en_US"), 1);
-  EXPECT_TRUE(ErrHas("DataBase.ini: [server_connection] DB_TYPE=mssql")) << err_.str();
+  EXPECT_TRUE(ErrHas("DataBase.ini: [server_connection] DB_NAME= is empty")) << err_.str();
+  EXPECT_TRUE(ErrHas("DB_TYPE=mssql")) << err_.str();
+  EXPECT_FALSE(ErrHas("geheim")) << err_.str();
   EXPECT_FALSE(folder_.Has("Web/Data/vnq.db"));
   EXPECT_TRUE(folder_.Has("Language/English/lang.ini"));
 }
@@ -237,6 +240,41 @@ TEST_F(InitCommand, FileThatIsNoDatabaseIsNamedAndLeftAlone) {
   EXPECT_EQ(Run("en_US"), 1);
   EXPECT_TRUE(ErrHas("vnq.db: ")) << err_.str();
   EXPECT_EQ(folder_.ReadBytes("Web/Data/vnq.db"), bytes);
+}
+
+TEST_F(InitCommand, JetFileIsAnsweredWithTheCommandsToRun) {
+  const std::string bytes = std::string("\0\1\0\0Standard Jet DB", 19) + std::string(4077, '\0');
+  folder_.Write("Web/Data/im.mdb", bytes);
+  folder_.Write("Web/Data/DataBase.ini",
+                "[server_connection]\nDB_TYPE=access\nDataBaseName=\\web\\data\\IM.mdb\n");
+  EXPECT_EQ(Run("en_US"), 1);
+  const std::string folder = folder_.path();
+  EXPECT_EQ(err_.str(),
+            folder +
+                "/Web/Data/im.mdb is a Jet file, which can be imported but not worked on: set"
+                " [server_connection] DataBaseName=\\Web\\Data\\vnq.db in " +
+                folder + "/Web/Data/DataBase.ini, then run: vnqctl init --app-path " + folder +
+                " && vnqctl import --from " + folder + "/Web/Data/im.mdb --app-path " + folder +
+                "\n");
+  EXPECT_EQ(folder_.ReadBytes("Web/Data/im.mdb"), bytes);
+  EXPECT_FALSE(folder_.Has("Web/Data/im.mdb-wal"));
+}
+
+TEST_F(InitCommand, TableThatDiffersIsLeftAndPointedOut) {
+  {
+    SqliteOptions options;
+    std::filesystem::create_directories(folder_.path() + "/Web/Data");
+    options.path = folder_.path() + "/Web/Data/vnq.db";
+    options.createFile = true;
+    const auto driver = OpenSqlite(options);
+    ASSERT_TRUE(driver->Execute("create table kefu (ip text collate nocase)", {}));
+  }
+  ASSERT_EQ(Run("en_US"), 0) << err_.str();
+  EXPECT_TRUE(OutHas("left as it is: table Kefu: column City is missing\n")) << out_.str();
+  EXPECT_TRUE(OutHas("tables 45")) << out_.str();
+  EXPECT_EQ(Query("select count(*) from pragma_table_info('kefu')"), "1");
+  ASSERT_EQ(Run("en_US"), 0);
+  EXPECT_TRUE(OutHas("column City is missing\neverything is there already\n")) << out_.str();
 }
 
 TEST_F(InitCommand, FolderThatCannotBeMadeIsNamed) {

@@ -1,0 +1,20 @@
+// Letter case of ASCII letters alone; every other byte stays.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace vnq {
+
+constexpr char AsciiLower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+inline std::string AsciiLower(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return AsciiLower(c); });
+  return lower;
+}
+
+}  // namespace vnq

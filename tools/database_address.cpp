@@ -1,0 +1,105 @@
+#include "tools/database_address.h"
+
+#include <algorithm>
+
+#include "support/ascii_case.h"
+#include "support/shell_text.h"
+
+namespace vnq {
+
+namespace {
+
+bool HoldsOneOf(const std::string& text, std::initializer_list<std::string_view> words) {
+  return std::any_of(words.begin(), words.end(), [&text](std::string_view word) {
+    return text.find(word) != std::string::npos;
+  });
+}
+
+// Run by somebody who may make databases there.
+std::string CreatePostgres(const Settings& settings) {
+  std::string host = " -h " + ShellWord(settings.DB_SERVER);
+  if (!settings.DB_PORT.empty()) host += " -p " + ShellWord(settings.DB_PORT);
+  return "createuser" + host + " --pwprompt " + ShellWord(settings.DB_USER) +
+         " where the user is missing, and createdb" + host + " -O " + ShellWord(settings.DB_USER) +
+         " -E UTF8 -T template0 " + ShellWord(settings.DB_NAME);
+}
+
+std::string CreateSqlServer(const Settings& settings) {
+  return "create database [" + settings.DB_NAME + "] and a login and user [" + settings.DB_USER +
+         "] that owns it";
+}
+
+}  // namespace
+
+std::string ServerAddress(const Settings& settings) {
+  return "[server_connection] DB_SERVER=" + settings.DB_SERVER + " DB_PORT=" + settings.DB_PORT +
+         " DB_NAME=" + settings.DB_NAME + " DB_USER=" + settings.DB_USER;
+}
+
+std::string MissingServerSetting(const Settings& settings) {
+  struct Required {
+    std::string_view key;
+    const std::string& value;
+    std::string_view meaning;
+  };
+  const Required required[] = {
+      {"DB_SERVER", settings.DB_SERVER, "the database server's name or address"},
+      {"DB_NAME", settings.DB_NAME, "the database's name on the server"},
+      {"DB_USER", settings.DB_USER, "the user to log in as"},
+  };
+  for (const Required& one : required) {
+    if (!one.value.empty()) continue;
+    return "[server_connection] " + std::string(one.key) + "= is empty; it is " +
+           std::string(one.meaning) + " (DB_TYPE=" + settings.DbType +
+           " asks for a server; access is the embedded database)";
+  }
+  return "";
+}
+
+std::string ConnectAdvice(const Settings& settings, DatabaseEngine engine,
+                          std::string_view driverError) {
+  const std::string error = AsciiLower(driverError);
+  const std::string create =
+      engine == DatabaseEngine::kPostgres ? CreatePostgres(settings) : CreateSqlServer(settings);
+  const bool isMissing = error.find("database") != std::string::npos &&
+                         HoldsOneOf(error, {"does not exist", "cannot open database"});
+  const bool isRefused = HoldsOneOf(error, {"authentication failed", "login failed", "role \"",
+                                            "no password supplied", "pg_hba"});
+  if (isMissing) return "the database is missing; make it with: " + create;
+  if (isRefused) {
+    return "the login is refused; check DB_USER and DB_PWD, and that the server lets this machine"
+           " in; to make both: " +
+           create;
+  }
+  if (HoldsOneOf(error, {"can't open lib", "data source name not found", "file not found"})) {
+    return "the ODBC driver is missing; [database] driver in platform.ini names it as odbcinst.ini"
+           " does";
+  }
+  return "check that the server runs and that DB_SERVER and DB_PORT lead to it";
+}
+
+std::string EncodingFinding(SqlDriver& driver, DatabaseEngine engine) {
+  SqlRows rows;
+  if (engine != DatabaseEngine::kPostgres ||
+      !driver.Query("select getdatabaseencoding() as c", {}, rows) || rows.rowCount() == 0) {
+    return "";
+  }
+  const std::string& encoding = rows.cells[0].text;
+  if (encoding == "UTF8" || encoding == "SQL_ASCII") return "";
+  return "its encoding is " + encoding +
+         ", and texts with other characters are refused; make it"
+         " with the encoding UTF8";
+}
+
+std::string OneLine(std::string_view text) {
+  std::string line;
+  for (char c : text) {
+    const bool isBlank = c == ' ' || (c >= '\t' && c <= '\r');
+    if (isBlank && (line.empty() || line.back() == ' ')) continue;
+    line += isBlank ? ' ' : c;
+  }
+  while (line.ends_with(' ')) line.pop_back();
+  return line;
+}
+
+}  // namespace vnq
