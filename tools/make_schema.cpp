@@ -87,7 +87,9 @@ bool MakeSchema(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report,
   if (!done && error.empty()) error = driver.LastError();
   ExistingSchema after;
   if (!done || !after.Read(driver, engine, error)) return false;
-  report.differences = SchemaDifferences(after, engine);
+  for (SchemaDifference& difference : SchemaDifferences(after, engine)) {
+    report.differences.push_back(std::move(difference.line));
+  }
   return true;
 }
 

@@ -72,13 +72,13 @@ std::string Written(const ExistingColumn& column) {
 class TableDifferences {
  public:
   TableDifferences(const TableDef& table, const ExistingTable& existing, DatabaseEngine engine,
-                   std::vector<std::string>& lines)
-      : table_(table), existing_(existing), engine_(engine), lines_(lines) {}
+                   std::vector<SchemaDifference>& found)
+      : table_(table), existing_(existing), engine_(engine), found_(found) {}
 
   void Find() {
     for (const ColumnDef& column : table_.columns) {
       const ExistingColumn* existing = existing_.Find(column.name);
-      existing == nullptr ? Say(column, " is missing") : Compare(column, *existing);
+      existing == nullptr ? Break(column, " is missing") : Compare(column, *existing);
     }
     for (const ExistingColumn& column : existing_.columns) CheckNotNull(column);
     for (std::string_view columns : table_.indexes) CheckIndex(columns);
@@ -90,7 +90,7 @@ class TableDifferences {
     if (IsText(column)) CompareCollation(column, existing);
     CompareDefault(column, existing);
     if (column.kind == ColumnKind::kGrowingId && !existing.isAssigned) {
-      Say(column, " is not assigned by the database");
+      Break(column, " is not assigned by the database");
     }
   }
 
@@ -98,15 +98,15 @@ class TableDifferences {
     const std::string expected = AsciiLower(ColumnType(column, engine_));
     const TypeClass type = ClassOf(existing, engine_);
     if (IsText(column) && type == TypeClass::kCodePageText) {
-      return Say(column,
-                 ": " + existing.type + " holds only the server's code page, nvarchar is expected");
+      return Spoil(column, ": " + existing.type +
+                               " holds only the server's code page, nvarchar is expected");
     }
     if (type != (IsText(column) ? TypeClass::kText : TypeClass::kInteger)) {
-      return Say(column, " is " + Written(existing) + ", " + expected + " is expected");
+      return Break(column, " is " + Written(existing) + ", " + expected + " is expected");
     }
     const bool isBounded = column.length == TextLength::kUnbounded || existing.length < kNameLength;
     if (IsText(column) && existing.length != 0 && isBounded) {
-      Say(column, ": " + Written(existing) + " is shorter than " + expected);
+      Spoil(column, ": " + Written(existing) + " is shorter than " + expected);
     }
   }
 
@@ -118,10 +118,10 @@ class TableDifferences {
                                  : Contains(existing.collation, "_ci");
     const bool shouldIgnoreCase = column.kind == ColumnKind::kText;
     if (ignoresCase == shouldIgnoreCase) return;
-    Say(column, ": collation " + existing.collation +
-                    (ignoresCase ? " takes upper and lower case for equal"
-                                 : " tells upper from lower case") +
-                    ", " + ExpectedCollation(shouldIgnoreCase) + " is expected");
+    Spoil(column, ": collation " + existing.collation +
+                      (ignoresCase ? " takes upper and lower case for equal"
+                                   : " tells upper from lower case") +
+                      ", " + ExpectedCollation(shouldIgnoreCase) + " is expected");
   }
 
   std::string ExpectedCollation(bool ignoresCase) const {
@@ -135,37 +135,42 @@ class TableDifferences {
       case ColumnDefault::kNull:
         return;
       case ColumnDefault::kZero:
-        return Say(column, " has no default, 0 is expected");
+        return Break(column, " has no default, 0 is expected");
       case ColumnDefault::kToday:
-        return Say(column, " has no default, the current date is expected");
+        return Break(column, " has no default, the current date is expected");
       case ColumnDefault::kNow:
-        return Say(column, " has no default, the current time is expected");
+        return Break(column, " has no default, the current time is expected");
     }
   }
 
   // Rows are added with the columns that a command knows, and no others.
   void CheckNotNull(const ExistingColumn& column) {
     if (!column.isNotNull || column.hasDefault || column.isAssigned) return;
-    lines_.push_back(Prefix() + "column " + column.name +
-                     " must not be null and has no default, rows without it are refused");
+    Say(true, "column " + column.name +
+                  " must not be null and has no default, rows without it are refused");
   }
 
   void CheckIndex(std::string_view columns) {
     if (HasIndex(existing_, table_, columns, engine_)) return;
     const std::string obstacle = IndexObstacle(existing_, columns, engine_);
-    lines_.push_back(Prefix() + "no index on " + std::string(columns) +
-                     (obstacle.empty() ? "" : "; none can be made: " + obstacle));
+    Say(false, "no index on " + std::string(columns) +
+                   (obstacle.empty() ? "" : "; none can be made: " + obstacle));
   }
 
-  void Say(const ColumnDef& column, const std::string& what) {
-    lines_.push_back(Prefix() + "column " + std::string(column.name) + what);
+  void Break(const ColumnDef& column, const std::string& what) {
+    Say(true, "column " + std::string(column.name) + what);
   }
-  std::string Prefix() const { return "table " + std::string(table_.name) + ": "; }
+  void Spoil(const ColumnDef& column, const std::string& what) {
+    Say(false, "column " + std::string(column.name) + what);
+  }
+  void Say(bool breaksStatements, const std::string& what) {
+    found_.push_back({breaksStatements, "table " + std::string(table_.name) + ": " + what});
+  }
 
   const TableDef& table_;
   const ExistingTable& existing_;
   DatabaseEngine engine_;
-  std::vector<std::string>& lines_;
+  std::vector<SchemaDifference>& found_;
 };
 
 // The key of an existing index against the column that a look-up compares.
@@ -182,13 +187,14 @@ bool KeyServes(std::string_view key, const TableDef& table, std::string_view nam
 
 }  // namespace
 
-std::vector<std::string> SchemaDifferences(const ExistingSchema& schema, DatabaseEngine engine) {
-  std::vector<std::string> lines;
+std::vector<SchemaDifference> SchemaDifferences(const ExistingSchema& schema,
+                                                DatabaseEngine engine) {
+  std::vector<SchemaDifference> found;
   for (const TableDef& table : SchemaTables()) {
     const ExistingTable* existing = schema.Find(table.name);
-    if (existing != nullptr) TableDifferences(table, *existing, engine, lines).Find();
+    if (existing != nullptr) TableDifferences(table, *existing, engine, found).Find();
   }
-  return lines;
+  return found;
 }
 
 std::vector<std::string_view> MissingTables(const ExistingSchema& schema) {

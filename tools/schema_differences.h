@@ -13,9 +13,16 @@
 
 namespace vnq {
 
-/// One line a difference of a table that exists, such as "table Users_ID: column UserPaws is
-/// missing"; tables and indexes in the order of the schema.
-std::vector<std::string> SchemaDifferences(const ExistingSchema& schema, DatabaseEngine engine);
+struct SchemaDifference {
+  /// False: statements run, but texts are lost, cut or compared otherwise, or looked up slowly.
+  bool breaksStatements = false;
+
+  std::string line;  ///< such as "table Users_ID: column UserPaws is missing"
+};
+
+/// The differences of the tables that exist, in the order of the schema.
+std::vector<SchemaDifference> SchemaDifferences(const ExistingSchema& schema,
+                                                DatabaseEngine engine);
 
 /// The tables that are not there.
 std::vector<std::string_view> MissingTables(const ExistingSchema& schema);

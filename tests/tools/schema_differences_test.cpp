@@ -14,6 +14,12 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+std::vector<std::string> Lines(const std::vector<SchemaDifference>& differences) {
+  std::vector<std::string> lines;
+  for (const SchemaDifference& difference : differences) lines.push_back(difference.line);
+  return lines;
+}
+
 class SchemaDifferencesOnSqlite : public ::testing::Test {
  protected:
   SchemaDifferencesOnSqlite() {
@@ -31,7 +37,7 @@ class SchemaDifferencesOnSqlite : public ::testing::Test {
     std::string error;
     EXPECT_TRUE(schema.Read(*driver_, DatabaseEngine::kSqlite, error)) << error;
     missing_ = MissingTables(schema).size();
-    return SchemaDifferences(schema, DatabaseEngine::kSqlite);
+    return Lines(SchemaDifferences(schema, DatabaseEngine::kSqlite));
   }
 
   AppFolder folder_;
@@ -151,7 +157,7 @@ class SchemaDifferencesOnSqlServer : public ::testing::Test {
     ExistingSchema schema;
     std::string error;
     EXPECT_TRUE(schema.Read(driver_, DatabaseEngine::kSqlServer, error)) << error;
-    return SchemaDifferences(schema, DatabaseEngine::kSqlServer);
+    return Lines(SchemaDifferences(schema, DatabaseEngine::kSqlServer));
   }
   CatalogueDriver driver_;
 };

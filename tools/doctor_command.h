@@ -1,0 +1,26 @@
+// vnqctl doctor: checks what an operator gets wrong.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace vnq {
+
+struct DoctorOptions {
+  std::string appPath;
+  std::string localeName;  ///< of the machine, such as "zh_CN.UTF-8"
+};
+
+/// Looks at the folder, its database and its ports, and says what it found on `out`, one line a
+/// finding: "error: ...", "warning: ..." or "ok: ...". Changes nothing. Returns the exit code: 0,
+/// or 1 with an error among the findings.
+int RunDoctor(const DoctorOptions& options, std::ostream& out);
+
+/// Adds the subcommand; when it runs, `exitCode` is set.
+void AddDoctorCommand(CLI::App& app, int& exitCode);
+
+}  // namespace vnq
