@@ -24,6 +24,20 @@ class NoDriver : public SqlDriver {
   std::string why_;
 };
 
+ServerDatabaseOptions ServerOptions(const Settings& settings, const PlatformSettings& platform) {
+  ServerDatabaseOptions options;
+  options.odbcDriver = platform.databaseDriver;
+  options.host = settings.DB_SERVER;
+  options.port = settings.DB_PORT;
+  options.database = settings.DB_NAME;
+  options.user = settings.DB_USER;
+  options.password = settings.DB_PWD;
+  options.connectTimeoutS = platform.connectTimeoutS;
+  options.statementTimeoutS = platform.statementTimeoutS;
+  options.durability = platform.durability;
+  return options;
+}
+
 }  // namespace
 
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
@@ -31,8 +45,11 @@ std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PathMapper& paths,
                                                   const std::string& AppPath) {
   if (!settings.IsAccess()) {
-    return std::make_unique<NoDriver>("DataBase.ini: DB_TYPE=" + settings.DbType +
-                                      ": no driver for server databases in this build");
+    if (platform.databaseDriver == "postgresql") {
+      return std::make_unique<NoDriver>("DataBase.ini: DB_TYPE=" + settings.DbType +
+                                        ": no driver for PostgreSQL in this build");
+    }
+    return OpenOdbc(ServerOptions(settings, platform));
   }
   SqliteOptions options;
   options.path = paths.Map(AppPath + settings.DataBaseName);
