@@ -2,6 +2,7 @@
 
 #include <spdlog/spdlog.h>
 
+#include <string_view>
 #include <utility>
 
 #include "host/jet_file.h"
@@ -27,23 +28,19 @@ class NoDriver : public SqlDriver {
   std::string why_;
 };
 
-std::unique_ptr<SqlDriver> OpenServerDatabase(const Settings& settings,
-                                              const PlatformSettings& platform,
-                                              const Clock* clock) {
+constexpr std::string_view kPostgresDriver = "postgresql";
+
+ServerDatabaseOptions ServerOptions(const Settings& settings, const PlatformSettings& platform) {
   ServerDatabaseOptions options;
   options.host = settings.DB_SERVER;
   options.port = settings.DB_PORT;
   options.database = settings.DB_NAME;
   options.user = settings.DB_USER;
   options.password = settings.DB_PWD;
-  options.odbcDriver = platform.databaseDriver;
-  options.exactColumns = ExactTextColumns();
   options.connectTimeoutS = platform.connectTimeoutS;
   options.statementTimeoutS = platform.statementTimeoutS;
   options.durability = platform.durability;
-  options.clock = clock;
-  const bool native = EngineOf(settings, platform) == DatabaseEngine::kPostgres;
-  return native ? OpenPostgres(std::move(options)) : OpenOdbc(std::move(options));
+  return options;
 }
 
 }  // namespace
@@ -51,8 +48,14 @@ std::unique_ptr<SqlDriver> OpenServerDatabase(const Settings& settings,
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PlatformSettings& platform,
                                                   const PathMapper& paths,
-                                                  const std::string& AppPath, const Clock* clock) {
-  if (!settings.IsAccess()) return OpenServerDatabase(settings, platform, clock);
+                                                  const std::string& AppPath) {
+  if (!settings.IsAccess()) {
+    if (platform.databaseDriver == kPostgresDriver) {
+      return OpenPostgres(ServerOptions(settings, platform));
+    }
+    return std::make_unique<NoDriver>("DataBase.ini: DB_TYPE=" + settings.DbType +
+                                      ": no driver for server databases in this build");
+  }
   SqliteOptions options;
   options.path = paths.Map(AppPath + settings.DataBaseName);
   if (IsJetFile(options.path)) {
