@@ -2,7 +2,6 @@
 
 #include <spdlog/spdlog.h>
 
-#include <string_view>
 #include <utility>
 
 #include "host/jet_file.h"
@@ -28,19 +27,23 @@ class NoDriver : public SqlDriver {
   std::string why_;
 };
 
-constexpr std::string_view kPostgresDriver = "postgresql";
-
-ServerDatabaseOptions ServerOptions(const Settings& settings, const PlatformSettings& platform) {
+std::unique_ptr<SqlDriver> OpenServerDatabase(const Settings& settings,
+                                              const PlatformSettings& platform,
+                                              const Clock* clock) {
   ServerDatabaseOptions options;
   options.host = settings.DB_SERVER;
   options.port = settings.DB_PORT;
   options.database = settings.DB_NAME;
   options.user = settings.DB_USER;
   options.password = settings.DB_PWD;
+  options.odbcDriver = platform.databaseDriver;
+  options.exactColumns = ExactTextColumns();
   options.connectTimeoutS = platform.connectTimeoutS;
   options.statementTimeoutS = platform.statementTimeoutS;
   options.durability = platform.durability;
-  return options;
+  options.clock = clock;
+  const bool native = EngineOf(settings, platform) == DatabaseEngine::kPostgres;
+  return native ? OpenPostgres(std::move(options)) : OpenOdbc(std::move(options));
 }
 
 }  // namespace
@@ -48,14 +51,8 @@ ServerDatabaseOptions ServerOptions(const Settings& settings, const PlatformSett
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PlatformSettings& platform,
                                                   const PathMapper& paths,
-                                                  const std::string& AppPath) {
-  if (!settings.IsAccess()) {
-    if (platform.databaseDriver == kPostgresDriver) {
-      return OpenPostgres(ServerOptions(settings, platform));
-    }
-    return std::make_unique<NoDriver>("DataBase.ini: DB_TYPE=" + settings.DbType +
-                                      ": no driver for server databases in this build");
-  }
+                                                  const std::string& AppPath, const Clock* clock) {
+  if (!settings.IsAccess()) return OpenServerDatabase(settings, platform, clock);
   SqliteOptions options;
   options.path = paths.Map(AppPath + settings.DataBaseName);
   if (IsJetFile(options.path)) {

@@ -67,8 +67,8 @@ class PostgresDriver final : public SqlDriver {
 
  private:
   struct Session {
-    explicit Session(std::unique_ptr<PostgresConnection> opened)
-        : connection(std::move(opened)), statements(*connection) {}
+    Session(std::unique_ptr<PostgresConnection> opened, std::vector<std::string> exactColumns)
+        : connection(std::move(opened)), statements(*connection, std::move(exactColumns)) {}
     std::unique_ptr<PostgresConnection> connection;
     PostgresStatements statements;
   };
@@ -116,7 +116,7 @@ bool PostgresDriver::Connect() {
     availability_.NoteLost(error, deadline.SpentMs());
     return false;
   }
-  session_ = std::make_unique<Session>(std::move(connection));
+  session_ = std::make_unique<Session>(std::move(connection), options_.exactColumns);
   return true;
 }
 

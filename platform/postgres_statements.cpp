@@ -101,14 +101,14 @@ PostgresReply Refusal(std::string message) {
 
 // The text as the server takes it; a refusal when its markers do not go with the values.
 PostgresReply Translate(std::string_view written, std::span<const SqlMarker> markers,
-                        std::string& text) {
+                        std::span<const std::string> exactColumns, std::string& text) {
   // What SQLite calls a transaction that means to write is the usual one here.
   if (written.size() == kBeginImmediate.size() &&
       strncasecmp(written.data(), kBeginImmediate.data(), written.size()) == 0) {
     text = "begin";
     return {};
   }
-  TranslatedSql translated = TranslateSql(written, markers, kPostgresDialect);
+  TranslatedSql translated = TranslateSql(written, markers, kPostgresDialect, exactColumns);
   if (translated.parameters.size() != markers.size()) {
     return Refusal("another number of markers than of values");
   }
@@ -130,7 +130,7 @@ PostgresReply PostgresStatements::Prepare(std::string_view written,
     return {};
   }
   std::string text(written);
-  PostgresReply reply = use == Use::kOwn ? PostgresReply{} : Translate(written, markers, text);
+  PostgresReply reply = use == Use::kOwn ? PostgresReply{} : Translate(written, markers, exactColumns_, text);
   if (reply.done()) reply = DropUnused(deadline);
   PostgresStatement made;
   bool kept = written.size() <= kLongestKept;

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/postgres_connection.h"
@@ -38,7 +39,8 @@ class PostgresStatements {
   };
 
   /// The connection outlives the cache.
-  explicit PostgresStatements(PostgresConnection& connection) : connection_(connection) {}
+  PostgresStatements(PostgresConnection& connection, std::vector<std::string> exactColumns)
+      : connection_(connection), exactColumns_(std::move(exactColumns)) {}
 
   /// Gives the statement, prepared if it was not. Owned by the cache and good until the next call.
   /// anew: prepares it even if it was, for the server does not take the old one any more.
@@ -64,6 +66,7 @@ class PostgresStatements {
   void NoteUnused(const PostgresStatement& statement);
 
   PostgresConnection& connection_;
+  std::vector<std::string> exactColumns_;
   RecentCache<PostgresStatement> recent_{kCapacity};
   std::map<unsigned, std::shared_ptr<const PostgresTable>> tables_;  // null: for reading only
   PostgresStatement unkept_;
