@@ -50,7 +50,8 @@ class Schema:
     known = {}
     lock = threading.Lock()
 
-    def __init__(self, connection):
+    def __init__(self, connection, number):
+        self.number = number
         self.tables = {}      # name in lower case -> {column in lower case: declared type}
         self.statements = {}
         names = connection.execute("select name from sqlite_master where type in ('table','view')")
@@ -63,7 +64,7 @@ class Schema:
         key = connection.execute("select group_concat(sql,char(10)) from sqlite_master").fetchone()[0]
         with cls.lock:
             if key not in cls.known:
-                cls.known[key] = cls(connection)
+                cls.known[key] = cls(connection, len(cls.known))
             return cls.known[key]
 
     def column_kinds(self, words):
@@ -93,7 +94,8 @@ class Database:
         self.connection.execute("pragma synchronous=off").fetchall()
         for view in tds_catalog.VIEWS:
             self.connection.execute(view)
-        self.schema = Schema.of(self.connection)
+        self.schema, self.version = None, None
+        self.notice_other_schema()
 
     def close(self):
         self.connection.close()
@@ -138,9 +140,17 @@ class Database:
     def run(self, text, values=()):
         """Runs a batch; yields for each statement a wire.result_set with its row count, or nothing with
         the count of the rows that it changed: (command, count, result or None)."""
+        self.notice_other_schema()
         kinds = tuple(map(type, values))
         for statement in self.translated(text, kinds):
             yield self.step(statement, values)
+
+    def notice_other_schema(self):
+        """Tables may have been changed, also by another connection."""
+        version = self.connection.execute("pragma schema_version").fetchone()[0]
+        if version != self.version:
+            self.version = version
+            self.schema = Schema.of(self.connection)
 
     def translated(self, text, kinds):
         key = (text, kinds)
@@ -161,7 +171,9 @@ class Database:
             return Statement(tokens, "exec")
         if verb == "if":
             return Statement(self.condition(tokens, kinds), "if")
-        return Statement(tsql.Translator(tokens, self.schema, kinds).statement(tokens), verb)
+        text = tsql.Translator(tokens, self.schema, kinds).statement(tokens)
+        # Python keeps what it prepared by its text, with the columns of that time.
+        return Statement(f"{text} --{self.schema.number}" if verb == "select" else text, verb)
 
     def condition(self, tokens, kinds):
         """if [not] exists (...), if object_id(...) is [not] null: a select of it, and what follows."""
@@ -193,7 +205,7 @@ class Database:
             return self.result(statement, cursor)
         if statement.verb in COMMANDS:
             return COMMANDS[statement.verb], max(cursor.rowcount, 0), None
-        self.schema = Schema.of(self.connection)
+        self.notice_other_schema()
         return 0, None, None
 
     def transaction(self, verb, text):
