@@ -22,7 +22,8 @@ class SqlError(Exception):
 
 
 def fold(text):
-    """What the usual collation compares: no case, no blanks at the end."""
+    """What the usual collation compares: no case, no blanks at the end. ASCII texts stand in the order of
+    SQLite's own nocase."""
     return text.rstrip(" ").casefold()
 
 
@@ -85,7 +86,7 @@ class Database:
         self.connection = sqlite3.connect(os.path.join(folder, name + ".db"), isolation_level=None,
                                           timeout=LOCK_TIMEOUT_S, cached_statements=512)
         self.connection.text_factory = lambda data: data.decode("utf-8", "surrogatepass")
-        self.connection.create_collation(tsql.CI, compare)
+        self.connection.create_collation(tsql.STORED_CI, compare)
         for function, count in ((self.to_int, 1), (self.length, 1), (self.byte_count, 1),
                                 (self.translate_letters, 3), (self.bare_name, 1),
                                 (self.collation_of, 2), (self.schema_name, 0), (self.schema_id, 0),
@@ -147,7 +148,7 @@ class Database:
         for part in tsql.split(tokens[opening + 1:-1]):
             if part and part[0].kind == "name" and part[0].low == column.lower():
                 words = [token.low for token in part]
-                known = "rtrim" not in words[words.index("collate"):] if "collate" in words else True
+                known = tsql.STORED_EXACT not in words[words.index("collate"):] if "collate" in words else True
                 return tsql.CI if known else "Latin1_General_100_BIN2"
         return tsql.CI
 
