@@ -8,13 +8,14 @@ Usage() {
 usage: ./test.sh [--full] [--help]
 
   (nothing)  what every change must pass: formatting, layers, a release build with
-             warnings as errors, all tests, the same tests under the address and
+             warnings as errors, all tests, those from end to end also on a PostgreSQL
+             and through FreeTDS, all tests again under the address and
              undefined-behaviour sanitizers, clang-tidy on what changed
   --full     what a release must pass: also a debug build, clang-tidy on everything,
              tests that take long, the visitor page in a headless browser, and a minute
              of libFuzzer on each fuzz target
 
-Logs are in build/logs. The exit code is 0 when something ran and nothing failed.
+The database servers are started for the run, on loopback addresses. Logs are in build/logs. The exit code is 0 when something ran and nothing failed.
 As root, or with sudo, missing Debian packages are installed first.
 END
 }
@@ -78,12 +79,24 @@ Fuzz() {
 export ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1
 
-Step "packages" scripts/install_packages.sh "$package_list" || Finish
+# Everything runs beside the database servers that the tests need.
+if [[ -z "${VNQ_TEST_POSTGRES:-}" || -z "${VNQ_TEST_TDS:-}" ]]; then
+  Step "packages" scripts/install_packages.sh "$package_list" || Finish
+  scripts/with_postgres.sh scripts/with_tds.sh "$0" "$@"
+  ended=$?
+  [[ $ended -ne 125 ]] || echo "0 passed, 1 failed"
+  exit $ended
+fi
+
 Step "formatting" scripts/format.sh --check
 Step "layers" scripts/check_layers.sh
 
 if Step "release build" Build build/release -DCMAKE_BUILD_TYPE=Release; then
   Tests "release tests" build/release "${test_options[@]}"
+  VNQ_TEST_DATABASE=postgresql Tests "end to end on PostgreSQL" build/release \
+    "${test_options[@]}" -R '^end_to_end/'
+  VNQ_TEST_DATABASE=tds Tests "end to end through FreeTDS" build/release \
+    "${test_options[@]}" -R '^end_to_end/'
 fi
 Step "headers alone" cmake --build build/release --target vnq_headers
 if Step "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \

@@ -20,7 +20,8 @@ Host::Host(HostParts parts)
       AppPath(parts.AppPath),
       settings(Settings::Read(parts.iniStrings, parts.AppPath)),
       texts(parts.iniStrings, parts.AppPath, parts.platform.languageId),
-      database(OpenConfiguredDatabase(settings, parts.platform, paths, parts.AppPath)),
+      database(
+          OpenConfiguredDatabase(settings, parts.platform, paths, parts.AppPath, &parts.clock)),
       SckServer(loop, "6004"),
       SckServer6001(loop, "6001", true),
       SckServer6002(loop, "6002"),

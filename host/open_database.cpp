@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/jet_file.h"
+#include "host/schema.h"
 
 namespace vnq {
 namespace {
@@ -26,16 +27,32 @@ class NoDriver : public SqlDriver {
   std::string why_;
 };
 
+std::unique_ptr<SqlDriver> OpenServerDatabase(const Settings& settings,
+                                              const PlatformSettings& platform,
+                                              const Clock* clock) {
+  ServerDatabaseOptions options;
+  options.host = settings.DB_SERVER;
+  options.port = settings.DB_PORT;
+  options.database = settings.DB_NAME;
+  options.user = settings.DB_USER;
+  options.password = settings.DB_PWD;
+  options.odbcDriver = platform.databaseDriver;
+  options.exactColumns = ExactTextColumns();
+  options.connectTimeoutS = platform.connectTimeoutS;
+  options.statementTimeoutS = platform.statementTimeoutS;
+  options.durability = platform.durability;
+  options.clock = clock;
+  const bool native = EngineOf(settings, platform) == DatabaseEngine::kPostgres;
+  return native ? OpenPostgres(std::move(options)) : OpenOdbc(std::move(options));
+}
+
 }  // namespace
 
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PlatformSettings& platform,
                                                   const PathMapper& paths,
-                                                  const std::string& AppPath) {
-  if (!settings.IsAccess()) {
-    return std::make_unique<NoDriver>("DataBase.ini: DB_TYPE=" + settings.DbType +
-                                      ": no driver for server databases in this build");
-  }
+                                                  const std::string& AppPath, const Clock* clock) {
+  if (!settings.IsAccess()) return OpenServerDatabase(settings, platform, clock);
   SqliteOptions options;
   options.path = paths.Map(AppPath + settings.DataBaseName);
   if (IsJetFile(options.path)) {
@@ -43,6 +60,7 @@ std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
   }
   options.busyTimeoutMs = platform.busyTimeoutMs;
   options.durability = platform.durability;
+  options.clock = clock;
   return OpenSqlite(std::move(options));
 }
 

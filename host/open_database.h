@@ -12,11 +12,15 @@
 
 namespace vnq {
 
+class Clock;
+
 /// Opens it; EngineOf tells of which kind it is. Never null: a database that cannot be served fails
-/// every statement, and says why in LastError().
+/// every statement, and says why in LastError(). `clock` is for its back-off and outlives it; null
+/// is the machine's.
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PlatformSettings& platform,
                                                   const PathMapper& paths,
-                                                  const std::string& AppPath);
+                                                  const std::string& AppPath,
+                                                  const Clock* clock = nullptr);
 
 }  // namespace vnq

@@ -337,4 +337,14 @@ const std::vector<TableDef>& SchemaTables() {
   return tables;
 }
 
+std::vector<std::string> ExactTextColumns() {
+  std::vector<std::string> names;
+  for (const TableDef& table : SchemaTables()) {
+    for (const ColumnDef& column : table.columns) {
+      if (column.kind == ColumnKind::kExactText) names.emplace_back(column.name);
+    }
+  }
+  return names;
+}
+
 }  // namespace vnq

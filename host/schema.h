@@ -57,4 +57,7 @@ struct TableDef {
 /// Every table of the system, in the order of the documentation.
 const std::vector<TableDef>& SchemaTables();
 
+/// Names of the columns whose texts are compared exactly, case and all.
+std::vector<std::string> ExactTextColumns();
+
 }  // namespace vnq

@@ -4,99 +4,21 @@
 #include <array>
 #include <vector>
 
+#include "platform/sql_comparison.h"
+#include "platform/sql_tokens.h"
+
 namespace vnq {
 namespace {
 
-struct Token {
-  enum class Kind { kBlank, kWord, kNumber, kQuoted, kDate, kSign };
-  Kind kind;
-  std::string_view text;
-};
-using Tokens = std::vector<Token>;
-
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-bool IsBlank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-bool IsWordChar(char c) {
-  return IsDigit(c) || (Lower(c) >= 'a' && Lower(c) <= 'z') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
-
-bool SameWord(std::string_view text, std::string_view lower) {
-  return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
-                    [](char a, char b) { return Lower(a) == b; });
-}
-bool IsWord(const Token& token, std::string_view lower) {
-  return token.kind == Token::Kind::kWord && SameWord(token.text, lower);
-}
-bool IsSign(const Token& token, char sign) {
-  return token.kind == Token::Kind::kSign && token.text.front() == sign;
-}
-
-bool StartsWithDate(std::string_view text) {
-  constexpr std::string_view kShape = "#dddd-dd-dd#";
-  return text.size() >= kShape.size() &&
-         std::equal(kShape.begin(), kShape.end(), text.begin(),
-                    [](char shape, char c) { return shape == 'd' ? IsDigit(c) : c == shape; });
-}
-
-// The length up to and with `end`, or of all the text when it does not come.
-size_t LengthThrough(std::string_view text, std::string_view end, size_t from) {
-  size_t found = text.find(end, from);
-  return found == std::string_view::npos ? text.size() : found + end.size();
-}
-
-template <typename Belongs>
-size_t LengthWhile(std::string_view text, Belongs belongs) {
-  return static_cast<size_t>(std::find_if_not(text.begin(), text.end(), belongs) - text.begin());
-}
-
-// The first token of a text that is not empty.
-Token FirstToken(std::string_view text) {
-  auto token = [&](Token::Kind kind, size_t length) { return Token{kind, text.substr(0, length)}; };
-  char c = text.front();
-  if (IsBlank(c)) return token(Token::Kind::kBlank, LengthWhile(text, IsBlank));
-  if (text.starts_with("--")) return token(Token::Kind::kBlank, LengthThrough(text, "\n", 2));
-  if (text.starts_with("/*")) return token(Token::Kind::kBlank, LengthThrough(text, "*/", 2));
-  if (c == '\'' || c == '"' || c == '`') {
-    return token(Token::Kind::kQuoted, LengthThrough(text, std::string_view(&c, 1), 1));
-  }
-  if (c == '[') return token(Token::Kind::kQuoted, LengthThrough(text, "]", 1));
-  if (StartsWithDate(text)) return token(Token::Kind::kDate, 12);
-  if (IsDigit(c)) return token(Token::Kind::kNumber, LengthWhile(text, IsWordChar));
-  if (IsWordChar(c)) return token(Token::Kind::kWord, LengthWhile(text, IsWordChar));
-  return token(Token::Kind::kSign, 1);
-}
-
-Tokens Tokenize(std::string_view text) {
-  Tokens tokens;
-  while (!text.empty()) {
-    tokens.push_back(FirstToken(text));
-    text.remove_prefix(tokens.back().text.size());
-  }
-  return tokens;
-}
-
-// The next token from `index` on that is not blank; tokens.size() when there is none.
-size_t SkipBlanks(const Tokens& tokens, size_t index) {
-  while (index < tokens.size() && tokens[index].kind == Token::Kind::kBlank) ++index;
-  return index;
-}
-
 class Translator {
  public:
-  Translator(const Tokens& tokens, const SqlDialect& dialect)
-      : tokens_(tokens), dialect_(dialect) {}
+  Translator(const Tokens& tokens, std::span<const SqlMarker> markers, const SqlDialect& dialect,
+             std::span<const std::string> exactColumns)
+      : tokens_(tokens), markerKinds_(markers), dialect_(dialect), exactColumns_(exactColumns) {}
 
   TranslatedSql Translate() {
     for (size_t i = 0; i < tokens_.size();) i = TranslateAt(i);
-    WriteLimit();
+    EndSelect();
     if (dialect_.numberedMarkers) {
       for (size_t i = 0; i < markers_; ++i) parameters_.push_back(i);
     }
@@ -106,8 +28,10 @@ class Translator {
  private:
   // One nesting level of parentheses.
   struct Level {
-    std::string_view close;  // what its closing parenthesis becomes
-    std::string_view limit;  // the N of its select's `top N`
+    std::string_view close;   // what its closing parenthesis becomes
+    std::string_view limit;   // the N of its select's `top N`
+    bool conditions = false;  // behind `where`
+    bool ordering = false;    // behind `order by`
   };
 
   // Writes what stands at `i` and returns the index behind it.
@@ -119,21 +43,24 @@ class Translator {
       return end;
     }
     if (size_t end = TopEnd(i); end != i) return end;
+    if (size_t end = ComparisonEnd(i); end != i) return end;
+    NoteClause(i);
     if (token.kind == Token::Kind::kDate) {
       Write("'");
       Write(token.text.substr(1, 10));
       Write("'");
     } else if (IsSign(token, '(')) {
       Write("(");
-      levels_.push_back({")", {}});
+      levels_.push_back({")", {}, levels_.back().conditions});
     } else if (IsSign(token, ')') && levels_.size() > 1) {
-      WriteLimit();
+      EndSelect();
       Write(levels_.back().close);
       levels_.pop_back();
     } else if (token.kind == Token::Kind::kBlank) {
       out_ += token.text;
     } else {
-      if (IsSign(token, ';')) WriteLimit();
+      if (IsSign(token, ';')) EndSelect();
+      if (IsSign(token, ',')) WriteNullOrder();
       IsSign(token, '?') ? WriteMarker(markers_++) : Write(token.text);
     }
     if (token.kind != Token::Kind::kBlank) previous_ = token;
@@ -166,6 +93,123 @@ class Translator {
     return SkipBlanks(tokens_, number + 1);
   }
 
+  // Keeps track of where comparisons and sort keys stand.
+  void NoteClause(size_t i) {
+    if (tokens_[i].kind != Token::Kind::kWord) return;
+    Level& level = levels_.back();
+    if (IsWord(tokens_[i], "order")) level.ordering = dialect_.nullsNeedPlacing;
+    if (IsWord(tokens_[i], "where") || IsWord(tokens_[i], "on")) level.conditions = true;
+    for (std::string_view word : {"select", "set", "values", "order", "group"}) {
+      if (IsWord(tokens_[i], word)) level.conditions = false;
+    }
+  }
+
+  // Writes the comparison of texts that begins at `i` and returns the index behind it; `i` when
+  // there is none that needs care.
+  size_t ComparisonEnd(size_t i) {
+    const bool mayFold = dialect_.textComparison != SqlDialect::TextComparison::kByColumn;
+    if (!mayFold || !levels_.back().conditions || IsOperator(previous_)) return i;
+    if (tokens_[i].kind == Token::Kind::kBlank) return i;
+    const auto comparison = ReadComparison(tokens_, i, markerKinds_, markers_);
+    if (!comparison || !WriteComparison(*comparison)) return i;
+    previous_ = tokens_[comparison->end - 1];
+    return comparison->end;
+  }
+
+  static bool IsOperator(const Token& token) {
+    return token.kind == Token::Kind::kSign &&
+           std::string_view("+-*/%|&.").find(token.text.front()) != std::string_view::npos;
+  }
+
+  bool WriteComparison(const SqlComparison& comparison) {
+    const bool exact = IsExact(comparison);
+    if (dialect_.textComparison == SqlDialect::TextComparison::kFolded) {
+      if (exact) return false;
+      WriteSides(comparison, Form::kFolded);
+    } else {
+      if (!comparison.WithText() || HasNoLetters(comparison)) return false;
+      Write("(");
+      WriteSides(comparison, Form::kPlain);
+      Write(comparison.sign == "<>" ? " or " : " and ");
+      WriteSides(comparison, exact ? Form::kExact : Form::kFolded);
+      Write(")");
+    }
+    CountMarkers(comparison);
+    return true;
+  }
+
+  enum class Form { kPlain, kFolded, kExact };
+
+  void WriteSides(const SqlComparison& comparison, Form form) {
+    WriteOperand(comparison.left, form);
+    Write(comparison.sign);
+    const bool list = comparison.sign == " in ";
+    if (list) Write("(");
+    for (const SqlOperand& operand : comparison.right) {
+      if (&operand != &comparison.right.front()) Write(",");
+      WriteOperand(operand, form);
+    }
+    if (list) Write(")");
+  }
+
+  void WriteOperand(const SqlOperand& operand, Form form) {
+    std::string text = operand.text;
+    if (operand.kind == SqlOperand::Kind::kParameter) {
+      text = dialect_.numberedMarkers ? "$" + std::to_string(operand.parameter + 1) : "?";
+      if (!dialect_.numberedMarkers) parameters_.push_back(operand.parameter);
+    }
+    if (form == Form::kFolded) text = FoldedText(text, dialect_);
+    if (form == Form::kExact) text += " collate Latin1_General_BIN2+N'.'";
+    Write(text);
+  }
+
+  void CountMarkers(const SqlComparison& comparison) {
+    auto count = [this](const SqlOperand& operand) {
+      if (operand.kind == SqlOperand::Kind::kParameter) ++markers_;
+    };
+    count(comparison.left);
+    std::for_each(comparison.right.begin(), comparison.right.end(), count);
+  }
+
+  bool IsExact(const SqlComparison& comparison) const {
+    auto exact = [this](const SqlOperand& operand) {
+      return operand.kind == SqlOperand::Kind::kColumn &&
+             std::any_of(exactColumns_.begin(), exactColumns_.end(),
+                         [&](const std::string& name) { return SameName(name, operand.column); });
+    };
+    return exact(comparison.left) || exact(comparison.right.front());
+  }
+
+  // Only literals that no folding changes: the column may then be one of numbers, too.
+  static bool HasNoLetters(const SqlComparison& comparison) {
+    auto plain = [](const SqlOperand& operand) {
+      return operand.kind == SqlOperand::Kind::kColumn ||
+             (operand.kind == SqlOperand::Kind::kLiteral &&
+              operand.text.find_first_not_of("'0123456789") == std::string::npos);
+    };
+    return plain(comparison.left) &&
+           std::all_of(comparison.right.begin(), comparison.right.end(), plain);
+  }
+
+  // Everywhere else a NULL sorts as the smallest value.
+  void WriteNullOrder() {
+    Level& level = levels_.back();
+    if (!level.ordering) return;
+    Write(IsWord(previous_, "desc") ? " nulls last" : " nulls first");
+  }
+
+  void EndSelect() {
+    const size_t end = contentEnd_;
+    const std::string blanks = out_.substr(end);
+    if (levels_.back().ordering) {
+      out_.resize(end);
+      WriteNullOrder();
+      out_ += blanks;
+      levels_.back().ordering = false;
+    }
+    WriteLimit();
+  }
+
   void WriteMarker(size_t parameter) {
     if (dialect_.numberedMarkers) return Write("$" + std::to_string(parameter + 1));
     parameters_.push_back(parameter);
@@ -188,7 +232,9 @@ class Translator {
   }
 
   const Tokens& tokens_;
+  std::span<const SqlMarker> markerKinds_;
   const SqlDialect& dialect_;
+  std::span<const std::string> exactColumns_;
   std::vector<Level> levels_{Level{")", {}}};
   Token previous_{Token::Kind::kBlank, {}};
   std::string out_;
@@ -211,10 +257,9 @@ bool EndsTableList(const Token& token) {
 }  // namespace
 
 TranslatedSql TranslateSql(std::string_view statement, std::span<const SqlMarker> markers,
-                           const SqlDialect& dialect) {
-  (void)markers;
+                           const SqlDialect& dialect, std::span<const std::string> exactColumns) {
   Tokens tokens = Tokenize(statement);
-  return Translator(tokens, dialect).Translate();
+  return Translator(tokens, markers, dialect, exactColumns).Translate();
 }
 
 std::string FoldedText(std::string_view expression, const SqlDialect& dialect) {

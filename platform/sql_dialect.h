@@ -28,6 +28,7 @@ struct SqlDialect {
   std::string_view integerOpen;   ///< what stands before x in a conversion to integer
   std::string_view integerClose;  ///< and behind it
   bool numberedMarkers;           ///< markers are $1, $2, ...; else each is a ?
+  bool nullsNeedPlacing;  ///< NULL sorts as the greatest value unless told; else as the smallest
 
   /// How texts come to be compared as everywhere in the system: ASCII letters without regard to
   /// case, everything else exactly, trailing blanks included.
@@ -40,12 +41,12 @@ struct SqlDialect {
 
 /// `convert_int` is a function that the SQLite driver brings along: the engine's own cast makes 0
 /// of anything.
-inline constexpr SqlDialect kSqliteDialect{true, "convert_int(", ")", false,
-                                           SqlDialect::TextComparison::kByColumn};
-inline constexpr SqlDialect kPostgresDialect{true, "cast(", " as integer)", true,
-                                             SqlDialect::TextComparison::kFolded};
-inline constexpr SqlDialect kTransactSqlDialect{false, "CONVERT(int,", ")", false,
-                                                SqlDialect::TextComparison::kSearchFolded};
+inline constexpr SqlDialect kSqliteDialect{
+    true, "convert_int(", ")", false, false, SqlDialect::TextComparison::kByColumn};
+inline constexpr SqlDialect kPostgresDialect{true, "cast(", " as integer)",
+                                             true, true,    SqlDialect::TextComparison::kFolded};
+inline constexpr SqlDialect kTransactSqlDialect{
+    false, "CONVERT(int,", ")", false, false, SqlDialect::TextComparison::kSearchFolded};
 
 /// A statement as an engine takes it.
 struct TranslatedSql {
@@ -57,9 +58,10 @@ struct TranslatedSql {
 };
 
 /// The statement in the engine's dialect. `markers` tells what each `?` is; one that is not told is
-/// a number.
+/// a number. `exactColumns` are names of columns whose texts are compared exactly, case and all.
 TranslatedSql TranslateSql(std::string_view statement, std::span<const SqlMarker> markers,
-                           const SqlDialect& dialect);
+                           const SqlDialect& dialect,
+                           std::span<const std::string> exactColumns = {});
 
 /// An expression as comparisons fold it, for the index that serves them: PostgreSQL's
 /// `lower(cast(x as text) collate "C")`. Transact-SQL's is not made for an index.

@@ -117,6 +117,7 @@ struct ServerDatabaseOptions {
   std::string port;  ///< empty: the engine's usual one
   std::string database;
   std::string user, password;
+  std::vector<std::string> exactColumns;  ///< names of columns whose texts are compared exactly
   int connectTimeoutS = 5;
   int statementTimeoutS = 10;
   SqlDurability durability = SqlDurability::kReceipt;

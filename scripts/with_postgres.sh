@@ -5,10 +5,11 @@
 #
 # The command finds the server in VNQ_TEST_POSTGRES=ADDRESS:PORT; any user name is let in there without a
 # password, "vnq" may do everything. Durability is off, so what it measures is no guide for a deployment.
+# Exit code 125: there is no server to run it beside.
 set -euo pipefail
 
 programs=$(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V | tail -n 1 || true)
-[[ -n "$programs" ]] || { echo "with_postgres: no PostgreSQL server is installed" >&2; exit 1; }
+[[ -n "$programs" ]] || { echo "with_postgres: no PostgreSQL server is installed" >&2; exit 125; }
 
 # The server refuses to run as root, and its user must be able to reach the folder.
 as_user=()
@@ -31,7 +32,7 @@ trap 'exit 143' TERM
 
 cd "$data"
 "${as_user[@]}" "$programs/initdb" -D "$data/db" -U vnq -A trust -E UTF8 --locale=C.UTF-8 --no-sync >initdb.log 2>&1 ||
-  { cat initdb.log >&2; exit 1; }
+  { cat initdb.log >&2; exit 125; }
 cd - >/dev/null
 "${as_user[@]}" "$programs/postgres" -D "$data/db" -h "$address" -p "$port" -k '' \
   -c fsync=off -c synchronous_commit=off -c full_page_writes=off -c max_connections=200 \
@@ -39,10 +40,10 @@ cd - >/dev/null
 server=$!
 for _ in $(seq 100); do
   "$programs/pg_isready" -q -h "$address" -p "$port" && break
-  kill -0 "$server" 2>/dev/null || { cat "$data/server.log" >&2; exit 1; }
+  kill -0 "$server" 2>/dev/null || { cat "$data/server.log" >&2; exit 125; }
   sleep 0.1
 done
-"$programs/pg_isready" -q -h "$address" -p "$port" || { cat "$data/server.log" >&2; exit 1; }
+"$programs/pg_isready" -q -h "$address" -p "$port" || { cat "$data/server.log" >&2; exit 125; }
 
 export VNQ_TEST_POSTGRES="$address:$port"
 "$@"

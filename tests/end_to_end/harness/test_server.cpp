@@ -7,7 +7,6 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <spdlog/spdlog.h>
-#include <sqlite3.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,6 +17,8 @@
 #include <sstream>
 
 #include "support/base64_text.h"
+#include "support/replace_all.h"
+#include "tools/app_folder.h"
 #include "tools/init_command.h"
 
 namespace vnq {
@@ -183,6 +184,9 @@ TestServer::TestServer(const TestServerOptions& options)
   platform.languageId = options.languageId;
   platform.codePage = options.codePage;
   platform.bindAddress = address_;
+  if (!TestDatabase::IsEmbedded()) {
+    platform.databaseDriver = TestDatabase::IsPostgres() ? "postgresql" : "FreeTDS";
+  }
   platform.durability = SqlDurability::kNone;  // a test's rows need not survive the machine
   form_ = std::make_unique<IndexForm>(*loop_, clock_, codePage_, commands_, folder_, platform);
   form_->Load();
@@ -192,7 +196,6 @@ TestServer::~TestServer() {
   loop_->UnwindHandlers();
   form_.reset();
   loop_.reset();
-  sqlite3_close(database_);
   std::error_code ignored;
   std::filesystem::remove_all(folder_, ignored);
 }
@@ -200,20 +203,36 @@ TestServer::~TestServer() {
 void TestServer::MakeFolder(const TestServerOptions& options) {
   std::string name = (std::filesystem::temp_directory_path() / "vnq_server_XXXXXX").string();
   folder_ = mkdtemp(name.data());
-  WriteFile(folder_ + "/platform.ini", fmt::format("[locale]\nlanguage_id={}\ncode_page={}\n",
-                                                   options.languageId, options.codePage));
+  database_ = TestDatabase::Make();
+  WriteFile(folder_ + "/platform.ini",
+            fmt::format("[locale]\nlanguage_id={}\ncode_page={}\n{}", options.languageId,
+                        options.codePage, database_->PlatformIni()));
   std::filesystem::create_directories(folder_ + "/Web/Data");
   std::filesystem::create_directories(folder_ + "/Web/download");
-  if (!options.settings.empty()) {
-    WriteFile(folder_ + "/Web/Data/DataBase.ini", options.settings);
-  }
+  WriteSettings(options.settings);
   WriteFile(folder_ + "/Web/download/log.txt", options.versionFile);
   std::ostringstream said;
   EXPECT_EQ(RunInit({folder_, false, "C"}, said, said), 0) << said.str();
-  sqlite3_open((folder_ + "/Web/Data/vnq.db").c_str(), &database_);
-  sqlite3_busy_timeout(database_, 2000);
-  Run("PRAGMA synchronous=OFF");
+  database_->Open(folder_);
   if (!options.sql.empty()) Run(options.sql);
+}
+
+// The settings name the embedded database; a run for another one names that instead.
+void TestServer::WriteSettings(std::string settings) {
+  const std::string path = folder_ + "/Web/Data/DataBase.ini";
+  if (settings.empty()) {
+    std::ostringstream said;
+    EXPECT_TRUE(AppFolderMaker(folder_, said, said).MakeDataBaseIni()) << said.str();
+    std::ifstream made(path, std::ios::binary);
+    settings.assign(std::istreambuf_iterator<char>(made), {});
+  }
+  if (settings.find("\\vnq.db") != std::string::npos) {
+    for (const char* key : {"DB_USER=", "DB_PWD=", "DB_NAME=", "DB_SERVER=", "DB_PORT="}) {
+      ReplaceAll(settings, std::string("\n") + key, std::string("\n;") + key);
+    }
+    ReplaceAll(settings, "DB_TYPE=access", database_->Settings());
+  }
+  WriteFile(path, settings);
 }
 
 void TestServer::Pump() {
@@ -249,21 +268,7 @@ TestClient TestServer::Online(const std::string& userId, int state) {
 }
 
 std::vector<std::string> TestServer::Rows(const std::string& select) {
-  std::vector<std::string> rows;
-  sqlite3_stmt* statement = nullptr;
-  EXPECT_EQ(sqlite3_prepare_v2(database_, select.c_str(), -1, &statement, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(database_) << ": " << select;
-  while (statement != nullptr && sqlite3_step(statement) == SQLITE_ROW) {
-    std::string row;
-    for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
-      row += i > 0 ? "|" : "";
-      row += text != nullptr ? text : "NULL";
-    }
-    rows.push_back(std::move(row));
-  }
-  sqlite3_finalize(statement);
-  return rows;
+  return database_->Rows(select);
 }
 
 std::string TestServer::Value(const std::string& select) {
@@ -272,10 +277,7 @@ std::string TestServer::Value(const std::string& select) {
 }
 
 void TestServer::Run(const std::string& statements) {
-  char* error = nullptr;
-  sqlite3_exec(database_, statements.c_str(), nullptr, nullptr, &error);
-  EXPECT_EQ(error, nullptr) << error << ": " << statements;
-  sqlite3_free(error);
+  database_->Run(statements);
 }
 
 Lines TestServer::Log() {

@@ -1,4 +1,4 @@
-// A whole server inside the test program: real sockets, a real database file, a stepped clock.
+// A whole server inside the test program: real sockets, a real database, a stepped clock.
 //
 // Everything runs on the test's one thread. Time stands still until the test advances it, and the
 // server works only while the test pumps it (each verb of TestClient and TestServer does).
@@ -13,8 +13,7 @@
 #include <vector>
 
 #include "host/index_form/index_form.h"
-
-struct sqlite3;
+#include "tests/end_to_end/harness/test_database.h"
 
 namespace vnq {
 
@@ -138,6 +137,7 @@ class TestServer {
 
  private:
   void MakeFolder(const TestServerOptions& options);
+  void WriteSettings(std::string settings);
 
   SteppedClock clock_;
   std::string address_;
@@ -147,7 +147,7 @@ class TestServer {
   RecordingCommandRunner commands_;
   std::unique_ptr<EventLoop> loop_;
   std::unique_ptr<IndexForm> form_;
-  sqlite3* database_ = nullptr;
+  std::unique_ptr<TestDatabase> database_;
 };
 
 /// A fixture with one server and what tests need of it most.

@@ -1,0 +1,83 @@
+#include "platform/odbc_connection_text.h"
+
+#include <sql.h>
+#include <sqlext.h>
+#include <strings.h>
+
+#include <algorithm>
+
+#include "support/ansi_text.h"
+
+namespace vnq {
+namespace {
+
+constexpr std::string_view kUsualPort = "1433";
+
+bool ContainsIgnoringCase(std::string_view text, std::string_view what) {
+  auto same = [](char a, char b) {
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    return lower(a) == lower(b);
+  };
+  return std::search(text.begin(), text.end(), what.begin(), what.end(), same) != text.end();
+}
+
+bool NamesFreeTds(std::string_view text) {
+  return ContainsIgnoringCase(text, "tdsodbc") || ContainsIgnoringCase(text, "freetds");
+}
+
+// The attributes are texts with a NUL behind each and one more at the end.
+std::string_view AllAttributes(const SQLCHAR* attributes, size_t capacity) {
+  auto text = reinterpret_cast<const char*>(attributes);
+  size_t end = 0;
+  while (end + 1 < capacity && (text[end] != '\0' || text[end + 1] != '\0')) ++end;
+  return {text, end};
+}
+
+}  // namespace
+
+std::string OdbcValue(std::string_view value) {
+  bool plain = !value.empty() && value.find_first_of(";{}[](),?*=!@ \t") == std::string_view::npos;
+  if (plain) return std::string(value);
+  std::string braced = "{";
+  for (char c : value) {
+    braced += c;
+    if (c == '}') braced += '}';
+  }
+  return braced + '}';
+}
+
+std::string OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver) {
+  std::string port = options.port.empty() ? std::string(kUsualPort) : options.port;
+  std::string text = "DRIVER={" + driver.name + "};SERVER=";
+  text += driver.isFreeTds ? OdbcValue(options.host) + ";PORT=" + OdbcValue(port)
+                           : "tcp:" + options.host + "," + port;
+  text += ";DATABASE=" + OdbcValue(options.database);
+  text += ";UID=" + OdbcValue(options.user) + ";PWD=" + OdbcValue(options.password);
+  if (driver.isFreeTds) {
+    text += ";TDS_Version=7.4;ClientCharset=UTF-8";
+  } else if (ContainsIgnoringCase(driver.name, "sql server")) {
+    // Servers in a company's own network have certificates that they signed themselves.
+    text += ";TrustServerCertificate=yes";
+  }
+  return text;
+}
+
+std::optional<OdbcDriverInfo> FindOdbcDriver(void* environment, std::string_view name) {
+  if (name.starts_with("/")) return OdbcDriverInfo{std::string(name), NamesFreeTds(name)};
+  SQLCHAR found[256];
+  SQLCHAR attributes[4096];
+  for (SQLUSMALLINT direction = SQL_FETCH_FIRST;; direction = SQL_FETCH_NEXT) {
+    SQLSMALLINT length = 0;
+    SQLSMALLINT attributesLength = 0;
+    std::fill(std::begin(attributes), std::end(attributes), SQLCHAR{0});
+    SQLRETURN code = SQLDrivers(environment, direction, found, sizeof found, &length, attributes,
+                                sizeof attributes, &attributesLength);
+    if (code != SQL_SUCCESS && code != SQL_SUCCESS_WITH_INFO) return std::nullopt;
+    std::string text(reinterpret_cast<const char*>(found));
+    if (strcasecmp(text.c_str(), std::string(name).c_str()) != 0) continue;
+    bool freeTds = NamesFreeTds(text) || NamesFreeTds(AllAttributes(attributes, sizeof attributes));
+    return OdbcDriverInfo{std::move(text), freeTds};
+  }
+}
+
+}  // namespace vnq

@@ -1,0 +1,28 @@
+// Private to platform: what an ODBC driver is told to connect to a server.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/sql_driver.h"
+
+namespace vnq {
+
+/// An installed ODBC driver.
+struct OdbcDriverInfo {
+  std::string name;        ///< as odbcinst.ini writes it, or the path of the library
+  bool isFreeTds = false;  ///< else it is taken for the maker's own
+};
+
+/// A value as a connection text holds it: in braces when it has characters of the text's own.
+std::string OdbcValue(std::string_view value);
+
+/// The connection text for a SQL Server database. Holds the password: not for a log.
+std::string OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver);
+
+/// The installed driver of that name, without regard to ASCII case; the path of a driver's library
+/// is taken as it stands. `environment` is the ODBC environment's handle.
+std::optional<OdbcDriverInfo> FindOdbcDriver(void* environment, std::string_view name);
+
+}  // namespace vnq

@@ -1,0 +1,31 @@
+// A test's database on the PostgreSQL of the run.
+#pragma once
+
+#include <functional>
+
+#include "tests/end_to_end/harness/test_database.h"
+
+struct pg_conn;
+
+namespace vnq {
+
+class PostgresTestDatabase final : public TestDatabase {
+ public:
+  PostgresTestDatabase();
+  ~PostgresTestDatabase() override;
+  std::string Settings() const override;
+  std::string PlatformIni() const override { return "[database]\ndriver=postgresql\n"; }
+  void Open(const std::string& folder) override;
+
+  /// `rowid` stands for the place of a row in its table, which an update changes.
+  std::vector<std::string> Rows(const std::string& select) override;
+  void Run(const std::string& statements) override;
+
+ private:
+  pg_conn* Connect(const std::string& database) const;
+
+  std::string address_, port_, name_;
+  pg_conn* connection_ = nullptr;
+};
+
+}  // namespace vnq
