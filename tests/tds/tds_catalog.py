@@ -6,6 +6,7 @@ COLUMNS = """
     from sqlite_master t, pragma_table_info(t.name) c
     where t.type='table' and t.name not like 'sqlite_%'"""
 BASE_TYPE = "case when instr(c.type,'(')>0 then substr(c.type,1,instr(c.type,'(')-1) else c.type end"
+COLLATION = """case when lower(c.type) like '%char%' then vnq_collation(t.sql,c.name) end"""
 LENGTH = """case when c.type like '%(max)' then -1 when instr(c.type,'(')>0
     then cast(substr(c.type,instr(c.type,'(')+1) as integer) end"""
 
@@ -13,7 +14,8 @@ VIEWS = [
     f"""create temp view vnq_information_schema_columns as select 'vnq' TABLE_CATALOG,
     'dbo' TABLE_SCHEMA, t.name TABLE_NAME, c.name COLUMN_NAME, c.cid+1 ORDINAL_POSITION,
     c.dflt_value COLUMN_DEFAULT, case c."notnull" when 0 then 'YES' else 'NO' end IS_NULLABLE,
-    lower({BASE_TYPE}) DATA_TYPE, {LENGTH} CHARACTER_MAXIMUM_LENGTH {COLUMNS}""",
+    replace(lower({BASE_TYPE}),'integer','int') DATA_TYPE, {LENGTH} CHARACTER_MAXIMUM_LENGTH,
+    {COLLATION} COLLATION_NAME {COLUMNS}""",
     """create temp view vnq_information_schema_tables as select 'vnq' TABLE_CATALOG,
     'dbo' TABLE_SCHEMA, name TABLE_NAME,
     case type when 'table' then 'BASE TABLE' else 'VIEW' end TABLE_TYPE
@@ -24,8 +26,13 @@ VIEWS = [
     f"""create temp view vnq_sys_columns as select t.rowid object_id, c.name name, c.cid+1 column_id
     {COLUMNS}""",
     """create temp view vnq_sys_indexes as select t.rowid object_id, i.name name, i.seq+1 index_id,
-    i."unique" is_unique, i.origin='pk' is_primary_key, 'NONCLUSTERED' type_desc
+    i."unique" is_unique, i.origin='pk' is_primary_key, 'NONCLUSTERED' type_desc,
+    i.partial has_filter, 0 is_disabled
     from sqlite_master t, pragma_index_list(t.name) i where t.type='table'""",
+    """create temp view vnq_sys_index_columns as select t.rowid object_id, i.seq+1 index_id,
+    k.seqno+1 key_ordinal, k.cid+1 column_id, 0 is_included_column
+    from sqlite_master t, pragma_index_list(t.name) i, pragma_index_info(i.name) k
+    where t.type='table'""",
 ]
 
 INT, NAME = wire.IntColumn(), wire.TextColumn(128)

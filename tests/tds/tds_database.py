@@ -86,11 +86,15 @@ class Database:
         self.connection.text_factory = lambda data: data.decode("utf-8", "surrogatepass")
         self.connection.create_collation(tsql.CI, compare)
         for function, count in ((self.to_int, 1), (self.length, 1), (self.byte_count, 1),
-                                (self.translate_letters, 3), (self.bare_name, 1)):
+                                (self.translate_letters, 3), (self.bare_name, 1),
+                                (self.collation_of, 2), (self.schema_name, 0), (self.schema_id, 0),
+                                (self.quoted_name, 1)):
             self.connection.create_function(FUNCTIONS[function.__name__], count, function,
                                             deterministic=True)
         self.connection.execute("pragma journal_mode=wal").fetchall()
         self.connection.execute("pragma synchronous=off").fetchall()
+        # Joins of the catalog's views come out empty with one of these: its keys have no type there.
+        self.connection.execute("pragma automatic_index=off")
         for view in tds_catalog.VIEWS:
             self.connection.execute(view)
         self.schema = Schema.of(self.connection)
@@ -132,6 +136,30 @@ class Database:
     @staticmethod
     def bare_name(name):
         return None if name is None else tsql.bare(name.split(".")[-1])
+
+    @staticmethod
+    def collation_of(statement, column):
+        """The collation of a column, from the statement that made the table."""
+        tokens = tsql.tokenize(statement)
+        opening = next(i for i, token in enumerate(tokens) if token.text == "(")
+        for part in tsql.split(tokens[opening + 1:-1]):
+            if part and part[0].kind == "name" and part[0].low == column.lower():
+                words = [token.low for token in part]
+                known = "rtrim" not in words[words.index("collate"):] if "collate" in words else True
+                return tsql.CI if known else "Latin1_General_100_BIN2"
+        return tsql.CI
+
+    @staticmethod
+    def schema_name():
+        return "dbo"
+
+    @staticmethod
+    def schema_id():
+        return 1
+
+    @staticmethod
+    def quoted_name(name):
+        return None if name is None else "[" + name.replace("]", "]]") + "]"
 
     # --- statements ---
 
@@ -251,7 +279,8 @@ class Database:
 
 
 FUNCTIONS = {"to_int": "vnq_int", "length": "vnq_len", "byte_count": "vnq_bytes",
-             "translate_letters": "vnq_translate", "bare_name": "vnq_bare"}
+             "translate_letters": "vnq_translate", "bare_name": "vnq_bare", "collation_of": "vnq_collation",
+             "schema_name": "schema_name", "schema_id": "schema_id", "quoted_name": "quotename"}
 INTEGER_SIZES = {"bigint": 8, "smallint": 2, "tinyint": 1}
 
 

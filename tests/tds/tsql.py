@@ -215,6 +215,10 @@ class Translator:
         if low == "object_id":
             return [sql("(select rowid from sqlite_master where name=vnq_bare("),
                     *self.translate(parts[0]), sql(") collate nocase)")]
+        if low == "columnproperty" and join(parts[2]).lstrip("nN").lower() == "'isidentity'":
+            table, column = join(self.translate(parts[0])), join(self.translate(parts[1]))
+            return [sql("(select t.sql like '%autoincrement%' and c.pk>0 from sqlite_master t,"
+                        f" pragma_table_info(t.name) c where t.rowid={table} and c.name={column})")]
         renamed = {"isnull": "ifnull", "len": "vnq_len", "scope_identity": "last_insert_rowid",
                    "translate": "vnq_translate", "datalength": "vnq_bytes"}.get(low)
         return [sql((renamed or name.text) + "("), *self.translate(arguments), sql(")")]
