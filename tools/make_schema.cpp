@@ -66,7 +66,10 @@ class SchemaMaker {
   bool Run(std::string_view statement) { return driver_.Execute(statement, {}) || Fail(statement); }
 
   bool Fail(std::string_view statement) {
-    error_ = std::string(statement.substr(0, 80)) + ": " + driver_.LastError();
+    const std::string words(statement.substr(0, 40));
+    const std::string& why = driver_.LastError();
+    // Some drivers name the statement themselves.
+    error_ = why.find(words) == std::string::npos ? words + "...: " + why : why;
     return false;
   }
 

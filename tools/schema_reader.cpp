@@ -9,8 +9,8 @@ namespace vnq {
 
 namespace {
 
-/// The select lists are the same for every engine; `distinct` keeps drivers from looking for the
-/// identity of rows that belong to views.
+/// The select lists are the same for every engine. `distinct` on a single view keeps drivers from
+/// looking for the identity of its rows.
 struct EngineQueries {
   /// table, position, column, type, length, collation, not null, default, assigned
   std::string_view columns;
@@ -19,11 +19,11 @@ struct EngineQueries {
 };
 
 constexpr EngineQueries kSqlite = {
-    "select distinct m.name as a,p.cid as b,p.name as c,p.type as d,0 as e,m.sql as f,"
+    "select m.name as a,p.cid as b,p.name as c,p.type as d,0 as e,m.sql as f,"
     "p.\"notnull\" as g,p.dflt_value is not null as h,"
     "p.pk=1 and upper(p.type)='INTEGER' as i"
     " from sqlite_master as m, pragma_table_info(m.name) as p where m.type='table' order by 1,2",
-    "select distinct m.name as a,x.name as b,k.seqno as c,coalesce(k.name,'') as d"
+    "select m.name as a,x.name as b,k.seqno as c,coalesce(k.name,'') as d"
     " from sqlite_master as m, pragma_index_list(m.name) as x, pragma_index_info(x.name) as k"
     " where m.type='table' and x.partial=0 order by 1,2,3",
 };
@@ -37,7 +37,7 @@ constexpr EngineQueries kPostgres = {
     "case when c.is_identity='YES' or position('nextval(' in c.column_default)=1"
     " then 1 else 0 end as i"
     " from information_schema.columns c where c.table_schema=current_schema() order by 1,2",
-    "select distinct t.relname as a,i.relname as b,k.n as c,"
+    "select t.relname as a,i.relname as b,k.n as c,"
     "pg_get_indexdef(x.indexrelid,k.n,true) as d"
     " from pg_index x join pg_class t on t.oid=x.indrelid join pg_class i on i.oid=x.indexrelid"
     " join pg_namespace s on s.oid=t.relnamespace cross join generate_series(1,32) as k(n)"
@@ -53,7 +53,7 @@ constexpr EngineQueries kSqlServer = {
     "coalesce(columnproperty(object_id(quotename(TABLE_SCHEMA)+'.'+quotename(TABLE_NAME)),"
     "COLUMN_NAME,'IsIdentity'),0) as i"
     " from INFORMATION_SCHEMA.COLUMNS where TABLE_SCHEMA=schema_name() order by 1,2",
-    "select distinct t.name as a,i.name as b,k.key_ordinal as c,c.name as d"
+    "select t.name as a,i.name as b,k.key_ordinal as c,c.name as d"
     " from sys.tables t join sys.indexes i on i.object_id=t.object_id"
     " join sys.index_columns k on k.object_id=i.object_id and k.index_id=i.index_id"
     " join sys.columns c on c.object_id=k.object_id and c.column_id=k.column_id"

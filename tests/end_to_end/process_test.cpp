@@ -106,6 +106,22 @@ TEST_F(Process, ASecondInstanceOnTheSameFolderIsRefused) {
   EXPECT_GT(second->standardError().size(), std::string("VNQ_Main_Service.exe: \n").size());
 }
 
+TEST_F(Process, AJetFileIsSaidOnceAndTheServerStarts) {
+  const std::string path = folder + "/Web/Data/vnq.db";
+  const std::string bytes("\0\1\0\0Standard ACE DB\0more", 24);
+  std::ofstream(path, std::ios::binary) << bytes;
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready")) << server->standardError();
+  server->Signal(SIGTERM);
+  EXPECT_EQ(server->ExitCode(), 0);
+  const std::string said = server->standardError();
+  const std::string command = "vnqctl import --from " + path + " --app-path " + folder;
+  ASSERT_NE(said.find(command), std::string::npos) << said;
+  EXPECT_EQ(said.find(command, said.find(command) + 1), std::string::npos) << said;
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), bytes);
+}
+
 TEST_F(Process, AKilledInstanceLeavesTheFolderFree) {
   auto first = Start();
   ASSERT_TRUE(first->WaitForWords("ready"));
