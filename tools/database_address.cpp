@@ -15,18 +15,25 @@ bool HoldsOneOf(const std::string& text, std::initializer_list<std::string_view>
   });
 }
 
-// Run by somebody who may make databases there.
-std::string CreatePostgres(const Settings& settings) {
-  std::string host = " -h " + ShellWord(settings.DB_SERVER);
-  if (!settings.DB_PORT.empty()) host += " -p " + ShellWord(settings.DB_PORT);
-  return "createuser" + host + " --pwprompt " + ShellWord(settings.DB_USER) +
-         " where the user is missing, and createdb" + host + " -O " + ShellWord(settings.DB_USER) +
+// Behind a program's name, for somebody who may make databases and users there.
+std::string PostgresServer(const Settings& settings) {
+  std::string server = " -h " + ShellWord(settings.DB_SERVER);
+  if (!settings.DB_PORT.empty()) server += " -p " + ShellWord(settings.DB_PORT);
+  return server;
+}
+
+std::string CreateDatabase(const Settings& settings, DatabaseEngine engine) {
+  if (engine != DatabaseEngine::kPostgres) return "create database [" + settings.DB_NAME + "]";
+  return "createdb" + PostgresServer(settings) + " -O " + ShellWord(settings.DB_USER) +
          " -E UTF8 -T template0 " + ShellWord(settings.DB_NAME);
 }
 
-std::string CreateSqlServer(const Settings& settings) {
-  return "create database [" + settings.DB_NAME + "] and a login and user [" + settings.DB_USER +
-         "] that owns it";
+std::string CreateUser(const Settings& settings, DatabaseEngine engine) {
+  if (engine == DatabaseEngine::kPostgres) {
+    return "createuser" + PostgresServer(settings) + " --pwprompt " + ShellWord(settings.DB_USER);
+  }
+  return "create login [" + settings.DB_USER + "] with password = '...'; use [" + settings.DB_NAME +
+         "]; create user [" + settings.DB_USER + "] for login [" + settings.DB_USER + "]";
 }
 
 }  // namespace
@@ -59,17 +66,17 @@ std::string MissingServerSetting(const Settings& settings) {
 std::string ConnectAdvice(const Settings& settings, DatabaseEngine engine,
                           std::string_view driverError) {
   const std::string error = AsciiLower(driverError);
-  const std::string create =
-      engine == DatabaseEngine::kPostgres ? CreatePostgres(settings) : CreateSqlServer(settings);
   const bool isMissing = error.find("database") != std::string::npos &&
                          HoldsOneOf(error, {"does not exist", "cannot open database"});
   const bool isRefused = HoldsOneOf(error, {"authentication failed", "login failed", "role \"",
                                             "no password supplied", "pg_hba"});
-  if (isMissing) return "the database is missing; make it with: " + create;
+  if (isMissing) {
+    return "the database is missing; make it with: " + CreateDatabase(settings, engine);
+  }
   if (isRefused) {
     return "the login is refused; check DB_USER and DB_PWD, and that the server lets this machine"
-           " in; to make both: " +
-           create;
+           " in; a user is made with: " +
+           CreateUser(settings, engine);
   }
   if (HoldsOneOf(error, {"can't open lib", "data source name not found", "file not found"})) {
     return "the ODBC driver is missing; [database] driver in platform.ini names it as odbcinst.ini"
