@@ -73,6 +73,8 @@ bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& er
     return false;
   }
   statementTimeoutS_ = std::max(1, options.statementTimeoutS);
+  // When the time is over FreeTDS asks the server to stop, and waits as long again for the answer.
+  if (driver->isFreeTds) statementTimeoutS_ = (statementTimeoutS_ + 1) / 2;
   int connectTimeoutS = std::max(1, options.connectTimeoutS);
   SQLSetConnectAttrW(handle_.get(), SQL_ATTR_LOGIN_TIMEOUT, Number(connectTimeoutS),
                      SQL_IS_UINTEGER);
@@ -111,9 +113,11 @@ std::unique_ptr<OdbcStatement> OdbcConnection::Prepare(std::string_view text,
 OdbcConnection::Prepared* OdbcConnection::Find(char use, std::string_view statement,
                                                std::span<const SqlValue> values, OdbcError& error) {
   std::string name = fmt::format("{}{} {}", use, OdbcParameters::Kinds(values), statement);
-  if (Prepared* known = statements_.Find(name)) return known;
+  Prepared* known = statements_.Find(name);
+  if (known && !known->failed) return known;
   Prepared made;
   if (!Make(use, statement, values, made, error)) return nullptr;
+  if (known) return &(*known = std::move(made));
   if (statement.size() <= kLongestKept) {
     return &statements_.Add(std::move(name), std::move(made), [](Prepared&) {});
   }
@@ -137,14 +141,14 @@ bool OdbcConnection::Make(char use, std::string_view statement, std::span<const 
   return made.statement != nullptr;
 }
 
-// Finds the one table of a select and adds its key to the select's text. False when the connection
-// is lost.
+// Finds the one table of a select and adds its key to the select's text. What is no table leaves
+// the rows for reading only, or has the select itself fail.
 bool OdbcConnection::Identify(std::string_view statement, std::string& text, Prepared& made,
                               OdbcError& error) {
   std::string table = Unquoted(SingleTable(statement));
   if (table.empty()) return true;
   const OdbcTable* known = Table(table, error);
-  if (!known) return !error.IsLost() && !IsDead();
+  if (!known) return error.IsUnknownTable();
   made.table = std::move(table);
   for (const std::string& column : known->key) {
     auto longer = SelectWithColumn(text, BracketedName(column));
@@ -155,9 +159,15 @@ bool OdbcConnection::Identify(std::string_view statement, std::string& text, Pre
   return true;
 }
 
+bool OdbcConnection::RunPrepared(Prepared& prepared, std::span<const SqlValue> values,
+                                 OdbcError& error) {
+  prepared.failed = !prepared.statement->Run(values, error);
+  return !prepared.failed;
+}
+
 bool OdbcConnection::RunSelect(Prepared& prepared, std::span<const SqlValue> values,
                                OdbcError& error) {
-  if (prepared.statement->Run(values, error)) {
+  if (RunPrepared(prepared, values, error)) {
     prepared.plain = {};
     return true;
   }
@@ -165,28 +175,61 @@ bool OdbcConnection::RunSelect(Prepared& prepared, std::span<const SqlValue> val
   // Rows that have no place for a key, such as one of sums.
   auto plain = Prepare(prepared.plain.text, values, prepared.plain.parameters, error);
   if (!plain || !plain->Run(values, error)) return false;
-  prepared = {std::move(plain), {}, 0, {}};
+  prepared = {};
+  prepared.statement = std::move(plain);
   return true;
 }
 
-bool OdbcConnection::ReadRows(Prepared& prepared, SqlRows& rows, OdbcError& error) {
-  std::vector<OdbcColumn> all = prepared.statement->Columns();
+// Notes the columns of the open result. False when they are others than before.
+bool OdbcConnection::Describe(Prepared& prepared, const std::vector<OdbcColumn>& all) {
+  auto same = [](const SqlColumn& a, const OdbcColumn& b) {
+    return a.name == b.column.name && a.type == b.column.type && a.maxLength == b.column.maxLength;
+  };
   size_t own = all.size() - std::min(all.size(), prepared.keyColumns);
+  if (prepared.columns &&
+      std::equal(prepared.columns->begin(), prepared.columns->end(), all.begin(),
+                 all.begin() + static_cast<ptrdiff_t>(own), same)) {
+    return true;
+  }
   auto columns = std::make_shared<std::vector<SqlColumn>>();
   for (size_t i = 0; i < own; ++i) columns->push_back(all[i].column);
+  prepared.columns = std::move(columns);
+  return false;
+}
+
+bool OdbcConnection::ReadRows(Prepared& prepared, SqlRows& rows, OdbcError& error) {
+  OdbcStatement& statement = *prepared.statement;
+  std::vector<OdbcColumn> all = statement.Columns();
+  bool isNew = !Describe(prepared, all);
+  rows.columns = prepared.columns;
+  size_t own = rows.columns->size();
   for (;;) {
-    OdbcStatement::Step step = prepared.statement->Fetch(error);
+    OdbcStatement::Step step = statement.Fetch(error);
     if (step == OdbcStatement::Step::kFailed) return false;
     if (step == OdbcStatement::Step::kEnd) break;
     for (size_t i = 0; i < all.size(); ++i) {
       std::vector<SqlValue>& target = i < own ? rows.cells : rows.identity;
-      if (!prepared.statement->Read(i, all[i].kind, target.emplace_back(), error)) return false;
+      if (!statement.Read(i, all[i].kind, target.emplace_back(), error)) return false;
     }
   }
-  rows.identityWidth = prepared.keyColumns;
-  rows.table = prepared.table;
-  rows.columns = std::move(columns);
-  return prepared.statement->Finish(error);
+  if (!statement.Finish(error)) return false;
+  return !isNew || MatchTable(prepared, error);
+}
+
+// Whether the columns are the table's, which may have got others since it was read.
+bool OdbcConnection::MatchTable(Prepared& prepared, OdbcError& error) {
+  prepared.ofTable = false;
+  if (prepared.table.empty()) return true;
+  for (bool fresh : {false, true}) {
+    if (fresh) tables_.erase(prepared.table);
+    const OdbcTable* table = Table(prepared.table, error);
+    if (!table) return error.IsUnknownTable();
+    prepared.ofTable =
+        std::all_of(prepared.columns->begin(), prepared.columns->end(),
+                    [&](const SqlColumn& column) { return table->Find(column.name); });
+    if (prepared.ofTable) break;
+  }
+  return true;
 }
 
 bool OdbcConnection::Query(std::string_view statement, std::span<const SqlValue> values,
@@ -195,15 +238,11 @@ bool OdbcConnection::Query(std::string_view statement, std::span<const SqlValue>
   if (!prepared || !RunSelect(*prepared, values, error)) return false;
   SqlRows read;
   if (!ReadRows(*prepared, read, error)) return false;
-  const OdbcTable* table = read.table.empty() ? nullptr : Table(read.table, error);
-  bool ofTable = table && std::all_of(read.columns->begin(), read.columns->end(),
-                                      [&](const SqlColumn& column) {
-                                        return table->Find(column.name) != nullptr;
-                                      });
-  if (!ofTable) {
-    read.table.clear();
+  if (prepared->ofTable) {
+    read.table = prepared->table;
+    read.identityWidth = prepared->keyColumns;
+  } else {
     read.identity.clear();
-    read.identityWidth = 0;
   }
   rows = std::move(read);
   return true;
@@ -212,13 +251,13 @@ bool OdbcConnection::Query(std::string_view statement, std::span<const SqlValue>
 bool OdbcConnection::Execute(std::string_view statement, std::span<const SqlValue> values,
                              OdbcError& error) {
   Prepared* prepared = Find(kWritten, statement, values, error);
-  return prepared && prepared->statement->Run(values, error) && prepared->statement->Finish(error);
+  return prepared && RunPrepared(*prepared, values, error) && prepared->statement->Finish(error);
 }
 
 bool OdbcConnection::Change(std::string_view statement, std::span<const SqlValue> values,
                             SQLLEN& changed, OdbcError& error) {
   Prepared* prepared = Find(kOwn, statement, values, error);
-  if (!prepared || !prepared->statement->Run(values, error)) return false;
+  if (!prepared || !RunPrepared(*prepared, values, error)) return false;
   changed = prepared->statement->RowCount();
   return prepared->statement->Finish(error);
 }

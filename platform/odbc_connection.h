@@ -54,16 +54,22 @@ class OdbcConnection {
     std::string table;      // empty: the rows are for reading only
     size_t keyColumns = 0;  // that were added at the end of the select
     TranslatedSql plain;    // the select without them, until the longer one has run
+    std::shared_ptr<const std::vector<SqlColumn>> columns;  // of the last run
+    bool ofTable = false;                                   // they are all columns of the table
+    bool failed = false;  // then it is made anew: FreeTDS runs none again whose first run failed
   };
 
   OdbcConnection() = default;
   bool Connect(const ServerDatabaseOptions& options, OdbcError& error);
   Prepared* Find(char use, std::string_view statement, std::span<const SqlValue> values,
                  OdbcError& error);
+  bool RunPrepared(Prepared& prepared, std::span<const SqlValue> values, OdbcError& error);
   bool Make(char use, std::string_view statement, std::span<const SqlValue> values, Prepared& made,
             OdbcError& error);
   bool Identify(std::string_view statement, std::string& text, Prepared& made, OdbcError& error);
   bool RunSelect(Prepared& prepared, std::span<const SqlValue> values, OdbcError& error);
+  bool Describe(Prepared& prepared, const std::vector<OdbcColumn>& all);
+  bool MatchTable(Prepared& prepared, OdbcError& error);
   bool ReadRows(Prepared& prepared, SqlRows& rows, OdbcError& error);
   std::unique_ptr<OdbcStatement> Prepare(std::string_view text, std::span<const SqlValue> values,
                                          std::vector<size_t> order, OdbcError& error);

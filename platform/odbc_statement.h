@@ -47,6 +47,8 @@ struct OdbcError {
   /// True when the connection cannot be trusted any more.
   bool IsLost() const { return IsTimeOut() || state.starts_with("08"); }
 
+  bool IsUnknownTable() const { return state == "42S02"; }
+
   /// SQLSTATE and text, for the log.
   std::string Describe() const;
 };

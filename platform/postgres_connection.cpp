@@ -1,216 +1,286 @@
 #include "platform/postgres_connection.h"
 
-#include <fmt/format.h>
+#include <libpq-fe.h>
 #include <poll.h>
 
-#include <chrono>
-#include <vector>
-
-#include "support/utf8.h"
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
 
 namespace vnq {
 namespace {
 
-int64_t NowMs() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+using Outcome = PostgresReply::Outcome;
+
+constexpr const char* kUsualPort = "5432";
+
+// The client library's messages are lines; a log entry is one.
+std::string OneLine(const char* text) {
+  std::string line = text ? text : "";
+  while (!line.empty() && (line.back() == '\n' || line.back() == ' ')) line.pop_back();
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  return line;
 }
 
-// Waits for the socket; false when the deadline has passed.
-bool WaitForSocket(PGconn* handle, short events, int64_t deadlineMs) {
-  const int64_t left = deadlineMs - NowMs();
-  if (left <= 0) return false;
-  pollfd waited{PQsocket(handle), events, 0};
-  const int ready = poll(&waited, 1, static_cast<int>(left));
-  return ready > 0 || (ready < 0 && errno == EINTR);
+std::string ErrorField(const pg_result* result, int field) {
+  return OneLine(PQresultErrorField(result, field));
 }
 
-std::string FirstLine(const char* message) {
-  std::string_view text = message ? message : "";
-  text = text.substr(0, text.find('\n'));
-  return std::string(text);
+bool EndsSession(const pg_result* result) {
+  const char* severity = PQresultErrorField(result, PG_DIAG_SEVERITY_NONLOCALIZED);
+  return severity && (strcmp(severity, "FATAL") == 0 || strcmp(severity, "PANIC") == 0);
 }
 
-bool NeedsReplacing(std::string_view text) {
-  for (size_t at = 0; at < text.size();) {
-    if (text[at] == '\0') return true;
-    const char32_t value = NextSequence(text, at);
-    if (value == kReplacementCharacter || IsHighSurrogate(value) || IsLowSurrogate(value)) {
-      return true;
-    }
-  }
-  return false;
+pg_conn* StartConnecting(const ServerDatabaseOptions& options) {
+  const char* port = options.port.empty() ? kUsualPort : options.port.c_str();
+  constexpr std::array kKeys = {"host",
+                                "port",
+                                "dbname",
+                                "user",
+                                "password",
+                                "client_encoding",
+                                "application_name",
+                                "keepalives",
+                                "keepalives_idle",
+                                "keepalives_interval",
+                                "keepalives_count",
+                                static_cast<const char*>(nullptr)};
+  const std::array<const char*, kKeys.size()> values = {options.host.c_str(),
+                                                        port,
+                                                        options.database.c_str(),
+                                                        options.user.c_str(),
+                                                        options.password.c_str(),
+                                                        "UTF8",
+                                                        "vnq_main_service",
+                                                        "1",
+                                                        "30",
+                                                        "10",
+                                                        "3",
+                                                        nullptr};
+  return PQconnectStartParams(kKeys.data(), values.data(), 0);
 }
 
-// What the session is to be like. The server gives a statement up before this side drops the
-// connection, so that only a server that keeps silent costs one.
-std::string SessionOptions(const ServerDatabaseOptions& options) {
-  const bool each = options.durability == SqlDurability::kCommit;
-  return fmt::format("-c statement_timeout={} -c synchronous_commit={}",
-                     options.statementTimeoutS * 900, each ? "on" : "off");
-}
-
-PGconn* BeginConnect(const ServerDatabaseOptions& options) {
-  const std::string session = SessionOptions(options);
-  const char* const names[] = {"host",
-                               "port",
-                               "dbname",
-                               "user",
-                               "password",
-                               "options",
-                               "client_encoding",
-                               "fallback_application_name",
-                               "keepalives_idle",
-                               nullptr};
-  const char* const values[] = {options.host.c_str(),
-                                options.port.c_str(),
-                                options.database.c_str(),
-                                options.user.c_str(),
-                                options.password.c_str(),
-                                session.c_str(),
-                                "UTF8",
-                                "vnq_main_service",
-                                "60",
-                                nullptr};
-  return PQconnectStartParams(names, values, 0);
+// The server gives up a little before this side does: then the session survives.
+std::string SetUpStatements(const ServerDatabaseOptions& options) {
+  int64_t timeoutMs = std::min<int64_t>(int64_t{options.statementTimeoutS} * 900, INT_MAX);
+  bool syncCommits = options.durability == SqlDurability::kCommit;
+  return std::string("set synchronous_commit=") + (syncCommits ? "on" : "off") +
+         ";set statement_timeout=" + std::to_string(timeoutMs) +
+         // Dates and literals read as everywhere else, however the database is configured.
+         ";set datestyle=iso;set standard_conforming_strings=on";
 }
 
 }  // namespace
 
-std::string ToPostgresText(std::string_view text) {
-  if (!NeedsReplacing(text)) return std::string(text);
-  std::string cleaned;
-  for (size_t at = 0; at < text.size();) {
-    char32_t value = NextCodePoint(text, at);
-    if (value == 0 || IsHighSurrogate(value) || IsLowSurrogate(value)) {
-      value = kReplacementCharacter;
-    }
-    AppendUtf8(cleaned, value);
-  }
-  return cleaned;
+int PostgresDeadline::RemainingMs() const {
+  auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - std::chrono::steady_clock::now());
+  return static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
 }
 
-std::string PostgresQuotedName(std::string_view name) {
-  std::string quoted = "\"";
-  for (char c : name) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + '"';
+int64_t PostgresDeadline::SpentMs() const {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now() - start_).count();
 }
 
-std::unique_ptr<PostgresConnection> PostgresConnection::Open(const ServerDatabaseOptions& options,
-                                                             std::string& error) {
-  PGconn* handle = BeginConnect(options);
-  if (!handle) {
-    error = "out of memory";
-    return nullptr;
-  }
-  std::unique_ptr<PostgresConnection> connection(
-      new PostgresConnection(handle, options.statementTimeoutS));
-  const int64_t deadline = NowMs() + int64_t{1000} * options.connectTimeoutS;
-  PostgresPollingStatusType state = PGRES_POLLING_WRITING;
-  if (PQstatus(handle) == CONNECTION_BAD) state = PGRES_POLLING_FAILED;
-  while (state == PGRES_POLLING_READING || state == PGRES_POLLING_WRITING) {
-    if (!WaitForSocket(handle, state == PGRES_POLLING_READING ? POLLIN : POLLOUT, deadline)) {
-      error = fmt::format("no connection within {} s", options.connectTimeoutS);
-      return nullptr;
-    }
-    state = PQconnectPoll(handle);
-  }
-  if (state != PGRES_POLLING_OK || PQsetnonblocking(handle, 1) != 0) {
-    error = FirstLine(PQerrorMessage(handle));
-    return nullptr;
-  }
-  PQsetNoticeProcessor(
-      handle, [](void*, const char*) {}, nullptr);
+std::string_view PostgresReply::rowsTouched() const {
+  return PQcmdTuples(result.get());
+}
+
+std::string_view PostgresReply::commandTag() const {
+  return PQcmdStatus(result.get());
+}
+
+std::unique_ptr<PostgresConnection> PostgresConnection::Connect(
+    const ServerDatabaseOptions& options, std::string& error) {
+  PostgresDeadline deadline(options.connectTimeoutS);
+  std::unique_ptr<PostgresConnection> connection(new PostgresConnection(StartConnecting(options)));
+  if (!connection->FinishConnecting(deadline, error)) return nullptr;
+  if (!connection->SetUp(options, deadline, error)) return nullptr;
   return connection;
 }
 
-void PostgresConnection::BeginStatement() {
-  deadlineMs_ = NowMs() + int64_t{1000} * timeoutS_;
+PostgresConnection::~PostgresConnection() {
+  PQfinish(handle_);
 }
 
-bool PostgresConnection::IsAlive() {
-  if (lost_) return false;
-  pollfd waited{PQsocket(handle_), POLLIN, 0};
-  if (poll(&waited, 1, 0) <= 0) return true;
-  // Something has come that nobody asked for: a farewell, or the end of the stream.
-  if (PQconsumeInput(handle_) == 1 && PQstatus(handle_) == CONNECTION_OK) {
-    PQisBusy(handle_);  // takes in what was read
-    if (PQstatus(handle_) == CONNECTION_OK) return true;
-  }
-  Lose(FirstLine(PQerrorMessage(handle_)));
-  return false;
-}
-
-PostgresResult PostgresConnection::Prepare(const std::string& name, const std::string& text) {
-  return Finish(PQsendPrepare(handle_, name.c_str(), text.c_str(), 0, nullptr) == 1);
-}
-
-PostgresResult PostgresConnection::Describe(const std::string& name) {
-  return Finish(PQsendDescribePrepared(handle_, name.c_str()) == 1);
-}
-
-PostgresResult PostgresConnection::Run(const std::string& name,
-                                       std::span<const SqlValue> parameters) {
-  std::vector<std::string> texts(parameters.size());
-  std::vector<const char*> values(parameters.size());
-  for (size_t i = 0; i < parameters.size(); ++i) {
-    const SqlValue& value = parameters[i];
-    if (value.kind == SqlValue::Kind::kNull) continue;
-    const bool integer = value.kind == SqlValue::Kind::kInteger;
-    texts[i] = integer ? std::to_string(value.integer) : ToPostgresText(value.text);
-    values[i] = texts[i].c_str();
-  }
-  return Finish(PQsendQueryPrepared(handle_, name.c_str(), static_cast<int>(values.size()),
-                                    values.data(), nullptr, nullptr, 0) == 1);
-}
-
-PostgresResult PostgresConnection::RunText(const std::string& statements) {
-  return Finish(PQsendQuery(handle_, statements.c_str()) == 1);
-}
-
-PostgresResult PostgresConnection::Finish(bool sent) {
-  if (!sent) return Lose(FirstLine(PQerrorMessage(handle_)));
-  PostgresResult kept;
-  bool failed = false;
-  for (;;) {
-    if (!WaitForAnswer()) return nullptr;
-    PostgresResult next(PQgetResult(handle_));
-    if (!next) break;
-    if (failed) continue;
-    failed = PQresultStatus(next.get()) == PGRES_FATAL_ERROR;
-    kept = std::move(next);
-  }
-  // The server's last word before it goes is an error message of its own.
-  if (PQstatus(handle_) != CONNECTION_OK || !kept) {
-    return Lose(FirstLine(kept ? PQresultErrorMessage(kept.get()) : PQerrorMessage(handle_)));
-  }
-  return kept;
-}
-
-PostgresResult PostgresConnection::Lose(std::string why) {
-  lost_ = true;
-  error_ = why.empty() ? "the connection was lost" : std::move(why);
-  return nullptr;
-}
-
-// Until the next result can be taken without waiting.
-bool PostgresConnection::WaitForAnswer() {
-  for (;;) {
-    const int unsent = PQflush(handle_);
-    if (unsent < 0) break;
-    if (!PQisBusy(handle_)) return true;
-    if (!WaitForSocket(handle_, static_cast<short>(POLLIN | (unsent == 1 ? POLLOUT : 0)),
-                       deadlineMs_)) {
-      Lose(fmt::format("no answer within {} s", timeoutS_));
+bool PostgresConnection::FinishConnecting(const PostgresDeadline& deadline, std::string& error) {
+  PostgresPollingStatusType step = PGRES_POLLING_WRITING;
+  if (PQstatus(handle_) == CONNECTION_BAD) step = PGRES_POLLING_FAILED;
+  while (step == PGRES_POLLING_WRITING || step == PGRES_POLLING_READING) {
+    if (!Wait(step == PGRES_POLLING_WRITING ? POLLOUT : POLLIN, deadline)) {
+      error = "no answer to the attempt to connect";
       return false;
     }
-    if (PQconsumeInput(handle_) != 1) break;
+    step = PQconnectPoll(handle_);
   }
-  Lose(FirstLine(PQerrorMessage(handle_)));
+  if (step == PGRES_POLLING_OK) return true;
+  error = ErrorText();
   return false;
+}
+
+bool PostgresConnection::SetUp(const ServerDatabaseOptions& options,
+                               const PostgresDeadline& deadline, std::string& error) {
+  // Without this the library writes the server's notices to the standard error output.
+  auto receive = [](void* self, const PGresult* notice) {
+    if (EndsSession(notice)) static_cast<PostgresConnection*>(self)->farewell_ = true;
+  };
+  PQsetNoticeReceiver(handle_, receive, this);
+  PQsetnonblocking(handle_, 1);
+  PostgresReply reply = Run(SetUpStatements(options), deadline);
+  if (!reply.done()) error = reply.message;
+  return reply.done();
+}
+
+PostgresReply PostgresConnection::Run(const std::string& statements,
+                                      const PostgresDeadline& deadline) {
+  return Collect(PQsendQuery(handle_, statements.c_str()) == 1, deadline);
+}
+
+PostgresReply PostgresConnection::Prepare(const std::string& name, const std::string& statement,
+                                          const PostgresDeadline& deadline) {
+  return Collect(PQsendPrepare(handle_, name.c_str(), statement.c_str(), 0, nullptr) == 1,
+                 deadline);
+}
+
+PostgresReply PostgresConnection::Describe(const std::string& name,
+                                           const PostgresDeadline& deadline) {
+  return Collect(PQsendDescribePrepared(handle_, name.c_str()) == 1, deadline);
+}
+
+PostgresReply PostgresConnection::RunPrepared(const std::string& name,
+                                              const PostgresParameters& parameters,
+                                              const PostgresDeadline& deadline) {
+  int sent = PQsendQueryPrepared(handle_, name.c_str(), parameters.count(), parameters.texts(),
+                                 nullptr, nullptr, 0);
+  return Collect(sent == 1, deadline);
+}
+
+// Between two calls the server sends next to nothing, so what is readable now is mostly its
+// farewell. The end of the stream may come a little behind that.
+bool PostgresConnection::FoundClosed() {
+  pollfd entry{PQsocket(handle_), POLLIN, 0};
+  while (PQstatus(handle_) == CONNECTION_OK && !farewell_ && poll(&entry, 1, 0) > 0) {
+    if (PQconsumeInput(handle_) == 0) return true;
+    PQisBusy(handle_);  // reads the messages
+  }
+  return farewell_ || PQstatus(handle_) != CONNECTION_OK;
+}
+
+bool PostgresConnection::InTransaction() const {
+  PGTransactionStatusType status = PQtransactionStatus(handle_);
+  return status == PQTRANS_INTRANS || status == PQTRANS_INERROR;
+}
+
+bool PostgresConnection::TransactionFailed() const {
+  return PQtransactionStatus(handle_) == PQTRANS_INERROR;
+}
+
+// False when the deadline has passed.
+bool PostgresConnection::Wait(short events, const PostgresDeadline& deadline) {
+  pollfd entry{PQsocket(handle_), events, 0};
+  if (entry.fd < 0) return false;
+  int ready;
+  do {
+    ready = poll(&entry, 1, deadline.RemainingMs());
+  } while (ready < 0 && errno == EINTR);
+  return ready > 0;
+}
+
+// A server that answers while this side still sends has to be read, or both would wait for ever.
+bool PostgresConnection::Flush(const PostgresDeadline& deadline, PostgresReply& reply) {
+  for (int left = PQflush(handle_); left != 0; left = PQflush(handle_)) {
+    if (left < 0) {
+      reply = Broken(Outcome::kNotSent);
+    } else if (!Wait(POLLIN | POLLOUT, deadline)) {
+      reply = Broken(Outcome::kLost);
+      reply.message = "the server takes no statement";
+    } else if (PQconsumeInput(handle_) == 0) {
+      reply = Broken(Outcome::kLost);
+    } else {
+      continue;
+    }
+    return false;
+  }
+  return true;
+}
+
+// Makes sure that the next result can be taken without waiting.
+bool PostgresConnection::AwaitResult(const PostgresDeadline& deadline, PostgresReply& reply) {
+  while (PQisBusy(handle_) != 0) {
+    if (!Wait(POLLIN, deadline)) {
+      reply = Broken(Outcome::kLost);
+      reply.message = "no answer in time";
+      return false;
+    }
+    if (PQconsumeInput(handle_) == 0) {
+      // What came before the end tells why.
+      if (PQisBusy(handle_) == 0) break;
+      reply = Broken(Outcome::kLost);
+      return false;
+    }
+  }
+  return true;
+}
+
+// Reads everything that answers what was sent: the last result counts, and the first error more.
+PostgresReply PostgresConnection::Collect(bool sent, const PostgresDeadline& deadline) {
+  PostgresReply reply;
+  if (!sent) {
+    bool broken = PQstatus(handle_) != CONNECTION_OK;
+    return Broken(broken ? Outcome::kNotSent : Outcome::kRefused);
+  }
+  if (!Flush(deadline, reply)) return reply;
+  for (bool answered = false;; answered = true) {
+    if (!AwaitResult(deadline, reply)) return reply;
+    PostgresResult result(PQgetResult(handle_));
+    if (!result) return answered ? std::move(reply) : Broken(Outcome::kLost);
+    if (reply.done()) reply = Judge(std::move(result));
+    if (reply.outcome == Outcome::kLost) return reply;
+  }
+}
+
+PostgresReply PostgresConnection::Judge(PostgresResult result) const {
+  PostgresReply reply;
+  switch (PQresultStatus(result.get())) {
+    case PGRES_COMMAND_OK:
+    case PGRES_TUPLES_OK:
+      reply.result = std::move(result);
+      return reply;
+    case PGRES_EMPTY_QUERY:
+      reply.outcome = Outcome::kRefused;
+      reply.message = "an empty statement";
+      return reply;
+    case PGRES_COPY_IN:
+    case PGRES_COPY_OUT:
+    case PGRES_COPY_BOTH:
+      // Only the end of the session ends it without the data.
+      reply.outcome = Outcome::kLost;
+      reply.message = "a statement that copies a stream of data";
+      return reply;
+    default:
+      break;
+  }
+  reply.sqlState = ErrorField(result.get(), PG_DIAG_SQLSTATE);
+  reply.message = ErrorField(result.get(), PG_DIAG_MESSAGE_PRIMARY);
+  // What the client library itself finds has no fields.
+  if (reply.message.empty()) reply.message = OneLine(PQresultErrorMessage(result.get()));
+  bool ended = EndsSession(result.get()) || PQstatus(handle_) != CONNECTION_OK;
+  reply.outcome = ended ? Outcome::kLost : Outcome::kRefused;
+  return reply;
+}
+
+PostgresReply PostgresConnection::Broken(Outcome outcome) const {
+  PostgresReply reply;
+  reply.outcome = outcome;
+  reply.message = ErrorText();
+  return reply;
+}
+
+std::string PostgresConnection::ErrorText() const {
+  std::string text = OneLine(PQerrorMessage(handle_));
+  return text.empty() ? "the connection broke" : text;
 }
 
 }  // namespace vnq

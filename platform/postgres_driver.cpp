@@ -1,8 +1,8 @@
 #include <fmt/format.h>
+#include <strings.h>
 
-#include <chrono>
-#include <cstdlib>
 #include <map>
+#include <utility>
 
 #include "platform/postgres_statements.h"
 #include "platform/server_availability.h"
@@ -10,38 +10,51 @@
 namespace vnq {
 namespace {
 
+using Outcome = PostgresReply::Outcome;
+using Use = PostgresStatements::Use;
+
 constexpr size_t kStatementBytesInErrors = 300;
 
-// A commit waits for its place in the log only when it has written something there: an empty
-// transaction does not, even with a number of its own. A message that nobody decodes is the
-// smallest thing that any user may write.
-constexpr const char* kSyncStatements =
-    "begin; set local synchronous_commit=on;"
-    " select pg_catalog.pg_logical_emit_message(true,'vnq',''); commit";
+// The commit of a transaction that writes nothing does not wait for the log, so it has to write: an
+// empty message to nobody is the least there is.
+constexpr std::string_view kSyncStatement =
+    "select pg_catalog.set_config('synchronous_commit','on',true),"
+    "pg_catalog.pg_logical_emit_message(true,'vnq','')";
 
-SqlValue ReadCell(const PGresult* result, int row, int column, SqlColumnType type) {
-  if (PQgetisnull(result, row, column)) return SqlValue::Null();
-  std::string_view text(PQgetvalue(result, row, column),
-                        static_cast<size_t>(PQgetlength(result, row, column)));
-  if (type == SqlColumnType::kText) return SqlValue::Text(std::string(text));
-  if (text == "t" || text == "f") return SqlValue::Integer(text == "t" ? 1 : 0);
-  return SqlValue::Integer(std::strtoll(text.data(), nullptr, 10));
+std::string NameOf(const ServerDatabaseOptions& options) {
+  return fmt::format("database {} on {}{}{}", options.database, options.host,
+                     options.port.empty() ? "" : ":", options.port);
 }
 
-std::string Joined(const std::vector<std::string>& names) {
-  std::string joined;
-  for (const std::string& name : names) joined += (joined.empty() ? "" : ",") + name;
-  return joined;
+// The server knows a plan whose columns have changed, or does not know the statement at all.
+bool WantsPreparingAnew(const PostgresReply& reply) {
+  return reply.refused() && (reply.sqlState == "0A000" || reply.sqlState == "26000");
+}
+
+bool IsCommit(std::string_view statement) {
+  constexpr std::string_view kCommit = "commit";
+  return statement.size() >= kCommit.size() &&
+         strncasecmp(statement.data(), kCommit.data(), kCommit.size()) == 0;
+}
+
+// A column as the engine calls it, in quotes; the cursor's user may write its letters otherwise.
+std::string ColumnOf(const SqlRows& rows, const std::string& name) {
+  for (const SqlColumn& column : *rows.columns) {
+    if (strcasecmp(column.name.c_str(), name.c_str()) == 0) return QuotedPostgresName(column.name);
+  }
+  return QuotedPostgresName(name);
+}
+
+bool MayHaveWritten(const PostgresReply& reply) {
+  std::string_view tag = reply.commandTag();
+  bool reads = tag.starts_with("SELECT") || tag.starts_with("BEGIN") || tag.starts_with("ROLLBACK");
+  return !reads && reply.rowsTouched() != "0";
 }
 
 class PostgresDriver final : public SqlDriver {
  public:
   explicit PostgresDriver(ServerDatabaseOptions options)
-      : options_(std::move(options)),
-        availability_(fmt::format("database {} on {}", options_.database, options_.host),
-                      options_.clock) {
-    if (options_.port.empty()) options_.port = "5432";
-  }
+      : options_(std::move(options)), availability_(NameOf(options_), options_.clock) {}
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
@@ -53,165 +66,155 @@ class PostgresDriver final : public SqlDriver {
   const std::string& LastError() const override { return lastError_; }
 
  private:
-  // What a statement gave, and how it was prepared; result is null after a failure.
-  struct Ran {
-    PostgresResult result;
-    PostgresStatement* statement = nullptr;
+  struct Session {
+    Session(std::unique_ptr<PostgresConnection> opened, std::vector<std::string> exactColumns)
+        : connection(std::move(opened)), statements(*connection, std::move(exactColumns)) {}
+    std::unique_ptr<PostgresConnection> connection;
+    PostgresStatements statements;
   };
 
-  bool EnsureOpen();
+  // A statement that was run.
+  struct Ran {
+    PostgresReply reply;
+    PostgresStatement* prepared = nullptr;
+  };
+
   bool Connect();
-  void LoseConnection();
-  Ran Run(std::string_view statement, std::span<const SqlValue> parameters);
-  PostgresResult RunOnce(std::string_view statement, std::span<const SqlValue> parameters,
-                         PostgresStatement*& prepared, bool& stale);
-  void NoteIdentity(const PostgresStatement& prepared);
+  bool EnsureSession(std::string_view statement, bool& fresh);
+  bool Run(std::string_view statement, std::span<const SqlValue> parameters, Use use, Ran& ran);
+  void RunOnce(std::string_view statement, std::span<const SqlValue> parameters, Use use,
+               const PostgresDeadline& deadline, Ran& ran);
+  bool Conclude(std::string_view statement, const PostgresDeadline& deadline,
+                const PostgresReply& reply);
+  void Describe(const Ran& ran);
+  bool ChangeOneRow(std::string statement, const SqlRows& rows, size_t row,
+                    std::vector<SqlValue> parameters, Ran& ran);
   bool Fail(std::string_view statement, std::string_view why);
-  std::string WhereIdentity(const SqlRows& rows, size_t row, std::vector<SqlValue>& parameters);
-  bool CanChange(const SqlRows& rows, size_t row, std::string_view statement);
 
   ServerDatabaseOptions options_;
   ServerAvailability availability_;
-  std::unique_ptr<PostgresConnection> connection_;
-  std::unique_ptr<PostgresStatements> statements_;
-  std::map<std::string, std::vector<std::string>> identityColumns_;  // quoted, by table
+  std::unique_ptr<Session> session_;
+  // By the name in SqlRows, for rows outlive the session that read them.
+  std::map<std::string, std::shared_ptr<const PostgresTable>, std::less<>> tables_;
   std::string lastError_;
-  bool inTransaction_ = false;  // as the caller sees it
-  bool written_ = false;        // since the last sync
+  bool inTransaction_ = false;
+  bool written_ = false;  // since the last sync
 };
 
-int64_t MachineMs() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-// A connection that was closed meanwhile is replaced without a word: nothing was lost with it,
-// unless it held a transaction, whose end the caller must see.
-bool PostgresDriver::EnsureOpen() {
-  if (connection_ && connection_->IsAlive()) return true;
-  if (connection_ && inTransaction_) {
-    lastError_ = connection_->error();
-    LoseConnection();
-    return false;
-  }
-  statements_.reset();
-  connection_.reset();
-  if (availability_.MayTry()) return Connect();
-  lastError_ = availability_.why();
-  return false;
-}
-
-bool PostgresDriver::Connect() {
-  const int64_t began = MachineMs();
-  std::string error;
-  connection_ = PostgresConnection::Open(options_, error);
-  if (!connection_) {
-    lastError_ = error;
-    availability_.NoteLost(error, MachineMs() - began);
-    return false;
-  }
-  statements_ = std::make_unique<PostgresStatements>(*connection_, options_.exactColumns);
-  return true;
-}
-
-void PostgresDriver::LoseConnection() {
-  statements_.reset();
-  connection_.reset();
-  inTransaction_ = false;
-}
-
-PostgresDriver::Ran PostgresDriver::Run(std::string_view statement,
-                                        std::span<const SqlValue> parameters) {
-  Ran ran;
-  if (!EnsureOpen()) return ran;
-  const int64_t began = MachineMs();
-  connection_->BeginStatement();
-  bool stale = false;
-  ran.result = RunOnce(statement, parameters, ran.statement, stale);
-  if (stale && !connection_->lost() && !inTransaction_) {
-    statements_->Clear();
-    ran.result = RunOnce(statement, parameters, ran.statement, stale);
-  }
-  if (connection_->lost()) {
-    availability_.NoteLost(connection_->error(), MachineMs() - began);
-    LoseConnection();
-    return {};
-  }
-  availability_.NoteWorking();
-  inTransaction_ = connection_->InTransaction();
-  return ran;
-}
-
-// stale: the statement was prepared before its tables were changed.
-PostgresResult PostgresDriver::RunOnce(std::string_view statement,
-                                       std::span<const SqlValue> parameters,
-                                       PostgresStatement*& prepared, bool& stale) {
-  std::string error;
-  prepared = statements_->Prepare(statement, parameters, error);
-  if (prepared && prepared->parameters != parameters.size()) {
-    Fail(statement, "another number of markers than of values");
-    return nullptr;
-  }
-  PostgresResult result = prepared ? connection_->Run(prepared->name, parameters) : nullptr;
-  const ExecStatusType status = result ? PQresultStatus(result.get()) : PGRES_FATAL_ERROR;
-  if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) return result;
-  if (status == PGRES_EMPTY_QUERY) {
-    error = "an empty statement";
-  } else if (result) {
-    const char* state = PQresultErrorField(result.get(), PG_DIAG_SQLSTATE);
-    stale = state && (std::string_view(state) == "0A000" || std::string_view(state) == "26000");
-    error = PostgresError(result.get());
-  } else if (connection_->lost()) {
-    error = connection_->error();
-  }
-  Fail(statement, error);
-  return nullptr;
-}
-
 bool PostgresDriver::Fail(std::string_view statement, std::string_view why) {
-  const bool cut = statement.size() > kStatementBytesInErrors;
+  bool cut = statement.size() > kStatementBytesInErrors;
   lastError_ =
       fmt::format("{}{}: {}", statement.substr(0, kStatementBytesInErrors), cut ? "..." : "", why);
   return false;
 }
 
-void PostgresDriver::NoteIdentity(const PostgresStatement& prepared) {
-  std::vector<std::string>& columns = identityColumns_[prepared.table];
-  if (!columns.empty()) return;
-  for (const std::string& key : prepared.keyColumns) columns.push_back(PostgresQuotedName(key));
-  if (columns.empty()) columns.emplace_back("ctid");
+bool PostgresDriver::Connect() {
+  PostgresDeadline deadline(options_.connectTimeoutS);
+  std::string error;
+  auto connection = PostgresConnection::Connect(options_, error);
+  if (!connection) {
+    availability_.NoteLost(error, deadline.SpentMs());
+    return false;
+  }
+  session_ = std::make_unique<Session>(std::move(connection), options_.exactColumns);
+  return true;
+}
+
+// A session that the server has ended meanwhile is replaced at once: nothing was sent in vain. The
+// rest of a transaction that went with it must not run by itself.
+bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
+  if (session_ && session_->connection->FoundClosed()) {
+    session_.reset();
+    if (std::exchange(inTransaction_, false)) {
+      availability_.NoteLost("the connection broke within a transaction", 0);
+    }
+  }
+  fresh = !session_;
+  if (session_ || (availability_.MayTry() && Connect())) return true;
+  return Fail(statement, availability_.why());
+}
+
+bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> parameters, Use use,
+                         Ran& ran) {
+  bool fresh = false;
+  if (!EnsureSession(statement, fresh)) return false;
+  PostgresDeadline deadline(options_.statementTimeoutS);
+  bool spoilt = session_->connection->TransactionFailed();
+  RunOnce(statement, parameters, use, deadline, ran);
+  if (ran.reply.outcome == Outcome::kNotSent && !fresh && !inTransaction_) {
+    session_.reset();
+    if (!EnsureSession(statement, fresh)) return false;
+    RunOnce(statement, parameters, use, deadline, ran);
+  }
+  if (!Conclude(statement, deadline, ran.reply)) return false;
+  if (MayHaveWritten(ran.reply)) written_ = true;
+  // The server takes the `commit` of a transaction that had an error for a `rollback`.
+  if (spoilt && ran.reply.commandTag() == "ROLLBACK" && IsCommit(statement)) {
+    return Fail(statement, "the transaction had an error before and was rolled back");
+  }
+  return true;
+}
+
+void PostgresDriver::RunOnce(std::string_view statement, std::span<const SqlValue> parameters,
+                             Use use, const PostgresDeadline& deadline, Ran& ran) {
+  for (bool anew : {false, true}) {
+    ran.reply =
+        session_->statements.Prepare(statement, parameters, use, anew, deadline, ran.prepared);
+    if (!ran.reply.done()) return;
+    PostgresParameters values(parameters);
+    ran.reply = session_->connection->RunPrepared(ran.prepared->name, values, deadline);
+    bool recreated = ran.reply.done() && ran.prepared->table &&
+                     CommonPostgresTable(ran.reply.result.get()) != ran.prepared->table->number;
+    bool spoilt = session_->connection->TransactionFailed();
+    if (spoilt || (!recreated && !WantsPreparingAnew(ran.reply))) return;
+  }
+}
+
+// What follows from a reply for the statements to come.
+bool PostgresDriver::Conclude(std::string_view statement, const PostgresDeadline& deadline,
+                              const PostgresReply& reply) {
+  if (reply.outcome == Outcome::kLost || reply.outcome == Outcome::kNotSent) {
+    session_.reset();
+    inTransaction_ = false;
+    availability_.NoteLost(reply.message, deadline.SpentMs());
+    return Fail(statement, reply.message);
+  }
+  inTransaction_ = session_->connection->InTransaction();
+  availability_.NoteWorking();
+  if (reply.done()) return true;
+  std::string state = reply.sqlState.empty() ? "" : " (" + reply.sqlState + ")";
+  return Fail(statement, reply.message + state);
+}
+
+// What is the same at each run of a statement is read from its first.
+void PostgresDriver::Describe(const Ran& ran) {
+  PostgresStatement& prepared = *ran.prepared;
+  if (prepared.columns) return;
+  size_t hidden = prepared.table ? prepared.table->identity.size() : 0;
+  prepared.columns = std::make_shared<const std::vector<SqlColumn>>(
+      ReadPostgresColumns(ran.reply.result.get(), hidden));
+  if (prepared.table) tables_[prepared.table->name] = prepared.table;
 }
 
 bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
                            SqlRows& rows) {
-  const Ran ran = Run(statement, parameters);
-  if (!ran.result) return false;
-  const PostgresStatement& prepared = *ran.statement;
-  const PGresult* result = ran.result.get();
+  Ran ran;
+  if (!Run(statement, parameters, Use::kRows, ran)) return false;
+  Describe(ran);
   SqlRows read;
-  read.columns = prepared.columns;
-  read.table = prepared.table;
-  read.identityWidth = prepared.identityWidth;
-  if (!read.table.empty()) NoteIdentity(prepared);
-  const int count = static_cast<int>(prepared.columns->size());
-  const int width = static_cast<int>(prepared.identityWidth);
-  for (int row = 0; row < PQntuples(result); ++row) {
-    for (int i = 0; i < count; ++i) {
-      const SqlColumnType type = (*prepared.columns)[static_cast<size_t>(i)].type;
-      read.cells.push_back(ReadCell(result, row, i, type));
-    }
-    for (int i = count; i < count + width; ++i) {
-      read.identity.push_back(ReadCell(result, row, i, SqlColumnType::kText));
-    }
+  read.columns = ran.prepared->columns;
+  if (const PostgresTable* table = ran.prepared->table.get()) {
+    read.table = table->name;
+    read.identityWidth = table->identity.size();
   }
+  ReadPostgresRows(ran.reply.result.get(), read);
   rows = std::move(read);
   return true;
 }
 
 bool PostgresDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
-  if (!Run(statement, parameters).result) return false;
-  written_ = true;
-  return true;
+  Ran ran;
+  return Run(statement, parameters, Use::kCommand, ran);
 }
 
 bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
@@ -220,33 +223,14 @@ bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment
   std::string markers;
   std::vector<SqlValue> parameters;
   for (const SqlAssignment& assignment : values) {
-    names += (names.empty() ? "" : ",") + PostgresQuotedName(assignment.column);
-    markers += markers.empty() ? "?" : ",?";
     parameters.push_back(assignment.value);
+    names += (names.empty() ? "" : ",") + ColumnOf(target, assignment.column);
+    markers += (markers.empty() ? "$" : ",$") + std::to_string(parameters.size());
   }
   std::string statement = "insert into " + target.table;
   statement += values.empty() ? " default values" : "(" + names + ") values(" + markers + ")";
-  return Execute(statement, parameters);
-}
-
-bool PostgresDriver::CanChange(const SqlRows& rows, size_t row, std::string_view statement) {
-  if (rows.table.empty()) return Fail(statement, "the row set comes from no single table");
-  if (row >= rows.rowCount()) return Fail(statement, "no current row");
-  return true;
-}
-
-// The condition that finds the row; its values are added to the parameters. The engine's own
-// markers keep it as it is: a row is found by exactly its key, and by the key's index.
-std::string PostgresDriver::WhereIdentity(const SqlRows& rows, size_t row,
-                                          std::vector<SqlValue>& parameters) {
-  const auto& columns = identityColumns_[rows.table];
-  std::string condition;
-  for (size_t i = 0; i < columns.size(); ++i) {
-    parameters.push_back(rows.identity[row * rows.identityWidth + i]);
-    condition +=
-        fmt::format("{}{}=${}", i == 0 ? " where " : " and ", columns[i], parameters.size());
-  }
-  return condition;
+  Ran ran;
+  return Run(statement, parameters, Use::kOwn, ran);
 }
 
 bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
@@ -255,55 +239,51 @@ bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAss
   std::vector<SqlValue> parameters;
   for (const SqlAssignment& assignment : values) {
     parameters.push_back(assignment.value);
-    statement += fmt::format("{}=${},", PostgresQuotedName(assignment.column), parameters.size());
+    statement += parameters.size() > 1 ? "," : "";
+    statement += ColumnOf(rows, assignment.column) + "=$" + std::to_string(parameters.size());
   }
-  statement.pop_back();
-  if (!CanChange(rows, row, statement)) return false;
-  statement += WhereIdentity(rows, row, parameters);
-  const auto& columns = identityColumns_[rows.table];
-  statement += " returning " + Joined(columns);
-  const Ran ran = Run(statement, parameters);
-  if (!ran.result) return false;
-  if (PQntuples(ran.result.get()) == 0) return Fail(statement, "the row is no longer there");
-  written_ = true;
-  // The row may be found by other values from now on.
+  Ran ran;
+  if (!ChangeOneRow(std::move(statement), rows, row, std::move(parameters), ran)) return false;
   for (size_t i = 0; i < rows.identityWidth; ++i) {
     rows.identity[row * rows.identityWidth + i] =
-        ReadCell(ran.result.get(), 0, static_cast<int>(i), SqlColumnType::kText);
+        ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText);
   }
   return true;
 }
 
 bool PostgresDriver::DeleteRow(const SqlRows& rows, size_t row) {
-  std::string statement = "delete from " + rows.table;
-  if (!CanChange(rows, row, statement)) return false;
-  std::vector<SqlValue> parameters;
-  statement += WhereIdentity(rows, row, parameters);
-  const Ran ran = Run(statement, parameters);
-  if (!ran.result) return false;
-  written_ = true;
-  if (std::string_view(PQcmdTuples(ran.result.get())) != "0") return true;
-  return Fail(statement, "the row is no longer there");
+  Ran ran;
+  return ChangeOneRow("delete from " + rows.table, rows, row, {}, ran);
+}
+
+// Runs the statement on the one row alone, and has it give the row's identity. A row that another
+// program has deleted, or moved where rows have no key, is a failure.
+bool PostgresDriver::ChangeOneRow(std::string statement, const SqlRows& rows, size_t row,
+                                  std::vector<SqlValue> parameters, Ran& ran) {
+  auto table = tables_.find(rows.table);
+  if (table == tables_.end()) return Fail(statement, "the row set comes from no single table");
+  const std::vector<std::string>& identity = table->second->identity;
+  size_t first = row * rows.identityWidth;
+  bool known =
+      rows.identityWidth == identity.size() && first + rows.identityWidth <= rows.identity.size();
+  if (!known) return Fail(statement, "no current row");
+  std::string returned;
+  for (size_t i = 0; i < identity.size(); ++i) {
+    parameters.push_back(rows.identity[first + i]);
+    statement +=
+        (i == 0 ? " where " : " and ") + identity[i] + "=$" + std::to_string(parameters.size());
+    returned += (i == 0 ? " returning " : ",") + identity[i];
+  }
+  statement += returned;
+  if (!Run(statement, parameters, Use::kOwn, ran)) return false;
+  return ran.reply.rowsTouched() != "0" || Fail(statement, "the row is no longer there");
 }
 
 bool PostgresDriver::SyncCommitted() {
-  if (!written_ || options_.durability != SqlDurability::kReceipt) return true;
-  // What a lost connection had committed is beyond reach, and the loss was said.
-  if (!connection_ || inTransaction_ || !EnsureOpen()) return true;
-  connection_->BeginStatement();
-  const int64_t began = MachineMs();
-  const PostgresResult result = connection_->RunText(kSyncStatements);
-  if (connection_->lost()) {
-    lastError_ = connection_->error();
-    availability_.NoteLost(connection_->error(), MachineMs() - began);
-    LoseConnection();
-    return false;
-  }
-  if (!result || PQresultStatus(result.get()) == PGRES_FATAL_ERROR) {
-    if (result) Fail("sync", PostgresError(result.get()));
-    connection_->RunText("rollback");
-    return false;
-  }
+  bool due = written_ && !inTransaction_ && options_.durability == SqlDurability::kReceipt;
+  if (!due) return true;
+  Ran ran;
+  if (!Run(kSyncStatement, {}, Use::kOwn, ran)) return false;
   written_ = false;
   return true;
 }

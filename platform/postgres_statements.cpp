@@ -1,183 +1,230 @@
 #include "platform/postgres_statements.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
+#include <libpq-fe.h>
+#include <strings.h>
 
 #include "platform/sql_dialect.h"
 
 namespace vnq {
 namespace {
 
-// Types of the server's catalogue; its own header for them is not for clients.
-constexpr Oid kBool = 16, kInt8 = 20, kInt2 = 21, kInt4 = 23, kOid = 26, kBpchar = 1042,
-              kVarchar = 1043;
-constexpr int kLengthHeader = 4;  // a type modifier counts its own bytes
+using Outcome = PostgresReply::Outcome;
 
-SqlColumnType TypeOf(Oid type) {
-  for (Oid integer : {kBool, kInt2, kInt4, kInt8, kOid}) {
-    if (type == integer) return SqlColumnType::kInteger;
-  }
-  return SqlColumnType::kText;
+// Another table's columns never bear it, and `order by` finds each name once.
+constexpr std::string_view kIdentityColumn = "vnq_identity_";
+
+constexpr std::string_view kBeginImmediate = "begin immediate";
+constexpr size_t kDroppedTogether = 32;
+
+constexpr const char* kDescribeTable =
+    "select c.relkind,c.relhassubclass,pg_catalog.pg_table_is_visible(c.oid),n.nspname,c.relname,"
+    "a.attname from pg_catalog.pg_class c"
+    " join pg_catalog.pg_namespace n on n.oid=c.relnamespace"
+    " left join pg_catalog.pg_index i on i.indrelid=c.oid and i.indisprimary and i.indisvalid"
+    // Behind the key's columns an index can have others.
+    " left join pg_catalog.pg_attribute a on a.attrelid=c.oid"
+    " and a.attnum=any((i.indkey::int2[])[0:i.indnkeyatts-1])"
+    " where c.oid=";
+
+std::string Cell(const PostgresReply& reply, int row, int column) {
+  return PQgetvalue(reply.result.get(), row, column);
 }
 
-size_t MaxLengthOf(Oid type, int modifier) {
-  const bool bounded = (type == kVarchar || type == kBpchar) && modifier > kLengthHeader;
-  return bounded ? static_cast<size_t>(modifier - kLengthHeader) : 0;
+// What finds a row of a table without a key. A place is given to another row once its own is gone,
+// so the transaction that wrote the row is part of it. Tables below this one count their places
+// themselves.
+std::vector<std::string> PlaceColumns(bool hasTablesBelow) {
+  std::vector<std::string> columns = {"ctid", "xmin"};
+  if (hasTablesBelow) columns.push_back("tableoid");
+  return columns;
+}
+
+// Reads the answer to kDescribeTable; null when the rows are for reading only.
+std::shared_ptr<const PostgresTable> ReadTable(unsigned number, const PostgresReply& reply) {
+  int rows = PQntuples(reply.result.get());
+  if (rows == 0) return nullptr;
+  std::string kind = Cell(reply, 0, 0);
+  bool partitioned = kind == "p";
+  if (kind != "r" && !partitioned) return nullptr;
+  auto table = std::make_shared<PostgresTable>();
+  table->number = number;
+  if (Cell(reply, 0, 2) != "t") table->name = QuotedPostgresName(Cell(reply, 0, 3)) + ".";
+  table->name += QuotedPostgresName(Cell(reply, 0, 4));
+  // A key holds for a table and its partitions, but not for tables that inherit from it.
+  bool inherited = !partitioned && Cell(reply, 0, 1) == "t";
+  bool hasKey = PQgetisnull(reply.result.get(), 0, 5) == 0;
+  if (inherited || !hasKey) {
+    table->identity = PlaceColumns(inherited || partitioned);
+    return table;
+  }
+  for (int i = 0; i < rows; ++i) {
+    table->identity.push_back(QuotedPostgresName(Cell(reply, i, 5)));
+  }
+  return table;
+}
+
+std::string IdentityList(const PostgresTable& table) {
+  std::string list;
+  for (size_t i = 0; i < table.identity.size(); ++i) {
+    if (i > 0) list += ',';
+    list += table.identity[i] + " as " + std::string(kIdentityColumn) + std::to_string(i);
+  }
+  return list;
 }
 
 std::vector<SqlMarker> MarkersOf(std::span<const SqlValue> parameters) {
   std::vector<SqlMarker> markers;
   for (const SqlValue& value : parameters) {
-    const bool text = value.kind == SqlValue::Kind::kText;
-    markers.push_back(text ? SqlMarker::kText : SqlMarker::kNumber);
+    markers.push_back(value.kind == SqlValue::Kind::kText ? SqlMarker::kText : SqlMarker::kNumber);
   }
   return markers;
 }
 
-// The same words mean another statement with values of other kinds.
-std::string CacheKey(std::string_view written, std::span<const SqlMarker> markers) {
-  std::string key(written);
-  key += '\0';
+// One text can be prepared for several kinds of values.
+std::string KeyOf(std::string_view written, std::span<const SqlMarker> markers,
+                  PostgresStatements::Use use) {
+  std::string key;
+  key.reserve(written.size() + markers.size() + 2);
+  key += static_cast<char>('0' + static_cast<int>(use));
   for (SqlMarker marker : markers) key += marker == SqlMarker::kText ? 't' : 'n';
+  key += ' ';
+  key += written;
   return key;
 }
 
-// The embedded engine's word for a transaction that will write.
-std::string_view OwnWords(std::string_view written) {
-  return written == "begin immediate" ? "begin" : written;
+PostgresReply Refusal(std::string message) {
+  PostgresReply reply;
+  reply.outcome = Outcome::kRefused;
+  reply.message = std::move(message);
+  return reply;
+}
+
+// The text as the server takes it; a refusal when its markers do not go with the values.
+PostgresReply Translate(std::string_view written, std::span<const SqlMarker> markers,
+                        std::span<const std::string> exactColumns, std::string& text) {
+  // What SQLite calls a transaction that means to write is the usual one here.
+  if (written.size() == kBeginImmediate.size() &&
+      strncasecmp(written.data(), kBeginImmediate.data(), written.size()) == 0) {
+    text = "begin";
+    return {};
+  }
+  TranslatedSql translated = TranslateSql(written, markers, kPostgresDialect, exactColumns);
+  if (translated.parameters.size() != markers.size()) {
+    return Refusal("another number of markers than of values");
+  }
+  text = StorableText(translated.text);
+  return {};
 }
 
 }  // namespace
 
-std::string PostgresError(const PGresult* result) {
-  const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-  const char* message = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
-  return fmt::format("{} ({})", message ? message : "refused", state ? state : "?");
-}
-
-PostgresStatement* PostgresStatements::Prepare(std::string_view written,
-                                               std::span<const SqlValue> parameters,
-                                               std::string& error) {
-  const std::vector<SqlMarker> markers = MarkersOf(parameters);
-  std::string key = CacheKey(written, markers);
-  if (PostgresStatement* found = recent_.Find(key)) return found;
-
-  const bool kept = written.size() <= kLongestKept;
+PostgresReply PostgresStatements::Prepare(std::string_view written,
+                                          std::span<const SqlValue> parameters, Use use, bool anew,
+                                          const PostgresDeadline& deadline,
+                                          PostgresStatement*& statement) {
+  std::vector<SqlMarker> markers = MarkersOf(parameters);
+  std::string key = KeyOf(written, markers, use);
+  PostgresStatement* known = recent_.Find(key);
+  if (known && !anew) {
+    statement = known;
+    return {};
+  }
+  std::string text(written);
+  PostgresReply reply = use == Use::kOwn ? PostgresReply{} : Translate(written, markers, exactColumns_, text);
+  if (reply.done()) reply = DropUnused(deadline);
   PostgresStatement made;
-  if (kept) made.name = fmt::format("vnq{}", ++made_);
-  const auto translated = TranslateSql(OwnWords(written), markers, kPostgresDialect, exactColumns_);
-  if (!Make(translated.text, made, error)) return nullptr;
-  if (!kept) {
+  bool kept = written.size() <= kLongestKept;
+  if (kept) made.name = "vnq_" + std::to_string(++lastName_);
+  if (reply.done()) reply = Make(text, use, deadline, made);
+  if (!reply.done()) return reply;
+  if (known) {
+    NoteUnused(*known);
+    *known = std::move(made);
+    statement = known;
+  } else if (kept) {
+    statement = &recent_.Add(std::move(key), std::move(made),
+                             [this](const PostgresStatement& old) { NoteUnused(old); });
+  } else {
     unkept_ = std::move(made);
-    return &unkept_;
+    statement = &unkept_;
   }
-  return &recent_.Add(std::move(key), std::move(made),
-                      [this](const PostgresStatement& old) { Deallocate(old.name); });
+  return reply;
 }
 
-void PostgresStatements::Clear() {
-  recent_.Clear();
-  tables_.clear();
-  if (!connection_.lost()) connection_.RunText("deallocate all");
-}
-
-void PostgresStatements::Deallocate(const std::string& name) {
-  if (!connection_.lost()) connection_.RunText("deallocate " + name);
-}
-
-bool PostgresStatements::Make(const std::string& text, PostgresStatement& statement,
-                              std::string& error) {
-  Oid table = 0;
-  if (!PrepareAs(statement.name, text, error)) return false;
-  if (!Describe(statement, table, error)) return false;
-  if (table != 0) AddIdentity(text, table, statement);
-  return !connection_.lost();
-}
-
-bool PostgresStatements::PrepareAs(const std::string& name, const std::string& text,
-                                   std::string& error) {
-  const PostgresResult result = connection_.Prepare(name, text);
-  if (result && PQresultStatus(result.get()) == PGRES_COMMAND_OK) return true;
-  error = result ? PostgresError(result.get()) : connection_.error();
-  return false;
-}
-
-// Columns and, when all come from one table, which that is.
-bool PostgresStatements::Describe(PostgresStatement& statement, Oid& table, std::string& error) {
-  const PostgresResult result = connection_.Describe(statement.name);
-  if (!result || PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
-    error = result ? PostgresError(result.get()) : connection_.error();
-    return false;
+PostgresReply PostgresStatements::Make(const std::string& text, Use use,
+                                       const PostgresDeadline& deadline, PostgresStatement& made) {
+  if (use == Use::kRows && SelectWithColumn(text, "x")) {
+    PostgresReply reply = MakeIdentified(text, deadline, made);
+    if (!reply.done() || made.table) return reply;
   }
-  const PGresult* described = result.get();
-  statement.parameters = static_cast<size_t>(PQnparams(described));
-  const int count = PQnfields(described) - static_cast<int>(statement.identityWidth);
-  statement.reads = count > 0;
-  auto columns = std::make_shared<std::vector<SqlColumn>>();
-  table = count > 0 ? PQftable(described, 0) : 0;
-  for (int i = 0; i < count; ++i) {
-    const Oid type = PQftype(described, i);
-    columns->push_back(
-        {PQfname(described, i), TypeOf(type), MaxLengthOf(type, PQfmod(described, i))});
-    if (PQftable(described, i) != table) table = 0;
-  }
-  statement.columns = std::move(columns);
-  return true;
+  return connection_.Prepare(made.name, text, deadline);
 }
 
-// Prepares the statement anew with what finds its rows again. Where the server does not take the
-// longer one (an aggregate) the rows are for reading only.
-void PostgresStatements::AddIdentity(const std::string& text, Oid oid,
-                                     PostgresStatement& statement) {
-  const Table& table = TableOf(oid);
-  if (table.name.empty()) return;
-  std::string identity;
-  for (const std::string& column : table.keyColumns) {
-    identity += (identity.empty() ? "" : ",") + PostgresQuotedName(column);
-  }
-  const auto longer = SelectWithColumn(text, identity.empty() ? "ctid" : identity);
-  if (!longer) return;
+// Prepares the select with the identity of its rows. Where it is done and the table is still
+// unknown, the rows are for reading only and nothing is prepared.
+PostgresReply PostgresStatements::MakeIdentified(const std::string& text,
+                                                 const PostgresDeadline& deadline,
+                                                 PostgresStatement& made) {
+  PostgresReply reply = connection_.Prepare("", text, deadline);
+  if (reply.done()) reply = connection_.Describe("", deadline);
+  if (!reply.done()) return reply;
+  unsigned number = CommonPostgresTable(reply.result.get());
+  if (number == 0) return reply;
+  std::shared_ptr<const PostgresTable> table;
+  reply = FindTable(number, deadline, table);
+  if (!reply.done() || !table) return reply;
 
-  PostgresStatement identified;
-  std::string ignored;
-  if (!statement.name.empty()) identified.name = statement.name + "i";
-  identified.identityWidth = std::max<size_t>(table.keyColumns.size(), 1);
-  Oid same = 0;
-  if (!PrepareAs(identified.name, *longer, ignored)) {
-    // The unnamed statement went with the attempt.
-    if (statement.name.empty()) PrepareAs("", text, ignored);
-    return;
-  }
-  if (!Describe(identified, same, ignored)) return;
-  if (!statement.name.empty()) Deallocate(statement.name);
-  identified.table = table.name;
-  identified.keyColumns = table.keyColumns;
-  statement = std::move(identified);
+  // An attempt that fails must not spoil the caller's transaction.
+  bool guarded = connection_.InTransaction();
+  if (guarded) reply = connection_.Run("savepoint vnq_statement", deadline);
+  if (!reply.done()) return reply;
+  reply = TryIdentified(text, *table, deadline, made.name);
+  if (reply.done()) made.table = table;
+  if (!reply.done() && !reply.refused()) return reply;
+  if (!guarded) return {};
+  std::string_view undo = reply.refused() ? "rollback to savepoint vnq_statement;" : "";
+  return connection_.Run(std::string(undo) + "release savepoint vnq_statement", deadline);
 }
 
-const PostgresStatements::Table& PostgresStatements::TableOf(Oid oid) {
-  auto found = tables_.find(oid);
-  if (found == tables_.end()) found = tables_.emplace(oid, ReadTable(oid)).first;
-  return found->second;
+PostgresReply PostgresStatements::TryIdentified(const std::string& text, const PostgresTable& table,
+                                                const PostgresDeadline& deadline,
+                                                const std::string& name) {
+  auto longer = SelectWithColumn(text, IdentityList(table));
+  if (!longer) return Refusal("no select of one table");
+  PostgresReply reply = connection_.Prepare(name, *longer, deadline);
+  if (reply.done()) reply = connection_.Describe(name, deadline);
+  if (!reply.done() || CommonPostgresTable(reply.result.get()) == table.number) return reply;
+  if (!name.empty()) unused_.push_back(name);
+  return Refusal("the identity is another table's");
 }
 
-PostgresStatements::Table PostgresStatements::ReadTable(Oid oid) {
-  // regclass writes the name quoted, and with its schema where it could not be found without.
-  const PostgresResult result = connection_.RunText(fmt::format(
-      "select c.oid::regclass::text,a.attname from pg_catalog.pg_class c"
-      " left join pg_catalog.pg_index i on i.indrelid=c.oid and i.indisprimary"
-      " left join pg_catalog.pg_attribute a on a.attrelid=c.oid and a.attnum=any(i.indkey)"
-      " where c.oid={} and c.relkind in ('r','p') order by a.attnum",
-      oid));
-  Table table;
-  const PGresult* rows = result.get();
-  if (!rows || PQresultStatus(rows) != PGRES_TUPLES_OK) return table;
-  for (int i = 0; i < PQntuples(rows); ++i) {
-    table.name = PQgetvalue(rows, i, 0);
-    if (!PQgetisnull(rows, i, 1)) table.keyColumns.emplace_back(PQgetvalue(rows, i, 1));
+PostgresReply PostgresStatements::FindTable(unsigned number, const PostgresDeadline& deadline,
+                                            std::shared_ptr<const PostgresTable>& table) {
+  if (auto found = tables_.find(number); found != tables_.end()) {
+    table = found->second;
+    return {};
   }
-  return table;
+  PostgresReply reply = connection_.Run(kDescribeTable + std::to_string(number), deadline);
+  if (!reply.done()) return reply;
+  table = ReadTable(number, reply);
+  tables_.emplace(number, table);
+  return reply;
+}
+
+// Several at a time, for each costs a round trip; and not in a transaction, which an error would
+// spoil.
+PostgresReply PostgresStatements::DropUnused(const PostgresDeadline& deadline) {
+  if (unused_.size() < kDroppedTogether || connection_.InTransaction()) return {};
+  std::string statements;
+  for (const std::string& name : unused_) statements += "deallocate " + name + ";";
+  unused_.clear();
+  PostgresReply reply = connection_.Run(statements, deadline);
+  // What the server does not know needs no dropping.
+  return reply.refused() ? PostgresReply{} : std::move(reply);
+}
+
+void PostgresStatements::NoteUnused(const PostgresStatement& statement) {
+  if (!statement.name.empty()) unused_.push_back(statement.name);
 }
 
 }  // namespace vnq

@@ -1,11 +1,13 @@
-// Private to platform: the statements prepared on one PostgreSQL connection.
+// Private to platform: the statements prepared in one session, and what is known of its tables.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/postgres_connection.h"
@@ -13,56 +15,63 @@
 
 namespace vnq {
 
+/// A table whose rows can be written back.
+struct PostgresTable {
+  unsigned number = 0;                ///< the server's number for it
+  std::string name;                   ///< as it stands in a statement
+  std::vector<std::string> identity;  ///< the columns that find a row again, as in a statement
+};
+
 struct PostgresStatement {
-  std::string name;  ///< on the server; empty for one that is not kept
-  size_t parameters = 0;
-  bool reads = false;                                     ///< gives rows
-  std::shared_ptr<const std::vector<SqlColumn>> columns;  ///< of its rows; without the identity's
-  std::string table;                    ///< the one table of its rows, quoted; else empty
-  std::vector<std::string> keyColumns;  ///< what identifies a row; without any, its ctid does
-  size_t identityWidth = 0;             ///< cells at the end of each row
+  std::string name;  ///< on the server; empty for one that is overwritten by the next such
+  std::shared_ptr<const std::vector<SqlColumn>> columns;  ///< null until it was run
+  std::shared_ptr<const PostgresTable> table;  ///< null when its rows are for reading only; else
+                                               ///< the identity is at the end of its columns
 };
 
 class PostgresStatements {
  public:
+  /// What becomes of a statement's text.
+  enum class Use {
+    kRows,     ///< translated; rows of one table get their identity as further columns
+    kCommand,  ///< translated
+    kOwn,      ///< the driver's own: in the engine's dialect already
+  };
+
+  /// The connection outlives the cache.
   PostgresStatements(PostgresConnection& connection, std::vector<std::string> exactColumns)
       : connection_(connection), exactColumns_(std::move(exactColumns)) {}
 
-  /// The statement, prepared if it was not. Good until the next call. Null on failure, with the
-  /// reason in `error`.
-  PostgresStatement* Prepare(std::string_view written, std::span<const SqlValue> parameters,
-                             std::string& error);
+  /// Gives the statement, prepared if it was not. Owned by the cache and good until the next call.
+  /// anew: prepares it even if it was, for the server does not take the old one any more.
+  PostgresReply Prepare(std::string_view written, std::span<const SqlValue> parameters, Use use,
+                        bool anew, const PostgresDeadline& deadline, PostgresStatement*& statement);
 
-  /// Forgets all that was prepared, after a change of the tables.
-  void Clear();
+  size_t size() const { return recent_.size(); }
 
   static constexpr size_t kCapacity = 512;
-  static constexpr size_t kLongestKept = 4096;  ///< bytes; a longer text is prepared at each use
+  static constexpr size_t kLongestKept =
+      4096;  ///< bytes; a longer text is prepared anew at each use
 
  private:
-  // What is known of a table that rows come from.
-  struct Table {
-    std::string name;  // quoted; empty when its rows cannot be written back
-    std::vector<std::string> keyColumns;
-  };
-
-  bool Make(const std::string& text, PostgresStatement& statement, std::string& error);
-  bool PrepareAs(const std::string& name, const std::string& text, std::string& error);
-  bool Describe(PostgresStatement& statement, Oid& table, std::string& error);
-  void AddIdentity(const std::string& text, Oid oid, PostgresStatement& statement);
-  const Table& TableOf(Oid oid);
-  Table ReadTable(Oid oid);
-  void Deallocate(const std::string& name);
+  PostgresReply Make(const std::string& text, Use use, const PostgresDeadline& deadline,
+                     PostgresStatement& made);
+  PostgresReply MakeIdentified(const std::string& text, const PostgresDeadline& deadline,
+                               PostgresStatement& made);
+  PostgresReply TryIdentified(const std::string& text, const PostgresTable& table,
+                              const PostgresDeadline& deadline, const std::string& name);
+  PostgresReply FindTable(unsigned number, const PostgresDeadline& deadline,
+                          std::shared_ptr<const PostgresTable>& table);
+  PostgresReply DropUnused(const PostgresDeadline& deadline);
+  void NoteUnused(const PostgresStatement& statement);
 
   PostgresConnection& connection_;
   std::vector<std::string> exactColumns_;
   RecentCache<PostgresStatement> recent_{kCapacity};
-  std::unordered_map<Oid, Table> tables_;
+  std::map<unsigned, std::shared_ptr<const PostgresTable>> tables_;  // null: for reading only
   PostgresStatement unkept_;
-  uint64_t made_ = 0;
+  std::vector<std::string> unused_;  // names to be dropped on the server
+  uint64_t lastName_ = 0;
 };
-
-/// The server's words for an error: its message and its state.
-std::string PostgresError(const PGresult* result);
 
 }  // namespace vnq

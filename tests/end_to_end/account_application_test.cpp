@@ -284,7 +284,7 @@ TEST_F(AccountApplication, LineBreaksStay) {
   EXPECT_FALSE(client.IsClosed());
   client.Send(".+account_application|000002|1|a\nb|Zoe|pw|j|t|c");
   EXPECT_EQ(client.Receive(), ".+application_success|1|#");
-  EXPECT_EQ(Value("select hex(UserName) from Users_ID"), "610A62");
+  EXPECT_EQ(Value("select UserName from Users_ID"), "a\nb");
 }
 
 TEST_F(AccountApplication, ExitClosesTheConnectionWithoutAReply) {

@@ -121,8 +121,8 @@ TEST_F(GroupMarks, BothRowsOfADoubleMemberAreMarked) {
   Connect({"1"});
   server.Run("insert into Clot_Form(UpperID,UserID) values('Clot000001','1')");
   From("1", Message("1", "A"));
-  EXPECT_EQ(server.Rows("select last_ack_typeid1 from Clot_Form order by rowid"),
-            (Rows{"41", "0", "41"}));
+  EXPECT_EQ(server.Rows("select last_ack_typeid1 from Clot_Form order by UserID"),
+            (Rows{"41", "41", "0"}));
 }
 
 TEST_F(GroupMarks, AStrangersMessageReachesTheMembersAndMarksNobody) {

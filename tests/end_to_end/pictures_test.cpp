@@ -13,7 +13,7 @@ using Rows = std::vector<std::string>;
 
 class Pictures : public ServerTest {
  protected:
-  Rows Versions() { return server.Rows("select UserID,pic from Users_Pic"); }
+  Rows Versions() { return server.Rows("select UserID,pic from Users_Pic order by UserID"); }
   Rows Log() { return server.Rows("select * from ServerLog"); }
 };
 

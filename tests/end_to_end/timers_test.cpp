@@ -130,11 +130,13 @@ TEST_F(Timers, SweptEndpointIsMarkedOffline) {
   TestClient endpoint = server.ConnectTo(6008);
   server.host().SckServer6008.SetTag(1, "PC-1");
   server.AdvanceMs(20000);
-  EXPECT_EQ(server.Rows("select UserIcoLine from Users_WinInfo"), (Lines{"1", "1"}));
+  EXPECT_EQ(server.Rows("select UserIcoLine from Users_WinInfo order by WindowsInfo"),
+            (Lines{"1", "1"}));
   endpoint.Close();
   ASSERT_EQ(server.host().SckServer6008.State(1), SocketState::kClosing);
   server.AdvanceMs(20000);
-  EXPECT_EQ(server.Rows("select UserIcoLine from Users_WinInfo"), (Lines{"0", "1"}));
+  EXPECT_EQ(server.Rows("select UserIcoLine from Users_WinInfo order by WindowsInfo"),
+            (Lines{"0", "1"}));
   EXPECT_EQ(server.host().SckServer6008.State(1), SocketState::kClosed);
   EXPECT_EQ(server.host().SckServer6008.Tag(1), "");
 }

@@ -226,7 +226,7 @@ class OnlineFiles : public UploadFiles {
   void Insert(const std::string& typePath, const std::string& size) {
     server.form().InsertOnlineFile("1", typePath, size, "f");
   }
-  Lines Files() { return server.Rows("select * from OnlineFile"); }
+  Lines Files() { return server.Rows("select * from OnlineFile order by TypePath"); }
 };
 
 TEST_F(OnlineFiles, FirstReportIsNotStamped) {

@@ -22,7 +22,8 @@ class SqlError(Exception):
 
 
 def fold(text):
-    """What the usual collation compares: no case, no blanks at the end."""
+    """What the usual collation compares: no case, no blanks at the end. ASCII texts stand in the order of
+    SQLite's own nocase."""
     return text.rstrip(" ").casefold()
 
 
@@ -50,7 +51,8 @@ class Schema:
     known = {}
     lock = threading.Lock()
 
-    def __init__(self, connection):
+    def __init__(self, connection, number):
+        self.number = number
         self.tables = {}      # name in lower case -> {column in lower case: declared type}
         self.statements = {}
         names = connection.execute("select name from sqlite_master where type in ('table','view')")
@@ -63,7 +65,7 @@ class Schema:
         key = connection.execute("select group_concat(sql,char(10)) from sqlite_master").fetchone()[0]
         with cls.lock:
             if key not in cls.known:
-                cls.known[key] = cls(connection)
+                cls.known[key] = cls(connection, len(cls.known))
             return cls.known[key]
 
     def column_kinds(self, words):
@@ -84,7 +86,7 @@ class Database:
         self.connection = sqlite3.connect(os.path.join(folder, name + ".db"), isolation_level=None,
                                           timeout=LOCK_TIMEOUT_S, cached_statements=512)
         self.connection.text_factory = lambda data: data.decode("utf-8", "surrogatepass")
-        self.connection.create_collation(tsql.CI, compare)
+        self.connection.create_collation(tsql.STORED_CI, compare)
         for function, count in ((self.to_int, 1), (self.length, 1), (self.byte_count, 1),
                                 (self.translate_letters, 3), (self.bare_name, 1),
                                 (self.collation_of, 2), (self.schema_name, 0), (self.schema_id, 0),
@@ -97,7 +99,8 @@ class Database:
         self.connection.execute("pragma automatic_index=off")
         for view in tds_catalog.VIEWS:
             self.connection.execute(view)
-        self.schema = Schema.of(self.connection)
+        self.schema, self.version = None, None
+        self.notice_other_schema()
 
     def close(self):
         self.connection.close()
@@ -145,7 +148,7 @@ class Database:
         for part in tsql.split(tokens[opening + 1:-1]):
             if part and part[0].kind == "name" and part[0].low == column.lower():
                 words = [token.low for token in part]
-                known = "rtrim" not in words[words.index("collate"):] if "collate" in words else True
+                known = tsql.STORED_EXACT not in words[words.index("collate"):] if "collate" in words else True
                 return tsql.CI if known else "Latin1_General_100_BIN2"
         return tsql.CI
 
@@ -166,9 +169,17 @@ class Database:
     def run(self, text, values=()):
         """Runs a batch; yields for each statement a wire.result_set with its row count, or nothing with
         the count of the rows that it changed: (command, count, result or None)."""
+        self.notice_other_schema()
         kinds = tuple(map(type, values))
         for statement in self.translated(text, kinds):
             yield self.step(statement, values)
+
+    def notice_other_schema(self):
+        """Tables may have been changed, also by another connection."""
+        version = self.connection.execute("pragma schema_version").fetchone()[0]
+        if version != self.version:
+            self.version = version
+            self.schema = Schema.of(self.connection)
 
     def translated(self, text, kinds):
         key = (text, kinds)
@@ -189,7 +200,9 @@ class Database:
             return Statement(tokens, "exec")
         if verb == "if":
             return Statement(self.condition(tokens, kinds), "if")
-        return Statement(tsql.Translator(tokens, self.schema, kinds).statement(tokens), verb)
+        text = tsql.Translator(tokens, self.schema, kinds).statement(tokens)
+        # Python keeps what it prepared by its text, with the columns of that time.
+        return Statement(f"{text} --{self.schema.number}" if verb == "select" else text, verb)
 
     def condition(self, tokens, kinds):
         """if [not] exists (...), if object_id(...) is [not] null: a select of it, and what follows."""
@@ -221,7 +234,7 @@ class Database:
             return self.result(statement, cursor)
         if statement.verb in COMMANDS:
             return COMMANDS[statement.verb], max(cursor.rowcount, 0), None
-        self.schema = Schema.of(self.connection)
+        self.notice_other_schema()
         return 0, None, None
 
     def transaction(self, verb, text):

@@ -39,7 +39,7 @@ class Server(socketserver.ThreadingTCPServer):
 
 
 def end_with_standard_input():
-    while sys.stdin.buffer.read(4096):
+    while os.read(0, 4096):
         pass
     os._exit(0)
 
@@ -56,7 +56,8 @@ def main():
     server = Server((options.address, options.port), options.folder, options.log)
     if options.until_eof:
         threading.Thread(target=end_with_standard_input, daemon=True).start()
-    print("ready", flush=True)
+    sys.stdout.write("ready\n")
+    sys.stdout.flush()
     server.serve_forever()
 
 

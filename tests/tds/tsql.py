@@ -10,6 +10,10 @@ TOKEN = re.compile(r"""
   | (?P<sign><>|<=|>=|!=|.)""", re.S | re.X)
 
 CI = "Latin1_General_100_CI_AS"  # what a text column has when nothing is said
+
+# What SQLite files call the two collations. Any program can open the files: it then has the names' usual
+# meaning, which differs for letters beyond ASCII and for blanks at the end.
+STORED_CI, STORED_EXACT = "nocase", "rtrim"
 COMPARISONS = {"=", "<>", "<", ">", "<=", ">=", "!="}
 INTEGER_TYPES = {"int", "integer", "bigint", "smallint", "tinyint", "bit"}
 TEXT_TYPES = {"nvarchar", "varchar", "nchar", "char", "ntext", "text", "sysname"}
@@ -88,8 +92,8 @@ def statements_of(tokens):
 def collation(name):
     low = name.lower()
     if low.endswith(("_bin", "_bin2")) or "_cs_" in low:
-        return "rtrim"  # to the letter, but for blanks at the end
-    return CI
+        return STORED_EXACT  # to the letter, but for blanks at the end
+    return STORED_CI
 
 
 class Translator:
@@ -335,7 +339,7 @@ class Translator:
         if kind not in TEXT_TYPES:
             return ""
         given = any(is_word(token, "collate") for token in rest)
-        text = "" if given else f" collate {CI}"
+        text = "" if given else f" collate {STORED_CI}"
         if size.isdigit():
             text += f' constraint "vnq_8152_{column}" check (length({name})<={size})'
         return text

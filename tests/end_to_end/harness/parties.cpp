@@ -81,7 +81,7 @@ Rows PartiesTest::Members(const std::string& typeId) {
   return server.Rows(
       "select UserID,IsAdmin,remark,last_ack_typeid1,last_ack_typeid2,last_ack_typeid3,"
       "last_ack_typeid4 from Clot_Form where UpperID='" +
-      typeId + "' order by rowid");
+      typeId + "' order by UserID,rowid");
 }
 
 std::string PartiesTest::GlobalCounters() {
@@ -98,7 +98,7 @@ std::string PartiesTest::GroupCounters(const std::string& typeId) {
 
 Rows PartiesTest::FriendCounters() {
   return server.Rows(
-      "select UserID,Fav_FormVesr from Users_ID where Fav_FormVesr<>0 order by rowid");
+      "select UserID,Fav_FormVesr from Users_ID where Fav_FormVesr<>0 order by UserID");
 }
 
 int64_t PartiesTest::CountOf(const std::string& table) {
