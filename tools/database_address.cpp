@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/ascii_case.h"
+#include "support/numbers.h"
 #include "support/shell_text.h"
 
 namespace vnq {
@@ -36,13 +37,18 @@ std::string CreateUser(const Settings& settings, DatabaseEngine engine) {
          "]; create user [" + settings.DB_USER + "] for login [" + settings.DB_USER + "]";
 }
 
-}  // namespace
+bool IsPort(const std::string& text) {
+  const auto port = ParseInt32(text);
+  return text.empty() || (port && *port > 0 && *port < 65536);
+}
 
+// The settings that name the server, without the password.
 std::string ServerAddress(const Settings& settings) {
   return "[server_connection] DB_SERVER=" + settings.DB_SERVER + " DB_PORT=" + settings.DB_PORT +
          " DB_NAME=" + settings.DB_NAME + " DB_USER=" + settings.DB_USER;
 }
 
+// The first setting without which no server can be reached.
 std::string MissingServerSetting(const Settings& settings) {
   struct Required {
     std::string_view key;
@@ -63,15 +69,19 @@ std::string MissingServerSetting(const Settings& settings) {
   return "";
 }
 
+// What to do after a failed connect.
 std::string ConnectAdvice(const Settings& settings, DatabaseEngine engine,
                           std::string_view driverError) {
   const std::string error = AsciiLower(driverError);
-  const bool isMissing = error.find("database") != std::string::npos &&
-                         HoldsOneOf(error, {"does not exist", "cannot open database"});
+  const bool isMissing =
+      HoldsOneOf(error, {"cannot open database"}) ||
+      (HoldsOneOf(error, {"database \""}) && HoldsOneOf(error, {"\" does not exist"}) &&
+       !HoldsOneOf(error, {"role \""}));
   const bool isRefused = HoldsOneOf(error, {"authentication failed", "login failed", "role \"",
                                             "no password supplied", "pg_hba"});
   if (isMissing) {
-    return "the database is missing; make it with: " + CreateDatabase(settings, engine);
+    return "the database is missing, or the user may not open it; make it with: " +
+           CreateDatabase(settings, engine);
   }
   if (isRefused) {
     return "the login is refused; check DB_USER and DB_PWD, and that the server lets this machine"
@@ -83,6 +93,23 @@ std::string ConnectAdvice(const Settings& settings, DatabaseEngine engine,
            " does";
   }
   return "check that the server runs and that DB_SERVER and DB_PORT lead to it";
+}
+
+}  // namespace
+
+std::string ServerFault(SqlDriver& driver, const Settings& settings, DatabaseEngine engine,
+                        const std::string& ini) {
+  const std::string missing = MissingServerSetting(settings);
+  if (!missing.empty()) return ini + ": " + missing;
+  if (!IsPort(settings.DB_PORT)) {
+    return ini + ": [server_connection] DB_PORT=" + settings.DB_PORT +
+           " is no port; leave it empty for the usual one";
+  }
+  SqlRows rows;
+  if (driver.Query("select 1 as c", {}, rows)) return "";
+  const std::string why = OneLine(driver.LastError());
+  return ini + ": " + ServerAddress(settings) + ": " + why + "; " +
+         ConnectAdvice(settings, engine, why);
 }
 
 std::string EncodingFinding(SqlDriver& driver, DatabaseEngine engine) {
