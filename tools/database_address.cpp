@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/ascii_case.h"
+#include "support/numbers.h"
 #include "support/shell_text.h"
 
 namespace vnq {
@@ -15,27 +16,39 @@ bool HoldsOneOf(const std::string& text, std::initializer_list<std::string_view>
   });
 }
 
-// Run by somebody who may make databases there.
-std::string CreatePostgres(const Settings& settings) {
-  std::string host = " -h " + ShellWord(settings.DB_SERVER);
-  if (!settings.DB_PORT.empty()) host += " -p " + ShellWord(settings.DB_PORT);
-  return "createuser" + host + " --pwprompt " + ShellWord(settings.DB_USER) +
-         " where the user is missing, and createdb" + host + " -O " + ShellWord(settings.DB_USER) +
+// Behind a program's name, for somebody who may make databases and users there.
+std::string PostgresServer(const Settings& settings) {
+  std::string server = " -h " + ShellWord(settings.DB_SERVER);
+  if (!settings.DB_PORT.empty()) server += " -p " + ShellWord(settings.DB_PORT);
+  return server;
+}
+
+std::string CreateDatabase(const Settings& settings, DatabaseEngine engine) {
+  if (engine != DatabaseEngine::kPostgres) return "create database [" + settings.DB_NAME + "]";
+  return "createdb" + PostgresServer(settings) + " -O " + ShellWord(settings.DB_USER) +
          " -E UTF8 -T template0 " + ShellWord(settings.DB_NAME);
 }
 
-std::string CreateSqlServer(const Settings& settings) {
-  return "create database [" + settings.DB_NAME + "] and a login and user [" + settings.DB_USER +
-         "] that owns it";
+std::string CreateUser(const Settings& settings, DatabaseEngine engine) {
+  if (engine == DatabaseEngine::kPostgres) {
+    return "createuser" + PostgresServer(settings) + " --pwprompt " + ShellWord(settings.DB_USER);
+  }
+  return "create login [" + settings.DB_USER + "] with password = '...'; use [" + settings.DB_NAME +
+         "]; create user [" + settings.DB_USER + "] for login [" + settings.DB_USER + "]";
 }
 
-}  // namespace
+bool IsPort(const std::string& text) {
+  const auto port = ParseInt32(text);
+  return text.empty() || (port && *port > 0 && *port < 65536);
+}
 
+// The settings that name the server, without the password.
 std::string ServerAddress(const Settings& settings) {
   return "[server_connection] DB_SERVER=" + settings.DB_SERVER + " DB_PORT=" + settings.DB_PORT +
          " DB_NAME=" + settings.DB_NAME + " DB_USER=" + settings.DB_USER;
 }
 
+// The first setting without which no server can be reached.
 std::string MissingServerSetting(const Settings& settings) {
   struct Required {
     std::string_view key;
@@ -56,26 +69,47 @@ std::string MissingServerSetting(const Settings& settings) {
   return "";
 }
 
+// What to do after a failed connect.
 std::string ConnectAdvice(const Settings& settings, DatabaseEngine engine,
                           std::string_view driverError) {
   const std::string error = AsciiLower(driverError);
-  const std::string create =
-      engine == DatabaseEngine::kPostgres ? CreatePostgres(settings) : CreateSqlServer(settings);
-  const bool isMissing = error.find("database") != std::string::npos &&
-                         HoldsOneOf(error, {"does not exist", "cannot open database"});
+  const bool isMissing =
+      HoldsOneOf(error, {"cannot open database"}) ||
+      (HoldsOneOf(error, {"database \""}) && HoldsOneOf(error, {"\" does not exist"}) &&
+       !HoldsOneOf(error, {"role \""}));
   const bool isRefused = HoldsOneOf(error, {"authentication failed", "login failed", "role \"",
                                             "no password supplied", "pg_hba"});
-  if (isMissing) return "the database is missing; make it with: " + create;
+  if (isMissing) {
+    return "the database is missing, or the user may not open it; make it with: " +
+           CreateDatabase(settings, engine);
+  }
   if (isRefused) {
     return "the login is refused; check DB_USER and DB_PWD, and that the server lets this machine"
-           " in; to make both: " +
-           create;
+           " in; a user is made with: " +
+           CreateUser(settings, engine);
   }
   if (HoldsOneOf(error, {"can't open lib", "data source name not found", "file not found"})) {
     return "the ODBC driver is missing; [database] driver in platform.ini names it as odbcinst.ini"
            " does";
   }
   return "check that the server runs and that DB_SERVER and DB_PORT lead to it";
+}
+
+}  // namespace
+
+std::string ServerFault(SqlDriver& driver, const Settings& settings, DatabaseEngine engine,
+                        const std::string& ini) {
+  const std::string missing = MissingServerSetting(settings);
+  if (!missing.empty()) return ini + ": " + missing;
+  if (!IsPort(settings.DB_PORT)) {
+    return ini + ": [server_connection] DB_PORT=" + settings.DB_PORT +
+           " is no port; leave it empty for the usual one";
+  }
+  SqlRows rows;
+  if (driver.Query("select 1 as c", {}, rows)) return "";
+  const std::string why = OneLine(driver.LastError());
+  return ini + ": " + ServerAddress(settings) + ": " + why + "; " +
+         ConnectAdvice(settings, engine, why);
 }
 
 std::string EncodingFinding(SqlDriver& driver, DatabaseEngine engine) {

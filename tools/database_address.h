@@ -10,17 +10,10 @@
 
 namespace vnq {
 
-/// The settings that name a database server, as they stand in DataBase.ini, without the password:
-/// "[server_connection] DB_SERVER=db1 DB_PORT=5432 DB_NAME=vnq DB_USER=im".
-std::string ServerAddress(const Settings& settings);
-
-/// The first setting without which no server can be reached, as a finding; empty when all are
-/// there.
-std::string MissingServerSetting(const Settings& settings);
-
-/// What to do after a failed connect that the driver described as `driverError`.
-std::string ConnectAdvice(const Settings& settings, DatabaseEngine engine,
-                          std::string_view driverError);
+/// Why a database server cannot be used and what to do; empty when it answers a statement. `ini` is
+/// the path of DataBase.ini.
+std::string ServerFault(SqlDriver& driver, const Settings& settings, DatabaseEngine engine,
+                        const std::string& ini);
 
 /// What is wrong with the encoding of an open database: a PostgreSQL of another one than UTF8
 /// refuses texts. Empty when nothing is.

@@ -125,28 +125,13 @@ void CheckClock(SqlDriver& driver, DatabaseEngine engine, Findings& findings) {
                    " both to the same time and time zone");
 }
 
-bool IsPort(const std::string& text) {
-  const auto port = ParseInt32(text);
-  return text.empty() || (port && *port > 0 && *port < 65536);
-}
-
 std::unique_ptr<Database> ExamineServer(const ExaminedFolder& folder, Findings& findings) {
   const Settings& settings = folder.settings;
-  const std::string missing = MissingServerSetting(settings);
-  if (!missing.empty() || !IsPort(settings.DB_PORT)) {
-    findings.Error(missing.empty()
-                       ? KeyAt(folder.ini, "server_connection", "DB_PORT", settings.DB_PORT) +
-                             " is no port; leave it empty for the usual one"
-                       : folder.ini + ": " + missing);
-    return nullptr;
-  }
   auto database = Open(folder);
   SqlDriver& driver = database->driver();
-  SqlRows rows;
-  if (!driver.Query("select 1 as c", {}, rows)) {
-    const std::string why = OneLine(driver.LastError());
-    findings.Error(folder.ini + ": " + ServerAddress(settings) + ": " + why + "; " +
-                   ConnectAdvice(settings, folder.engine, why));
+  const std::string fault = ServerFault(driver, settings, folder.engine, folder.ini);
+  if (!fault.empty()) {
+    findings.Error(fault);
     return nullptr;
   }
   findings.Ok("database: " + VersionOf(driver, folder.engine) + " at " + settings.DB_SERVER +

@@ -20,7 +20,8 @@ SqlValue Text(std::string_view text) {
 /// The trial, step by step; the first one that fails ends it.
 class TextTrial {
  public:
-  TextTrial(SqlDriver& driver, Findings& findings) : driver_(driver), findings_(findings) {}
+  TextTrial(Database& database, Findings& findings)
+      : database_(database), driver_(database.driver()), findings_(findings) {}
 
   /// True when everything was as it should be.
   bool Run() { return AddTwice() && ComeBack() && Compare() && TellEqualRowsApart(); }
@@ -88,16 +89,14 @@ class TextTrial {
   }
 
   bool TellEqualRowsApart() {
-    SqlRows rows;
-    const std::vector<SqlValue> key = {Text(kUserId)};
-    const SqlAssignment change{"FcName", Text("changed")};
-    if (!driver_.Query("Select * from Users_ID where UserID=?", key, rows) ||
-        !driver_.UpdateRow(rows, 0, {&change, 1})) {
+    Cursor row(database_);
+    if (!row.Open(Sql("Select * from Users_ID where UserID='?'", kUserId)) ||
+        !row.Set("FcName", "changed") || !row.Update()) {
       return Fail("a row of Users_ID cannot be changed: " + OneLine(driver_.LastError()));
     }
-    const size_t changed = CountRows(driver_, "Select UserID from Users_ID where UserID='" +
-                                                  std::string(kUserId) + "' and FcName='changed'");
-    if (changed == 1) return true;
+    const Expr changed = database_.ReadValue(
+        Sql("Select count(*) as c from Users_ID where UserID='?' and FcName='changed'", kUserId));
+    if (changed.text() == "1") return true;
     findings_.Warning(
         "table Users_ID: of two equal rows both change with one; a primary key that"
         " the database assigns would tell them apart");
@@ -109,6 +108,7 @@ class TextTrial {
     return false;
   }
 
+  Database& database_;
   SqlDriver& driver_;
   Findings& findings_;
 };
@@ -120,7 +120,7 @@ void ExamineTextsInDatabase(Database& database, const ExaminedFolder& folder, Fi
   bool tried = false, ok = false;
   InTransaction(driver, folder.engine, [&] {
     tried = true;
-    ok = TextTrial(driver, findings).Run();
+    ok = TextTrial(database, findings).Run();
     return false;  // nothing of it stays
   });
   if (!tried) {

@@ -89,16 +89,10 @@ class Init {
   }
 
   bool OpenServer(const PathMapper& paths) {
-    const std::string missing = MissingServerSetting(settings_);
-    if (!missing.empty()) return Fail(ini_ + ": " + missing);
     database_ = "database " + settings_.DB_NAME;
     driver_ = OpenConfiguredDatabase(settings_, platform_, paths, options_.appPath);
-    SqlRows rows;
-    if (!driver_->Query("select 1 as c", {}, rows)) {
-      const std::string why = OneLine(driver_->LastError());
-      return Fail(ini_ + ": " + ServerAddress(settings_) + ": " + why + "; " +
-                  ConnectAdvice(settings_, engine_, why));
-    }
+    const std::string fault = ServerFault(*driver_, settings_, engine_, ini_);
+    if (!fault.empty()) return Fail(fault);
     const std::string encoding = EncodingFinding(*driver_, engine_);
     if (!encoding.empty()) out_ << "note: " << database_ << ": " << encoding << "\n";
     return true;

@@ -7,8 +7,28 @@
 #include "host/jet_file.h"
 #include "host/open_database.h"
 #include "host/platform_settings.h"
+#include "support/shell_text.h"
+#include "tools/database_address.h"
 
 namespace vnq {
+
+namespace {
+
+// Why the table of users cannot be read, and what to do.
+std::string UsersFault(SqlDriver& driver, const Settings& settings, DatabaseEngine engine,
+                       const PathMapper& paths, const std::string& appPath) {
+  const std::string why = OneLine(driver.LastError());
+  const std::string init =
+      why + "; vnqctl init --app-path " + ShellWord(appPath) + " makes what is missing";
+  if (engine == DatabaseEngine::kSqlite) {
+    return IsJetFile(paths.Map(appPath + settings.DataBaseName)) ? why : init;
+  }
+  const std::string fault =
+      ServerFault(driver, settings, engine, paths.Map(DataBaseIniPath(appPath)));
+  return fault.empty() ? init : fault;
+}
+
+}  // namespace
 
 std::optional<ProgramDatabase> OpenProgramDatabase(const std::string& folder, std::string& error) {
   std::error_code ignored;
@@ -30,16 +50,12 @@ std::optional<ProgramDatabase> OpenProgramDatabase(const std::string& folder, st
   IniStrings strings(PathMapper(platform->drives), codePage);
   Settings settings = Settings::Read(strings, appPath);
   auto driver = OpenConfiguredDatabase(settings, *platform, strings.paths(), appPath);
+  const DatabaseEngine engine = EngineOf(settings, *platform);
   SqlRows rows;
   if (!driver->Query("Select top 1 UserID from Users_ID", {}, rows)) {
-    error = driver->LastError();
-    // A Jet file is answered with all that is to be done.
-    const bool isJet =
-        settings.IsAccess() && IsJetFile(strings.paths().Map(appPath + settings.DataBaseName));
-    if (!isJet) error += "; vnqctl init --app-path " + folder + " makes what is missing";
+    error = UsersFault(*driver, settings, engine, strings.paths(), appPath);
     return std::nullopt;
   }
-  const DatabaseEngine engine = EngineOf(settings, *platform);
   return ProgramDatabase{std::move(settings), engine, std::move(codePage), std::move(driver)};
 }
 

@@ -142,6 +142,15 @@ TEST_F(DoctorCommand, DatabaseTypeInOtherLetterCaseIsPointedOut) {
   EXPECT_THAT(Errors(), HasSubstr("[server_connection] DB_SERVER= is empty"));
 }
 
+TEST_F(DoctorCommand, PortOfTheDatabaseServerThatIsNoneIsAnError) {
+  Replace(kIni, "DB_TYPE=access", "DB_TYPE=postgresql");
+  Replace(kIni, "DB_SERVER=", "DB_SERVER=127.41.3.9");
+  Replace(kIni, "DB_NAME=", "DB_NAME=vnq");
+  Replace(kIni, "DB_USER=", "DB_USER=im");
+  Replace(kIni, "DB_PORT=", "DB_PORT=54321000");
+  EXPECT_THAT(Errors(), HasSubstr("[server_connection] DB_PORT=54321000 is no port"));
+}
+
 TEST_F(DoctorCommand, ValueBeyond127BytesIsAnErrorAndAPasswordIsNotTold) {
   Replace(kIni, "DB_PWD=", "DB_PWD=" + std::string(128, 's'));
   EXPECT_THAT(Errors(), AllOf(HasSubstr("[server_connection] DB_PWD=... has 128 bytes"),

@@ -361,10 +361,18 @@ TEST_F(UserCommand, MissingFolderOrDatabaseIsNamed) {
   EXPECT_FALSE(folder_.Has("Web/Data/vnq.db"));
 }
 
-TEST_F(UserCommand, ServerDatabaseWithoutADriverIsNamed) {
+TEST_F(UserCommand, ServerDatabaseWithoutItsSettingsIsNamed) {
   folder_.Write("Web/Data/DataBase.ini", "[server_connection]\nDB_TYPE=mssql\n");
   EXPECT_EQ(List(), 1);
+  EXPECT_THAT(Err(), HasSubstr("DataBase.ini: [server_connection] DB_SERVER= is empty"));
   EXPECT_THAT(Err(), HasSubstr("DB_TYPE=mssql"));
+}
+
+TEST_F(UserCommand, JetFileIsAnsweredWithTheCommandToRun) {
+  folder_.Write("Web/Data/vnq.db", std::string("\0\1\0\0Standard Jet DB\0", 20));
+  EXPECT_EQ(List(), 1);
+  EXPECT_THAT(Err(), HasSubstr("vnqctl import --from " + folder_.path() + "/Web/Data/vnq.db"));
+  EXPECT_THAT(Err(), Not(HasSubstr("makes what is missing")));
 }
 
 TEST_F(UserCommand, BadArgumentsAreRefused) {
