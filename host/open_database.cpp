@@ -2,6 +2,7 @@
 
 #include <spdlog/spdlog.h>
 
+#include <string_view>
 #include <utility>
 
 #include "host/jet_file.h"
@@ -26,6 +27,21 @@ class NoDriver : public SqlDriver {
   std::string why_;
 };
 
+constexpr std::string_view kPostgresDriver = "postgresql";
+
+ServerDatabaseOptions ServerOptions(const Settings& settings, const PlatformSettings& platform) {
+  ServerDatabaseOptions options;
+  options.host = settings.DB_SERVER;
+  options.port = settings.DB_PORT;
+  options.database = settings.DB_NAME;
+  options.user = settings.DB_USER;
+  options.password = settings.DB_PWD;
+  options.connectTimeoutS = platform.connectTimeoutS;
+  options.statementTimeoutS = platform.statementTimeoutS;
+  options.durability = platform.durability;
+  return options;
+}
+
 }  // namespace
 
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
@@ -33,6 +49,9 @@ std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PathMapper& paths,
                                                   const std::string& AppPath) {
   if (!settings.IsAccess()) {
+    if (platform.databaseDriver == kPostgresDriver) {
+      return OpenPostgres(ServerOptions(settings, platform));
+    }
     return std::make_unique<NoDriver>("DataBase.ini: DB_TYPE=" + settings.DbType +
                                       ": no driver for server databases in this build");
   }

@@ -1,0 +1,297 @@
+#include <fmt/format.h>
+#include <strings.h>
+
+#include <map>
+#include <utility>
+
+#include "platform/postgres_statements.h"
+#include "platform/server_availability.h"
+
+namespace vnq {
+namespace {
+
+using Outcome = PostgresReply::Outcome;
+using Use = PostgresStatements::Use;
+
+constexpr size_t kStatementBytesInErrors = 300;
+
+// The commit of a transaction that writes nothing does not wait for the log, so it has to write: an
+// empty message to nobody is the least there is.
+constexpr std::string_view kSyncStatement =
+    "select pg_catalog.set_config('synchronous_commit','on',true),"
+    "pg_catalog.pg_logical_emit_message(true,'vnq','')";
+
+std::string NameOf(const ServerDatabaseOptions& options) {
+  return fmt::format("database {} on {}{}{}", options.database, options.host,
+                     options.port.empty() ? "" : ":", options.port);
+}
+
+// The server knows a plan whose columns have changed, or does not know the statement at all.
+bool WantsPreparingAnew(const PostgresReply& reply) {
+  return reply.refused() && (reply.sqlState == "0A000" || reply.sqlState == "26000");
+}
+
+bool IsCommit(std::string_view statement) {
+  constexpr std::string_view kCommit = "commit";
+  return statement.size() >= kCommit.size() &&
+         strncasecmp(statement.data(), kCommit.data(), kCommit.size()) == 0;
+}
+
+// A column as the engine calls it, in quotes; the cursor's user may write its letters otherwise.
+std::string ColumnOf(const SqlRows& rows, const std::string& name) {
+  for (const SqlColumn& column : *rows.columns) {
+    if (strcasecmp(column.name.c_str(), name.c_str()) == 0) return QuotedPostgresName(column.name);
+  }
+  return QuotedPostgresName(name);
+}
+
+bool MayHaveWritten(const PostgresReply& reply) {
+  std::string_view tag = reply.commandTag();
+  bool reads = tag.starts_with("SELECT") || tag.starts_with("BEGIN") || tag.starts_with("ROLLBACK");
+  return !reads && reply.rowsTouched() != "0";
+}
+
+class PostgresDriver final : public SqlDriver {
+ public:
+  explicit PostgresDriver(ServerDatabaseOptions options)
+      : options_(std::move(options)), availability_(NameOf(options_), options_.clock) {}
+
+  bool Query(std::string_view statement, std::span<const SqlValue> parameters,
+             SqlRows& rows) override;
+  bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
+  bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
+  bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
+  bool DeleteRow(const SqlRows& rows, size_t row) override;
+  bool SyncCommitted() override;
+  const std::string& LastError() const override { return lastError_; }
+
+ private:
+  struct Session {
+    explicit Session(std::unique_ptr<PostgresConnection> opened)
+        : connection(std::move(opened)), statements(*connection) {}
+    std::unique_ptr<PostgresConnection> connection;
+    PostgresStatements statements;
+  };
+
+  // A statement that was run.
+  struct Ran {
+    PostgresReply reply;
+    PostgresStatement* prepared = nullptr;
+  };
+
+  bool Connect();
+  bool EnsureSession(std::string_view statement, bool& fresh);
+  bool Run(std::string_view statement, std::span<const SqlValue> parameters, Use use, Ran& ran);
+  void RunOnce(std::string_view statement, std::span<const SqlValue> parameters, Use use,
+               const PostgresDeadline& deadline, Ran& ran);
+  bool Conclude(std::string_view statement, const PostgresDeadline& deadline,
+                const PostgresReply& reply);
+  void Describe(const Ran& ran);
+  bool ChangeOneRow(std::string statement, const SqlRows& rows, size_t row,
+                    std::vector<SqlValue> parameters, Ran& ran);
+  bool Fail(std::string_view statement, std::string_view why);
+
+  ServerDatabaseOptions options_;
+  ServerAvailability availability_;
+  std::unique_ptr<Session> session_;
+  // By the name in SqlRows, for rows outlive the session that read them.
+  std::map<std::string, std::shared_ptr<const PostgresTable>, std::less<>> tables_;
+  std::string lastError_;
+  bool inTransaction_ = false;
+  bool written_ = false;  // since the last sync
+};
+
+bool PostgresDriver::Fail(std::string_view statement, std::string_view why) {
+  bool cut = statement.size() > kStatementBytesInErrors;
+  lastError_ =
+      fmt::format("{}{}: {}", statement.substr(0, kStatementBytesInErrors), cut ? "..." : "", why);
+  return false;
+}
+
+bool PostgresDriver::Connect() {
+  PostgresDeadline deadline(options_.connectTimeoutS);
+  std::string error;
+  auto connection = PostgresConnection::Connect(options_, error);
+  if (!connection) {
+    availability_.NoteLost(error, deadline.SpentMs());
+    return false;
+  }
+  session_ = std::make_unique<Session>(std::move(connection));
+  return true;
+}
+
+// A session that the server has ended meanwhile is replaced at once: nothing was sent in vain. The
+// rest of a transaction that went with it must not run by itself.
+bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
+  if (session_ && session_->connection->FoundClosed()) {
+    session_.reset();
+    if (std::exchange(inTransaction_, false)) {
+      availability_.NoteLost("the connection broke within a transaction", 0);
+    }
+  }
+  fresh = !session_;
+  if (session_ || (availability_.MayTry() && Connect())) return true;
+  return Fail(statement, availability_.why());
+}
+
+bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> parameters, Use use,
+                         Ran& ran) {
+  bool fresh = false;
+  if (!EnsureSession(statement, fresh)) return false;
+  PostgresDeadline deadline(options_.statementTimeoutS);
+  bool spoilt = session_->connection->TransactionFailed();
+  RunOnce(statement, parameters, use, deadline, ran);
+  if (ran.reply.outcome == Outcome::kNotSent && !fresh && !inTransaction_) {
+    session_.reset();
+    if (!EnsureSession(statement, fresh)) return false;
+    RunOnce(statement, parameters, use, deadline, ran);
+  }
+  if (!Conclude(statement, deadline, ran.reply)) return false;
+  if (MayHaveWritten(ran.reply)) written_ = true;
+  // The server takes the `commit` of a transaction that had an error for a `rollback`.
+  if (spoilt && ran.reply.commandTag() == "ROLLBACK" && IsCommit(statement)) {
+    return Fail(statement, "the transaction had an error before and was rolled back");
+  }
+  return true;
+}
+
+void PostgresDriver::RunOnce(std::string_view statement, std::span<const SqlValue> parameters,
+                             Use use, const PostgresDeadline& deadline, Ran& ran) {
+  for (bool anew : {false, true}) {
+    ran.reply =
+        session_->statements.Prepare(statement, parameters, use, anew, deadline, ran.prepared);
+    if (!ran.reply.done()) return;
+    PostgresParameters values(parameters);
+    ran.reply = session_->connection->RunPrepared(ran.prepared->name, values, deadline);
+    bool recreated = ran.reply.done() && ran.prepared->table &&
+                     CommonPostgresTable(ran.reply.result.get()) != ran.prepared->table->number;
+    bool spoilt = session_->connection->TransactionFailed();
+    if (spoilt || (!recreated && !WantsPreparingAnew(ran.reply))) return;
+  }
+}
+
+// What follows from a reply for the statements to come.
+bool PostgresDriver::Conclude(std::string_view statement, const PostgresDeadline& deadline,
+                              const PostgresReply& reply) {
+  if (reply.outcome == Outcome::kLost || reply.outcome == Outcome::kNotSent) {
+    session_.reset();
+    inTransaction_ = false;
+    availability_.NoteLost(reply.message, deadline.SpentMs());
+    return Fail(statement, reply.message);
+  }
+  inTransaction_ = session_->connection->InTransaction();
+  availability_.NoteWorking();
+  if (reply.done()) return true;
+  std::string state = reply.sqlState.empty() ? "" : " (" + reply.sqlState + ")";
+  return Fail(statement, reply.message + state);
+}
+
+// What is the same at each run of a statement is read from its first.
+void PostgresDriver::Describe(const Ran& ran) {
+  PostgresStatement& prepared = *ran.prepared;
+  if (prepared.columns) return;
+  size_t hidden = prepared.table ? prepared.table->identity.size() : 0;
+  prepared.columns = std::make_shared<const std::vector<SqlColumn>>(
+      ReadPostgresColumns(ran.reply.result.get(), hidden));
+  if (prepared.table) tables_[prepared.table->name] = prepared.table;
+}
+
+bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
+                           SqlRows& rows) {
+  Ran ran;
+  if (!Run(statement, parameters, Use::kRows, ran)) return false;
+  Describe(ran);
+  SqlRows read;
+  read.columns = ran.prepared->columns;
+  if (const PostgresTable* table = ran.prepared->table.get()) {
+    read.table = table->name;
+    read.identityWidth = table->identity.size();
+  }
+  ReadPostgresRows(ran.reply.result.get(), read);
+  rows = std::move(read);
+  return true;
+}
+
+bool PostgresDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
+  Ran ran;
+  return Run(statement, parameters, Use::kCommand, ran);
+}
+
+bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
+  if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
+  std::string names;
+  std::string markers;
+  std::vector<SqlValue> parameters;
+  for (const SqlAssignment& assignment : values) {
+    parameters.push_back(assignment.value);
+    names += (names.empty() ? "" : ",") + ColumnOf(target, assignment.column);
+    markers += (markers.empty() ? "$" : ",$") + std::to_string(parameters.size());
+  }
+  std::string statement = "insert into " + target.table;
+  statement += values.empty() ? " default values" : "(" + names + ") values(" + markers + ")";
+  Ran ran;
+  return Run(statement, parameters, Use::kOwn, ran);
+}
+
+bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
+  if (values.empty()) return true;
+  std::string statement = "update " + rows.table + " set ";
+  std::vector<SqlValue> parameters;
+  for (const SqlAssignment& assignment : values) {
+    parameters.push_back(assignment.value);
+    statement += parameters.size() > 1 ? "," : "";
+    statement += ColumnOf(rows, assignment.column) + "=$" + std::to_string(parameters.size());
+  }
+  Ran ran;
+  if (!ChangeOneRow(std::move(statement), rows, row, std::move(parameters), ran)) return false;
+  for (size_t i = 0; i < rows.identityWidth; ++i) {
+    rows.identity[row * rows.identityWidth + i] =
+        ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText);
+  }
+  return true;
+}
+
+bool PostgresDriver::DeleteRow(const SqlRows& rows, size_t row) {
+  Ran ran;
+  return ChangeOneRow("delete from " + rows.table, rows, row, {}, ran);
+}
+
+// Runs the statement on the one row alone, and has it give the row's identity. A row that another
+// program has deleted, or moved where rows have no key, is a failure.
+bool PostgresDriver::ChangeOneRow(std::string statement, const SqlRows& rows, size_t row,
+                                  std::vector<SqlValue> parameters, Ran& ran) {
+  auto table = tables_.find(rows.table);
+  if (table == tables_.end()) return Fail(statement, "the row set comes from no single table");
+  const std::vector<std::string>& identity = table->second->identity;
+  size_t first = row * rows.identityWidth;
+  bool known =
+      rows.identityWidth == identity.size() && first + rows.identityWidth <= rows.identity.size();
+  if (!known) return Fail(statement, "no current row");
+  std::string returned;
+  for (size_t i = 0; i < identity.size(); ++i) {
+    parameters.push_back(rows.identity[first + i]);
+    statement +=
+        (i == 0 ? " where " : " and ") + identity[i] + "=$" + std::to_string(parameters.size());
+    returned += (i == 0 ? " returning " : ",") + identity[i];
+  }
+  statement += returned;
+  if (!Run(statement, parameters, Use::kOwn, ran)) return false;
+  return ran.reply.rowsTouched() != "0" || Fail(statement, "the row is no longer there");
+}
+
+bool PostgresDriver::SyncCommitted() {
+  bool due = written_ && !inTransaction_ && options_.durability == SqlDurability::kReceipt;
+  if (!due) return true;
+  Ran ran;
+  if (!Run(kSyncStatement, {}, Use::kOwn, ran)) return false;
+  written_ = false;
+  return true;
+}
+
+}  // namespace
+
+std::unique_ptr<SqlDriver> OpenPostgres(ServerDatabaseOptions options) {
+  return std::make_unique<PostgresDriver>(std::move(options));
+}
+
+}  // namespace vnq
