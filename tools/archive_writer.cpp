@@ -1,6 +1,7 @@
 #include "tools/archive_writer.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
