@@ -184,10 +184,9 @@ TestServer::TestServer(const TestServerOptions& options)
   platform.languageId = options.languageId;
   platform.codePage = options.codePage;
   platform.bindAddress = address_;
-  if (!TestDatabase::IsEmbedded()) {
-    platform.databaseDriver = TestDatabase::IsPostgres() ? "postgresql" : "FreeTDS";
-  }
-  platform.durability = SqlDurability::kNone;  // a test's rows need not survive the machine
+  if (TestDatabase::IsPostgres()) platform.databaseDriver = "postgresql";
+  if (!options.databaseDriver.empty()) platform.databaseDriver = options.databaseDriver;
+  platform.durability = options.durability;
   form_ = std::make_unique<IndexForm>(*loop_, clock_, codePage_, commands_, folder_, platform);
   form_->Load();
 }
@@ -206,7 +205,10 @@ void TestServer::MakeFolder(const TestServerOptions& options) {
   database_ = TestDatabase::Make();
   WriteFile(folder_ + "/platform.ini",
             fmt::format("[locale]\nlanguage_id={}\ncode_page={}\n{}", options.languageId,
-                        options.codePage, database_->PlatformIni()));
+                        options.codePage,
+                        options.databaseDriver.empty()
+                            ? database_->PlatformIni()
+                            : "[database]\ndriver=" + options.databaseDriver + "\n"));
   std::filesystem::create_directories(folder_ + "/Web/Data");
   std::filesystem::create_directories(folder_ + "/Web/download");
   WriteSettings(options.settings);

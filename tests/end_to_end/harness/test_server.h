@@ -77,6 +77,8 @@ struct TestServerOptions {
   int codePage = 936;
   std::string settings =
       {};  ///< lines of DataBase.ini that take the place of the default file; see DefaultSettings
+  std::string databaseDriver = {};                  ///< of platform.ini; empty: as the run is for
+  SqlDurability durability = SqlDurability::kNone;  ///< a test's rows need not survive the machine
   std::string versionFile = "0|0";
   std::string sql = {};  ///< run on the database before load, beside the schema
 };
