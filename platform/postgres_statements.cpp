@@ -13,9 +13,11 @@ using Outcome = PostgresReply::Outcome;
 // Another table's columns never bear it, and `order by` finds each name once.
 constexpr std::string_view kIdentityColumn = "vnq_identity_";
 
+constexpr std::string_view kUnknownStatement = "26000";
 constexpr std::string_view kBeginImmediate = "begin immediate";
 constexpr size_t kDroppedTogether = 32;
 
+constexpr const char* kTableReader = "vnq_table";
 constexpr const char* kDescribeTable =
     "select c.relkind,c.relhassubclass,pg_catalog.pg_table_is_visible(c.oid),n.nspname,c.relname,"
     "a.attname from pg_catalog.pg_class c"
@@ -24,7 +26,7 @@ constexpr const char* kDescribeTable =
     // Behind the key's columns an index can have others.
     " left join pg_catalog.pg_attribute a on a.attrelid=c.oid"
     " and a.attnum=any((i.indkey::int2[])[0:i.indnkeyatts-1])"
-    " where c.oid=";
+    " where c.oid=$1";
 
 std::string Cell(const PostgresReply& reply, int row, int column) {
   return PQgetvalue(reply.result.get(), row, column);
@@ -201,7 +203,17 @@ PostgresReply PostgresStatements::TryIdentified(const std::string& text, const P
 // Read for each statement that is prepared: a table that was renamed keeps its number.
 PostgresReply PostgresStatements::ReadTable(unsigned number, const PostgresDeadline& deadline,
                                             std::shared_ptr<const PostgresTable>& table) {
-  PostgresReply reply = connection_.Run(kDescribeTable + std::to_string(number), deadline);
+  const std::vector<SqlValue> values = {SqlValue::Integer(number)};
+  PostgresReply reply;
+  for (bool again : {false, true}) {
+    if (!tableReaderPrepared_) reply = connection_.Prepare(kTableReader, kDescribeTable, deadline);
+    if (!reply.done()) return reply;
+    tableReaderPrepared_ = true;
+    reply = connection_.RunPrepared(kTableReader, PostgresParameters(values), deadline);
+    if (again || reply.sqlState != kUnknownStatement) break;
+    tableReaderPrepared_ = false;
+    reply = {};
+  }
   if (reply.done()) table = TableOf(number, reply);
   return reply;
 }

@@ -68,6 +68,7 @@ class PostgresStatements {
   PostgresStatement unkept_;
   std::vector<std::string> unused_;  // names to be dropped on the server
   uint64_t lastName_ = 0;
+  bool tableReaderPrepared_ = false;
 };
 
 }  // namespace vnq
