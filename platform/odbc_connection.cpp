@@ -34,8 +34,11 @@ std::vector<SqlMarker> Markers(std::span<const SqlValue> values) {
   return markers;
 }
 
-TranslatedSql Translated(char use, std::string_view statement, std::span<const SqlValue> values) {
-  if (use != kOwn) return TranslateSql(statement, Markers(values), kTransactSqlDialect);
+TranslatedSql Translated(char use, std::string_view statement, std::span<const SqlValue> values,
+                         std::span<const std::string> exactColumns) {
+  if (use != kOwn) {
+    return TranslateSql(statement, Markers(values), kTransactSqlDialect, exactColumns);
+  }
   TranslatedSql own{std::string(statement), {}};
   for (size_t i = 0; i < values.size(); ++i) own.parameters.push_back(i);
   return own;
@@ -57,6 +60,7 @@ OdbcConnection::~OdbcConnection() {
 }
 
 bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& error) {
+  exactColumns_ = options.exactColumns;
   environment_ = OdbcHandle::Make(SQL_HANDLE_ENV, nullptr);
   if (environment_.ok()) {
     SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0);
@@ -127,7 +131,7 @@ OdbcConnection::Prepared* OdbcConnection::Find(char use, std::string_view statem
 
 bool OdbcConnection::Make(char use, std::string_view statement, std::span<const SqlValue> values,
                           Prepared& made, OdbcError& error) {
-  TranslatedSql translated = Translated(use, statement, values);
+  TranslatedSql translated = Translated(use, statement, values, exactColumns_);
   size_t wanted = 0;
   for (size_t parameter : translated.parameters) wanted = std::max(wanted, parameter + 1);
   if (wanted != values.size()) {

@@ -77,6 +77,7 @@ class OdbcConnection {
   OdbcHandle environment_;
   OdbcHandle handle_;
   bool connected_ = false;
+  std::vector<std::string> exactColumns_;
   int statementTimeoutS_ = 0;
   OdbcParameters parameters_;
   RecentCache<Prepared> statements_{kStatements};

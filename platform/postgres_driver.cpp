@@ -15,8 +15,10 @@ using Use = PostgresStatements::Use;
 
 constexpr size_t kStatementBytesInErrors = 300;
 
-// The commit of a transaction that writes nothing does not wait for the log, so it has to write: an
-// empty message to nobody is the least there is.
+// Flushes the log up to its own end, and so everything committed before. A commit that has written
+// nothing does not wait for the log, even with a transaction number of its own; an empty message to
+// nobody is the least that makes it, and any user may send it. One statement is one round trip, and
+// a setting made for its transaction alone still holds when that commits.
 constexpr std::string_view kSyncStatement =
     "select pg_catalog.set_config('synchronous_commit','on',true),"
     "pg_catalog.pg_logical_emit_message(true,'vnq','')";
@@ -26,23 +28,21 @@ std::string NameOf(const ServerDatabaseOptions& options) {
                      options.port.empty() ? "" : ":", options.port);
 }
 
-// The server knows a plan whose columns have changed, or does not know the statement at all.
-bool WantsPreparingAnew(const PostgresReply& reply) {
-  return reply.refused() && (reply.sqlState == "0A000" || reply.sqlState == "26000");
+// What was prepared is out of date: the server does not know it any more, its columns have changed,
+// or the table under the name is another one now. None of it was run, or only read.
+bool IsOutOfDate(const PostgresReply& reply, const PostgresStatement& prepared) {
+  if (reply.done()) {
+    return prepared.table && CommonPostgresTable(reply.result.get()) != prepared.table->number;
+  }
+  if (!reply.refused()) return false;
+  bool nameless = reply.sqlState == "42703" || reply.sqlState == "42P01";
+  return reply.sqlState == "0A000" || reply.sqlState == "26000" || (prepared.table && nameless);
 }
 
 bool IsCommit(std::string_view statement) {
   constexpr std::string_view kCommit = "commit";
   return statement.size() >= kCommit.size() &&
          strncasecmp(statement.data(), kCommit.data(), kCommit.size()) == 0;
-}
-
-// A column as the engine calls it, in quotes; the cursor's user may write its letters otherwise.
-std::string ColumnOf(const SqlRows& rows, const std::string& name) {
-  for (const SqlColumn& column : *rows.columns) {
-    if (strcasecmp(column.name.c_str(), name.c_str()) == 0) return QuotedPostgresName(column.name);
-  }
-  return QuotedPostgresName(name);
 }
 
 bool MayHaveWritten(const PostgresReply& reply) {
@@ -163,36 +163,36 @@ void PostgresDriver::RunOnce(std::string_view statement, std::span<const SqlValu
     if (!ran.reply.done()) return;
     PostgresParameters values(parameters);
     ran.reply = session_->connection->RunPrepared(ran.prepared->name, values, deadline);
-    bool recreated = ran.reply.done() && ran.prepared->table &&
-                     CommonPostgresTable(ran.reply.result.get()) != ran.prepared->table->number;
     bool spoilt = session_->connection->TransactionFailed();
-    if (spoilt || (!recreated && !WantsPreparingAnew(ran.reply))) return;
+    if (spoilt || !IsOutOfDate(ran.reply, *ran.prepared)) return;
   }
 }
 
 // What follows from a reply for the statements to come.
 bool PostgresDriver::Conclude(std::string_view statement, const PostgresDeadline& deadline,
                               const PostgresReply& reply) {
+  std::string why = reply.message;
+  if (!reply.sqlState.empty()) why += " (" + reply.sqlState + ")";
   if (reply.outcome == Outcome::kLost || reply.outcome == Outcome::kNotSent) {
     session_.reset();
     inTransaction_ = false;
-    availability_.NoteLost(reply.message, deadline.SpentMs());
-    return Fail(statement, reply.message);
+    availability_.NoteLost(why, deadline.SpentMs());
+    return Fail(statement, why);
   }
   inTransaction_ = session_->connection->InTransaction();
   availability_.NoteWorking();
-  if (reply.done()) return true;
-  std::string state = reply.sqlState.empty() ? "" : " (" + reply.sqlState + ")";
-  return Fail(statement, reply.message + state);
+  return reply.done() || Fail(statement, why);
 }
 
 // What is the same at each run of a statement is read from its first.
 void PostgresDriver::Describe(const Ran& ran) {
   PostgresStatement& prepared = *ran.prepared;
-  if (prepared.columns) return;
-  size_t hidden = prepared.table ? prepared.table->identity.size() : 0;
-  prepared.columns = std::make_shared<const std::vector<SqlColumn>>(
-      ReadPostgresColumns(ran.reply.result.get(), hidden));
+  if (!prepared.columns) {
+    size_t hidden = prepared.table ? prepared.table->identity.size() : 0;
+    prepared.columns = std::make_shared<const std::vector<SqlColumn>>(
+        ReadPostgresColumns(ran.reply.result.get(), hidden));
+  }
+  // The last reading counts: a table's key may have changed since another statement was prepared.
   if (prepared.table) tables_[prepared.table->name] = prepared.table;
 }
 
@@ -224,7 +224,7 @@ bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment
   std::vector<SqlValue> parameters;
   for (const SqlAssignment& assignment : values) {
     parameters.push_back(assignment.value);
-    names += (names.empty() ? "" : ",") + ColumnOf(target, assignment.column);
+    names += (names.empty() ? "" : ",") + QuotedPostgresName(assignment.column);
     markers += (markers.empty() ? "$" : ",$") + std::to_string(parameters.size());
   }
   std::string statement = "insert into " + target.table;
@@ -240,7 +240,7 @@ bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAss
   for (const SqlAssignment& assignment : values) {
     parameters.push_back(assignment.value);
     statement += parameters.size() > 1 ? "," : "";
-    statement += ColumnOf(rows, assignment.column) + "=$" + std::to_string(parameters.size());
+    statement += QuotedPostgresName(assignment.column) + "=$" + std::to_string(parameters.size());
   }
   Ran ran;
   if (!ChangeOneRow(std::move(statement), rows, row, std::move(parameters), ran)) return false;

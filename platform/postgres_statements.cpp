@@ -40,7 +40,7 @@ std::vector<std::string> PlaceColumns(bool hasTablesBelow) {
 }
 
 // Reads the answer to kDescribeTable; null when the rows are for reading only.
-std::shared_ptr<const PostgresTable> ReadTable(unsigned number, const PostgresReply& reply) {
+std::shared_ptr<const PostgresTable> TableOf(unsigned number, const PostgresReply& reply) {
   int rows = PQntuples(reply.result.get());
   if (rows == 0) return nullptr;
   std::string kind = Cell(reply, 0, 0);
@@ -171,7 +171,7 @@ PostgresReply PostgresStatements::MakeIdentified(const std::string& text,
   unsigned number = CommonPostgresTable(reply.result.get());
   if (number == 0) return reply;
   std::shared_ptr<const PostgresTable> table;
-  reply = FindTable(number, deadline, table);
+  reply = ReadTable(number, deadline, table);
   if (!reply.done() || !table) return reply;
 
   // An attempt that fails must not spoil the caller's transaction.
@@ -198,16 +198,11 @@ PostgresReply PostgresStatements::TryIdentified(const std::string& text, const P
   return Refusal("the identity is another table's");
 }
 
-PostgresReply PostgresStatements::FindTable(unsigned number, const PostgresDeadline& deadline,
+// Read for each statement that is prepared: a table that was renamed keeps its number.
+PostgresReply PostgresStatements::ReadTable(unsigned number, const PostgresDeadline& deadline,
                                             std::shared_ptr<const PostgresTable>& table) {
-  if (auto found = tables_.find(number); found != tables_.end()) {
-    table = found->second;
-    return {};
-  }
   PostgresReply reply = connection_.Run(kDescribeTable + std::to_string(number), deadline);
-  if (!reply.done()) return reply;
-  table = ReadTable(number, reply);
-  tables_.emplace(number, table);
+  if (reply.done()) table = TableOf(number, reply);
   return reply;
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -47,8 +46,6 @@ class PostgresStatements {
   PostgresReply Prepare(std::string_view written, std::span<const SqlValue> parameters, Use use,
                         bool anew, const PostgresDeadline& deadline, PostgresStatement*& statement);
 
-  size_t size() const { return recent_.size(); }
-
   static constexpr size_t kCapacity = 512;
   static constexpr size_t kLongestKept =
       4096;  ///< bytes; a longer text is prepared anew at each use
@@ -60,7 +57,7 @@ class PostgresStatements {
                                PostgresStatement& made);
   PostgresReply TryIdentified(const std::string& text, const PostgresTable& table,
                               const PostgresDeadline& deadline, const std::string& name);
-  PostgresReply FindTable(unsigned number, const PostgresDeadline& deadline,
+  PostgresReply ReadTable(unsigned number, const PostgresDeadline& deadline,
                           std::shared_ptr<const PostgresTable>& table);
   PostgresReply DropUnused(const PostgresDeadline& deadline);
   void NoteUnused(const PostgresStatement& statement);
@@ -68,7 +65,6 @@ class PostgresStatements {
   PostgresConnection& connection_;
   std::vector<std::string> exactColumns_;
   RecentCache<PostgresStatement> recent_{kCapacity};
-  std::map<unsigned, std::shared_ptr<const PostgresTable>> tables_;  // null: for reading only
   PostgresStatement unkept_;
   std::vector<std::string> unused_;  // names to be dropped on the server
   uint64_t lastName_ = 0;

@@ -7,6 +7,8 @@
 #include "tools/chat_command.h"
 #include "tools/control_command.h"
 #include "tools/doctor_command.h"
+#include "tools/export_command.h"
+#include "tools/import_command.h"
 #include "tools/init_command.h"
 #include "tools/json_command.h"
 #include "tools/meeting_command.h"
@@ -44,6 +46,8 @@ int main(int argc, char** argv) {
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
   vnq::AddDoctorCommand(app, exitCode);
+  vnq::AddExportCommand(app, exitCode);
+  vnq::AddImportCommand(app, exitCode);
   vnq::AddUserCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
   vnq::AddNotifyCommand(app, exitCode);

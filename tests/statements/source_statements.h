@@ -15,9 +15,9 @@ struct SourceStatement {
   std::vector<SqlMarker> markers;
 };
 
-/// Every statement of the program's sources (not of its tests), each text once. A text that the
-/// code puts together from pieces comes out in full, as `composed` below tells; one that it does
-/// not know is in `unknown`, as "file: first piece".
+/// Every statement of the program's sources (not of its tests) that is for all engines, each text
+/// once. A text that the code puts together from pieces comes out in full, as `composed` below
+/// tells; one that it does not know is in `unknown`, as "file: first piece".
 struct SourceStatements {
   std::vector<SourceStatement> statements;
   std::vector<std::string> unknown;

@@ -82,10 +82,10 @@ TEST(TransactSqlGrammar, TakesWhatTheLanguageHas) {
 
 TEST(TransactSqlGrammar, RefusesWhatOtherEnginesWrite) {
   for (const char* text :
-       {"select * from T limit 1", "select a||b from T", "select * from T where a=$1", "select 1",
-        "select * from user", "insert into T(a,b) values(1)", "select a::int from T",
-        "select `a` from T", "select * from T where clng(a)=1", "select * from T where a='x",
-        "delete T where", "", "select * from T order by a nulls last",
+       {"select * from T limit 1", "select a||b from T", "select * from T where a=$1",
+        "select from T", "select * from user", "insert into T(a,b) values(1)",
+        "select a::int from T", "select `a` from T", "select * from T where clng(a)=1",
+        "select * from T where a='x", "delete T where", "", "select * from T order by a nulls last",
         "select * from T where d<=#2026-01-01#", "insert or ignore into T(a) values(1)",
         "select * from T; select * from U"}) {
     EXPECT_NE(TransactSqlError(text), "") << text;

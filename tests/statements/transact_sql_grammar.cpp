@@ -302,6 +302,7 @@ class Parser {
     do {
       Column();
     } while (TakeSign(','));
+    if (IsEnd()) return;  // a value without a table
     NeedWord("from");
     do {
       Table();
@@ -478,6 +479,7 @@ class Parser {
     return lexemes_[at_].kind == Lexeme::Kind::kName ||
            lexemes_[at_].kind == Lexeme::Kind::kBracketed;
   }
+  bool IsEnd() const { return lexemes_[at_].kind == Lexeme::Kind::kEnd; }
   bool IsReserved() const {
     return lexemes_[at_].kind == Lexeme::Kind::kName &&
            ReservedWords().count(lexemes_[at_].text) > 0;

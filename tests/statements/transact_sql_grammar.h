@@ -8,8 +8,8 @@ namespace vnq {
 
 /// Why the text is no statement of the subset, with the place; empty when it is one.
 ///
-///   select  = "select" ["distinct"] ["top" (number | "(" number ")")] list "from" tables
-///             ["where" condition] ["order" "by" key {"," key}]
+///   select  = "select" ["distinct"] ["top" (number | "(" number ")")] list ["from" tables
+///             ["where" condition] ["order" "by" key {"," key}]]
 ///   insert  = "insert" "into" name ("(" names ")" "values" "(" terms ")" | "default" "values")
 ///   update  = "update" ["top" "(" number ")"] name "set" name "=" term {...} ["where" condition]
 ///   delete  = "delete" ["top" "(" number ")"] "from" name ["where" condition]

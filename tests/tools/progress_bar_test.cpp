@@ -39,6 +39,19 @@ TEST(ProgressBar, IsDrawnOncePerPercent) {
   EXPECT_NE(out.str().find("  1 %  10 of 1000"), std::string::npos);
 }
 
+TEST(ProgressBar, SaysWhatIsBeingDone) {
+  std::ostringstream out;
+  ProgressBar bar(out, 1, true, "Users_ID");
+  EXPECT_TRUE(out.str().ends_with("  0 %  0 of 1  Users_ID")) << out.str();
+}
+
+TEST(ProgressBar, MoreThanAllIsAll) {
+  std::ostringstream out;
+  ProgressBar bar(out, 1, true);
+  for (int i = 0; i < 3; ++i) bar.Advance();
+  EXPECT_TRUE(out.str().ends_with("] 100 %  1 of 1")) << out.str();
+}
+
 TEST(ProgressBar, NobodyWatchingMeansLinesOnly) {
   std::ostringstream out;
   {

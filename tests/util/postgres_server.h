@@ -1,0 +1,147 @@
+// A PostgreSQL server of a test's own, on a loopback address of its own.
+//
+// For tests that stop it, or that need it to sync; others share the one that
+// scripts/with_postgres.sh starts.
+#pragma once
+
+#include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/postgres_connection.h"
+#include "platform/sql_driver.h"
+
+namespace vnq {
+
+class PostgresServer {
+ public:
+  /// True when the programs of a server are installed.
+  static bool IsInstalled() { return !Programs().empty(); }
+
+  /// Makes a database folder and starts the server on it. settings: further ones, as "name=value".
+  explicit PostgresServer(std::vector<std::string> settings = {}) : settings_(std::move(settings)) {
+    options_.host = "127." + std::to_string(100 + getpid() % 100) + "." +
+                    std::to_string(getpid() / 100 % 256) + "." + std::to_string(2 + made_++);
+    options_.port = "5432";
+    options_.database = "postgres";
+    options_.user = "vnq";
+    ready_ = MakeFolder() && StartAgain();
+  }
+  ~PostgresServer() {
+    End(SIGQUIT);
+    std::error_code ignored;
+    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+  }
+  PostgresServer(const PostgresServer&) = delete;
+  PostgresServer& operator=(const PostgresServer&) = delete;
+
+  /// False when it could not be made or did not take a connection.
+  bool ready() const { return ready_; }
+
+  /// How to reach it, as a user who may do everything.
+  const ServerDatabaseOptions& options() const { return options_; }
+
+  /// Starts the server and waits until it takes connections. False when it does not.
+  bool StartAgain() {
+    std::vector<std::string> command = {"postgres", "-D", folder_ + "/db", "-h", options_.host,
+                                        "-k",       ""};
+    for (const std::string& setting : settings_) command.insert(command.end(), {"-c", setting});
+    server_ = Launch(command);
+    for (int i = 0; i < 500; ++i) {
+      std::string error;
+      if (PostgresConnection::Connect(options_, error)) return true;
+      usleep(10'000);
+    }
+    return false;
+  }
+
+  /// Ends the server and waits for that. SIGINT: in order; SIGQUIT: as if it had crashed.
+  void End(int signal) {
+    if (server_ <= 0) return;
+    kill(server_, signal);
+    waitpid(server_, nullptr, 0);
+    server_ = 0;
+  }
+
+ private:
+  // The folder of the newest server's programs; empty when there is none.
+  static std::string Programs() {
+    std::vector<std::string> found;
+    std::error_code ignored;
+    for (const auto& version :
+         std::filesystem::directory_iterator("/usr/lib/postgresql", ignored)) {
+      std::string folder = version.path() / "bin";
+      if (access((folder + "/initdb").c_str(), X_OK) == 0) found.push_back(folder);
+    }
+    return found.empty() ? "" : *std::max_element(found.begin(), found.end());
+  }
+
+  // The server refuses to run as root.
+  static const passwd* ServerUser() { return geteuid() == 0 ? getpwnam("postgres") : nullptr; }
+
+  bool MakeFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "vnq_server_XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) return false;
+    folder_ = pattern;
+    const passwd* user = ServerUser();
+    if (user && chown(folder_.c_str(), user->pw_uid, user->pw_gid) != 0) return false;
+    pid_t maker = Launch({"initdb", "-D", folder_ + "/db", "-U", options_.user, "-A", "trust", "-E",
+                          "UTF8", "--locale=C.UTF-8", "--no-sync", "--wal-segsize=1"});
+    int status = -1;
+    return waitpid(maker, &status, 0) == maker && status == 0;
+  }
+
+  // Runs one of the server's programs; what it says goes to a file in the folder.
+  pid_t Launch(const std::vector<std::string>& command) const {
+    std::string program = Programs() + "/" + command.front();
+    std::string log = folder_ + "/" + command.front() + ".log";
+    std::vector<char*> arguments;
+    for (const std::string& each : command) arguments.push_back(const_cast<char*>(each.c_str()));
+    arguments.push_back(nullptr);
+    const passwd* user = ServerUser();
+    pid_t child = fork();
+    if (child != 0) return child;
+    if (user && (initgroups(user->pw_name, user->pw_gid) != 0 || setgid(user->pw_gid) != 0 ||
+                 setuid(user->pw_uid) != 0)) {
+      _exit(126);
+    }
+    int output = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    if (chdir(folder_.c_str()) == 0) execv(program.c_str(), arguments.data());
+    _exit(127);
+  }
+
+  inline static int made_ = 0;  // by this process
+
+  std::string folder_;
+  std::vector<std::string> settings_;
+  ServerDatabaseOptions options_;
+  pid_t server_ = 0;
+  bool ready_ = false;
+};
+
+/// A process that is stopped in its middle until this goes.
+class HeldProcess {
+ public:
+  explicit HeldProcess(pid_t process) : process_(process) { kill(process_, SIGSTOP); }
+  ~HeldProcess() { kill(process_, SIGCONT); }
+  HeldProcess(const HeldProcess&) = delete;
+  HeldProcess& operator=(const HeldProcess&) = delete;
+
+ private:
+  pid_t process_;
+};
+
+}  // namespace vnq
