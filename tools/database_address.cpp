@@ -88,9 +88,9 @@ std::string ConnectAdvice(const Settings& settings, DatabaseEngine engine,
            " in; a user is made with: " +
            CreateUser(settings, engine);
   }
-  if (HoldsOneOf(error, {"can't open lib", "data source name not found", "file not found"})) {
-    return "the ODBC driver is missing; [database] driver in platform.ini names it as odbcinst.ini"
-           " does";
+  if (HoldsOneOf(error, {"no odbc driver", "can't open lib", "data source name not found"})) {
+    return "install the ODBC driver (Debian's package tdsodbc has FreeTDS), or name another in"
+           " [database] driver of platform.ini as odbcinst.ini does; postgresql needs none";
   }
   return "check that the server runs and that DB_SERVER and DB_PORT lead to it";
 }

@@ -82,7 +82,10 @@ class TextTrial {
     const bool ran =
         driver_.Query("Select UserID from Users_ID where UserID=? and " + column + "=?",
                       std::vector<SqlValue>{Text(kUserId), Text(one.value)}, rows);
-    if (ran && (rows.rowCount() > 0) == one.isEqual) return true;
+    if (!ran)
+      return Fail("a comparison with column " + column +
+                  " of Users_ID fails: " + OneLine(driver_.LastError()));
+    if ((rows.rowCount() > 0) == one.isEqual) return true;
     findings_.Warning("column " + column + " of Users_ID: " + std::string(one.rule) +
                       ", but not in this database; its collation is to blame");
     return false;

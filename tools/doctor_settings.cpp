@@ -125,6 +125,22 @@ class IniCheck {
            "asks for a database server, because the letter case counts; access is the embedded"
            " database");
     }
+    CheckDriver(AsciiLower(type));
+  }
+
+  // The type is a word for people; the driver decides.
+  void CheckDriver(const std::string& type) {
+    const bool saysPostgres = type.find("postgres") != type.npos || type.find("pgsql") != type.npos;
+    const bool saysSqlServer =
+        type.find("mssql") != type.npos || type.find("sqlserver") != type.npos;
+    const bool isAnother = (saysPostgres && folder_.engine != DatabaseEngine::kPostgres) ||
+                           (saysSqlServer && folder_.engine != DatabaseEngine::kSqlServer);
+    if (!isAnother) return;
+    findings_.Warning(At("server_connection", "DB_TYPE") + " does not go with " +
+                      KeyAt(PlatformIniPath(folder_.appPath), "database", "driver",
+                            folder_.platform.databaseDriver) +
+                      ", which is for " + std::string(EngineName(folder_.engine)) +
+                      "; postgresql is the driver of PostgreSQL, FreeTDS that of SQL Server");
   }
 
   void CheckPush() {

@@ -142,6 +142,14 @@ TEST_F(DoctorCommand, DatabaseTypeInOtherLetterCaseIsPointedOut) {
   EXPECT_THAT(Errors(), HasSubstr("[server_connection] DB_SERVER= is empty"));
 }
 
+TEST_F(DoctorCommand, DriverOfAnotherServerIsAWarning) {
+  Replace(kIni, "DB_TYPE=access", "DB_TYPE=PostgreSQL");
+  EXPECT_THAT(Warnings(), HasSubstr("DB_TYPE=PostgreSQL does not go with " + folder_.path() +
+                                    "/platform.ini: [database] driver=FreeTDS, which is for SQL"));
+  Replace("platform.ini", ";driver=FreeTDS", "driver=postgresql");
+  EXPECT_THAT(Warnings(), Not(HasSubstr("does not go with")));
+}
+
 TEST_F(DoctorCommand, PortOfTheDatabaseServerThatIsNoneIsAnError) {
   Replace(kIni, "DB_TYPE=access", "DB_TYPE=postgresql");
   Replace(kIni, "DB_SERVER=", "DB_SERVER=127.41.3.9");
