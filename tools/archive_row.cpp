@@ -1,18 +1,17 @@
 #include "tools/archive_row.h"
 
 #include <charconv>
-#include <optional>
 
 #include "support/hex_digits.h"
 #include "support/utf8.h"
+#include "tools/json_string.h"
 
 namespace vnq {
 namespace {
 
 constexpr std::string_view kNull = "null";
 constexpr std::string_view kHexOpen = R"({"hex":")", kHexClose = R"("})";
-constexpr std::string_view kNamed = "\"\\/\b\f\n\r\t", kNames = "\"\\/bfnrt";
-constexpr std::string_view kWrittenByName = "\"\\\b\f\n\r\t";
+constexpr std::string_view kNamed = "\"\\\b\f\n\r\t", kNames = "\"\\bfnrt";
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
 // --- Writing ---
@@ -23,9 +22,9 @@ void AppendEscape(char32_t unit, std::string& line) {
 }
 
 void AppendAscii(char c, std::string& line) {
-  if (kWrittenByName.find(c) != std::string_view::npos) {
+  if (const size_t named = kNamed.find(c); named != std::string_view::npos) {
     line += '\\';
-    line += kNames[kNamed.find(c)];
+    line += kNames[named];
   } else if (static_cast<unsigned char>(c) < 0x20) {
     AppendEscape(static_cast<unsigned char>(c), line);
   } else {
@@ -120,71 +119,18 @@ class RowParser {
 
   bool ParseBytes(std::string& bytes) {
     while (!Take(kHexClose)) {
-      const std::optional<unsigned> byte = TakeHex(2);
-      if (!byte) return Fail("bytes that are no hexadecimal digits");
-      bytes += static_cast<char>(*byte);
+      const int high = DigitAt(at_), low = DigitAt(at_ + 1);
+      if (high < 0 || low < 0) return Fail("bytes that are no hexadecimal digits");
+      bytes += static_cast<char>(high * 16 + low);
+      at_ += 2;
     }
     return true;
   }
 
-  bool ParseString(std::string& text) {
-    while (!Take("\"")) {
-      if (at_ == line_.size()) return Fail("a string is not closed");
-      if (line_[at_] == '\\') {
-        if (!ParseEscape(text)) return false;
-      } else if (!ParsePlain(text)) {
-        return false;
-      }
-    }
-    return true;
-  }
+  bool ParseString(std::string& text) { return TakeJsonString(line_, at_, text, error_); }
 
-  bool ParsePlain(std::string& text) {
-    const size_t begin = at_;
-    const char32_t value = NextSequence(line_, at_);
-    const std::string_view bytes = line_.substr(begin, at_ - begin);
-    const bool isBad = value < 0x20 || (value >= 0xD800 && value < 0xE000) ||
-                       (value == kReplacementCharacter && bytes != kReplacement);
-    if (isBad) return Fail("a string holds what is no character");
-    text += bytes;
-    return true;
-  }
-
-  bool ParseEscape(std::string& text) {
-    const char name = at_ + 1 < line_.size() ? line_[at_ + 1] : '\0';
-    at_ += 2;
-    if (name == 'u') return ParseUnit(text);
-    const size_t named = kNames.find(name);
-    if (named == std::string_view::npos) return Fail("an escape that there is not");
-    text += kNamed[named];
-    return true;
-  }
-
-  bool ParseUnit(std::string& text) {
-    const std::optional<unsigned> unit = TakeHex(4);
-    if (!unit) return Fail("an escape without four hexadecimal digits");
-    char32_t value = *unit;
-    const size_t behind = at_;
-    if (IsHighSurrogate(value) && Take("\\u")) {
-      const std::optional<unsigned> low = TakeHex(4);
-      if (low && IsLowSurrogate(*low)) {
-        value = JoinSurrogates(value, *low);
-      } else {
-        at_ = behind;
-      }
-    }
-    AppendUtf8(text, value);
-    return true;
-  }
-
-  std::optional<unsigned> TakeHex(size_t count) {
-    unsigned value = 0;
-    for (size_t i = 0; i < count; ++i, ++at_) {
-      const int digit = at_ < line_.size() ? HexDigit(static_cast<unsigned char>(line_[at_])) : -1;
-      if (digit < 0) return std::nullopt;
-      value = value << 4 | static_cast<unsigned>(digit);
-    }
-    return value;
+  int DigitAt(size_t at) const {
+    return at < line_.size() ? HexDigit(static_cast<unsigned char>(line_[at])) : -1;
   }
 
   bool Take(std::string_view word) {
@@ -200,7 +146,7 @@ class RowParser {
 
   std::string_view line_;
   std::string& error_;
-  size_t at_ = 0;  // an escape cut off at the end may leave it behind the end
+  size_t at_ = 0;
 };
 
 }  // namespace

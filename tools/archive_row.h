@@ -4,9 +4,9 @@
 //   cell   = "null" | integer | string | bytes
 //   bytes  = {"hex":"c3..."}                          a text that is no Unicode text
 //
-// A lone 16-bit surrogate is an escape, "\ud800". A text that is not well-formed UTF-8, or holds two
-// surrogates that would read as one character, is given by its bytes, so that each text comes back
-// as it was.
+// A lone 16-bit surrogate is an escape, "\ud800". A text that is not well-formed UTF-8, or holds
+// two surrogates that would read as one character, is given by its bytes, so that each text comes
+// back as it was.
 #pragma once
 
 #include <span>

@@ -10,8 +10,8 @@
 
 namespace vnq {
 
-/// One archive. It grows under a name of its own beside the wanted one, `FILE.XXXXXX`, and takes the
-/// wanted name when it is whole; before, and after any failure, a file of that name stays as it
+/// One archive. It grows under a name of its own beside the wanted one, `FILE.XXXXXX`, and takes
+/// the wanted name when it is whole; before, and after any failure, a file of that name stays as it
 /// was. Nobody but its owner can read it.
 ///
 /// After a call that returned false only LastError() and the destructor are of use.

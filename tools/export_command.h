@@ -17,8 +17,8 @@ struct ExportOptions {
 };
 
 /// Writes every table of the schema that the database has, in the schema's order, as one archive
-/// (archive_format.h), and how many rows each has on `out`. The database is only read, and may serve
-/// meanwhile: where the engine can, all is read as it was at one moment.
+/// (archive_format.h), and how many rows each has on `out`. The database is only read, and may
+/// serve meanwhile: where the engine can, all is read as it was at one moment.
 ///
 /// Returns 0, or 1 with the reason on `err`; the file is then as it was.
 int RunExport(const ExportOptions& options, std::ostream& out, std::ostream& err);

@@ -14,6 +14,7 @@
 #include "host/schema.h"
 #include "platform/process.h"
 #include "support/ascii_case.h"
+#include "tools/access_file.h"
 #include "tools/archive_reader.h"
 #include "tools/database_address.h"
 #include "tools/program_database.h"
@@ -22,9 +23,8 @@
 namespace vnq {
 namespace {
 
-std::unique_ptr<TableSource> OpenSource(const std::string& path, const CodePage& codePage,
-                                        std::string& error) {
-  (void)codePage;
+std::unique_ptr<TableSource> OpenSource(const std::string& path, int codePage, std::string& error) {
+  if (IsJetFile(path)) return AccessFile::Open(path, codePage, error);
   return ArchiveReader::Open(path, error);
 }
 
@@ -40,8 +40,9 @@ class Import {
     if (!database_) return Fail(error);
     if (!LockFolder()) return false;
     if (!schema_.Read(driver(), database_->engine, error)) return Fail(error);
-    source_ = OpenSource(options_.from, *database_->codePage, error);
+    source_ = OpenSource(options_.from, database_->codePage->number(), error);
     if (!source_) return Fail(error);
+    for (const std::string& finding : source_->Findings()) isGood_ = Fail(finding);
     if (!FindTables()) return false;
     NoteTablesLeftOut();
     if (!CheckThatTheyAreEmpty()) return false;
@@ -188,8 +189,7 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
   auto* replace = command->add_flag_function(
       "--replace", mode(ImportMode::kReplace),
       "Delete the rows of the tables that the file has, in the same transaction");
-  command
-      ->add_flag_function("--append", mode(ImportMode::kAppend), "Keep the rows that are there")
+  command->add_flag_function("--append", mode(ImportMode::kAppend), "Keep the rows that are there")
       ->excludes(replace);
   command->add_flag("--skip-bad-rows", options->table.skipBadRows,
                     "Leave out rows that do not fit, instead of their table");

@@ -18,9 +18,9 @@ struct ImportOptions {
   TableImportOptions table;
 };
 
-/// Takes over every table of the schema that the source has, each in one transaction of its own. One
-/// that fails is as it was, and the next is tried. At the end `out` tells of each table how many
-/// rows the source has, and how many stood and stand in the database.
+/// Takes over every table of the schema that the source has, each in one transaction of its own.
+/// One that fails is as it was, and the next is tried. At the end `out` tells of each table how
+/// many rows the source has, and how many stood and stand in the database.
 ///
 /// Returns 0 when every row of the source has arrived, else 1 with the reasons on `err`. Nothing is
 /// written when the source is damaged, a server runs on the folder, a table is missing, or one has

@@ -8,8 +8,8 @@
 
 namespace vnq {
 
-/// Draws one line over and over: "[#########-----------]  45 %  450 of 1000", and what is being done
-/// behind it. Silent where nobody watches.
+/// Draws one line over and over: "[#########-----------]  45 %  450 of 1000", and what is being
+/// done behind it. Silent where nobody watches.
 class ProgressBar {
  public:
   /// total      pieces to be done; more than that still count as all.

@@ -38,6 +38,12 @@ class TableSource {
   /// All tables, in their order; every row of them has been read once to tell.
   virtual const std::vector<SourceTable>& Tables() const = 0;
 
+  /// What makes it doubtful that the rows are all and whole, a line each.
+  virtual const std::vector<std::string>& Findings() const {
+    static const std::vector<std::string> none;
+    return none;
+  }
+
   /// Gives the rows of Tables()[table] to `sink`. False when they could not all be read, with the
   /// reason in `error`, and when the sink ended it, with `error` as it was.
   virtual bool ReadRows(size_t table, const RowSink& sink, std::string& error) = 0;
