@@ -20,7 +20,8 @@ constexpr const char* kUsualPort = "5432";
 std::string OneLine(const char* text) {
   std::string line = text ? text : "";
   while (!line.empty() && (line.back() == '\n' || line.back() == ' ')) line.pop_back();
-  std::replace(line.begin(), line.end(), '\n', ' ');
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
   return line;
 }
 
