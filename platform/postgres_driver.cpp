@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -51,6 +52,15 @@ bool MayHaveWritten(const PostgresReply& reply) {
   return !reads && reply.rowsTouched() != "0";
 }
 
+constexpr std::string_view kPlace = "ctid";
+constexpr size_t kMovedRows = 4096;
+
+std::string MovedKey(const std::string& table, const std::vector<SqlValue>& identity) {
+  std::string key = table;
+  for (const SqlValue& value : identity) key += '\0' + value.text;
+  return key;
+}
+
 class PostgresDriver final : public SqlDriver {
  public:
   explicit PostgresDriver(ServerDatabaseOptions options)
@@ -89,6 +99,9 @@ class PostgresDriver final : public SqlDriver {
   void Describe(const Ran& ran);
   bool ChangeOneRow(std::string statement, const SqlRows& rows, size_t row,
                     std::vector<SqlValue> parameters, Ran& ran);
+  void NoteMoved(const std::string& table, const std::vector<SqlValue>& before,
+                 const std::vector<SqlValue>& now);
+  std::vector<SqlValue> CurrentIdentity(const SqlRows& rows, size_t row);
   bool Fail(std::string_view statement, std::string_view why);
 
   ServerDatabaseOptions options_;
@@ -96,6 +109,7 @@ class PostgresDriver final : public SqlDriver {
   std::unique_ptr<Session> session_;
   // By the name in SqlRows, for rows outlive the session that read them.
   std::map<std::string, std::shared_ptr<const PostgresTable>, std::less<>> tables_;
+  RecentCache<std::vector<SqlValue>> moved_{kMovedRows};
   std::string lastError_;
   bool inTransaction_ = false;
   bool written_ = false;  // since the last sync
@@ -244,11 +258,34 @@ bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAss
   }
   Ran ran;
   if (!ChangeOneRow(std::move(statement), rows, row, std::move(parameters), ran)) return false;
+  std::vector<SqlValue> now;
   for (size_t i = 0; i < rows.identityWidth; ++i) {
-    rows.identity[row * rows.identityWidth + i] =
-        ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText);
+    now.push_back(ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText));
   }
+  const auto first = rows.identity.begin() + static_cast<std::ptrdiff_t>(row * rows.identityWidth);
+  NoteMoved(rows.table, CurrentIdentity(rows, row), now);
+  std::copy(now.begin(), now.end(), first);
   return true;
+}
+
+// A place and the transaction that wrote there never come together again, so what is noted of them
+// stays right.
+void PostgresDriver::NoteMoved(const std::string& table, const std::vector<SqlValue>& before,
+                               const std::vector<SqlValue>& now) {
+  const auto found = tables_.find(table);
+  if (found == tables_.end() || found->second->identity.front() != kPlace) return;
+  const std::string key = MovedKey(table, before);
+  if (moved_.Find(key)) return;
+  moved_.Add(key, now, [](const std::vector<SqlValue>&) {});
+}
+
+// Where the row is now that stood there when it was read: another handler of this process may have
+// written it through a row set of its own meanwhile.
+std::vector<SqlValue> PostgresDriver::CurrentIdentity(const SqlRows& rows, size_t row) {
+  const auto first = rows.identity.begin() + static_cast<std::ptrdiff_t>(row * rows.identityWidth);
+  std::vector<SqlValue> identity(first, first + static_cast<std::ptrdiff_t>(rows.identityWidth));
+  while (const auto* now = moved_.Find(MovedKey(rows.table, identity))) identity = *now;
+  return identity;
 }
 
 bool PostgresDriver::DeleteRow(const SqlRows& rows, size_t row) {
@@ -267,9 +304,10 @@ bool PostgresDriver::ChangeOneRow(std::string statement, const SqlRows& rows, si
   bool known =
       rows.identityWidth == identity.size() && first + rows.identityWidth <= rows.identity.size();
   if (!known) return Fail(statement, "no current row");
+  const std::vector<SqlValue> values = CurrentIdentity(rows, row);
   std::string returned;
   for (size_t i = 0; i < identity.size(); ++i) {
-    parameters.push_back(rows.identity[first + i]);
+    parameters.push_back(values[i]);
     statement +=
         (i == 0 ? " where " : " and ") + identity[i] + "=$" + std::to_string(parameters.size());
     returned += (i == 0 ? " returning " : ",") + identity[i];
