@@ -247,14 +247,14 @@ TEST_F(PostgresTablesTest, ARowThatAnotherRowSetHasWrittenIsStillFound) {
   SqlRows early = Rows("select * from Moving where Name='a'");
   for (int age = 2; age < 5; ++age) {
     SqlRows late = Rows("select * from Moving where Name='a'");
-    EXPECT_TRUE(Set(late, 0, "Age", SqlValue::Integer(age))) << driver_->LastError();
+    EXPECT_TRUE(Set(late, 0, "age", SqlValue::Integer(age))) << driver_->LastError();
   }
-  EXPECT_TRUE(Set(early, 0, "Name", SqlValue::Text("c"))) << driver_->LastError();
+  EXPECT_TRUE(Set(early, 0, "name", SqlValue::Text("c"))) << driver_->LastError();
   EXPECT_EQ(Cells(Rows("select Name,Age from Moving order by Name")),
             (Texts{"'b'", "1", "'c'", "4"}));
   SqlRows third = Rows("select * from Moving where Name='c'");
   EXPECT_TRUE(driver_->DeleteRow(early, 0));
-  EXPECT_FALSE(Set(third, 0, "Age", SqlValue::Integer(9)));
+  EXPECT_FALSE(Set(third, 0, "age", SqlValue::Integer(9)));
   EXPECT_TRUE(IsGone());
 }
 
