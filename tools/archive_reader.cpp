@@ -97,7 +97,8 @@ class Walk {
       if (!lines_.text().starts_with('[')) return ReadEnd(table);
       std::string what;
       if (!ParseArchiveRow(lines_.text(), cells_, what)) return Fail(what);
-      if (cells_.size() != table.columns.size()) return Fail("another number of cells than columns");
+      if (cells_.size() != table.columns.size())
+        return Fail("another number of cells than columns");
       Count();
       ++table.rows;
       if (!sink(cells_)) return false;

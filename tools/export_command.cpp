@@ -138,8 +138,8 @@ int RunExport(const ExportOptions& options, std::ostream& out, std::ostream& err
 
 void AddExportCommand(CLI::App& app, int& exitCode) {
   const auto options = std::make_shared<ExportOptions>();
-  CLI::App* command =
-      app.add_subcommand("export", "Write the whole database into one file, beside the server, too");
+  CLI::App* command = app.add_subcommand(
+      "export", "Write the whole database into one file, beside the server, too");
   command->add_option("--app-path", options->appPath, "The program's folder")->required();
   command->add_option("--to", options->to, "The file; one that is there is replaced")->required();
   command->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });

@@ -63,8 +63,8 @@ bool FitText(const TargetColumn& column, SqlValue& value, std::string& why) {
   if (column.maxLength == 0 || value.text.size() <= column.maxLength) return true;
   const size_t length = Utf16Length(value.text);
   if (length <= column.maxLength) return true;
-  why = std::to_string(length) + " characters, the column holds " +
-        std::to_string(column.maxLength);
+  why =
+      std::to_string(length) + " characters, the column holds " + std::to_string(column.maxLength);
   return false;
 }
 

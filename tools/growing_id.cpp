@@ -80,8 +80,9 @@ const ColumnDef* GrowingIdOf(const TableDef& table) {
 int64_t ReadGrowingId(SqlDriver& driver, DatabaseEngine engine, const TableDef& table) {
   switch (engine) {
     case DatabaseEngine::kSqlite:
-      return NumberOf(driver, "select cast(seq as integer) as seq from sqlite_sequence where name=" +
-                                  Quoted(table.name));
+      return NumberOf(driver,
+                      "select cast(seq as integer) as seq from sqlite_sequence where name=" +
+                          Quoted(table.name));
     case DatabaseEngine::kPostgres:
       return ReadPostgres(driver, table);
     case DatabaseEngine::kSqlServer:

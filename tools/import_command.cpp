@@ -188,8 +188,7 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
   auto* replace = command->add_flag_function(
       "--replace", mode(ImportMode::kReplace),
       "Delete the rows of the tables that the file has, in the same transaction");
-  command
-      ->add_flag_function("--append", mode(ImportMode::kAppend), "Keep the rows that are there")
+  command->add_flag_function("--append", mode(ImportMode::kAppend), "Keep the rows that are there")
       ->excludes(replace);
   command->add_flag("--skip-bad-rows", options->table.skipBadRows,
                     "Leave out rows that do not fit, instead of their table");

@@ -35,8 +35,7 @@ void ProgressBar::Draw() {
   const size_t filled = kBarColumns * done_ / total_;
   drawnPercent_ = done_ * 100 / total_;
   out_ << fmt::format("\r[{}{}] {:3} %  {} of {}{}", std::string(filled, '#'),
-                      std::string(kBarColumns - filled, '-'), drawnPercent_, done_, total_,
-                      label_)
+                      std::string(kBarColumns - filled, '-'), drawnPercent_, done_, total_, label_)
        << std::flush;
   isDrawn_ = true;
 }

@@ -228,8 +228,7 @@ bool TableImport::Insert() {
     others = values_;
     others.erase(others.begin() + static_cast<ptrdiff_t>(i));
   }
-  const bool isInserted =
-      target_.driver.Insert(description_, others.empty() ? values_ : others);
+  const bool isInserted = target_.driver.Insert(description_, others.empty() ? values_ : others);
   if (isInserted) ++added_;
   return isInserted;
 }
