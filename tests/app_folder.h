@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -16,7 +17,9 @@ class AppFolder {
  public:
   AppFolder() {
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = ::testing::TempDir() + "vnq_" + test->test_suite_name() + "_" + test->name();
+    std::string name = std::string(test->test_suite_name()) + "_" + test->name();
+    std::replace(name.begin(), name.end(), '/', '_');  // of a test with a parameter
+    path_ = ::testing::TempDir() + "vnq_" + name;
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
   }

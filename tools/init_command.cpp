@@ -101,17 +101,16 @@ class Init {
   bool MakeTables() {
     SchemaReport report;
     std::string error;
-    if (!MakeSchema(*driver_, engine_, report, error)) {
-      return Fail(database_ + ": " + OneLine(error));
-    }
-    driver_->SyncCommitted();
-    if (report.tables + report.indexes + report.rows > 0) {
+    const bool done = MakeSchema(*driver_, engine_, report, error);
+    if (done && report.tables + report.indexes + report.rows > 0) {
       maker_.NoteMade(database_ + ": tables " + std::to_string(report.tables) + ", indexes " +
                       std::to_string(report.indexes) + ", rows " + std::to_string(report.rows));
     }
     for (const std::string& difference : report.differences) {
       out_ << "left as it is: " << difference << "\n";
     }
+    if (!done) return Fail(database_ + ": " + OneLine(error));
+    driver_->SyncCommitted();
     return true;
   }
 

@@ -88,12 +88,15 @@ bool MakeSchema(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report,
   const bool done = InTransaction(
       driver, engine, [&] { return SchemaMaker(driver, engine, report, error).Make(); });
   if (!done && error.empty()) error = driver.LastError();
+  // Said after a failure, too: what was there already is often the reason.
   ExistingSchema after;
-  if (!done || !after.Read(driver, engine, error)) return false;
-  for (SchemaDifference& difference : SchemaDifferences(after, engine)) {
-    report.differences.push_back(std::move(difference.line));
+  std::string unread;
+  if (after.Read(driver, engine, unread)) {
+    for (SchemaDifference& difference : SchemaDifferences(after, engine)) {
+      report.differences.push_back(std::move(difference.line));
+    }
   }
-  return true;
+  return done;
 }
 
 }  // namespace vnq
