@@ -10,7 +10,7 @@ set -euo pipefail
 
 run_packages=(g++ cmake ninja-build pkg-config sqlite3 libboost-context1.81-dev libicu-dev
   libsqlite3-dev libpq-dev libcurl4-openssl-dev libcli11-dev libfmt-dev libspdlog-dev)
-test_packages=(libgtest-dev libgmock-dev clang-format clang-tidy)
+test_packages=(libgtest-dev libgmock-dev mdbtools clang-format clang-tidy)
 full_packages=(clang libclang-rt-14-dev libbenchmark-dev)
 
 wanted=("${run_packages[@]}")

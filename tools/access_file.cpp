@@ -117,7 +117,9 @@ bool AccessFile::ReadAll(size_t table, std::string& error) {
 }
 
 bool AccessFile::ReadStatedRows(size_t table, uint64_t& rows, std::string& error) {
-  const ChildCommand command = Command("mdb-count", {"--", path_, tables_[table].name});
+  // The programs take it for an option, whatever stands in front of it.
+  if (tables_[table].name.starts_with('-')) return true;
+  const ChildCommand command = Command("mdb-count", {path_, tables_[table].name});
   ChildProcess child;
   if (!Start(child, command, error)) return false;
   std::string line, rest;
@@ -147,7 +149,7 @@ bool AccessFile::ReadRows(size_t table, const RowSink& sink, std::string& error)
 bool AccessFile::Read(size_t table, const RowSink& sink, std::string& error) {
   const std::string format(kAccessDateFormat), &name = tables_[table].name;
   const ChildCommand command = Command(
-      "mdb-json", {"--date-format", format, "--datetime-format", format, "--", path_, name});
+      "mdb-json", {"--date-format", format, "--datetime-format", format, path_, name});
   ChildProcess child;
   if (!Start(child, command, error)) return false;
   std::vector<SqlValue> cells;

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <optional>
+#include <utility>
 
 #include "support/ascii_case.h"
 #include "support/utf16.h"
@@ -58,14 +59,20 @@ bool FitInteger(const TargetColumn& column, SqlValue& value, std::string& why) {
 }
 
 bool FitText(const TargetColumn& column, SqlValue& value, std::string& why) {
-  if (value.kind == SqlValue::Kind::kInteger) value = SqlValue::Text(std::to_string(value.integer));
+  const bool isNumber = value.kind == SqlValue::Kind::kInteger;
+  SqlValue text = isNumber ? SqlValue::Text(std::to_string(value.integer)) : std::move(value);
   // A text has no more 16-bit units than bytes.
-  if (column.maxLength == 0 || value.text.size() <= column.maxLength) return true;
-  const size_t length = Utf16Length(value.text);
-  if (length <= column.maxLength) return true;
-  why =
-      std::to_string(length) + " characters, the column holds " + std::to_string(column.maxLength);
-  return false;
+  if (column.maxLength > 0 && text.text.size() > column.maxLength) {
+    const size_t length = Utf16Length(text.text);
+    if (length > column.maxLength) {
+      why = std::to_string(length) + " characters, the column holds " +
+            std::to_string(column.maxLength);
+      if (!isNumber) value = std::move(text);
+      return false;
+    }
+  }
+  value = std::move(text);
+  return true;
 }
 
 }  // namespace
