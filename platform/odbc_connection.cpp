@@ -34,8 +34,11 @@ std::vector<SqlMarker> Markers(std::span<const SqlValue> values) {
   return markers;
 }
 
-TranslatedSql Translated(char use, std::string_view statement, std::span<const SqlValue> values) {
-  if (use != kOwn) return TranslateSql(statement, Markers(values), kTransactSqlDialect);
+TranslatedSql Translated(char use, std::string_view statement, std::span<const SqlValue> values,
+                         std::span<const std::string> exactColumns) {
+  if (use != kOwn) {
+    return TranslateSql(statement, Markers(values), kTransactSqlDialect, exactColumns);
+  }
   TranslatedSql own{std::string(statement), {}};
   for (size_t i = 0; i < values.size(); ++i) own.parameters.push_back(i);
   return own;
@@ -72,13 +75,19 @@ bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& er
                              options.odbcDriver)};
     return false;
   }
+  exactColumns_ = options.exactColumns;
   statementTimeoutS_ = std::max(1, options.statementTimeoutS);
   // When the time is over FreeTDS asks the server to stop, and waits as long again for the answer.
   if (driver->isFreeTds) statementTimeoutS_ = (statementTimeoutS_ + 1) / 2;
   int connectTimeoutS = std::max(1, options.connectTimeoutS);
   SQLSetConnectAttrW(handle_.get(), SQL_ATTR_LOGIN_TIMEOUT, Number(connectTimeoutS),
                      SQL_IS_UINTEGER);
-  std::u16string text = Utf8ToUtf16(OdbcConnectionText(options, *driver));
+  auto connectionText = OdbcConnectionText(options, *driver);
+  if (!connectionText) {
+    error = {"", "DataBase.ini: FreeTDS cannot be told a value that holds \"};\""};
+    return false;
+  }
+  std::u16string text = Utf8ToUtf16(*connectionText);
   SQLRETURN code = SQLDriverConnectW(handle_.get(), nullptr, OdbcText(text),
                                      static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
                                      SQL_DRIVER_NOPROMPT);
@@ -127,7 +136,7 @@ OdbcConnection::Prepared* OdbcConnection::Find(char use, std::string_view statem
 
 bool OdbcConnection::Make(char use, std::string_view statement, std::span<const SqlValue> values,
                           Prepared& made, OdbcError& error) {
-  TranslatedSql translated = Translated(use, statement, values);
+  TranslatedSql translated = Translated(use, statement, values, exactColumns_);
   size_t wanted = 0;
   for (size_t parameter : translated.parameters) wanted = std::max(wanted, parameter + 1);
   if (wanted != values.size()) {

@@ -78,6 +78,7 @@ class OdbcConnection {
   OdbcHandle handle_;
   bool connected_ = false;
   int statementTimeoutS_ = 0;
+  std::vector<std::string> exactColumns_;
   OdbcParameters parameters_;
   RecentCache<Prepared> statements_{kStatements};
   Prepared unkept_;
