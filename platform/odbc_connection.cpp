@@ -76,13 +76,19 @@ bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& er
                              options.odbcDriver)};
     return false;
   }
+  exactColumns_ = options.exactColumns;
   statementTimeoutS_ = std::max(1, options.statementTimeoutS);
   // When the time is over FreeTDS asks the server to stop, and waits as long again for the answer.
   if (driver->isFreeTds) statementTimeoutS_ = (statementTimeoutS_ + 1) / 2;
   int connectTimeoutS = std::max(1, options.connectTimeoutS);
   SQLSetConnectAttrW(handle_.get(), SQL_ATTR_LOGIN_TIMEOUT, Number(connectTimeoutS),
                      SQL_IS_UINTEGER);
-  std::u16string text = Utf8ToUtf16(OdbcConnectionText(options, *driver));
+  auto connectionText = OdbcConnectionText(options, *driver);
+  if (!connectionText) {
+    error = {"", "DataBase.ini: FreeTDS cannot be told a value that holds \"};\""};
+    return false;
+  }
+  std::u16string text = Utf8ToUtf16(*connectionText);
   SQLRETURN code = SQLDriverConnectW(handle_.get(), nullptr, OdbcText(text),
                                      static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
                                      SQL_DRIVER_NOPROMPT);

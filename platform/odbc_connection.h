@@ -79,6 +79,7 @@ class OdbcConnection {
   bool connected_ = false;
   std::vector<std::string> exactColumns_;
   int statementTimeoutS_ = 0;
+  std::vector<std::string> exactColumns_;
   OdbcParameters parameters_;
   RecentCache<Prepared> statements_{kStatements};
   Prepared unkept_;

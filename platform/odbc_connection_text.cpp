@@ -5,8 +5,10 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
-#include "support/ansi_text.h"
+#include "support/replace_all.h"
 
 namespace vnq {
 namespace {
@@ -33,26 +35,32 @@ std::string_view AllAttributes(const SQLCHAR* attributes, size_t capacity) {
   return {text, end};
 }
 
-}  // namespace
-
-std::string OdbcValue(std::string_view value) {
-  bool plain = !value.empty() && value.find_first_of(";{}[](),?*=!@ \t") == std::string_view::npos;
-  if (plain) return std::string(value);
-  std::string braced = "{";
-  for (char c : value) {
-    braced += c;
-    if (c == '}') braced += '}';
-  }
-  return braced + '}';
+// A value in braces when it has characters of the text's own. ODBC doubles a closing brace inside;
+// FreeTDS does not know that, and ends a value at the first closing brace with a semicolon behind.
+std::string Value(std::string_view value, bool isFreeTds) {
+  bool plain = !value.empty() && value.find_first_of(";{}=\t ") == std::string_view::npos;
+  std::string text(value);
+  if (plain) return text;
+  if (!isFreeTds) ReplaceAll(text, "}", "}}");
+  return "{" + text + "}";
 }
 
-std::string OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver) {
+}  // namespace
+
+std::optional<std::string> OdbcConnectionText(const ServerDatabaseOptions& options,
+                                              const OdbcDriverInfo& driver) {
   std::string port = options.port.empty() ? std::string(kUsualPort) : options.port;
+  const std::array values = {&options.host, &std::as_const(port), &options.database, &options.user,
+                             &options.password};
+  for (const std::string* text : values) {
+    if (driver.isFreeTds && text->find("};") != std::string::npos) return std::nullopt;
+  }
+  auto value = [&](const std::string& text) { return Value(text, driver.isFreeTds); };
   std::string text = "DRIVER={" + driver.name + "};SERVER=";
-  text += driver.isFreeTds ? OdbcValue(options.host) + ";PORT=" + OdbcValue(port)
-                           : "tcp:" + options.host + "," + port;
-  text += ";DATABASE=" + OdbcValue(options.database);
-  text += ";UID=" + OdbcValue(options.user) + ";PWD=" + OdbcValue(options.password);
+  text += driver.isFreeTds ? value(options.host) + ";PORT=" + value(port)
+                           : value("tcp:" + options.host + "," + port);
+  text += ";DATABASE=" + value(options.database);
+  text += ";UID=" + value(options.user) + ";PWD=" + value(options.password);
   if (driver.isFreeTds) {
     text += ";TDS_Version=7.4;ClientCharset=UTF-8";
   } else if (ContainsIgnoringCase(driver.name, "sql server")) {

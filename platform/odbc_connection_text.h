@@ -15,11 +15,10 @@ struct OdbcDriverInfo {
   bool isFreeTds = false;  ///< else it is taken for the maker's own
 };
 
-/// A value as a connection text holds it: in braces when it has characters of the text's own.
-std::string OdbcValue(std::string_view value);
-
-/// The connection text for a SQL Server database. Holds the password: not for a log.
-std::string OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver);
+/// The connection text for a SQL Server database. Holds the password: not for a log. Nothing when a
+/// value has characters that the driver has no way to be told.
+std::optional<std::string> OdbcConnectionText(const ServerDatabaseOptions& options,
+                                              const OdbcDriverInfo& driver);
 
 /// The installed driver of that name, without regard to ASCII case; the path of a driver's library
 /// is taken as it stands. `environment` is the ODBC environment's handle.

@@ -21,9 +21,9 @@ SqlValue I(int64_t value) {
 
 class OdbcDriverTest : public OdbcTest {
  protected:
-  OdbcDriverTest() {
-    MustRun(kNumbered);
-    MustRun(kPeople);
+  void SetUp() override {
+    ASSERT_TRUE(Run(kNumbered)) << driver_->LastError();
+    ASSERT_TRUE(Run(kPeople)) << driver_->LastError();
   }
 
   void AddPerson(const std::string& name, int64_t age) {
@@ -162,6 +162,38 @@ TEST_F(OdbcDriverTest, ChineseAndEmojiComeBack) {
   std::string text = "中文 änd 😀👍🏽 ﾊﾝｶｸ";
   AddPerson(text, 1);
   EXPECT_EQ(Text("select Name from People where Name=?", {T(text)}), text);
+}
+
+TEST_F(OdbcDriverTest, ComparisonIgnoresAsciiCaseOnly) {
+  MustRun(
+      "create table Words (Word nvarchar(255) collate Latin1_General_100_CI_AS null,"
+      " Secret nvarchar(255) collate Latin1_General_100_BIN2 null)");
+  auto found = [&](const std::string& stored, const std::string& asked) {
+    MustRun("delete from Words");
+    MustRun("insert into Words(Word,Secret) values(?,?)", {T(stored), T(stored)});
+    size_t equal = Rows("select * from Words where Word=?", {T(asked)}).rowCount();
+    EXPECT_EQ(equal + Rows("select * from Words where Word<>?", {T(asked)}).rowCount(), 1U);
+    EXPECT_EQ(Rows("select * from Words where Word in (?,?)", {T("-"), T(asked)}).rowCount(),
+              equal);
+    EXPECT_EQ(Rows("select * from Words where Secret=?", {T(asked)}).rowCount(),
+              stored == asked ? 1U : 0U);
+    return equal == 1;
+  };
+  EXPECT_TRUE(found("a", "a"));
+  EXPECT_TRUE(found("a", "A"));
+  EXPECT_FALSE(found("é", "É"));
+  EXPECT_FALSE(found("Ａ", "A"));
+  EXPECT_FALSE(found("あ", "ア"));
+  EXPECT_FALSE(found("a ", "a"));
+  EXPECT_FALSE(found("a", "a "));
+  EXPECT_FALSE(found("a", ""));
+}
+
+TEST_F(OdbcDriverTest, TheServersOwnComparisonIsLaxer) {
+  AddPerson("é ", 1);
+  AddPerson("É", 2);
+  EXPECT_EQ(Text("select count(distinct Name) from People"), "1")
+      << "or the test server does not show what the translation is for";
 }
 
 TEST_F(OdbcDriverTest, TheEmptyTextIsNotNull) {

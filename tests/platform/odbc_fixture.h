@@ -90,8 +90,9 @@ class OdbcTest : public testing::Test {
     options.odbcDriver = "FreeTDS";
     options.host = server_.address();
     options.database = "company";
-    options.user = "vnq";
-    options.password = "s{e;c}r=et";
+    options.user = "strict";
+    options.password = "s{e;c}r=e t";  // of this user, on the test server
+    options.exactColumns = {"Secret"};
     options.connectTimeoutS = 1;
     options.statementTimeoutS = 1;
     options.clock = &clock_;

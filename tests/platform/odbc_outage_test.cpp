@@ -36,7 +36,9 @@ class SaidLines {
 
 class OdbcOutageTest : public OdbcTest {
  protected:
-  OdbcOutageTest() { MustRun("create table People (Name nvarchar(255) null)"); }
+  void SetUp() override {
+    ASSERT_TRUE(Run("create table People (Name nvarchar(255) null)")) << driver_->LastError();
+  }
 
   bool Add(const std::string& name) {
     return Run("insert into People(Name) values(?)", {SqlValue::Text(name)});
@@ -166,6 +168,22 @@ TEST_F(OdbcOutageTest, AWrongPasswordIsSaidWithoutThePassword) {
   EXPECT_NE(driver_->LastError().find("Login failed"), std::string::npos) << driver_->LastError();
   EXPECT_EQ(driver_->LastError().find("wrong"), std::string::npos);
   EXPECT_EQ(said_.Text().find("wrong"), std::string::npos) << said_.Text();
+}
+
+TEST_F(OdbcOutageTest, AnInstalledDriverIsFoundInAnyCase) {
+  ServerDatabaseOptions options = Options();
+  options.odbcDriver = "freetds";
+  driver_ = OpenOdbc(options);
+  EXPECT_EQ(Count(), "0");
+}
+
+TEST_F(OdbcOutageTest, APathIsTakenForTheDriversLibrary) {
+  ServerDatabaseOptions options = Options();
+  options.odbcDriver = "/nowhere/libtdsodbc.so";
+  driver_ = OpenOdbc(options);
+  EXPECT_TRUE(Fails("select 1"));
+  EXPECT_NE(driver_->LastError().find(options.odbcDriver), std::string::npos)
+      << driver_->LastError();
 }
 
 TEST_F(OdbcOutageTest, ADriverThatIsNotInstalledIsNamed) {

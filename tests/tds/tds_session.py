@@ -8,7 +8,7 @@ import tds_wire as wire
 import tsql
 from tds_database import Database, SqlError
 
-WRONG_PASSWORD = "wrong"  # the one password that no login is let in with
+PASSWORDS = {"strict": "s{e;c}r=e t"}  # of these users; any other is let in with any password
 
 
 class Gone(Exception):
@@ -53,7 +53,7 @@ class Session:
         user, password, self.name, packet_size = wire.login_fields(content)
         self.name = self.name or "master"
         self.meet_login_fault()
-        if password == WRONG_PASSWORD:
+        if password != PASSWORDS.get(user, password):
             text = f"Login failed for user '{user}'."
             self.send(wire.message(18456, text, 14) + wire.done(status=wire.DONE_ERROR))
             raise Gone
@@ -136,8 +136,11 @@ class Session:
     def set_fault(self, text):
         _, arguments = tds_catalog.call_arguments(tsql.tokenize(text))
         kind, count, value, database = (arguments.get(i) for i in range(4))
-        self.send(wire.done())
+        if kind == "hang_up":  # it ends this connection too, so its answer leaves before
+            self.send(wire.done())
         self.faults.set(database or self.name, kind, count or 1, value or 0)
+        if kind != "hang_up":
+            self.send(wire.done())
 
     def run(self, text, values, token):
         """The answers of all statements of a text, each with the mark that more follows."""
