@@ -60,7 +60,6 @@ OdbcConnection::~OdbcConnection() {
 }
 
 bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& error) {
-  exactColumns_ = options.exactColumns;
   environment_ = OdbcHandle::Make(SQL_HANDLE_ENV, nullptr);
   if (environment_.ok()) {
     SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0);

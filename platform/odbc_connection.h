@@ -77,7 +77,6 @@ class OdbcConnection {
   OdbcHandle environment_;
   OdbcHandle handle_;
   bool connected_ = false;
-  std::vector<std::string> exactColumns_;
   int statementTimeoutS_ = 0;
   std::vector<std::string> exactColumns_;
   OdbcParameters parameters_;
