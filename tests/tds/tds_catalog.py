@@ -12,15 +12,15 @@ LENGTH = """case when c.type like '%(max)' then -1 when instr(c.type,'(')>0
 
 VIEWS = [
     f"""create temp view vnq_information_schema_columns as select 'vnq' TABLE_CATALOG,
-    'dbo' TABLE_SCHEMA, t.name TABLE_NAME, c.name COLUMN_NAME, c.cid+1 ORDINAL_POSITION,
+    'dbo' TABLE_SCHEMA, t.name collate nocase TABLE_NAME, c.name collate nocase COLUMN_NAME, c.cid+1 ORDINAL_POSITION,
     c.dflt_value COLUMN_DEFAULT, case c."notnull" when 0 then 'YES' else 'NO' end IS_NULLABLE,
     replace(lower({BASE_TYPE}),'integer','int') DATA_TYPE, {LENGTH} CHARACTER_MAXIMUM_LENGTH,
     {COLLATION} COLLATION_NAME {COLUMNS}""",
     """create temp view vnq_information_schema_tables as select 'vnq' TABLE_CATALOG,
-    'dbo' TABLE_SCHEMA, name TABLE_NAME,
+    'dbo' TABLE_SCHEMA, name collate nocase TABLE_NAME,
     case type when 'table' then 'BASE TABLE' else 'VIEW' end TABLE_TYPE
     from sqlite_master where type in ('table','view') and name not like 'sqlite_%'""",
-    """create temp view vnq_sys_tables as select name, rowid object_id, 'U' type, 1 schema_id
+    """create temp view vnq_sys_tables as select name collate nocase name, rowid object_id, 'U' type, 1 schema_id
     from sqlite_master where type='table' and name not like 'sqlite_%'""",
     """create temp view vnq_sys_objects as select * from vnq_sys_tables""",
     f"""create temp view vnq_sys_columns as select t.rowid object_id, c.name name, c.cid+1 column_id
@@ -76,8 +76,7 @@ def call(database, name, arguments):
     known = {"sp_pkeys": primary_keys, "sp_special_columns": row_identity, "sp_columns": columns,
              "sp_tables": tables}.get(name.lower().removesuffix("_100").removesuffix("_90"))
     if known is None:
-        from tds_database import SqlError
-        raise SqlError(2812, f"Could not find stored procedure '{name}'.")
+        raise tsql.SqlError(2812, f"Could not find stored procedure '{name}'.")
     table = arguments.get("table_name", arguments.get("name", arguments.get(0)))
     names, kinds, rows = known(database.connection, (table or "").replace("\\", ""))
     return wire.SELECT, len(rows), wire.result_set(names, kinds, rows)

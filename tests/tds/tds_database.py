@@ -1,4 +1,5 @@
 """A SQLite file that takes Transact-SQL and fails as SQL Server does."""
+import functools
 import os
 import re
 import sqlite3
@@ -7,18 +8,14 @@ import threading
 import tds_catalog
 import tds_wire as wire
 import tsql
+from tsql import SqlError
 
 COMMANDS = {"insert": wire.INSERT, "update": wire.UPDATE, "delete": wire.DELETE}
 TRANSACTION_STEPS = {"begin": "begin immediate", "commit": "commit", "rollback": "rollback",
                      "save": "savepoint vnq"}
 IGNORED = {"set", "use", "declare", "waitfor", "print", "go"}
 LOCK_TIMEOUT_S = 10
-
-
-class SqlError(Exception):
-    def __init__(self, number, text):
-        super().__init__(text)
-        self.number, self.text = number, text
+EXACT_COLLATION = "Latin1_General_100_BIN2"
 
 
 def fold(text):
@@ -30,6 +27,19 @@ def fold(text):
 def compare(a, b):
     a, b = fold(a), fold(b)
     return (a > b) - (a < b)
+
+
+@functools.lru_cache
+def exact_columns(statement):
+    """The columns that a `create table` of SQLite gives the collation to the letter."""
+    tokens = tsql.tokenize(statement)
+    opening = next(i for i, token in enumerate(tokens) if token.text == "(")
+    found = set()
+    for part in tsql.split(tokens[opening + 1:-1]):
+        words = [token.low for token in part]
+        if "collate" in words and tsql.STORED_EXACT in words[words.index("collate"):]:
+            found.add(words[0])
+    return found
 
 
 class Statement:
@@ -83,14 +93,15 @@ class Database:
         if not re.fullmatch(r"[\w\- ]{1,100}", name):
             raise SqlError(4060, f"Cannot open database \"{name}\" requested by the login.")
         self.raised = None
+        self.object_ids = {}
         self.connection = sqlite3.connect(os.path.join(folder, name + ".db"), isolation_level=None,
                                           timeout=LOCK_TIMEOUT_S, cached_statements=512)
         self.connection.text_factory = lambda data: data.decode("utf-8", "surrogatepass")
         self.connection.create_collation(tsql.STORED_CI, compare)
         for function, count in ((self.to_int, 1), (self.length, 1), (self.byte_count, 1),
-                                (self.translate_letters, 3), (self.bare_name, 1),
+                                (self.translate_letters, 3),
                                 (self.collation_of, 2), (self.schema_name, 0), (self.schema_id, 0),
-                                (self.quoted_name, 1)):
+                                (self.quoted_name, 1), (self.object_id, 1)):
             self.connection.create_function(FUNCTIONS[function.__name__], count, function,
                                             deterministic=True)
         self.connection.execute("pragma journal_mode=wal").fetchall()
@@ -143,14 +154,10 @@ class Database:
     @staticmethod
     def collation_of(statement, column):
         """The collation of a column, from the statement that made the table."""
-        tokens = tsql.tokenize(statement)
-        opening = next(i for i, token in enumerate(tokens) if token.text == "(")
-        for part in tsql.split(tokens[opening + 1:-1]):
-            if part and part[0].kind == "name" and part[0].low == column.lower():
-                words = [token.low for token in part]
-                known = tsql.STORED_EXACT not in words[words.index("collate"):] if "collate" in words else True
-                return tsql.CI if known else "Latin1_General_100_BIN2"
-        return tsql.CI
+        return EXACT_COLLATION if column.lower() in exact_columns(statement) else tsql.CI
+
+    def object_id(self, name):
+        return None if name is None else self.object_ids.get(self.bare_name(name).lower())
 
     @staticmethod
     def schema_name():
@@ -180,6 +187,8 @@ class Database:
         if version != self.version:
             self.version = version
             self.schema = Schema.of(self.connection)
+            names = self.connection.execute("select lower(name),rowid from sqlite_master")
+            self.object_ids = dict(names.fetchall())
 
     def translated(self, text, kinds):
         key = (text, kinds)
@@ -292,7 +301,8 @@ class Database:
 
 
 FUNCTIONS = {"to_int": "vnq_int", "length": "vnq_len", "byte_count": "vnq_bytes",
-             "translate_letters": "vnq_translate", "bare_name": "vnq_bare", "collation_of": "vnq_collation",
+             "translate_letters": "vnq_translate",
+             "collation_of": "vnq_collation", "object_id": "vnq_object_id",
              "schema_name": "schema_name", "schema_id": "schema_id", "quoted_name": "quotename"}
 INTEGER_SIZES = {"bigint": 8, "smallint": 2, "tinyint": 1}
 

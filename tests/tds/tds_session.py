@@ -6,7 +6,8 @@ import time
 import tds_catalog
 import tds_wire as wire
 import tsql
-from tds_database import Database, SqlError
+from tds_database import Database
+from tsql import SqlError
 
 PASSWORDS = {"strict": "s{e;c}r=e t"}  # of these users; any other is let in with any password
 

@@ -22,6 +22,17 @@ DATE_STYLES = {"23": "%Y-%m-%d", "108": "%H:%M:%S", "8": "%H:%M:%S", "120": "%Y-
                "111": "%Y/%m/%d", "112": "%Y%m%d"}
 
 
+AGGREGATES = {"count", "max", "min", "sum", "avg"}
+
+
+class SqlError(Exception):
+    """What SQL Server refuses, with the number that it has there."""
+
+    def __init__(self, number, text):
+        super().__init__(text)
+        self.number, self.text = number, text
+
+
 class Token:
     __slots__ = ("kind", "text", "low")
 
@@ -103,11 +114,14 @@ class Translator:
         self.schema, self.kinds = schema, kinds
         self.integers, self.texts = schema.column_kinds(
             {token.low for token in tokens if token.kind == "name"})
+        self.columns = self.integers | self.texts
         self.in_set = False
 
     # --- expressions and selects ---
 
     def translate(self, tokens):
+        if tokens and is_word(tokens[0], "select"):
+            self.refuse_mixed_sums(tokens)
         out, limit, i = [], None, 0
         while i < len(tokens):
             token = tokens[i]
@@ -134,6 +148,23 @@ class Translator:
             out.append(sql("limit " + limit))
         return out
 
+    def refuse_mixed_sums(self, tokens):
+        """Sums beside a column that is not grouped by: SQLite would take any row's."""
+        if any(is_word(token, "group", "over") for token in tokens):
+            return
+        end = next((i for i, token in enumerate(tokens) if is_word(token, "from")), len(tokens))
+        plain, i = [], 1
+        has_sums = False
+        while i < end:
+            if tokens[i].low in AGGREGATES and tokens[i + 1].text == "(":
+                has_sums, i = True, close_of(tokens, i + 1)
+            elif tokens[i].low in self.columns and not is_word(tokens[i - 1], "as"):
+                plain.append(tokens[i].text)
+            i += 1
+        if has_sums and plain:
+            raise SqlError(8120, f"Column '{plain[0]}' is invalid in the select list because it is not "
+                                 "contained in either an aggregate function or the GROUP BY clause.")
+
     def top(self, tokens, i):
         if tokens[i + 1].text == "(":
             end = close_of(tokens, i + 1)
@@ -150,7 +181,7 @@ class Translator:
         if is_word(token, "collate"):
             out += [token, sql(collation(tokens[i + 1].text))]
             return i + 2
-        if is_word(token, "dbo") and tokens[i + 1:i + 2] and tokens[i + 1].text == ".":
+        if token.low == "dbo" and tokens[i + 1:i + 2] and tokens[i + 1].text == ".":
             return i + 2
         if is_word(token, "information_schema", "sys") and tokens[i + 1].text == ".":
             out.append(sql(f"vnq_{token.low}_{tokens[i + 2].low}"))
@@ -217,8 +248,7 @@ class Translator:
         if low == "translate" and [join(part).lstrip("nN") for part in parts[1:]] == [UPPER, LOWER]:
             return [sql("lower("), *self.translate(parts[0]), sql(")")]
         if low == "object_id":
-            return [sql("(select rowid from sqlite_master where name=vnq_bare("),
-                    *self.translate(parts[0]), sql(") collate nocase)")]
+            return [sql("vnq_object_id("), *self.translate(parts[0]), sql(")")]
         if low == "columnproperty" and join(parts[2]).lstrip("nN").lower() == "'isidentity'":
             table, column = join(self.translate(parts[0])), join(self.translate(parts[1]))
             return [sql("(select t.sql like '%autoincrement%' and c.pk>0 from sqlite_master t,"
@@ -278,7 +308,7 @@ class Translator:
             return self.translate(tokens)
         columns = split(tokens[opening + 1:close_of(tokens, opening)])
         out = tokens[:opening] + [sql("(" + ",".join(join(column) for column in columns) + ")")]
-        out = [token for token in out if not is_word(token, "dbo") and token.text != "."]
+        out = [token for token in out if token.low not in ("dbo", ".")]
         out.append(tokens[values])
         for row in split(tokens[values + 1:]):
             cells = [self.cell(column, cell) for column, cell in zip(columns, split(row[1:-1]))]
