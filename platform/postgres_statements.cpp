@@ -132,7 +132,8 @@ PostgresReply PostgresStatements::Prepare(std::string_view written,
     return {};
   }
   std::string text(written);
-  PostgresReply reply = use == Use::kOwn ? PostgresReply{} : Translate(written, markers, exactColumns_, text);
+  PostgresReply reply =
+      use == Use::kOwn ? PostgresReply{} : Translate(written, markers, exactColumns_, text);
   if (reply.done()) reply = DropUnused(deadline);
   PostgresStatement made;
   bool kept = written.size() <= kLongestKept;

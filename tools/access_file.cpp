@@ -148,8 +148,8 @@ bool AccessFile::ReadRows(size_t table, const RowSink& sink, std::string& error)
 
 bool AccessFile::Read(size_t table, const RowSink& sink, std::string& error) {
   const std::string format(kAccessDateFormat), &name = tables_[table].name;
-  const ChildCommand command = Command(
-      "mdb-json", {"--date-format", format, "--datetime-format", format, path_, name});
+  const ChildCommand command =
+      Command("mdb-json", {"--date-format", format, "--datetime-format", format, path_, name});
   ChildProcess child;
   if (!Start(child, command, error)) return false;
   std::vector<SqlValue> cells;

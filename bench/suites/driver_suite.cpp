@@ -168,24 +168,9 @@ void UpdateCurrentRow(benchmark::State& state) {
   }
 }
 
-// One commit and the sync that a tick makes of it.
-void CommitAndSyncOnDriver(benchmark::State& state) {
-  Bed bed(state);
-  if (!bed.ok()) return;
-  const Statement insert = Sql(fmt::format("insert into {}(UserID) values('?')", kTable), "x");
-  for (auto _ : state) {
-    bed.database().Execute(insert);
-    bed.database().SyncCommitted();
-  }
-}
-
 BENCHMARK(OpenByKey)->DenseRange(kSqlite, kOdbc)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Insert)->DenseRange(kSqlite, kOdbc)->Unit(benchmark::kMicrosecond);
 BENCHMARK(UpdateCurrentRow)->DenseRange(kSqlite, kOdbc)->Unit(benchmark::kMicrosecond);
-BENCHMARK(CommitAndSyncOnDriver)
-    ->DenseRange(kSqlite, kPostgres)
-    ->Unit(benchmark::kMicrosecond)
-    ->UseRealTime();
 
 }  // namespace
 }  // namespace vnq::bench

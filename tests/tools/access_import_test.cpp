@@ -196,9 +196,10 @@ TEST_F(AccessPrograms, TypesComeToBeWhatTheColumnsHold) {
             jet::Double(1), jet::Short(-1), jet::Date(45000.5), jet::Currency(125000), jet::Guid(),
             jet::Inline("\1\2")}}}});
   EXPECT_EQ(Import(), 0) << err_.str();
-  EXPECT_EQ(Read("select UserID,UserName,FcName,IsVerify,UserState,IsManager,LoginTime,age,Mac like "
-                 "'{%}',Effigy from Users_ID"),
-            "7|alice|王\r\n\"小\\明\"|1|1|-1|2023-03-15 12:00:00|12.5|1|NULL");
+  EXPECT_EQ(
+      Read("select UserID,UserName,FcName,IsVerify,UserState,IsManager,LoginTime,age,Mac like "
+           "'{%}',Effigy from Users_ID"),
+      "7|alice|王\r\n\"小\\明\"|1|1|-1|2023-03-15 12:00:00|12.5|1|NULL");
   EXPECT_EQ(err_.str(),
             "note: table Users_ID: column Effigy is left out: its type is OLE, which no column here"
             " can hold\n");
