@@ -17,10 +17,6 @@ constexpr char kSelect = 's';
 constexpr char kWritten = 'w';
 constexpr char kOwn = 'o';  // of the driver's making: no dialect to translate
 
-SQLPOINTER Number(int value) {
-  return reinterpret_cast<SQLPOINTER>(static_cast<intptr_t>(value));
-}
-
 std::string Unquoted(std::string_view name) {
   bool quoted = name.size() >= 2 && (name.front() == '[' || name.front() == '"');
   return std::string(quoted ? name.substr(1, name.size() - 2) : name);
@@ -62,7 +58,7 @@ OdbcConnection::~OdbcConnection() {
 bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& error) {
   environment_ = OdbcHandle::Make(SQL_HANDLE_ENV, nullptr);
   if (environment_.ok()) {
-    SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0);
+    SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, OdbcNumber(SQL_OV_ODBC3), 0);
     handle_ = OdbcHandle::Make(SQL_HANDLE_DBC, environment_.get());
   }
   if (!handle_.ok()) {
@@ -80,7 +76,7 @@ bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& er
   // When the time is over FreeTDS asks the server to stop, and waits as long again for the answer.
   if (driver->isFreeTds) statementTimeoutS_ = (statementTimeoutS_ + 1) / 2;
   int connectTimeoutS = std::max(1, options.connectTimeoutS);
-  SQLSetConnectAttrW(handle_.get(), SQL_ATTR_LOGIN_TIMEOUT, Number(connectTimeoutS),
+  SQLSetConnectAttrW(handle_.get(), SQL_ATTR_LOGIN_TIMEOUT, OdbcNumber(connectTimeoutS),
                      SQL_IS_UINTEGER);
   auto connectionText = OdbcConnectionText(options, *driver);
   if (!connectionText) {

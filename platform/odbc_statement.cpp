@@ -185,8 +185,7 @@ std::unique_ptr<OdbcStatement> OdbcStatement::Prepare(SQLHDBC connection,
     return nullptr;
   }
   std::unique_ptr<OdbcStatement> made(new OdbcStatement(std::move(handle), parameters));
-  SQLSetStmtAttrW(made->handle(), SQL_ATTR_QUERY_TIMEOUT,
-                  reinterpret_cast<SQLPOINTER>(static_cast<intptr_t>(timeoutS)), SQL_IS_UINTEGER);
+  SQLSetStmtAttrW(made->handle(), SQL_ATTR_QUERY_TIMEOUT, OdbcNumber(timeoutS), SQL_IS_UINTEGER);
   made->kinds_ = std::move(kinds);
   made->order_ = std::move(order);
   std::u16string units = Utf8ToUtf16(text);

@@ -5,6 +5,7 @@
 #include <sqlext.h>
 
 #include <array>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <span>
@@ -155,6 +156,11 @@ class OdbcStatement {
   std::vector<size_t> order_;
   std::u16string direct_;  // what to run when it is not prepared
 };
+
+/// A number as the driver manager's functions for attributes take it.
+inline SQLPOINTER OdbcNumber(intptr_t value) {
+  return reinterpret_cast<SQLPOINTER>(value);  // NOLINT(performance-no-int-to-ptr): no other way
+}
 
 /// For the driver manager's functions that take 16-bit text.
 inline SQLWCHAR* OdbcText(const std::u16string& text) {

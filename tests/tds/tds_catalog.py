@@ -12,7 +12,8 @@ LENGTH = """case when c.type like '%(max)' then -1 when instr(c.type,'(')>0
 
 VIEWS = [
     f"""create temp view vnq_information_schema_columns as select 'vnq' TABLE_CATALOG,
-    'dbo' TABLE_SCHEMA, t.name collate nocase TABLE_NAME, c.name collate nocase COLUMN_NAME, c.cid+1 ORDINAL_POSITION,
+    'dbo' TABLE_SCHEMA, t.name collate nocase TABLE_NAME, c.name collate nocase COLUMN_NAME,
+    c.cid+1 ORDINAL_POSITION,
     c.dflt_value COLUMN_DEFAULT, case c."notnull" when 0 then 'YES' else 'NO' end IS_NULLABLE,
     replace(lower({BASE_TYPE}),'integer','int') DATA_TYPE, {LENGTH} CHARACTER_MAXIMUM_LENGTH,
     {COLLATION} COLLATION_NAME {COLUMNS}""",
@@ -20,7 +21,8 @@ VIEWS = [
     'dbo' TABLE_SCHEMA, name collate nocase TABLE_NAME,
     case type when 'table' then 'BASE TABLE' else 'VIEW' end TABLE_TYPE
     from sqlite_master where type in ('table','view') and name not like 'sqlite_%'""",
-    """create temp view vnq_sys_tables as select name collate nocase name, rowid object_id, 'U' type, 1 schema_id
+    """create temp view vnq_sys_tables as select name collate nocase name, rowid object_id, 'U' type,
+    1 schema_id
     from sqlite_master where type='table' and name not like 'sqlite_%'""",
     """create temp view vnq_sys_objects as select * from vnq_sys_tables""",
     f"""create temp view vnq_sys_columns as select t.rowid object_id, c.name name, c.cid+1 column_id
@@ -123,7 +125,7 @@ def described_type(kind):
     base, _, size = kind.rstrip(") ").partition("(")
     if base in SQL_TYPES:
         number, precision = SQL_TYPES[base]
-        return number, base, precision, 4, 0
+        return number, "int" if base == "integer" else base, precision, 4, 0
     length = int(size) if size.isdigit() else 0
     return -9, "nvarchar", length, 2 * length, None
 
@@ -149,7 +151,7 @@ def columns(connection, table):
 
 def tables(connection, table):
     found = connection.execute("select name from sqlite_master where type='table' "
-                               "and (?1='' or name like ?1)", (table,))
+                               "and name not like 'sqlite_%' and (?1='' or name like ?1)", (table,))
     rows = [(None, "dbo", row[0], "TABLE", None) for row in found.fetchall()]
     return (["TABLE_QUALIFIER", "TABLE_OWNER", "TABLE_NAME", "TABLE_TYPE", "REMARKS"], [NAME] * 5,
             rows)

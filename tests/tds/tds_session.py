@@ -167,7 +167,9 @@ class Session:
         pair = (descriptor, b"\0") if kind == 5 else (b"\0", descriptor)
 
         def work():
-            self.run(steps[kind], (), wire.DONE)
+            # A client in manual-commit mode also ends a transaction that it never began.
+            if kind == 5 or self.database.connection.in_transaction:
+                self.run(steps[kind], (), wire.DONE)
             return wire.environment_change(changes[kind], *pair) + wire.done()
         self.guarded(work, wire.DONE)
 
