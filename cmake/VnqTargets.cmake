@@ -37,10 +37,11 @@ if(VNQ_LTO)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
 endif()
 
-# vnq_library(<name> <folder> [EXCLUDE file...] [LINK <target_link_libraries arguments>])
-# A static library of all sources directly in <folder>. A folder without sources is an empty interface.
+# vnq_library(<name> <folder> [EXCLUDE file...] [PCH header...] [LINK <target_link_libraries arguments>])
+# A static library of all sources directly in <folder>. A folder without sources is an empty interface. PCH names
+# headers of other libraries that most of its sources include and that take long to compile.
 function(vnq_library name folder)
-  cmake_parse_arguments(ARG "" "" "EXCLUDE;LINK" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "EXCLUDE;PCH;LINK" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cpp)
   foreach(file ${ARG_EXCLUDE})
     list(REMOVE_ITEM sources ${CMAKE_SOURCE_DIR}/${folder}/${file})
@@ -55,6 +56,10 @@ function(vnq_library name folder)
   list(REMOVE_ITEM ARG_LINK ${name})
   add_library(${name} STATIC ${sources})
   target_link_libraries(${name} PUBLIC vnq_settings ${ARG_LINK})
+  if(ARG_PCH)
+    target_compile_options(${name} PRIVATE -fpch-preprocess)
+    target_precompile_headers(${name} PRIVATE ${ARG_PCH})
+  endif()
 endfunction()
 
 # vnq_embed_texts(<library> <header> <function> <name=path>...)
@@ -88,11 +93,11 @@ function(vnq_program name source)
   set(VNQ_PROGRAMS ${VNQ_PROGRAMS} ${name} PARENT_SCOPE)
 endfunction()
 
-# vnq_test(<name> <folder> [LABEL <label>] [LINK <libraries>])
+# vnq_test(<name> <folder> [LABEL <label>] [PCH header...] [LINK <libraries>])
 # One test program of all sources in tests/<folder>; each test is an entry of CTest, <folder>/<Suite>.<Name>.
 # Tests with the label "long" run only in ./test.sh --full.
 function(vnq_test name folder)
-  cmake_parse_arguments(ARG "" "LABEL" "LINK" ${ARGN})
+  cmake_parse_arguments(ARG "" "LABEL" "PCH;LINK" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*.cpp)
   if(NOT sources)
     return()
@@ -101,7 +106,7 @@ function(vnq_test name folder)
   target_link_libraries(${name} PRIVATE vnq_settings ${ARG_LINK} GTest::gtest_main GTest::gmock)
   # Half of a test run is compiling tests, whose own speed does not matter.
   target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE -fpch-preprocess)
-  target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <string> <vector>)
+  target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <string> <vector> ${ARG_PCH})
   gtest_discover_tests(${name}
     TEST_PREFIX ${folder}/
     PROPERTIES TIMEOUT 120 LABELS "${ARG_LABEL}"

@@ -26,11 +26,11 @@ python3 "$here/tests/tds/tds_server.py" --address "$address" --port "$port" --fo
   >"$folder/log" 2>&1 &
 server=$!
 for _ in $(seq 100); do
-  grep -q ready "$folder/log" && break
+  grep -qs ready "$folder/log" && break
   kill -0 "$server" 2>/dev/null || break
   sleep 0.1
 done
-grep -q ready "$folder/log" || { cat "$folder/log" >&2; exit 125; }
+grep -qs ready "$folder/log" || { cat "$folder/log" >&2; exit 125; }
 
 export VNQ_TEST_TDS="$address:$port:$folder/files"
 "$@"
