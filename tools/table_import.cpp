@@ -195,8 +195,7 @@ bool TableImport::FitRow(std::span<const SqlValue> cells) {
       SayBadRow("column " + column.name + ": " + ShownValue(column, value) + ": " + why);
       return false;
     }
-    const bool isServer = target_.engine != DatabaseEngine::kSqlite;
-    if (isServer && HasUnstorableCharacters(value.text)) ++changedTexts_;
+    if (HasUnstorableCharacters(value.text, target_.engine)) ++changedTexts_;
   }
   return true;
 }
