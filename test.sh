@@ -90,6 +90,7 @@ fi
 
 Step "formatting" scripts/format.sh --check
 Step "layers" scripts/check_layers.sh
+Step "TDS test server" python3 -m unittest discover -s tests/tds -p '*_test.py'
 
 if Step "release build" Build build/release -DCMAKE_BUILD_TYPE=Release; then
   Tests "release tests" build/release "${test_options[@]}"

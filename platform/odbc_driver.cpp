@@ -70,7 +70,7 @@ class OdbcDriver final : public SqlDriver {
   ServerAvailability availability_;
   std::unique_ptr<OdbcConnection> connection_;
   std::string lastError_;
-  int64_t lastAnswerMs_ = INT64_MIN;
+  int64_t lastAnswerMs_ = 0;
   bool inTransaction_ = false;  // until it ends, also when its connection does before
 };
 
@@ -174,7 +174,8 @@ bool OdbcDriver::RunTransactionStep(std::string_view statement, std::string_view
   bool done = Run(statement, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
     return connection.Execute(own, {}, error);
   });
-  if (done || !connection_) inTransaction_ = begins && done;
+  // After a rollback there is none in any case: a server also ends one by itself.
+  if (done || !connection_ || own == "rollback") inTransaction_ = begins && done;
   return done;
 }
 
@@ -220,7 +221,7 @@ bool OdbcDriver::DeleteRow(const SqlRows& rows, size_t row) {
 bool OdbcDriver::ChangeOneRow(std::string_view verb, std::string_view set, const SqlRows& rows,
                               size_t row, std::span<const SqlValue> values,
                               const OdbcTable*& table) {
-  std::string statement = fmt::format("{} {}", verb, rows.table);
+  const std::string statement = fmt::format("{} {}{}", verb, rows.table, set);
   if (rows.table.empty()) return Fail(statement, "the row set comes from no single table");
   if (row >= rows.rowCount()) return Fail(statement, "no current row");
   SQLLEN changed = 0;
@@ -233,9 +234,9 @@ bool OdbcDriver::ChangeOneRow(std::string_view verb, std::string_view set, const
       error.text = "nothing finds its row again";
       return false;
     }
-    statement =
+    std::string text =
         fmt::format("{} top (1) {}{} where {}", verb, BracketedName(rows.table), set, condition);
-    return connection.Change(statement, parameters, changed, error);
+    return connection.Change(text, parameters, changed, error);
   });
   return done && (changed != 0 || Fail(statement, "the row is no longer there"));
 }

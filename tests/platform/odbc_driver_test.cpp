@@ -368,7 +368,23 @@ TEST_F(OdbcDriverTest, ATransactionIsKeptOrTakenBackAsAWhole) {
   EXPECT_TRUE(driver_->SyncCommitted());
 }
 
+TEST_F(OdbcDriverTest, ARollbackOfNothingLeavesNoTransaction) {
+  EXPECT_FALSE(Run("rollback"));
+  MustRun("exec vnq_fault 'hang_up'");
+  clock_.nowMs += 60'000;
+  AddPerson("a", 1);
+  EXPECT_EQ(Text("select count(*) from People"), "1");
+}
+
 // --- Errors ---
+
+TEST_F(OdbcDriverTest, AnErrorOfAWriteNamesItsTableAndColumns) {
+  AddPerson("a", 1);
+  SqlRows rows = Rows("select * from People");
+  EXPECT_FALSE(Update(rows, 0, {{"Age", T("not a number")}}));
+  EXPECT_EQ(driver_->LastError().rfind("update People set [Age]=?: 22018 ", 0), 0U)
+      << driver_->LastError();
+}
 
 TEST_F(OdbcDriverTest, AnErrorNamesStatementStateAndCause) {
   EXPECT_TRUE(Fails("select * from Nowhere where a=?", {I(1)}));
