@@ -152,7 +152,11 @@ bool OdbcDriver::Query(std::string_view statement, std::span<const SqlValue> par
 bool OdbcDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
   if (StartsWith(statement, "begin")) return RunTransactionStep(statement, "begin transaction");
   if (StartsWith(statement, "commit")) return RunTransactionStep(statement, "commit");
-  if (StartsWith(statement, "rollback")) return RunTransactionStep(statement, "rollback");
+  // One that goes back to a savepoint ends nothing.
+  constexpr std::string_view kRollback = "rollback";
+  if (StartsWith(statement, kRollback) && statement.size() == kRollback.size()) {
+    return RunTransactionStep(statement, kRollback);
+  }
   return Run(statement, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
     return connection.Execute(statement, parameters, error);
   });

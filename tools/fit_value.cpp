@@ -83,13 +83,15 @@ bool FitValue(const TargetColumn& column, SqlValue& value, std::string& why) {
                                                 : FitText(column, value, why);
 }
 
-bool HasUnstorableCharacters(std::string_view text) {
+bool HasUnstorableCharacters(std::string_view text, DatabaseEngine engine) {
+  if (engine == DatabaseEngine::kSqlite) return false;
+  const bool isPostgres = engine == DatabaseEngine::kPostgres;
   for (size_t at = 0; at < text.size();) {
     const size_t begin = at;
     const char32_t value = NextSequence(text, at);
-    const bool isBad = value == 0 || IsHighSurrogate(value) || IsLowSurrogate(value);
+    const bool isOdd = value == 0 || IsHighSurrogate(value) || IsLowSurrogate(value);
     const bool isNone = value == kReplacementCharacter && at - begin != 3;
-    if (isBad || isNone) return true;
+    if (isNone || (isOdd && isPostgres)) return true;
   }
   return false;
 }

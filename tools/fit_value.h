@@ -11,7 +11,9 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
+#include "host/database_engine.h"
 #include "platform/sql_driver.h"
 
 namespace vnq {
@@ -29,9 +31,9 @@ struct TargetColumn {
 /// the value is as it was then.
 bool FitValue(const TargetColumn& column, SqlValue& value, std::string& why);
 
-/// True for a text with characters that a database server has no place for: NUL, lone surrogates,
-/// bytes that are no UTF-8.
-bool HasUnstorableCharacters(std::string_view text);
+/// True for a text with characters that the engine's text columns have no place for: in PostgreSQL
+/// NUL and lone surrogates, on both servers bytes that are no UTF-8. SQLite keeps any.
+bool HasUnstorableCharacters(std::string_view text, DatabaseEngine engine);
 
 /// The value for a message: in quotes when it is a text, control characters as escapes, cut when
 /// long.

@@ -1,6 +1,7 @@
 #include "tools/growing_id.h"
 
 #include <algorithm>
+#include <span>
 
 #include "support/ascii_case.h"
 #include "support/numbers.h"
@@ -29,7 +30,7 @@ std::string PostgresLastValue(const TableDef& table) {
 }
 
 std::string Greatest(const TableDef& table) {
-  return "select max(" + std::string(GrowingIdOf(table)->name) + ") from " +
+  return "select max(" + std::string(GrowingIdOf(table)->name) + ") as seq from " +
          std::string(table.name);
 }
 
@@ -60,12 +61,18 @@ bool RaisePostgres(SqlDriver& driver, const TableDef& table, int64_t atLeast) {
                       {}, ignored);
 }
 
+// A row with that number, there for a moment, raises it; `dbcc checkident` would take more rights.
 bool RaiseSqlServer(SqlDriver& driver, const TableDef& table, int64_t atLeast) {
   // An insert with a greater number has raised it already.
-  const int64_t last = ReadGrowingId(driver, DatabaseEngine::kSqlServer, table);
-  return atLeast <= last || driver.Execute("dbcc checkident(" + Quoted(table.name) + ",reseed," +
-                                               FormatNumber(atLeast) + ") with no_infomsgs",
-                                           {});
+  const int64_t given = ReadGrowingId(driver, DatabaseEngine::kSqlServer, table);
+  if (atLeast <= std::max(given, NumberOf(driver, Greatest(table)))) return true;
+  const std::string name(table.name), column(GrowingIdOf(table)->name);
+  const SqlValue number = SqlValue::Integer(atLeast);
+  const std::span<const SqlValue> numbers(&number, 1);
+  return driver.Execute("set identity_insert " + name + " on", {}) &&
+         driver.Execute("insert into " + name + "(" + column + ") values(?)", numbers) &&
+         driver.Execute("delete from " + name + " where " + column + "=?", numbers) &&
+         driver.Execute("set identity_insert " + name + " off", {});
 }
 
 }  // namespace

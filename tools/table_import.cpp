@@ -195,30 +195,26 @@ bool TableImport::FitRow(std::span<const SqlValue> cells) {
       SayBadRow("column " + column.name + ": " + ShownValue(column, value) + ": " + why);
       return false;
     }
-    const bool isServer = target_.engine != DatabaseEngine::kSqlite;
-    if (isServer && HasUnstorableCharacters(value.text)) ++changedTexts_;
+    if (HasUnstorableCharacters(value.text, target_.engine)) ++changedTexts_;
   }
   return true;
 }
 
 bool TableImport::AddRow() {
-  if (!options_.skipBadRows) {
-    if (Insert()) return true;
-    SayBadRow(OneLine(target_.driver.LastError()));
-    return false;
-  }
+  const bool isGuarded = options_.skipBadRows;
   const SavepointWords words = SavepointWordsOf(target_.engine);
-  isBroken_ = !target_.driver.Execute(words.set, {});
-  if (isBroken_) return false;
+  if (isGuarded && !Savepoint(words.set)) return false;
   const bool isAdded = Insert();
-  if (!isAdded) {
-    SayBadRow(OneLine(target_.driver.LastError()));
-    isBroken_ = !target_.driver.Execute(words.back, {});
-  }
-  if (!isBroken_ && !words.release.empty()) {
-    isBroken_ = !target_.driver.Execute(words.release, {});
-  }
-  return isAdded && !isBroken_;
+  if (!isAdded) SayBadRow(OneLine(target_.driver.LastError()));
+  if (isGuarded && !isAdded && !Savepoint(words.back)) return false;
+  return (!isGuarded || Savepoint(words.release)) && isAdded;
+}
+
+// Without one the rows behind a bad row cannot be had.
+bool TableImport::Savepoint(std::string_view statement) {
+  if (statement.empty() || target_.driver.Execute(statement, {})) return true;
+  isBroken_ = true;
+  return Fail(OneLine(target_.driver.LastError()));
 }
 
 bool TableImport::Insert() {

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/database_engine.h"
@@ -78,6 +79,7 @@ class TableImport {
   bool TakeRow(std::span<const SqlValue> cells);
   bool FitRow(std::span<const SqlValue> cells);
   bool AddRow();
+  bool Savepoint(std::string_view statement);
   bool Insert();
   bool SetIdentityInsert(bool isOn);
   bool Finish(const SourceTable& source);

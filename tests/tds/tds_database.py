@@ -13,9 +13,18 @@ from tsql import SqlError
 COMMANDS = {"insert": wire.INSERT, "update": wire.UPDATE, "delete": wire.DELETE}
 TRANSACTION_STEPS = {"begin": "begin immediate", "commit": "commit", "rollback": "rollback",
                      "save": "savepoint vnq"}
+SAVEPOINT_STEPS = {"save": "savepoint ", "rollback": "rollback to "}
 IGNORED = {"set", "use", "declare", "waitfor", "print", "go"}
 LOCK_TIMEOUT_S = 10
 EXACT_COLLATION = "Latin1_General_100_BIN2"
+
+
+def transaction_step(tokens):
+    """The step as SQLite takes it; `save` and `rollback` may name a savepoint."""
+    verb = tokens[0].low
+    if verb in SAVEPOINT_STEPS and len(tokens) > 2 and tokens[2].kind == "name":
+        return SAVEPOINT_STEPS[verb] + tokens[2].text
+    return TRANSACTION_STEPS[verb]
 
 
 def fold(text):
@@ -204,7 +213,7 @@ class Database:
         if verb in IGNORED:
             return Statement("", verb)
         if verb in TRANSACTION_STEPS:
-            return Statement(TRANSACTION_STEPS[verb], verb)
+            return Statement(transaction_step(tokens), verb)
         if verb in ("exec", "execute"):
             return Statement(tokens, "exec")
         if verb == "if":
