@@ -59,6 +59,10 @@ int64_t SystemClock::MonotonicMs() const {
   return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
+int64_t MonotonicMs(const Clock* clock) {
+  return clock ? clock->MonotonicMs() : SystemClock().MonotonicMs();
+}
+
 LocalTime SteppedClock::Now() const {
   int64_t seconds = (start_.hour * 60 + start_.minute) * 60 + start_.second + elapsedMs_ / 1000;
   LocalTime now = start_;

@@ -36,6 +36,9 @@ class SystemClock : public Clock {
   int64_t MonotonicMs() const override;
 };
 
+/// The clock's monotonic milliseconds; the machine's when it is null.
+int64_t MonotonicMs(const Clock* clock);
+
 /// A clock that stands still until it is told to advance.
 class SteppedClock : public Clock {
  public:

@@ -1,24 +1,18 @@
 #include <fmt/format.h>
 
-#include <chrono>
-
 #include "platform/clock.h"
 #include "platform/odbc_connection.h"
+#include "platform/row_statements.h"
 #include "platform/server_availability.h"
 
 namespace vnq {
 namespace {
 
-constexpr size_t kStatementBytesInErrors = 300;
+constexpr RowWriting kWriting = {BracketedName, false};
 
 // A connection that was idle this long is tried with a statement that does no harm, before one that
 // must not run twice.
 constexpr int64_t kTrustedMs = 1000;
-
-int64_t MachineMs() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
 
 bool StartsWith(std::string_view statement, std::string_view lowerWord) {
   size_t start = statement.find_first_not_of(" \t\r\n");
@@ -52,7 +46,7 @@ class OdbcDriver final : public SqlDriver {
  private:
   enum class Repeatable { kNo, kYes };
 
-  int64_t NowMs() const { return options_.clock ? options_.clock->MonotonicMs() : MachineMs(); }
+  int64_t NowMs() const { return MonotonicMs(options_.clock); }
 
   template <typename Work>
   bool Run(std::string_view statement, Repeatable repeatable, const Work& work);
@@ -75,9 +69,7 @@ class OdbcDriver final : public SqlDriver {
 };
 
 bool OdbcDriver::Fail(std::string_view statement, std::string_view why) {
-  bool cut = statement.size() > kStatementBytesInErrors;
-  lastError_ =
-      fmt::format("{}{}: {}", statement.substr(0, kStatementBytesInErrors), cut ? "..." : "", why);
+  lastError_ = StatementFailure(statement, why);
   return false;
 }
 
@@ -87,7 +79,7 @@ bool OdbcDriver::EnsureConnected() {
     lastError_ = availability_.why();
     return false;
   }
-  int64_t start = MachineMs();
+  int64_t start = MonotonicMs(nullptr);
   OdbcError error;
   connection_ = OdbcConnection::Open(options_, error);
   if (connection_) return true;
@@ -98,7 +90,7 @@ bool OdbcDriver::EnsureConnected() {
 
 void OdbcDriver::Lose(int64_t startMs) {
   connection_.reset();
-  availability_.NoteLost(lastError_, MachineMs() - startMs);
+  availability_.NoteLost(lastError_, MonotonicMs(nullptr) - startMs);
 }
 
 // Runs `work` on a connection that stands. What may be repeated is, once, when the connection that
@@ -117,7 +109,7 @@ bool OdbcDriver::Run(std::string_view statement, Repeatable repeatable, const Wo
 template <typename Work>
 bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& mayRepeat) {
   if (!EnsureConnected()) return mayRepeat = false;
-  int64_t start = MachineMs();
+  int64_t start = MonotonicMs(nullptr);
   OdbcError error;
   bool done = work(*connection_, error);
   if (!done) Fail(statement, error.Describe());
@@ -181,32 +173,18 @@ bool OdbcDriver::RunTransactionStep(std::string_view statement, std::string_view
 
 bool OdbcDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
-  std::string names;
-  std::string markers;
-  std::vector<SqlValue> parameters;
-  for (const SqlAssignment& assignment : values) {
-    names += (names.empty() ? "" : ",") + BracketedName(assignment.column);
-    markers += markers.empty() ? "?" : ",?";
-    parameters.push_back(assignment.value);
-  }
-  std::string statement = "insert into " + BracketedName(target.table);
-  statement += values.empty() ? " default values" : "(" + names + ") values(" + markers + ")";
-  return Run(statement, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
+  const RowStatement insert = InsertStatement(BracketedName(target.table), values, kWriting);
+  return Run(insert.text, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
     SQLLEN changed = 0;
-    return connection.Change(statement, parameters, changed, error);
+    return connection.Change(insert.text, insert.parameters, changed, error);
   });
 }
 
 bool OdbcDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
   if (values.empty()) return true;
-  std::string set;
-  std::vector<SqlValue> parameters;
-  for (const SqlAssignment& assignment : values) {
-    set += (set.empty() ? " set " : ",") + BracketedName(assignment.column) + "=?";
-    parameters.push_back(assignment.value);
-  }
+  const RowStatement set = SetClause(values, kWriting);
   const OdbcTable* table = nullptr;
-  if (!ChangeOneRow("update", set, rows, row, parameters, table)) return false;
+  if (!ChangeOneRow("update", set.text, rows, row, set.parameters, table)) return false;
   RefreshOdbcIdentity(*table, rows, row, values);
   return true;
 }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/postgres_statements.h"
+#include "platform/row_statements.h"
 #include "platform/server_availability.h"
 
 namespace vnq {
@@ -14,7 +15,7 @@ namespace {
 using Outcome = PostgresReply::Outcome;
 using Use = PostgresStatements::Use;
 
-constexpr size_t kStatementBytesInErrors = 300;
+constexpr RowWriting kWriting = {QuotedPostgresName, true};
 
 // Flushes the log up to its own end, and so everything committed before. A commit that has written
 // nothing does not wait for the log, even with a transaction number of its own; an empty message to
@@ -116,9 +117,7 @@ class PostgresDriver final : public SqlDriver {
 };
 
 bool PostgresDriver::Fail(std::string_view statement, std::string_view why) {
-  bool cut = statement.size() > kStatementBytesInErrors;
-  lastError_ =
-      fmt::format("{}{}: {}", statement.substr(0, kStatementBytesInErrors), cut ? "..." : "", why);
+  lastError_ = StatementFailure(statement, why);
   return false;
 }
 
@@ -233,31 +232,17 @@ bool PostgresDriver::Execute(std::string_view statement, std::span<const SqlValu
 
 bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
-  std::string names;
-  std::string markers;
-  std::vector<SqlValue> parameters;
-  for (const SqlAssignment& assignment : values) {
-    parameters.push_back(assignment.value);
-    names += (names.empty() ? "" : ",") + QuotedPostgresName(assignment.column);
-    markers += (markers.empty() ? "$" : ",$") + std::to_string(parameters.size());
-  }
-  std::string statement = "insert into " + target.table;
-  statement += values.empty() ? " default values" : "(" + names + ") values(" + markers + ")";
+  const RowStatement insert = InsertStatement(target.table, values, kWriting);
   Ran ran;
-  return Run(statement, parameters, Use::kOwn, ran);
+  return Run(insert.text, insert.parameters, Use::kOwn, ran);
 }
 
 bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
   if (values.empty()) return true;
-  std::string statement = "update " + rows.table + " set ";
-  std::vector<SqlValue> parameters;
-  for (const SqlAssignment& assignment : values) {
-    parameters.push_back(assignment.value);
-    statement += parameters.size() > 1 ? "," : "";
-    statement += QuotedPostgresName(assignment.column) + "=$" + std::to_string(parameters.size());
-  }
+  RowStatement set = SetClause(values, kWriting);
   Ran ran;
-  if (!ChangeOneRow(std::move(statement), rows, row, std::move(parameters), ran)) return false;
+  if (!ChangeOneRow("update " + rows.table + set.text, rows, row, std::move(set.parameters), ran))
+    return false;
   std::vector<SqlValue> now;
   for (size_t i = 0; i < rows.identityWidth; ++i) {
     now.push_back(ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText));

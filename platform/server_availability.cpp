@@ -3,16 +3,13 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
-#include <chrono>
 
 #include "platform/clock.h"
 
 namespace vnq {
 
 int64_t ServerAvailability::NowMs() const {
-  using namespace std::chrono;
-  if (clock_) return clock_->MonotonicMs();
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+  return MonotonicMs(clock_);
 }
 
 void ServerAvailability::NoteLost(std::string why, int64_t spentMs) {

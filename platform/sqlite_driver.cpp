@@ -1,9 +1,8 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
-#include <chrono>
-
 #include "platform/clock.h"
+#include "platform/row_statements.h"
 #include "platform/sqlite_connection.h"
 
 namespace vnq {
@@ -12,12 +11,6 @@ namespace {
 constexpr int64_t kRetryMs = 1000;    // between two attempts to open the file
 constexpr int64_t kBackOffMs = 1000;  // without waiting, after a wait for a lock was in vain
 constexpr int64_t kMovedCheckMs = 1000;
-constexpr size_t kStatementBytesInErrors = 300;
-
-int64_t MachineMs() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
 
 std::string QuotedName(std::string_view name) {
   std::string quoted = "\"";
@@ -27,6 +20,8 @@ std::string QuotedName(std::string_view name) {
   }
   return quoted + '"';
 }
+
+constexpr RowWriting kWriting = {QuotedName, false};
 
 // The texts are the caller's and stay until the statement was reset.
 int Bind(sqlite3_stmt* statement, int index, const SqlValue& value) {
@@ -72,7 +67,7 @@ class SqliteDriver final : public SqlDriver {
   const std::string& LastError() const override { return lastError_; }
 
  private:
-  int64_t NowMs() const { return options_.clock ? options_.clock->MonotonicMs() : MachineMs(); }
+  int64_t NowMs() const { return MonotonicMs(options_.clock); }
 
   bool EnsureOpen();
   void Unavailable(const std::string& why);
@@ -82,7 +77,7 @@ class SqliteDriver final : public SqlDriver {
   bool Fail(std::string_view statement, std::string_view why);
   bool FailByEngine(std::string_view statement);
   bool ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
-                    std::span<const SqlAssignment> values);
+                    std::vector<SqlValue> parameters);
 
   SqliteOptions options_;
   std::unique_ptr<SqliteConnection> connection_;
@@ -176,9 +171,7 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code) {
 }
 
 bool SqliteDriver::Fail(std::string_view statement, std::string_view why) {
-  bool cut = statement.size() > kStatementBytesInErrors;
-  lastError_ =
-      fmt::format("{}{}: {}", statement.substr(0, kStatementBytesInErrors), cut ? "..." : "", why);
+  lastError_ = StatementFailure(statement, why);
   return false;
 }
 
@@ -227,27 +220,15 @@ bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue>
 
 bool SqliteDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
-  std::string names;
-  std::string markers;
-  std::vector<SqlValue> parameters;
-  for (const SqlAssignment& assignment : values) {
-    names += (names.empty() ? "" : ",") + QuotedName(assignment.column);
-    markers += markers.empty() ? "?" : ",?";
-    parameters.push_back(assignment.value);
-  }
-  std::string statement = "insert into " + QuotedName(target.table);
-  statement += values.empty() ? " default values" : "(" + names + ") values(" + markers + ")";
-  return Execute(statement, parameters);
+  const RowStatement insert = InsertStatement(QuotedName(target.table), values, kWriting);
+  return Execute(insert.text, insert.parameters);
 }
 
 bool SqliteDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
   if (values.empty()) return true;
-  std::string statement = "update " + QuotedName(rows.table) + " set ";
-  for (const SqlAssignment& assignment : values) {
-    statement += QuotedName(assignment.column) + "=?,";
-  }
-  statement.pop_back();
-  return ChangeOneRow(statement, rows, row, values);
+  RowStatement set = SetClause(values, kWriting);
+  return ChangeOneRow("update " + QuotedName(rows.table) + set.text, rows, row,
+                      std::move(set.parameters));
 }
 
 bool SqliteDriver::DeleteRow(const SqlRows& rows, size_t row) {
@@ -257,11 +238,9 @@ bool SqliteDriver::DeleteRow(const SqlRows& rows, size_t row) {
 // Runs the statement on the one row alone; a row that another program has deleted meanwhile is a
 // failure.
 bool SqliteDriver::ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
-                                std::span<const SqlAssignment> values) {
+                                std::vector<SqlValue> parameters) {
   if (rows.table.empty()) return Fail(statement, "the row set comes from no single table");
   if (row >= rows.identity.size()) return Fail(statement, "no current row");
-  std::vector<SqlValue> parameters;
-  for (const SqlAssignment& assignment : values) parameters.push_back(assignment.value);
   parameters.push_back(rows.identity[row]);
   if (!Execute(statement + " where _rowid_=?", parameters)) return false;
   if (sqlite3_changes64(connection_->handle()) > 0) return true;

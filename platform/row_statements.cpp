@@ -1,0 +1,47 @@
+#include "platform/row_statements.h"
+
+#include <fmt/format.h>
+
+namespace vnq {
+namespace {
+
+constexpr size_t kStatementBytesInErrors = 300;
+
+// Takes the value and gives the marker for it.
+std::string MarkerFor(const SqlValue& value, const RowWriting& writing, RowStatement& made) {
+  made.parameters.push_back(value);
+  return writing.numbered ? "$" + std::to_string(made.parameters.size()) : "?";
+}
+
+}  // namespace
+
+RowStatement InsertStatement(std::string_view table, std::span<const SqlAssignment> values,
+                             const RowWriting& writing) {
+  RowStatement made;
+  std::string names;
+  std::string markers;
+  for (const SqlAssignment& assignment : values) {
+    names += (names.empty() ? "" : ",") + writing.quoted(assignment.column);
+    markers += (markers.empty() ? "" : ",") + MarkerFor(assignment.value, writing, made);
+  }
+  made.text = values.empty() ? fmt::format("insert into {} default values", table)
+                             : fmt::format("insert into {}({}) values({})", table, names, markers);
+  return made;
+}
+
+RowStatement SetClause(std::span<const SqlAssignment> values, const RowWriting& writing) {
+  RowStatement made;
+  for (const SqlAssignment& assignment : values) {
+    made.text += (made.text.empty() ? " set " : ",") + writing.quoted(assignment.column) + "=";
+    made.text += MarkerFor(assignment.value, writing, made);
+  }
+  return made;
+}
+
+std::string StatementFailure(std::string_view statement, std::string_view why) {
+  const bool cut = statement.size() > kStatementBytesInErrors;
+  return fmt::format("{}{}: {}", statement.substr(0, kStatementBytesInErrors), cut ? "..." : "",
+                     why);
+}
+
+}  // namespace vnq
