@@ -199,10 +199,9 @@ class Translator {
   }
 
   void EndSelect() {
-    const size_t end = contentEnd_;
-    const std::string blanks = out_.substr(end);
     if (levels_.back().ordering) {
-      out_.resize(end);
+      const std::string blanks = out_.substr(contentEnd_);
+      out_.resize(contentEnd_);
       WriteNullOrder();
       out_ += blanks;
       levels_.back().ordering = false;

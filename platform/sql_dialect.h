@@ -4,9 +4,11 @@
 //   select top N ...            the first N rows
 //   #YYYY-MM-DD#                a date, kept as text
 //   clng(x), CONVERT(int,x)     x as a 32-bit integer; an error when it is no number
+//   a = ?, a <> ?, a in (?,?)   in conditions: texts compared as TextComparison below says
+//   order by a                  NULL sorts as the smallest value
 //
 // Everything else is the common subset and stays byte for byte as it is; so does whatever stands in
-// quotes, in brackets or in a comment. Both functions are pure, take any text and never fail: what
+// quotes, in brackets or in a comment. The functions are pure, take any text and never fail: what
 // is no statement comes out as it went in, and the engine refuses it.
 #pragma once
 
@@ -73,8 +75,7 @@ std::string SingleTable(std::string_view select);
 
 /// The select with `column` as one more column at the end of its list. Nothing for what is no
 /// select whose rows are rows of one table: a join, a union, distinct rows, groups. Whether each
-/// column is one of the table's
-/// (`count(*)` is none) is left to the engine to tell.
+/// column is one of the table's (`count(*)` is none) is left to the engine to tell.
 std::optional<std::string> SelectWithColumn(std::string_view select, std::string_view column);
 
 }  // namespace vnq

@@ -5,6 +5,7 @@
 #
 # The command finds it in VNQ_TEST_TDS=ADDRESS:PORT:FOLDER; the folder holds one SQLite file a database, made at
 # the first log-in that names it. See tests/tds/README.md for what it can and what it cannot show.
+# Exit code 125: the server does not start.
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
