@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/skipped.h"
+#include "support/ascii_case.h"
 #include "support/utf16.h"
 
 namespace vnq {
@@ -15,12 +16,6 @@ bool IsDate(std::string_view text) {
   return std::equal(kShape.begin(), kShape.end(), text.begin(), text.end(), [](char shape, char c) {
     return shape == 'd' ? c >= '0' && c <= '9' : c == shape;
   });
-}
-
-bool SameName(std::string_view a, std::string_view b) {
-  auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 // Replaces the markers in a statement's words by bare ones and collects the values for them.
@@ -231,8 +226,9 @@ void Cursor::MoveNext() {
 int Cursor::ColumnIndex(std::string_view column) const {
   if (!open_) return -1;
   const auto& columns = *rows_.columns;
-  auto found = std::find_if(columns.begin(), columns.end(),
-                            [&](const SqlColumn& each) { return SameName(each.name, column); });
+  auto found = std::find_if(columns.begin(), columns.end(), [&](const SqlColumn& each) {
+    return SameButForCase(each.name, column);
+  });
   return found == columns.end() ? -1 : static_cast<int>(found - columns.begin());
 }
 

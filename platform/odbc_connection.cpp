@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "platform/odbc_connection_text.h"
+#include "platform/row_statements.h"
 #include "platform/sql_dialect.h"
 #include "support/replace_all.h"
 #include "support/utf16.h"
@@ -22,18 +23,10 @@ std::string Unquoted(std::string_view name) {
   return std::string(quoted ? name.substr(1, name.size() - 2) : name);
 }
 
-std::vector<SqlMarker> Markers(std::span<const SqlValue> values) {
-  std::vector<SqlMarker> markers;
-  for (const SqlValue& value : values) {
-    markers.push_back(value.kind == SqlValue::Kind::kText ? SqlMarker::kText : SqlMarker::kNumber);
-  }
-  return markers;
-}
-
 TranslatedSql Translated(char use, std::string_view statement, std::span<const SqlValue> values,
                          std::span<const std::string> exactColumns) {
   if (use != kOwn) {
-    return TranslateSql(statement, Markers(values), kTransactSqlDialect, exactColumns);
+    return TranslateSql(statement, MarkersOf(values), kTransactSqlDialect, exactColumns);
   }
   TranslatedSql own{std::string(statement), {}};
   for (size_t i = 0; i < values.size(); ++i) own.parameters.push_back(i);

@@ -15,7 +15,7 @@ namespace {
 using Outcome = PostgresReply::Outcome;
 using Use = PostgresStatements::Use;
 
-constexpr RowWriting kWriting = {QuotedPostgresName, true};
+constexpr RowWriting kWriting = {DoubleQuoted, true};
 
 // Flushes the log up to its own end, and so everything committed before. A commit that has written
 // nothing does not wait for the log, even with a transaction number of its own; an empty message to

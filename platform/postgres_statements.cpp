@@ -3,6 +3,7 @@
 #include <libpq-fe.h>
 #include <strings.h>
 
+#include "platform/row_statements.h"
 #include "platform/sql_dialect.h"
 
 namespace vnq {
@@ -50,8 +51,8 @@ std::shared_ptr<const PostgresTable> TableOf(unsigned number, const PostgresRepl
   if (kind != "r" && !partitioned) return nullptr;
   auto table = std::make_shared<PostgresTable>();
   table->number = number;
-  if (Cell(reply, 0, 2) != "t") table->name = QuotedPostgresName(Cell(reply, 0, 3)) + ".";
-  table->name += QuotedPostgresName(Cell(reply, 0, 4));
+  if (Cell(reply, 0, 2) != "t") table->name = DoubleQuoted(Cell(reply, 0, 3)) + ".";
+  table->name += DoubleQuoted(Cell(reply, 0, 4));
   // A key holds for a table and its partitions, but not for tables that inherit from it.
   bool inherited = !partitioned && Cell(reply, 0, 1) == "t";
   bool hasKey = PQgetisnull(reply.result.get(), 0, 5) == 0;
@@ -60,7 +61,7 @@ std::shared_ptr<const PostgresTable> TableOf(unsigned number, const PostgresRepl
     return table;
   }
   for (int i = 0; i < rows; ++i) {
-    table->identity.push_back(QuotedPostgresName(Cell(reply, i, 5)));
+    table->identity.push_back(DoubleQuoted(Cell(reply, i, 5)));
   }
   return table;
 }
@@ -72,14 +73,6 @@ std::string IdentityList(const PostgresTable& table) {
     list += table.identity[i] + " as " + std::string(kIdentityColumn) + std::to_string(i);
   }
   return list;
-}
-
-std::vector<SqlMarker> MarkersOf(std::span<const SqlValue> parameters) {
-  std::vector<SqlMarker> markers;
-  for (const SqlValue& value : parameters) {
-    markers.push_back(value.kind == SqlValue::Kind::kText ? SqlMarker::kText : SqlMarker::kNumber);
-  }
-  return markers;
 }
 
 // One text can be prepared for several kinds of values.

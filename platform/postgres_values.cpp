@@ -63,15 +63,6 @@ std::string StorableText(std::string_view text) {
   return storable;
 }
 
-std::string QuotedPostgresName(std::string_view name) {
-  std::string quoted = "\"";
-  for (char c : name) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + '"';
-}
-
 PostgresParameters::PostgresParameters(std::span<const SqlValue> values) {
   texts_.reserve(values.size());
   for (const SqlValue& value : values) texts_.push_back(Text(value));

@@ -23,9 +23,6 @@ using PostgresResult = std::unique_ptr<pg_result, PostgresResultDeleter>;
 /// surrogate, a broken sequence, NUL) becomes U+FFFD, the rest stays.
 std::string StorableText(std::string_view text);
 
-/// A name as it stands in a statement: in double quotes.
-std::string QuotedPostgresName(std::string_view name);
-
 /// Values in the text format. Refers to the texts it was made from, which must outlive it.
 class PostgresParameters {
  public:

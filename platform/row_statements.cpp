@@ -38,6 +38,23 @@ RowStatement SetClause(std::span<const SqlAssignment> values, const RowWriting& 
   return made;
 }
 
+std::vector<SqlMarker> MarkersOf(std::span<const SqlValue> values) {
+  std::vector<SqlMarker> markers;
+  for (const SqlValue& value : values) {
+    markers.push_back(value.kind == SqlValue::Kind::kText ? SqlMarker::kText : SqlMarker::kNumber);
+  }
+  return markers;
+}
+
+std::string DoubleQuoted(std::string_view name) {
+  std::string quoted = "\"";
+  for (char c : name) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
 std::string StatementFailure(std::string_view statement, std::string_view why) {
   const bool cut = statement.size() > kStatementBytesInErrors;
   return fmt::format("{}{}: {}", statement.substr(0, kStatementBytesInErrors), cut ? "..." : "",

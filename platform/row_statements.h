@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/sql_dialect.h"
 #include "platform/sql_driver.h"
 
 namespace vnq {
@@ -29,6 +30,12 @@ RowStatement InsertStatement(std::string_view table, std::span<const SqlAssignme
 
 /// ` set A=?,B=?`
 RowStatement SetClause(std::span<const SqlAssignment> values, const RowWriting& writing);
+
+/// What the markers stand for that take these values.
+std::vector<SqlMarker> MarkersOf(std::span<const SqlValue> values);
+
+/// A name in double quotes, as standard SQL has it.
+std::string DoubleQuoted(std::string_view name);
 
 /// What LastError() says of a statement: its beginning, as far as a line of a log bears it, and the
 /// reason.

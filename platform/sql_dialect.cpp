@@ -6,6 +6,7 @@
 
 #include "platform/sql_comparison.h"
 #include "platform/sql_tokens.h"
+#include "support/ascii_case.h"
 
 namespace vnq {
 namespace {
@@ -174,8 +175,9 @@ class Translator {
   bool IsExact(const SqlComparison& comparison) const {
     auto exact = [this](const SqlOperand& operand) {
       return operand.kind == SqlOperand::Kind::kColumn &&
-             std::any_of(exactColumns_.begin(), exactColumns_.end(),
-                         [&](const std::string& name) { return SameName(name, operand.column); });
+             std::any_of(exactColumns_.begin(), exactColumns_.end(), [&](const std::string& name) {
+               return SameButForCase(name, operand.column);
+             });
     };
     return exact(comparison.left) || exact(comparison.right.front());
   }

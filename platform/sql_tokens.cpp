@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/ascii_case.h"
+
 namespace vnq {
 namespace {
 
@@ -11,11 +13,8 @@ bool IsDigit(char c) {
 bool IsBlank(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 bool IsWordChar(char c) {
-  return IsDigit(c) || (Lower(c) >= 'a' && Lower(c) <= 'z') || c == '_' ||
+  return IsDigit(c) || (AsciiLower(c) >= 'a' && AsciiLower(c) <= 'z') || c == '_' ||
          static_cast<unsigned char>(c) >= 0x80;
 }
 
@@ -70,13 +69,8 @@ size_t SkipBlanks(const Tokens& tokens, size_t index) {
   return index;
 }
 
-bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return Lower(x) == Lower(y); });
-}
-
 bool IsWord(const Token& token, std::string_view lower) {
-  return token.kind == Token::Kind::kWord && SameName(token.text, lower);
+  return token.kind == Token::Kind::kWord && SameButForCase(token.text, lower);
 }
 
 bool IsSign(const Token& token, char sign) {

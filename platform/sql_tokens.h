@@ -35,7 +35,4 @@ bool IsSignAt(const Tokens& tokens, size_t index, char sign);
 bool IsWord(const Token& token, std::string_view lower);
 bool IsSign(const Token& token, char sign);
 
-/// Equal but for ASCII case.
-bool SameName(std::string_view a, std::string_view b);
-
 }  // namespace vnq

@@ -4,13 +4,12 @@
 #include <sqlite3.h>
 
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
+#include "platform/recent_cache.h"
 #include "platform/sql_driver.h"
 
 namespace vnq {
@@ -47,8 +46,7 @@ class SqliteStatementCache {
   bool Make(std::string_view written, SqliteStatement& statement, std::string& refusal);
 
   sqlite3* database_;
-  std::list<SqliteStatement> recent_;  // most recently used first
-  std::unordered_map<std::string_view, std::list<SqliteStatement>::iterator> byText_;
+  RecentCache<SqliteStatement> recent_{kCapacity};
   SqliteStatement unkept_;
 };
 

@@ -12,16 +12,7 @@ constexpr int64_t kRetryMs = 1000;    // between two attempts to open the file
 constexpr int64_t kBackOffMs = 1000;  // without waiting, after a wait for a lock was in vain
 constexpr int64_t kMovedCheckMs = 1000;
 
-std::string QuotedName(std::string_view name) {
-  std::string quoted = "\"";
-  for (char c : name) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + '"';
-}
-
-constexpr RowWriting kWriting = {QuotedName, false};
+constexpr RowWriting kWriting = {DoubleQuoted, false};
 
 // The texts are the caller's and stay until the statement was reset.
 int Bind(sqlite3_stmt* statement, int index, const SqlValue& value) {
@@ -220,19 +211,19 @@ bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue>
 
 bool SqliteDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
-  const RowStatement insert = InsertStatement(QuotedName(target.table), values, kWriting);
+  const RowStatement insert = InsertStatement(DoubleQuoted(target.table), values, kWriting);
   return Execute(insert.text, insert.parameters);
 }
 
 bool SqliteDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
   if (values.empty()) return true;
   RowStatement set = SetClause(values, kWriting);
-  return ChangeOneRow("update " + QuotedName(rows.table) + set.text, rows, row,
+  return ChangeOneRow("update " + DoubleQuoted(rows.table) + set.text, rows, row,
                       std::move(set.parameters));
 }
 
 bool SqliteDriver::DeleteRow(const SqlRows& rows, size_t row) {
-  return ChangeOneRow("delete from " + QuotedName(rows.table), rows, row, {});
+  return ChangeOneRow("delete from " + DoubleQuoted(rows.table), rows, row, {});
 }
 
 // Runs the statement on the one row alone; a row that another program has deleted meanwhile is a

@@ -65,23 +65,14 @@ void RefreshDescription(SqliteStatement& statement) {
 }
 
 SqliteStatement* SqliteStatementCache::Prepare(std::string_view written, std::string& refusal) {
-  if (auto found = byText_.find(written); found != byText_.end()) {
-    recent_.splice(recent_.begin(), recent_, found->second);
-    return &recent_.front();
-  }
+  if (SqliteStatement* found = recent_.Find(written)) return found;
   SqliteStatement made;
   if (!Make(written, made, refusal)) return nullptr;
   if (written.size() > kLongestKept) {
     unkept_ = std::move(made);
     return &unkept_;
   }
-  if (recent_.size() == kCapacity) {
-    byText_.erase(recent_.back().written);
-    recent_.pop_back();
-  }
-  recent_.push_front(std::move(made));
-  byText_.emplace(recent_.front().written, recent_.begin());
-  return &recent_.front();
+  return &recent_.Add(std::string(written), std::move(made), [](const SqliteStatement&) {});
 }
 
 bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& statement,

@@ -17,4 +17,10 @@ inline std::string AsciiLower(std::string_view text) {
   return lower;
 }
 
+/// Equal but for the case of ASCII letters.
+inline bool SameButForCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return AsciiLower(x) == AsciiLower(y); });
+}
+
 }  // namespace vnq
