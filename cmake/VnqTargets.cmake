@@ -8,7 +8,7 @@ if(VNQ_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_library(vnq_settings INTERFACE)
-target_include_directories(vnq_settings INTERFACE ${CMAKE_SOURCE_DIR})
+target_include_directories(vnq_settings INTERFACE ${CMAKE_SOURCE_DIR}/src)
 target_compile_options(vnq_settings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -fno-strict-aliasing
   $<$<BOOL:${VNQ_WARNINGS_AS_ERRORS}>:-Werror>)
@@ -19,6 +19,9 @@ target_compile_options(vnq_settings INTERFACE
   $<$<CONFIG:Release,RelWithDebInfo>:-fstack-protector-strong;-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
 target_compile_definitions(vnq_settings INTERFACE
   VNQ_VERSION="${PROJECT_VERSION}")
+# What stands beside the product includes its own headers from the root: "tests/...", "bench/...".
+add_library(vnq_from_root INTERFACE)
+target_include_directories(vnq_from_root INTERFACE ${CMAKE_SOURCE_DIR})
 if(VNQ_SANITIZE)
   # Line tables are enough for a stack trace, and compile in half the time.
   target_compile_options(vnq_settings INTERFACE
@@ -38,11 +41,11 @@ if(VNQ_LTO)
 endif()
 
 # vnq_library(<name> <folder> [EXCLUDE file...] [PCH header...] [LINK <target_link_libraries arguments>])
-# A static library of all sources directly in <folder>. A folder without sources is an empty interface. PCH names
+# A static library of all sources below <folder>. A folder without sources is an empty interface. PCH names
 # headers of other libraries that most of its sources include and that take long to compile.
 function(vnq_library name folder)
   cmake_parse_arguments(ARG "" "" "EXCLUDE;PCH;LINK" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cpp)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cpp)
   foreach(file ${ARG_EXCLUDE})
     list(REMOVE_ITEM sources ${CMAKE_SOURCE_DIR}/${folder}/${file})
   endforeach()
@@ -103,7 +106,7 @@ function(vnq_test name folder)
     return()
   endif()
   add_executable(${name} ${sources})
-  target_link_libraries(${name} PRIVATE vnq_settings ${ARG_LINK} GTest::gtest_main GTest::gmock)
+  target_link_libraries(${name} PRIVATE vnq_settings vnq_from_root ${ARG_LINK} GTest::gtest_main GTest::gmock)
   # Half of a test run is compiling tests, whose own speed does not matter.
   target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE -fpch-preprocess)
   target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <string> <vector> ${ARG_PCH})
@@ -117,12 +120,7 @@ endfunction()
 # A target that compiles each header of the project by itself; nothing is kept of it.
 function(vnq_header_check name)
   cmake_parse_arguments(ARG "" "" "LINK" ${ARGN})
-  set(headers)
-  foreach(folder platform support host tools ${VNQ_ROOMS})
-    file(GLOB_RECURSE found CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR}
-      ${CMAKE_SOURCE_DIR}/${folder}/*.h)
-    list(APPEND headers ${found})
-  endforeach()
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/src/*.h)
   set(sources)
   foreach(header ${headers})
     string(REPLACE "/" "_" unit ${header})

@@ -10,9 +10,9 @@
 #include <sstream>
 #include <string>
 
-#include "tools/access_rows.h"
-#include "tools/archive_reader.h"
-#include "tools/archive_row.h"
+#include "tools/moving/access_rows.h"
+#include "tools/moving/archive_reader.h"
+#include "tools/moving/archive_row.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 // Besides crashes it looks for broken promises: what was read must be written as JSON that reads
 // back as the same value without errors.
 
-#include "support/json.h"
+#include "support/json/json.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,8 +11,8 @@
 #include <string>
 #include <string_view>
 
-#include "support/json_script.h"
-#include "support/json_writer.h"
+#include "support/json/json_script.h"
+#include "support/json/json_writer.h"
 
 namespace {
 

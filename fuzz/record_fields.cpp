@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/expr.h"
-#include "host/fields.h"
+#include "host/values/expr.h"
+#include "host/values/fields.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view record(reinterpret_cast<const char*>(data), size);

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/sql_dialect.h"
+#include "platform/sql/sql_dialect.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/ansi_code_page.h"
+#include "host/settings/ansi_code_page.h"
 #include "support/base64_text.h"
 #include "support/utf16.h"
 #include "tests/support/literal_unescape.h"

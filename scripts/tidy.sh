@@ -48,7 +48,7 @@ SourceOf() {
   elif [[ -f "${file%.h}.cpp" ]]; then
     echo "${file%.h}.cpp"
   else
-    ListSources | grep '\.cpp$' | xargs -d '\n' -r grep -lF "\"$file\"" | head -n 1 || true
+    ListSources | grep '\.cpp$' | xargs -d '\n' -r grep -lF "\"${file#src/}\"" | head -n 1 || true
   fi
 }
 

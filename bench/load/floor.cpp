@@ -17,7 +17,7 @@
 
 #include "bench/load/accounts.h"
 #include "bench/load/process_probe.h"
-#include "host/schema_sql.h"
+#include "tools/schema/schema_sql.h"
 
 namespace vnq::bench {
 namespace {

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "bench/load/accounts.h"
-#include "host/ini_strings.h"
-#include "host/platform_settings.h"
-#include "host/settings.h"
-#include "tools/in_transaction.h"
-#include "tools/init_command.h"
+#include "host/settings/ini_strings.h"
+#include "host/settings/platform_settings.h"
+#include "host/settings/settings.h"
+#include "tools/folder/in_transaction.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq::bench {
 namespace {

@@ -11,7 +11,7 @@
 #include "bench/load/load_options.h"
 #include "bench/load/run_result.h"
 #include "bench/load/session.h"
-#include "host/ansi_code_page.h"
+#include "host/settings/ansi_code_page.h"
 
 namespace vnq::bench {
 

@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq::bench {
 namespace {

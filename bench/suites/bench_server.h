@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/index_form/index_form.h"
+#include "server/index_form.h"
 
 namespace vnq::bench {
 

@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "host/database.h"
+#include "host/database/database.h"
 
 namespace vnq::bench {
 namespace {

@@ -2,8 +2,8 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/suites/bench_server.h"
-#include "host/ansi_code_page.h"
-#include "host/fields.h"
+#include "host/settings/ansi_code_page.h"
+#include "host/values/fields.h"
 #include "support/base64_text.h"
 #include "support/text_codecs.h"
 

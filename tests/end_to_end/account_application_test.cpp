@@ -1,5 +1,5 @@
 // The sign-up dialog's port.
-#include "host/skipped.h"
+#include "host/values/skipped.h"
 #include "tests/end_to_end/harness/fake_main_port.h"
 #include "tests/end_to_end/harness/test_server.h"
 

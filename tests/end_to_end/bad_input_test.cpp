@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "sessions/command_table.h"
+#include "server/command_table.h"
 #include "tests/end_to_end/harness/test_server.h"
 
 namespace vnq {

@@ -1,7 +1,7 @@
 // The terminal client's groups and friendships, against the server itself.
 #include <gmock/gmock.h>
 
-#include "host/wire_codec.h"
+#include "host/slots/wire_codec.h"
 #include "tests/end_to_end/harness/parties.h"
 #include "tools/client/chat_console.h"
 

@@ -2,8 +2,8 @@
 // record is served.
 #include <random>
 
-#include "host/timers.h"
-#include "sessions/command_table.h"
+#include "server/command_table.h"
+#include "server/timers.h"
 #include "support/base64_text.h"
 #include "tests/end_to_end/harness/test_server.h"
 

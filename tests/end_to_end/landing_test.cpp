@@ -1,5 +1,5 @@
 // Login.
-#include "host/timers.h"
+#include "server/timers.h"
 #include "tests/end_to_end/harness/test_server.h"
 
 namespace vnq {

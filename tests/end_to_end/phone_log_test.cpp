@@ -1,5 +1,5 @@
 // A phone that is already known takes its user over.
-#include "host/timers.h"
+#include "server/timers.h"
 #include "tests/end_to_end/harness/test_server.h"
 
 namespace vnq {

@@ -16,7 +16,7 @@
 #include <sstream>
 
 #include "tests/end_to_end/harness/real_process.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq {
 namespace {

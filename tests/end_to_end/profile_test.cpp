@@ -1,6 +1,6 @@
 // A person's own data: password, profile, verification setting, muted groups.
-#include "host/skipped.h"
-#include "sessions/command_table.h"
+#include "host/values/skipped.h"
+#include "server/command_table.h"
 #include "tests/end_to_end/harness/test_server.h"
 
 namespace vnq {

@@ -1,6 +1,6 @@
 // The short record that tells a sender that its message was taken.
-#include "host/timers.h"
 #include "messaging/messaging.h"
+#include "server/timers.h"
 #include "support/base64_text.h"
 #include "tests/end_to_end/harness/test_server.h"
 

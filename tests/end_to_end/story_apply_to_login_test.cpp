@@ -4,7 +4,7 @@
 
 #include "tests/end_to_end/harness/fake_main_port.h"
 #include "tests/end_to_end/harness/test_server.h"
-#include "tools/user_command.h"
+#include "tools/users/user_command.h"
 
 namespace vnq {
 namespace {

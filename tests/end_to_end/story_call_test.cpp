@@ -4,8 +4,8 @@
 #include <thread>
 
 #include "tests/end_to_end/harness/people.h"
-#include "tools/meeting_command.h"
-#include "tools/notify_command.h"
+#include "tools/client/meeting_command.h"
+#include "tools/client/notify_command.h"
 
 namespace vnq {
 namespace {

@@ -1,5 +1,5 @@
 // The three timers: flush of receipts, watch over sibling services, sweep of lost connections.
-#include "host/timers.h"
+#include "server/timers.h"
 
 #include "support/base64_text.h"
 #include "tests/end_to_end/harness/test_server.h"

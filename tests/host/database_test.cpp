@@ -1,8 +1,8 @@
-#include "host/database.h"
+#include "host/database/database.h"
 
 #include <gtest/gtest.h>
 
-#include "host/skipped.h"
+#include "host/values/skipped.h"
 #include "tests/host/faulty_driver.h"
 #include "tests/platform/sqlite_fixture.h"
 

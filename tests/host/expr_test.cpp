@@ -1,8 +1,8 @@
-#include "host/expr.h"
+#include "host/values/expr.h"
 
 #include <gtest/gtest.h>
 
-#include "host/skipped.h"
+#include "host/values/skipped.h"
 
 namespace vnq {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/sql_driver.h"
+#include "platform/sql/sql_driver.h"
 
 namespace vnq {
 

@@ -1,8 +1,8 @@
-#include "host/fields.h"
+#include "host/values/fields.h"
 
 #include <gtest/gtest.h>
 
-#include "host/skipped.h"
+#include "host/values/skipped.h"
 
 namespace vnq {
 namespace {

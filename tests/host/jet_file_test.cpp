@@ -1,9 +1,9 @@
-#include "host/jet_file.h"
+#include "host/database/jet_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/open_database.h"
+#include "host/database/open_database.h"
 #include "tests/app_folder.h"
 
 namespace vnq {

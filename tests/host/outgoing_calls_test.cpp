@@ -1,4 +1,4 @@
-#include "support/outgoing/outgoing_calls.h"
+#include "host/outgoing/outgoing_calls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <cctype>
 #include <optional>
 
-#include "host/ansi_code_page.h"
+#include "host/settings/ansi_code_page.h"
 #include "tests/util/loopback_http_server.h"
 
 namespace vnq {

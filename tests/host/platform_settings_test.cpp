@@ -1,4 +1,4 @@
-#include "host/platform_settings.h"
+#include "host/settings/platform_settings.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "host/database.h"
-#include "host/open_database.h"
+#include "host/database/database.h"
+#include "host/database/open_database.h"
 #include "tests/platform/postgres_fixture.h"
 
 namespace vnq {

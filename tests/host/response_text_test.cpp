@@ -1,4 +1,4 @@
-#include "support/outgoing/response_text.h"
+#include "host/outgoing/response_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "host/schema_sql.h"
+#include "tools/schema/schema_sql.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "host/platform_settings.h"
-#include "host/settings.h"
+#include "host/settings/platform_settings.h"
+#include "host/settings/settings.h"
 
 namespace vnq {
 namespace {

@@ -7,8 +7,8 @@
 #include <set>
 #include <string>
 
-#include "host/schema_sql.h"
-#include "platform/sql_driver.h"
+#include "platform/sql/sql_driver.h"
+#include "tools/schema/schema_sql.h"
 
 namespace vnq {
 namespace {

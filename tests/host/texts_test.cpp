@@ -1,4 +1,4 @@
-#include "host/texts.h"
+#include "host/settings/texts.h"
 
 #include <gtest/gtest.h>
 

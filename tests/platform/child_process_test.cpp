@@ -1,4 +1,4 @@
-#include "platform/child_process.h"
+#include "platform/system/child_process.h"
 
 #include <gtest/gtest.h>
 

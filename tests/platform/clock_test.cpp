@@ -1,4 +1,4 @@
-#include "platform/clock.h"
+#include "platform/net/clock.h"
 
 #include <gtest/gtest.h>
 

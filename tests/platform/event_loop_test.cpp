@@ -1,4 +1,4 @@
-#include "platform/event_loop.h"
+#include "platform/net/event_loop.h"
 
 #include <gtest/gtest.h>
 #include <sys/epoll.h>

@@ -1,4 +1,4 @@
-#include "platform/http_client.h"
+#include "platform/net/http_client.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

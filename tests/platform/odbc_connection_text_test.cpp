@@ -1,4 +1,4 @@
-#include "platform/odbc_connection_text.h"
+#include "platform/sql/odbc/odbc_connection_text.h"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sql_driver.h"
+#include "platform/sql/sql_driver.h"
 #include "tests/platform/sqlite_fixture.h"
 #include "tests/util/loopback_http_server.h"
 

@@ -1,4 +1,4 @@
-#include "platform/paths.h"
+#include "platform/system/paths.h"
 
 #include <gtest/gtest.h>
 

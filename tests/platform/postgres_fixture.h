@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/sql_driver.h"
+#include "platform/sql/sql_driver.h"
 
 namespace vnq {
 

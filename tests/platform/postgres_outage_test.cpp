@@ -11,7 +11,7 @@
 #include <functional>
 #include <sstream>
 
-#include "platform/clock.h"
+#include "platform/net/clock.h"
 #include "tests/platform/postgres_fixture.h"
 #include "tests/util/postgres_server.h"
 

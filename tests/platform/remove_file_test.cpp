@@ -1,4 +1,4 @@
-#include "platform/remove_file.h"
+#include "platform/system/remove_file.h"
 
 #include <gtest/gtest.h>
 

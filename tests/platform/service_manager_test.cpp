@@ -1,4 +1,4 @@
-#include "platform/service_manager.h"
+#include "platform/system/service_manager.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sql_dialect.h"
+#include "platform/sql/sql_dialect.h"
 
 namespace vnq {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/sql_dialect.h"
+#include "platform/sql/sql_dialect.h"
 
 #include <gtest/gtest.h>
 

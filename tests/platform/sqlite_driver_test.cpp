@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <sstream>
 
-#include "platform/sql_driver.h"
-#include "platform/sqlite_connection.h"
+#include "platform/sql/sql_driver.h"
+#include "platform/sql/sqlite/sqlite_connection.h"
 #include "tests/platform/sqlite_fixture.h"
 
 namespace vnq {

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/clock.h"
+#include "platform/net/clock.h"
 
 namespace vnq {
 

@@ -1,4 +1,4 @@
-#include "platform/tcp_client.h"
+#include "platform/net/tcp_client.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>

@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "host/schema_sql.h"
 #include "tests/statements/transact_sql_grammar.h"
+#include "tools/schema/schema_sql.h"
 
 namespace vnq {
 namespace {

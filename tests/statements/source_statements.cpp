@@ -35,8 +35,9 @@ const std::multimap<std::string, std::string>& Composed() {
 // Files with statements in an engine's own words, or for any table by its name. Their own tests run
 // them, on each engine and on every table.
 bool IsForOneEngineOrAnyTable(std::string_view file) {
-  for (std::string_view part : {"schema_reader", "database_address", "doctor_", "growing_id",
-                                "table_", "export_command", "import_command"}) {
+  for (std::string_view part :
+       {"schema/schema_reader", "schema/growing_id", "folder/database_address", "doctor/doctor_",
+        "moving/table_", "moving/export_command", "moving/import_command"}) {
     if (file.starts_with("tools/" + std::string(part))) return true;
   }
   return false;
@@ -154,8 +155,8 @@ void ReadFrom(const std::string& file, const std::string& source, SourceStatemen
 
 SourceStatements ReadSourceStatements(const std::string& sourceFolder) {
   SourceStatements read;
-  for (const char* folder : {"host", "sessions", "messaging", "relations", "files", "remote",
-                             "webgate", "endpoints", "accounts", "support", "tools"}) {
+  for (const char* folder : {"server", "host", "sessions", "messaging", "relations", "files",
+                             "remote", "webgate", "endpoints", "accounts", "support", "tools"}) {
     for (const auto& entry : fs::recursive_directory_iterator(fs::path(sourceFolder) / folder)) {
       const fs::path& path = entry.path();
       if (path.extension() != ".cpp" && path.extension() != ".h") continue;

@@ -6,13 +6,13 @@
 #include <filesystem>
 #include <sstream>
 
-#include "host/schema.h"
-#include "platform/sql_driver.h"
+#include "host/database/schema.h"
+#include "platform/sql/sql_driver.h"
 #include "tests/app_folder.h"
 #include "tests/end_to_end/harness/postgres_test_database.h"
 #include "tests/statements/source_statements.h"
 #include "tests/statements/transact_sql_grammar.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/decimal.h"
+#include "support/json/decimal.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "support/json.h"
-#include "support/json_parser.h"
+#include "support/json/json.h"
+#include "support/json/json_parser.h"
 #include "tests/support/json_reading.h"
 
 namespace vnq {

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "support/json.h"
-#include "support/json_writer.h"
+#include "support/json/json.h"
+#include "support/json/json_writer.h"
 
 namespace vnq {
 

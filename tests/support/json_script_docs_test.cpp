@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "support/json_script.h"
-#include "support/json_script_terminal.h"
+#include "support/json/json_script.h"
+#include "support/json/json_script_terminal.h"
 
 namespace vnq {
 namespace {

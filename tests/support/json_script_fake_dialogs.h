@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "support/json_script_dialogs.h"
+#include "support/json/json_script_dialogs.h"
 
 namespace vnq {
 

@@ -1,12 +1,12 @@
-#include "support/json_script.h"
+#include "support/json/json_script.h"
 
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <sstream>
 
-#include "support/json.h"
-#include "support/json_script_terminal.h"
+#include "support/json/json.h"
+#include "support/json/json_script_terminal.h"
 #include "tests/support/json_reading.h"
 #include "tests/support/json_script_fake_dialogs.h"
 

@@ -1,4 +1,4 @@
-#include "support/json.h"
+#include "support/json/json.h"
 
 #include <gtest/gtest.h>
 

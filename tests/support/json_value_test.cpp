@@ -1,4 +1,4 @@
-#include "support/json_value.h"
+#include "support/json/json_value.h"
 
 #include <gtest/gtest.h>
 

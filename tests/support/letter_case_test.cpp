@@ -1,4 +1,4 @@
-#include "support/letter_case.h"
+#include "support/json/letter_case.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "support/string_builder.h"
+#include "support/json/string_builder.h"
 
 #include <gtest/gtest.h>
 

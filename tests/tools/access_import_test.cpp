@@ -8,8 +8,8 @@
 
 #include "tests/app_folder.h"
 #include "tests/tools/jet_file.h"
-#include "tools/import_command.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
+#include "tools/moving/import_command.h"
 
 namespace vnq {
 namespace {

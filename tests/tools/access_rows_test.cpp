@@ -1,4 +1,4 @@
-#include "tools/access_rows.h"
+#include "tools/moving/access_rows.h"
 
 #include <gtest/gtest.h>
 

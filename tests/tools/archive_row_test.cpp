@@ -1,4 +1,4 @@
-#include "tools/archive_row.h"
+#include "tools/moving/archive_row.h"
 
 #include <gtest/gtest.h>
 

@@ -4,9 +4,9 @@
 #include <sstream>
 
 #include "tests/app_folder.h"
-#include "tools/archive_format.h"
-#include "tools/archive_reader.h"
-#include "tools/archive_writer.h"
+#include "tools/moving/archive_format.h"
+#include "tools/moving/archive_reader.h"
+#include "tools/moving/archive_writer.h"
 
 namespace vnq {
 namespace {

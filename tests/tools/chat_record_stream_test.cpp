@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/ansi_code_page.h"
+#include "host/settings/ansi_code_page.h"
 #include "support/base64_text.h"
 #include "tools/client/record_stream.h"
 

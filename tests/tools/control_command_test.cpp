@@ -1,4 +1,4 @@
-#include "tools/control_command.h"
+#include "tools/client/control_command.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/csv.h"
+#include "tools/users/csv.h"
 
 #include <gtest/gtest.h>
 

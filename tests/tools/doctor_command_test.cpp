@@ -1,4 +1,4 @@
-#include "tools/doctor_command.h"
+#include "tools/doctor/doctor_command.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,15 +9,15 @@
 
 #include <CLI/CLI.hpp>
 
-#include "host/schema_sql.h"
-#include "platform/code_page.h"
-#include "platform/event_loop.h"
-#include "platform/process.h"
-#include "platform/sql_driver.h"
-#include "platform/tcp.h"
+#include "platform/net/event_loop.h"
+#include "platform/net/tcp.h"
+#include "platform/sql/sql_driver.h"
+#include "platform/system/code_page.h"
+#include "platform/system/process.h"
 #include "support/replace_all.h"
 #include "tests/app_folder.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
+#include "tools/schema/schema_sql.h"
 
 namespace vnq {
 namespace {

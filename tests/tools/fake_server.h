@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/ansi_code_page.h"
+#include "host/settings/ansi_code_page.h"
 #include "tools/client/connection.h"
 
 namespace vnq {

@@ -1,4 +1,4 @@
-#include "tools/fit_value.h"
+#include "tools/moving/fit_value.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -9,11 +9,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "host/platform_settings.h"
-#include "host/schema.h"
-#include "host/settings.h"
-#include "host/texts.h"
-#include "platform/sql_driver.h"
+#include "host/database/schema.h"
+#include "host/settings/platform_settings.h"
+#include "host/settings/settings.h"
+#include "host/settings/texts.h"
+#include "platform/sql/sql_driver.h"
 #include "tests/app_folder.h"
 
 namespace vnq {

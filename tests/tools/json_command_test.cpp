@@ -1,4 +1,4 @@
-#include "tools/json_command.h"
+#include "tools/library/json_command.h"
 
 #include <gtest/gtest.h>
 

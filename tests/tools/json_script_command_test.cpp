@@ -6,7 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/script_command.h"
+#include "tools/library/script_command.h"
 
 namespace vnq {
 namespace {

@@ -4,9 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/code_page.h"
-#include "platform/ini_file.h"
-#include "tools/shipped_texts.h"
+#include "platform/system/code_page.h"
+#include "platform/system/ini_file.h"
+#include "tools/folder/shipped_texts.h"
 
 namespace vnq {
 namespace {

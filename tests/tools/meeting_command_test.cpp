@@ -1,4 +1,4 @@
-#include "tools/meeting_command.h"
+#include "tools/client/meeting_command.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,9 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "platform/sql_driver.h"
+#include "platform/sql/sql_driver.h"
 #include "tests/app_folder.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq {
 namespace {

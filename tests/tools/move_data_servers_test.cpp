@@ -5,9 +5,9 @@
 #include <sstream>
 
 #include "tests/tools/server_database.h"
-#include "tools/export_command.h"
-#include "tools/import_command.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
+#include "tools/moving/export_command.h"
+#include "tools/moving/import_command.h"
 
 namespace vnq {
 namespace {

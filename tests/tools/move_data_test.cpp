@@ -7,13 +7,13 @@
 
 #include <sstream>
 
-#include "host/schema.h"
-#include "platform/process.h"
+#include "host/database/schema.h"
+#include "platform/system/process.h"
 #include "tests/app_folder.h"
-#include "tools/archive_writer.h"
-#include "tools/export_command.h"
-#include "tools/import_command.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
+#include "tools/moving/archive_writer.h"
+#include "tools/moving/export_command.h"
+#include "tools/moving/import_command.h"
 
 namespace vnq {
 namespace {

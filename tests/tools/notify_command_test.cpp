@@ -1,4 +1,4 @@
-#include "tools/notify_command.h"
+#include "tools/client/notify_command.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

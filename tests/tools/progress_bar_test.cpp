@@ -1,4 +1,4 @@
-#include "tools/progress_bar.h"
+#include "tools/terminal/progress_bar.h"
 
 #include <gtest/gtest.h>
 

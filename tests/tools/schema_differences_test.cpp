@@ -1,11 +1,11 @@
-#include "tools/schema_differences.h"
+#include "tools/schema/schema_differences.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/schema_sql.h"
 #include "tests/app_folder.h"
-#include "tools/make_schema.h"
+#include "tools/schema/make_schema.h"
+#include "tools/schema/schema_sql.h"
 
 namespace vnq {
 namespace {

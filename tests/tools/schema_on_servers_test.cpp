@@ -4,10 +4,10 @@
 
 #include <sstream>
 
-#include "host/schema.h"
+#include "host/database/schema.h"
 #include "tests/tools/server_database.h"
-#include "tools/doctor_command.h"
-#include "tools/init_command.h"
+#include "tools/doctor/doctor_command.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq {
 namespace {

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/database_engine.h"
-#include "platform/sql_driver.h"
+#include "host/database/database_engine.h"
+#include "platform/sql/sql_driver.h"
 #include "tests/app_folder.h"
 
 namespace vnq {

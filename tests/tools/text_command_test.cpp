@@ -1,4 +1,4 @@
-#include "tools/text_command.h"
+#include "tools/library/text_command.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/text_table.h"
+#include "tools/terminal/text_table.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/user_command.h"
+#include "tools/users/user_command.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,9 +11,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "platform/sql_driver.h"
+#include "platform/sql/sql_driver.h"
 #include "tests/app_folder.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq {
 namespace {

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/clock.h"
-#include "platform/event_loop.h"
-#include "platform/tcp.h"
+#include "platform/net/clock.h"
+#include "platform/net/event_loop.h"
+#include "platform/net/tcp.h"
 
 namespace vnq {
 

@@ -19,8 +19,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/postgres_connection.h"
-#include "platform/sql_driver.h"
+#include "platform/sql/postgres/postgres_connection.h"
+#include "platform/sql/sql_driver.h"
 
 namespace vnq {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/skipped.h"
+#include "host/values/skipped.h"
 #include "tests/end_to_end/harness/test_server.h"
 
 namespace vnq {

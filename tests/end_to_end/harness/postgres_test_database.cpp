@@ -11,7 +11,7 @@
 #include <sstream>
 
 #include "support/replace_all.h"
-#include "tools/init_command.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq {
 namespace {

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/platform_settings.h"
+#include "host/settings/platform_settings.h"
 
 namespace vnq {
 

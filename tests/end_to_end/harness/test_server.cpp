@@ -18,8 +18,8 @@
 
 #include "support/base64_text.h"
 #include "support/replace_all.h"
-#include "tools/app_folder.h"
-#include "tools/init_command.h"
+#include "tools/folder/app_folder.h"
+#include "tools/folder/init_command.h"
 
 namespace vnq {
 namespace {

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/index_form/index_form.h"
+#include "server/index_form.h"
 #include "tests/end_to_end/harness/test_database.h"
 
 namespace vnq {

@@ -1,0 +1,122 @@
+// The account port's commands.
+#include "accounts/accounts.h"
+#include "host/manager_notice.h"
+#include "host/server_log.h"
+#include "host/slots/wire_codec.h"
+#include "host/values/fields.h"
+#include "sessions/sessions.h"
+#include "support/base64_text.h"
+
+namespace vnq {
+namespace {
+
+// Values of the setting UserApply. Any other: accepted, and the managers are told.
+constexpr int16_t kApplyAtOnce = 1;
+constexpr int16_t kApplyRefused = 2;
+
+void YieldAndAnswer(Host& host, SlotIndex slot, const Expr& record) {
+  host.loop.Yield();
+  if (host.SckServer6007.IsConnected(slot)) SendRecord(host, host.SckServer6007, slot, record);
+}
+
+// Whose name it is, is told where exactly one account has it; the place stays empty otherwise.
+void RefuseTakenName(Host& host, const Fields& fields, const std::string& FcName, SlotIndex slot,
+                     const std::string& remoteIp) {
+  YieldAndAnswer(host, slot, Join(".+account_occupancy|", FcName, "|#"));
+  WriteServerLog(host, Join(fields[3], host.ReadLang("im113")), fields[3], remoteIp,
+                 LogIcon::kApplication);
+}
+
+int16_t ReadUserApply(Host& host) {
+  int16_t apply = 0;
+  Cursor Adodc1(host.database);
+  Adodc1.Open(
+      Sql("Select * from Tab_Config where Col_Name='UserApply' and Col_Genre='SysConfig' "
+          "and Col_Disabled=0"));
+  Assign(apply, ToInt16(Adodc1["Col_Data"]));
+  return apply;
+}
+
+Expr AddApplicant(Host& host, const Fields& fields, int16_t apply) {
+  const NewAccount account{.UppeId = fields[1],
+                           .UserIco = fields[2],
+                           .UserName = fields[3],
+                           .FcName = fields[4],
+                           .UserPaws = fields[5],
+                           .jod = fields[6],
+                           .Tel1 = fields[7],
+                           .Constellation = fields[8],
+                           .UserState = apply};
+  return CreateAccount(host.database, host.settings.IsAccess(), account);
+}
+
+// The password's place stays, and stays empty.
+Expr CreateAccountRecord(const Fields& fields, const Expr& newId) {
+  return Join(".+create_account|", fields[1], "|", fields[2], "|", fields[3], "|", fields[4], "||",
+              fields[6], "|", fields[7], "|", newId, "|#");
+}
+
+void Announce(Host& host, const Fields& fields, const Expr& newId, const std::string& remoteIp) {
+  host.loop.Yield();
+  const Expr record = CreateAccountRecord(fields, newId);
+  const int highest = host.SckServer.Highest();
+  for (int i = 1; i <= highest; ++i) YieldAndSend(host, static_cast<SlotIndex>(i), record);
+  WriteServerLog(host, Join(fields[3], " ", host.ReadLang("im306")), fields[3], remoteIp,
+                 LogIcon::kApplication);
+}
+
+// .+account_application|department|picture|login name|name|password|job|telephone|constellation|#
+void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
+                              const std::string& remoteIp) {
+  std::string FcName;
+  if (CountAccountsNamed(host.database, fields[3], FcName) >= 1) {
+    return RefuseTakenName(host, fields, FcName, slot, remoteIp);
+  }
+  fields.Set(1, KnownDepartment(host.database, fields[1]));
+  const int16_t apply = ReadUserApply(host);
+  if (apply == kApplyRefused) return YieldAndAnswer(host, slot, ".+not_allowed_to_apply|#");
+
+  // Nothing has yielded since the look-up of the name, and nothing does before the last row is
+  // there: applications are served one after the other.
+  const Expr newId = AddApplicant(host, fields, apply);
+  YieldAndAnswer(host, slot, Join(".+application_success|", newId, "|#"));
+  if (apply == kApplyAtOnce) {
+    Announce(host, fields, newId, remoteIp);
+  } else {
+    PushToManagers(host, fields[3], fields[4], kApplicationNotice);
+  }
+}
+
+// .+request_data_synchronization|version|#
+void HandleRequestDataSynchronization(Host& host, Fields& fields, SlotIndex slot,
+                                      const std::string&) {
+  SendDepartmentTree(host, fields, slot);
+}
+
+// .+exit_application|#
+void HandleExitApplication(Host& host, Fields&, SlotIndex slot, const std::string&) {
+  host.loop.Yield();
+  host.SckServer6007.Close(slot);
+}
+
+struct ApplicationCommand {
+  std::string_view word;
+  void (*handler)(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+};
+constexpr ApplicationCommand kCommands[] = {
+    {".+exit_application", HandleExitApplication},
+    {".+request_data_synchronization", HandleRequestDataSynchronization},
+    {".+account_application", HandleAccountApplication},
+};
+
+}  // namespace
+
+void OnApplicationPortData(Host& host, SlotIndex slot, const std::string& bytes) {
+  const std::string remoteIp = host.SckServer6007.RemoteHostIP(slot);
+  Fields fields = Fields::Split(Base64DecodeText(host.page, bytes));
+  for (const ApplicationCommand& command : kCommands) {
+    if (Is(fields[0], command.word)) return command.handler(host, fields, slot, remoteIp);
+  }
+}
+
+}  // namespace vnq

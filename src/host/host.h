@@ -1,0 +1,92 @@
+// What commands work on: one bundle, made at start, owned by the composition root and passed by
+// reference.
+//
+// Nothing here is a cache of users or groups: the database owns everything lasting. The values that
+// load leaves behind (start_up.h) stay as they are until the process ends.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "host/database/database.h"
+#include "host/outgoing/outgoing_calls.h"
+#include "host/outgoing/push_queue.h"
+#include "host/settings/ansi_code_page.h"
+#include "host/settings/ini_strings.h"
+#include "host/settings/platform_settings.h"
+#include "host/settings/settings.h"
+#include "host/settings/texts.h"
+#include "host/slots/slots.h"
+#include "platform/net/clock.h"
+#include "platform/net/event_loop.h"
+#include "platform/system/paths.h"
+
+namespace vnq {
+
+/// The machine and the deployment as the host is made of them. Everything referred to outlives the
+/// host.
+struct HostParts {
+  EventLoop& loop;
+  const Clock& clock;
+  const AnsiText& page;
+  IniStrings& iniStrings;
+  HttpClient& http;
+  CommandRunner& commands;
+  std::string AppPath;  ///< the program's folder, without a closing separator
+  PlatformSettings platform;
+};
+
+struct Host {
+  /// Reads DataBase.ini and prepares the database that it names; opens no port.
+  explicit Host(HostParts parts);
+
+  // --- The machine ---
+  EventLoop& loop;
+  const Clock& clock;
+  const AnsiText& page;
+  const PathMapper& paths;
+  PlatformSettings platform;
+
+  // --- Settings and texts ---
+  std::string AppPath;
+  std::string ConnectionString;
+  Settings settings;
+  Texts texts;
+
+  // --- The database ---
+  Database database;
+
+  // --- Connections ---
+  SlotArray SckServer;      ///< 6004, clients; Tag: UserID, with `m` behind it for a mobile session
+  SlotArray SckServer6001;  ///< web visitors; Tag: stage, then the visitor's identifier
+  SlotArray SckServer6002;  ///< screen relay
+  SlotArray SckServer6003;  ///< control channel; Tag: the sibling's name
+  SlotArray SckServer6007;  ///< account application
+  SlotArray SckServer6008;  ///< managed endpoints; Tag: the endpoint's WindowsInfo
+  SlotTexts PendingRecord;  ///< by main-port slot: a record whose end has not come
+  SlotTexts ReplyBuffer;    ///< by main-port slot: records for the next tick of Timer1
+  SlotTexts PendingVisitorRecord;   ///< by 6001 slot: the same for visitor lines
+  SlotTable<int32_t> HeartbeatAge;  ///< by 6003 slot: seconds since the sibling was heard
+
+  // --- What load leaves behind ---
+  std::string ServerIp;                    ///< local address of the main listener
+  std::string ServerRootPath;              ///< the data root, with backslashes
+  std::vector<std::string> MaskKeywords;   ///< words that are starred out
+  std::vector<std::string> BlockKeywords;  ///< words that replace the whole message by a notice
+  int32_t MinClientVersion = 0;
+  int32_t ClientDownloadVersion = 0;
+  std::string ServerFontInfo;
+  std::string DefaultFontInfo;
+  std::string PushUrl;
+  std::string WebSocketResponseTemplate;
+
+  // --- Outgoing ---
+  OutgoingCalls outgoing;
+  vnq::PushQueue PushQueue;
+
+  /// The text of a key in the machine's language, read afresh at each use.
+  std::string ReadLang(std::string_view key) { return texts.ReadLang(key); }
+};
+
+}  // namespace vnq

@@ -1,0 +1,190 @@
+#include "host/settings/platform_settings.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "platform/system/ini_file.h"
+#include "support/numbers.h"
+
+namespace vnq {
+
+namespace {
+
+constexpr int kHighestLanguageId = 0xFFFF;
+constexpr int kHighestCodePage = 65535;
+constexpr int kLongestTimeoutS = 3600;
+constexpr int kLongestBusyTimeoutMs = 600000;
+
+bool IsIpv4Address(std::string_view text) {
+  int numbers = 0;
+  while (numbers < 4) {
+    const size_t end = std::min(text.find('.'), text.size());
+    const std::string_view part = text.substr(0, end);
+    if (part.empty() || part.size() > 3) return false;
+    if (part.find_first_not_of("0123456789") != part.npos) return false;
+    if (ParseInt16(part).value_or(256) > 255) return false;
+    ++numbers;
+    if (end == text.size()) return numbers == 4;
+    text.remove_prefix(end + 1);
+  }
+  return false;
+}
+
+/// Reads values into variables until one cannot be used; from then on it does nothing.
+class Reader {
+ public:
+  Reader(const std::string& path, const IniData& data, std::string& error)
+      : path_(path), data_(data), error_(error) {}
+
+  bool ok() const { return ok_; }
+
+  /// The value; nothing when the key is missing or empty.
+  std::optional<std::string> Find(std::string_view section, std::string_view key) const {
+    auto value = ok_ ? data_.Find(section, key) : std::nullopt;
+    return value && !value->empty() ? value : std::nullopt;
+  }
+
+  bool Read(std::string_view section, std::string_view key, std::string& variable) {
+    const auto value = Find(section, key);
+    if (value) variable = *value;
+    return value.has_value();
+  }
+
+  bool Read(std::string_view section, std::string_view key, int lowest, int highest,
+            int& variable) {
+    const auto value = Find(section, key);
+    if (!value) return false;
+    const auto number = ParseInt32(*value);
+    if (!number || *number < lowest || *number > highest) {
+      Fail(section, key, *value,
+           "a number from " + FormatNumber(int64_t{lowest}) + " to " +
+               FormatNumber(int64_t{highest}));
+      return false;
+    }
+    variable = *number;
+    return true;
+  }
+
+  void Fail(std::string_view section, std::string_view key, std::string_view value,
+            std::string_view wanted) {
+    error_ = path_ + ": [" + std::string(section) + "] " + std::string(key) + "=" +
+             std::string(value) + " is not " + std::string(wanted);
+    ok_ = false;
+  }
+
+ private:
+  const std::string& path_;
+  const IniData& data_;
+  std::string& error_;
+  bool ok_ = true;
+};
+
+void ReadLocale(Reader& reader, PlatformSettings& settings) {
+  reader.Read("locale", "language_id", 0, kHighestLanguageId, settings.languageId);
+  settings.codePage = DefaultCodePage(settings.languageId);
+  settings.codePageIsGiven =
+      reader.Read("locale", "code_page", 1, kHighestCodePage, settings.codePage);
+}
+
+void ReadNetwork(Reader& reader, PlatformSettings& settings) {
+  if (!reader.Read("network", "bind_address", settings.bindAddress)) return;
+  if (IsIpv4Address(settings.bindAddress)) return;
+  reader.Fail("network", "bind_address", settings.bindAddress, "an IPv4 address");
+}
+
+void ReadDurability(Reader& reader, SqlDurability& durability) {
+  std::string value;
+  if (!reader.Read("database", "durability", value)) return;
+  if (value == "receipt") {
+    durability = SqlDurability::kReceipt;
+  } else if (value == "commit") {
+    durability = SqlDurability::kCommit;
+  } else if (value == "none") {
+    durability = SqlDurability::kNone;
+  } else {
+    reader.Fail("database", "durability", value, "one of receipt, commit, none");
+  }
+}
+
+void ReadDatabase(Reader& reader, PlatformSettings& settings) {
+  reader.Read("database", "driver", settings.databaseDriver);
+  reader.Read("database", "connect_timeout_s", 1, kLongestTimeoutS, settings.connectTimeoutS);
+  reader.Read("database", "statement_timeout_s", 1, kLongestTimeoutS, settings.statementTimeoutS);
+  reader.Read("database", "busy_timeout_ms", 0, kLongestBusyTimeoutMs, settings.busyTimeoutMs);
+  ReadDurability(reader, settings.durability);
+}
+
+void ReadDrives(const Reader& reader, std::map<std::string, std::string>& drives) {
+  for (char letter = 'A'; letter <= 'Z'; ++letter) {
+    const std::string drive(1, letter);
+    if (const auto folder = reader.Find("drives", drive)) drives[drive] = *folder;
+  }
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (bytes.starts_with(kByteOrderMark)) bytes.erase(0, kByteOrderMark.size());
+  return bytes;
+}
+
+}  // namespace
+
+std::string SystemLocaleName() {
+  for (const char* variable : {"LC_ALL", "LANG"}) {
+    const char* value = std::getenv(variable);
+    if (value != nullptr && *value != '\0') return value;
+  }
+  return "";
+}
+
+int LanguageIdOfLocale(std::string_view localeName) {
+  const std::string_view name = localeName.substr(0, localeName.find_first_of(".@"));
+  if (name == "zh_CN" || name == "zh_SG") return 2052;
+  if (name == "zh_TW" || name == "zh_HK") return 1028;
+  return name == "en_US" ? 1033 : 0;
+}
+
+int DefaultCodePage(int languageId) {
+  if (languageId == 2052) return 936;
+  return languageId == 1028 ? 950 : 1252;
+}
+
+std::string PlatformIniPath(std::string_view appPath) {
+  return std::string(appPath) + "/platform.ini";
+}
+
+std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
+                                                     std::string_view localeName,
+                                                     std::string& error) {
+  const IniData data = IniData::Parse(ReadFile(path));
+  Reader reader(path, data, error);
+  PlatformSettings settings;
+  settings.languageId = LanguageIdOfLocale(localeName);
+  ReadLocale(reader, settings);
+  ReadNetwork(reader, settings);
+  ReadDatabase(reader, settings);
+  ReadDrives(reader, settings.drives);
+  reader.Read("services", "stop_command", settings.stopCommand);
+  reader.Read("services", "start_command", settings.startCommand);
+  return reader.ok() ? std::optional(std::move(settings)) : std::nullopt;
+}
+
+bool ApplyOverrides(const PlatformOverrides& overrides, PlatformSettings& settings,
+                    std::string& error) {
+  if (overrides.bindAddress && !IsIpv4Address(*overrides.bindAddress)) {
+    error = "--bind " + *overrides.bindAddress + " is not an IPv4 address";
+    return false;
+  }
+  if (overrides.bindAddress) settings.bindAddress = *overrides.bindAddress;
+  if (overrides.languageId) settings.languageId = *overrides.languageId;
+  settings.codePageIsGiven = settings.codePageIsGiven || overrides.codePage;
+  if (overrides.codePage) settings.codePage = *overrides.codePage;
+  if (!settings.codePageIsGiven) settings.codePage = DefaultCodePage(settings.languageId);
+  return true;
+}
+
+}  // namespace vnq

@@ -1,0 +1,117 @@
+#include "host/slots/slots.h"
+
+#include <spdlog/spdlog.h>
+
+#include <limits>
+
+#include "host/values/skipped.h"
+
+namespace vnq {
+namespace {
+const std::string kNothing;
+}  // namespace
+
+SlotArray::SlotArray(EventLoop& loop, std::string name, bool clearsTag)
+    : loop_(loop), name_(std::move(name)), clearsTag_(clearsTag), slots_(1) {
+  AddSlot();
+}
+
+void SlotArray::AddSlot() {
+  slots_.emplace_back();
+  closed_.insert(Highest());
+  byTag_[""].insert(Highest());
+}
+
+SlotIndex SlotArray::TakeClosedSlot() {
+  if (closed_.empty()) {
+    if (Highest() == std::numeric_limits<SlotIndex>::max()) return kNoSlot;
+    AddSlot();
+  }
+  return *closed_.begin();
+}
+
+SlotIndex SlotArray::Accept(AcceptedSocket request) {
+  const SlotIndex slot = TakeClosedSlot();
+  if (slot == kNoSlot) {
+    spdlog::warn("{}: no slot left for a connection from {}", name_, request.remoteIp());
+    return kNoSlot;
+  }
+  if (clearsTag_) SetTag(slot, "");
+  closed_.erase(slot);
+  Slot& entry = slots_[static_cast<size_t>(slot)];
+  entry.state = SocketState::kConnected;
+  entry.remoteHostIp = request.remoteIp();
+  TcpConnection::Events events;
+  events.onArrival = [this, slot](std::string bytes) {
+    if (onArrival_) onArrival_(slot, std::move(bytes));
+  };
+  entry.connection = TcpConnection::Start(loop_, std::move(request), {});
+  events.onPeerClosed = [this, slot, connection = entry.connection.get()] {
+    PeerClosed(slot, connection);
+  };
+  entry.connection->SetEvents(std::move(events));
+  return slot;
+}
+
+void SlotArray::PeerClosed(SlotIndex slot, const TcpConnection* connection) {
+  Slot& entry = slots_[static_cast<size_t>(slot)];
+  if (entry.connection.get() != connection) return;
+  entry.state = SocketState::kClosing;
+  entry.connection.reset();
+}
+
+SocketState SlotArray::State(SlotIndex slot) const {
+  return Exists(slot) ? slots_[static_cast<size_t>(slot)].state : SocketState::kClosed;
+}
+
+const std::string& SlotArray::Tag(SlotIndex slot) const {
+  return Exists(slot) ? slots_[static_cast<size_t>(slot)].tag : kNothing;
+}
+
+void SlotArray::SetTag(SlotIndex slot, std::string_view tag) {
+  if (!Exists(slot)) return;
+  Slot& entry = slots_[static_cast<size_t>(slot)];
+  if (entry.tag == tag) return;
+  const auto old = byTag_.find(entry.tag);
+  old->second.erase(slot);
+  if (old->second.empty()) byTag_.erase(old);
+  entry.tag = tag;
+  byTag_[entry.tag].insert(slot);
+}
+
+const std::string& SlotArray::RemoteHostIP(SlotIndex slot) const {
+  return Exists(slot) ? slots_[static_cast<size_t>(slot)].remoteHostIp : kNothing;
+}
+
+bool SlotArray::Send(SlotIndex slot, std::string_view bytes) {
+  if (!IsConnected(slot)) {
+    NoteSkipped("send", "slot not connected");
+    return false;
+  }
+  return slots_[static_cast<size_t>(slot)].connection->Send(bytes);
+}
+
+void SlotArray::Close(SlotIndex slot) {
+  if (!Exists(slot)) return;
+  Slot& entry = slots_[static_cast<size_t>(slot)];
+  if (entry.connection) entry.connection->Close();
+  entry.connection.reset();
+  entry.state = SocketState::kClosed;
+  closed_.insert(slot);
+}
+
+SlotIndex SlotArray::FirstConnected(std::string_view tag, SlotIndex except) const {
+  const auto found = byTag_.find(tag);
+  if (found == byTag_.end()) return kNoSlot;
+  for (const SlotIndex slot : found->second) {
+    if (slot != except && IsConnected(slot)) return slot;
+  }
+  return kNoSlot;
+}
+
+SlotIndex SlotArray::FirstWithTag(std::string_view tag) const {
+  const auto found = byTag_.find(tag);
+  return found == byTag_.end() ? kNoSlot : *found->second.begin();
+}
+
+}  // namespace vnq

@@ -1,0 +1,112 @@
+// Connection slots: the arrays that tell who is connected.
+//
+// A slot is a socket plus a text tag. Slots are numbered from 1; slot 1 exists from the start,
+// further slots are made on demand and none is ever destroyed. A slot whose peer has gone keeps its
+// state (8), its tag and its address until a sweep closes it, and is not reused before that.
+// Handlers address slots, not connections: after a yield a slot may hold another peer, and what is
+// sent goes there.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "platform/net/tcp.h"
+
+namespace vnq {
+
+using SlotIndex = int16_t;
+
+/// No slot: what a look-up gives that found none.
+inline constexpr SlotIndex kNoSlot = 0;
+
+/// Socket states, by the numbers that the rules use.
+enum class SocketState : int { kClosed = 0, kConnected = 7, kClosing = 8 };
+
+class SlotArray {
+ public:
+  /// Run as a handler for each arrival, with all bytes that one read gave. Yields: may.
+  using OnArrival = std::function<void(SlotIndex slot, std::string bytes)>;
+
+  /// name: for diagnostics. clearsTag: a reused slot loses the tag of its previous peer at
+  /// acceptance.
+  SlotArray(EventLoop& loop, std::string name, bool clearsTag = false);
+
+  void SetOnArrival(OnArrival onArrival) { onArrival_ = std::move(onArrival); }
+
+  /// Gives the request to the lowest closed slot, or to a new one behind the highest. kNoSlot, and
+  /// the connection is dropped, only when all 32,767 slots are in use.
+  SlotIndex Accept(AcceptedSocket request);
+
+  /// The highest index there is; loops run from 1 to it.
+  SlotIndex Highest() const { return static_cast<SlotIndex>(slots_.size() - 1); }
+
+  SocketState State(SlotIndex slot) const;
+  bool IsConnected(SlotIndex slot) const { return State(slot) == SocketState::kConnected; }
+
+  /// Empty for a slot that nobody has named. Reading a slot that does not exist gives the empty
+  /// text.
+  const std::string& Tag(SlotIndex slot) const;
+  void SetTag(SlotIndex slot, std::string_view tag);
+  const std::string& RemoteHostIP(SlotIndex slot) const;
+
+  /// Sends bytes as they are. A slot that is not connected: skipped.
+  bool Send(SlotIndex slot, std::string_view bytes);
+
+  /// Makes the slot closed at once; its tag stays. What was sent before still leaves.
+  void Close(SlotIndex slot);
+
+  /// The lowest connected slot with exactly this tag, as the walk from 1 upward finds it; `except`
+  /// is passed over.
+  SlotIndex FirstConnected(std::string_view tag, SlotIndex except = kNoSlot) const;
+
+  /// The lowest slot with exactly this tag in any state.
+  SlotIndex FirstWithTag(std::string_view tag) const;
+
+ private:
+  struct Slot {
+    SocketState state = SocketState::kClosed;
+    std::string tag;
+    std::string remoteHostIp;
+    std::shared_ptr<TcpConnection> connection;
+  };
+  struct TagHash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+
+  bool Exists(SlotIndex slot) const { return slot >= 1 && slot <= Highest(); }
+  SlotIndex TakeClosedSlot();
+  void AddSlot();
+  void PeerClosed(SlotIndex slot, const TcpConnection* connection);
+
+  EventLoop& loop_;
+  std::string name_;
+  bool clearsTag_;
+  OnArrival onArrival_;
+  std::deque<Slot> slots_;      // element 0 is never used
+  std::set<SlotIndex> closed_;  // the slots in state 0
+  std::unordered_map<std::string, std::set<SlotIndex>, TagHash, std::equal_to<>> byTag_;
+};
+
+/// A value per slot, kept apart from the slot: it outlives the connection, and the next peer
+/// inherits it.
+template <typename T>
+class SlotTable {
+ public:
+  T& operator[](SlotIndex slot) {
+    const size_t index = static_cast<size_t>(slot < 0 ? 0 : slot);
+    if (values_.size() <= index) values_.resize(index + 1);
+    return values_[index];
+  }
+
+ private:
+  std::deque<T> values_;
+};
+using SlotTexts = SlotTable<std::string>;
+
+}  // namespace vnq

@@ -1,0 +1,39 @@
+#include "host/values/fields.h"
+
+#include "host/values/skipped.h"
+
+namespace vnq {
+
+std::vector<std::string> SplitText(std::string_view text, std::string_view separator) {
+  std::vector<std::string> pieces;
+  if (text.empty()) return pieces;
+  size_t start = 0;
+  for (size_t end; (end = text.find(separator, start)) != std::string_view::npos;
+       start = end + separator.size()) {
+    pieces.emplace_back(text.substr(start, end - start));
+  }
+  pieces.emplace_back(text.substr(start));
+  return pieces;
+}
+
+Fields Fields::Split(std::string_view record, std::string_view separator) {
+  Fields fields;
+  fields.elements_ = SplitText(record, separator);
+  return fields;
+}
+
+Expr Fields::operator[](size_t field) const {
+  if (field >= elements_.size()) return Expr::Failed();
+  return Expr(elements_[field]);
+}
+
+bool Fields::Set(size_t field, const Expr& value) {
+  if (field >= elements_.size() || !value.ok()) {
+    NoteSkipped("set field", value.ok() ? "beyond the end of the record" : "failed value");
+    return false;
+  }
+  elements_[field] = value.text();
+  return true;
+}
+
+}  // namespace vnq

@@ -1,0 +1,49 @@
+// The fields of one record.
+//
+//   .+command|field1|field2|...|#
+//
+// Element 0 is the command with its prefix, element 1 the first field; the closing "#" is an
+// element like any other. A command works on its record's own array: what one step changes, the
+// next one reads.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/values/expr.h"
+
+namespace vnq {
+
+/// Splits a text on a separator; the empty text gives no element.
+std::vector<std::string> SplitText(std::string_view text, std::string_view separator);
+
+class Fields {
+ public:
+  Fields() = default;
+
+  /// The elements of a record's text, split on '|'; or those of one field, on a separator of its
+  /// own.
+  static Fields Split(std::string_view record, std::string_view separator = "|");
+
+  /// Element `field`; failed beyond the end.
+  Expr operator[](size_t field) const;
+
+  /// The statement `fields[field] = value`. Skipped beyond the end and for a failed value; NULL is
+  /// the empty text.
+  bool Set(size_t field, const Expr& value);
+
+  /// Lengthens or shortens the array to `count` elements, keeping what it holds; new elements are
+  /// empty.
+  void Resize(size_t count) { elements_.resize(count); }
+
+  size_t size() const { return elements_.size(); }
+
+  /// The last element's index, -1 for an empty array.
+  int last() const { return static_cast<int>(elements_.size()) - 1; }
+
+ private:
+  std::vector<std::string> elements_;
+};
+
+}  // namespace vnq

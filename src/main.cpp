@@ -1,0 +1,139 @@
+// The server process: arguments, the one instance, signals; everything else is IndexForm's.
+#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/spdlog.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "host/settings/platform_settings.h"
+#include "platform/system/process.h"
+#include "server/index_form.h"
+
+namespace {
+
+constexpr int kExitInstance = 1;
+constexpr int kExitArguments = 2;
+constexpr int64_t kMaxDrainMs = 2000;
+constexpr int64_t kMaxPeerCloseMs = 200;
+
+struct Arguments {
+  std::string appPath;
+  vnq::PlatformOverrides overrides;
+};
+
+// The exit code when the process is to end here.
+std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
+  CLI::App app{"VNQ Main Service: the main server of the messaging suite", "vnq_main_service"};
+  app.set_version_flag("--version", "vnq_main_service " VNQ_VERSION);
+  app.add_option("--app-path", arguments.appPath, "The program's folder: settings, texts, database")
+      ->required();
+  app.add_option("--bind", arguments.overrides.bindAddress, "IPv4 address of all listeners");
+  app.add_option("--language-id", arguments.overrides.languageId,
+                 "System language: 1028, 1033, 2052 or another LCID");
+  app.add_option("--code-page", arguments.overrides.codePage, "Legacy code page, e.g. 936");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& success) {
+    return app.exit(success);
+  } catch (const CLI::ParseError& error) {
+    std::fprintf(stderr, "vnq_main_service: %s\nusage: %s", error.what(), app.help().c_str());
+    return kExitArguments;
+  }
+  return std::nullopt;
+}
+
+int Fail(int code, const std::string& message) {
+  std::fprintf(stderr, "vnq_main_service: %s\n", message.c_str());
+  return code;
+}
+
+int RefuseSecondInstance(const Arguments& arguments, const vnq::PlatformSettings& platform,
+                         std::shared_ptr<const vnq::CodePage> codePage) {
+  vnq::IniStrings strings(vnq::PathMapper(platform.drives), std::move(codePage));
+  vnq::Texts texts(strings, arguments.appPath, platform.languageId);
+  std::fprintf(stderr, "VNQ_Main_Service.exe: %s\n", texts.ReadLang("im2").c_str());
+  return kExitInstance;
+}
+
+// What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
+// theirs meets a closed port; a peer that does not take its bytes is not waited for long.
+void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
+  const int64_t start = clock.MonotonicMs();
+  auto waitsFor = [&](int connections, int64_t limitMs) {
+    return connections > 0 && clock.MonotonicMs() - start < limitMs;
+  };
+  while (waitsFor(vnq::TcpConnection::Lingering(), kMaxPeerCloseMs) ||
+         waitsFor(vnq::TcpConnection::LingeringUnsent(), kMaxDrainMs)) {
+    loop.TurnWithoutHandlers(20);
+  }
+}
+
+void Serve(const Arguments& arguments, const vnq::PlatformSettings& platform,
+           std::shared_ptr<const vnq::CodePage> codePage) {
+  vnq::SystemClock clock;
+  vnq::EventLoop loop(clock);
+  vnq::ShellCommandRunner commands(loop);
+  vnq::IndexForm form(loop, clock, std::move(codePage), commands, arguments.appPath, platform);
+  bool unloading = false;
+  vnq::TerminationSignals signals(loop, [&] {
+    if (std::exchange(unloading, true)) return;
+    vnq::NotifyServiceManager("STOPPING=1");
+    loop.StartHandler([&] {
+      form.Unload();
+      loop.Stop();
+    });
+  });
+  form.Load();
+  spdlog::info("ready on {}", platform.bindAddress);
+  vnq::NotifyServiceManager("READY=1");
+  loop.Run();
+  Drain(loop, clock);
+  form.host().database.Close();
+  spdlog::info("stopped");
+  spdlog::shutdown();
+  _exit(0);  // handlers that still wait in a yield are not unwound
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  if (const auto code = ParseArguments(argc, argv, arguments)) return *code;
+  spdlog::set_default_logger(spdlog::stderr_color_mt("vnq"));
+  spdlog::set_pattern("%Y-%m-%d %H:%M:%S.%e %l: %v");
+
+  std::error_code ignored;
+  if (!std::filesystem::is_directory(arguments.appPath, ignored)) {
+    return Fail(kExitArguments, "--app-path " + arguments.appPath + ": no such folder");
+  }
+  arguments.appPath = std::filesystem::absolute(arguments.appPath, ignored).string();
+  while (arguments.appPath.size() > 1 && arguments.appPath.ends_with('/')) {
+    arguments.appPath.pop_back();
+  }
+  std::string error;
+  auto platform = vnq::ReadPlatformSettings(vnq::PlatformIniPath(arguments.appPath),
+                                            vnq::SystemLocaleName(), error);
+  if (!platform || !vnq::ApplyOverrides(arguments.overrides, *platform, error)) {
+    return Fail(kExitArguments, error);
+  }
+  auto codePage = vnq::CodePage::Open(platform->codePage);
+  if (codePage == nullptr) {
+    return Fail(kExitArguments,
+                "code page " + std::to_string(platform->codePage) + " is not known");
+  }
+  vnq::InstanceLock lock;
+  switch (lock.Acquire(arguments.appPath + "/.vnq_main_service.lock", error)) {
+    case vnq::InstanceLock::Result::kHeld:
+      break;
+    case vnq::InstanceLock::Result::kOtherInstance:
+      return RefuseSecondInstance(arguments, *platform, codePage);
+    case vnq::InstanceLock::Result::kError:
+      return Fail(kExitInstance, error);
+  }
+  Serve(arguments, *platform, std::move(codePage));
+}

@@ -1,0 +1,386 @@
+#include "platform/net/event_loop.h"
+
+#include <cxxabi.h>
+#include <errno.h>
+#include <string.h>
+#include <sys/epoll.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cassert>
+#include <new>
+#include <utility>
+
+#include <boost/context/fiber.hpp>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define VNQ_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VNQ_ASAN 1
+#endif
+#endif
+#ifdef VNQ_ASAN
+#include <sanitizer/common_interface_defs.h>
+#endif
+
+namespace vnq {
+namespace {
+
+#ifdef VNQ_ASAN
+constexpr size_t kStackBytes = 1024 * 1024;  // instrumented frames are several times larger
+#else
+constexpr size_t kStackBytes = 256 * 1024;
+#endif
+constexpr size_t kMaxIdleHandlers = 256;
+constexpr int kEventsPerPoll = 256;
+
+struct StackRange {
+  const void* bottom = nullptr;
+  size_t size = 0;
+};
+
+// A stack of its own pages, committed as they are touched, with one page in front that faults on
+// overflow.
+class GuardedStack {
+ public:
+  explicit GuardedStack(StackRange& range) : range_(&range) {}
+
+  boost::context::stack_context allocate() {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t size = kStackBytes + page;
+    void* base = mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
+    if (base == MAP_FAILED) throw std::bad_alloc();
+    mprotect(base, page, PROT_NONE);
+    boost::context::stack_context stack;
+    stack.size = size;
+    stack.sp = static_cast<char*>(base) + size;
+    *range_ = {static_cast<char*>(base) + page, kStackBytes};
+    return stack;
+  }
+  void deallocate(boost::context::stack_context& stack) {
+    munmap(static_cast<char*>(stack.sp) - stack.size, stack.size);
+  }
+
+ private:
+  StackRange* range_;
+};
+
+// The C++ runtime keeps the exceptions in flight per thread. Two handlers inside catch blocks would
+// see each other's, so each stack carries its own copy.
+struct ExceptionState {
+  void* caught = nullptr;
+  unsigned int uncaught = 0;
+
+  static ExceptionState Exchange(const ExceptionState& next) {
+    ExceptionState previous;
+    void* globals = abi::__cxa_get_globals();
+    memcpy(&previous.caught, globals, sizeof previous.caught);
+    memcpy(&previous.uncaught, static_cast<char*>(globals) + sizeof(void*), sizeof(unsigned int));
+    memcpy(globals, &next.caught, sizeof next.caught);
+    memcpy(static_cast<char*>(globals) + sizeof(void*), &next.uncaught, sizeof(unsigned int));
+    return previous;
+  }
+};
+
+// Tells the address sanitizer that the stack is about to change and, on arrival, that it has.
+#ifdef VNQ_ASAN
+void LeaveStack(void** fakeStack, const StackRange& next) {
+  __sanitizer_start_switch_fiber(fakeStack, next.bottom, next.size);
+}
+void ArriveOnStack(void* fakeStack, StackRange* previous) {
+  __sanitizer_finish_switch_fiber(fakeStack, previous ? &previous->bottom : nullptr,
+                                  previous ? &previous->size : nullptr);
+}
+#else
+void LeaveStack(void**, const StackRange&) {}
+void ArriveOnStack(void*, StackRange*) {}
+#endif
+
+// Thrown in a suspended handler that is to end without going on.
+struct HandlerUnwound {};
+
+}  // namespace
+
+struct EventLoop::Handler {
+  boost::context::fiber self;  // where the handler goes on
+  boost::context::fiber loop;  // where the loop goes on; valid while the handler runs
+  Task task;
+  ExceptionState exceptions;
+  bool hasTask = false;
+  bool quit = false;
+  bool yielded = false;  // wants its place at the tail of the ready queue
+  StackRange stack;      // the handler's own
+  StackRange loopStack;  // the loop's, learnt on arrival
+  void* fakeStack = nullptr;
+
+  void SwitchToLoop() {
+    LeaveStack(&fakeStack, loopStack);
+    loop = std::move(loop).resume();
+    ArriveOnStack(fakeStack, &loopStack);
+  }
+
+  // The body of every fiber: one task after the other, so that a stack is set up once.
+  boost::context::fiber Run(boost::context::fiber&& caller) {
+    loop = std::move(caller);
+    ArriveOnStack(nullptr, &loopStack);
+    while (!quit) {
+      try {
+        task();
+      } catch (const HandlerUnwound&) {
+      }
+      task = nullptr;
+      hasTask = false;
+      SwitchToLoop();
+    }
+    LeaveStack(nullptr, loopStack);
+    return std::move(loop);
+  }
+};
+
+EventLoop::EventLoop(const Clock& clock) : clock_(clock), epoll_(epoll_create1(EPOLL_CLOEXEC)) {}
+
+EventLoop::~EventLoop() {
+  UnwindHandlers();
+  for (Handler* handler : std::vector<Handler*>(handlers_)) DestroyHandler(handler);
+  // What tasks own may call back into the loop as it goes, so they go while the loop is whole.
+  std::exchange(timers_, {});
+  std::exchange(waitingForRoom_, {});
+  std::exchange(ready_, {});
+  close(epoll_);
+}
+
+// --- Work ---
+
+void EventLoop::StartHandler(Task task) {
+  ++liveHandlers_;
+  ready_.push_back({nullptr, std::move(task), true});
+}
+
+void EventLoop::Enqueue(Task step) {
+  ready_.push_back({nullptr, std::move(step), false});
+}
+
+void EventLoop::Yield() {
+  assert(current_ != nullptr);
+  current_->yielded = true;
+  SwitchToLoop();
+}
+
+void EventLoop::Suspend() {
+  assert(current_ != nullptr);
+  SwitchToLoop();
+}
+
+void EventLoop::Wake(Handler* handler) {
+  ready_.push_back({handler, nullptr, false});
+}
+
+EventLoop::Handler* EventLoop::TakeHandler() {
+  if (!idle_.empty()) {
+    Handler* handler = idle_.back();
+    idle_.pop_back();
+    return handler;
+  }
+  auto* handler = new Handler;
+  handlers_.push_back(handler);
+  handler->self = boost::context::fiber(
+      std::allocator_arg, GuardedStack(handler->stack),
+      [handler](boost::context::fiber&& loop) { return handler->Run(std::move(loop)); });
+  return handler;
+}
+
+void EventLoop::Resume(Handler* handler) {
+  current_ = handler;
+  const ExceptionState ours = ExceptionState::Exchange(handler->exceptions);
+  void* fakeStack = nullptr;
+  LeaveStack(&fakeStack, handler->stack);
+  handler->self = std::move(handler->self).resume();
+  ArriveOnStack(fakeStack, nullptr);
+  handler->exceptions = ExceptionState::Exchange(ours);
+  current_ = nullptr;
+}
+
+void EventLoop::SwitchToLoop() {
+  Handler* handler = current_;
+  handler->SwitchToLoop();
+  if (handler->quit) throw HandlerUnwound();
+}
+
+void EventLoop::RunItem(ReadyItem item) {
+  Handler* handler = item.handler;
+  if (handler == nullptr) {
+    if (!item.yields) {
+      item.task();
+      return;
+    }
+    handler = TakeHandler();
+    handler->task = std::move(item.task);
+    handler->hasTask = true;
+  }
+  Resume(handler);
+  if (!handler->hasTask) {
+    Retire(handler);
+  } else if (handler->yielded) {
+    // What the kernel has by now comes first: it is what the handler yields to.
+    handler->yielded = false;
+    Poll(0);
+    ready_.push_back({handler, nullptr, false});
+  }
+}
+
+void EventLoop::Retire(Handler* handler) {
+  --liveHandlers_;
+  if (idle_.size() < kMaxIdleHandlers) {
+    idle_.push_back(handler);
+  } else {
+    DestroyHandler(handler);
+  }
+  if (!waitingForRoom_.empty() && liveHandlers_ < kMaxHandlers) {
+    Task step = std::move(waitingForRoom_.front());
+    waitingForRoom_.pop_front();
+    step();
+  }
+}
+
+void EventLoop::DestroyHandler(Handler* handler) {
+  std::erase(idle_, handler);
+  std::erase(handlers_, handler);
+  if (handler->self && !handler->hasTask) {
+    handler->quit = true;
+    Resume(handler);
+  }
+  delete handler;
+}
+
+void EventLoop::UnwindHandlers() {
+  ready_.clear();
+  waitingForRoom_.clear();
+  for (Handler* handler : std::vector<Handler*>(handlers_)) {
+    if (!handler->hasTask) continue;
+    handler->quit = true;
+    Resume(handler);  // the task unwinds, and the fiber comes back from its last switch
+    Resume(handler);  // the fiber ends
+    std::erase(handlers_, handler);
+    delete handler;
+  }
+  liveHandlers_ = 0;
+}
+
+// --- Descriptors ---
+
+bool EventLoop::Watch(int descriptor, uint32_t epollEvents, Watcher* watcher) {
+  const size_t index = static_cast<size_t>(descriptor);
+  if (watches_.size() <= index) watches_.resize(index + 1);
+  WatchEntry& entry = watches_[index];
+  epoll_event event{};
+  event.events = epollEvents;
+  event.data.u64 = (uint64_t{entry.generation + 1} << 32) | static_cast<uint32_t>(descriptor);
+  if (epoll_ctl(epoll_, EPOLL_CTL_ADD, descriptor, &event) != 0) return false;
+  entry.watcher = watcher;
+  ++entry.generation;
+  return true;
+}
+
+void EventLoop::ChangeWatch(int descriptor, uint32_t epollEvents) {
+  epoll_event event{};
+  event.events = epollEvents;
+  event.data.u64 = (uint64_t{watches_[static_cast<size_t>(descriptor)].generation} << 32) |
+                   static_cast<uint32_t>(descriptor);
+  epoll_ctl(epoll_, EPOLL_CTL_MOD, descriptor, &event);
+}
+
+void EventLoop::Unwatch(int descriptor) {
+  epoll_ctl(epoll_, EPOLL_CTL_DEL, descriptor, nullptr);
+  watches_[static_cast<size_t>(descriptor)].watcher = nullptr;
+}
+
+// --- Timers ---
+
+EventLoop::TimerId EventLoop::StartTimer(int64_t intervalMs, Task tick) {
+  timers_.push_back({++lastTimer_, clock_.MonotonicMs() + intervalMs, intervalMs, std::move(tick)});
+  return lastTimer_;
+}
+
+EventLoop::TimerId EventLoop::RunAfter(int64_t delayMs, Task step) {
+  timers_.push_back({++lastTimer_, clock_.MonotonicMs() + delayMs, 0, std::move(step)});
+  return lastTimer_;
+}
+
+void EventLoop::StopTimer(TimerId timer) {
+  std::erase_if(timers_, [timer](const Timer& candidate) { return candidate.id == timer; });
+}
+
+void EventLoop::FireTimers() {
+  const int64_t now = clock_.MonotonicMs();
+  for (size_t i = 0; i < timers_.size();) {
+    Timer& timer = timers_[i];
+    if (timer.dueMs > now) {
+      ++i;
+    } else if (timer.intervalMs > 0) {
+      timer.dueMs += (now - timer.dueMs) / timer.intervalMs * timer.intervalMs + timer.intervalMs;
+      StartHandler(timer.task);
+      ++i;
+    } else {
+      Enqueue(std::move(timer.task));
+      timers_.erase(timers_.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+  }
+}
+
+int EventLoop::WaitUntilTimer(int waitMs) const {
+  int64_t wait = waitMs;
+  const int64_t now = clock_.MonotonicMs();
+  for (const Timer& timer : timers_) {
+    const int64_t left = std::max<int64_t>(timer.dueMs - now, 0);
+    if (wait < 0 || left < wait) wait = left;
+  }
+  return static_cast<int>(std::min<int64_t>(wait, 60'000));
+}
+
+// --- Running ---
+
+void EventLoop::Poll(int waitMs) {
+  epoll_event events[kEventsPerPoll];
+  const int count = epoll_wait(epoll_, events, kEventsPerPoll, waitMs);
+  for (int i = 0; i < count; ++i) {
+    const size_t descriptor = static_cast<uint32_t>(events[i].data.u64);
+    const uint32_t generation = static_cast<uint32_t>(events[i].data.u64 >> 32);
+    // An earlier event of this batch may have ended this watch, or put another on its descriptor.
+    const WatchEntry entry = watches_[descriptor];
+    if (entry.watcher != nullptr && entry.generation == generation) {
+      entry.watcher->OnEvents(events[i].events);
+    }
+  }
+  FireTimers();
+}
+
+bool EventLoop::Turn(int waitMs) {
+  Poll(ready_.empty() ? WaitUntilTimer(waitMs) : 0);
+  bool ran = false;
+  for (size_t left = ready_.size(); left > 0 && !ready_.empty(); --left) {
+    ReadyItem item = std::move(ready_.front());
+    ready_.pop_front();
+    RunItem(std::move(item));
+    ran = true;
+  }
+  return ran;
+}
+
+void EventLoop::TurnWithoutHandlers(int waitMs) {
+  Poll(waitMs);
+  for (size_t left = ready_.size(); left > 0; --left) {
+    ReadyItem item = std::move(ready_.front());
+    ready_.pop_front();
+    if (item.handler == nullptr && !item.yields) item.task();
+  }
+}
+
+void EventLoop::Run() {
+  stopped_ = false;
+  while (!stopped_) Turn(-1);
+}
+
+}  // namespace vnq

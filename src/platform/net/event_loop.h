@@ -1,0 +1,152 @@
+// The event thread: one epoll loop, a first-in first-out ready queue, timers, and handlers that can
+// yield.
+//
+// A handler is a plain procedure that runs on a stack of its own (a fiber). It runs to its end
+// without a break, but for the places where it calls Yield or Suspend: there the loop polls the
+// kernel, everything that is ready by then runs (each to its own end or its own next yield), and
+// the handler goes on. Nothing here is thread-safe; everything happens on the one thread that calls
+// Run.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "platform/net/clock.h"
+
+namespace vnq {
+
+class EventLoop {
+ public:
+  using Task = std::function<void()>;
+  using TimerId = uint64_t;
+
+  /// What epoll reports on a descriptor goes to its watcher, on the loop's own stack; it must not
+  /// yield.
+  class Watcher {
+   public:
+    virtual ~Watcher() = default;
+    virtual void OnEvents(uint32_t epollEvents) = 0;
+  };
+
+  /// Identifies a suspended handler. Valid until the handler is woken.
+  struct Handler;
+
+  /// Handlers that may be alive at one time before arrivals are held back.
+  static constexpr size_t kMaxHandlers = 4096;
+
+  explicit EventLoop(const Clock& clock);
+  ~EventLoop();
+  EventLoop(const EventLoop&) = delete;
+  EventLoop& operator=(const EventLoop&) = delete;
+
+  // --- Work ---
+
+  /// Puts a handler at the tail of the ready queue. It may yield.
+  void StartHandler(Task task);
+
+  /// Puts a short step at the tail of the ready queue; it runs on the loop's own stack and must not
+  /// yield.
+  void Enqueue(Task step);
+
+  /// Polls the kernel, lets everything that is ready run, and goes on. Only in a handler. Yields:
+  /// yes.
+  void Yield();
+
+  /// True inside a handler, where Yield and Suspend may be called.
+  bool InHandler() const { return current_ != nullptr; }
+
+  /// The running handler, to be woken after Suspend.
+  Handler* CurrentHandler() const { return current_; }
+
+  /// Parks the running handler until Wake. Yields: yes.
+  void Suspend();
+
+  /// Puts a suspended handler at the tail of the ready queue.
+  void Wake(Handler* handler);
+
+  /// Handlers that were started and have not ended.
+  size_t LiveHandlers() const { return liveHandlers_; }
+
+  /// Runs `step` once, as soon as a handler has ended and fewer than kMaxHandlers are alive.
+  void WhenHandlerEnds(Task step) { waitingForRoom_.push_back(std::move(step)); }
+
+  // --- Descriptors ---
+
+  /// Watches a descriptor, level-triggered. The watcher must outlive the watch. False: errno tells.
+  bool Watch(int descriptor, uint32_t epollEvents, Watcher* watcher);
+  void ChangeWatch(int descriptor, uint32_t epollEvents);
+  void Unwatch(int descriptor);
+
+  // --- Timers ---
+
+  /// Starts a handler every `intervalMs`. A tick that comes late runs once, missed ticks are not
+  /// made up, and the period does not shift. A tick does not wait for the end of the one before.
+  TimerId StartTimer(int64_t intervalMs, Task tick);
+
+  /// Enqueues a step once, `delayMs` from now.
+  TimerId RunAfter(int64_t delayMs, Task step);
+  void StopTimer(TimerId timer);
+
+  // --- Running ---
+
+  /// Runs until Stop.
+  void Run();
+  void Stop() { stopped_ = true; }
+
+  /// One turn: polls, waiting up to `waitMs` when nothing is ready, then runs what is ready.
+  /// True when anything ran.
+  bool Turn(int waitMs);
+
+  /// One turn of descriptors, timers and plain steps only: no handler starts or goes on, and none
+  /// is to come. For the end of the process, while what was sent still leaves.
+  void TurnWithoutHandlers(int waitMs);
+
+  /// Ends every suspended or waiting handler by unwinding its stack. Only for tests that tear a
+  /// server down inside a process that lives on; handlers see no difference to an exception.
+  void UnwindHandlers();
+
+ private:
+  struct ReadyItem {
+    Handler* handler = nullptr;  // to resume; null for a task
+    Task task;
+    bool yields = false;  // the task wants a stack of its own
+  };
+  struct WatchEntry {
+    Watcher* watcher = nullptr;
+    uint32_t generation = 0;
+  };
+  struct Timer {
+    TimerId id;
+    int64_t dueMs;
+    int64_t intervalMs;  // 0: once
+    Task task;
+  };
+
+  void Poll(int waitMs);
+  int WaitUntilTimer(int waitMs) const;
+  void FireTimers();
+  void RunItem(ReadyItem item);
+  void Resume(Handler* handler);
+  void SwitchToLoop();
+  Handler* TakeHandler();
+  void Retire(Handler* handler);
+  void DestroyHandler(Handler* handler);
+
+  const Clock& clock_;
+  int epoll_ = -1;
+  bool stopped_ = false;
+  Handler* current_ = nullptr;
+  size_t liveHandlers_ = 0;
+  std::deque<ReadyItem> ready_;
+  std::deque<Task> waitingForRoom_;
+  std::vector<WatchEntry> watches_;  // by descriptor
+  std::vector<Timer> timers_;        // a handful: searched in order
+  TimerId lastTimer_ = 0;
+  std::vector<Handler*> handlers_;  // all that exist
+  std::vector<Handler*> idle_;      // those without a task, their stacks kept for reuse
+};
+
+}  // namespace vnq

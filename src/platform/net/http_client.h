@@ -1,0 +1,74 @@
+// Requests to HTTP servers, carried by the event loop.
+//
+// Only HTTP/1.1 over plain TCP: no TLS, no proxy, no redirection followed, no connection kept for
+// the next request. An answer with an error status is an answer like any other.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/net/event_loop.h"
+
+namespace vnq {
+
+struct HttpRequest {
+  std::string method = "GET";  ///< "POST" carries the body; any other method has none
+  std::string url;  ///< "http://host[:port][/path][?query]", as EncodeRequestTarget takes it
+  std::vector<std::pair<std::string, std::string>> headers;  ///< sent in this order
+  std::string body;
+  int64_t timeoutMs = 0;  ///< from start to the end of the answer; 0: no bound
+};
+
+/// What a server answered. Without `ok` the other members are empty: the address is no HTTP
+/// address or, encoded, nears a megabyte, nobody listens there, the answer broke off, is no HTTP or
+/// larger than HttpClient::kMaxAnswerBytes, or the time-out is over.
+struct HttpResponse {
+  bool ok = false;
+  long status = 0;
+  std::string body;         ///< bytes as they came, transfer coding removed
+  std::string contentType;  ///< value of the header, empty without one
+};
+
+/// An address as it goes out. Behind the host, every byte that the path and the query of RFC 3986
+/// have no place for (blank, '"', '<', '>', '|', '#', brackets, control characters, bytes above 127
+/// ...) becomes '%' and two upper-case hexadecimal digits; everything else stays, '%' and dot
+/// segments included. An address without "http://" in front is taken as if the host had ended
+/// already.
+std::string EncodeRequestTarget(std::string_view url);
+
+/// Not thread-safe; belongs to the thread of its loop, which must outlive it.
+///
+/// Destruction breaks off what is on its way. A handler that waits in Perform at that time stays
+/// suspended until the loop unwinds it.
+class HttpClient {
+ public:
+  static constexpr size_t kMaxAnswerBytes = size_t{16} * 1024 * 1024;
+
+  explicit HttpClient(EventLoop& loop);
+  ~HttpClient();
+  HttpClient(const HttpClient&) = delete;
+  HttpClient& operator=(const HttpClient&) = delete;
+
+  /// Sends a request and waits for the end of its answer, while the loop serves everything else.
+  /// Only in a handler. Yields: yes.
+  HttpResponse Perform(HttpRequest request);
+
+  /// Sends a request and forgets it. Nobody learns of a failure. Yields: no.
+  void Send(HttpRequest request);
+
+  /// Requests that have not come to their end.
+  size_t InFlight() const;
+
+ private:
+  class Transfers;
+
+  EventLoop& loop_;
+  std::shared_ptr<Transfers> transfers_;
+};
+
+}  // namespace vnq

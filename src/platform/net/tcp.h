@@ -1,0 +1,143 @@
+// TCP listeners and connections on the event loop.
+//
+// One recv of everything that is there is one arrival, and each arrival starts one handler. End of
+// stream is acted on only after every arrival in front of it has been started.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/net/event_loop.h"
+
+namespace vnq {
+
+/// A connection request that was taken from a listener and has no owner yet. Closes its descriptor
+/// unless it is handed on.
+class AcceptedSocket {
+ public:
+  AcceptedSocket(int descriptor, std::string remoteIp)
+      : descriptor_(descriptor), remoteIp_(std::move(remoteIp)) {}
+  AcceptedSocket(AcceptedSocket&& other) noexcept
+      : descriptor_(std::exchange(other.descriptor_, -1)), remoteIp_(std::move(other.remoteIp_)) {}
+  AcceptedSocket& operator=(AcceptedSocket&&) = delete;
+  ~AcceptedSocket();
+
+  /// Gives the descriptor away.
+  int Release() { return std::exchange(descriptor_, -1); }
+
+  const std::string& remoteIp() const { return remoteIp_; }
+
+ private:
+  int descriptor_;
+  std::string remoteIp_;
+};
+
+/// A listening socket. Each request is enqueued as a step of its own.
+class TcpListener : private EventLoop::Watcher {
+ public:
+  using OnRequest = std::function<void(AcceptedSocket)>;
+
+  explicit TcpListener(EventLoop& loop) : loop_(loop) {}
+  ~TcpListener() override { Close(); }
+
+  /// Listens on an IPv4 address. False, with the reason in `error`: the listener stays closed.
+  bool Listen(const std::string& address, uint16_t port, OnRequest onRequest, std::string& error);
+  void Close();
+
+  /// The address that it is bound to; empty while closed.
+  const std::string& LocalAddress() const { return localAddress_; }
+
+ private:
+  void OnEvents(uint32_t epollEvents) override;
+  void Pause();
+
+  EventLoop& loop_;
+  OnRequest onRequest_;
+  std::string localAddress_;
+  int descriptor_ = -1;
+  EventLoop::TimerId pause_ = 0;
+};
+
+/// One connection, from its acceptance until one of the two sides ends it.
+///
+/// Held by shared_ptr: a closed connection lives on by itself until what was sent has left.
+class TcpConnection : private EventLoop::Watcher,
+                      public std::enable_shared_from_this<TcpConnection> {
+ public:
+  struct Events {
+    std::function<void(std::string bytes)> onArrival;  ///< run as a handler, which may yield
+    std::function<void()> onPeerClosed;                ///< end of stream or a reset; a plain step
+  };
+
+  /// Arrivals of one connection whose handlers may be alive at one time.
+  static constexpr int kMaxHandlers = 8;
+  /// Bytes that may wait for a handler before the socket is left unread.
+  static constexpr size_t kMaxWaitingBytes = 64 * 1024;
+  /// How long a closed connection may take to hand over what was sent.
+  static constexpr int64_t kLingerMs = 3000;
+
+  static std::shared_ptr<TcpConnection> Start(EventLoop& loop, AcceptedSocket socket,
+                                              Events events);
+
+  /// Replaces the events; for an owner that needs the connection to name itself in them.
+  void SetEvents(Events events) { events_ = std::move(events); }
+
+  ~TcpConnection() override;
+
+  /// Sends at once; what the kernel does not take waits. False once either side has closed.
+  bool Send(std::string_view bytes);
+
+  /// Ends the connection: no more events, waiting arrivals are dropped, and the descriptor closes
+  /// once the peer has taken what was sent.
+  void Close();
+
+  /// Connections of this process that are closed here and not yet by their peer, and how many of
+  /// them still have something to send.
+  static int Lingering();
+  static int LingeringUnsent();
+
+ private:
+  struct ForPrivateUse {};
+
+ public:
+  TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events);
+
+ private:
+  enum class State { kOpen, kLingering, kReleased };
+
+  void OnEvents(uint32_t epollEvents) override;
+  void Receive();
+  void ReceiveAndDiscard();
+  void Flush();
+  void StartArrivals();
+  void HandlerEnded();
+  void EndOfStream();
+  void Linger();
+  void Release();
+  void UpdateWatch();
+  void CountUnsent(bool unsent);
+
+  EventLoop& loop_;
+  Events events_;
+  int descriptor_;
+  State state_ = State::kOpen;
+  bool endOfStream_ = false;
+  bool peerClosedTold_ = false;
+  bool waitingForRoom_ = false;
+  bool writingShut_ = false;
+  bool countsAsUnsent_ = false;
+  uint32_t watched_ = 0;
+  int handlers_ = 0;
+  size_t waitingBytes_ = 0;
+  std::deque<std::string> arrivals_;
+  std::string unsent_;
+  size_t unsentFrom_ = 0;
+  EventLoop::TimerId lingerTimer_ = 0;
+};
+
+}  // namespace vnq

@@ -1,0 +1,91 @@
+#include "platform/sql/odbc/odbc_connection_text.h"
+
+#include <sql.h>
+#include <sqlext.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "support/replace_all.h"
+
+namespace vnq {
+namespace {
+
+constexpr std::string_view kUsualPort = "1433";
+
+bool ContainsIgnoringCase(std::string_view text, std::string_view what) {
+  auto same = [](char a, char b) {
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    return lower(a) == lower(b);
+  };
+  return std::search(text.begin(), text.end(), what.begin(), what.end(), same) != text.end();
+}
+
+bool NamesFreeTds(std::string_view text) {
+  return ContainsIgnoringCase(text, "tdsodbc") || ContainsIgnoringCase(text, "freetds");
+}
+
+// The attributes are texts with a NUL behind each and one more at the end.
+std::string_view AllAttributes(const SQLCHAR* attributes, size_t capacity) {
+  auto text = reinterpret_cast<const char*>(attributes);
+  size_t end = 0;
+  while (end + 1 < capacity && (text[end] != '\0' || text[end + 1] != '\0')) ++end;
+  return {text, end};
+}
+
+// A value in braces when it has characters of the text's own. ODBC doubles a closing brace inside;
+// FreeTDS does not know that, and ends a value at the first closing brace with a semicolon behind.
+std::string Value(std::string_view value, bool isFreeTds) {
+  bool plain = !value.empty() && value.find_first_of(";{}=\t ") == std::string_view::npos;
+  std::string text(value);
+  if (plain) return text;
+  if (!isFreeTds) ReplaceAll(text, "}", "}}");
+  return "{" + text + "}";
+}
+
+}  // namespace
+
+std::optional<std::string> OdbcConnectionText(const ServerDatabaseOptions& options,
+                                              const OdbcDriverInfo& driver) {
+  std::string port = options.port.empty() ? std::string(kUsualPort) : options.port;
+  const std::array values = {&options.host, &std::as_const(port), &options.database, &options.user,
+                             &options.password};
+  for (const std::string* text : values) {
+    if (driver.isFreeTds && text->find("};") != std::string::npos) return std::nullopt;
+  }
+  auto value = [&](const std::string& text) { return Value(text, driver.isFreeTds); };
+  std::string text = "DRIVER={" + driver.name + "};SERVER=";
+  text += driver.isFreeTds ? value(options.host) + ";PORT=" + value(port)
+                           : value("tcp:" + options.host + "," + port);
+  text += ";DATABASE=" + value(options.database);
+  text += ";UID=" + value(options.user) + ";PWD=" + value(options.password);
+  if (driver.isFreeTds) {
+    text += ";TDS_Version=7.4;ClientCharset=UTF-8";
+  } else if (ContainsIgnoringCase(driver.name, "sql server")) {
+    // Servers in a company's own network have certificates that they signed themselves.
+    text += ";TrustServerCertificate=yes";
+  }
+  return text;
+}
+
+std::optional<OdbcDriverInfo> FindOdbcDriver(void* environment, std::string_view name) {
+  if (name.starts_with("/")) return OdbcDriverInfo{std::string(name), NamesFreeTds(name)};
+  SQLCHAR found[256];
+  SQLCHAR attributes[4096];
+  for (SQLUSMALLINT direction = SQL_FETCH_FIRST;; direction = SQL_FETCH_NEXT) {
+    SQLSMALLINT length = 0;
+    SQLSMALLINT attributesLength = 0;
+    std::fill(std::begin(attributes), std::end(attributes), SQLCHAR{0});
+    SQLRETURN code = SQLDrivers(environment, direction, found, sizeof found, &length, attributes,
+                                sizeof attributes, &attributesLength);
+    if (code != SQL_SUCCESS && code != SQL_SUCCESS_WITH_INFO) return std::nullopt;
+    std::string text(reinterpret_cast<const char*>(found));
+    if (strcasecmp(text.c_str(), std::string(name).c_str()) != 0) continue;
+    bool freeTds = NamesFreeTds(text) || NamesFreeTds(AllAttributes(attributes, sizeof attributes));
+    return OdbcDriverInfo{std::move(text), freeTds};
+  }
+}
+
+}  // namespace vnq

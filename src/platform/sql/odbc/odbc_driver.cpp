@@ -1,0 +1,228 @@
+#include <fmt/format.h>
+
+#include "platform/net/clock.h"
+#include "platform/sql/odbc/odbc_connection.h"
+#include "platform/sql/row_statements.h"
+#include "platform/sql/server_availability.h"
+
+namespace vnq {
+namespace {
+
+constexpr RowWriting kWriting = {BracketedName, false};
+
+// A connection that was idle this long is tried with a statement that does no harm, before one that
+// must not run twice.
+constexpr int64_t kTrustedMs = 1000;
+
+bool StartsWith(std::string_view statement, std::string_view lowerWord) {
+  size_t start = statement.find_first_not_of(" \t\r\n");
+  if (start == std::string_view::npos) return false;
+  std::string_view word = statement.substr(start, lowerWord.size());
+  auto same = [](char c, char lower) {
+    return c == lower || (c >= 'A' && c <= 'Z' && c - 'A' + 'a' == lower);
+  };
+  return std::equal(word.begin(), word.end(), lowerWord.begin(), lowerWord.end(), same);
+}
+
+std::string NameForLog(const ServerDatabaseOptions& options) {
+  return fmt::format("database {} on {}", options.database, options.host);
+}
+
+class OdbcDriver final : public SqlDriver {
+ public:
+  explicit OdbcDriver(ServerDatabaseOptions options)
+      : options_(std::move(options)), availability_(NameForLog(options_), options_.clock) {}
+
+  bool Query(std::string_view statement, std::span<const SqlValue> parameters,
+             SqlRows& rows) override;
+  bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
+  bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
+  bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
+  bool DeleteRow(const SqlRows& rows, size_t row) override;
+  // The server commits durably by itself.
+  bool SyncCommitted() override { return true; }
+  const std::string& LastError() const override { return lastError_; }
+
+ private:
+  enum class Repeatable { kNo, kYes };
+
+  int64_t NowMs() const { return MonotonicMs(options_.clock); }
+
+  template <typename Work>
+  bool Run(std::string_view statement, Repeatable repeatable, const Work& work);
+  template <typename Work>
+  bool RunOnce(std::string_view statement, const Work& work, bool& mayRepeat);
+  bool EnsureConnected();
+  void ProbeIdle();
+  void Lose(int64_t startMs);
+  bool Fail(std::string_view statement, std::string_view why);
+  bool RunTransactionStep(std::string_view statement, std::string_view own);
+  bool ChangeOneRow(std::string_view verb, std::string_view set, const SqlRows& rows, size_t row,
+                    std::span<const SqlValue> values, const OdbcTable*& table);
+
+  ServerDatabaseOptions options_;
+  ServerAvailability availability_;
+  std::unique_ptr<OdbcConnection> connection_;
+  std::string lastError_;
+  int64_t lastAnswerMs_ = 0;
+  bool inTransaction_ = false;  // until it ends, also when its connection does before
+};
+
+bool OdbcDriver::Fail(std::string_view statement, std::string_view why) {
+  lastError_ = StatementFailure(statement, why);
+  return false;
+}
+
+bool OdbcDriver::EnsureConnected() {
+  if (connection_) return true;
+  if (!availability_.MayTry()) {
+    lastError_ = availability_.why();
+    return false;
+  }
+  int64_t start = MonotonicMs(nullptr);
+  OdbcError error;
+  connection_ = OdbcConnection::Open(options_, error);
+  if (connection_) return true;
+  lastError_ = error.Describe();
+  Lose(start);
+  return false;
+}
+
+void OdbcDriver::Lose(int64_t startMs) {
+  connection_.reset();
+  availability_.NoteLost(lastError_, MonotonicMs(nullptr) - startMs);
+}
+
+// Runs `work` on a connection that stands. What may be repeated is, once, when the connection that
+// stood turns out to be gone.
+template <typename Work>
+bool OdbcDriver::Run(std::string_view statement, Repeatable repeatable, const Work& work) {
+  if (inTransaction_ && !connection_) return Fail(statement, "its transaction is lost");
+  if (repeatable == Repeatable::kNo) ProbeIdle();
+  bool mayRepeat = repeatable == Repeatable::kYes && connection_ && !inTransaction_;
+  if (RunOnce(statement, work, mayRepeat)) return true;
+  bool dummy = false;
+  return mayRepeat && RunOnce(statement, work, dummy);
+}
+
+// Clears mayRepeat where another run could not help.
+template <typename Work>
+bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& mayRepeat) {
+  if (!EnsureConnected()) return mayRepeat = false;
+  int64_t start = MonotonicMs(nullptr);
+  OdbcError error;
+  bool done = work(*connection_, error);
+  if (!done) Fail(statement, error.Describe());
+  if (!done && (error.IsLost() || connection_->IsDead())) {
+    mayRepeat = mayRepeat && !error.IsTimeOut();
+    mayRepeat ? connection_.reset() : Lose(start);
+    return false;
+  }
+  mayRepeat = false;
+  lastAnswerMs_ = NowMs();
+  availability_.NoteWorking();
+  return done;
+}
+
+// A server that was started anew has closed the connection, and nothing tells before something is
+// sent.
+void OdbcDriver::ProbeIdle() {
+  if (!connection_ || inTransaction_ || NowMs() - lastAnswerMs_ < kTrustedMs) return;
+  Run("select 1", Repeatable::kYes, [](OdbcConnection& connection, OdbcError& error) {
+    return connection.Execute("select 1", {}, error);
+  });
+}
+
+bool OdbcDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
+                       SqlRows& rows) {
+  auto repeatable = StartsWith(statement, "select") ? Repeatable::kYes : Repeatable::kNo;
+  return Run(statement, repeatable, [&](OdbcConnection& connection, OdbcError& error) {
+    return connection.Query(statement, parameters, rows, error);
+  });
+}
+
+bool OdbcDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
+  if (StartsWith(statement, "begin")) return RunTransactionStep(statement, "begin transaction");
+  if (StartsWith(statement, "commit")) return RunTransactionStep(statement, "commit");
+  // One that goes back to a savepoint ends nothing.
+  constexpr std::string_view kRollback = "rollback";
+  if (StartsWith(statement, kRollback) && statement.size() == kRollback.size()) {
+    return RunTransactionStep(statement, kRollback);
+  }
+  return Run(statement, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
+    return connection.Execute(statement, parameters, error);
+  });
+}
+
+// A transaction whose connection is lost takes no further statement: it would be committed by
+// itself.
+bool OdbcDriver::RunTransactionStep(std::string_view statement, std::string_view own) {
+  bool begins = own.starts_with("begin");
+  bool lost = inTransaction_ && !connection_;
+  if (!begins && lost) {
+    inTransaction_ = false;
+    return own == "rollback" || Fail(statement, "its transaction is lost");
+  }
+  bool done = Run(statement, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
+    return connection.Execute(own, {}, error);
+  });
+  // After a rollback there is none in any case: a server also ends one by itself.
+  if (done || !connection_ || own == "rollback") inTransaction_ = begins && done;
+  return done;
+}
+
+bool OdbcDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
+  if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
+  const RowStatement insert = InsertStatement(BracketedName(target.table), values, kWriting);
+  return Run(insert.text, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
+    SQLLEN changed = 0;
+    return connection.Change(insert.text, insert.parameters, changed, error);
+  });
+}
+
+bool OdbcDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
+  if (values.empty()) return true;
+  const RowStatement set = SetClause(values, kWriting);
+  const OdbcTable* table = nullptr;
+  if (!ChangeOneRow("update", set.text, rows, row, set.parameters, table)) return false;
+  RefreshOdbcIdentity(*table, rows, row, values);
+  return true;
+}
+
+bool OdbcDriver::DeleteRow(const SqlRows& rows, size_t row) {
+  const OdbcTable* table = nullptr;
+  return ChangeOneRow("delete", "", rows, row, {}, table);
+}
+
+// Runs an update or delete on the one row alone. Of several rows that are equal in all that was
+// read, it meets one.
+bool OdbcDriver::ChangeOneRow(std::string_view verb, std::string_view set, const SqlRows& rows,
+                              size_t row, std::span<const SqlValue> values,
+                              const OdbcTable*& table) {
+  const std::string statement = fmt::format("{} {}{}", verb, rows.table, set);
+  if (rows.table.empty()) return Fail(statement, "the row set comes from no single table");
+  if (row >= rows.rowCount()) return Fail(statement, "no current row");
+  SQLLEN changed = 0;
+  bool done = Run(statement, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
+    table = connection.Table(rows.table, error);
+    if (!table) return false;
+    std::vector<SqlValue> parameters(values.begin(), values.end());
+    std::string condition = OdbcRowCondition(*table, rows, row, parameters);
+    if (condition.empty()) {
+      error.text = "nothing finds its row again";
+      return false;
+    }
+    std::string text =
+        fmt::format("{} top (1) {}{} where {}", verb, BracketedName(rows.table), set, condition);
+    return connection.Change(text, parameters, changed, error);
+  });
+  return done && (changed != 0 || Fail(statement, "the row is no longer there"));
+}
+
+}  // namespace
+
+std::unique_ptr<SqlDriver> OpenOdbc(ServerDatabaseOptions options) {
+  return std::make_unique<OdbcDriver>(std::move(options));
+}
+
+}  // namespace vnq

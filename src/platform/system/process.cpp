@@ -1,0 +1,74 @@
+#include "platform/system/process.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stddef.h>
+#include <string.h>
+#include <sys/epoll.h>
+#include <sys/file.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace vnq {
+
+InstanceLock::~InstanceLock() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+InstanceLock::Result InstanceLock::Acquire(const std::string& path, std::string& error) {
+  descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (descriptor_ < 0) {
+    error = path + ": " + strerror(errno);
+    return Result::kError;
+  }
+  if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) return Result::kHeld;
+  if (errno == EWOULDBLOCK) return Result::kOtherInstance;
+  error = path + ": " + strerror(errno);
+  return Result::kError;
+}
+
+TerminationSignals::TerminationSignals(EventLoop& loop, std::function<void()> onSignal)
+    : loop_(loop), onSignal_(std::move(onSignal)) {
+  signal(SIGPIPE, SIG_IGN);
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  descriptor_ = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+  loop_.Watch(descriptor_, EPOLLIN, this);
+}
+
+TerminationSignals::~TerminationSignals() {
+  loop_.Unwatch(descriptor_);
+  close(descriptor_);
+}
+
+void TerminationSignals::OnEvents(uint32_t) {
+  signalfd_siginfo info;
+  while (read(descriptor_, &info, sizeof info) == sizeof info) onSignal_();
+}
+
+void NotifyServiceManager(const std::string& state) {
+  const char* path = std::getenv("NOTIFY_SOCKET");
+  if (path == nullptr || *path == '\0') return;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const size_t length = strlen(path);
+  if (length >= sizeof address.sun_path) return;
+  memcpy(address.sun_path, path, length);
+  if (address.sun_path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
+  const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (descriptor < 0) return;
+  sendto(descriptor, state.data(), state.size(), MSG_NOSIGNAL,
+         reinterpret_cast<sockaddr*>(&address),
+         static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
+  close(descriptor);
+}
+
+}  // namespace vnq

@@ -1,0 +1,75 @@
+// The commands of this room, as the command table calls them.
+#pragma once
+
+#include <string>
+
+#include "host/host.h"
+#include "host/values/fields.h"
+
+namespace vnq {
+
+/// .+landing|UserName|password|NetworkIP or platform|Mac or push identifier|manufacturer|version|#
+/// Yields: yes. Database: Users_ID, Clot_Silence, Users_Role, Role, ServerLog.
+void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+phone_log|UserID|#   Yields: yes. Database: Users_ID.
+void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+successful_online|UserID|state|#   Yields: yes. Database: Users_ID, ServerLog.
+void HandleSuccessfulOnline(Host& host, Fields& fields, SlotIndex slot,
+                            const std::string& remoteIp);
+
+/// .+on_line|UserID|#, .+go_away|UserID|#, .+stealth|UserID|#   Yields: yes. Database: Users_ID,
+/// ServerLog.
+void HandleOnLine(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+void HandleGoAway(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+void HandleStealth(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+offline|UserID|#   Ends with the connection closed. Yields: yes. Database: Users_ID,
+/// ServerLog.
+void HandleOffline(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+change_password|UserID|new password|#   Unanswered. Yields: no. Database: Users_ID, ServerLog.
+void HandleChangePassword(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+modify_data|UserID|Jod|FcName|age|Effigy|tel1|tel2|address|School|Constellation|say|UserIco|#
+/// Yields: yes. Database: Users_ID, UpDateForm, ServerLog.
+void HandleModifyData(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+modify_isverify|UserID|IsVerify|#   Unanswered. Yields: no. Database: Users_ID, ServerLog.
+void HandleModifyIsVerify(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+modify_isSilence|UserID|group|1 to mute, 0 to unmute|#   Unanswered. Yields: no. Database:
+/// Clot_Silence.
+void HandleModifyIsSilence(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+request_data_synchronization_online|text|#   Goes to every connected slot, the sender's too.
+/// Yields: yes.
+void HandleSynchronizationNudge(Host& host, Fields& fields, SlotIndex slot,
+                                const std::string& remoteIp);
+
+/// .+modify_personal_pictures|UserID|version|#   Unanswered. Yields: no. Database: Users_Pic,
+/// ServerLog.
+void HandleModifyPersonalPictures(Host& host, Fields& fields, SlotIndex slot,
+                                  const std::string& remoteIp);
+
+/// .+clear_personal_pictures|UserID|version|#   Deletes the file, too. Yields: no. Database:
+/// Users_Pic, ServerLog.
+void HandleClearPersonalPictures(Host& host, Fields& fields, SlotIndex slot,
+                                 const std::string& remoteIp);
+
+/// .+request_synchronous_LOGO|UserID|the client's version|#   Answered when it is another one than
+/// the server's. Yields: yes. Database: OtherForm, ServerLog.
+void HandleRequestSynchronousLogo(Host& host, Fields& fields, SlotIndex slot,
+                                  const std::string& remoteIp);
+
+/// .+request_personalized_photos|UserID|1 user, 2 group|id asked for|the client's version|#
+/// Answered when the version is another one than the server's. Yields: yes. Database: Users_Pic,
+/// Clot_Pic, ServerLog.
+void HandleRequestPersonalizedPhotos(Host& host, Fields& fields, SlotIndex slot,
+                                     const std::string& remoteIp);
+
+/// .+y|#   Answered by the same record. Yields: yes.
+void HandleKeepAlive(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+}  // namespace vnq

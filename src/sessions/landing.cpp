@@ -1,0 +1,191 @@
+// Login: from a bare connection to a tagged slot.
+#include "host/server_log.h"
+#include "host/slots/devices.h"
+#include "host/slots/wire_codec.h"
+#include "sessions/commands.h"
+#include "support/ids.h"
+#include "support/utf16.h"
+
+namespace vnq {
+namespace {
+
+constexpr std::string_view kSelectUser =
+    "Select * from Users_ID where UserName='?' and UserPaws='?'";
+
+// Permission numbers that restrict where and from what a person may log in.
+constexpr std::string_view kRestrictAddress = "19";
+constexpr std::string_view kRestrictMachine = "20";
+
+constexpr std::string_view kWebDesk = "kefu";  // the Mac of a customer-service web client
+
+// What the login reads of the user's row, to work on while the row set is closed.
+struct Person {
+  std::string UserID;
+  int16_t IsVerify = 0;
+  std::string Mac, LocalIP, LocalIPList, MacList;
+};
+
+void CloseSlot(Host& host, SlotIndex slot) {
+  host.loop.Yield();
+  host.SckServer.Close(slot);
+  host.SckServer.SetTag(slot, "");
+}
+
+void Refuse(Host& host, SlotIndex slot, std::string_view record) {
+  YieldAndSend(host, slot, record);
+  CloseSlot(host, slot);
+}
+
+Person ReadPerson(const Cursor& row, const Fields& fields) {
+  Person person;
+  Assign(person.UserID, Join(row["UserID"]));
+  Assign(person.IsVerify, ToInt16(row["IsVerify"]));
+  Assign(person.Mac, Join(row["Mac"]));
+  Assign(person.LocalIP, Join(row["LocalIP"]));
+  Assign(person.LocalIPList, Join(row["LocalIPList"]));
+  Assign(person.MacList, Join(row["MacList"]));
+  if (person.LocalIPList.empty()) person.LocalIPList = person.LocalIP;
+  if (person.MacList.empty()) Assign(person.MacList, fields[4]);
+  return person;
+}
+
+// Ends the user's earlier session under this tag. False: the new connection loses against it.
+bool EndOtherSession(Host& host, const Fields& fields, const Person& person, const std::string& tag,
+                     SlotIndex slot) {
+  SlotArray& slots = host.SckServer;
+  const SlotIndex old = slots.FirstWithTag(tag);
+  if (old == kNoSlot) return true;
+  if (slots.IsConnected(old) && Is(fields[4], kWebDesk) && person.Mac != kWebDesk) {
+    CloseSlot(host, slot);
+    return false;
+  }
+  if (slots.IsConnected(old)) {
+    host.loop.Yield();
+    SendRecord(host, old, Join(".+busy_force|", slots.RemoteHostIP(slot), "|#"));
+  }
+  host.loop.Yield();
+  slots.SetTag(old, "");
+  slots.Close(old);
+  return true;
+}
+
+// Kept: muted groups and permissions share one list, and of several roles only the last one's
+// limits survive.
+std::string PermissionList(Host& host, const std::string& userId) {
+  std::string list;
+  Cursor muted(host.database);
+  muted.Open(Sql("Select *  from Clot_Silence where MyID='?'", userId));
+  for (; !muted.EndOfRows(); muted.MoveNext()) list += muted["YouID"].text() + ",";
+
+  Cursor role(host.database);
+  role.Open(Sql("Select b.* from Users_Role as a,Role as b where a.UserID='?' and a.RoleID=b.ID",
+                userId));
+  Expr ptp = "/", clot = "\\", users = "~", pub = "@", department = "+";
+  for (; !role.EndOfRows(); role.MoveNext()) {
+    list += role["Permissions"].text() + role["Plug"].text();
+    ptp = Join(role["PtpSize"], "/", role["PtpType"]);
+    clot = Join(role["ClotSize"], "\\", role["ClotType"]);
+    users = Join(role["UsersSize"], "~", role["UsersType"]);
+    pub = Join(role["PubSize"], "@", role["PubType"]);
+    department = Join(role["DepartmentPermission"], "+", role["Department"]);
+  }
+  for (const Expr& limit : {ptp, clot, users, pub, department}) list += "," + limit.text();
+  return list;
+}
+
+bool AddressMatches(const std::string& entry, const std::string& ip) {
+  const std::vector<std::string> ends = SplitText(entry, "-");
+  if (ends.size() == 1) return entry == ip;
+  if (ends.size() != 2) return false;
+  return IsBetween(IpToNumber(ip), IpToNumber(ends[0]), IpToNumber(ends[1]));
+}
+
+bool AddressAdmitted(const std::string& list, const std::string& ip) {
+  for (const std::string& entry : SplitText(list, ",")) {
+    if (AddressMatches(entry, ip)) return true;
+  }
+  return false;
+}
+
+bool MachineAdmitted(const std::string& list, const Expr& machine) {
+  for (const std::string& entry : SplitText(list, ",")) {
+    if (Is(machine, entry)) return true;
+  }
+  return false;
+}
+
+bool Admitted(const std::string& permissions, const Person& person, const Expr& machine,
+              const std::string& ip) {
+  for (const std::string& token : SplitText(permissions, ",")) {
+    if (token == kRestrictAddress && !AddressAdmitted(person.LocalIPList, ip)) return false;
+    if (token == kRestrictMachine && !MachineAdmitted(person.MacList, machine)) return false;
+  }
+  return true;
+}
+
+// A mobile names its platform with exactly one character where a desktop has its address.
+bool IsMobileForm(const Fields& fields) {
+  return fields[3].ok() && Utf16Length(fields[3].text()) == 1;
+}
+
+void RecordLogin(Host& host, const Fields& fields, const Person& person, const std::string& ip) {
+  Cursor Adodc1(host.database);
+  Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+  if (Adodc1.RecordCount() < 1) return;
+  Adodc1.Set("LoginTime", host.clock.Now().DateAndTime());
+  if (IsMobileForm(fields)) {
+    Adodc1.Set("PlatForm", fields[3]);
+    Adodc1.Set("Registration_Id", fields[4]);
+    Adodc1.Set("ManuFacturer", fields[5]);
+  } else {
+    Adodc1.Set("NetworkIP", fields[3]);
+    Adodc1.Set("Mac", fields[4]);
+  }
+  Adodc1.Set("LocalIP", ip);
+  if (person.LocalIPList.empty()) Adodc1.Set("LocalIPList", ip);
+  // Kept: MacList was filled from field 4 when it was empty, so this binds a machine never.
+  if (person.MacList.empty() && Utf16Length(fields[3].text()) > 1 && IsNot(fields[4], kWebDesk)) {
+    Adodc1.Set("MacList", fields[4]);
+  }
+  Adodc1.Update();
+}
+
+}  // namespace
+
+void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
+  SlotArray& slots = host.SckServer;
+  const std::string ip = slots.RemoteHostIP(slot);
+  if (!Is(fields[6], "#")) {
+    const auto version = ToInt32(fields[6]);
+    if (version && *version < host.MinClientVersion) {
+      return Refuse(host, slot, ".+UpgradedVersion|#");
+    }
+  }
+
+  Cursor Adodc1(host.database);
+  Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+  if (Adodc1.RecordCount() < 1) return Refuse(host, slot, ".+LoginFailed|#");
+  const auto userState = ToInt16(Adodc1["UserState"]);
+  if (userState && *userState == 0) return Refuse(host, slot, ".+ProhibitLanding|#");
+  const Person person = ReadPerson(Adodc1, fields);
+  const std::string tag = IsMobileForm(fields) ? person.UserID + "m" : person.UserID;
+  Adodc1.Close();
+
+  WriteServerLog(host, Join(fields[1], host.ReadLang("im53")), person.UserID, ip,
+                 LogIcon::kCommand);
+  if (!EndOtherSession(host, fields, person, tag, slot)) return;
+  const std::string permissions = PermissionList(host, person.UserID);
+  if (!Admitted(permissions, person, fields[4], ip)) {
+    // Kept: this one record has no closing "|#".
+    return Refuse(host, slot, ".+landing_restrictions");
+  }
+  RecordLogin(host, fields, person, ip);
+
+  if (!slots.IsConnected(slot)) return;
+  YieldAndSend(host, slot,
+               Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions,
+                    "|", host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
+  slots.SetTag(slot, tag);
+}
+
+}  // namespace vnq

@@ -1,0 +1,33 @@
+#include "tools/client/chat_command.h"
+
+#include <unistd.h>
+
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/client/chat_program.h"
+
+namespace vnq {
+
+void AddChatCommand(CLI::App& app, int& exitCode) {
+  auto options = std::make_shared<ChatOptions>();
+  CLI::App* chat = app.add_subcommand("chat", "Log in as a user and chat on this terminal");
+  chat->add_option("--server", options->server, "Name or address of the server")->required();
+  chat->add_option("--user", options->user, "Name to log in with")->required();
+  chat->add_option("--password-file", options->passwordFile,
+                   "File with the password in its first line; without it VNQ_PASSWORD, else asked");
+  chat->add_option("--code-page", options->codePage, "Code page of the server")
+      ->capture_default_str();
+  chat->add_option("--port", options->port, "Port of the server")->capture_default_str();
+  chat->add_option("--state-file", options->stateFile,
+                   "File that keeps the names and ids seen so far");
+  chat->add_option("--machine-id", options->machineId,
+                   "Text that the server's restriction by machine compares");
+  chat->add_flag("--verbose", options->verbose, "Show records that have no words, too");
+  chat->callback([options, &exitCode] {
+    exitCode = RunChat(*options, STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO);
+  });
+}
+
+}  // namespace vnq

@@ -1,0 +1,375 @@
+#include "tools/client/chat_program.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <memory>
+
+#include "host/settings/ansi_code_page.h"
+#include "platform/system/code_page.h"
+#include "tools/client/chat_console.h"
+#include "tools/client/chat_screen.h"
+#include "tools/client/chat_session.h"
+#include "tools/client/chat_text.h"
+#include "tools/client/connection.h"
+#include "tools/client/password.h"
+#include "tools/client/record_stream.h"
+
+namespace vnq {
+namespace {
+
+constexpr int kConnectWaitMs = 10'000;
+constexpr int kSendWaitMs = 10'000;
+constexpr int kLongestPollMs = 1'000;
+
+// One text has to be one read of the server: the next one follows a moment later.
+constexpr int64_t kBetweenTextsMs = 25;
+
+// Silence after which a record that has come in is taken for whole.
+constexpr int64_t kQuietMs = 40;
+constexpr int64_t kQuietUnclosedMs = 400;
+
+// How long the server may take to close after the good-bye.
+constexpr int64_t kGoodbyeWaitMs = 1'000;
+
+constexpr std::string_view kOffer = "* /reconnect logs in again, /quit ends";
+
+volatile sig_atomic_t stopSignal = 0;
+
+void OnStopSignal(int number) {
+  stopSignal = number;
+}
+
+// Ends the program's loop on a signal, so that the terminal is given back.
+class StopSignals {
+ public:
+  StopSignals() {
+    stopSignal = 0;
+    struct sigaction action {};
+    action.sa_handler = OnStopSignal;
+    for (size_t i = 0; i < std::size(kNumbers); ++i) sigaction(kNumbers[i], &action, &before_[i]);
+  }
+  ~StopSignals() {
+    for (size_t i = 0; i < std::size(kNumbers); ++i) sigaction(kNumbers[i], &before_[i], nullptr);
+  }
+  StopSignals(const StopSignals&) = delete;
+  StopSignals& operator=(const StopSignals&) = delete;
+
+ private:
+  static constexpr int kNumbers[] = {SIGINT, SIGTERM, SIGHUP};
+  struct sigaction before_[std::size(kNumbers)];
+};
+
+int64_t NowMs() {
+  using std::chrono::duration_cast;
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+std::string HostMachineId() {
+  char host[256] = "";
+  gethostname(host, sizeof host - 1);
+  return std::string("vnqctl-") + host;
+}
+
+class ChatProgram : public ChatSink {
+ public:
+  ChatProgram(const ChatOptions& options, const AnsiText& ansi, ChatScreen& screen)
+      : options_(options),
+        ansi_(ansi),
+        screen_(screen),
+        stream_(ansi),
+        names_(options.stateFile.empty() ? DefaultNamesFile(options.server, options.port)
+                                         : options.stateFile),
+        session_({options.user, options.machineId.empty() ? HostMachineId() : options.machineId,
+                  options.verbose, screen.IsTerminal()},
+                 names_, *this),
+        console_(session_, names_, *this) {}
+
+  int Run();
+
+  void SendRecord(const std::string& record) override;
+  void Show(const std::string& line) override { screen_.Show(line); }
+  void Complain(const std::string& line) override;
+
+ private:
+  bool Connect();
+  bool TakePassword(std::string& error);
+  void Step();
+  void WaitForSomething();
+  int PollTimeout() const;
+  int64_t QuietMs() const;
+  bool MayTakeLines() const;
+  bool WantsInput() const;
+  void ReadConnection();
+  void TakeRestWhenQuiet();
+  void Hear(const std::vector<std::string>& records);
+  void WriteConnection();
+  void TakeTypedLines();
+  bool NothingMoreToDo() const;
+  void Do(const ConsoleRequest& request);
+  void SeeWhetherClosed();
+  void BeginLeaving();
+  void LeaveWhenDue();
+  void SaveNames();
+  std::string Prompt() const;
+
+  const ChatOptions& options_;
+  const AnsiText& ansi_;
+  ChatScreen& screen_;
+  Connection connection_;
+  RecordStream stream_;
+  KnownNames names_;
+  ChatSession session_;
+  ChatConsole console_;
+
+  std::string password_;
+  std::deque<std::string> lines_;  // typed or read, not yet done
+  std::deque<std::string> texts_;  // Base64, not yet sent
+  int64_t nowMs_ = 0;
+  int64_t nextTextMs_ = 0;
+  int64_t heardMs_ = 0;
+  int64_t linesFromMs_ = 0;  // a script waits until then
+  int64_t leaveByMs_ = 0;    // the limit of the present step of leaving
+  bool inputReady_ = false;
+  bool wasOpen_ = false;
+  bool quitting_ = false;
+  bool saidGoodbye_ = false;
+  bool namesFailed_ = false;
+  bool failed_ = false;
+  bool done_ = false;
+};
+
+int ChatProgram::Run() {
+  names_.Load();
+  nowMs_ = NowMs();
+  done_ = !Connect() && !screen_.IsTerminal();
+  while (!done_) Step();
+  SaveNames();
+  return failed_ || (console_.Failed() && !screen_.IsTerminal()) ? 1 : 0;
+}
+
+bool ChatProgram::Connect() {
+  std::string error;
+  if (TakePassword(error) &&
+      connection_.Open(options_.server, options_.port, kConnectWaitMs, error)) {
+    stream_ = RecordStream(ansi_);
+    texts_.clear();
+    nowMs_ = heardMs_ = NowMs();
+    session_.Begin(password_, connection_.LocalAddress(), nowMs_);
+    wasOpen_ = true;
+    return true;
+  }
+  Complain(error);
+  if (screen_.IsTerminal()) Show(std::string(kOffer));
+  return false;
+}
+
+bool ChatProgram::TakePassword(std::string& error) {
+  if (!password_.empty()) return true;
+  screen_.Suspend();
+  const bool given = ReadPassword(options_.passwordFile, password_, error);
+  screen_.Resume();
+  if (!given) return false;
+  if (FitsAField(password_) && ansi_.FromBytes(ansi_.ToBytes(password_)) == password_) return true;
+  password_.clear();
+  error = "the password holds a character that the protocol or the code page cannot carry";
+  return false;
+}
+
+void ChatProgram::Step() {
+  screen_.SetPrompt(Prompt());
+  WaitForSomething();
+  nowMs_ = NowMs();
+  ReadConnection();
+  TakeRestWhenQuiet();
+  session_.Tick(nowMs_);
+  if (inputReady_) {
+    for (std::string& line : screen_.ReadLines()) lines_.push_back(std::move(line));
+  }
+  TakeTypedLines();
+  WriteConnection();
+  if (stopSignal != 0 || NothingMoreToDo()) BeginLeaving();
+  SeeWhetherClosed();
+  LeaveWhenDue();
+}
+
+void ChatProgram::WaitForSomething() {
+  pollfd waited[2] = {{connection_.fd(), POLLIN, 0},
+                      {WantsInput() ? screen_.inputFd() : -1, POLLIN, 0}};
+  const int ready = poll(waited, 2, PollTimeout());
+  inputReady_ = ready > 0 && waited[1].revents != 0;
+}
+
+// A script's lines wait for the log-in; a person may type at any time.
+bool ChatProgram::MayTakeLines() const {
+  return screen_.IsTerminal() || session_.state() == ChatSession::State::kReady;
+}
+
+bool ChatProgram::WantsInput() const {
+  if (screen_.InputEnded() || quitting_) return false;
+  return screen_.IsTerminal() || (MayTakeLines() && lines_.empty());
+}
+
+int64_t ChatProgram::QuietMs() const {
+  return stream_.RestLooksComplete() ? kQuietMs : kQuietUnclosedMs;
+}
+
+int ChatProgram::PollTimeout() const {
+  int64_t wakeMs = nowMs_ + kLongestPollMs;
+  if (!texts_.empty()) wakeMs = std::min(wakeMs, nextTextMs_);
+  if (stream_.HasRest()) wakeMs = std::min(wakeMs, heardMs_ + QuietMs());
+  if ((!lines_.empty() && MayTakeLines()) || linesFromMs_ > nowMs_)
+    wakeMs = std::min(wakeMs, linesFromMs_);
+  if (quitting_) wakeMs = std::min(wakeMs, std::max(leaveByMs_, nowMs_ + kQuietMs));
+  return static_cast<int>(std::max<int64_t>(wakeMs - NowMs(), 0));
+}
+
+void ChatProgram::ReadConnection() {
+  if (!connection_.IsOpen()) return;
+  std::string bytes;
+  const Connection::ReadResult result = connection_.Read(bytes, 0);
+  if (result == Connection::ReadResult::kData) {
+    heardMs_ = nowMs_;
+    Hear(stream_.Feed(bytes));
+  } else if (result == Connection::ReadResult::kClosed) {
+    Hear(stream_.TakeRest());
+    session_.OnPeerClosed();
+  }
+}
+
+void ChatProgram::TakeRestWhenQuiet() {
+  if (stream_.HasRest() && nowMs_ - heardMs_ >= QuietMs()) Hear(stream_.TakeRest());
+}
+
+void ChatProgram::Hear(const std::vector<std::string>& records) {
+  for (const std::string& record : records) session_.OnRecord(record, nowMs_);
+  SaveNames();
+}
+
+void ChatProgram::SendRecord(const std::string& record) {
+  for (std::string& text : EncodeForMainPort(ansi_, record)) texts_.push_back(std::move(text));
+}
+
+void ChatProgram::WriteConnection() {
+  if (texts_.empty() || nowMs_ < nextTextMs_ || !connection_.IsOpen()) return;
+  if (connection_.Send(texts_.front(), kSendWaitMs)) {
+    texts_.pop_front();
+    nextTextMs_ = nowMs_ + kBetweenTextsMs;
+  } else {
+    session_.OnPeerClosed();
+  }
+}
+
+void ChatProgram::TakeTypedLines() {
+  while (!lines_.empty() && !quitting_ && MayTakeLines() && nowMs_ >= linesFromMs_) {
+    const std::string line = std::move(lines_.front());
+    lines_.pop_front();
+    Do(console_.Line(line));
+    SaveNames();
+  }
+}
+
+// At the end of the input, with its last line done; a wait at the end of a script counts, too.
+bool ChatProgram::NothingMoreToDo() const {
+  return screen_.InputEnded() && lines_.empty() && (screen_.IsTerminal() || nowMs_ >= linesFromMs_);
+}
+
+void ChatProgram::Do(const ConsoleRequest& request) {
+  switch (request.kind) {
+    case ConsoleRequest::Kind::kQuit:
+      BeginLeaving();
+      break;
+    case ConsoleRequest::Kind::kReconnect:
+      connection_.Close();
+      if (!Connect() && !screen_.IsTerminal()) done_ = true;
+      break;
+    case ConsoleRequest::Kind::kWait:
+      linesFromMs_ = nowMs_ + 1000 * int64_t{request.seconds};
+      break;
+    case ConsoleRequest::Kind::kNone:
+      break;
+  }
+}
+
+void ChatProgram::SeeWhetherClosed() {
+  if (session_.state() != ChatSession::State::kClosed) return;
+  connection_.Close();
+  texts_.clear();
+  if (session_.PasswordRefused()) password_.clear();
+  done_ = done_ || quitting_ || !screen_.IsTerminal();
+  if (wasOpen_ && !done_) Show(std::string(kOffer));
+  wasOpen_ = false;
+}
+
+void ChatProgram::BeginLeaving() {
+  if (quitting_) return;
+  quitting_ = true;
+  const bool patient = !screen_.IsTerminal() && stopSignal == 0;
+  leaveByMs_ = nowMs_ + (patient ? options_.receiptWaitMs : kGoodbyeWaitMs);
+}
+
+// First the receipts, then the good-bye, then the server's close; each with its limit.
+void ChatProgram::LeaveWhenDue() {
+  if (!quitting_ || done_) return;
+  const bool settled = session_.WithoutReceipt() == 0 && texts_.empty();
+  if (saidGoodbye_ || session_.state() != ChatSession::State::kReady) {
+    done_ = nowMs_ >= leaveByMs_ || session_.state() != ChatSession::State::kReady;
+  } else if (settled || nowMs_ >= leaveByMs_) {
+    if (session_.WithoutReceipt() > 0) {
+      Complain("No receipt has come for " + std::to_string(session_.WithoutReceipt()) +
+               " of the messages.");
+    }
+    texts_.clear();
+    session_.Leave();
+    saidGoodbye_ = true;
+    leaveByMs_ = nowMs_ + kGoodbyeWaitMs;
+  }
+}
+
+void ChatProgram::Complain(const std::string& line) {
+  failed_ = failed_ || !screen_.IsTerminal();
+  screen_.Complain(line);
+}
+
+// Names are a convenience: a file that cannot be written is said once and does not end the chat.
+void ChatProgram::SaveNames() {
+  std::string error;
+  if (names_.Save(error) || namesFailed_) return;
+  namesFailed_ = true;
+  screen_.Complain(error);
+}
+
+std::string ChatProgram::Prompt() const {
+  if (session_.state() == ChatSession::State::kClosed) return "(no session) > ";
+  if (session_.state() != ChatSession::State::kReady) return "(logging in) > ";
+  return session_.TargetLabel() + "> ";
+}
+
+}  // namespace
+
+int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd) {
+  ChatScreen plain(-1, outputFd, errorFd);
+  const std::shared_ptr<const CodePage> page = CodePage::Open(options.codePage);
+  if (page == nullptr) {
+    plain.Complain("unknown code page " + std::to_string(options.codePage));
+    return 2;
+  }
+  const std::string machineId = options.machineId.empty() ? HostMachineId() : options.machineId;
+  for (const std::string& text : {options.user, machineId}) {
+    if (!text.empty() && FitsAField(text) && page->Holds(text)) continue;
+    plain.Complain("\"" + text + "\" holds a character that the protocol or code page " +
+                   std::to_string(options.codePage) + " cannot carry, or nothing");
+    return 2;
+  }
+  const StopSignals signals;
+  const AnsiCodePage ansi(page);
+  ChatScreen screen(inputFd, outputFd, errorFd);
+  return ChatProgram(options, ansi, screen).Run();
+}
+
+}  // namespace vnq

@@ -1,0 +1,187 @@
+#include "tools/client/control_command.h"
+
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <CLI/CLI.hpp>
+
+#include "host/settings/ansi_code_page.h"
+#include "support/text_codecs.h"
+#include "tools/client/chat_text.h"
+#include "tools/client/control_peer.h"
+
+namespace vnq {
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kBadArguments = 2;
+
+// --- The record of each order ---
+
+std::string Disconnect(const ControlOptions& options) {
+  std::string record = ".+disconnect|" + EscapeText(options.reason) + "|";
+  for (const std::string& user : options.users) record += user + "|";
+  return record + "#";
+}
+
+std::string Broadcast(const ControlOptions& options) {
+  return ".+broadcast|" + EscapeText(options.title) + "|" + EscapeText(options.text) + "|" +
+         options.font + "|#";
+}
+
+std::string EndpointOrder(const char* word, const ControlOptions& options) {
+  return std::string(word) + "|" + options.computer + "+" + options.user + "+" +
+         std::to_string(options.code) + "|#";
+}
+
+std::string Computer(const ControlOptions& options) {
+  return EndpointOrder(".+control_computer", options);
+}
+
+std::string Usb(const ControlOptions& options) {
+  return EndpointOrder(".+control_usb", options);
+}
+
+std::string RemoteDesktop(const ControlOptions& options) {
+  return ".+remote_desktop|" + options.computer + "|#";
+}
+
+std::string CloseRemoteDesktop(const ControlOptions& options) {
+  return ".+close_remote_desktop|" + options.computer + "|#";
+}
+
+std::string Ping(const ControlOptions&) {
+  return "";  // the echo behind each order is all of it
+}
+
+struct OrderRow {
+  const char* name;
+  std::string (*record)(const ControlOptions&);
+  const char* done;
+};
+
+// What was brought about stays unsaid where the server does not say it.
+constexpr OrderRow kOrders[] = {
+    {"disconnect", Disconnect, "done: those who were connected are disconnected"},
+    {"broadcast", Broadcast, "done: sent to every connected client"},
+    {"computer", Computer, "done: if it was connected, it was told and disconnected"},
+    {"usb", Usb, "done: if it was connected, it was told"},
+    {"remote-desktop", RemoteDesktop, "done: if it was connected, it was told"},
+    {"close-remote-desktop", CloseRemoteDesktop, "done: if it was connected, it was told"},
+    {"ping", Ping, "the server answers"},
+};
+
+const OrderRow* FindOrder(const std::string& name) {
+  for (const OrderRow& row : kOrders) {
+    if (name == row.name) return &row;
+  }
+  return nullptr;
+}
+
+// --- Running ---
+
+// The first name that would end its field, or its part of one; nothing when all are sound.
+std::optional<std::string> UnsoundName(const ControlOptions& options) {
+  std::vector<std::string> names = options.users;
+  names.insert(names.end(), {options.computer, options.user, options.font});
+  for (const std::string& name : names) {
+    if (!FitsAField(name)) return name;
+  }
+  for (const std::string& part : {options.computer, options.user}) {
+    if (!options.user.empty() && part.find('+') != std::string::npos) return part;
+  }
+  return std::nullopt;
+}
+
+int Fail(std::ostream& errors, const std::string& why, int exitCode = kFailed) {
+  errors << "vnqctl control: " << why << "\n";
+  return exitCode;
+}
+
+int ShowComputer(ControlPeer& peer, const ControlOptions& options, std::ostream& out,
+                 std::ostream& errors) {
+  std::vector<std::string> values;
+  std::string error;
+  if (!peer.AskComputer(options.computer, options.waitMs, values, error))
+    return Fail(errors, error);
+  for (size_t i = 0; i < values.size(); ++i) {
+    out << i + 1 << "\t" << TerminalLine(ReadEscapedText(values[i])) << "\n";
+  }
+  return kDone;
+}
+
+}  // namespace
+
+int RunControl(const std::string& order, const ControlOptions& options, std::ostream& out,
+               std::ostream& errors) {
+  const OrderRow* row = FindOrder(order);
+  if (row == nullptr && order != "info") return Fail(errors, "no order " + order, kBadArguments);
+  if (const auto name = UnsoundName(options)) {
+    return Fail(errors, "a record cannot carry the name " + TerminalLine(*name), kBadArguments);
+  }
+  const std::shared_ptr<const CodePage> codePage = CodePage::Open(options.codePage);
+  if (codePage == nullptr) {
+    return Fail(errors, "unknown code page " + std::to_string(options.codePage), kBadArguments);
+  }
+  const AnsiCodePage page(codePage);
+  ControlPeer peer(page);
+  std::string error;
+  if (!peer.Open(options.server, options.port, options.waitMs, error)) return Fail(errors, error);
+  if (row == nullptr) return ShowComputer(peer, options, out, errors);
+  if (!peer.Order(row->record(options), options.waitMs, error)) return Fail(errors, error);
+  out << row->done << "\n";
+  return kDone;
+}
+
+void AddControlCommand(CLI::App& app, int& exitCode) {
+  auto options = std::make_shared<ControlOptions>();
+  CLI::App* control = app.add_subcommand(
+      "control", "Give orders over the control channel: users, notices, managed computers");
+  control->require_subcommand(1);
+  control->add_option("--server", options->server, "Name or address of the server")->required();
+  control->add_option("--port", options->port, "Port of the server")->capture_default_str();
+  control->add_option("--code-page", options->codePage, "Code page of the server")
+      ->capture_default_str();
+  control->add_option("--wait-ms", options->waitMs, "How long to wait for each answer")
+      ->check(CLI::Range(1, 600'000))
+      ->capture_default_str();
+
+  auto add = [&](const char* name, const char* summary) {
+    CLI::App* order = control->add_subcommand(name, summary);
+    order->callback([&exitCode, options, name = std::string(name)] {
+      exitCode = RunControl(name, *options, std::cout, std::cerr);
+    });
+    return order;
+  };
+  auto addComputer = [&](const char* name, const char* summary) {
+    CLI::App* order = add(name, summary);
+    order->add_option("COMPUTER", options->computer, "Name that the computer registered with")
+        ->required();
+    return order;
+  };
+  auto addEndpointOrder = [&](const char* name, const char* summary) {
+    CLI::App* order = addComputer(name, summary);
+    order->add_option("USER", options->user, "User who sits there")->required();
+    order->add_option("CODE", options->code, "What the computer's agent is to do")->required();
+  };
+
+  CLI::App* disconnect = add("disconnect", "End the sessions of users, and tell the others");
+  disconnect->add_option("--reason", options->reason, "Text for those who are disconnected");
+  disconnect->add_option("USER", options->users, "UserID; with m behind it the mobile session")
+      ->required();
+  CLI::App* broadcast = add("broadcast", "Show a notice to every connected client");
+  broadcast->add_option("--title", options->title, "Title of the notice");
+  broadcast->add_option("--font", options->font, "Font that clients show it in");
+  broadcast->add_option("TEXT", options->text, "Text of the notice")->required();
+  addComputer("info",
+              "List what a computer reports of itself; a console that is connected is let go");
+  addEndpointOrder("computer", "Order a computer down, and show its user as offline");
+  addEndpointOrder("usb", "Switch the USB disks of a computer");
+  addComputer("remote-desktop", "Open the remote desktop of a computer");
+  addComputer("close-remote-desktop", "Close the remote desktop of a computer");
+  add("ping", "See whether the server answers");
+}
+
+}  // namespace vnq

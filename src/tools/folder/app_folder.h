@@ -1,0 +1,53 @@
+// The files of a program's folder, made where they are missing.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "host/settings/platform_settings.h"
+#include "platform/system/code_page.h"
+#include "platform/system/paths.h"
+
+namespace vnq {
+
+/// Makes folders and files below one program folder. Nothing that is there is touched. What was
+/// made is said on `out`, what could not be made on `err`.
+class AppFolderMaker {
+ public:
+  AppFolderMaker(std::string appPath, std::ostream& out, std::ostream& err)
+      : appPath_(std::move(appPath)), out_(out), err_(err) {}
+
+  /// platform.ini, for a language and a code page. `loopbackOnly` binds the listeners to 127.0.0.1.
+  bool MakePlatformIni(int languageId, int codePage, bool loopbackOnly);
+
+  /// DataBase.ini with every key, for the embedded database.
+  bool MakeDataBaseIni();
+
+  /// The client version file, which lets every client in.
+  bool MakeVersionFile();
+
+  /// The language files in the deployment's code page. One that the page cannot hold is left out,
+  /// which is said.
+  bool MakeLanguageFiles(const CodePage& codePage, int languageId);
+
+  /// The folders on the way to a file.
+  bool MakeFoldersOf(const std::string& file);
+
+  /// True when a file, folder or table was made.
+  bool madeSomething() const { return madeSomething_; }
+  void NoteMade(std::string_view what);
+
+ private:
+  bool MakeFile(const std::string& file, std::string_view bytes);
+  bool MakeLanguageFile(std::string_view folder, const CodePage& codePage, bool isConfigured);
+  bool Fail(const std::string& what, const std::string& why);
+
+  std::string appPath_;
+  PathMapper paths_;
+  std::ostream& out_;
+  std::ostream& err_;
+  bool madeSomething_ = false;
+};
+
+}  // namespace vnq

@@ -1,0 +1,36 @@
+// vnqctl user: the everyday work on accounts.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tools/users/user_accounts.h"
+
+namespace CLI {
+class App;
+}
+
+namespace vnq {
+
+struct UserOptions {
+  std::string appPath;
+  NewUser user;                    ///< for add
+  std::vector<std::string> names;  ///< login names or UserIDs, for passwd, enable and disable
+  std::string password;  ///< empty: from passwordFile, VNQ_PASSWORD, or asked without echo
+  std::string passwordFile;
+  std::string csvFile;     ///< for add: import this file
+  bool json = false;       ///< for list
+  bool isWatched = false;  ///< `err` is a terminal
+};
+
+/// Each returns the exit code: 0, or 1 after a failure that it names on `err`.
+int RunUserAdd(UserOptions options, std::ostream& out, std::ostream& err);
+int RunUserList(const UserOptions& options, std::ostream& out, std::ostream& err);
+int RunUserPasswd(UserOptions options, std::ostream& out, std::ostream& err);
+int RunUserEnable(const UserOptions& options, bool isEnabled, std::ostream& out, std::ostream& err);
+
+/// Adds the subcommand; when it runs, `exitCode` is set.
+void AddUserCommand(CLI::App& app, int& exitCode);
+
+}  // namespace vnq

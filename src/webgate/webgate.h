@@ -1,0 +1,44 @@
+// The web visitor room: the one-way road of visitor text to agents.
+//
+//   browser ── upgrade, then WebSocket frames ──> visitor port ── records ──> agents, main port
+//
+// Nothing but the answer to the upgrade ever goes to a visitor. The same two records also come on
+// the main port.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/host.h"
+#include "host/values/fields.h"
+#include "webgate/websocket_frame.h"
+
+namespace vnq {
+
+/// Whom a visitor's line is for, by the numbers that pushes carry.
+enum VisitorLineKind : int16_t { kLineToAgent = 3, kLineToGroup = 6 };
+
+/// One arrival on a visitor's slot: the upgrade request while the slot has no tag, exactly one
+/// frame afterwards. What is neither ends in silence. Yields: yes. Database: Kefu, ServerLog, and
+/// those of CustomerMessage.
+void OnVisitorPortData(Host& host, SlotIndex slot, const std::string& bytes);
+
+/// Carries a visitor's line to one agent, or to the agents of a customer group.
+///
+/// fields    .+customer_information|target|visitor|city|text|closing
+/// slot      number of the slot that the record came on, on whichever port; the main-port slot of
+///           that number gives the tag for the push.
+/// kind      a VisitorLineKind; any other writes the log line only.
+/// Yields: yes, at each slot of a walk. Database: lv_chater_Clot_Form, Users_ID, ServerLog.
+void CustomerMessage(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp,
+                     int16_t kind);
+
+/// .+customer on the main port: what it is on the visitor port, but for the slot that takes the
+/// visitor's name, which is the main port's. Yields: yes. Database: Kefu, ServerLog.
+void HandleCustomer(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+customer_information on the main port.
+void HandleCustomerInformation(Host& host, Fields& fields, SlotIndex slot,
+                               const std::string& remoteIp);
+
+}  // namespace vnq
