@@ -96,22 +96,22 @@ function(vnq_program name source)
   set(VNQ_PROGRAMS ${VNQ_PROGRAMS} ${name} PARENT_SCOPE)
 endfunction()
 
-# vnq_test(<name> <folder> [LABEL <label>] [PCH header...] [LINK <libraries>])
-# One test program of all sources in tests/<folder>; each test is an entry of CTest, <folder>/<Suite>.<Name>.
+# vnq_test(<name> <prefix> FOLDERS <folder>... [LABEL <label>] [PCH header...] [LINK <libraries>])
+# One test program of all sources below the folders of tests/; each test is an entry of CTest, <prefix>/<Suite>.<Name>.
 # Tests with the label "long" run only in ./test.sh --full.
-function(vnq_test name folder)
-  cmake_parse_arguments(ARG "" "LABEL" "PCH;LINK" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*.cpp)
-  if(NOT sources)
-    return()
-  endif()
+function(vnq_test name prefix)
+  cmake_parse_arguments(ARG "" "LABEL" "FOLDERS;PCH;LINK" ${ARGN})
+  set(patterns ${ARG_FOLDERS})
+  list(TRANSFORM patterns PREPEND ${CMAKE_SOURCE_DIR}/tests/)
+  list(TRANSFORM patterns APPEND /*.cpp)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${patterns})
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE vnq_settings vnq_from_root ${ARG_LINK} GTest::gtest_main GTest::gmock)
   # Half of a test run is compiling tests, whose own speed does not matter.
   target_compile_options(${name} PRIVATE -O0 -U_FORTIFY_SOURCE -fpch-preprocess)
   target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <string> <vector> ${ARG_PCH})
   gtest_discover_tests(${name}
-    TEST_PREFIX ${folder}/
+    TEST_PREFIX ${prefix}/
     PROPERTIES TIMEOUT 120 LABELS "${ARG_LABEL}"
     DISCOVERY_TIMEOUT 60)
 endfunction()

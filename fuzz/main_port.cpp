@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "tests/end_to_end/harness/test_server.h"
+#include "tests/harness/test_server.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "host/settings/ansi_code_page.h"
 #include "support/base64_text.h"
 #include "support/utf16.h"
-#include "tests/support/literal_unescape.h"
+#include "tests/support/json/literal_unescape.h"
 
 namespace {
 

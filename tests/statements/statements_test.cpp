@@ -8,8 +8,8 @@
 
 #include "host/database/schema.h"
 #include "platform/sql/sql_driver.h"
-#include "tests/app_folder.h"
-#include "tests/end_to_end/harness/postgres_test_database.h"
+#include "tests/harness/app_folder.h"
+#include "tests/harness/postgres_test_database.h"
 #include "tests/statements/source_statements.h"
 #include "tests/statements/transact_sql_grammar.h"
 #include "tools/folder/init_command.h"

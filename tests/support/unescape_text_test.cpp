@@ -4,8 +4,8 @@
 #include <random>
 
 #include "support/text_codecs.h"
+#include "tests/support/json/literal_unescape.h"
 #include "tests/support/latin_text.h"
-#include "tests/support/literal_unescape.h"
 
 namespace vnq {
 namespace {

@@ -1,0 +1,305 @@
+#include "tests/harness/test_server.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <spdlog/spdlog.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "support/base64_text.h"
+#include "support/replace_all.h"
+#include "tools/folder/app_folder.h"
+#include "tools/folder/init_command.h"
+
+namespace vnq {
+namespace {
+
+constexpr uint16_t kMainPort = 6004;
+constexpr int kIdleTurns =
+    3;  // loopback traffic is there at once; the rest is for what one turn makes ready
+
+// An address that no other test that runs now has: from the process number and a count.
+std::string OwnAddress() {
+  static int count = 0;
+  const unsigned number = static_cast<unsigned>(getpid()) * 4u + static_cast<unsigned>(count++ % 4);
+  return fmt::format("127.{}.{}.{}", 10 + (number / (254 * 254)) % 200, 1 + (number / 254) % 254,
+                     1 + number % 254);
+}
+
+void WriteFile(const std::string& path, std::string_view content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+void BindTo(int descriptor, const std::string& address) {
+  sockaddr_in own{};
+  own.sin_family = AF_INET;
+  inet_pton(AF_INET, address.c_str(), &own.sin_addr);
+  EXPECT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&own), sizeof own), 0) << address;
+}
+
+}  // namespace
+
+std::string DefaultSettings(std::string_view more) {
+  return fmt::format("[server_connection]\nDB_TYPE=access\nDataBaseName=\\Web\\Data\\vnq.db\n{}\n",
+                     more);
+}
+
+// --- TestClient ---
+
+TestClient::TestClient(TestServer& server, uint16_t port, const std::string& from)
+    : server_(&server), descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  if (!from.empty()) BindTo(descriptor_, from);
+  sockaddr_in peer{};
+  peer.sin_family = AF_INET;
+  peer.sin_port = htons(port);
+  inet_pton(AF_INET, server.address().c_str(), &peer.sin_addr);
+  if (connect(descriptor_, reinterpret_cast<sockaddr*>(&peer), sizeof peer) != 0) ended_ = true;
+  const int on = 1;
+  setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  fcntl(descriptor_, F_SETFL, O_NONBLOCK);
+  server.Pump();
+}
+
+TestClient::~TestClient() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+TestClient::TestClient(TestClient&& other) noexcept
+    : server_(other.server_),
+      descriptor_(std::exchange(other.descriptor_, -1)),
+      ended_(other.ended_),
+      received_(std::move(other.received_)) {}
+
+void TestClient::Send(std::string_view records) {
+  SendQuietly(records);
+  server_->Pump();
+}
+
+void TestClient::SendBytes(std::string_view bytes) {
+  SendBytesQuietly(bytes);
+  server_->Pump();
+}
+
+void TestClient::SendQuietly(std::string_view records) {
+  SendBytesQuietly(Base64EncodeText(server_->page(), records));
+}
+
+void TestClient::SendBytesQuietly(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent > 0) {
+      bytes.remove_prefix(static_cast<size_t>(sent));
+    } else if (errno == EAGAIN) {
+      server_->Pump();  // the server takes what fills the socket
+      Drain();
+    } else {
+      return;
+    }
+  }
+}
+
+void TestClient::Drain() {
+  char buffer[65536];
+  for (;;) {
+    const ssize_t count = recv(descriptor_, buffer, sizeof buffer, 0);
+    if (count > 0) {
+      received_.append(buffer, static_cast<size_t>(count));
+    } else {
+      if (count == 0 || errno != EAGAIN) ended_ = true;
+      return;
+    }
+  }
+}
+
+std::string TestClient::ReceiveBytes() {
+  do {
+    Drain();
+    server_->Pump();
+    const size_t before = received_.size();
+    Drain();
+    if (received_.size() == before) break;
+  } while (true);
+  return std::exchange(received_, {});
+}
+
+std::string TestClient::ReceiveNow() {
+  Drain();
+  return std::exchange(received_, {});
+}
+
+std::string TestClient::Receive() {
+  const std::string wire = ReceiveBytes();
+  std::string bytes;
+  for (size_t i = 0; i < wire.size(); i += 4) bytes += Base64DecodeBytes(wire.substr(i, 4));
+  return server_->page().FromBytes(bytes);
+}
+
+void TestClient::Close() {
+  if (descriptor_ >= 0) close(descriptor_);
+  descriptor_ = -1;
+  server_->Pump();
+}
+
+void TestClient::Reset() {
+  const linger now{1, 0};
+  setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  Close();
+}
+
+bool TestClient::IsClosed() {
+  server_->Pump();
+  Drain();
+  return ended_;
+}
+
+std::string TestClient::LocalAddress() const {
+  sockaddr_in own{};
+  socklen_t size = sizeof own;
+  getsockname(descriptor_, reinterpret_cast<sockaddr*>(&own), &size);
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &own.sin_addr, text, sizeof text);
+  return text;
+}
+
+// --- TestServer ---
+
+TestServer::TestServer(const TestServerOptions& options)
+    : clock_({2026, 3, 4, 5, 6, 7}), address_(OwnAddress()) {
+  spdlog::set_level(spdlog::level::off);
+  MakeFolder(options);
+  codePage_ = CodePage::Open(options.codePage);
+  page_ = std::make_unique<AnsiCodePage>(codePage_);
+  loop_ = std::make_unique<EventLoop>(clock_);
+  PlatformSettings platform;
+  platform.languageId = options.languageId;
+  platform.codePage = options.codePage;
+  platform.bindAddress = address_;
+  if (TestDatabase::IsPostgres()) platform.databaseDriver = "postgresql";
+  if (!options.databaseDriver.empty()) platform.databaseDriver = options.databaseDriver;
+  platform.durability = options.durability;
+  form_ = std::make_unique<IndexForm>(*loop_, clock_, codePage_, commands_, folder_, platform);
+  form_->Load();
+}
+
+TestServer::~TestServer() {
+  loop_->UnwindHandlers();
+  form_.reset();
+  loop_.reset();
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+void TestServer::MakeFolder(const TestServerOptions& options) {
+  std::string name = (std::filesystem::temp_directory_path() / "vnq_server_XXXXXX").string();
+  folder_ = mkdtemp(name.data());
+  database_ = TestDatabase::Make();
+  WriteFile(folder_ + "/platform.ini",
+            fmt::format("[locale]\nlanguage_id={}\ncode_page={}\n{}", options.languageId,
+                        options.codePage,
+                        options.databaseDriver.empty()
+                            ? database_->PlatformIni()
+                            : "[database]\ndriver=" + options.databaseDriver + "\n"));
+  std::filesystem::create_directories(folder_ + "/Web/Data");
+  std::filesystem::create_directories(folder_ + "/Web/download");
+  WriteSettings(options.settings);
+  WriteFile(folder_ + "/Web/download/log.txt", options.versionFile);
+  std::ostringstream said;
+  EXPECT_EQ(RunInit({folder_, false, "C"}, said, said), 0) << said.str();
+  database_->Open(folder_);
+  if (!options.sql.empty()) Run(options.sql);
+}
+
+// The settings name the embedded database; a run for another one names that instead.
+void TestServer::WriteSettings(std::string settings) {
+  const std::string path = folder_ + "/Web/Data/DataBase.ini";
+  if (settings.empty()) {
+    std::ostringstream said;
+    EXPECT_TRUE(AppFolderMaker(folder_, said, said).MakeDataBaseIni()) << said.str();
+    std::ifstream made(path, std::ios::binary);
+    settings.assign(std::istreambuf_iterator<char>(made), {});
+  }
+  if (settings.find("\\vnq.db") != std::string::npos) {
+    for (const char* key : {"DB_USER=", "DB_PWD=", "DB_NAME=", "DB_SERVER=", "DB_PORT="}) {
+      ReplaceAll(settings, std::string("\n") + key, std::string("\n;") + key);
+    }
+    ReplaceAll(settings, "DB_TYPE=access", database_->Settings());
+  }
+  WriteFile(path, settings);
+}
+
+void TestServer::Pump() {
+  int idle = 0;
+  while (idle < kIdleTurns) idle = loop_->Turn(0) ? 0 : idle + 1;
+}
+
+void TestServer::AdvanceMs(int64_t ms) {
+  Pump();
+  while (ms > 0) {
+    const int64_t step = std::min<int64_t>(ms, 1000);
+    clock_.AdvanceMs(step);
+    Pump();
+    ms -= step;
+  }
+}
+
+TestClient TestServer::ConnectTo(uint16_t port) {
+  return TestClient(*this, port);
+}
+
+TestClient TestServer::Connect(const std::string& from) {
+  TestClient client(*this, kMainPort, from);
+  EXPECT_EQ(client.Receive(), ".+SuccessfulConnection|#");
+  return client;
+}
+
+TestClient TestServer::Online(const std::string& userId, int state) {
+  TestClient client = Connect();
+  client.Send(fmt::format(".+successful_online|{}|{}|#", userId, state));
+  EXPECT_EQ(client.Receive(), ".+SynchronousSuccessfully|#");
+  return client;
+}
+
+std::vector<std::string> TestServer::Rows(const std::string& select) {
+  return database_->Rows(select);
+}
+
+std::string TestServer::Value(const std::string& select) {
+  const std::vector<std::string> rows = Rows(select);
+  return rows.empty() ? "(none)" : rows.front();
+}
+
+void TestServer::Run(const std::string& statements) {
+  database_->Run(statements);
+}
+
+Lines TestServer::Log() {
+  return Rows("select Txt,UserID,Ip,Ico from ServerLog");
+}
+
+void TestServer::AddUser(const std::string& userId, const std::vector<std::string>& columns) {
+  std::string names = "UserID,UserName,UserPaws,FcName,UserState,UserIcoLine,IsVerify";
+  std::string values = fmt::format("'{0}','name{0}','pw{0}','Name {0}',1,0,0", userId);
+  Run(fmt::format("insert into Users_ID({}) values({})", names, values));
+  for (const std::string& column : columns) {
+    const size_t sign = column.find('=');
+    Run(fmt::format("update Users_ID set {}='{}' where UserID='{}'", column.substr(0, sign),
+                    column.substr(sign + 1), userId));
+  }
+}
+
+void TestServer::InHandler(std::function<void(Host&)> work) {
+  loop_->StartHandler([this, work = std::move(work)] { work(host()); });
+  Pump();
+}
+
+}  // namespace vnq

@@ -1,0 +1,163 @@
+// A whole server inside the test program: real sockets, a real database, a stepped clock.
+//
+// Everything runs on the test's one thread. Time stands still until the test advances it, and the
+// server works only while the test pumps it (each verb of TestClient and TestServer does).
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "server/index_form.h"
+#include "tests/harness/test_database.h"
+
+namespace vnq {
+
+class TestServer;
+
+/// Rows, records, lines: what a test compares as a whole.
+using Lines = std::vector<std::string>;
+
+/// One connection to the server, kept by the test. Not connected to anything when the server did
+/// not accept.
+class TestClient {
+ public:
+  /// from: the client's own loopback address; empty for the one that the system picks.
+  TestClient(TestServer& server, uint16_t port, const std::string& from = {});
+  ~TestClient();
+  TestClient(TestClient&& other) noexcept;
+  TestClient& operator=(TestClient&&) = delete;
+
+  /// Sends records as one Base64 text, which arrives as one read, and pumps the server.
+  void Send(std::string_view records);
+  /// Sends bytes as they are, and pumps the server.
+  void SendBytes(std::string_view bytes);
+  /// The same two without pumping: what is sent this way before the next verb is all there when the
+  /// server looks.
+  void SendQuietly(std::string_view records);
+  void SendBytesQuietly(std::string_view bytes);
+
+  /// Everything that has come since the last call, decoded from Base64, texts joined.
+  std::string Receive();
+  /// The same as it came on the wire.
+  std::string ReceiveBytes();
+
+  /// What has come by now, as on the wire, without pumping the server.
+  std::string ReceiveNow();
+
+  /// Ends the client's side. The server acts on it at the next pump.
+  void Close();
+  /// Ends with a reset.
+  void Reset();
+  /// True when the server has ended the connection and everything before that was received.
+  bool IsClosed();
+
+  /// The address that the server sees.
+  std::string LocalAddress() const;
+
+ private:
+  void Drain();
+
+  TestServer* server_;
+  int descriptor_ = -1;
+  bool ended_ = false;
+  std::string received_;
+};
+
+/// DataBase.ini of an embedded database as `vnqctl init` names it, with further lines of its first
+/// section.
+std::string DefaultSettings(std::string_view more = {});
+
+struct TestServerOptions {
+  int languageId = 1033;
+  int codePage = 936;
+  std::string settings =
+      {};  ///< lines of DataBase.ini that take the place of the default file; see DefaultSettings
+  std::string databaseDriver = {};                  ///< of platform.ini; empty: as the run is for
+  SqlDurability durability = SqlDurability::kNone;  ///< a test's rows need not survive the machine
+  std::string versionFile = "0|0";
+  std::string sql = {};  ///< run on the database before load, beside the schema
+};
+
+class TestServer {
+ public:
+  /// Makes a folder as `vnqctl init` does, and loads the server on a loopback address of its own.
+  explicit TestServer(const TestServerOptions& options = {});
+  ~TestServer();
+
+  /// Runs everything that is ready, until nothing is.
+  void Pump();
+
+  /// Moves the clock in steps of at most a second, pumping after each.
+  void AdvanceMs(int64_t ms);
+  /// To the next tick of Timer1, which sends the reply buffers.
+  void Tick() { AdvanceMs(1000); }
+
+  /// A new connection to the main port, its greeting taken.
+  TestClient Connect(const std::string& from = {});
+  /// A new connection to a port, its greeting not taken.
+  TestClient ConnectTo(uint16_t port);
+  /// A connection tagged with a user's desktop (state 1) or mobile (state 3) session, all that came
+  /// for it taken.
+  TestClient Online(const std::string& userId, int state = 1);
+
+  /// The rows of a select, a row a text: columns joined by '|', NULL as "NULL".
+  std::vector<std::string> Rows(const std::string& select);
+  /// The one value of a select; "(none)" without a row.
+  std::string Value(const std::string& select);
+  /// Runs statements as another program does.
+  void Run(const std::string& statements);
+  /// All rows of ServerLog in the order of writing: Txt|UserID|Ip|Ico.
+  Lines Log();
+  /// Adds a user; further columns as "Column=value" texts.
+  void AddUser(const std::string& userId, const std::vector<std::string>& columns = {});
+
+  /// Runs something in a handler of the server, to its end or its next wait.
+  void InHandler(std::function<void(Host&)> work);
+
+  Host& host() { return form_->host(); }
+  IndexForm& form() { return *form_; }
+  EventLoop& loop() { return *loop_; }
+  RecordingCommandRunner& commands() { return commands_; }
+  const std::string& address() const { return address_; }
+  const std::string& folder() const { return folder_; }
+  const AnsiText& page() const { return *page_; }
+  LocalTime Now() const { return clock_.Now(); }
+
+  /// State, tag and waiting records of a main-port slot; a test's connections get the slots from 1
+  /// on.
+  SocketState State(SlotIndex slot) { return host().SckServer.State(slot); }
+  std::string Tag(SlotIndex slot) { return host().SckServer.Tag(slot); }
+  std::string Waiting(SlotIndex slot) { return host().ReplyBuffer[slot]; }
+
+  /// Text of a language key as the server reads it.
+  std::string Lang(std::string_view key) { return form_->host().ReadLang(key); }
+
+ private:
+  void MakeFolder(const TestServerOptions& options);
+  void WriteSettings(std::string settings);
+
+  SteppedClock clock_;
+  std::string address_;
+  std::string folder_;
+  std::shared_ptr<const CodePage> codePage_;
+  std::unique_ptr<AnsiCodePage> page_;
+  RecordingCommandRunner commands_;
+  std::unique_ptr<EventLoop> loop_;
+  std::unique_ptr<IndexForm> form_;
+  std::unique_ptr<TestDatabase> database_;
+};
+
+/// A fixture with one server and what tests need of it most.
+class ServerTest : public ::testing::Test {
+ protected:
+  explicit ServerTest(const TestServerOptions& options = {}) : server(options) {}
+
+  TestServer server;
+};
+
+}  // namespace vnq

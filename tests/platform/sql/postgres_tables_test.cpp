@@ -1,0 +1,262 @@
+// Rows of tables as other programs make them: how they are read, and found again to be written.
+#include <gtest/gtest.h>
+
+#include "tests/platform/sql/postgres_fixture.h"
+
+namespace vnq {
+namespace {
+
+using Texts = std::vector<std::string>;
+using Assigned = std::vector<SqlAssignment>;
+
+class PostgresTablesTest : public PostgresTest {
+ protected:
+  bool Set(SqlRows& rows, size_t row, const std::string& column, const SqlValue& value) {
+    return driver_->UpdateRow(rows, row, Assigned{{column, value}});
+  }
+  bool IsGone() {
+    bool gone = driver_->LastError().find("the row is no longer there") != std::string::npos;
+    EXPECT_TRUE(gone) << driver_->LastError();
+    return gone;
+  }
+};
+
+TEST_F(PostgresTablesTest, TwoEqualRowsWithoutAKeyAreTwo) {
+  Other("create table Plain(Name text,Age integer)");
+  Other("insert into Plain values('a',1),('a',1)");
+  SqlRows rows = Rows("select * from Plain");
+  EXPECT_EQ(Names(rows), (Texts{"name", "age"}));
+  EXPECT_TRUE(Set(rows, 1, "name", SqlValue::Text("b"))) << driver_->LastError();
+  EXPECT_EQ(Cells(Rows("select Name from Plain order by Name")), (Texts{"'a'", "'b'"}));
+  EXPECT_TRUE(driver_->DeleteRow(rows, 0)) << driver_->LastError();
+  EXPECT_EQ(Cells(Rows("select Name from Plain")), Texts{"'b'"});
+}
+
+TEST_F(PostgresTablesTest, ARowIsWrittenTwiceThroughOneRowSet) {
+  Other("create table Plain(Name text)");
+  Other("create table Keyed(Id integer primary key,Name text)");
+  Other("insert into Plain values('a')");
+  Other("insert into Keyed values(1,'a')");
+  for (std::string table : {"Plain", "Keyed"}) {
+    SqlRows rows = Rows("select * from " + table);
+    EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("b"))) << driver_->LastError();
+    EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Null())) << driver_->LastError();
+    EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("c"))) << driver_->LastError();
+    EXPECT_EQ(OtherReads("select Name from " + table), "c");
+    EXPECT_TRUE(driver_->DeleteRow(rows, 0));
+    EXPECT_EQ(OtherReads("select count(*) from " + table), "0");
+  }
+}
+
+TEST_F(PostgresTablesTest, ARowDeletedMeanwhileCannotBeWritten) {
+  Other("create table Plain(Name text)");
+  Other("create table Keyed(Id integer primary key,Name text)");
+  for (std::string table : {"Plain", "Keyed"}) {
+    Other("insert into " + table + "(Name) " +
+          (table == "Plain" ? "values('a')" : "select 'a' where false"));
+    if (table == "Keyed") Other("insert into Keyed values(1,'a')");
+    SqlRows rows = Rows("select * from " + table);
+    Other("delete from " + table);
+    EXPECT_FALSE(Set(rows, 0, "name", SqlValue::Text("b")));
+    EXPECT_TRUE(IsGone());
+    EXPECT_FALSE(driver_->DeleteRow(rows, 0));
+    EXPECT_TRUE(IsGone());
+  }
+}
+
+TEST_F(PostgresTablesTest, ARowWithoutAKeyThatMovedMeanwhileCannotBeWritten) {
+  Other("create table Plain(Name text)");
+  Other("insert into Plain values('a')");
+  SqlRows rows = Rows("select * from Plain");
+  Other("update Plain set Name='other'");
+  EXPECT_FALSE(Set(rows, 0, "name", SqlValue::Text("b")));
+  EXPECT_TRUE(IsGone());
+}
+
+TEST_F(PostgresTablesTest, ARowInTheFormerPlaceOfAnotherIsNotTakenForIt) {
+  Other("create table Plain(Name text)");
+  Other("insert into Plain values('a')");
+  SqlRows rows = Rows("select * from Plain");
+  Other("delete from Plain");
+  Other("vacuum Plain");
+  Other("insert into Plain values('new')");
+  ASSERT_EQ(OtherReads("select cast(ctid as text) from Plain"), rows.identity.front().text);
+  EXPECT_FALSE(Set(rows, 0, "name", SqlValue::Text("b")));
+  EXPECT_TRUE(IsGone());
+  EXPECT_EQ(OtherReads("select Name from Plain"), "new");
+}
+
+TEST_F(PostgresTablesTest, AKeyOfTwoColumnsFindsTheRowEvenWhenNotSelected) {
+  Other("create table Pairs(A varchar(9),B integer,Note text,primary key(A,B))");
+  Other("insert into Pairs values('x',1,'n'),('x',2,'n'),('X',1,'n')");
+  SqlRows rows = Rows("select Note from Pairs where A='x' and B=1");
+  EXPECT_EQ(Names(rows), Texts{"note"});
+  EXPECT_EQ(rows.identityWidth, 2U);
+  size_t row = 0;
+  while (row + 1 < rows.rowCount() && rows.identity[row * 2].text != "x") ++row;
+  Other("update Pairs set Note='moved'");
+  EXPECT_TRUE(Set(rows, row, "note", SqlValue::Text("mine"))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select string_agg(Note,',' order by A collate \"C\",B) from Pairs"),
+            "moved,mine,moved");
+}
+
+TEST_F(PostgresTablesTest, TheIdentityFollowsAChangedKey) {
+  Other("create table Keyed(Id numeric(6,1) primary key,Name text)");
+  Other("insert into Keyed values(1,'a'),(2,'b')");
+  SqlRows rows = Rows("select * from Keyed order by Id");
+  EXPECT_TRUE(Set(rows, 0, "id", SqlValue::Text("5.26"))) << driver_->LastError();
+  EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("c"))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select Name from Keyed where Id=5.3"), "c");
+  EXPECT_FALSE(Set(rows, 0, "id", SqlValue::Integer(2))) << "another row's key";
+  EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("d"))) << driver_->LastError();
+}
+
+TEST_F(PostgresTablesTest, ColumnsBesideTheKeyInItsIndexAreNoPartOfIt) {
+  Other("create table Keyed(Id integer,Name text,primary key(Id) include(Name))");
+  Other("insert into Keyed values(1,null)");
+  SqlRows rows = Rows("select * from Keyed");
+  EXPECT_EQ(rows.identityWidth, 1U);
+  EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("a"))) << driver_->LastError();
+}
+
+TEST_F(PostgresTablesTest, OtherProgramsTypesAreReadAsNumbersAndTexts) {
+  Other(
+      "create table Odd(Id bigint,Flag boolean,Made timestamp,Price numeric(8,2),Code varchar(5),"
+      "Fixed char(4),Small smallint,Day date)");
+  Other(
+      "insert into Odd values(9000000000,true,'2024-02-01 10:11:12',12.50,'abcde','ab',-2,"
+      "'2024-02-29')");
+  SqlRows rows = Rows("select * from Odd");
+  EXPECT_EQ(Cells(rows), (Texts{"9000000000", "1", "'2024-02-01 10:11:12'", "'12.50'", "'abcde'",
+                                "'ab  '", "-2", "'2024-02-29'"}));
+  EXPECT_EQ((*rows.columns)[1].type, SqlColumnType::kInteger);
+  EXPECT_EQ((*rows.columns)[3].type, SqlColumnType::kText);
+  EXPECT_EQ((*rows.columns)[4].maxLength, 5U);
+  EXPECT_EQ((*rows.columns)[5].maxLength, 4U);
+  const Assigned values = {{"flag", SqlValue::Integer(0)},
+                           {"made", SqlValue::Text("2025-01-01 00:00:00")},
+                           {"price", SqlValue::Text("7.25")},
+                           {"id", SqlValue::Integer(-9'000'000'000)}};
+  EXPECT_TRUE(driver_->UpdateRow(rows, 0, values)) << driver_->LastError();
+  EXPECT_EQ(Cells(Rows("select Flag,Made,Price,Id from Odd")),
+            (Texts{"0", "'2025-01-01 00:00:00'", "'7.25'", "-9000000000"}));
+  EXPECT_TRUE(driver_->Insert(rows, values)) << driver_->LastError();
+  EXPECT_FALSE(Set(rows, 0, "code", SqlValue::Text("abcdef"))) << "one letter too many";
+  EXPECT_TRUE(Set(rows, 0, "code", SqlValue::Text("汉字汉字汉"))) << driver_->LastError();
+}
+
+TEST_F(PostgresTablesTest, NamesInMixedCaseAndWithQuotesAreKept) {
+  Other(
+      "create table \"Mixed Case\"(\"Key \"\"1\"\"\" integer primary key,\"Name\" text,name text)");
+  Other("insert into \"Mixed Case\" values(1,'a','b')");
+  SqlRows rows = Rows("select * from \"Mixed Case\"");
+  EXPECT_EQ(Names(rows), (Texts{"Key \"1\"", "Name", "name"}));
+  EXPECT_TRUE(Set(rows, 0, "Name", SqlValue::Text("c"))) << driver_->LastError();
+  EXPECT_TRUE(driver_->Insert(
+      rows, Assigned{{"Key \"1\"", SqlValue::Integer(2)}, {"name", SqlValue::Text("d")}}))
+      << driver_->LastError();
+  EXPECT_EQ(OtherReads("select \"Name\"||name from \"Mixed Case\" where \"Key \"\"1\"\"\"=1"),
+            "cb");
+}
+
+TEST_F(PostgresTablesTest, ATableOutsideTheSearchPathIsWritten) {
+  Other("create schema Apart");
+  Other("create table Apart.Plain(Name text)");
+  SqlRows rows = Rows("select * from Apart.Plain");
+  EXPECT_EQ(rows.table, "\"apart\".\"plain\"");
+  EXPECT_TRUE(driver_->Insert(rows, Assigned{{"name", SqlValue::Text("a")}}));
+  EXPECT_EQ(OtherReads("select Name from Apart.Plain"), "a");
+}
+
+TEST_F(PostgresTablesTest, RowsOfSeveralTablesAndOfNoneAreForReadingOnly) {
+  Other("create table Plain(Name text,Age integer)");
+  Other("create view Seen as select * from Plain");
+  Other("insert into Plain values('a',1)");
+  for (const char* select :
+       {"select * from Seen", "select p.Name,q.Age from Plain p join Plain q on p.Age=q.Age",
+        "select p.Name from Plain p,Plain q", "select count(*) from Plain", "select 1",
+        "select distinct Name from Plain", "select Name from Plain group by Name",
+        "select Name,1 from Plain", "select Name from Plain union select 'a'",
+        "select Name from (select Name from Plain) Inner_"}) {
+    SqlRows rows = Rows(select);
+    EXPECT_EQ(rows.table, "") << select;
+    EXPECT_EQ(rows.rowCount(), 1U) << select;
+    EXPECT_EQ(rows.identityWidth, 0U) << select;
+    EXPECT_FALSE(driver_->Insert(rows, {})) << select;
+    EXPECT_FALSE(Set(rows, 0, "name", SqlValue::Text("b"))) << select;
+    EXPECT_FALSE(driver_->DeleteRow(rows, 0)) << select;
+  }
+  EXPECT_EQ(OtherReads("select count(*) from Plain where Name='a'"), "1");
+}
+
+TEST_F(PostgresTablesTest, ASelectMayCallAColumnLikeTheKey) {
+  Other("create table Keyed(Id integer primary key,Name text)");
+  Other("insert into Keyed values(1,'b'),(2,'a')");
+  SqlRows rows = Rows("select Name as Id from Keyed order by Id");
+  EXPECT_EQ(Cells(rows), (Texts{"'a'", "'b'"}));
+  EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("c"))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select Name from Keyed where Id=2"), "c");
+}
+
+TEST_F(PostgresTablesTest, AnAliasedTableWithALimitAndAConditionIsWritten) {
+  Other("create table Keyed(Id integer primary key,Name text)");
+  Other("insert into Keyed values(1,'a'),(2,'b')");
+  SqlRows rows = Rows("select top 1 k.Name from Keyed k where k.Name>=? order by k.Name desc",
+                      {SqlValue::Text("a")});
+  EXPECT_EQ(Cells(rows), Texts{"'b'"});
+  EXPECT_TRUE(driver_->DeleteRow(rows, 0)) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select max(Id) from Keyed"), "1");
+}
+
+TEST_F(PostgresTablesTest, EqualPlacesInTwoPartitionsAreTwoRows) {
+  Other("create table Parts(Id integer,Name text) partition by list(Id)");
+  Other("create table Parts1 partition of Parts for values in (1)");
+  Other("create table Parts2 partition of Parts for values in (2)");
+  Other("insert into Parts values(1,'a'),(2,'a')");
+  SqlRows rows = Rows("select * from Parts order by Id");
+  EXPECT_TRUE(Set(rows, 1, "name", SqlValue::Text("b"))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select string_agg(Name,',' order by Id) from Parts"), "a,b");
+  EXPECT_TRUE(driver_->DeleteRow(rows, 1)) << driver_->LastError();
+  EXPECT_TRUE(Set(rows, 0, "id", SqlValue::Integer(2))) << driver_->LastError();
+  EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("moved"))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select Name from Parts2"), "moved");
+}
+
+TEST_F(PostgresTablesTest, AKeyDoesNotHoldForTablesThatInherit) {
+  Other("create table Parent(Id integer primary key,Name text)");
+  Other("create table Child() inherits(Parent)");
+  Other("insert into Parent values(1,'a')");
+  Other("insert into Child values(1,'a')");
+  SqlRows rows = Rows("select * from Parent");
+  ASSERT_EQ(rows.rowCount(), 2U);
+  EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("b"))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select count(*) from Parent where Name='b'"), "1");
+}
+
+TEST_F(PostgresTablesTest, RowsOutsideTheSetAreNoRows) {
+  Other("create table Plain(Name text)");
+  SqlRows rows = Rows("select * from Plain");
+  EXPECT_FALSE(Set(rows, 0, "name", SqlValue::Text("a")));
+  EXPECT_FALSE(driver_->DeleteRow(rows, 7));
+  EXPECT_TRUE(driver_->UpdateRow(rows, 0, {})) << "nothing to write";
+}
+
+TEST_F(PostgresTablesTest, ARowThatAnotherRowSetHasWrittenIsStillFound) {
+  Other("create table Moving(Name text,Age int)");
+  Other("insert into Moving values('a',1),('b',1)");
+  SqlRows early = Rows("select * from Moving where Name='a'");
+  for (int age = 2; age < 5; ++age) {
+    SqlRows late = Rows("select * from Moving where Name='a'");
+    EXPECT_TRUE(Set(late, 0, "age", SqlValue::Integer(age))) << driver_->LastError();
+  }
+  EXPECT_TRUE(Set(early, 0, "name", SqlValue::Text("c"))) << driver_->LastError();
+  EXPECT_EQ(Cells(Rows("select Name,Age from Moving order by Name")),
+            (Texts{"'b'", "1", "'c'", "4"}));
+  SqlRows third = Rows("select * from Moving where Name='c'");
+  EXPECT_TRUE(driver_->DeleteRow(early, 0));
+  EXPECT_FALSE(Set(third, 0, "age", SqlValue::Integer(9)));
+  EXPECT_TRUE(IsGone());
+}
+
+}  // namespace
+}  // namespace vnq

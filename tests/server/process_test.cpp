@@ -1,0 +1,200 @@
+// The shipped binary in real time: start, one instance per folder, signals, exit codes.
+#include <arpa/inet.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "tests/harness/real_process.h"
+#include "tools/folder/init_command.h"
+
+namespace vnq {
+namespace {
+
+std::string OwnAddress(int number) {
+  const unsigned pid = static_cast<unsigned>(getpid());
+  return fmt::format("127.{}.{}.{}", 220 + number, 1 + pid / 254 % 254, 1 + pid % 254);
+}
+
+class Process : public ::testing::Test {
+ protected:
+  Process() {
+    std::string name = (std::filesystem::temp_directory_path() / "vnq_process_XXXXXX").string();
+    folder = mkdtemp(name.data());
+    std::ostringstream said;
+    EXPECT_EQ(RunInit({folder, false, "en_US.UTF-8"}, said, said), 0) << said.str();
+  }
+  ~Process() override {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+
+  std::unique_ptr<RealProcess> Start(int address = 0, std::vector<std::string> more = {},
+                                     const std::vector<std::string>& variables = {}) {
+    std::vector<std::string> line = {VNQ_SERVER_PROGRAM, "--app-path", folder, "--bind",
+                                     OwnAddress(address)};
+    line.insert(line.end(), more.begin(), more.end());
+    return std::make_unique<RealProcess>(line, variables);
+  }
+
+  static int ExitCodeOf(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), VNQ_SERVER_PROGRAM);
+    return RealProcess(arguments).ExitCode();
+  }
+
+  // Connects to the main port and reads until the server ends the connection or says nothing for a
+  // second.
+  static std::string ReadAll(int descriptor) {
+    timeval second{1, 0};
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &second, sizeof second);
+    std::string all;
+    char buffer[1024];
+    for (ssize_t count; (count = recv(descriptor, buffer, sizeof buffer, 0)) > 0;) {
+      all.append(buffer, static_cast<size_t>(count));
+    }
+    return all;
+  }
+  static int ConnectTo(const std::string& address) {
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(6004);
+    inet_pton(AF_INET, address.c_str(), &peer.sin_addr);
+    EXPECT_EQ(connect(descriptor, reinterpret_cast<sockaddr*>(&peer), sizeof peer), 0);
+    return descriptor;
+  }
+
+  std::string folder;
+};
+
+TEST_F(Process, StartsOnItsFolderAndStopsCleanlyOnSigterm) {
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready")) << server->standardError();
+  const int client = ConnectTo(OwnAddress(0));
+  server->Signal(SIGTERM);
+  server->Signal(SIGTERM);
+  EXPECT_EQ(server->ExitCode(), 0);
+  // The greeting, then the last word, each with its own padding.
+  EXPECT_EQ(ReadAll(client).substr(0, 32), "LitTdWNjZXNzZnVsQ29ubmVjdGlvbnwj");
+  close(client);
+}
+
+TEST_F(Process, SigintStopsItToo) {
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready"));
+  server->Signal(SIGINT);
+  EXPECT_EQ(server->ExitCode(), 0);
+}
+
+TEST_F(Process, ASecondInstanceOnTheSameFolderIsRefused) {
+  auto first = Start();
+  ASSERT_TRUE(first->WaitForWords("ready"));
+  auto second = Start(1);
+  EXPECT_EQ(second->ExitCode(), 1);
+  EXPECT_TRUE(second->standardError().starts_with("VNQ_Main_Service.exe: "))
+      << second->standardError();
+  EXPECT_GT(second->standardError().size(), std::string("VNQ_Main_Service.exe: \n").size());
+}
+
+TEST_F(Process, AJetFileIsSaidOnceAndTheServerStarts) {
+  const std::string path = folder + "/Web/Data/vnq.db";
+  const std::string bytes("\0\1\0\0Standard ACE DB\0more", 24);
+  std::ofstream(path, std::ios::binary) << bytes;
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready")) << server->standardError();
+  server->Signal(SIGTERM);
+  EXPECT_EQ(server->ExitCode(), 0);
+  const std::string said = server->standardError();
+  const std::string command = "vnqctl import --from " + path + " --app-path " + folder;
+  ASSERT_NE(said.find(command), std::string::npos) << said;
+  EXPECT_EQ(said.find(command, said.find(command) + 1), std::string::npos) << said;
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), bytes);
+}
+
+TEST_F(Process, AKilledInstanceLeavesTheFolderFree) {
+  auto first = Start();
+  ASSERT_TRUE(first->WaitForWords("ready"));
+  first->Signal(SIGKILL);
+  first->ExitCode();
+  auto second = Start();
+  EXPECT_TRUE(second->WaitForWords("ready"));
+}
+
+TEST_F(Process, TwoInstancesOnTwoFoldersAndAddressesRunSideBySide) {
+  const std::string otherFolder = folder + "/other";
+  std::ostringstream said;
+  ASSERT_EQ(RunInit({otherFolder, false, "C"}, said, said), 0);
+  auto first = Start();
+  RealProcess second({VNQ_SERVER_PROGRAM, "--app-path", otherFolder, "--bind", OwnAddress(1)});
+  EXPECT_TRUE(first->WaitForWords("ready"));
+  EXPECT_TRUE(second.WaitForWords("ready"));
+}
+
+TEST_F(Process, IsReadyInUnderTwoHundredMilliseconds) {
+  using std::chrono::steady_clock;
+  auto best = std::chrono::milliseconds(10'000);
+  for (int i = 0; i < 5; ++i) {
+    const auto start = steady_clock::now();
+    auto server = Start();
+    ASSERT_TRUE(server->WaitForWords("ready"));
+    best = std::min(
+        best, std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - start));
+    server->Signal(SIGTERM);
+    server->ExitCode();
+  }
+#if !defined(__SANITIZE_ADDRESS__)
+  EXPECT_LT(best.count(), 200);
+#endif
+}
+
+TEST_F(Process, TellsTheServiceManagerWhenItIsReady) {
+  const std::string path = folder + "/notify";
+  const int notify = socket(AF_UNIX, SOCK_DGRAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(notify, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  auto server = Start(0, {}, {"NOTIFY_SOCKET=" + path});
+  ASSERT_TRUE(server->WaitForWords("ready"));
+  EXPECT_EQ(ReadAll(notify).substr(0, 7), "READY=1");
+  close(notify);
+}
+
+TEST_F(Process, BadArgumentsAreAUsageLineAndExitCodeTwo) {
+  EXPECT_EQ(ExitCodeOf({}), 2);
+  EXPECT_EQ(ExitCodeOf({"--app-path"}), 2);
+  EXPECT_EQ(ExitCodeOf({"--app-path", folder, "--nonsense"}), 2);
+  EXPECT_EQ(ExitCodeOf({"--app-path", folder + "/none"}), 2);
+  EXPECT_EQ(ExitCodeOf({"--app-path", folder, "--code-page", "12345"}), 2);
+  EXPECT_EQ(ExitCodeOf({"--app-path", folder, "--code-page", "x"}), 2);
+  EXPECT_EQ(ExitCodeOf({"--app-path", folder, "--bind", "nowhere"}), 2);
+  RealProcess usage({VNQ_SERVER_PROGRAM});
+  EXPECT_EQ(usage.ExitCode(), 2);
+  EXPECT_NE(usage.standardError().find("--app-path"), std::string::npos);
+}
+
+TEST_F(Process, HelpAndVersionEndWithZero) {
+  EXPECT_EQ(ExitCodeOf({"--help"}), 0);
+  EXPECT_EQ(ExitCodeOf({"--version"}), 0);
+}
+
+TEST_F(Process, ABadValueInPlatformIniIsNamed) {
+  std::ofstream(folder + "/platform.ini") << "[locale]\ncode_page=777\n";
+  auto server = Start();
+  EXPECT_EQ(server->ExitCode(), 2);
+  EXPECT_NE(server->standardError().find("777"), std::string::npos) << server->standardError();
+}
+
+}  // namespace
+}  // namespace vnq

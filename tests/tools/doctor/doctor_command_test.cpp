@@ -1,0 +1,408 @@
+#include "tools/doctor/doctor_command.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <memory>
+#include <sstream>
+
+#include <CLI/CLI.hpp>
+
+#include "platform/net/event_loop.h"
+#include "platform/net/tcp.h"
+#include "platform/sql/sql_driver.h"
+#include "platform/system/code_page.h"
+#include "platform/system/process.h"
+#include "support/replace_all.h"
+#include "tests/harness/app_folder.h"
+#include "tools/folder/init_command.h"
+#include "tools/schema/schema_sql.h"
+
+namespace vnq {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr const char* kIni = "Web/Data/DataBase.ini";
+constexpr const char* kTexts = "Language/English/lang.ini";
+
+class DoctorCommand : public ::testing::Test {
+ protected:
+  DoctorCommand() {
+    std::ostringstream said;
+    EXPECT_EQ(RunInit({folder_.path(), false, "en_US"}, said, said), 0) << said.str();
+    Replace("platform.ini", ";bind_address=0.0.0.0", "bind_address=127.41.3.7");
+  }
+
+  int Run() {
+    out_.str("");
+    return RunDoctor({folder_.path(), "en_US"}, out_);
+  }
+  /// The findings of a run that begin with `kind`.
+  std::string Said(const std::string& kind) {
+    Run();
+    std::istringstream lines(out_.str());
+    std::string found;
+    for (std::string line; std::getline(lines, line);) {
+      if (line.starts_with(kind + ": ")) found += line + "\n";
+    }
+    return found;
+  }
+  std::string Errors() { return Said("error"); }
+  std::string Warnings() { return Said("warning"); }
+
+  void Replace(const std::string& file, std::string_view what, std::string_view by) {
+    std::string bytes = folder_.ReadBytes(file);
+    ASSERT_NE(bytes.find(what), std::string::npos) << file << ": " << what;
+    ReplaceAll(bytes, what, by);
+    folder_.Write(file, bytes);
+  }
+  void Execute(const std::string& statement) {
+    SqliteOptions options;
+    options.path = folder_.path() + "/Web/Data/vnq.db";
+    const auto driver = OpenSqlite(options);
+    ASSERT_TRUE(driver->Execute(statement, {})) << driver->LastError();
+  }
+  void AddRowsOfADeployment() {
+    std::filesystem::create_directories(folder_.path() + "/root/MyPic");
+    Execute("insert into Tab_Config values('VNQ_CONSOLE','SysConfig',0,'" + folder_.path() +
+            "/root')");
+    Execute("insert into Plug values(11,1,'http://[ServerIp]:98/push')");
+    Execute("insert into Users_ID(UserID) values('1')");
+  }
+
+  AppFolder folder_;
+  std::ostringstream out_;
+};
+
+TEST_F(DoctorCommand, FreshFolderHasNoErrors) {
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), Not(HasSubstr("error: ")));
+  EXPECT_THAT(out_.str(), HasSubstr("0 errors, "));
+  EXPECT_THAT(out_.str(), HasSubstr("ok: schema: all 46 tables"));
+  EXPECT_THAT(out_.str(), HasSubstr("ok: texts in the database: Chinese and emoji come back"));
+  EXPECT_THAT(out_.str(), HasSubstr("are free on 127.41.3.7"));
+}
+
+TEST_F(DoctorCommand, DeploymentInOrderHasNeitherErrorsNorWarnings) {
+  AddRowsOfADeployment();
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), HasSubstr("\n0 errors, 0 warnings\n"));
+  EXPECT_THAT(out_.str(), HasSubstr("ok: pictures: " + folder_.path() + "/root/MyPic"));
+  EXPECT_THAT(out_.str(), HasSubstr("ok: push address: http://127.0.0.1:98/push"));
+}
+
+TEST_F(DoctorCommand, ChangesNothing) {
+  const std::string before = folder_.ReadBytes("Web/Data/vnq.db");
+  Run();
+  EXPECT_EQ(folder_.ReadBytes("Web/Data/vnq.db"), before);
+  EXPECT_FALSE(folder_.Has(".vnq_main_service.lock"));
+}
+
+// --- Settings ---
+
+TEST_F(DoctorCommand, MissingFolderIsAnError) {
+  std::ostringstream out;
+  EXPECT_EQ(RunDoctor({folder_.path() + "/none", "en_US"}, out), 1);
+  EXPECT_THAT(out.str(), StartsWith("error: --app-path " + folder_.path() + "/none: no such"));
+}
+
+TEST_F(DoctorCommand, UnusablePlatformIniIsAnError) {
+  Replace("platform.ini", "bind_address=127.41.3.7", "bind_address=localhost");
+  EXPECT_THAT(Errors(), HasSubstr("platform.ini: [network] bind_address=localhost is not"));
+}
+
+TEST_F(DoctorCommand, UnknownCodePageIsAnError) {
+  Replace("platform.ini", "code_page=1252", "code_page=4711");
+  EXPECT_THAT(Errors(), HasSubstr("platform.ini: [locale] code_page=4711 is not a known"));
+}
+
+TEST_F(DoctorCommand, MissingPlatformIniIsAWarning) {
+  std::filesystem::remove(folder_.path() + "/platform.ini");
+  EXPECT_THAT(Warnings(), HasSubstr("platform.ini is missing, so this machine's locale"));
+}
+
+TEST_F(DoctorCommand, DriveWithoutAFolderIsAnError) {
+  Replace("platform.ini", ";D=/srv/im", "D=/nowhere/at/all");
+  EXPECT_THAT(Errors(), HasSubstr("platform.ini: [drives] D=/nowhere/at/all is no folder"));
+}
+
+TEST_F(DoctorCommand, MissingDataBaseIniIsAnError) {
+  std::filesystem::remove(folder_.path() + "/" + kIni);
+  EXPECT_THAT(Errors(), HasSubstr("DataBase.ini is missing"));
+}
+
+TEST_F(DoctorCommand, DatabaseTypeInOtherLetterCaseIsPointedOut) {
+  Replace(kIni, "DB_TYPE=access", "DB_TYPE=Access");
+  EXPECT_THAT(Warnings(), HasSubstr("[server_connection] DB_TYPE=Access asks for a database"));
+  EXPECT_THAT(Errors(), HasSubstr("[server_connection] DB_SERVER= is empty"));
+}
+
+TEST_F(DoctorCommand, DriverOfAnotherServerIsAWarning) {
+  Replace(kIni, "DB_TYPE=access", "DB_TYPE=PostgreSQL");
+  EXPECT_THAT(Warnings(), HasSubstr("DB_TYPE=PostgreSQL does not go with " + folder_.path() +
+                                    "/platform.ini: [database] driver=FreeTDS, which is for SQL"));
+  Replace("platform.ini", ";driver=FreeTDS", "driver=postgresql");
+  EXPECT_THAT(Warnings(), Not(HasSubstr("does not go with")));
+}
+
+TEST_F(DoctorCommand, PortOfTheDatabaseServerThatIsNoneIsAnError) {
+  Replace(kIni, "DB_TYPE=access", "DB_TYPE=postgresql");
+  Replace(kIni, "DB_SERVER=", "DB_SERVER=127.41.3.9");
+  Replace(kIni, "DB_NAME=", "DB_NAME=vnq");
+  Replace(kIni, "DB_USER=", "DB_USER=im");
+  Replace(kIni, "DB_PORT=", "DB_PORT=54321000");
+  EXPECT_THAT(Errors(), HasSubstr("[server_connection] DB_PORT=54321000 is no port"));
+}
+
+TEST_F(DoctorCommand, ValueBeyond127BytesIsAnErrorAndAPasswordIsNotTold) {
+  Replace(kIni, "DB_PWD=", "DB_PWD=" + std::string(128, 's'));
+  EXPECT_THAT(Errors(), AllOf(HasSubstr("[server_connection] DB_PWD=... has 128 bytes"),
+                              Not(HasSubstr("sss"))));
+}
+
+TEST_F(DoctorCommand, ValueOf127BytesIsFine) {
+  Replace(kIni, "DB_NAME=", "DB_NAME=" + std::string(127, 's'));
+  EXPECT_EQ(Errors(), "");
+}
+
+TEST_F(DoctorCommand, NumbersThatAreNoneAreWarnings) {
+  Replace(kIni, "CheckIM0=0", "CheckIM0=yes");
+  Replace(kIni, "control_computer=0", "control_computer=40000");
+  EXPECT_THAT(Warnings(), AllOf(HasSubstr("[server_connection] CheckIM0=yes is no number"),
+                                HasSubstr("control_computer=40000 is no number from -32768")));
+}
+
+TEST_F(DoctorCommand, PushIntervalAbove32IsAWarning) {
+  Replace(kIni, "interval_time=30", "interval_time=33");
+  EXPECT_THAT(Warnings(), HasSubstr("[message_push] interval_time=33 is not from 0 to 32"));
+}
+
+TEST_F(DoctorCommand, SweepThatTakesEverythingIsAWarning) {
+  Replace(kIni, "options=0\nchatsday=30", "options=1\nchatsday=0");
+  EXPECT_THAT(Warnings(), HasSubstr("[delete_chats] chatsday=0 deletes everything"));
+}
+
+TEST_F(DoctorCommand, UnknownSweepIsAWarning) {
+  Replace(kIni, "options=0\nnoticeday", "options=2\nnoticeday");
+  EXPECT_THAT(Warnings(), HasSubstr("[delete_offline_notices] options=2 does nothing"));
+}
+
+TEST_F(DoctorCommand, PasswordThatEverybodyCanReadIsAWarning) {
+  Replace(kIni, "DB_PWD=", "DB_PWD=geheim");
+  const std::string path = folder_.path() + "/" + kIni;
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  EXPECT_THAT(Warnings(), AllOf(HasSubstr("chmod o-rwx " + path), Not(HasSubstr("geheim"))));
+  ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+  EXPECT_THAT(Warnings(), Not(HasSubstr("chmod")));
+}
+
+// --- Texts ---
+
+TEST_F(DoctorCommand, LanguageWithoutTextsIsAWarning) {
+  Replace("platform.ini", "language_id=1033", "language_id=1031");
+  EXPECT_THAT(Warnings(), HasSubstr("platform.ini: [locale] language_id=1031 has no texts"));
+}
+
+TEST_F(DoctorCommand, MissingLanguageFileIsAnError) {
+  std::filesystem::remove(folder_.path() + "/" + kTexts);
+  EXPECT_THAT(Errors(), HasSubstr("/Language/English/lang.ini is missing"));
+}
+
+TEST_F(DoctorCommand, MissingTextsAreNamed) {
+  Replace(kTexts, "\nim13=", "\nim13x=");
+  Replace(kTexts, "\nim3=", "\n;im3=");
+  EXPECT_THAT(Warnings(), HasSubstr("show nothing: [IndexForm] im13, [PcTelnet] im3;"));
+}
+
+TEST_F(DoctorCommand, LongTextIsAnError) {
+  Replace(kTexts, "im13=", "im13=" + std::string(120, '-'));
+  EXPECT_THAT(Errors(), HasSubstr("lang.ini: [IndexForm] im13=---"));
+  EXPECT_THAT(Errors(), HasSubstr("what stands behind 127 is not read"));
+}
+
+TEST_F(DoctorCommand, TextThatBreaksARecordIsAnError) {
+  Replace(kTexts, "im13=", "im13=a|b ");
+  EXPECT_THAT(Errors(), HasSubstr("holds a vertical bar"));
+}
+
+TEST_F(DoctorCommand, TextsSavedAsUtf8AreAnError) {
+  Replace("platform.ini", "language_id=1033", "language_id=2052");
+  Replace("platform.ini", "code_page=1252", "code_page=936");
+  folder_.Write("Language/Chinese_Simplified/lang.ini", "[IndexForm]\nim2=服务已经在运行。\n");
+  EXPECT_THAT(Errors(), HasSubstr("it is saved as UTF-8 and read in code page 936"));
+  folder_.Write("Language/Chinese_Simplified/lang.ini",
+                CodePage::Open(936)->ToBytes("[IndexForm]\nim2=服务已经在运行。\n"));
+  EXPECT_EQ(Errors(), "");
+}
+
+// --- Version file ---
+
+TEST_F(DoctorCommand, VersionFileWithoutTwoNumbersIsAnError) {
+  folder_.Write("Web/download/log.txt", "1005\n");
+  EXPECT_THAT(Errors(), HasSubstr("log.txt: the first line is \"1005\""));
+  folder_.Write("Web/download/log.txt", std::string("\t 1005|1007\0\r\n", 14));
+  EXPECT_EQ(Errors(), "");
+}
+
+TEST_F(DoctorCommand, VersionFileThatLocksTheCurrentClientOutIsAWarning) {
+  folder_.Write("Web/download/log.txt", "1007|1005\n");
+  EXPECT_THAT(Warnings(), HasSubstr("1007|1005 refuses the current client itself"));
+}
+
+TEST_F(DoctorCommand, MissingVersionFileIsAWarning) {
+  std::filesystem::remove(folder_.path() + "/Web/download/log.txt");
+  EXPECT_THAT(Warnings(), HasSubstr("clients of any version are let in"));
+}
+
+// --- Database ---
+
+TEST_F(DoctorCommand, MissingDatabaseFileIsAnErrorAndIsNotMade) {
+  std::filesystem::remove(folder_.path() + "/Web/Data/vnq.db");
+  EXPECT_THAT(Errors(), HasSubstr("DataBaseName=\\Web\\Data\\vnq.db: there is no file"));
+  EXPECT_FALSE(folder_.Has("Web/Data/vnq.db"));
+}
+
+TEST_F(DoctorCommand, JetFileIsAnErrorWithTheCommandToRun) {
+  folder_.Write("Web/Data/im.mdb", std::string("\0\1\0\0Standard Jet DB\0", 20));
+  Replace(kIni, "DataBaseName=\\Web\\Data\\vnq.db", "DataBaseName=\\Web\\Data\\im.mdb");
+  EXPECT_THAT(Errors(), HasSubstr("&& vnqctl import --from " + folder_.path() +
+                                  "/Web/Data/im.mdb --app-path " + folder_.path()));
+}
+
+TEST_F(DoctorCommand, FileThatIsNoDatabaseIsAnError) {
+  folder_.Write("Web/Data/vnq.db", std::string(4096, 'x'));
+  EXPECT_THAT(Errors(), HasSubstr("vnq.db: file is not a database"));
+}
+
+TEST_F(DoctorCommand, DamagedDatabaseIsAnError) {
+  for (int i = 0; i < 200; ++i) {
+    Execute("insert into Users_ID(UserID,UserName) values('" + std::to_string(i) + "','name')");
+  }
+  std::string bytes = folder_.ReadBytes("Web/Data/vnq.db");
+  // The rows of the last pages go; the pages before them still make a database.
+  const size_t damaged = bytes.size() - 3 * 4096;
+  bytes.replace(damaged, bytes.size() - damaged, bytes.size() - damaged, 'x');
+  folder_.Write("Web/Data/vnq.db", bytes);
+  EXPECT_THAT(Errors(), HasSubstr("is damaged"));
+}
+
+TEST_F(DoctorCommand, MissingTableIsAnError) {
+  Execute("drop table Kefu");
+  EXPECT_THAT(Errors(), HasSubstr("tables are missing: Kefu; vnqctl init --app-path"));
+}
+
+TEST_F(DoctorCommand, MissingColumnIsAnErrorAndAMissingIndexAWarning) {
+  Execute("alter table Users_ID drop column say");
+  Execute("drop index idx_Users_ID_UserID");
+  EXPECT_THAT(Errors(), HasSubstr("table Users_ID: column say is missing"));
+  EXPECT_THAT(Warnings(), HasSubstr("table Users_ID: no index on UserID"));
+}
+
+TEST_F(DoctorCommand, MissingCountersAreAnError) {
+  Execute("delete from UpDateForm");
+  EXPECT_THAT(Errors(), HasSubstr("table UpDateForm has no row with id=1"));
+  Execute("insert into UpDateForm(id) values(1)");
+  Execute("insert into UpDateForm(id) values(1)");
+  EXPECT_THAT(Warnings(), HasSubstr("table UpDateForm has several rows with id=1"));
+}
+
+TEST_F(DoctorCommand, WrongComparisonsAreNamed) {
+  std::string table;
+  for (const TableDef& one : SchemaTables()) {
+    if (one.name == "Users_ID") table = CreateTableStatement(one, DatabaseEngine::kSqlite);
+  }
+  ReplaceAll(table, "UserName TEXT COLLATE NOCASE", "UserName TEXT COLLATE RTRIM");
+  ReplaceAll(table, "UserPaws TEXT", "UserPaws TEXT COLLATE NOCASE");
+  Execute("drop table Users_ID");
+  Execute(table);
+  EXPECT_THAT(
+      Warnings(),
+      AllOf(HasSubstr("column UserName: collation rtrim tells upper from lower case"),
+            HasSubstr("column UserPaws: collation nocase takes upper and lower case for equal"),
+            HasSubstr("column UserName of Users_ID: ASCII letters compare without regard to case,"
+                      " but not in this database"),
+            HasSubstr("column UserName of Users_ID: trailing blanks count in comparisons, but"),
+            HasSubstr("column UserPaws of Users_ID: passwords compare with regard to case, but")));
+}
+
+// --- Rows ---
+
+TEST_F(DoctorCommand, PictureRootOnAnUnknownDriveIsAWarning) {
+  AddRowsOfADeployment();
+  Execute("update Tab_Config set Col_Data='Q:/im'");
+  EXPECT_THAT(Warnings(), HasSubstr("Col_Data=Q:/im names a drive that [drives]"));
+}
+
+TEST_F(DoctorCommand, MissingPictureFolderIsAWarning) {
+  AddRowsOfADeployment();
+  Execute("update Tab_Config set Col_Data='" + folder_.path() + "\\other'");
+  EXPECT_THAT(Warnings(), HasSubstr("there is no folder " + folder_.path() + "/other/Mypic"));
+}
+
+TEST_F(DoctorCommand, PushAddressMustBePlainHttpWithAHost) {
+  AddRowsOfADeployment();
+  Execute("update Plug set Plug_Target='https://[ServerIp]/push'");
+  EXPECT_THAT(Errors(), HasSubstr("Plug_Target=https://[ServerIp]/push does not begin with"));
+  Execute("update Plug set Plug_Target='http://[ServerIp]:98/push'");
+  Replace(kIni, "DataBaseIp=127.0.0.1", "DataBaseIp=");
+  EXPECT_THAT(Errors(), HasSubstr("has no host; "));
+  Execute("delete from Plug");
+  EXPECT_THAT(Warnings(), HasSubstr("table Plug has no row with Plug_Site=11"));
+  Replace(kIni, "interval_time=30", "interval_time=0");
+  EXPECT_THAT(Warnings(), Not(HasSubstr("table Plug")));
+}
+
+TEST_F(DoctorCommand, SecondKeywordRowIsAWarning) {
+  Execute("insert into vnq_keyword values(1,'a,b')");
+  EXPECT_THAT(Warnings(), Not(HasSubstr("vnq_keyword")));
+  Execute("insert into vnq_keyword values(1,'c')");
+  EXPECT_THAT(Warnings(), HasSubstr("table vnq_keyword has several rows with col_type=1"));
+}
+
+TEST_F(DoctorCommand, NoUserIsAWarning) {
+  EXPECT_THAT(Warnings(), HasSubstr("table Users_ID has no user; vnqctl user add"));
+}
+
+// --- Ports ---
+
+TEST_F(DoctorCommand, PortOfAnotherProgramIsAnError) {
+  SystemClock clock;
+  EventLoop loop(clock);
+  TcpListener other(loop);
+  std::string error;
+  ASSERT_TRUE(other.Listen(
+      "127.41.3.7", 6003, [](AcceptedSocket) {}, error))
+      << error;
+  EXPECT_THAT(Errors(), HasSubstr("port 127.41.3.7:6003: Address already in use"));
+}
+
+TEST_F(DoctorCommand, PortsOfTheServerItselfAreFine) {
+  SystemClock clock;
+  EventLoop loop(clock);
+  TcpListener server(loop);
+  InstanceLock lock;
+  std::string error;
+  ASSERT_TRUE(server.Listen(
+      "127.41.3.7", 6004, [](AcceptedSocket) {}, error))
+      << error;
+  ASSERT_EQ(lock.Acquire(folder_.path() + "/.vnq_main_service.lock", error),
+            InstanceLock::Result::kHeld);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_THAT(out_.str(), HasSubstr("ok: ports: the server runs on this folder"));
+}
+
+TEST_F(DoctorCommand, NeedsTheFoldersPath) {
+  CLI::App app;
+  int exitCode = 0;
+  AddDoctorCommand(app, exitCode);
+  std::vector<std::string> arguments = {"doctor"};
+  EXPECT_THROW(app.parse(arguments), CLI::RequiredError);
+}
+
+}  // namespace
+}  // namespace vnq
