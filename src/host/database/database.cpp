@@ -3,6 +3,7 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "host/values/skipped.h"
 #include "support/ascii_case.h"
@@ -151,14 +152,55 @@ Statement::Statement(std::string_view words, const std::vector<Expr>& values,
 
 bool Database::Query(const Statement& statement, SqlRows& rows) {
   if (!statement.ok()) return Skip(statement.text(), statement.failure());
-  if (driver_->Query(statement.text(), statement.parameters(), rows)) return true;
-  return Skip("query", driver_->LastError());
+  return Conclude("query", driver_->Query(statement.text(), statement.parameters(), rows));
 }
 
 bool Database::Execute(const Statement& statement) {
   if (!statement.ok()) return Skip(statement.text(), statement.failure());
-  if (driver_->Execute(statement.text(), statement.parameters())) return true;
-  return Skip("execute", driver_->LastError());
+  return Conclude("execute", driver_->Execute(statement.text(), statement.parameters()));
+}
+
+bool Database::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
+  const bool done = driver_->Insert(target, values);
+  wroteRow_ = wroteRow_ || done;
+  return Conclude("Update", done);
+}
+
+bool Database::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
+  const bool done = driver_->UpdateRow(rows, row, values);
+  wroteRow_ = wroteRow_ || done;
+  return Conclude("Update", done);
+}
+
+bool Database::DeleteRow(const SqlRows& rows, size_t row) {
+  return Conclude("Delete", driver_->DeleteRow(rows, row));
+}
+
+// Notes what came of a statement, and of those before it that were undone with it.
+bool Database::Conclude(std::string_view statement, bool done) {
+  NoteUndone();
+  if (done) return true;
+  trouble_.NoteFailed(driver_->LastTrouble(), driver_->LastError());
+  return Skip(statement, driver_->LastError());
+}
+
+void Database::NoteUndone() {
+  const size_t undone = driver_->TakeUndone();
+  if (undone == 0) return;
+  wroteRow_ = false;
+  trouble_.NoteFailed(driver_->LastTrouble(), driver_->LastError(), undone);
+  for (size_t i = 0; i < undone; ++i) Skip("a statement undone later", driver_->LastError());
+}
+
+void Database::EndTurn() {
+  const bool done = driver_->EndTurn();
+  NoteUndone();
+  if (std::exchange(wroteRow_, false) && done) trouble_.NoteWritten();
+}
+
+void Database::Close() {
+  EndTurn();
+  driver_.reset();
 }
 
 Expr Database::ReadValue(const Statement& statement) {
@@ -168,6 +210,8 @@ Expr Database::ReadValue(const Statement& statement) {
 }
 
 void Database::SyncCommitted() {
+  EndTurn();
+  trouble_.Tick();
   bool failed = !driver_->SyncCommitted();
   if (failed && !syncFailed_) {
     spdlog::error("{}; what is acknowledged may be lost in a power cut", driver_->LastError());
@@ -271,16 +315,15 @@ bool Cursor::Set(std::string_view column, const Expr& value) {
 
 bool Cursor::Update() {
   if (!adding_ && !OnRow()) return Skip("Update", "no row to write");
-  SqlDriver& driver = database_->driver();
-  bool done = adding_ ? driver.Insert(rows_, assigned_) : WriteRow();
+  const bool done = adding_ ? database_->Insert(rows_, assigned_) : WriteRow();
   assigned_.clear();
   adding_ = false;
-  return done || Skip("Update", driver.LastError());
+  return done;
 }
 
 bool Cursor::WriteRow() {
   if (assigned_.empty()) return true;
-  if (!database_->driver().UpdateRow(rows_, row_, assigned_)) return false;
+  if (!database_->UpdateRow(rows_, row_, assigned_)) return false;
   for (SqlAssignment& each : assigned_) {
     auto column = static_cast<size_t>(ColumnIndex(each.column));
     rows_.cells[row_ * rows_.columns->size() + column] = std::move(each.value);
@@ -290,8 +333,7 @@ bool Cursor::WriteRow() {
 
 bool Cursor::Delete() {
   if (adding_ || !OnRow()) return Skip("Delete", "no current row");
-  SqlDriver& driver = database_->driver();
-  if (!driver.DeleteRow(rows_, row_)) return Skip("Delete", driver.LastError());
+  if (!database_->DeleteRow(rows_, row_)) return false;
   assigned_.clear();
   deleted_ = true;
   return true;

@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/database/trouble_log.h"
 #include "host/values/expr.h"
 #include "platform/sql/sql_driver.h"
 
@@ -71,7 +72,9 @@ Statement SqlList(std::string_view words, const std::vector<std::string>& list,
 /// The process's database. Owns the one physical connection that all cursors and jobs share.
 class Database {
  public:
-  explicit Database(std::unique_ptr<SqlDriver> driver) : driver_(std::move(driver)) {}
+  /// clock: for what the log says of trouble; null is the machine's. Outlives the database.
+  explicit Database(std::unique_ptr<SqlDriver> driver, const Clock* clock = nullptr)
+      : driver_(std::move(driver)), trouble_(clock) {}
 
   SqlDriver& driver() { return *driver_; }
 
@@ -82,18 +85,31 @@ class Database {
   /// without being a skip, when there is no row.
   Expr ReadValue(const Statement& statement);
 
+  /// Commits what the statements since the last call have written, where they share a transaction.
+  /// A refused commit makes each of them a skipped one. Called before anybody outside can see what
+  /// followed from them.
+  void EndTurn();
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
-  void Close() { driver_.reset(); }
+  void Close();
 
   /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
+  /// Called once a second, it also has the log tell of trouble that lasts or is over.
   void SyncCommitted();
 
  private:
   friend class Cursor;
   bool Query(const Statement& statement, SqlRows& rows);
+  bool Insert(const SqlRows& target, std::span<const SqlAssignment> values);
+  bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values);
+  bool DeleteRow(const SqlRows& rows, size_t row);
+  bool Conclude(std::string_view statement, bool done);
+  void NoteUndone();
 
   std::unique_ptr<SqlDriver> driver_;
+  TroubleLog trouble_;
+  bool wroteRow_ = false;  // in this turn, so that it is known to last only at its end
   bool syncFailed_ = false;
 };
 

@@ -1,9 +1,13 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include <optional>
+#include <utility>
+
 #include "platform/net/clock.h"
 #include "platform/sql/row_statements.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
+#include "platform/sql/sqlite/sqlite_turn.h"
 
 namespace vnq {
 namespace {
@@ -13,6 +17,38 @@ constexpr int64_t kBackOffMs = 1000;  // without waiting, after a wait for a loc
 constexpr int64_t kMovedCheckMs = 1000;
 
 constexpr RowWriting kWriting = {DoubleQuoted, false};
+
+bool IsFailedWrite(int extendedCode) {
+  switch (extendedCode) {
+    case SQLITE_IOERR_WRITE:
+    case SQLITE_IOERR_FSYNC:
+    case SQLITE_IOERR_DIR_FSYNC:
+    case SQLITE_IOERR_TRUNCATE:
+    case SQLITE_IOERR_SHMSIZE:
+      return true;
+    default:
+      return false;
+  }
+}
+
+SqlTrouble TroubleOf(int extendedCode) {
+  if (IsFailedWrite(extendedCode)) return SqlTrouble::kWriteFailed;
+  switch (extendedCode & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return SqlTrouble::kLocked;
+    case SQLITE_FULL:
+      return SqlTrouble::kFull;
+    case SQLITE_READONLY:
+      return SqlTrouble::kReadOnly;
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+    case SQLITE_NOTADB:
+      return SqlTrouble::kUnavailable;
+    default:
+      return SqlTrouble::kNone;
+  }
+}
 
 // The texts are the caller's and stay until the statement was reset.
 int Bind(sqlite3_stmt* statement, int index, const SqlValue& value) {
@@ -47,6 +83,7 @@ void ReadRow(SqliteStatement& statement, SqlRows& rows) {
 class SqliteDriver final : public SqlDriver {
  public:
   explicit SqliteDriver(SqliteOptions options) : options_(std::move(options)) {}
+  ~SqliteDriver() override { SqliteDriver::EndTurn(); }
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
@@ -54,25 +91,35 @@ class SqliteDriver final : public SqlDriver {
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
+  bool EndTurn() override;
+  size_t TakeUndone() override { return std::exchange(undone_, 0); }
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
+  SqlTrouble LastTrouble() const override { return trouble_; }
 
  private:
   int64_t NowMs() const { return MonotonicMs(options_.clock); }
 
-  bool EnsureOpen();
+  bool EnsureOpen(int64_t nowMs);
+  void Open(int64_t nowMs);
+  void CloseFile();
   void Unavailable(const std::string& why);
   void RegainPatience();
   SqliteStatement* Begin(std::string_view statement, std::span<const SqlValue> parameters);
+  bool JoinTurn(const SqliteStatement& prepared, int64_t nowMs);
   bool End(SqliteStatement& prepared, int code);
   bool Fail(std::string_view statement, std::string_view why);
   bool FailByEngine(std::string_view statement);
+  void Conclude(int extendedCode);
   bool ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
                     std::vector<SqlValue> parameters);
 
   SqliteOptions options_;
   std::unique_ptr<SqliteConnection> connection_;
+  std::optional<SqliteTurn> turn_;  // none where each statement is committed by itself
+  size_t undone_ = 0;
   std::string lastError_;
+  SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   std::string unavailable_;     // why the file cannot be used, once said; empty while it can
   bool impatient_ = false;      // a wait for a lock was in vain
   int64_t patientAgainMs_ = 0;  // when the next statement may wait again
@@ -82,34 +129,46 @@ class SqliteDriver final : public SqlDriver {
 
 // A connection that stands is looked at now and then: who puts a backup in the file's place must
 // not have the server go on writing to the file that has no name any more.
-bool SqliteDriver::EnsureOpen() {
-  int64_t now = NowMs();
-  if (connection_ && now >= nextMovedCheckMs_) {
-    nextMovedCheckMs_ = now + kMovedCheckMs;
+bool SqliteDriver::EnsureOpen(int64_t nowMs) {
+  const bool inTurn = turn_ && turn_->IsOpen();
+  if (connection_ && !inTurn && nowMs >= nextMovedCheckMs_) {
+    nextMovedCheckMs_ = nowMs + kMovedCheckMs;
     if (connection_->HasMoved()) {
-      connection_.reset();
-      nextAttemptMs_ = now;
+      CloseFile();
+      nextAttemptMs_ = nowMs;
     }
   }
   if (connection_) return true;
-  if (now < nextAttemptMs_) {
+  if (nowMs >= nextAttemptMs_) {
+    Open(nowMs);
+  } else {
     lastError_ = unavailable_;
-    return false;
+    trouble_ = SqlTrouble::kUnavailable;
   }
+  return connection_ != nullptr;
+}
+
+void SqliteDriver::Open(int64_t nowMs) {
   std::string error;
   connection_ = SqliteConnection::Open(options_, error);
-  if (connection_) {
-    impatient_ = false;
-    nextMovedCheckMs_ = now + kMovedCheckMs;
-    return true;
+  if (!connection_) return Unavailable(error);
+  if (options_.commit == SqlCommit::kTurn && connection_->hasWriteAheadLog()) {
+    turn_.emplace(connection_->handle());
   }
-  Unavailable(error);
-  return false;
+  impatient_ = false;
+  nextMovedCheckMs_ = nowMs + kMovedCheckMs;
+}
+
+void SqliteDriver::CloseFile() {
+  if (turn_) undone_ += turn_->Drop();
+  turn_.reset();
+  connection_.reset();
 }
 
 void SqliteDriver::Unavailable(const std::string& why) {
-  connection_.reset();
+  CloseFile();
   lastError_ = why;
+  trouble_ = SqlTrouble::kUnavailable;
   nextAttemptMs_ = NowMs() + kRetryMs;
   if (unavailable_.empty()) spdlog::error("{}; statements fail until it can be used", why);
   unavailable_ = why;
@@ -123,8 +182,9 @@ void SqliteDriver::RegainPatience() {
 // The statement, bound and ready to step; null when it failed.
 SqliteStatement* SqliteDriver::Begin(std::string_view statement,
                                      std::span<const SqlValue> parameters) {
-  if (!EnsureOpen()) return nullptr;
-  if (impatient_ && NowMs() >= patientAgainMs_) RegainPatience();
+  const int64_t now = NowMs();
+  if (!EnsureOpen(now)) return nullptr;
+  if (impatient_ && now >= patientAgainMs_) RegainPatience();
   std::string refusal;
   SqliteStatement* prepared = connection_->statements().Prepare(statement, refusal);
   if (!prepared) {
@@ -142,7 +202,17 @@ SqliteStatement* SqliteDriver::Begin(std::string_view statement,
     FailByEngine(statement);
     return nullptr;
   }
-  return prepared;
+  if (JoinTurn(*prepared, now)) return prepared;
+  sqlite3_clear_bindings(handle);
+  return nullptr;
+}
+
+// Has the statement run within the transaction of its turn. Refused, it has failed.
+bool SqliteDriver::JoinTurn(const SqliteStatement& prepared, int64_t nowMs) {
+  if (!turn_) return true;
+  if (turn_->IsOver(nowMs)) EndTurn();
+  const bool writes = sqlite3_stmt_readonly(prepared.handle.get()) == 0;
+  return turn_->Join(writes, nowMs) || FailByEngine(prepared.written);
 }
 
 // Ends a run whose last step gave `code`; nothing of it stays open.
@@ -154,6 +224,7 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code) {
   sqlite3_clear_bindings(handle);
   if (!done) return FailByEngine(prepared.written);
   if (impatient_ && wrote) RegainPatience();
+  if (turn_ && wrote) turn_->NoteWrite();
   if (!unavailable_.empty()) {
     unavailable_.clear();
     spdlog::info("database file {}: statements run again", options_.path);
@@ -163,23 +234,26 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code) {
 
 bool SqliteDriver::Fail(std::string_view statement, std::string_view why) {
   lastError_ = StatementFailure(statement, why);
+  trouble_ = SqlTrouble::kNone;
   return false;
 }
 
 // Takes the engine's last error, and what follows from it for the statements to come.
 bool SqliteDriver::FailByEngine(std::string_view statement) {
-  sqlite3* handle = connection_->handle();
-  int reason = sqlite3_errcode(handle) & 0xff;
-  Fail(statement, sqlite3_errmsg(handle));
-  if (reason == SQLITE_BUSY && !impatient_) {
-    impatient_ = true;
-    patientAgainMs_ = NowMs() + kBackOffMs;
-    sqlite3_busy_timeout(handle, 0);
-  }
-  if (reason == SQLITE_IOERR || reason == SQLITE_CANTOPEN || reason == SQLITE_NOTADB) {
-    Unavailable(std::string(lastError_));
-  }
+  const int code = sqlite3_extended_errcode(connection_->handle());
+  Fail(statement, sqlite3_errmsg(connection_->handle()));
+  if (turn_ && turn_->WasUndone()) undone_ += turn_->Drop();
+  Conclude(code);
   return false;
+}
+
+void SqliteDriver::Conclude(int extendedCode) {
+  trouble_ = TroubleOf(extendedCode);
+  if (trouble_ == SqlTrouble::kUnavailable) return Unavailable(std::string(lastError_));
+  if (trouble_ != SqlTrouble::kLocked || impatient_) return;
+  impatient_ = true;
+  patientAgainMs_ = NowMs() + kBackOffMs;
+  sqlite3_busy_timeout(connection_->handle(), 0);
 }
 
 bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
@@ -238,7 +312,19 @@ bool SqliteDriver::ChangeOneRow(const std::string& statement, const SqlRows& row
   return Fail(statement, "the row is no longer there");
 }
 
+bool SqliteDriver::EndTurn() {
+  int code = SQLITE_OK;
+  std::string why;
+  if (!turn_ || turn_->End(code, why)) return true;
+  undone_ += turn_->Drop();
+  Fail("commit", why);
+  Conclude(code);
+  if (trouble_ == SqlTrouble::kNone) trouble_ = SqlTrouble::kWriteFailed;
+  return false;
+}
+
 bool SqliteDriver::SyncCommitted() {
+  EndTurn();
   if (!connection_) return true;
   std::string error;
   if (connection_->Sync(options_.durability, error)) return true;
