@@ -13,7 +13,9 @@
 // owns the rows, so that nothing that runs in a yield can close or move them.
 #pragma once
 
+#include <array>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,23 +30,24 @@ namespace vnq {
 class Statement {
  public:
   Statement() = default;
-  Statement(std::string_view words, const std::vector<Expr>& values)
-      : Statement(words, values, nullptr) {}
+  Statement(std::string_view words, std::span<const Expr> values);
 
-  /// `list` fills the `(?)` in the words; null when there is none.
-  Statement(std::string_view words, const std::vector<Expr>& values,
-            const std::vector<std::string>* list);
+  /// `list` fills the `(?)` in the words.
+  Statement(std::string_view words, std::span<const Expr> values,
+            const std::vector<std::string>& list);
 
   bool ok() const { return failure_.empty(); }
 
   /// Why the statement failed before it could run; empty when it did not.
   const std::string& failure() const { return failure_; }
 
-  const std::string& text() const { return text_; }
+  const std::string& text() const { return shared_ ? *shared_ : own_; }
   const std::vector<SqlValue>& parameters() const { return parameters_; }
 
  private:
-  std::string text_;  // with a bare ? per parameter
+  // The text, with a bare ? per parameter: of all statements of these words, or this one's own.
+  const std::string* shared_ = nullptr;
+  std::string own_;
   std::vector<SqlValue> parameters_;
   std::string failure_ = "no statement";
 };
@@ -57,7 +60,7 @@ class Statement {
 /// values are not equal in number. NULL is the empty text, and no number.
 template <typename... Values>
 Statement Sql(std::string_view words, const Values&... values) {
-  return Statement(words, std::vector<Expr>{Expr(values)...});
+  return Statement(words, std::array<Expr, sizeof...(values)>{Expr(values)...});
 }
 
 /// `words` with one `(?)` in it, which becomes the list of values: `... where UserID in (?)`, each
@@ -66,7 +69,7 @@ Statement Sql(std::string_view words, const Values&... values) {
 template <typename... Values>
 Statement SqlList(std::string_view words, const std::vector<std::string>& list,
                   const Values&... values) {
-  return Statement(words, std::vector<Expr>{Expr(values)...}, &list);
+  return Statement(words, std::array<Expr, sizeof...(values)>{Expr(values)...}, list);
 }
 
 /// The process's database. Owns the one physical connection that all cursors and jobs share.

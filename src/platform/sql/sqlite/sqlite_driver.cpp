@@ -16,7 +16,32 @@ constexpr int64_t kRetryMs = 1000;    // between two attempts to open the file
 constexpr int64_t kBackOffMs = 1000;  // without waiting, after a wait for a lock was in vain
 constexpr int64_t kMovedCheckMs = 1000;
 
-constexpr RowWriting kWriting = {DoubleQuoted, false};
+// The values for a statement's markers, where they lie: given ones, or assigned columns and behind
+// them a row's identity.
+class Markers {
+ public:
+  Markers(std::span<const SqlValue> values) : values_(values) {}  // NOLINT: values are markers
+  explicit Markers(std::span<const SqlAssignment> assigned, const SqlValue* identity = nullptr)
+      : assigned_(assigned), identity_(identity) {}
+
+  size_t size() const { return values_.size() + assigned_.size() + (identity_ ? 1 : 0); }
+
+  const SqlValue& operator[](size_t index) const {
+    if (index < values_.size()) return values_[index];
+    return index < assigned_.size() ? assigned_[index].value : *identity_;
+  }
+
+ private:
+  std::span<const SqlValue> values_;
+  std::span<const SqlAssignment> assigned_;
+  const SqlValue* identity_ = nullptr;
+};
+
+void AppendQuoted(std::string& text, std::string_view name) {
+  text += '"';
+  for (const char c : name) text.append(c == '"' ? 2 : 1, c);
+  text += '"';
+}
 
 bool IsFailedWrite(int extendedCode) {
   switch (extendedCode) {
@@ -76,6 +101,7 @@ SqlValue ReadCell(sqlite3_stmt* statement, int column) {
 void ReadRow(SqliteStatement& statement, SqlRows& rows) {
   sqlite3_stmt* handle = statement.handle.get();
   int count = static_cast<int>(statement.columns->size());
+  if (rows.cells.empty()) rows.cells.reserve(statement.columns->size());
   for (int i = 0; i < count; ++i) rows.cells.push_back(ReadCell(handle, i));
   if (!statement.table.empty()) rows.identity.push_back(ReadCell(handle, count));
 }
@@ -105,14 +131,15 @@ class SqliteDriver final : public SqlDriver {
   void CloseFile();
   void Unavailable(const std::string& why);
   void RegainPatience();
-  SqliteStatement* Begin(std::string_view statement, std::span<const SqlValue> parameters);
+  SqliteStatement* Begin(std::string_view statement, const Markers& values);
+  bool BindAll(SqliteStatement& prepared, const Markers& values);
+  bool Run(std::string_view statement, const Markers& values);
   bool JoinTurn(const SqliteStatement& prepared, int64_t nowMs);
   bool End(SqliteStatement& prepared, int code);
   bool Fail(std::string_view statement, std::string_view why);
   bool FailByEngine(std::string_view statement);
   void Conclude(int extendedCode);
-  bool ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
-                    std::vector<SqlValue> parameters);
+  bool ChangeOneRow(const SqlRows& rows, size_t row, std::span<const SqlAssignment> values);
 
   SqliteOptions options_;
   std::unique_ptr<SqliteConnection> connection_;
@@ -125,6 +152,7 @@ class SqliteDriver final : public SqlDriver {
   int64_t patientAgainMs_ = 0;  // when the next statement may wait again
   int64_t nextAttemptMs_ = INT64_MIN;
   int64_t nextMovedCheckMs_ = INT64_MIN;
+  std::string ownText_;  // of the statement that a row made, kept for its memory
 };
 
 // A connection that stands is looked at now and then: who puts a backup in the file's place must
@@ -180,8 +208,7 @@ void SqliteDriver::RegainPatience() {
 }
 
 // The statement, bound and ready to step; null when it failed.
-SqliteStatement* SqliteDriver::Begin(std::string_view statement,
-                                     std::span<const SqlValue> parameters) {
+SqliteStatement* SqliteDriver::Begin(std::string_view statement, const Markers& values) {
   const int64_t now = NowMs();
   if (!EnsureOpen(now)) return nullptr;
   if (impatient_ && now >= patientAgainMs_) RegainPatience();
@@ -191,26 +218,27 @@ SqliteStatement* SqliteDriver::Begin(std::string_view statement,
     refusal.empty() ? FailByEngine(statement) : Fail(statement, refusal);
     return nullptr;
   }
-  sqlite3_stmt* handle = prepared->handle.get();
-  if (static_cast<size_t>(sqlite3_bind_parameter_count(handle)) != parameters.size()) {
-    Fail(statement, "another number of markers than of values");
-    return nullptr;
-  }
-  for (size_t i = 0; i < parameters.size(); ++i) {
-    if (Bind(handle, static_cast<int>(i) + 1, parameters[i]) == SQLITE_OK) continue;
-    sqlite3_clear_bindings(handle);
-    FailByEngine(statement);
-    return nullptr;
-  }
-  if (JoinTurn(*prepared, now)) return prepared;
-  sqlite3_clear_bindings(handle);
+  if (BindAll(*prepared, values) && JoinTurn(*prepared, now)) return prepared;
+  if (connection_) sqlite3_clear_bindings(prepared->handle.get());  // which went with it
   return nullptr;
+}
+
+bool SqliteDriver::BindAll(SqliteStatement& prepared, const Markers& values) {
+  sqlite3_stmt* handle = prepared.handle.get();
+  if (static_cast<size_t>(sqlite3_bind_parameter_count(handle)) != values.size()) {
+    return Fail(prepared.written, "another number of markers than of values");
+  }
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (Bind(handle, static_cast<int>(i) + 1, values[i]) == SQLITE_OK) continue;
+    return FailByEngine(prepared.written);
+  }
+  return true;
 }
 
 // Has the statement run within the transaction of its turn. Refused, it has failed.
 bool SqliteDriver::JoinTurn(const SqliteStatement& prepared, int64_t nowMs) {
   if (!turn_) return true;
-  if (turn_->IsOver(nowMs)) EndTurn();
+  if (turn_->IsOver(nowMs) && !EndTurn() && !turn_) return false;  // the file was closed over it
   const bool writes = sqlite3_stmt_readonly(prepared.handle.get()) == 0;
   return turn_->Join(writes, nowMs) || FailByEngine(prepared.written);
 }
@@ -273,8 +301,8 @@ bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> p
   return true;
 }
 
-bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
-  SqliteStatement* prepared = Begin(statement, parameters);
+bool SqliteDriver::Run(std::string_view statement, const Markers& values) {
+  SqliteStatement* prepared = Begin(statement, values);
   if (!prepared) return false;
   int code;
   do {
@@ -283,33 +311,51 @@ bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue>
   return End(*prepared, code);
 }
 
+bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
+  return Run(statement, parameters);
+}
+
 bool SqliteDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
-  const RowStatement insert = InsertStatement(DoubleQuoted(target.table), values, kWriting);
-  return Execute(insert.text, insert.parameters);
+  ownText_ = "insert into ";
+  AppendQuoted(ownText_, target.table);
+  ownText_ += values.empty() ? " default values" : "(";
+  for (const SqlAssignment& each : values) {
+    AppendQuoted(ownText_, each.column);
+    ownText_ += &each == &values.back() ? ") values(" : ",";
+  }
+  for (size_t i = 0; i < values.size(); ++i) ownText_ += i + 1 == values.size() ? "?)" : "?,";
+  return Run(ownText_, Markers(values));
 }
 
 bool SqliteDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
   if (values.empty()) return true;
-  RowStatement set = SetClause(values, kWriting);
-  return ChangeOneRow("update " + DoubleQuoted(rows.table) + set.text, rows, row,
-                      std::move(set.parameters));
+  ownText_ = "update ";
+  AppendQuoted(ownText_, rows.table);
+  for (const SqlAssignment& each : values) {
+    ownText_ += &each == &values.front() ? " set " : ",";
+    AppendQuoted(ownText_, each.column);
+    ownText_ += "=?";
+  }
+  return ChangeOneRow(rows, row, values);
 }
 
 bool SqliteDriver::DeleteRow(const SqlRows& rows, size_t row) {
-  return ChangeOneRow("delete from " + DoubleQuoted(rows.table), rows, row, {});
+  ownText_ = "delete from ";
+  AppendQuoted(ownText_, rows.table);
+  return ChangeOneRow(rows, row, {});
 }
 
-// Runs the statement on the one row alone; a row that another program has deleted meanwhile is a
-// failure.
-bool SqliteDriver::ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
-                                std::vector<SqlValue> parameters) {
-  if (rows.table.empty()) return Fail(statement, "the row set comes from no single table");
-  if (row >= rows.identity.size()) return Fail(statement, "no current row");
-  parameters.push_back(rows.identity[row]);
-  if (!Execute(statement + " where _rowid_=?", parameters)) return false;
+// Runs the own statement on the one row alone; a row that another program has deleted meanwhile is
+// a failure.
+bool SqliteDriver::ChangeOneRow(const SqlRows& rows, size_t row,
+                                std::span<const SqlAssignment> values) {
+  if (rows.table.empty()) return Fail(ownText_, "the row set comes from no single table");
+  if (row >= rows.identity.size()) return Fail(ownText_, "no current row");
+  ownText_ += " where _rowid_=?";
+  if (!Run(ownText_, Markers(values, &rows.identity[row]))) return false;
   if (sqlite3_changes64(connection_->handle()) > 0) return true;
-  return Fail(statement, "the row is no longer there");
+  return Fail(ownText_, "the row is no longer there");
 }
 
 bool SqliteDriver::EndTurn() {
