@@ -69,11 +69,7 @@ if [[ " ${missing[*]} " == *" postgresql "* ]]; then
 fi
 
 # An installation that was broken off is finished first: until then apt refuses any other.
-if [[ -n "$(dpkg --audit)" ]]; then
-  echo "Finishing an installation that was broken off"
-  AsRoot dpkg --configure -a || true
-  AsRoot apt-get install -y -q --fix-broken
-fi
+AsRoot dpkg --configure -a || AsRoot apt-get install -y -q --fix-broken
 
 echo "Installing: ${missing[*]}"
 AsRoot apt-get update -q
