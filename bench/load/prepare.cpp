@@ -12,6 +12,8 @@
 namespace vnq::bench {
 namespace {
 
+constexpr int kBusyTimeoutMs = 2000;
+
 SqlValue Text(std::string text) {
   return SqlValue::Text(std::move(text));
 }
@@ -19,8 +21,10 @@ SqlValue Number(int64_t number) {
   return SqlValue::Integer(number);
 }
 
-/// The database that the folder's settings name; null with the reason in `error`.
-std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, std::string& error) {
+}  // namespace
+
+std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, int busyTimeoutMs,
+                                        std::string& error) {
   const auto platform = ReadPlatformSettings(PlatformIniPath(appPath), SystemLocaleName(), error);
   if (!platform) return nullptr;
   IniStrings strings(PathMapper(platform->drives), CodePage::Open(platform->codePage));
@@ -31,9 +35,11 @@ std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, std::string&
   }
   SqliteOptions options;
   options.path = strings.paths().Map(appPath + settings.DataBaseName);
-  options.busyTimeoutMs = platform->busyTimeoutMs;
+  options.busyTimeoutMs = busyTimeoutMs;
   return OpenSqlite(options);
 }
+
+namespace {
 
 class Preparation {
  public:
@@ -118,7 +124,7 @@ int Prepare(const PrepareOptions& options, std::ostream& out, std::ostream& err)
   init.localeName = options.locale;
   if (RunInit(init, out, err) != 0) return 1;
   std::string error;
-  const auto driver = OpenDatabase(options.appPath, error);
+  const auto driver = OpenDatabase(options.appPath, kBusyTimeoutMs, error);
   if (driver == nullptr) {
     err << "vnq_bench: " << error << "\n";
     return 1;
