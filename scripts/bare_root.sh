@@ -23,8 +23,8 @@ trap 'exit 130' INT TERM HUP
 
 # "deb URI SUITE COMPONENT" for each archive of Debian 12 that apt knows here.
 Archives() {
-  apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Identifier: Packages' \
-    'Origin: Debian' 'Codename: bookworm*' | sort -u
+  apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Identifier: Packages' 'Origin: Debian' |
+    grep ' bookworm' | sort -u
 }
 
 MakeRoot() {
