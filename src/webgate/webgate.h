@@ -23,9 +23,9 @@ enum VisitorLineKind : int16_t { kLineToAgent = 3, kLineToGroup = 6 };
 /// neither. Yields: no.
 std::optional<std::string> ReadVisitorText(Host& host, SlotIndex slot, const std::string& bytes);
 
-/// .+customer|agents, comma-separated|visitor|city|passed on|passed on   on the visitor port: writes
-/// the visitor down, drops the visitor's earlier connection, names the slot after the visitor and
-/// tells the agents. Yields: yes. Database: Kefu, ServerLog.
+/// .+customer|agents, comma-separated|visitor|city|passed on|passed on   on the visitor port:
+/// writes the visitor down, drops the visitor's earlier connection, names the slot after the
+/// visitor and tells the agents. Yields: yes. Database: Kefu, ServerLog.
 void HandleVisitorCustomer(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
 /// Carries a visitor's line to one agent, or to the agents of a customer group.
