@@ -87,7 +87,7 @@ def spellings(path):
 
 
 def owners(paths):
-    """path -> the packages that brought it; no entry when none did."""
+    """path -> the packages that brought it; none where nobody did."""
     asked = {spelling for path in paths for spelling in spellings(path)}
     answer = subprocess.run(["dpkg", "-S", *asked], text=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
     brought_by = {}
