@@ -14,7 +14,7 @@
 
 #include "host/settings/platform_settings.h"
 #include "platform/system/descriptor_limit.h"
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "server/index_form.h"
 
 namespace {
