@@ -2,7 +2,8 @@
 // reference.
 //
 // Nothing here is a cache of users or groups: the database owns everything lasting. The values that
-// load leaves behind (load.h) stay as they are until the process ends.
+// load leaves behind (server/load.h) stay as they are until the process ends, but for the keyword
+// lists, which can be read again.
 #pragma once
 
 #include <cstdint>
