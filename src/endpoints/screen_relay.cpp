@@ -1,5 +1,5 @@
 #include "endpoints/endpoints.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/records.h"
 #include "host/values/fields.h"
 #include "support/base64_text.h"
 

@@ -1,7 +1,8 @@
 // From a read to the commands in it, with the carry-over of unfinished records.
 #include <algorithm>
 
-#include "host/slots/wire_codec.h"
+#include "host/slots/records.h"
+#include "host/slots/sending.h"
 #include "host/values/skipped.h"
 #include "server/command_table.h"
 #include "sessions/commands.h"
@@ -42,7 +43,7 @@ void CarryOver(Host& host, const std::string& text, SlotIndex slot, const std::s
   host.PendingRecord[slot] += text;
   if (!host.PendingRecord[slot].ends_with('#')) return;
   Fields fields = Fields::Split(host.PendingRecord[slot]);
-  const CommandRow* row = FindCommand(fields[0].text());
+  const CommandRow* row = FindCommand(OrEmpty(fields[0]));
   if (row != nullptr && row->needsHash) {
     RunCommand(host, *row, fields, slot, remoteIp);
     if (WantsReceiptAfterCarryOver(*row, fields)) AppendReceipt(host, *row, fields, slot);
@@ -52,7 +53,7 @@ void CarryOver(Host& host, const std::string& text, SlotIndex slot, const std::s
 
 void RunRecord(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp) {
   Fields fields = Fields::Split(text);
-  const CommandRow* row = FindCommand(fields[0].text());
+  const CommandRow* row = FindCommand(OrEmpty(fields[0]));
   if (row == nullptr) {
     CarryOver(host, text, slot, remoteIp);
     return;

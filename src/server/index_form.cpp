@@ -6,7 +6,7 @@
 #include "endpoints/endpoints.h"
 #include "files/files.h"
 #include "host/server_log.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "messaging/messaging.h"
 #include "platform/net/local_address.h"
 #include "remote/remote.h"
@@ -189,7 +189,7 @@ void IndexForm::InsertOnlineFile(const Expr& userId, const Expr& typePath, const
 }
 
 void IndexForm::LeaveMesseng(const Expr& userTag, int16_t kind, const Expr& id) {
-  vnq::LeaveMesseng(host_, userTag, kind, id);
+  vnq::LeaveMesseng(host_, userTag, DeliveryKind(kind), id);
 }
 
 void IndexForm::UserMesseng(Fields& fields, SlotIndex slot, const std::string& remoteIp) {

@@ -15,7 +15,7 @@ std::vector<std::string> ReadKeywords(Host& host, int type) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select * from vnq_keyword where col_type=?", type));
   if (Adodc1.RecordCount() < 1) return {};
-  return SplitText(Adodc1["col_keyword"].text(), ",");
+  return SplitField(Adodc1["col_keyword"], ",");
 }
 
 // The first line, up to its LF, with NULs and tabs taken for blanks and a CR at its end dropped.
@@ -38,7 +38,8 @@ void ReadDatabaseSettings(Host& host) {
       Sql("Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig' "
           "and Col_Disabled=0"));
   if (Adodc1.RecordCount() >= 1) {
-    std::string root = Adodc1["Col_Data"].text();
+    std::string root;
+    Assign(root, Join(Adodc1["Col_Data"]));
     std::replace(root.begin(), root.end(), '/', '\\');
     host.ServerRootPath = root;
   }
@@ -59,7 +60,7 @@ void SetFontsAndAddresses(Host& host) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select top 1 * from Plug where Plug_Site = '11' order by Plug_Index desc"));
   if (Adodc1.RecordCount() >= 1) {
-    host.PushUrl = Adodc1["Plug_Target"].text();
+    Assign(host.PushUrl, Join(Adodc1["Plug_Target"]));
     ReplaceAll(host.PushUrl, "[ServerIp]", host.settings.DataBaseIp);
   }
   host.WebSocketResponseTemplate =

@@ -4,7 +4,7 @@
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/presence_values.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 
 namespace vnq {
 namespace {

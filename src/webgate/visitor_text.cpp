@@ -1,7 +1,7 @@
 #include "webgate/visitor_text.h"
 
-#include "host/slots/wire_codec.h"
-#include "webgate/customer.h"
+#include "host/slots/records.h"
+#include "webgate/visitor_chat.h"
 #include "webgate/webgate.h"
 
 namespace vnq {
@@ -18,7 +18,7 @@ void CarryOver(Host& host, const std::string& text, SlotIndex slot, const std::s
   if (!host.PendingVisitorRecord[slot].ends_with('#')) return;
   Fields fields = Fields::Split(host.PendingVisitorRecord[slot]);
   if (Is(fields[0], kCustomerInformation)) {
-    CustomerMessage(host, fields, slot, remoteIp, kLineToAgent);
+    CustomerMessage(host, fields, slot, remoteIp, VisitorLineKind::kToAgent);
   }
   host.PendingVisitorRecord[slot].clear();
 }
@@ -30,7 +30,7 @@ void RunRecord(Host& host, const std::string& text, SlotIndex slot, const std::s
   } else if (!Is(fields[0], kCustomerInformation)) {
     CarryOver(host, text, slot, remoteIp);
   } else if (text.ends_with('#')) {
-    CustomerMessage(host, fields, slot, remoteIp, kLineToAgent);
+    CustomerMessage(host, fields, slot, remoteIp, VisitorLineKind::kToAgent);
   } else {
     host.PendingVisitorRecord[slot] = text;
   }

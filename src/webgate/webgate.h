@@ -6,7 +6,6 @@
 // the main port.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "host/host.h"
@@ -15,8 +14,8 @@
 
 namespace vnq {
 
-/// Whom a visitor's line is for, by the numbers that pushes carry.
-enum VisitorLineKind : int16_t { kLineToAgent = 3, kLineToGroup = 6 };
+/// Whom a visitor's line is for.
+enum class VisitorLineKind { kToAgent, kToGroup };
 
 /// One arrival on a visitor's slot: the upgrade request while the slot has no tag, exactly one
 /// frame afterwards. What is neither ends in silence. Yields: yes. Database: Kefu, ServerLog, and
@@ -28,10 +27,15 @@ void OnVisitorPortData(Host& host, SlotIndex slot, const std::string& bytes);
 /// fields    .+customer_information|target|visitor|city|text|closing
 /// slot      number of the slot that the record came on, on whichever port; the main-port slot of
 ///           that number gives the tag for the push.
-/// kind      a VisitorLineKind; any other writes the log line only.
 /// Yields: yes, at each slot of a walk. Database: lv_chater_Clot_Form, Users_ID, ServerLog.
 void CustomerMessage(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp,
-                     int16_t kind);
+                     VisitorLineKind kind);
+
+/// What an agent sees of a visitor:
+/// .+customer_information|visitor|city|date|time|text|closing
+/// closing  as the visitor's own record or the stored row ends it.
+Expr VisitorLineRecord(const Expr& visitor, const Expr& city, const Expr& date, const Expr& time,
+                       const Expr& text, const Expr& closing);
 
 /// .+customer on the main port: what it is on the visitor port, but for the slot that takes the
 /// visitor's name, which is the main port's. Yields: yes. Database: Kefu, ServerLog.
