@@ -69,10 +69,10 @@ void HandleUploadFiles(Host& host, Fields& fields, SlotIndex slot, const std::st
   Assign(kind, ToInt32(fields[5]));
   if (kind == kOfflineFile) {
     InsertLeaveFile(host, owner, uploader, typePath, pcSize, filPath, msgId);
-    AppendReceipt(host, slot, ReceiptOf::kLeaveFile, owner, msgId);
+    AppendReceipt(host, slot, Receipt::kLeaveFile, owner, msgId);
   } else if (kind == kGroupFile) {
     InsertClotFile(host, owner, uploader, typePath, pcSize, filPath, msgId);
-    AppendReceipt(host, slot, ReceiptOf::kClotFile, owner, msgId);
+    AppendReceipt(host, slot, Receipt::kClotFile, owner, msgId);
   }
 }
 

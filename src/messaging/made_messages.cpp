@@ -1,6 +1,6 @@
-// Messages that the server makes in somebody's name: the greeting of new friends and of a new group,
-// one text for many receivers, and the door for outside applications, which connect to the main
-// port without a login of their own.
+// Messages that the server makes in somebody's name: the greeting of new friends and of a new
+// group, one text for many receivers, and the door for outside applications, which connect to the
+// main port without a login of their own.
 #include "messaging/messaging.h"
 #include "support/ids.h"
 #include "support/text_codecs.h"

@@ -29,7 +29,7 @@ enum class StoredKind : int16_t {
   kRemoteRequest = 84,
 };
 
-/// Whose copy it is. Messages and meetings have four, the other kinds one for whichever device asks.
+/// Whose copy it is. Messages and meetings have four, the other kinds one for any device.
 enum class DeviceCopy : int16_t {
   kOnly = 0,
   kSenderDesktop = 1,

@@ -1,7 +1,6 @@
 // The department tree for the sign-up dialog, and the nudge to synchronise.
 #include "host/server_log.h"
 #include "host/slots/sending.h"
-#include "sessions/commands.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -43,7 +42,8 @@ void LogSynchronization(Host& host, const Fields& fields, SlotIndex slot, std::s
 
 }  // namespace
 
-void SendDepartmentTree(Host& host, const Fields& fields, SlotIndex slot) {
+void HandleRequestDataSynchronization(Host& host, Fields& fields, SlotIndex slot,
+                                      const std::string&) {
   const std::string Users_RoVesr = DepartmentVersion(host);
   const auto theirs = ToNumber(fields[1]), ours = ToNumber(Users_RoVesr);
   const bool comparable = theirs && ours;

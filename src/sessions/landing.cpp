@@ -3,8 +3,8 @@
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/sending.h"
-#include "sessions/commands.h"
 #include "sessions/presence.h"
+#include "sessions/sessions.h"
 #include "support/ids.h"
 #include "support/utf16.h"
 

@@ -1,7 +1,5 @@
 // Visitor chat: a visitor registers with the agents that the page names, and each line goes to one
 // agent or to the agents of a group. On the visitor port and on the main port.
-#include "webgate/visitor_chat.h"
-
 #include "host/outgoing/mobile_push.h"
 #include "host/server_log.h"
 #include "host/slots/sending.h"
@@ -99,7 +97,8 @@ void ToGroup(Host& host, const Fields& fields, SlotIndex slot) {
 
 }  // namespace
 
-void RegisterVisitor(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
+void HandleVisitorCustomer(Host& host, Fields& fields, SlotIndex slot,
+                           const std::string& remoteIp) {
   BindVisitor(host, host.SckServer6001, slot, fields);
   TellAgents(host, fields, remoteIp, [&](SlotIndex agentSlot) {
     if (!host.SckServer.IsConnected(agentSlot)) return;
@@ -108,7 +107,6 @@ void RegisterVisitor(Host& host, Fields& fields, SlotIndex slot, const std::stri
   });
 }
 
-// .+customer|agents, comma-separated|visitor|city|passed on|passed on
 void HandleCustomer(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
   BindVisitor(host, host.SckServer, slot, fields);
   TellAgents(host, fields, remoteIp, [&](SlotIndex agentSlot) {

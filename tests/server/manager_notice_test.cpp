@@ -65,6 +65,15 @@ TEST_F(ManagerNotice, FailedNameSkipsTheWholeCall) {
   EXPECT_EQ(Taken(), "(no connection)");
 }
 
+TEST_F(ManagerNotice, ApplicationWithoutADisplayNameMakesAnAccountAndNoNotice) {
+  TestClient dialog = server.ConnectTo(6007);
+  dialog.Send(".+account_application|000001|1|zoe");
+  EXPECT_EQ(server.Value("select FcName from Users_ID where UserName='zoe'"), "NULL");
+  EXPECT_EQ(Taken(), "(no connection)");
+  dialog.Send(".+account_application|000001|1|ann|Ann|#");
+  EXPECT_NE(Taken().find("|\"Ann(ann)\"" + server.Lang("im305")), std::string::npos);
+}
+
 TEST_F(ManagerNotice, NothingGoesOutWhileTheSettingIsZero) {
   server.host().settings.CheckIM0 = 0;
   Push("zoe", "Zoe", kApplicationNotice);

@@ -30,4 +30,7 @@ enum class PushKind : int {
 void QueueMobilePush(Host& host, const Expr& target, const Expr& extra, const Expr& source,
                      PushKind kind, const Expr& text, const std::string& senderTag);
 
+/// Sends the queued notifications in one HTTP GET, and empties the queue. Yields: no.
+void SendQueuedPush(Host& host);
+
 }  // namespace vnq

@@ -65,9 +65,19 @@ void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
   Append(host.ReplyBuffer[slot], records);
 }
 
-void AppendReceipt(Host& host, SlotIndex slot, ReceiptOf store, const Expr& owner,
+void FlushReplies(Host& host) {
+  SlotArray& slots = host.SckServer;
+  host.database.SyncCommitted();
+  for (const SlotIndex slot : slots.AllNow()) {
+    if (!slots.IsConnected(slot) || host.ReplyBuffer[slot].empty()) continue;
+    SendRecord(host, slot, host.ReplyBuffer[slot]);
+    host.ReplyBuffer[slot].clear();
+  }
+}
+
+void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
                    const Expr& msgId) {
-  AppendReply(host, slot, Join(".+reply|", static_cast<int>(store), "|", owner, "|", msgId, "|#"));
+  AppendReply(host, slot, Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#"));
 }
 
 }  // namespace vnq

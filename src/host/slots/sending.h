@@ -51,11 +51,21 @@ void YieldThenTellUser(Host& host, const Expr& userId, const Expr& text);
 /// Appends records to a slot's ReplyBuffer, which leaves with the next tick of Timer1.
 void AppendReply(Host& host, SlotIndex slot, const Expr& records);
 
-/// What a receipt says was stored, by the number that clients know.
-enum class ReceiptOf : int { kPeerMessage = 1, kGroupMessage = 2, kLeaveFile = 3, kClotFile = 4 };
+/// Sends every connected slot's ReplyBuffer as one text. What the receipts in it acknowledge is
+/// made durable first. Yields: no.
+void FlushReplies(Host& host);
 
-/// Appends .+reply|store|target or group|Msg_ID|#
-void AppendReceipt(Host& host, SlotIndex slot, ReceiptOf store, const Expr& owner,
+/// What a receipt says was stored, by the number in its first field.
+enum class Receipt : int {
+  kNone = 0,
+  kPeerMessage = 1,
+  kGroupMessage = 2,
+  kLeaveFile = 3,
+  kClotFile = 4,
+};
+
+/// Appends .+reply|stored|target or group|Msg_ID|#
+void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
                    const Expr& msgId);
 
 }  // namespace vnq

@@ -17,6 +17,7 @@
 #include <unordered_map>
 
 #include "host/values/expr.h"
+#include "platform/net/repeated_warning.h"
 #include "platform/net/tcp.h"
 
 namespace vnq {
@@ -29,8 +30,8 @@ inline constexpr SlotIndex kNoSlot = 0;
 /// Socket states, by the numbers that the rules use.
 enum class SocketState : int { kClosed = 0, kConnected = 7, kClosing = 8 };
 
-/// The slot numbers of one walk, from 1 to the highest there was when the walk began: slots that are
-/// made on its way are not visited.
+/// The slot numbers of one walk, from 1 to the highest there was when the walk began: slots that
+/// are made on its way are not visited.
 class SlotWalk {
  public:
   class Iterator {
@@ -79,6 +80,8 @@ class SlotArray {
 
   SocketState State(SlotIndex slot) const;
   bool IsConnected(SlotIndex slot) const { return State(slot) == SocketState::kConnected; }
+  /// True where the peer has gone and no sweep has closed the slot yet.
+  bool IsGone(SlotIndex slot) const { return State(slot) == SocketState::kClosing; }
 
   /// Empty for a slot that nobody has named. Reading a slot that does not exist gives the empty
   /// text.
@@ -117,7 +120,7 @@ class SlotArray {
   void PeerClosed(SlotIndex slot, const TcpConnection* connection);
 
   EventLoop& loop_;
-  std::string name_;
+  RepeatedWarning full_;
   bool clearsTag_;
   OnArrival onArrival_;
   std::deque<Slot> slots_;      // element 0 is never used

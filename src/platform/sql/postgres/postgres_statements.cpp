@@ -18,6 +18,10 @@ constexpr std::string_view kUnknownStatement = "26000";
 constexpr std::string_view kBeginImmediate = "begin immediate";
 constexpr size_t kDroppedTogether = 32;
 
+// libpq takes a description of a statement's values for garbage, and drops the session, above 30,000
+// bytes: 6 and 4 for each value.
+constexpr size_t kMostDescribedValues = (30'000 - 6) / 4;
+
 constexpr const char* kTableReader = "vnq_table";
 constexpr const char* kDescribeTable =
     "select c.relkind,c.relhassubclass,pg_catalog.pg_table_is_visible(c.oid),n.nspname,c.relname,"
@@ -131,7 +135,8 @@ PostgresReply PostgresStatements::Prepare(std::string_view written,
   PostgresStatement made;
   bool kept = written.size() <= kLongestKept;
   if (kept) made.name = "vnq_" + std::to_string(++lastName_);
-  if (reply.done()) reply = Make(text, use, deadline, made);
+  const bool forReading = markers.size() > kMostDescribedValues;
+  if (reply.done()) reply = Make(text, forReading ? Use::kCommand : use, deadline, made);
   if (!reply.done()) return reply;
   if (known) {
     NoteUnused(*known);
