@@ -69,7 +69,7 @@ class Binder {
   }
 
   void AddDate(const Expr& value) {
-    if (!IsDate(value.text())) return Fail("no date");
+    if (!IsDate(OrEmpty(value))) return Fail("no date");
     Add(SqlValue::Text(value.text()));
   }
 

@@ -1,9 +1,11 @@
-// The one delivery routine: from a stored row to the record on a device's buffer.
-#include "host/slots/wire_codec.h"
-#include "host/values/skipped.h"
+// From a stored row to the record on a device's buffer; and what the two older offline tables hold
+// for a user, handed over once.
+#include "host/server_log.h"
+#include "host/slots/sending.h"
 #include "messaging/messaging.h"
 #include "support/dates.h"
 #include "support/text_codecs.h"
+#include "webgate/webgate.h"
 
 namespace vnq {
 namespace {
@@ -22,11 +24,11 @@ Expr BothWanted(const Expr& one, const Expr& other) {
   return Expr(int64_t{*a} * *b);
 }
 
-Expr Date(const Cursor& row) {
-  return FormatAsDate(row["To_Date"].text());
+Expr Date(const Expr& column) {
+  return Map(column, FormatAsDate);
 }
-Expr Time(const Cursor& row) {
-  return FormatAsTime(row["To_Time"].text());
+Expr Time(const Expr& column) {
+  return Map(column, FormatAsTime);
 }
 
 Expr SenderFlags(const Cursor& row) {
@@ -36,15 +38,22 @@ Expr TargetFlags(const Cursor& row) {
   return BothWanted(row["IsAck3"], row["IsAck4"]);
 }
 
-// .+message|other party|date|time|text|FontInfo|Msg_ID|type|flags|#
+// .+message|other party|date|time|text|FontInfo|closing fields
+Expr DeliveredMessage(const Expr& otherParty, const Expr& date, const Expr& time, const Expr& text,
+                      const Expr& fontInfo, const Expr& closing) {
+  return Join(".+message|", otherParty, "|", date, "|", time, "|", text, "|", fontInfo, "|",
+              closing);
+}
+
+// ... closing fields = Msg_ID|type|flags|#
 Expr MessageRecord(const Cursor& row, const Expr& otherParty, const Expr& text, const Expr& type,
                    const Expr& flags) {
-  return Join(".+message|", otherParty, "|", Date(row), "|", Time(row), "|", text, "|",
-              row["FontInfo"], "|", row["Msg_ID"], "|", type, "|", flags, "|#");
+  return DeliveredMessage(otherParty, Date(row["To_Date"]), Time(row["To_Time"]), text,
+                          row["FontInfo"], Join(row["Msg_ID"], "|", type, "|", flags, "|#"));
 }
 
 Expr WrappedText(const Cursor& row, std::string_view token) {
-  return EscapeText(std::string(token) + row["UserText"].text() + "}");
+  return Map(Join(token, row["UserText"], "}"), EscapeText);
 }
 
 Expr SenderCopy(const Cursor& row) {
@@ -80,9 +89,9 @@ Expr TargetDesktopFile(const Cursor& row) {
 
 // .+clot_messeng|group|sender|date|time|text|FontInfo|Msg_ID|type|0 sender's, 1 member's copy|#
 Expr GroupRecord(const Cursor& row, const Expr& type, std::string_view copy) {
-  return Join(".+clot_messeng|", row["ClotID"], "|", row["MyID"], "|", Date(row), "|", Time(row),
-              "|", row["UserText"], "|", row["FontInfo"], "|", row["Msg_ID"], "|", type, "|", copy,
-              "|#");
+  return Join(".+clot_messeng|", row["ClotID"], "|", row["MyID"], "|", Date(row["To_Date"]), "|",
+              Time(row["To_Time"]), "|", row["UserText"], "|", row["FontInfo"], "|", row["Msg_ID"],
+              "|", type, "|", copy, "|#");
 }
 Expr GroupSenderCopy(const Cursor& row) {
   return GroupRecord(row, row["To_Type"], "0");
@@ -123,7 +132,7 @@ Expr RemoteRequestRecord(const Cursor& row) {
 // How a kind finds its row and what it makes of it. The peer selects name no target: of a Msg_ID
 // that was used for several, the first row with the flag answers.
 struct Delivery {
-  int16_t kind;
+  DeliveryKind kind;
   std::string_view select;
   Expr (*record)(const Cursor& row);
 };
@@ -143,27 +152,27 @@ constexpr std::string_view kMeeting = "Select * from Tab_Chat where ChatId=?";
 constexpr std::string_view kRemote = "Select * from remote_chat where ChatId=?";
 
 constexpr Delivery kDeliveries[] = {
-    {kNotice, kNoticeText, NoticeRecord},
-    {kPeerMessage + kSenderDesktop, kPeerAck1, SenderCopy},
-    {kPeerMessage + kSenderMobile, kPeerAck2, SenderCopy},
-    {kPeerMessage + kTargetDesktop, kPeerAck3, TargetCopy},
-    {kPeerMessage + kTargetMobile, kPeerAck4, TargetCopy},
-    {kGroupMessage + kSenderDesktop, kGroup, GroupSenderCopy},
-    {kGroupMessage + kSenderMobile, kGroup, GroupSenderCopy},
-    {kGroupMessage + kTargetDesktop, kGroup, GroupMemberCopy},
-    {kGroupMessage + kTargetMobile, kGroup, GroupMemberCopy},
-    {kFileMessage + kSenderDesktop, kFileAck1, SenderDesktopFile},
-    {kFileMessage + kSenderMobile, kPeerAck2, SenderMobileFile},
-    {kFileMessage + kTargetDesktop, kFileAck3, TargetDesktopFile},
-    {kFileMessage + kTargetMobile, kPeerAck4, TargetMobileFile},
-    {kMeetingState + kSenderDesktop, kMeeting, MeetingSenderCopy},
-    {kMeetingState + kSenderMobile, kMeeting, MeetingSenderCopy},
-    {kMeetingState + kTargetDesktop, kMeeting, MeetingTargetCopy},
-    {kMeetingState + kTargetMobile, kMeeting, MeetingTargetCopy},
-    {kRemoteRequest, kRemote, RemoteRequestRecord},
+    {StoredKind::kNotice, kNoticeText, NoticeRecord},
+    {{StoredKind::kPeerMessage, DeviceCopy::kSenderDesktop}, kPeerAck1, SenderCopy},
+    {{StoredKind::kPeerMessage, DeviceCopy::kSenderMobile}, kPeerAck2, SenderCopy},
+    {{StoredKind::kPeerMessage, DeviceCopy::kTargetDesktop}, kPeerAck3, TargetCopy},
+    {{StoredKind::kPeerMessage, DeviceCopy::kTargetMobile}, kPeerAck4, TargetCopy},
+    {{StoredKind::kGroupMessage, DeviceCopy::kSenderDesktop}, kGroup, GroupSenderCopy},
+    {{StoredKind::kGroupMessage, DeviceCopy::kSenderMobile}, kGroup, GroupSenderCopy},
+    {{StoredKind::kGroupMessage, DeviceCopy::kTargetDesktop}, kGroup, GroupMemberCopy},
+    {{StoredKind::kGroupMessage, DeviceCopy::kTargetMobile}, kGroup, GroupMemberCopy},
+    {{StoredKind::kFileMessage, DeviceCopy::kSenderDesktop}, kFileAck1, SenderDesktopFile},
+    {{StoredKind::kFileMessage, DeviceCopy::kSenderMobile}, kPeerAck2, SenderMobileFile},
+    {{StoredKind::kFileMessage, DeviceCopy::kTargetDesktop}, kFileAck3, TargetDesktopFile},
+    {{StoredKind::kFileMessage, DeviceCopy::kTargetMobile}, kPeerAck4, TargetMobileFile},
+    {{StoredKind::kMeetingState, DeviceCopy::kSenderDesktop}, kMeeting, MeetingSenderCopy},
+    {{StoredKind::kMeetingState, DeviceCopy::kSenderMobile}, kMeeting, MeetingSenderCopy},
+    {{StoredKind::kMeetingState, DeviceCopy::kTargetDesktop}, kMeeting, MeetingTargetCopy},
+    {{StoredKind::kMeetingState, DeviceCopy::kTargetMobile}, kMeeting, MeetingTargetCopy},
+    {StoredKind::kRemoteRequest, kRemote, RemoteRequestRecord},
 };
 
-const Delivery* FindDelivery(int16_t kind) {
+const Delivery* FindDelivery(DeliveryKind kind) {
   for (const Delivery& delivery : kDeliveries) {
     if (delivery.kind == kind) return &delivery;
   }
@@ -174,26 +183,84 @@ const Delivery* FindDelivery(int16_t kind) {
 void LeaveVerifications(Host& host, SlotIndex slot, const Expr& userTag) {
   Cursor Adodc2(host.database);
   Adodc2.Open(Sql("Select * from MessengVerify_Type where UserID1='?'", userTag));
-  for (; !Adodc2.EndOfRows(); Adodc2.MoveNext())
+  for (; !Adodc2.EndOfRows(); Adodc2.MoveNext()) {
     AppendReply(host, slot, VerificationRecord(Adodc2));
+  }
   host.database.Execute(Sql("Delete from MessengVerify_Type where UserID1='?'", userTag));
+}
+
+// --- The two older offline tables ---
+
+// The closing of a replayed message by its type; nothing for a type that has none of its own.
+const char* TailOfType(const Expr& type) {
+  switch (ToInt32(type).value_or(0)) {
+    case 1:
+      return "#";
+    case 2:
+      return "@#";
+    case 3:
+      return "*#";
+    default:
+      return nullptr;
+  }
+}
+
+std::string PeerRecords(Host& host, const Expr& userId) {
+  std::string out;
+  std::string when, tail;
+  Cursor rows(host.database);
+  rows.Open(Sql("Select * from Messeng_Type where UserID1='?'", userId));
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    Assign(when, Join(rows["To_Date"]));
+    // Kept: a row of another type closes as the row before it did.
+    if (const char* own = TailOfType(rows["To_Type"])) tail = own;
+    Append(out, DeliveredMessage(rows["UserID2"], Date(when), Time(when), rows["UserText"],
+                                 rows["FontInfo"], tail));
+  }
+  return out;
+}
+
+std::string VisitorRecords(Host& host, const Expr& userId) {
+  std::string out;
+  std::string when, text;
+  Cursor rows(host.database);
+  rows.Open(Sql("Select * from MessengKefu_Type where UserID1='?'", userId));
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    Assign(when, Join(rows["To_Date"]));
+    Assign(text, Join(rows["UserText"]));
+    const char* tail = ToInt32(rows["To_Type"]) == 3 ? "*#" : "#";
+    Append(out,
+           VisitorLineRecord(rows["UserID2"], rows["FcName"], Date(when), Time(when), text, tail));
+  }
+  return out;
+}
+
+void ReplayOfflineTypes(Host& host, const Fields& fields, SlotIndex slot) {
+  std::string out = PeerRecords(host, fields[1]);
+  host.database.Execute(Sql("delete from Messeng_Type where UserID1='?'", fields[1]));
+  out += VisitorRecords(host, fields[1]);
+  host.database.Execute(Sql("Delete from MessengKefu_Type where UserID1='?'", fields[1]));
+  TellSlot(host, slot, out);
 }
 
 }  // namespace
 
-void LeaveMesseng(Host& host, const Expr& userTag, int16_t kind, const Expr& id) {
-  if (!userTag.ok() || !id.ok()) {
-    NoteSkipped("LeaveMesseng", "failed value");
-    return;
-  }
-  const SlotIndex slot = host.SckServer.FirstConnected(userTag.text());
+void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id) {
+  if (Skips("LeaveMesseng", userTag, id)) return;
+  const SlotIndex slot = host.SckServer.FirstConnected(userTag);
   if (slot == kNoSlot) return;
-  if (kind == kPendingVerifications) return LeaveVerifications(host, slot, userTag);
+  if (kind == StoredKind::kPendingVerifications) return LeaveVerifications(host, slot, userTag);
   const Delivery* delivery = FindDelivery(kind);
   if (delivery == nullptr) return;
   Cursor Adodc2(host.database);
   Adodc2.Open(Sql(delivery->select, id));
   if (!Adodc2.EndOfRows()) AppendReply(host, slot, delivery->record(Adodc2));
+}
+
+void HandleOfflineRequest(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
+  ReplayOfflineTypes(host, fields, slot);
+  WriteServerLog(host, Join(fields[1], host.ReadLang("im76")), fields[1], remoteIp,
+                 LogIcon::kOfflineRequest);
 }
 
 }  // namespace vnq

@@ -1,8 +1,9 @@
+#include "host/outgoing/mobile_push.h"
+
+#include "host/host.h"
+#include "host/outgoing/control_tokens.h"
 #include "host/slots/devices.h"
 #include "host/slots/presence_values.h"
-#include "host/values/skipped.h"
-#include "messaging/control_tokens.h"
-#include "messaging/messaging.h"
 #include "support/utf16.h"
 
 namespace vnq {
@@ -11,8 +12,8 @@ namespace {
 constexpr size_t kLabelCharacters = 40;
 
 // Who is asked for by name: one person. Everything else is queued without a test.
-bool NamesOnePerson(int16_t kind) {
-  return kind == 1 || kind == 3;
+bool NamesOnePerson(PushKind kind) {
+  return kind == PushKind::kPerson || kind == PushKind::kVisitorLine;
 }
 
 bool IsPushWanted(Host& host, const Expr& target, const Expr& source,
@@ -26,7 +27,7 @@ bool IsPushWanted(Host& host, const Expr& target, const Expr& source,
     Assign(registrationId, Join(user["Registration_Id"]));
   }
   // A note to oneself from a desktop is pushed whether or not a phone is registered.
-  if (Is(target, source.text())) return !IsMobileTag(senderTag);
+  if (Same(target, source)) return !IsMobileTag(senderTag);
   if (registrationId.empty()) return false;
   const int16_t checkIM1 = host.settings.CheckIM1;
   return checkIM1 == 1 || (checkIM1 == 0 && userIcoLine != kPresenceOnline);
@@ -35,15 +36,12 @@ bool IsPushWanted(Host& host, const Expr& target, const Expr& source,
 }  // namespace
 
 void QueueMobilePush(Host& host, const Expr& target, const Expr& extra, const Expr& source,
-                     int16_t kind, const Expr& text, const std::string& senderTag) {
-  if (!target.ok() || !extra.ok() || !source.ok() || !text.ok()) {
-    NoteSkipped("QueueMobilePush", "failed value");
-    return;
-  }
+                     PushKind kind, const Expr& text, const std::string& senderTag) {
+  if (Skips("QueueMobilePush", target, extra, source, text)) return;
   const ControlToken* token = FindControlToken(text.text());
   const std::string label = token != nullptr ? host.ReadLang(token->labelKey) : text.text();
   if (NamesOnePerson(kind) && !IsPushWanted(host, target, source, senderTag)) return;
-  host.PushQueue.Add(Join(target, "|", extra, "|", source, "|", kind, "|",
+  host.PushQueue.Add(Join(target, "|", extra, "|", source, "|", static_cast<int>(kind), "|",
                           FirstCharacters(label, kLabelCharacters))
                          .text());
 }
