@@ -28,7 +28,7 @@ TranslatedSql Translated(char use, std::string_view statement, std::span<const S
   if (use != kOwn) {
     return TranslateSql(statement, MarkersOf(values), kTransactSqlDialect, exactColumns);
   }
-  TranslatedSql own{std::string(statement), {}};
+  TranslatedSql own{std::string(statement), {}, {}, {}};
   for (size_t i = 0; i < values.size(); ++i) own.parameters.push_back(i);
   return own;
 }
@@ -133,7 +133,7 @@ bool OdbcConnection::Make(char use, std::string_view statement, std::span<const 
     return false;
   }
   std::string text = translated.text;
-  if (use == kSelect && !Identify(statement, text, made, error)) return false;
+  if (use == kSelect && !Identify(translated, text, made, error)) return false;
   if (made.keyColumns > 0) made.plain = translated;
   made.statement = Prepare(text, values, std::move(translated.parameters), error);
   return made.statement != nullptr;
@@ -141,19 +141,20 @@ bool OdbcConnection::Make(char use, std::string_view statement, std::span<const 
 
 // Finds the one table of a select and adds its key to the select's text. What is no table leaves
 // the rows for reading only, or has the select itself fail.
-bool OdbcConnection::Identify(std::string_view statement, std::string& text, Prepared& made,
+bool OdbcConnection::Identify(const TranslatedSql& select, std::string& text, Prepared& made,
                               OdbcError& error) {
-  std::string table = Unquoted(SingleTable(statement));
+  std::string table = Unquoted(select.table);
   if (table.empty()) return true;
   const OdbcTable* known = Table(table, error);
   if (!known) return error.IsUnknownTable();
   made.table = std::move(table);
+  made.keyColumns = known->key.size();
+  if (known->key.empty()) return true;
+  std::string key;
   for (const std::string& column : known->key) {
-    auto longer = SelectWithColumn(text, BracketedName(column));
-    if (!longer) return true;
-    text = std::move(*longer);
-    ++made.keyColumns;
+    key += (key.empty() ? "" : ",") + BracketedName(column);
   }
+  text = select.WithColumns(key);
   return true;
 }
 

@@ -66,7 +66,7 @@ class OdbcConnection {
   bool RunPrepared(Prepared& prepared, std::span<const SqlValue> values, OdbcError& error);
   bool Make(char use, std::string_view statement, std::span<const SqlValue> values, Prepared& made,
             OdbcError& error);
-  bool Identify(std::string_view statement, std::string& text, Prepared& made, OdbcError& error);
+  bool Identify(const TranslatedSql& select, std::string& text, Prepared& made, OdbcError& error);
   bool RunSelect(Prepared& prepared, std::span<const SqlValue> values, OdbcError& error);
   bool Describe(Prepared& prepared, const std::vector<OdbcColumn>& all);
   bool MatchTable(Prepared& prepared, OdbcError& error);
