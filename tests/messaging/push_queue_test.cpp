@@ -1,5 +1,5 @@
 // Who gets a mobile notification, and what it says.
-#include "messaging/control_tokens.h"
+#include "host/values/control_tokens.h"
 #include "messaging/messaging.h"
 #include "tests/harness/test_server.h"
 
