@@ -11,7 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/settings/platform_settings.h"
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "server/index_form.h"
 
 namespace {

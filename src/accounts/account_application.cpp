@@ -4,8 +4,6 @@
 #include "host/server_log.h"
 #include "host/slots/wire_codec.h"
 #include "host/values/fields.h"
-#include "sessions/sessions.h"
-#include "support/base64_text.h"
 
 namespace vnq {
 namespace {
@@ -65,7 +63,8 @@ void Announce(Host& host, const Fields& fields, const Expr& newId, const std::st
                  LogIcon::kApplication);
 }
 
-// .+account_application|department|picture|login name|name|password|job|telephone|constellation|#
+}  // namespace
+
 void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
                               const std::string& remoteIp) {
   std::string FcName;
@@ -87,36 +86,9 @@ void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
   }
 }
 
-// .+request_data_synchronization|version|#
-void HandleRequestDataSynchronization(Host& host, Fields& fields, SlotIndex slot,
-                                      const std::string&) {
-  SendDepartmentTree(host, fields, slot);
-}
-
-// .+exit_application|#
 void HandleExitApplication(Host& host, Fields&, SlotIndex slot, const std::string&) {
   host.loop.Yield();
   host.SckServer6007.Close(slot);
-}
-
-struct ApplicationCommand {
-  std::string_view word;
-  void (*handler)(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
-};
-constexpr ApplicationCommand kCommands[] = {
-    {".+exit_application", HandleExitApplication},
-    {".+request_data_synchronization", HandleRequestDataSynchronization},
-    {".+account_application", HandleAccountApplication},
-};
-
-}  // namespace
-
-void OnApplicationPortData(Host& host, SlotIndex slot, const std::string& bytes) {
-  const std::string remoteIp = host.SckServer6007.RemoteHostIP(slot);
-  Fields fields = Fields::Split(Base64DecodeText(host.page, bytes));
-  for (const ApplicationCommand& command : kCommands) {
-    if (Is(fields[0], command.word)) return command.handler(host, fields, slot, remoteIp);
-  }
 }
 
 }  // namespace vnq

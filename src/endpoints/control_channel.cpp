@@ -45,9 +45,15 @@ struct EndpointOrder {
   }
 };
 
+}  // namespace
+
 // --- Commands ---
 
-// .+landing|peer name|#
+std::optional<std::string> ReadControlText(Host& host, SlotIndex slot, const std::string& bytes) {
+  host.HeartbeatAge[slot] = 0;
+  return host.page.FromBytes(bytes);
+}
+
 void HandleControlLanding(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
   host.loop.Yield();
   // Kept: an empty name is a name like any other, and the slots without one are its holders.
@@ -56,16 +62,13 @@ void HandleControlLanding(Host& host, Fields& fields, SlotIndex slot, const std:
   host.HeartbeatAge[slot] = 0;
 }
 
-// .+x|#: the answer to a ping; the read itself has cleared the age.
-void HandleAlive(Host&, Fields&, SlotIndex, const std::string&) {}
+void HandleAlive(Host&, Fields&, SlotIndex, const std::string&) {}  // the read has cleared the age
 
-// .+y|#
 void HandleControlKeepAlive(Host& host, Fields&, SlotIndex slot, const std::string&) {
   host.loop.Yield();
   SendPlainText(host, host.SckServer6003, slot, ".+y|#");
 }
 
-// .+failed|user|passed on|passed on|#
 void HandleFailed(Host& host, Fields& fields, SlotIndex, const std::string&) {
   const SlotIndex user = FindConnected(host.SckServer, fields[1]);
   if (user == kNoSlot) return;
@@ -73,7 +76,6 @@ void HandleFailed(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendRecord(host, user, Join(".+download_myfailed|", fields[2], "|", fields[3], "|#"));
 }
 
-// .+disconnect|reason|user|...|#
 void HandleDisconnect(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SlotArray& slots = host.SckServer;
   std::string list;
@@ -91,7 +93,6 @@ void HandleDisconnect(Host& host, Fields& fields, SlotIndex, const std::string&)
   TellUsersWentOffline(host, list);
 }
 
-// .+control_computer|endpoint+user+code|...|#
 void HandleControlComputer(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SlotArray& slots = host.SckServer6008;
   std::string list;
@@ -108,7 +109,6 @@ void HandleControlComputer(Host& host, Fields& fields, SlotIndex, const std::str
   TellUsersWentOffline(host, list);
 }
 
-// .+control_usb|endpoint+user+code|...|#
 void HandleControlUsb(Host& host, Fields& fields, SlotIndex, const std::string&) {
   int16_t code = 0;
   for (int k = 1; k <= fields.last(); ++k) {
@@ -117,22 +117,18 @@ void HandleControlUsb(Host& host, Fields& fields, SlotIndex, const std::string&)
   }
 }
 
-// .+remote_desktop|endpoint|#
 void HandleRemoteDesktop(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendToEndpoint(host, fields[1], ".+remote_desktop|#");
 }
 
-// .+close_remote_desktop|endpoint|#
 void HandleCloseRemoteDesktop(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendToEndpoint(host, fields[1], ".+close_remote_desktop|#");
 }
 
-// .+computer_information|endpoint|#; the endpoint's answer comes on its own port
 void HandleComputerInformation(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendToEndpoint(host, fields[1], ".+computer_information|#");
 }
 
-// .+broadcast|passed on|text|font|#
 void HandleBroadcast(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendToAllClients(host, Join(".+broadcast|", fields[1], "|", fields[2], "|", fields[3], "|#"));
   if (host.settings.chats != 1) return;
@@ -143,33 +139,6 @@ void HandleBroadcast(Host& host, Fields& fields, SlotIndex, const std::string&) 
   Adodc1.Set("FontInfo", fields[3]);
   Adodc1.Update();
   Adodc1.Close();
-}
-
-// clang-format off
-constexpr PlainTextRow kControlCommands[] = {
-  {".+landing",              HandleControlLanding,      "Names the peer, and drops whoever held the name."},
-  {".+x",                    HandleAlive,               "Answers a ping."},
-  {".+y",                    HandleControlKeepAlive,    "Echoes the keep-alive."},
-  {".+failed",               HandleFailed,              "Tells a user of a failed download."},
-  {".+disconnect",           HandleDisconnect,          "Ends sessions of users."},
-  {".+control_computer",     HandleControlComputer,     "Orders computers down, and shows their users as offline."},
-  {".+control_usb",          HandleControlUsb,          "Switches the USB disks of computers."},
-  {".+remote_desktop",       HandleRemoteDesktop,       "Opens the remote desktop of a computer."},
-  {".+close_remote_desktop", HandleCloseRemoteDesktop,  "Closes the remote desktop of a computer."},
-  {".+computer_information", HandleComputerInformation, "Asks a computer about itself."},
-  {".+broadcast",            HandleBroadcast,           "Shows a notice to every client."},
-};
-// clang-format on
-
-}  // namespace
-
-void OnControlPortData(Host& host, SlotIndex slot, const std::string& bytes) {
-  host.HeartbeatAge[slot] = 0;
-  const std::string remoteIp = host.SckServer6003.RemoteHostIP(slot);
-  ForEachRecord(host.page.FromBytes(bytes), [&](const std::string& record) {
-    Fields fields = Fields::Split(record);
-    RunPlainText(host, kControlCommands, fields, slot, remoteIp);
-  });
 }
 
 }  // namespace vnq

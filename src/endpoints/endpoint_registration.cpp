@@ -58,9 +58,10 @@ Expr DiskWords(Host& host, const Expr& computer, int16_t kind, bool inserted) {
   return "";
 }
 
+}  // namespace
+
 // --- Commands ---
 
-// .+landing|endpoint|user|Upan|#
 void HandleEndpointLanding(Host& host, Fields& fields, SlotIndex slot,
                            const std::string& remoteIp) {
   host.loop.Yield();
@@ -70,7 +71,6 @@ void HandleEndpointLanding(Host& host, Fields& fields, SlotIndex slot,
   SaveEndpoint(host, fields, remoteIp);
 }
 
-// .+submit_information|15 fields|#
 void HandleSubmitInformation(Host& host, Fields& fields, SlotIndex, const std::string&) {
   const SlotIndex console = FindConnected(host.SckServer6003, kConsole);
   if (console == kNoSlot) return;
@@ -78,7 +78,6 @@ void HandleSubmitInformation(Host& host, Fields& fields, SlotIndex, const std::s
   SendPlainText(host, host.SckServer6003, console, SubmitInformationRecord(fields));
 }
 
-// .+insert_U_disk|text|user|1 or 2|inserted|#
 void HandleInsertUDisk(Host& host, Fields& fields, SlotIndex, const std::string& remoteIp) {
   const bool inserted = ToBoolean(fields[4]).value_or(false);
   int16_t kind = 0;
@@ -87,22 +86,6 @@ void HandleInsertUDisk(Host& host, Fields& fields, SlotIndex, const std::string&
   Assign(text, DiskWords(host, fields[1], kind, inserted));
   WriteServerLog(host, text, fields[2], remoteIp,
                  inserted ? LogIcon::kDiskInserted : LogIcon::kDiskRemoved);
-}
-
-// clang-format off
-constexpr PlainTextRow kEndpointCommands[] = {
-  {".+landing",            HandleEndpointLanding,   "Registers a computer, and drops whoever held its name."},
-  {".+submit_information", HandleSubmitInformation, "Hands what a computer tells about itself to the console."},
-  {".+insert_U_disk",      HandleInsertUDisk,       "Logs that a USB disk came or went."},
-};
-// clang-format on
-
-}  // namespace
-
-void OnEndpointPortData(Host& host, SlotIndex slot, const std::string& bytes) {
-  const std::string remoteIp = host.SckServer6008.RemoteHostIP(slot);
-  Fields fields = Fields::Split(host.page.FromBytes(bytes));
-  RunPlainText(host, kEndpointCommands, fields, slot, remoteIp);
 }
 
 }  // namespace vnq

@@ -4,15 +4,6 @@
 
 namespace vnq {
 
-void RunPlainText(Host& host, std::span<const PlainTextRow> rows, Fields& fields, SlotIndex slot,
-                  const std::string& remoteIp) {
-  for (const PlainTextRow& row : rows) {
-    if (!Is(fields[0], row.word)) continue;
-    row.handler(host, fields, slot, remoteIp);
-    return;
-  }
-}
-
 void SendPlainText(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text) {
   if (!text.ok()) {
     NoteSkipped("send", "failed value");

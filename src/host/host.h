@@ -2,7 +2,7 @@
 // reference.
 //
 // Nothing here is a cache of users or groups: the database owns everything lasting. The values that
-// load leaves behind (start_up.h) stay as they are until the process ends.
+// load leaves behind (load.h) stay as they are until the process ends.
 #pragma once
 
 #include <cstdint>

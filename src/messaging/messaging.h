@@ -136,4 +136,7 @@ std::string FilterMessageText(Host& host, const std::string& rawText);
 void QueueMobilePush(Host& host, const Expr& target, const Expr& extra, const Expr& source,
                      int16_t kind, const Expr& text, const std::string& senderTag);
 
+/// Sends the queued notifications in one HTTP GET, and empties the queue. Yields: no.
+void SendQueuedPush(Host& host);
+
 }  // namespace vnq

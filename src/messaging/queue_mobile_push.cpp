@@ -48,4 +48,14 @@ void QueueMobilePush(Host& host, const Expr& target, const Expr& extra, const Ex
                          .text());
 }
 
+void SendQueuedPush(Host& host) {
+  std::string text;
+  for (const std::string& line : host.PushQueue.lines()) {
+    if (!line.empty()) text += "p|" + line;
+  }
+  if (text.empty()) return;
+  host.outgoing.SendPush(host.PushUrl, text);
+  host.PushQueue.Clear();
+}
+
 }  // namespace vnq

@@ -1,8 +1,7 @@
 // The composition root: the one hidden object of the process.
 //
-// It owns the listeners, the timers and everything that commands work on for the life of the
-// process, and it ties each port to the room that serves it. Its public operations forward; no work
-// is done here.
+// It owns the ports, the timers and everything that commands work on for the life of the process. Its
+// public operations forward; no work is done here.
 #pragma once
 
 #include <memory>
@@ -11,7 +10,7 @@
 
 #include "host/host.h"
 #include "host/values/fields.h"
-#include "platform/net/tcp.h"
+#include "server/ports.h"
 
 namespace vnq {
 
@@ -48,15 +47,10 @@ class IndexForm {
   void SameTime(int32_t code, int32_t service);
 
   Host& host() { return host_; }
+  Ports& ports() { return ports_; }
 
  private:
-  void OpenListeners();
-  void Listen(TcpListener& listener, uint16_t port, SlotArray& slots, const std::string& greeting);
   void StartTimers();
-  void ServePorts();
-  void UnloadClients();
-  void UnloadEndpoints();
-  void UnloadOthers(SlotArray& slots, TcpListener& listener);
 
   EventLoop& loop_;
   AnsiCodePage page_;
@@ -64,8 +58,7 @@ class IndexForm {
   IniStrings iniStrings_;
   HttpClient http_;
   Host host_;
-  TcpListener sckListen_, sckListen6001_, sckListen6002_, sckListen6003_, sckListen6007_,
-      sckListen6008_;
+  Ports ports_;
   std::vector<EventLoop::TimerId> timers_;
 };
 

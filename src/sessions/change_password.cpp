@@ -1,5 +1,5 @@
 #include "host/server_log.h"
-#include "sessions/commands.h"
+#include "sessions/sessions.h"
 
 namespace vnq {
 

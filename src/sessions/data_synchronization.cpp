@@ -2,7 +2,6 @@
 #include "host/server_log.h"
 #include "host/slots/wire_codec.h"
 #include "host/values/skipped.h"
-#include "sessions/commands.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -48,7 +47,8 @@ void LogSynchronization(Host& host, const Fields& fields, SlotIndex slot, std::s
 
 }  // namespace
 
-void SendDepartmentTree(Host& host, const Fields& fields, SlotIndex slot) {
+void HandleRequestDataSynchronization(Host& host, Fields& fields, SlotIndex slot,
+                                      const std::string&) {
   const std::string Users_RoVesr = DepartmentVersion(host);
   const auto theirs = ToNumber(fields[1]), ours = ToNumber(Users_RoVesr);
   const bool comparable = theirs && ours;

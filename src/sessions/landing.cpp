@@ -2,7 +2,7 @@
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/wire_codec.h"
-#include "sessions/commands.h"
+#include "sessions/sessions.h"
 #include "support/ids.h"
 #include "support/utf16.h"
 

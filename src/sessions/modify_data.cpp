@@ -2,7 +2,7 @@
 #include "host/database/version_counters.h"
 #include "host/server_log.h"
 #include "host/slots/wire_codec.h"
-#include "sessions/commands.h"
+#include "sessions/sessions.h"
 
 namespace vnq {
 namespace {
@@ -15,7 +15,8 @@ constexpr std::string_view kProfileColumns[] = {
 constexpr size_t kFirstProfileField = 2;
 constexpr size_t kLastProfileField = kFirstProfileField + std::size(kProfileColumns) - 1;
 
-// .+modify_account|UserID|Jod|FcName|age|Effigy|tel1|tel2|address|School|Constellation|say|UserIco|#
+// .+modify_account|UserID|Jod|FcName|age|Effigy|tel1|tel2|address|
+//   School|Constellation|say|UserIco|#
 Expr ModifyAccountRecord(const Fields& fields) {
   Expr record = ".+modify_account|";
   for (size_t field = 1; field <= kLastProfileField; ++field) {

@@ -1,4 +1,4 @@
-#include "sessions/commands.h"
+#include "sessions/sessions.h"
 
 namespace vnq {
 

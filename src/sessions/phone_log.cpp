@@ -1,7 +1,7 @@
 // A phone that is already known takes its user over.
 #include "host/slots/wire_codec.h"
-#include "sessions/commands.h"
 #include "sessions/presence.h"
+#include "sessions/sessions.h"
 
 namespace vnq {
 

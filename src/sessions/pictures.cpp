@@ -2,7 +2,7 @@
 #include "host/picture_files.h"
 #include "host/server_log.h"
 #include "host/slots/wire_codec.h"
-#include "sessions/commands.h"
+#include "sessions/sessions.h"
 
 namespace vnq {
 namespace {

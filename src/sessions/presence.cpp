@@ -3,7 +3,7 @@
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/wire_codec.h"
-#include "sessions/commands.h"
+#include "sessions/sessions.h"
 
 namespace vnq {
 namespace {

@@ -66,7 +66,8 @@ SlotIndex FindAgent(Host& host, const Expr& agent) {
   return kNoSlot;
 }
 
-void RegisterVisitor(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
+void HandleVisitorCustomer(Host& host, Fields& fields, SlotIndex slot,
+                           const std::string& remoteIp) {
   BindVisitor(host, host.SckServer6001, slot, fields);
   TellAgents(host, fields, remoteIp, [&](SlotIndex agentSlot) {
     if (!host.SckServer.IsConnected(agentSlot)) return;
@@ -75,7 +76,6 @@ void RegisterVisitor(Host& host, Fields& fields, SlotIndex slot, const std::stri
   });
 }
 
-// .+customer|agents, comma-separated|visitor|city|passed on|passed on
 void HandleCustomer(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
   BindVisitor(host, host.SckServer, slot, fields);
   TellAgents(host, fields, remoteIp, [&](SlotIndex agentSlot) {

@@ -106,8 +106,11 @@ class PostgresServer {
   pid_t Launch(const std::vector<std::string>& command) const {
     std::string program = Programs() + "/" + command.front();
     std::string log = folder_ + "/" + command.front() + ".log";
-    std::vector<char*> arguments;
-    for (const std::string& each : command) arguments.push_back(const_cast<char*>(each.c_str()));
+    // By its path: initdb looks for the server beside itself, and a bare word it looks up in PATH.
+    std::vector<char*> arguments = {program.data()};
+    for (size_t i = 1; i < command.size(); ++i) {
+      arguments.push_back(const_cast<char*>(command[i].c_str()));
+    }
     arguments.push_back(nullptr);
     const passwd* user = ServerUser();
     pid_t child = fork();

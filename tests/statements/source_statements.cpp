@@ -36,7 +36,7 @@ const std::multimap<std::string, std::string>& Composed() {
 // them, on each engine and on every table.
 bool IsForOneEngineOrAnyTable(std::string_view file) {
   for (std::string_view part :
-       {"schema/schema_reader", "schema/growing_id", "folder/database_address", "doctor/doctor_",
+       {"schema/schema_reader", "schema/growing_id", "folder/database_advice", "doctor/doctor_",
         "moving/table_", "moving/export_command", "moving/import_command"}) {
     if (file.starts_with("tools/" + std::string(part))) return true;
   }

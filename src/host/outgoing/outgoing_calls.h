@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/net/http_client.h"
-#include "platform/system/service_manager.h"
+#include "platform/system/command_runner.h"
 #include "support/ansi_text.h"
 
 namespace vnq {

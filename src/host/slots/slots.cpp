@@ -1,7 +1,5 @@
 #include "host/slots/slots.h"
 
-#include <spdlog/spdlog.h>
-
 #include <limits>
 
 #include "host/values/skipped.h"
@@ -12,7 +10,7 @@ const std::string kNothing;
 }  // namespace
 
 SlotArray::SlotArray(EventLoop& loop, std::string name, bool clearsTag)
-    : loop_(loop), name_(std::move(name)), clearsTag_(clearsTag), slots_(1) {
+    : loop_(loop), full_(loop, name + ": no slot left"), clearsTag_(clearsTag), slots_(1) {
   AddSlot();
 }
 
@@ -33,7 +31,8 @@ SlotIndex SlotArray::TakeClosedSlot() {
 SlotIndex SlotArray::Accept(AcceptedSocket request) {
   const SlotIndex slot = TakeClosedSlot();
   if (slot == kNoSlot) {
-    spdlog::warn("{}: no slot left for a connection from {}", name_, request.remoteIp());
+    full_.Note("all " + std::to_string(Highest()) + " are taken, and a connection from " +
+               request.remoteIp() + " was refused");
     return kNoSlot;
   }
   if (clearsTag_) SetTag(slot, "");

@@ -16,6 +16,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "platform/net/repeated_warning.h"
 #include "platform/net/tcp.h"
 
 namespace vnq {
@@ -48,6 +49,8 @@ class SlotArray {
 
   SocketState State(SlotIndex slot) const;
   bool IsConnected(SlotIndex slot) const { return State(slot) == SocketState::kConnected; }
+  /// True where the peer has gone and no sweep has closed the slot yet.
+  bool IsGone(SlotIndex slot) const { return State(slot) == SocketState::kClosing; }
 
   /// Empty for a slot that nobody has named. Reading a slot that does not exist gives the empty
   /// text.
@@ -85,7 +88,7 @@ class SlotArray {
   void PeerClosed(SlotIndex slot, const TcpConnection* connection);
 
   EventLoop& loop_;
-  std::string name_;
+  RepeatedWarning full_;
   bool clearsTag_;
   OnArrival onArrival_;
   std::deque<Slot> slots_;      // element 0 is never used

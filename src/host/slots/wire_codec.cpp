@@ -41,6 +41,18 @@ void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
   host.ReplyBuffer[slot] += records.text();
 }
 
+void FlushReplies(Host& host) {
+  SlotArray& slots = host.SckServer;
+  host.database.SyncCommitted();
+  const int highest = slots.Highest();
+  for (int i = 1; i <= highest; ++i) {
+    const auto slot = static_cast<SlotIndex>(i);
+    if (!slots.IsConnected(slot) || host.ReplyBuffer[slot].empty()) continue;
+    SendRecord(host, slot, host.ReplyBuffer[slot]);
+    host.ReplyBuffer[slot].clear();
+  }
+}
+
 void ForEachRecord(const std::string& text,
                    const std::function<void(const std::string&)>& onRecord) {
   const std::vector<std::string> pieces = SplitText(text, kRecordPrefix);

@@ -42,6 +42,10 @@ bool SendToFirstConnected(Host& host, const Expr& tag, const Expr& text);
 /// text: skipped.
 void AppendReply(Host& host, SlotIndex slot, const Expr& records);
 
+/// Sends every connected slot's ReplyBuffer as one text. What the receipts in it acknowledge is made
+/// durable first. Yields: no.
+void FlushReplies(Host& host);
+
 /// Calls `onRecord` for each record of a read, in order, the prefix back in front of it.
 ///
 /// Kept: a read that does not begin with the prefix hands on its whole text first, not only the

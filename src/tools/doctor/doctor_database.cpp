@@ -9,7 +9,7 @@
 #include "support/numbers.h"
 #include "support/shell_text.h"
 #include "tools/doctor/doctor.h"
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/schema/schema_differences.h"
 

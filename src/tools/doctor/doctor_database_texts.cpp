@@ -1,6 +1,6 @@
 #include "support/numbers.h"
 #include "tools/doctor/doctor.h"
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 #include "tools/folder/in_transaction.h"
 
 namespace vnq {

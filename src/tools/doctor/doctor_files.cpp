@@ -1,137 +1,115 @@
-#include <unistd.h>
-
-#include <algorithm>
 #include <filesystem>
 
-#include "host/database/database.h"
-#include "host/values/fields.h"
-#include "support/replace_all.h"
+#include "host/settings/texts.h"
+#include "platform/system/ini_file.h"
 #include "support/shell_text.h"
 #include "tools/doctor/doctor.h"
+#include "tools/folder/shipped_texts.h"
 
 namespace vnq {
 
 namespace {
 
-constexpr std::string_view kRootRows =
-    "Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig'"
-    " and Col_Disabled=0";
+struct TextKey {
+  std::string section, key;
+};
 
-void CheckPictureRoot(Database& database, const ExaminedFolder& folder, Findings& findings) {
-  const std::string row = "table Tab_Config, row VNQ_CONSOLE/SysConfig: Col_Data";
-  Cursor rows(database);
-  rows.Open(Sql(kRootRows));
-  if (rows.RecordCount() == 0) {
-    return findings.Warning(
-        "table Tab_Config has no row Col_Name=VNQ_CONSOLE, Col_Genre=SysConfig, Col_Disabled=0: the"
-        " folder of pictures and files is unknown, and no picture is ever deleted; add one whose"
-        " Col_Data names that folder");
+// The keys of a language file that comes with the program.
+std::vector<TextKey> ShippedKeys() {
+  std::vector<TextKey> keys;
+  std::string_view rest = ShippedLanguageFile("English");
+  std::string section;
+  while (!rest.empty()) {
+    const size_t end = std::min(rest.find('\n'), rest.size());
+    const std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    const size_t equals = line.find('=');
+    if (line.starts_with('[')) {
+      section = std::string(line.substr(1, line.find(']') - 1));
+    } else if (!line.starts_with(';') && equals != line.npos) {
+      keys.push_back({section, std::string(line.substr(0, equals))});
+    }
   }
-  std::string root = rows["Col_Data"].text();
-  const std::string at = row + "=" + root;
-  std::replace(root.begin(), root.end(), '/', '\\');
-  const std::string pictures = folder.Map(root + "\\Mypic\\");
-  std::error_code ignored;
-  if (pictures.empty()) {
-    return findings.Warning(at + " names a drive that [drives] in " +
-                            PlatformIniPath(folder.appPath) + " gives no folder for");
-  }
-  if (!std::filesystem::is_directory(pictures, ignored)) {
-    return findings.Warning(at + ": there is no folder " + pictures +
-                            " for the users' pictures; make it or correct the row");
-  }
-  if (access(pictures.c_str(), W_OK) != 0) {
-    return findings.Warning(at + ": the folder " + pictures +
-                            " cannot be written, so no picture can be deleted");
-  }
-  findings.Ok("pictures: " + pictures);
+  return keys;
 }
 
-void CheckPushAddress(Database& database, const ExaminedFolder& folder, Findings& findings) {
-  Cursor rows(database);
-  rows.Open(Sql("Select top 1 * from Plug where Plug_Site = '11' order by Plug_Index desc"));
-  if (rows.RecordCount() == 0) {
-    return findings.Warning(
-        "table Plug has no row with Plug_Site=11: the push to phones has no address; add one whose"
-        " Plug_Target is it, or set [message_push] interval_time=0");
-  }
-  const std::string target = rows["Plug_Target"].text();
-  const std::string at = "table Plug, row Plug_Site=11: Plug_Target=" + target;
-  std::string address = target;
-  ReplaceAll(address, "[ServerIp]", folder.settings.DataBaseIp);
-  constexpr std::string_view kScheme = "http://";
-  const size_t host = kScheme.size();
-  if (!address.starts_with(kScheme)) {
-    return findings.Error(at + " does not begin with http://, the only way that pushes can go");
-  }
-  if (address.find_first_of("/:?") == host || address.size() == host ||
-      address.find_first_of("/:?", host) == host) {
-    return findings.Error(
-        at + " has no host; " +
-        KeyAt(folder.ini, "server_connection", "DataBaseIp", folder.settings.DataBaseIp) +
-        " stands for [ServerIp]");
-  }
-  findings.Ok("push address: " + address);
-}
+/// The checks of one language file.
+class TextCheck {
+ public:
+  TextCheck(std::string path, const std::string& bytes, const CodePage& codePage,
+            Findings& findings)
+      : path_(std::move(path)),
+        data_(IniData::Parse(bytes)),
+        codePage_(codePage),
+        findings_(findings) {}
 
-void CheckKeywords(Database& database, Findings& findings) {
-  for (int type : {0, 1}) {
-    Cursor rows(database);
-    rows.Open(Sql("Select * from vnq_keyword where col_type=?", type));
-    if (rows.RecordCount() < 2) continue;
-    findings.Warning("table vnq_keyword has several rows with col_type=" + std::to_string(type) +
-                     ", and only the first counts; join their words by commas in one row");
+  void Check() {
+    const auto keys = ShippedKeys();
+    for (const TextKey& key : keys) CheckKey(key);
+    if (!missing_.empty()) {
+      findings_.Warning(path_ + ": keys are missing and show nothing: " + missing_ +
+                        "; take them from the language file that the program came with");
+    }
+    if (!faulty_ && missing_.empty()) {
+      findings_.Ok("texts: " + path_ + " has all " + std::to_string(keys.size()));
+    }
   }
-}
 
-void CheckAccounts(Database& database, const ExaminedFolder& folder, Findings& findings) {
-  const Expr users = database.ReadValue(Sql("Select count(*) as c from Users_ID"));
-  if (users.text() == "0") {
-    findings.Warning("table Users_ID has no user; vnqctl user add --app-path " +
-                     ShellWord(folder.appPath) + " adds one");
+ private:
+  void CheckKey(const TextKey& key) {
+    const auto bytes = data_.Find(key.section, key.key);
+    if (!bytes) {
+      missing_ += (missing_.empty() ? "[" : ", [") + key.section + "] " + key.key;
+      return;
+    }
+    const std::string text = codePage_.FromBytes(*bytes);
+    const std::string at = KeyAt(path_, key.section, key.key, text);
+    if (bytes->size() > kIniValueBytes) {
+      Fault(at + " has " + std::to_string(bytes->size()) +
+            " bytes in the code page, and what stands behind 127 is not read; shorten it");
+    }
+    if (text.find_first_of("|'") != text.npos) {
+      Fault(at +
+            " holds a vertical bar or a single quote, which breaks the record or statement"
+            " that carries it; take it out");
+    }
   }
-}
 
-// The first line as the server takes it: NULs and tabs are blanks.
-std::string FirstLine(const std::string& bytes) {
-  std::string line = bytes.substr(0, bytes.find('\n'));
-  if (line.ends_with('\r')) line.pop_back();
-  std::replace(line.begin(), line.end(), '\0', ' ');
-  std::replace(line.begin(), line.end(), '\t', ' ');
-  return line;
-}
+  void Fault(const std::string& what) {
+    findings_.Error(what);
+    faulty_ = true;
+  }
+
+  std::string path_;
+  IniData data_;
+  const CodePage& codePage_;
+  Findings& findings_;
+  std::string missing_;
+  bool faulty_ = false;
+};
 
 }  // namespace
 
-void ExamineVersionFile(const ExaminedFolder& folder, Findings& findings) {
-  const std::string path = folder.Map(folder.appPath + "\\Web\\download\\log.txt");
+void ExamineTexts(ExaminedFolder& folder, Findings& findings) {
+  const int language = folder.platform.languageId;
+  const std::string platformIni = PlatformIniPath(folder.appPath);
+  if (LanguageFolder(language).empty()) {
+    findings.Warning(KeyAt(platformIni, "locale", "language_id", std::to_string(language)) +
+                     " has no texts, so people see none; 1033, 2052 and 1028 have");
+    return;
+  }
+  const std::string path = folder.Map(LangIniPath(folder.appPath, language));
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(path, ignored)) {
-    return findings.Warning(path +
-                            " is missing, so clients of any version are let in; vnqctl init"
-                            " --app-path " +
-                            ShellWord(folder.appPath) + " writes 0|0");
+    findings.Error(path + " is missing, so people see no texts; vnqctl init --app-path " +
+                   ShellWord(folder.appPath) + " writes it where code page " +
+                   std::to_string(folder.codePage->number()) + " holds its characters");
+    return;
   }
-  const std::string line = FirstLine(ReadWholeFile(path));
-  const auto versions = Fields::Split(line);
-  const auto lowest = ToInt32(versions[0]), current = ToInt32(versions[1]);
-  if (!lowest || !current) {
-    return findings.Error(path + ": the first line is \"" + line +
-                          "\", and lowest|current is expected, two numbers such as 1005|1007");
-  }
-  if (*lowest > *current) {
-    return findings.Warning(path + ": " + line +
-                            " refuses the current client itself; the lowest version stands first");
-  }
-  findings.Ok("version file: clients from " + std::to_string(*lowest) + " on are let in, " +
-              std::to_string(*current) + " is current");
-}
-
-void ExamineRows(Database& database, const ExaminedFolder& folder, Findings& findings) {
-  CheckPictureRoot(database, folder, findings);
-  if (folder.settings.pushIntervalMs != 0) CheckPushAddress(database, folder, findings);
-  CheckKeywords(database, findings);
-  CheckAccounts(database, folder, findings);
+  const std::string bytes = ReadWholeFile(path);
+  const std::string fault = EncodingFault(bytes, *folder.codePage);
+  if (!fault.empty()) return findings.Error(path + ": " + fault);
+  TextCheck(path, bytes, *folder.codePage, findings).Check();
 }
 
 }  // namespace vnq

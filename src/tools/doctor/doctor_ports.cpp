@@ -2,7 +2,7 @@
 
 #include "platform/net/event_loop.h"
 #include "platform/net/tcp.h"
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "tools/doctor/doctor.h"
 
 namespace vnq {

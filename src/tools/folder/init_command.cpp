@@ -14,7 +14,7 @@
 #include "host/database/open_database.h"
 #include "host/settings/settings.h"
 #include "tools/folder/app_folder.h"
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 #include "tools/folder/demo_data.h"
 #include "tools/schema/make_schema.h"
 

@@ -8,7 +8,7 @@
 #include "host/settings/ini_strings.h"
 #include "host/settings/platform_settings.h"
 #include "support/shell_text.h"
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 
 namespace vnq {
 

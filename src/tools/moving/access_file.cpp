@@ -7,7 +7,7 @@
 #include "host/database/schema.h"
 #include "support/ascii_case.h"
 #include "support/numbers.h"
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 
 namespace vnq {
 namespace {

@@ -12,9 +12,9 @@
 
 #include "host/database/jet_file.h"
 #include "host/database/schema.h"
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "support/ascii_case.h"
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 #include "tools/folder/program_database.h"
 #include "tools/moving/access_file.h"
 #include "tools/moving/archive_reader.h"

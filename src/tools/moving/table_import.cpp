@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "support/ascii_case.h"
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/schema/growing_id.h"
 #include "tools/terminal/progress_bar.h"

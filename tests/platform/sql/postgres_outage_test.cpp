@@ -7,8 +7,6 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <chrono>
-#include <functional>
 #include <sstream>
 
 #include "platform/net/clock.h"
@@ -41,14 +39,6 @@ class CapturedLog {
   std::shared_ptr<spdlog::logger> before_ = spdlog::default_logger();
   std::ostringstream lines_;
 };
-
-int64_t MsOf(const std::function<void()>& action) {
-  auto start = std::chrono::steady_clock::now();
-  action();
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                               start)
-      .count();
-}
 
 // A port of the loopback address that takes connections and says nothing.
 class SilentPort {

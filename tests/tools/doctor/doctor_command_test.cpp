@@ -13,7 +13,7 @@
 #include "platform/net/tcp.h"
 #include "platform/sql/sql_driver.h"
 #include "platform/system/code_page.h"
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "support/replace_all.h"
 #include "tests/harness/app_folder.h"
 #include "tools/folder/init_command.h"

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "host/database/schema.h"
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 #include "tests/harness/app_folder.h"
 #include "tools/folder/init_command.h"
 #include "tools/moving/archive_writer.h"

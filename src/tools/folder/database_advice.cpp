@@ -1,4 +1,4 @@
-#include "tools/folder/database_address.h"
+#include "tools/folder/database_advice.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "platform/system/service_manager.h"
+#include "platform/system/command_runner.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

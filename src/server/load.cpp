@@ -1,12 +1,39 @@
-// The retention sweep. It runs at load and at no other time.
+#include "server/load.h"
+
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <fstream>
+
 #include "host/host.h"
+#include "host/values/fields.h"
 #include "host/values/skipped.h"
-#include "server/start_up.h"
+#include "support/replace_all.h"
 
 namespace vnq {
 namespace {
+
+// Only the first row of a kind counts.
+std::vector<std::string> ReadKeywords(Host& host, int type) {
+  Cursor Adodc1(host.database);
+  Adodc1.Open(Sql("Select * from vnq_keyword where col_type=?", type));
+  if (Adodc1.RecordCount() < 1) return {};
+  return SplitText(Adodc1["col_keyword"].text(), ",");
+}
+
+// The first line, up to its LF, with NULs and tabs taken for blanks and a CR at its end dropped.
+std::string FirstLine(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string line;
+  std::getline(file, line);
+  if (line.ends_with('\r')) line.pop_back();
+  std::replace(line.begin(), line.end(), '\0', ' ');
+  line = Trim(line).text();
+  std::replace(line.begin(), line.end(), '\t', ' ');
+  return Trim(line).text();
+}
+
+// --- Retention ---
 
 // One statement of the chat sweep; {} is the date literal. The embedded dialect fills only some of
 // them, and runs the others with no text, which fails.
@@ -69,6 +96,46 @@ void SweepNotices(Host& host) {
 }
 
 }  // namespace
+
+void ReadDatabaseSettings(Host& host) {
+  Cursor Adodc1(host.database);
+  Adodc1.Open(
+      Sql("Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig' "
+          "and Col_Disabled=0"));
+  if (Adodc1.RecordCount() >= 1) {
+    std::string root = Adodc1["Col_Data"].text();
+    std::replace(root.begin(), root.end(), '/', '\\');
+    host.ServerRootPath = root;
+  }
+  host.MaskKeywords = ReadKeywords(host, 0);
+  host.BlockKeywords = ReadKeywords(host, 1);
+}
+
+void ReadVersionFile(Host& host) {
+  const auto versions =
+      Fields::Split(FirstLine(host.paths.Map(host.AppPath + "\\Web\\download\\log.txt")));
+  Assign(host.MinClientVersion, ToInt32(versions[0]));
+  Assign(host.ClientDownloadVersion, ToInt32(versions[1]));
+}
+
+void SetFontsAndAddresses(Host& host) {
+  host.ServerFontInfo = "宋体,10,12681849,False,False,False";
+  host.DefaultFontInfo = "宋体,10,0,False,False,False";
+  Cursor Adodc1(host.database);
+  Adodc1.Open(Sql("Select top 1 * from Plug where Plug_Site = '11' order by Plug_Index desc"));
+  if (Adodc1.RecordCount() >= 1) {
+    host.PushUrl = Adodc1["Plug_Target"].text();
+    ReplaceAll(host.PushUrl, "[ServerIp]", host.settings.DataBaseIp);
+  }
+  host.WebSocketResponseTemplate =
+      "HTTP/1.1 101 Web Socket Protocol Handshake\r\n"
+      "Upgrade: websocket\r\n"
+      "Connection: Upgrade\r\n"
+      "Sec-WebSocket-Accept: [KEY]\r\n"
+      "WebSocket-Origin: [ORGN]\r\n"
+      "WebSocket-Location: [HOST]\r\n"
+      "\r\n";
+}
 
 void SweepOldRows(Host& host) {
   SweepChats(host);

@@ -1,4 +1,4 @@
-#include "platform/system/process.h"
+#include "platform/system/signals.h"
 
 #include <errno.h>
 #include <fcntl.h>

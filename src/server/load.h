@@ -10,7 +10,7 @@ struct Host;
 void ReadDatabaseSettings(Host& host);
 
 /// Deletes messages, offline files and notices that are as old as the settings say, in this order.
-/// A failed statement is skipped. Database: see retention.cpp.
+/// A failed statement is skipped. Database: see load.cpp.
 void SweepOldRows(Host& host);
 
 /// MinClientVersion and ClientDownloadVersion, from the first line of the version file:

@@ -1,0 +1,137 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/database/database.h"
+#include "host/values/fields.h"
+#include "support/replace_all.h"
+#include "support/shell_text.h"
+#include "tools/doctor/doctor.h"
+
+namespace vnq {
+
+namespace {
+
+constexpr std::string_view kRootRows =
+    "Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig'"
+    " and Col_Disabled=0";
+
+void CheckPictureRoot(Database& database, const ExaminedFolder& folder, Findings& findings) {
+  const std::string row = "table Tab_Config, row VNQ_CONSOLE/SysConfig: Col_Data";
+  Cursor rows(database);
+  rows.Open(Sql(kRootRows));
+  if (rows.RecordCount() == 0) {
+    return findings.Warning(
+        "table Tab_Config has no row Col_Name=VNQ_CONSOLE, Col_Genre=SysConfig, Col_Disabled=0: the"
+        " folder of pictures and files is unknown, and no picture is ever deleted; add one whose"
+        " Col_Data names that folder");
+  }
+  std::string root = rows["Col_Data"].text();
+  const std::string at = row + "=" + root;
+  std::replace(root.begin(), root.end(), '/', '\\');
+  const std::string pictures = folder.Map(root + "\\Mypic\\");
+  std::error_code ignored;
+  if (pictures.empty()) {
+    return findings.Warning(at + " names a drive that [drives] in " +
+                            PlatformIniPath(folder.appPath) + " gives no folder for");
+  }
+  if (!std::filesystem::is_directory(pictures, ignored)) {
+    return findings.Warning(at + ": there is no folder " + pictures +
+                            " for the users' pictures; make it or correct the row");
+  }
+  if (access(pictures.c_str(), W_OK) != 0) {
+    return findings.Warning(at + ": the folder " + pictures +
+                            " cannot be written, so no picture can be deleted");
+  }
+  findings.Ok("pictures: " + pictures);
+}
+
+void CheckPushAddress(Database& database, const ExaminedFolder& folder, Findings& findings) {
+  Cursor rows(database);
+  rows.Open(Sql("Select top 1 * from Plug where Plug_Site = '11' order by Plug_Index desc"));
+  if (rows.RecordCount() == 0) {
+    return findings.Warning(
+        "table Plug has no row with Plug_Site=11: the push to phones has no address; add one whose"
+        " Plug_Target is it, or set [message_push] interval_time=0");
+  }
+  const std::string target = rows["Plug_Target"].text();
+  const std::string at = "table Plug, row Plug_Site=11: Plug_Target=" + target;
+  std::string address = target;
+  ReplaceAll(address, "[ServerIp]", folder.settings.DataBaseIp);
+  constexpr std::string_view kScheme = "http://";
+  const size_t host = kScheme.size();
+  if (!address.starts_with(kScheme)) {
+    return findings.Error(at + " does not begin with http://, the only way that pushes can go");
+  }
+  if (address.find_first_of("/:?") == host || address.size() == host ||
+      address.find_first_of("/:?", host) == host) {
+    return findings.Error(
+        at + " has no host; " +
+        KeyAt(folder.ini, "server_connection", "DataBaseIp", folder.settings.DataBaseIp) +
+        " stands for [ServerIp]");
+  }
+  findings.Ok("push address: " + address);
+}
+
+void CheckKeywords(Database& database, Findings& findings) {
+  for (int type : {0, 1}) {
+    Cursor rows(database);
+    rows.Open(Sql("Select * from vnq_keyword where col_type=?", type));
+    if (rows.RecordCount() < 2) continue;
+    findings.Warning("table vnq_keyword has several rows with col_type=" + std::to_string(type) +
+                     ", and only the first counts; join their words by commas in one row");
+  }
+}
+
+void CheckAccounts(Database& database, const ExaminedFolder& folder, Findings& findings) {
+  const Expr users = database.ReadValue(Sql("Select count(*) as c from Users_ID"));
+  if (users.text() == "0") {
+    findings.Warning("table Users_ID has no user; vnqctl user add --app-path " +
+                     ShellWord(folder.appPath) + " adds one");
+  }
+}
+
+// The first line as the server takes it: NULs and tabs are blanks.
+std::string FirstLine(const std::string& bytes) {
+  std::string line = bytes.substr(0, bytes.find('\n'));
+  if (line.ends_with('\r')) line.pop_back();
+  std::replace(line.begin(), line.end(), '\0', ' ');
+  std::replace(line.begin(), line.end(), '\t', ' ');
+  return line;
+}
+
+}  // namespace
+
+void ExamineVersionFile(const ExaminedFolder& folder, Findings& findings) {
+  const std::string path = folder.Map(folder.appPath + "\\Web\\download\\log.txt");
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) {
+    return findings.Warning(path +
+                            " is missing, so clients of any version are let in; vnqctl init"
+                            " --app-path " +
+                            ShellWord(folder.appPath) + " writes 0|0");
+  }
+  const std::string line = FirstLine(ReadWholeFile(path));
+  const auto versions = Fields::Split(line);
+  const auto lowest = ToInt32(versions[0]), current = ToInt32(versions[1]);
+  if (!lowest || !current) {
+    return findings.Error(path + ": the first line is \"" + line +
+                          "\", and lowest|current is expected, two numbers such as 1005|1007");
+  }
+  if (*lowest > *current) {
+    return findings.Warning(path + ": " + line +
+                            " refuses the current client itself; the lowest version stands first");
+  }
+  findings.Ok("version file: clients from " + std::to_string(*lowest) + " on are let in, " +
+              std::to_string(*current) + " is current");
+}
+
+void ExamineRows(Database& database, const ExaminedFolder& folder, Findings& findings) {
+  CheckPictureRoot(database, folder, findings);
+  if (folder.settings.pushIntervalMs != 0) CheckPushAddress(database, folder, findings);
+  CheckKeywords(database, findings);
+  CheckAccounts(database, folder, findings);
+}
+
+}  // namespace vnq
