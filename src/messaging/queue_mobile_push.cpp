@@ -1,7 +1,7 @@
 #include "host/slots/devices.h"
 #include "host/slots/presence_values.h"
-#include "host/values/skipped.h"
 #include "host/values/control_tokens.h"
+#include "host/values/skipped.h"
 #include "messaging/messaging.h"
 #include "support/utf16.h"
 

@@ -20,8 +20,9 @@ constexpr int32_t kFileForm = 60;
 // .+message|other party|date|time|text|font|Msg_ID|type|flags|#
 std::string PeerRecord(const HistoryEntry& entry) {
   const bool isFile = entry.To_Type == kFileForm;
-  const int32_t type = (isFile ? 1 : entry.To_Type) + (entry.isOwn ? 0 : 1);
-  return fmt::format(".+message|{}|{}|{}|{}|{}|{}|{}|0|#", entry.isOwn ? entry.to : entry.from,
+  const bool isCopy = entry.isOwn && entry.to != entry.from;  // a note to oneself is received
+  const int32_t type = (isFile ? 1 : entry.To_Type) + (isCopy ? 0 : 1);
+  return fmt::format(".+message|{}|{}|{}|{}|{}|{}|{}|0|#", isCopy ? entry.to : entry.from,
                      entry.date, entry.time,
                      isFile ? EscapeText("{h@" + entry.UserText + "}") : entry.UserText,
                      entry.FontInfo, entry.Msg_ID, type);
@@ -83,7 +84,11 @@ std::unique_ptr<CatchUp> CatchUp::Open(const std::string& appPath, std::string& 
 
 bool CatchUp::Read(const std::string& UserID, KnownNames& names, std::vector<std::string>& records,
                    std::string& error) {
-  if (!store_->names().FindUser(UserID, UserID_, error)) return false;
+  if (!store_->names().HasUser(UserID)) {
+    error = "the database of the folder knows no user " + UserID;
+    return false;
+  }
+  UserID_ = UserID;
   std::vector<HistoryEntry> entries;
   if (!ReadHistory(store_->database(), {UserID, Device::kDesktop, true}, entries)) {
     error = store_->database().driver().LastError();

@@ -48,8 +48,9 @@ inline constexpr DeviceRules kDesktopRules = {
     .markReceived = "update Messeng_Text set IsAck3=0 where Msg_ID=? and YouID=? and IsAck3=1",
     .markOwn =
         "update Messeng_Text set IsAck1=0 where Msg_ID=? and MyID=? and YouID=? and IsAck1=1",
-    .raiseMark = "update Clot_Form set last_ack_typeid1=? where UpperID=? and UserID=? and "
-                 "(last_ack_typeid1<? or last_ack_typeid1 is null)",
+    .raiseMark =
+        "update Clot_Form set last_ack_typeid1=? where UpperID=? and UserID=? and "
+        "(last_ack_typeid1<? or last_ack_typeid1 is null)",
     .clearReceipt = "update Msg_Acks set IsReceipt1=0 where Msg_ID=? and YouID=? and IsReceipt1=1",
     .markNotice = "update Notice_Acks set IsAck1=0 where Msg_ID=? and YouID=? and IsAck1=1",
 };
@@ -70,8 +71,9 @@ inline constexpr DeviceRules kMobileRules = {
     .markReceived = "update Messeng_Text set IsAck4=0 where Msg_ID=? and YouID=? and IsAck4=1",
     .markOwn =
         "update Messeng_Text set IsAck2=0 where Msg_ID=? and MyID=? and YouID=? and IsAck2=1",
-    .raiseMark = "update Clot_Form set last_ack_typeid2=? where UpperID=? and UserID=? and "
-                 "(last_ack_typeid2<? or last_ack_typeid2 is null)",
+    .raiseMark =
+        "update Clot_Form set last_ack_typeid2=? where UpperID=? and UserID=? and "
+        "(last_ack_typeid2<? or last_ack_typeid2 is null)",
     .clearReceipt = "update Msg_Acks set IsReceipt2=0 where Msg_ID=? and YouID=? and IsReceipt2=1",
     .markNotice = "update Notice_Acks set IsAck2=0 where Msg_ID=? and YouID=? and IsAck2=1",
 };

@@ -94,8 +94,8 @@ int RunHistory(const HistoryOptions& options, std::ostream& out, std::ostream& e
   if (!out.flush()) return Fail(err, "the output is lost; nothing was marked as read");
   if (!options.markRead) return 0;
   std::erase_if(entries, [](const HistoryEntry& entry) { return !entry.isUnread; });
-  const bool marked = MarkRead(store->database(), store->engine(), chosen.user, options.device,
-                               entries, error);
+  const bool marked =
+      MarkRead(store->database(), store->engine(), chosen.user, options.device, entries, error);
   return marked ? 0 : Fail(err, "nothing was marked as read: " + error);
 }
 
@@ -137,8 +137,8 @@ void AddHistoryCommand(CLI::App& app, int& exitCode) {
   history->add_flag("--mark-read", options->markRead,
                     "What is shown counts as had by the user's device from now on");
   history->add_option("--device", options->device, "The device that counts")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, Device>{{"desktop", Device::kDesktop}, {"mobile", Device::kMobile}}))
+      ->transform(CLI::CheckedTransformer(std::map<std::string, Device>{
+          {"desktop", Device::kDesktop}, {"mobile", Device::kMobile}}))
       ->default_str("desktop");
   history->add_flag("--json", options->json, "As a JSON array, an object a message");
   history->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });

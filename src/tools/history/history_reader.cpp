@@ -81,18 +81,18 @@ bool ReadPeerMessages(Database& database, const HistoryQuery& query,
                       std::vector<HistoryEntry>& entries) {
   const DeviceRules& rules = RulesOf(query.device);
   Cursor rows(database);
-  if (!rows.Open(Sql(query.onlyUnread ? rules.unreadReceived
-                                      : "Select * from Messeng_Text where YouID='?'",
-                     query.UserID))) {
+  if (!rows.Open(Sql(
+          query.onlyUnread ? rules.unreadReceived : "Select * from Messeng_Text where YouID='?'",
+          query.UserID))) {
     return false;
   }
   for (; !rows.EndOfRows(); rows.MoveNext()) {
     const bool isOwn = SameButForCase(rows["MyID"].text(), query.UserID);
     entries.push_back(PeerMessage(rows, isOwn, rules.received));
   }
-  if (!rows.Open(Sql(query.onlyUnread ? rules.unreadOwn
-                                      : "Select * from Messeng_Text where MyID='?'",
-                     query.UserID))) {
+  if (!rows.Open(
+          Sql(query.onlyUnread ? rules.unreadOwn : "Select * from Messeng_Text where MyID='?'",
+              query.UserID))) {
     return false;
   }
   for (; !rows.EndOfRows(); rows.MoveNext()) {

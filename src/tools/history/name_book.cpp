@@ -44,6 +44,12 @@ bool NameBook::FindGroup(const std::string& nameOrId, std::string& ClotID, std::
                  error);
 }
 
+bool NameBook::HasUser(const std::string& UserID) {
+  Cursor rows(*database_);
+  return rows.Open(Sql("Select UserID from Users_ID where UserID='?'", UserID)) &&
+         rows.RecordCount() > 0;
+}
+
 const std::string& NameBook::UserName(const std::string& UserID) {
   return Look(*database_, users_, UserID, "Select FcName from Users_ID where UserID='?'");
 }

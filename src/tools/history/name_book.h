@@ -20,6 +20,9 @@ class NameBook {
   /// The same for a group by its name or its TypeID.
   bool FindGroup(const std::string& nameOrId, std::string& ClotID, std::string& error);
 
+  /// True for the UserID of an account.
+  bool HasUser(const std::string& UserID);
+
   /// FcName of a user, TypeName of a group; empty for one that is gone.
   const std::string& UserName(const std::string& UserID);
   const std::string& GroupName(const std::string& ClotID);
