@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "webgate/webgate.h"
+#include "webgate/websocket_frame.h"
 
 namespace {
 

@@ -102,6 +102,14 @@ void Ports::Listen(Port& port) {
   }
 }
 
+std::vector<uint16_t> Ports::Unbound() const {
+  std::vector<uint16_t> numbers;
+  for (const Port& port : ports_) {
+    if (port.listener.LocalAddress().empty()) numbers.push_back(port.row.number);
+  }
+  return numbers;
+}
+
 // --- Reads ---
 
 void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {
@@ -129,9 +137,7 @@ void Ports::Unload() {
 
 void Ports::CloseSlots(const PortRow& row) {
   SlotArray& slots = host_.*row.slots;
-  const int highest = slots.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
+  for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsConnected(slot)) continue;
     if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
     slots.Close(slot);

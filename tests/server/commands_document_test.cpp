@@ -28,13 +28,13 @@ dropped without an answer. "everybody" and "all others" are the connected client
 and mobile. "Writes" are the tables whose rows a command may add, change or delete.
 )";
 
-// "1 UserName, 2 password".
+// "1: UserName; 2: password".
 std::string Numbered(std::string_view fields) {
   std::string text;
   size_t number = 0;
   for (const std::string& name : SplitText(fields, "|")) {
-    if (++number > 1) text += ", ";
-    text += name == "..." ? name : fmt::format("{} {}", number, name);
+    if (++number > 1) text += "; ";
+    text += name == "..." ? name : fmt::format("{}: {}", number, name);
   }
   return text;
 }
