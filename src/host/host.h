@@ -41,6 +41,7 @@ struct HostParts {
 struct Host {
   /// Reads DataBase.ini and prepares the database that it names; opens no port.
   explicit Host(HostParts parts);
+  ~Host();
 
   // --- The machine ---
   EventLoop& loop;

@@ -93,7 +93,7 @@ void IndexForm::InsertOnlineFile(const Expr& userId, const Expr& typePath, const
 }
 
 void IndexForm::LeaveMesseng(const Expr& userTag, int16_t kind, const Expr& id) {
-  vnq::LeaveMesseng(host_, userTag, kind, id);
+  vnq::LeaveMesseng(host_, userTag, DeliveryKind(kind), id);
 }
 
 void IndexForm::UserMesseng(Fields& fields, SlotIndex slot, const std::string& remoteIp) {

@@ -1,7 +1,7 @@
 // The composition root: the one hidden object of the process.
 //
-// It owns the ports, the timers and everything that commands work on for the life of the process. Its
-// public operations forward; no work is done here.
+// It owns the ports, the timers and everything that commands work on for the life of the process.
+// Its public operations forward; no work is done here.
 #pragma once
 
 #include <memory>

@@ -18,7 +18,7 @@ bool ReadKeywords(Host& host, int type, std::vector<std::string>& keywords) {
   Cursor Adodc1(host.database);
   if (!Adodc1.Open(Sql("Select * from vnq_keyword where col_type=?", type))) return false;
   keywords.clear();
-  if (Adodc1.RecordCount() >= 1) keywords = SplitText(Adodc1["col_keyword"].text(), ",");
+  if (Adodc1.RecordCount() >= 1) keywords = SplitField(Adodc1["col_keyword"], ",");
   return true;
 }
 
@@ -104,7 +104,8 @@ void ReadDatabaseSettings(Host& host) {
       Sql("Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig' "
           "and Col_Disabled=0"));
   if (Adodc1.RecordCount() >= 1) {
-    std::string root = Adodc1["Col_Data"].text();
+    std::string root;
+    Assign(root, Join(Adodc1["Col_Data"]));
     std::replace(root.begin(), root.end(), '/', '\\');
     host.ServerRootPath = root;
   }
@@ -135,7 +136,7 @@ void SetFontsAndAddresses(Host& host) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select top 1 * from Plug where Plug_Site = '11' order by Plug_Index desc"));
   if (Adodc1.RecordCount() >= 1) {
-    host.PushUrl = Adodc1["Plug_Target"].text();
+    Assign(host.PushUrl, Join(Adodc1["Plug_Target"]));
     ReplaceAll(host.PushUrl, "[ServerIp]", host.settings.DataBaseIp);
   }
   host.WebSocketResponseTemplate =

@@ -137,9 +137,7 @@ void Ports::Unload() {
 
 void Ports::CloseSlots(const PortRow& row) {
   SlotArray& slots = host_.*row.slots;
-  const int highest = slots.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
+  for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsConnected(slot)) continue;
     if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
     slots.Close(slot);

@@ -1,4 +1,5 @@
-// docs/commands.md is what the tables give. VNQ_WRITE_DOCUMENTS=1 in the environment writes it anew.
+// docs/commands.md is what the tables give. VNQ_WRITE_DOCUMENTS=1 in the environment writes it
+// anew.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -22,6 +22,10 @@ bool AssignNumber(T& variable, std::optional<T> value) {
 
 }  // namespace
 
+std::string OrEmpty(const Expr& value) {
+  return value.ok() ? value.text() : std::string();
+}
+
 std::optional<int16_t> ToInt16(const Expr& value) {
   return HasText(value) ? ParseInt16(value.text()) : std::nullopt;
 }
@@ -62,6 +66,10 @@ bool IsNot(const Expr& value, std::string_view text) {
   return HasText(value) && value.text() != text;
 }
 
+bool Same(const Expr& value, const Expr& other) {
+  return HasText(other) && Is(value, other.text());
+}
+
 bool Assign(std::string& variable, const Expr& value) {
   if (!HasText(value)) {
     NoteSkipped("assignment", value.IsNull() ? "NULL" : "failed value");
@@ -79,6 +87,19 @@ bool Assign(int32_t& variable, std::optional<int32_t> value) {
 }
 bool Assign(double& variable, std::optional<double> value) {
   return AssignNumber(variable, value);
+}
+bool Assign(bool& variable, std::optional<bool> value) {
+  return AssignNumber(variable, value);
+}
+
+bool Append(std::string& variable, const Expr& value) {
+  if (Skips("append", value)) return false;
+  variable += value.text();
+  return true;
+}
+
+void NoteFailedValue(std::string_view statement) {
+  NoteSkipped(statement, "failed value");
 }
 
 }  // namespace vnq
