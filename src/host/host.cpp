@@ -20,8 +20,9 @@ Host::Host(HostParts parts)
       AppPath(parts.AppPath),
       settings(Settings::Read(parts.iniStrings, parts.AppPath)),
       texts(parts.iniStrings, parts.AppPath, parts.platform.languageId),
-      database(
-          OpenConfiguredDatabase(settings, parts.platform, paths, parts.AppPath, &parts.clock)),
+      database(OpenConfiguredDatabase(settings, parts.platform, paths, parts.AppPath, &parts.clock,
+                                      parts.platform.commit),
+               &parts.clock),
       SckServer(loop, "6004"),
       SckServer6001(loop, "6001", true),
       SckServer6002(loop, "6002"),
@@ -30,6 +31,14 @@ Host::Host(HostParts parts)
       SckServer6008(loop, "6008"),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts, settings)) {
   ConnectionString = vnq::ConnectionString(settings, AppPath);
+  loop.SetSettle([this, &strings = parts.iniStrings] {
+    database.EndTurn();
+    strings.EndTurn();
+  });
+}
+
+Host::~Host() {
+  loop.SetSettle(nullptr);
 }
 
 }  // namespace vnq

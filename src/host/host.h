@@ -2,7 +2,8 @@
 // reference.
 //
 // Nothing here is a cache of users or groups: the database owns everything lasting. The values that
-// load leaves behind (load.h) stay as they are until the process ends.
+// load leaves behind (server/load.h) stay as they are until the process ends, but for the keyword
+// lists, which can be read again.
 #pragma once
 
 #include <cstdint>
@@ -40,6 +41,7 @@ struct HostParts {
 struct Host {
   /// Reads DataBase.ini and prepares the database that it names; opens no port.
   explicit Host(HostParts parts);
+  ~Host();
 
   // --- The machine ---
   EventLoop& loop;

@@ -11,6 +11,7 @@ void DeletePictureFile(Host& host, std::string_view folder, const Expr& id) {
   const std::string mappedFolder = host.paths.Map(host.ServerRootPath + std::string(folder));
   const std::string mappedFile = host.paths.Map(file.text());
   if (mappedFolder.empty() || !mappedFile.starts_with(mappedFolder)) return;
+  host.loop.Settle();
   RemoveFileBelow(mappedFolder, mappedFile.substr(mappedFolder.size()));
 }
 

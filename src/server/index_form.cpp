@@ -1,5 +1,9 @@
 #include "server/index_form.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <spdlog/spdlog.h>
+
 #include "files/files.h"
 #include "host/server_log.h"
 #include "messaging/messaging.h"
@@ -25,8 +29,9 @@ IndexForm::~IndexForm() {
   for (const EventLoop::TimerId timer : timers_) loop_.StopTimer(timer);
 }
 
-void IndexForm::Load() {
+bool IndexForm::Load() {
   ports_.Load();
+  if (ports_.Unbound().size() == PortTable().size()) return false;
   const std::string& address = ports_.LocalAddress(kClientPort);
   host_.ServerIp = address == "0.0.0.0" ? FirstLocalAddress() : address;
   StartTimers();
@@ -34,6 +39,24 @@ void IndexForm::Load() {
   SweepOldRows(host_);
   ReadVersionFile(host_);
   SetFontsAndAddresses(host_);
+  return true;
+}
+
+std::string IndexForm::Readiness() {
+  const std::vector<uint16_t> unbound = ports_.Unbound();
+  const size_t all = PortTable().size();
+  std::string line = fmt::format("{} of {} ports", all - unbound.size(), all);
+  if (!unbound.empty()) line += fmt::format(" (without {})", fmt::join(unbound, ", "));
+  return line + (DatabaseAnswers(host_) ? ", database usable" : ", database not usable");
+}
+
+void IndexForm::ReadKeywordsAgain() {
+  if (ReadKeywordLists(host_)) {
+    spdlog::info("keyword lists read again: {} masked, {} blocking", host_.MaskKeywords.size(),
+                 host_.BlockKeywords.size());
+  } else {
+    spdlog::warn("keyword lists not read again: the database does not answer; the old ones stay");
+  }
 }
 
 void IndexForm::StartTimers() {

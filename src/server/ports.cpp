@@ -102,6 +102,14 @@ void Ports::Listen(Port& port) {
   }
 }
 
+std::vector<uint16_t> Ports::Unbound() const {
+  std::vector<uint16_t> numbers;
+  for (const Port& port : ports_) {
+    if (port.listener.LocalAddress().empty()) numbers.push_back(port.row.number);
+  }
+  return numbers;
+}
+
 // --- Reads ---
 
 void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {

@@ -57,6 +57,9 @@ class Ports {
   /// One read of a slot, all bytes that one receive gave. Runs as a handler. Yields: yes.
   void OnRead(uint16_t number, SlotIndex slot, const std::string& bytes);
 
+  /// The ports that are not bound, in the order of load.
+  std::vector<uint16_t> Unbound() const;
+
   /// The local address of a port's listener, empty where it is not bound.
   const std::string& LocalAddress(uint16_t number) const;
 

@@ -10,6 +10,7 @@
 #include "tools/client/notify_command.h"
 #include "tools/doctor/doctor_command.h"
 #include "tools/folder/init_command.h"
+#include "tools/history/history_command.h"
 #include "tools/library/json_command.h"
 #include "tools/library/script_command.h"
 #include "tools/library/text_command.h"
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
   vnq::AddExportCommand(app, exitCode);
   vnq::AddImportCommand(app, exitCode);
   vnq::AddUserCommand(app, exitCode);
+  vnq::AddHistoryCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
   vnq::AddNotifyCommand(app, exitCode);
   vnq::AddMeetingCommand(app, exitCode);

@@ -105,7 +105,7 @@ std::optional<std::string> IniData::Find(std::string_view section, std::string_v
   return entry->second;
 }
 
-const IniData* IniReader::Load(const std::string& path) {
+uint64_t IniReader::Look(const std::string& path) {
   struct stat state {};
   const auto known = files_.find(path);
   if (known != files_.end() && stat(path.c_str(), &state) == 0) {
@@ -113,14 +113,14 @@ const IniData* IniReader::Load(const std::string& path) {
     if (entry.device == state.st_dev && entry.inode == state.st_ino &&
         entry.size == static_cast<unsigned long long>(state.st_size) &&
         entry.changedNs == Nanoseconds(state.st_ctim)) {
-      return &entry.data;
+      return entry.version;
     }
   }
 
   const OpenFile file(path);
   if (!file.State(state)) {
     files_.erase(path);
-    return nullptr;
+    return 0;
   }
   Entry& entry = files_[path];
   entry.device = state.st_dev;
@@ -128,19 +128,27 @@ const IniData* IniReader::Load(const std::string& path) {
   entry.size = static_cast<unsigned long long>(state.st_size);
   entry.changedNs = Nanoseconds(state.st_ctim);
   entry.data = IniData::Parse(file.ReadAll());
+  entry.version = ++readings_;
 
   // The file system's clock ticks in milliseconds: what was written just now may be written again
   // without a trace, so it is read once more the next time.
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   if (Nanoseconds(now) - entry.changedNs < kNsPerSecond) entry.changedNs = -1;
-  return &entry.data;
+  return entry.version;
 }
 
 std::string IniReader::ReadBytes(const std::string& path, std::string_view section,
                                  std::string_view key) {
-  const IniData* data = Load(path);
-  const std::string whole = data == nullptr ? "" : data->Find(section, key).value_or("");
+  Look(path);
+  return ReadKnown(path, section, key);
+}
+
+std::string IniReader::ReadKnown(const std::string& path, std::string_view section,
+                                 std::string_view key) const {
+  const auto file = files_.find(path);
+  const std::string whole =
+      file == files_.end() ? "" : file->second.data.Find(section, key).value_or("");
   std::string_view value = whole;
   value = value.substr(0, kIniValueBytes);
   value = value.substr(0, value.find('\0'));

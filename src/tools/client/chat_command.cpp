@@ -24,6 +24,12 @@ void AddChatCommand(CLI::App& app, int& exitCode) {
                    "File that keeps the names and ids seen so far");
   chat->add_option("--machine-id", options->machineId,
                    "Text that the server's restriction by machine compares");
+  auto* folder =
+      chat->add_option("--app-path", options->appPath, "The server's folder, for --catch-up");
+  chat->add_flag("--catch-up", options->catchUp,
+                 "Show what came since the last time, from the server's database, and mark what is "
+                 "shown as read")
+      ->needs(folder);
   chat->add_flag("--verbose", options->verbose, "Show records that have no words, too");
   chat->callback([options, &exitCode] {
     exitCode = RunChat(*options, STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO);

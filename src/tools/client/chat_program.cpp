@@ -18,6 +18,7 @@
 #include "tools/client/connection.h"
 #include "tools/client/password.h"
 #include "tools/client/record_stream.h"
+#include "tools/history/catch_up.h"
 
 namespace vnq {
 namespace {
@@ -78,10 +79,13 @@ std::string HostMachineId() {
 
 class ChatProgram : public ChatSink {
  public:
-  ChatProgram(const ChatOptions& options, const AnsiText& ansi, ChatScreen& screen)
+  /// catchUp  null where nothing is to be caught up on.
+  ChatProgram(const ChatOptions& options, const AnsiText& ansi, ChatScreen& screen,
+              CatchUp* catchUp)
       : options_(options),
         ansi_(ansi),
         screen_(screen),
+        catchUp_(catchUp),
         stream_(ansi),
         names_(options.stateFile.empty() ? DefaultNamesFile(options.server, options.port)
                                          : options.stateFile),
@@ -108,6 +112,8 @@ class ChatProgram : public ChatSink {
   void ReadConnection();
   void TakeRestWhenQuiet();
   void Hear(const std::vector<std::string>& records);
+  void KeepUp();
+  void ShowMissed();
   void WriteConnection();
   void TakeTypedLines();
   bool NothingMoreToDo() const;
@@ -121,6 +127,7 @@ class ChatProgram : public ChatSink {
   const ChatOptions& options_;
   const AnsiText& ansi_;
   ChatScreen& screen_;
+  CatchUp* catchUp_;
   Connection connection_;
   RecordStream stream_;
   KnownNames names_;
@@ -137,6 +144,7 @@ class ChatProgram : public ChatSink {
   int64_t leaveByMs_ = 0;    // the limit of the present step of leaving
   bool inputReady_ = false;
   bool wasOpen_ = false;
+  bool caughtUp_ = false;  // in this session
   bool quitting_ = false;
   bool saidGoodbye_ = false;
   bool namesFailed_ = false;
@@ -162,6 +170,7 @@ bool ChatProgram::Connect() {
     nowMs_ = heardMs_ = NowMs();
     session_.Begin(password_, connection_.LocalAddress(), nowMs_);
     wasOpen_ = true;
+    caughtUp_ = false;
     return true;
   }
   Complain(error);
@@ -247,8 +256,36 @@ void ChatProgram::TakeRestWhenQuiet() {
 }
 
 void ChatProgram::Hear(const std::vector<std::string>& records) {
-  for (const std::string& record : records) session_.OnRecord(record, nowMs_);
+  for (const std::string& record : records) {
+    const bool isHeard = session_.state() != ChatSession::State::kClosed;
+    session_.OnRecord(record, nowMs_);
+    if (isHeard && catchUp_ != nullptr) catchUp_->NoteShown(record);
+  }
+  if (catchUp_ != nullptr) KeepUp();
   SaveNames();
+}
+
+// What comes from the first moment of a session on comes live, and what came just before may come
+// both ways, which the session knows to show once.
+void ChatProgram::KeepUp() {
+  if (!caughtUp_ && session_.state() == ChatSession::State::kReady) {
+    caughtUp_ = true;
+    ShowMissed();
+  }
+  std::string error;
+  if (caughtUp_ && !catchUp_->MarkShown(error)) {
+    Complain("What was shown is not marked as read: " + error);
+  }
+}
+
+void ChatProgram::ShowMissed() {
+  std::vector<std::string> records;
+  std::string error;
+  if (!catchUp_->Read(session_.userId(), names_, records, error)) {
+    return Complain("What came meanwhile is not shown: " + error);
+  }
+  session_.ShowMissed(records, nowMs_);
+  for (const std::string& record : records) catchUp_->NoteShown(record);
 }
 
 void ChatProgram::SendRecord(const std::string& record) {
@@ -366,10 +403,19 @@ int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd) 
                    std::to_string(options.codePage) + " cannot carry, or nothing");
     return 2;
   }
+  std::unique_ptr<CatchUp> catchUp;
+  if (options.catchUp) {
+    std::string error;
+    catchUp = CatchUp::Open(options.appPath, error);
+    if (catchUp == nullptr) {
+      plain.Complain(error);
+      return 1;
+    }
+  }
   const StopSignals signals;
   const AnsiCodePage ansi(page);
   ChatScreen screen(inputFd, outputFd, errorFd);
-  return ChatProgram(options, ansi, screen).Run();
+  return ChatProgram(options, ansi, screen, catchUp.get()).Run();
 }
 
 }  // namespace vnq

@@ -14,6 +14,8 @@ struct ChatOptions {
   std::string stateFile;  ///< empty: the default place
   std::string machineId;  ///< empty: one made of the host name
   bool verbose = false;
+  bool catchUp = false;      ///< show what came meanwhile, from the database
+  std::string appPath;       ///< of the server, for catchUp
   int receiptWaitMs = 5000;  ///< how long a script's end waits for receipts
 };
 

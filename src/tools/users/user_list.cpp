@@ -5,6 +5,7 @@
 #include "host/slots/presence_values.h"
 #include "support/numbers.h"
 #include "tools/client/chat_text.h"
+#include "tools/library/json_string.h"
 #include "tools/terminal/text_table.h"
 
 namespace vnq {
@@ -30,22 +31,6 @@ std::string StateWord(const std::string& UserState) {
   return ParseInt16(UserState) == 0 ? "disabled" : "enabled";
 }
 
-std::string JsonText(const std::string& text) {
-  std::string json = "\"";
-  for (size_t at = 0; at < text.size();) {
-    const char32_t value = NextCharacter(text, at);
-    if (value == '"' || value == '\\') {
-      json += '\\';
-      json += static_cast<char>(value);
-    } else if (value < 0x20 || (value >= 0xD800 && value < 0xE000)) {
-      json += fmt::format("\\u{:04x}", static_cast<uint32_t>(value));
-    } else {
-      AppendCharacter(json, value);
-    }
-  }
-  return json + '"';
-}
-
 std::string JsonNumber(const std::string& text) {
   return text.empty() ? "null" : text;
 }
@@ -53,10 +38,10 @@ std::string JsonNumber(const std::string& text) {
 std::string JsonUser(const UserRow& user) {
   return fmt::format(R"({{"UserID":{},"UserName":{},"FcName":{},"UppeId":{},"Jod":{},"Tel1":{},)"
                      R"("UserState":{},"IsManager":{},"UserIcoLine":{},"LoginTime":{}}})",
-                     JsonText(user.UserID), JsonText(user.UserName), JsonText(user.FcName),
-                     JsonText(user.UppeId), JsonText(user.Jod), JsonText(user.Tel1),
+                     JsonString(user.UserID), JsonString(user.UserName), JsonString(user.FcName),
+                     JsonString(user.UppeId), JsonString(user.Jod), JsonString(user.Tel1),
                      JsonNumber(user.UserState), JsonNumber(user.IsManager),
-                     JsonNumber(user.UserIcoLine), JsonText(user.LoginTime));
+                     JsonNumber(user.UserIcoLine), JsonString(user.LoginTime));
 }
 
 }  // namespace

@@ -129,6 +129,15 @@ TEST(PostgresOutageTest, AnUnreachableServerHoldsUpOneStatementOnly) {
   EXPECT_LT(MsOf([&] { EXPECT_FALSE(driver->Execute("select 1", {})); }), 200);
 }
 
+TEST(PostgresServerOfATestTest, StartsWhereItsProgramsAreNotInThePath) {
+  if (!PostgresServer::IsInstalled()) GTEST_SKIP() << "no PostgreSQL server is installed";
+  const std::string path = getenv("PATH");
+  setenv("PATH", "/nowhere", 1);
+  PostgresServer server({"fsync=off"});
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_TRUE(server.ready());
+}
+
 class PostgresRestart : public testing::TestWithParam<int> {};
 
 TEST_P(PostgresRestart, StatementsFailInTheGapAndRunAgainAfterIt) {

@@ -47,16 +47,18 @@ std::string Value(std::string_view value, bool isFreeTds) {
 
 }  // namespace
 
-std::optional<std::string> OdbcConnectionText(const ServerDatabaseOptions& options,
-                                              const OdbcDriverInfo& driver) {
+bool OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver,
+                        std::string& text, std::string& error) {
   std::string port = options.port.empty() ? std::string(kUsualPort) : options.port;
   const std::array values = {&options.host, &std::as_const(port), &options.database, &options.user,
                              &options.password};
-  for (const std::string* text : values) {
-    if (driver.isFreeTds && text->find("};") != std::string::npos) return std::nullopt;
+  for (const std::string* each : values) {
+    if (!driver.isFreeTds || each->find("};") == std::string::npos) continue;
+    error = "DataBase.ini: FreeTDS cannot be told a value that holds \"};\"";
+    return false;
   }
-  auto value = [&](const std::string& text) { return Value(text, driver.isFreeTds); };
-  std::string text = "DRIVER={" + driver.name + "};SERVER=";
+  auto value = [&](const std::string& each) { return Value(each, driver.isFreeTds); };
+  text = "DRIVER={" + driver.name + "};SERVER=";
   text += driver.isFreeTds ? value(options.host) + ";PORT=" + value(port)
                            : value("tcp:" + options.host + "," + port);
   text += ";DATABASE=" + value(options.database);
@@ -67,7 +69,7 @@ std::optional<std::string> OdbcConnectionText(const ServerDatabaseOptions& optio
     // Servers in a company's own network have certificates that they signed themselves.
     text += ";TrustServerCertificate=yes";
   }
-  return text;
+  return true;
 }
 
 std::optional<OdbcDriverInfo> FindOdbcDriver(void* environment, std::string_view name) {

@@ -77,8 +77,8 @@ SqliteStatement* SqliteStatementCache::Prepare(std::string_view written, std::st
 
 bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& statement,
                                 std::string& refusal) {
-  std::string text = TranslateSql(written, {}, kSqliteDialect).text;
-  statement.handle.reset(PrepareOne(database_, text, refusal));
+  const TranslatedSql translated = TranslateSql(written, {}, kSqliteDialect);
+  statement.handle.reset(PrepareOne(database_, translated.text, refusal));
   if (!statement.handle) return false;
   statement.written = written;
 
@@ -87,10 +87,10 @@ bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& state
   bool identified = false;
   sqlite3_stmt* plain = statement.handle.get();
   if (!CommonTable(plain, sqlite3_column_count(plain)).empty()) {
-    if (auto longer = SelectWithColumn(text, kRowId)) {
+    if (translated.columnsEnd) {
       std::string ignored;
       SqliteStatement withRowId;
-      withRowId.handle.reset(PrepareOne(database_, *longer, ignored));
+      withRowId.handle.reset(PrepareOne(database_, translated.WithColumns(kRowId), ignored));
       sqlite3_stmt* handle = withRowId.handle.get();
       identified = handle && !CommonTable(handle, sqlite3_column_count(handle)).empty();
       if (identified) statement.handle = std::move(withRowId.handle);
