@@ -1,6 +1,5 @@
 #include "tools/users/user_command.h"
 
-#include <spdlog/spdlog.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -12,25 +11,21 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/client/password.h"
+#include "tools/terminal/command_line.h"
 #include "tools/users/user_import.h"
 #include "tools/users/user_list.h"
 
 namespace vnq {
 namespace {
 
-int Fail(std::ostream& err, const std::string& why) {
-  err << "vnqctl user: " << why << '\n';
-  return 1;
-}
-
 // Runs `work` on the folder's accounts.
 int WithAccounts(const UserOptions& options, std::ostream& err,
                  const std::function<bool(UserAccounts& accounts, std::string& error)>& work) {
   std::string error;
   const auto accounts = UserAccounts::Open(options.appPath, error);
-  if (!accounts) return Fail(err, error);
-  int exitCode = work(*accounts, error) ? 0 : Fail(err, error);
-  if (!accounts->Sync(error)) exitCode = Fail(err, error);
+  if (!accounts) return Fail(err, "user", error);
+  int exitCode = work(*accounts, error) ? 0 : Fail(err, "user", error);
+  if (!accounts->Sync(error)) exitCode = Fail(err, "user", error);
   return exitCode;
 }
 
@@ -47,11 +42,11 @@ int AddFromFile(const UserOptions& options, std::ostream& out, std::ostream& err
       error = "cannot read " + options.csvFile;
       return false;
     }
-    const ImportResult result = ImportUsers(accounts, text, out, err, options.isWatched);
+    const ImportResult result = ImportUsers(accounts, text, options.import, out, err);
     out << std::flush;
     if (result.bad == 0) return true;
-    error = options.csvFile + ": added " + std::to_string(result.added) + ", bad lines " +
-            std::to_string(result.bad);
+    error = options.csvFile + (options.import.isDryRun ? ": would add " : ": added ") +
+            std::to_string(result.added) + ", bad lines " + std::to_string(result.bad);
     return false;
   });
 }
@@ -100,7 +95,7 @@ int RunUserEnable(const UserOptions& options, bool isEnabled, std::ostream&, std
         continue;
       }
       allDone = false;
-      Fail(err, error);
+      Fail(err, "user", error);
     }
     return true;
   });
@@ -116,7 +111,7 @@ using OptionsPtr = std::shared_ptr<UserOptions>;
 CLI::App* AddSubcommand(CLI::App& user, const char* name, const char* words,
                         const OptionsPtr& options) {
   CLI::App* command = user.add_subcommand(name, words);
-  command->add_option("--app-path", options->appPath, "The program's folder")->required();
+  AddAppPath(*command, options->appPath)->required();
   return command;
 }
 
@@ -147,11 +142,19 @@ void AddAdd(CLI::App& user, int& exitCode) {
   add->add_flag("!--disabled", person.isEnabled, "The person may not log in yet");
   auto* csv = add->add_option(
       "--csv", options->csvFile,
-      "File with an account a line (UTF-8), with or without a heading: " + ImportColumns());
+      "File with an account a line (UTF-8), its cells separated by commas, semicolons or tabs, with"
+      " or without a heading: " +
+          ImportColumns());
   csv->excludes(name);
+  add->add_flag("--dry-run", options->import.isDryRun,
+                "With --csv: say what would be added, and change nothing")
+      ->needs(csv);
+  add->add_flag("!--no-heading", options->import.mayHaveHeading,
+                "With --csv: the first line is an account, whatever it holds")
+      ->needs(csv);
   add->callback([options, name, csv, &exitCode] {
     if (name->count() + csv->count() == 0) throw CLI::RequiredError("NAME or --csv");
-    options->isWatched = isatty(STDERR_FILENO) == 1;
+    options->import.isWatched = isatty(STDERR_FILENO) == 1;
     exitCode = RunUserAdd(*options, std::cout, std::cerr);
   });
 }
@@ -188,8 +191,6 @@ void AddEnable(CLI::App& user, const char* name, const char* words, bool isEnabl
 void AddUserCommand(CLI::App& app, int& exitCode) {
   CLI::App* user = app.add_subcommand("user", "Work on accounts, beside a running server, too");
   user->require_subcommand(1);
-  // What goes wrong is told once, by the command itself.
-  user->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
   AddAdd(*user, exitCode);
   AddList(*user, exitCode);
   AddPasswd(*user, exitCode);
