@@ -12,6 +12,7 @@
 #include "support/json/json_script.h"
 #include "support/json/json_script_terminal.h"
 #include "tools/library/text_input.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
@@ -40,8 +41,7 @@ int RunScriptEvalCommand(const std::string& file, std::istream& answers, std::os
   std::string text;
   std::string why;
   if (!ReadScript(file, text, why)) {
-    boxes << "cannot read script " << file << ": " << why << '\n';
-    return 1;
+    return Fail(boxes, "script", "cannot read script " + file + ": " + why);
   }
   TerminalDialogs dialogs(answers, boxes);
   output << cJSONScript(&dialogs).Eval(text);
