@@ -10,13 +10,11 @@
 #include "support/text_codecs.h"
 #include "tools/client/chat_text.h"
 #include "tools/client/control_peer.h"
+#include "tools/client/server_page.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
-
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kBadArguments = 2;
 
 // --- The record of each order ---
 
@@ -95,21 +93,16 @@ std::optional<std::string> UnsoundName(const ControlOptions& options) {
   return std::nullopt;
 }
 
-int Fail(std::ostream& errors, const std::string& why, int exitCode = kFailed) {
-  errors << "vnqctl control: " << why << "\n";
-  return exitCode;
-}
-
 int ShowComputer(ControlPeer& peer, const ControlOptions& options, std::ostream& out,
                  std::ostream& errors) {
   std::vector<std::string> values;
   std::string error;
   if (!peer.AskComputer(options.computer, options.waitMs, values, error))
-    return Fail(errors, error);
+    return Fail(errors, "control", error);
   for (size_t i = 0; i < values.size(); ++i) {
     out << i + 1 << "\t" << TerminalLine(ReadEscapedText(values[i])) << "\n";
   }
-  return kDone;
+  return kExitDone;
 }
 
 }  // namespace
@@ -117,22 +110,27 @@ int ShowComputer(ControlPeer& peer, const ControlOptions& options, std::ostream&
 int RunControl(const std::string& order, const ControlOptions& options, std::ostream& out,
                std::ostream& errors) {
   const OrderRow* row = FindOrder(order);
-  if (row == nullptr && order != "info") return Fail(errors, "no order " + order, kBadArguments);
+  if (row == nullptr && order != "info")
+    return Fail(errors, "control", "no order " + order, kExitArguments);
   if (const auto name = UnsoundName(options)) {
-    return Fail(errors, "a record cannot carry the name " + TerminalLine(*name), kBadArguments);
+    return Fail(errors, "control", "a record cannot carry the name " + TerminalLine(*name),
+                kExitArguments);
   }
   const std::shared_ptr<const CodePage> codePage = CodePage::Open(options.codePage);
   if (codePage == nullptr) {
-    return Fail(errors, "unknown code page " + std::to_string(options.codePage), kBadArguments);
+    return Fail(errors, "control", "unknown code page " + std::to_string(options.codePage),
+                kExitArguments);
   }
   const AnsiCodePage page(codePage);
   ControlPeer peer(page);
   std::string error;
-  if (!peer.Open(options.server, options.port, options.waitMs, error)) return Fail(errors, error);
+  if (!peer.Open(options.server, options.port, options.waitMs, error))
+    return Fail(errors, "control", error);
   if (row == nullptr) return ShowComputer(peer, options, out, errors);
-  if (!peer.Order(row->record(options), options.waitMs, error)) return Fail(errors, error);
+  if (!peer.Order(row->record(options), options.waitMs, error))
+    return Fail(errors, "control", error);
   out << row->done << "\n";
-  return kDone;
+  return kExitDone;
 }
 
 void AddControlCommand(CLI::App& app, int& exitCode) {
@@ -142,8 +140,7 @@ void AddControlCommand(CLI::App& app, int& exitCode) {
   control->require_subcommand(1);
   control->add_option("--server", options->server, "Name or address of the server")->required();
   control->add_option("--port", options->port, "Port of the server")->capture_default_str();
-  control->add_option("--code-page", options->codePage, "Code page of the server")
-      ->capture_default_str();
+  AddServerPage(*control, options->codePage);
   control->add_option("--wait-ms", options->waitMs, "How long to wait for each answer")
       ->check(CLI::Range(1, 600'000))
       ->capture_default_str();

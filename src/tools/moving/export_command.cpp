@@ -1,6 +1,5 @@
 #include "tools/moving/export_command.h"
 
-#include <spdlog/spdlog.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -17,6 +16,7 @@
 #include "tools/moving/table_pages.h"
 #include "tools/schema/growing_id.h"
 #include "tools/schema/schema_reader.h"
+#include "tools/terminal/command_line.h"
 #include "tools/terminal/progress_bar.h"
 #include "tools/terminal/text_table.h"
 
@@ -33,12 +33,15 @@ class Export {
     std::string error;
     database_ = OpenProgramDatabase(options_.appPath, error);
     if (!database_) return Fail(error);
-    if (!driver().Execute(BeginSnapshotStatement(database_->engine), {})) return FailByDatabase();
+    if (!driver().Execute(BeginSnapshotStatement(database_->folder.engine), {}))
+      return FailByDatabase();
     const bool isWritten = WriteArchive();
     driver().Execute("rollback", {});  // nothing was written that could be lost
     if (!isWritten) return false;
-    PrintTable(report_, out_);
-    out_ << options_.to << ": tables " << report_.size() - 1 << ", rows " << rows_ << "\n";
+    // The archive itself may be on standard output.
+    std::ostream& report = options_.to == kStandardOutput ? err_ : out_;
+    PrintTable(report_, report);
+    report << options_.to << ": tables " << report_.size() - 1 << ", rows " << rows_ << "\n";
     return true;
   }
 
@@ -46,7 +49,7 @@ class Export {
   bool WriteArchive() {
     ExistingSchema schema;
     std::string error;
-    if (!schema.Read(driver(), database_->engine, error)) return Fail(error);
+    if (!schema.Read(driver(), database_->folder.engine, error)) return Fail(error);
     if (!writer_.Open(options_.to)) return FailByFile();
     for (const TableDef& table : SchemaTables()) {
       if (schema.Find(table.name) == nullptr) {
@@ -59,7 +62,7 @@ class Export {
   }
 
   bool WriteTable(const TableDef& table) {
-    TablePages pages(driver(), database_->engine, table.name);
+    TablePages pages(driver(), database_->folder.engine, table.name);
     SqlRows page;
     if (!pages.Next(page)) return FailByDatabase();
     if (!writer_.BeginTable(Describe(table, *page.columns))) return FailByFile();
@@ -98,7 +101,7 @@ class Export {
       }
     }
     if (GrowingIdOf(table) != nullptr) {
-      described.counter = ReadGrowingId(driver(), database_->engine, table);
+      described.counter = ReadGrowingId(driver(), database_->folder.engine, table);
     }
     return described;
   }
@@ -117,7 +120,7 @@ class Export {
   bool FailByDatabase() { return Fail(driver().LastError()); }
   bool FailByFile() { return Fail(writer_.LastError()); }
   bool Fail(const std::string& why) {
-    err_ << why << "\n";
+    vnq::Fail(err_, "export", why);
     return false;
   }
 
@@ -133,16 +136,19 @@ class Export {
 }  // namespace
 
 int RunExport(const ExportOptions& options, std::ostream& out, std::ostream& err) {
-  return Export(options, out, err).Run() ? 0 : 1;
+  return Export(options, out, err).Run() ? kExitDone : kExitFailed;
 }
 
 void AddExportCommand(CLI::App& app, int& exitCode) {
   const auto options = std::make_shared<ExportOptions>();
   CLI::App* command = app.add_subcommand(
       "export", "Write the whole database into one file, beside the server, too");
-  command->add_option("--app-path", options->appPath, "The program's folder")->required();
-  command->add_option("--to", options->to, "The file; one that is there is replaced")->required();
-  command->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
+  AddAppPath(*command, options->appPath)->required();
+  command
+      ->add_option("--to", options->to,
+                   "The file, - for standard output; one that is there is replaced when the new"
+                   " one is whole, a device or pipe is written")
+      ->required();
   command->callback([options, &exitCode] {
     options->isWatched = isatty(STDERR_FILENO) == 1;
     exitCode = RunExport(*options, std::cout, std::cerr);
