@@ -41,29 +41,56 @@ server_address=$bind
 [[ "$bind" != 0.0.0.0 ]] || server_address=127.0.0.1
 
 cd "$here"
+source scripts/building.sh
 build=build/release
 log=build/logs/run.log
 demo=demo
+ports=(6004 6001 6002 6003 6007 6008)
 mkdir -p build/logs
 
-# Quiet <what> <command...>: the output goes to the log, and its end is shown only on failure.
-Quiet() {
-  local what=$1
-  shift
-  if ! "$@" >>"$log" 2>&1 </dev/null; then
-    echo "$what failed; the end of $log:" >&2
-    tail -n 30 "$log" >&2
-    exit 1
-  fi
+# A server that finds its ports taken goes on without them, and the hints below would lead to whoever has them.
+RefuseTakenPorts() {
+  local taken
+  taken=$(scripts/taken_ports.sh "$bind" "${ports[@]}") && return
+  {
+    echo "The server cannot start: of its ports on $bind these are taken:"
+    sed 's/^/  /' <<<"$taken"
+    echo "End what holds them, or take another address of this machine, e.g. ./run.sh --bind 127.0.0.2"
+  } >&2
+  exit 1
 }
 
-: >"$log"
+Failed() {
+  echo "$1 failed; the end of $log:" >&2
+  tail -n 30 "$log" >&2
+  exit 1
+}
+
+BuildPrograms() {
+  local what="Building what has changed"
+  if [[ ! -x $build/bin/vnq_main_service || ! -x $build/bin/vnqctl ]]; then
+    what="Building"
+    if [[ -d $build ]]; then
+      echo "Taking up the build that was broken off ..."
+    else
+      echo "Building; the first time takes some minutes ..."
+    fi
+  fi
+  if [[ ! -f $build/build.ninja ]]; then
+    cmake -S . -B $build -G Ninja -DCMAKE_BUILD_TYPE=Release >>"$log" 2>&1 </dev/null || Failed "Configuring"
+  fi
+  BuildQuietly "$what" "$log" $build --target vnq_main_service vnqctl || Failed "Building"
+}
+
+RefuseTakenPorts
+trap 'printf "\nStopped. The next ./run.sh goes on from here.\n" >&2; exit 130' INT
 scripts/install_packages.sh run
-if [[ ! -f $build/build.ninja ]]; then
-  echo "Building; the first time takes some minutes ..."
-  Quiet "Configuring" cmake -S . -B $build -G Ninja -DCMAKE_BUILD_TYPE=Release
-fi
-Quiet "Building" cmake --build $build --target vnq_main_service vnqctl
+HoldLock build/.lock builds
+: >"$log"
+BuildPrograms
+LetLockGo
+trap - INT
+RefuseTakenPorts
 
 accounts=$($build/bin/vnqctl init --app-path $demo --demo)
 printf '%s\n\n' "$accounts"

@@ -1,32 +1,41 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that are missing. Does nothing, and asks for nothing, when all are there.
 #
-#   scripts/install_packages.sh [run|test|full]
+#   scripts/install_packages.sh [--list] [run|test|full]
 #
-#   run   what building and running the server takes (the default)
-#   test  also what ./test.sh takes
-#   full  also what ./test.sh --full takes
+#   run     what building and running the server takes (the default)
+#   test    also what ./test.sh takes
+#   full    also what ./test.sh --full takes
+#   --list  only prints the packages, one a line
+#
+# What the build reads and the scripts call is held against these lists by scripts/check_packages.sh.
 set -euo pipefail
 
 run_packages=(g++ cmake ninja-build pkg-config sqlite3 libboost-context1.81-dev libicu-dev
-  libsqlite3-dev libpq-dev libcurl4-openssl-dev libcli11-dev libfmt-dev libspdlog-dev)
-test_packages=(libgtest-dev libgmock-dev mdbtools clang-format clang-tidy)
-full_packages=(clang libclang-rt-14-dev libbenchmark-dev)
+  libsqlite3-dev libpq-dev unixodbc-dev libcurl4-openssl-dev libcli11-dev libfmt-dev libspdlog-dev)
+test_packages=(git python3 libgtest-dev libgmock-dev mdbtools postgresql tdsodbc clang-format clang-tidy)
+full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap)
 
+list_only=no
+[[ "${1:-}" != --list ]] || { list_only=yes && shift; }
+list=${1:-run}
 wanted=("${run_packages[@]}")
-case "${1:-run}" in
+case "$list" in
   run) ;;
   test) wanted+=("${test_packages[@]}") ;;
   full) wanted+=("${test_packages[@]}" "${full_packages[@]}") ;;
   *)
-    echo "usage: $0 [run|test|full]" >&2
+    echo "usage: $0 [--list] [run|test|full]" >&2
     exit 2
     ;;
 esac
-
 # One test compares with the JSON.parse of Node; any Node will do.
-if [[ "${1:-run}" != run ]] && ! command -v node >/dev/null; then
+if [[ "$list" != run ]] && { [[ $list_only == yes ]] || ! command -v node >/dev/null; }; then
   wanted+=(nodejs)
+fi
+if [[ $list_only == yes ]]; then
+  printf '%s\n' "${wanted[@]}"
+  exit
 fi
 
 missing=()
@@ -48,7 +57,20 @@ if [[ "$(id -u)" -ne 0 ]]; then
   as_root=(sudo)
 fi
 
+AsRoot() { "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive "$@" </dev/null; }
+
+# The tests start database servers of their own. Debian's package would make and start one for good beside them.
+no_cluster=${VNQ_CREATECLUSTER:-/etc/postgresql-common/createcluster.d}/vnq.conf
+AllowCluster() { AsRoot rm -f "$no_cluster"; }
+if [[ " ${missing[*]} " == *" postgresql "* ]]; then
+  trap AllowCluster EXIT
+  AsRoot mkdir -p "$(dirname "$no_cluster")"
+  echo 'create_main_cluster = false' | "${as_root[@]}" tee "$no_cluster" >/dev/null
+fi
+
+# An installation that was broken off is finished first: until then apt refuses any other.
+AsRoot dpkg --configure -a || AsRoot apt-get install -y -q --fix-broken
+
 echo "Installing: ${missing[*]}"
-"${as_root[@]}" apt-get update -q </dev/null
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-  apt-get install -y -q --no-install-recommends "${missing[@]}" </dev/null
+AsRoot apt-get update -q
+AsRoot apt-get install -y -q --no-install-recommends -o DPkg::Lock::Timeout=120 "${missing[@]}"

@@ -1,6 +1,8 @@
 // The server process: arguments, the one instance, signals; everything else is IndexForm's.
+#include <signal.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,6 +12,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/settings/program_folder.h"
+#include "platform/system/descriptor_limit.h"
 #include "platform/system/instance.h"
 #include "platform/system/signals.h"
 #include "platform/system/standard_output.h"
@@ -17,7 +20,7 @@
 
 namespace {
 
-constexpr int kExitInstance = 1;
+constexpr int kExitNotServing = 1;
 constexpr int kExitArguments = 2;
 constexpr int64_t kMaxDrainMs = 2000;
 constexpr int64_t kMaxPeerCloseMs = 200;
@@ -56,7 +59,7 @@ int Fail(int code, const std::string& message) {
 int RefuseSecondInstance(vnq::ProgramFolder& folder) {
   vnq::Texts texts(folder.strings, folder.appPath, folder.platform.languageId);
   std::fprintf(stderr, "VNQ_Main_Service.exe: %s\n", texts.ReadLang("im2").c_str());
-  return kExitInstance;
+  return kExitNotServing;
 }
 
 // What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
@@ -72,24 +75,50 @@ void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
   }
 }
 
-void Serve(vnq::ProgramFolder folder) {
+void UseAllDescriptors() {
+  const vnq::DescriptorLimit limit = vnq::RaiseDescriptorLimit();
+  if (limit.now > limit.before) {
+    spdlog::info("descriptor limit raised from {} to {}", limit.before, limit.now);
+  }
+}
+
+// The first order to stop counts; the others find it on its way.
+void StopServing(vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
+  if (std::exchange(stopping, true)) return;
+  vnq::NotifyServiceManager("STOPPING=1");
+  loop.StartHandler([&loop, &form] {
+    form.Unload();
+    loop.Stop();
+  });
+}
+
+void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
+  if (number == SIGTERM || number == SIGINT) {
+    StopServing(loop, form, stopping);
+  } else if (number == SIGHUP) {
+    form.ReadKeywordsAgain();
+  } else {
+    spdlog::info("SIG{} has no meaning here", sigabbrev_np(number));
+  }
+}
+
+// Comes back only where there is nothing to serve.
+int Serve(vnq::ProgramFolder folder) {
+  UseAllDescriptors();
   const std::string address = folder.platform.bindAddress;
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));
-  bool unloading = false;
-  vnq::TerminationSignals signals(loop, [&] {
-    if (std::exchange(unloading, true)) return;
-    vnq::NotifyServiceManager("STOPPING=1");
-    loop.StartHandler([&] {
-      form.Unload();
-      loop.Stop();
-    });
-  });
-  form.Load();
-  spdlog::info("ready on {}", address);
-  vnq::NotifyServiceManager("READY=1");
+  bool stopping = false;
+  vnq::ProcessSignals signals(loop, [&](int number) { OnSignal(number, loop, form, stopping); });
+  if (!form.Load()) {
+    spdlog::error("no port could be bound on {}; nothing is served", address);
+    return kExitNotServing;
+  }
+  const std::string readiness = form.Readiness();
+  spdlog::info("ready on {}: {}", address, readiness);
+  vnq::NotifyServiceManager("READY=1\nSTATUS=" + readiness);
   loop.Run();
   Drain(loop, clock);
   form.host().database.Close();
@@ -101,6 +130,7 @@ void Serve(vnq::ProgramFolder folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  vnq::ProcessSignals::Hold();
   Arguments arguments;
   if (const auto code = ParseArguments(argc, argv, arguments)) return *code;
   spdlog::set_default_logger(spdlog::stderr_color_mt("vnq"));
@@ -117,7 +147,7 @@ int main(int argc, char** argv) {
     case vnq::InstanceLock::Result::kOtherInstance:
       return RefuseSecondInstance(*folder);
     case vnq::InstanceLock::Result::kError:
-      return Fail(kExitInstance, error);
+      return Fail(kExitNotServing, error);
   }
-  Serve(std::move(*folder));
+  return Serve(std::move(*folder));
 }

@@ -21,6 +21,7 @@ class BenchServer {
   BenchServer& operator=(const BenchServer&) = delete;
 
   Host& host() { return form_->host(); }
+  Ports& ports() { return form_->ports(); }
   EventLoop& loop() { return *loop_; }
 
   /// Connected slots with the tags "1" to "<count>". They all share one socket, so that many are

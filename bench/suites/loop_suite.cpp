@@ -2,8 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/suites/bench_server.h"
-#include "host/slots/wire_codec.h"
-#include "sessions/sessions.h"
+#include "host/slots/sending.h"
 #include "support/base64_text.h"
 
 namespace vnq::bench {
@@ -14,7 +13,7 @@ void DispatchUnknownRecord(benchmark::State& state) {
   BenchServer server(1);
   const std::string wire =
       Base64EncodeText(server.host().page, ".+no_such_command|17|4|" + kAsciiText + "|#");
-  for (auto _ : state) OnMainPortData(server.host(), 1, wire);
+  for (auto _ : state) server.ports().OnRead(kClientPort, 1, wire);
 }
 BENCHMARK(DispatchUnknownRecord);
 
@@ -56,7 +55,7 @@ void Broadcast(benchmark::State& state) {
   int round = 0;
   server.InHandler([&] {
     for (auto _ : state) {
-      OnMainPortData(server.host(), 1, wire);
+      server.ports().OnRead(kClientPort, 1, wire);
       if (++round % 100 != 0) continue;
       state.PauseTiming();
       server.Drain();

@@ -81,7 +81,7 @@ void DeliverVerification(benchmark::State& state) {
     if (++number % kMessagesPerTick == 0) host.database.SyncCommitted();
     host.ReplyBuffer[1].clear();
     state.ResumeTiming();
-    LeaveMesseng(host, "1", kPendingVerifications, "");
+    LeaveMesseng(host, "1", StoredKind::kPendingVerifications, "");
   }
 }
 BENCHMARK(DeliverVerification);

@@ -1,20 +1,27 @@
-// The accounts room: the sign-up dialog's port, and the one way in which an account comes into
+// The accounts room: the sign-up dialog's commands, and the one way in which an account comes into
 // being.
-//
-// Port 6007 is stateless. Each read is one record, Base64 like the main port's; it is split on '|'
-// only, nothing carries over, and the closing '#' is not looked at.
 #pragma once
 
 #include <string>
 
 #include "host/database/database.h"
 #include "host/host.h"
+#include "host/values/fields.h"
 
 namespace vnq {
 
-/// One read of an account-port slot: .+account_application, .+request_data_synchronization or
-/// .+exit_application. Any other command is dropped. Yields: yes.
-void OnApplicationPortData(Host& host, SlotIndex slot, const std::string& bytes);
+// --- Commands of the account port ---
+
+/// .+account_application|department|picture|login name|name|password|job|telephone|constellation|#
+///
+/// Makes an account, unless the login name is taken or applications are refused (UserApply 2), and
+/// tells everybody (1) or the managers. Yields: yes, but not between the look-up of the name and
+/// the last row. Database: Users_ID, Users_Ro, Tab_Config, ServerLog, and those of CreateAccount.
+void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
+                              const std::string& remoteIp);
+
+/// .+exit_application|#   Ends with the connection closed. Yields: yes.
+void HandleExitApplication(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
 // --- Making accounts ---
 

@@ -1,22 +1,17 @@
 // The control channel: sibling services and the console that steers managed endpoints.
 #include "endpoints/endpoints.h"
 #include "endpoints/plain_text.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/records.h"
+#include "host/slots/sending.h"
 
 namespace vnq {
 namespace {
 
 // --- What is sent, and to whom ---
 
-// Yields: yes, before each send.
-void SendToAllClients(Host& host, const Expr& record) {
-  const int highest = host.SckServer.Highest();
-  for (int i = 1; i <= highest; ++i) YieldAndSend(host, static_cast<SlotIndex>(i), record);
-}
-
 // Each user of the list is followed by '|', so the record ends in two of them.
 void TellUsersWentOffline(Host& host, const std::string& list) {
-  if (!list.empty()) SendToAllClients(host, Join(".+new_is_offline|", list, "|#"));
+  if (!list.empty()) TellEverybody(host, Join(".+new_is_offline|", list, "|#"));
 }
 
 void AppendToList(std::string& list, const Expr& user) {
@@ -24,7 +19,7 @@ void AppendToList(std::string& list, const Expr& user) {
 }
 
 void SendToEndpoint(Host& host, const Expr& endpoint, std::string_view record) {
-  const SlotIndex slot = FindConnected(host.SckServer6008, endpoint);
+  const SlotIndex slot = host.SckServer6008.FirstConnected(endpoint);
   if (slot != kNoSlot) SendPlainText(host, host.SckServer6008, slot, record);
 }
 
@@ -35,52 +30,53 @@ struct EndpointOrder {
   SlotIndex slot;
 
   EndpointOrder(Host& host, const Expr& field)
-      : parts(Fields::Split(field.text(), "+")),
-        slot(FindConnected(host.SckServer6008, parts[0])) {}
+      : parts(Fields::Of(field, "+")), slot(host.SckServer6008.FirstConnected(parts[0])) {}
 
   void Send(Host& host, std::string_view word, int16_t& code) const {
     Assign(code, ToInt16(parts[2]));
-    const Expr number = parts[2].ok() ? Expr(code) : Expr::Failed();
+    const Expr number = Map(parts[2], [&](const std::string&) { return code; });
     SendPlainText(host, host.SckServer6008, slot, Join(word, "|", number, "|#"));
   }
 };
 
+}  // namespace
+
 // --- Commands ---
 
-// .+landing|peer name|#
+std::optional<std::string> ReadControlText(Host& host, SlotIndex slot, const std::string& bytes) {
+  host.HeartbeatAge[slot] = 0;
+  return host.page.FromBytes(bytes);
+}
+
 void HandleControlLanding(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
   host.loop.Yield();
   // Kept: an empty name is a name like any other, and the slots without one are its holders.
   DropHolders(host, host.SckServer6003, fields[1]);
-  if (fields[1].ok()) host.SckServer6003.SetTag(slot, fields[1].text());
+  host.SckServer6003.SetTag(slot, fields[1]);
   host.HeartbeatAge[slot] = 0;
 }
 
-// .+x|#: the answer to a ping; the read itself has cleared the age.
-void HandleAlive(Host&, Fields&, SlotIndex, const std::string&) {}
+void HandleAlive(Host&, Fields&, SlotIndex, const std::string&) {}  // the read has cleared the age
 
-// .+y|#
 void HandleControlKeepAlive(Host& host, Fields&, SlotIndex slot, const std::string&) {
   host.loop.Yield();
   SendPlainText(host, host.SckServer6003, slot, ".+y|#");
 }
 
-// .+failed|user|passed on|passed on|#
 void HandleFailed(Host& host, Fields& fields, SlotIndex, const std::string&) {
-  const SlotIndex user = FindConnected(host.SckServer, fields[1]);
+  const SlotIndex user = host.SckServer.FirstConnected(fields[1]);
   if (user == kNoSlot) return;
   host.loop.Yield();
   SendRecord(host, user, Join(".+download_myfailed|", fields[2], "|", fields[3], "|#"));
 }
 
-// .+disconnect|reason|user|...|#
 void HandleDisconnect(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SlotArray& slots = host.SckServer;
   std::string list;
   // Kept: the closing "#" is looked for like a user.
   for (int k = 2; k <= fields.last(); ++k) {
     const Expr user = fields[static_cast<size_t>(k)];
-    const SlotIndex slot = FindConnected(slots, user);
+    const SlotIndex slot = slots.FirstConnected(user);
     if (slot == kNoSlot) continue;
     host.loop.Yield();
     SendRecord(host, slot, Join(".+disconnect|", fields[1]));
@@ -91,7 +87,6 @@ void HandleDisconnect(Host& host, Fields& fields, SlotIndex, const std::string&)
   TellUsersWentOffline(host, list);
 }
 
-// .+control_computer|endpoint+user+code|...|#
 void HandleControlComputer(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SlotArray& slots = host.SckServer6008;
   std::string list;
@@ -108,7 +103,6 @@ void HandleControlComputer(Host& host, Fields& fields, SlotIndex, const std::str
   TellUsersWentOffline(host, list);
 }
 
-// .+control_usb|endpoint+user+code|...|#
 void HandleControlUsb(Host& host, Fields& fields, SlotIndex, const std::string&) {
   int16_t code = 0;
   for (int k = 1; k <= fields.last(); ++k) {
@@ -117,24 +111,20 @@ void HandleControlUsb(Host& host, Fields& fields, SlotIndex, const std::string&)
   }
 }
 
-// .+remote_desktop|endpoint|#
 void HandleRemoteDesktop(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendToEndpoint(host, fields[1], ".+remote_desktop|#");
 }
 
-// .+close_remote_desktop|endpoint|#
 void HandleCloseRemoteDesktop(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendToEndpoint(host, fields[1], ".+close_remote_desktop|#");
 }
 
-// .+computer_information|endpoint|#; the endpoint's answer comes on its own port
 void HandleComputerInformation(Host& host, Fields& fields, SlotIndex, const std::string&) {
   SendToEndpoint(host, fields[1], ".+computer_information|#");
 }
 
-// .+broadcast|passed on|text|font|#
 void HandleBroadcast(Host& host, Fields& fields, SlotIndex, const std::string&) {
-  SendToAllClients(host, Join(".+broadcast|", fields[1], "|", fields[2], "|", fields[3], "|#"));
+  TellEverybody(host, Join(".+broadcast|", fields[1], "|", fields[2], "|", fields[3], "|#"));
   if (host.settings.chats != 1) return;
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select top 1 * from ToInfo"));
@@ -143,33 +133,6 @@ void HandleBroadcast(Host& host, Fields& fields, SlotIndex, const std::string&) 
   Adodc1.Set("FontInfo", fields[3]);
   Adodc1.Update();
   Adodc1.Close();
-}
-
-// clang-format off
-constexpr PlainTextRow kControlCommands[] = {
-  {".+landing",              HandleControlLanding,      "Names the peer, and drops whoever held the name."},
-  {".+x",                    HandleAlive,               "Answers a ping."},
-  {".+y",                    HandleControlKeepAlive,    "Echoes the keep-alive."},
-  {".+failed",               HandleFailed,              "Tells a user of a failed download."},
-  {".+disconnect",           HandleDisconnect,          "Ends sessions of users."},
-  {".+control_computer",     HandleControlComputer,     "Orders computers down, and shows their users as offline."},
-  {".+control_usb",          HandleControlUsb,          "Switches the USB disks of computers."},
-  {".+remote_desktop",       HandleRemoteDesktop,       "Opens the remote desktop of a computer."},
-  {".+close_remote_desktop", HandleCloseRemoteDesktop,  "Closes the remote desktop of a computer."},
-  {".+computer_information", HandleComputerInformation, "Asks a computer about itself."},
-  {".+broadcast",            HandleBroadcast,           "Shows a notice to every client."},
-};
-// clang-format on
-
-}  // namespace
-
-void OnControlPortData(Host& host, SlotIndex slot, const std::string& bytes) {
-  host.HeartbeatAge[slot] = 0;
-  const std::string remoteIp = host.SckServer6003.RemoteHostIP(slot);
-  ForEachRecord(host.page.FromBytes(bytes), [&](const std::string& record) {
-    Fields fields = Fields::Split(record);
-    RunPlainText(host, kControlCommands, fields, slot, remoteIp);
-  });
 }
 
 }  // namespace vnq

@@ -1,27 +1,82 @@
-// The endpoints room: the screen relay, the control channel and the managed endpoints.
+// The endpoints room: the control channel and the managed endpoints.
 //
 //   console, sibling services ── control channel ──> server ── plain text ──> managed endpoints
 //                                                    server ── records ──> clients on the main port
 //
-// Both ports below speak plain text in the code page, in both directions, without Base64.
+// Both ports speak plain text in the code page, in both directions, without Base64. A peer has the
+// name that its .+landing gave.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "host/host.h"
+#include "host/values/fields.h"
 
 namespace vnq {
 
-/// One read of a screen-relay slot: decoded and split like a main-port read, and then nothing. No
-/// command has an effect here; the port only stays open. Yields: no.
-void OnScreenPortData(Host& host, SlotIndex slot, const std::string& bytes);
+// --- The control channel: siblings and the console ---
 
-/// One read of a control-channel slot: any number of records, each run in its turn; nothing is
-/// carried over. Clears the slot's HeartbeatAge. Yields: yes. Database: ToInfo.
-void OnControlPortData(Host& host, SlotIndex slot, const std::string& bytes);
+/// The text of a read. It clears the slot's HeartbeatAge: a peer that says anything is alive.
+std::optional<std::string> ReadControlText(Host& host, SlotIndex slot, const std::string& bytes);
 
-/// One read of a managed endpoint's slot, which is one record whatever it holds. Yields: yes.
-/// Database: Users_WinInfo, ServerLog.
-void OnEndpointPortData(Host& host, SlotIndex slot, const std::string& bytes);
+/// .+landing|peer name|#   Whoever held the name loses it and the connection. Yields: yes.
+void HandleControlLanding(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+x|#   The answer to a ping. Yields: no.
+void HandleAlive(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+y|#   Answered by the same record. Yields: yes.
+void HandleControlKeepAlive(Host& host, Fields& fields, SlotIndex slot,
+                            const std::string& remoteIp);
+
+/// .+failed|user|passed on|passed on|#   Yields: yes.
+void HandleFailed(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+disconnect|reason|user|...|#   Ends the first session of each user named. Yields: yes.
+void HandleDisconnect(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+control_computer|endpoint+user+code|...|#   Yields: yes.
+void HandleControlComputer(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+control_usb|endpoint+user+code|...|#   Yields: no.
+void HandleControlUsb(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+remote_desktop|endpoint|#, .+close_remote_desktop|endpoint|#,
+/// .+computer_information|endpoint|#   The word goes on to the endpoint, whose answer comes on its
+/// own port. Yields: no.
+void HandleRemoteDesktop(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+void HandleCloseRemoteDesktop(Host& host, Fields& fields, SlotIndex slot,
+                              const std::string& remoteIp);
+void HandleComputerInformation(Host& host, Fields& fields, SlotIndex slot,
+                               const std::string& remoteIp);
+
+/// .+broadcast|passed on|text|font|#   Yields: yes. Database: ToInfo.
+void HandleBroadcast(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// A second of every named peer's silence: a ping from the 6th on; at the 36th a sibling service
+/// loses its connection and is restarted. Yields: yes, while a restart request has no answer yet.
+void AgeSiblings(Host& host);
+
+// --- The managed endpoints ---
+
+/// .+landing|endpoint|user|Upan|#   Registers a computer, by its address when it gives no name.
+/// Yields: yes. Database: Users_WinInfo.
+void HandleEndpointLanding(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// .+submit_information|15 fields|#   Goes on to the console. Yields: yes.
+void HandleSubmitInformation(Host& host, Fields& fields, SlotIndex slot,
+                             const std::string& remoteIp);
+
+/// .+insert_U_disk|text|user|1 or 2|inserted|#   Yields: no. Database: ServerLog.
+void HandleInsertUDisk(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// Closes the slots of endpoints whose peer has gone, and shows them as offline. Yields: no.
+/// Database: Users_WinInfo.
+void SweepEndpoints(Host& host);
+
+/// Shows a connected endpoint as offline because the server stops. Yields: yes, before that.
+/// Database: Users_WinInfo.
+void TakeLeaveOfEndpoint(Host& host, SlotIndex slot);
 
 }  // namespace vnq

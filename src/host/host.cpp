@@ -20,7 +20,9 @@ Host::Host(HostParts parts)
       AppPath(parts.folder.appPath),
       settings(parts.folder.settings),
       texts(parts.folder.strings, AppPath, platform.languageId),
-      database(OpenConfiguredDatabase(settings, platform, paths, AppPath, &parts.clock)),
+      database(
+          OpenConfiguredDatabase(settings, platform, paths, AppPath, &parts.clock, platform.commit),
+          &parts.clock),
       SckServer(loop, "6004"),
       SckServer6001(loop, "6001", true),
       SckServer6002(loop, "6002"),
@@ -29,6 +31,14 @@ Host::Host(HostParts parts)
       SckServer6008(loop, "6008"),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)) {
   ConnectionString = vnq::ConnectionString(settings, AppPath);
+  loop.SetSettle([this, &strings = parts.folder.strings] {
+    database.EndTurn();
+    strings.EndTurn();
+  });
+}
+
+Host::~Host() {
+  loop.SetSettle(nullptr);
 }
 
 }  // namespace vnq

@@ -2,7 +2,8 @@
 // reference.
 //
 // Nothing here is a cache of users or groups: the database owns everything lasting. The values that
-// load leaves behind (start_up.h) stay as they are until the process ends.
+// load leaves behind (server/load.h) stay as they are until the process ends, but for the keyword
+// lists, which can be read again.
 #pragma once
 
 #include <cstdint>
@@ -36,6 +37,7 @@ struct HostParts {
 struct Host {
   /// Prepares the database that the folder's settings name; opens no port.
   explicit Host(HostParts parts);
+  ~Host();
 
   // --- The machine ---
   EventLoop& loop;

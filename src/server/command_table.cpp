@@ -1,135 +1,367 @@
 #include "server/command_table.h"
 
-#include <unordered_map>
-#include <vector>
-
+#include "accounts/accounts.h"
+#include "endpoints/endpoints.h"
 #include "files/files.h"
 #include "messaging/messaging.h"
 #include "relations/relations.h"
 #include "remote/remote.h"
-#include "sessions/commands.h"
+#include "sessions/sessions.h"
 #include "webgate/webgate.h"
 
 namespace vnq {
 namespace {
 
-constexpr Receipt kNoReceipt = Receipt::kNone;
+constexpr bool kNeedsHash = true;
+constexpr bool kRunsAnyway = false;
 
+// word, fields, handler,
+//  summary,
+//  who hears of it, and in which record,
+//  tables it writes [, '#', receipt, onWord]
 // clang-format off
-constexpr CommandRow kCommands[] = {
-  // word                                handler                   fields  '#'    receipt                 onWord
-  {".+landing",                          HandleLanding,                6, false, kNoReceipt,             nullptr,
-   "Logs a person in on a desktop, or on a mobile with a one-letter platform."},
-  {".+phone_log",                        HandlePhoneLog,               1, false, kNoReceipt,             nullptr,
-   "Takes a known user over on a phone."},
-  {".+request_data_synchronization_online", HandleSynchronizationNudge, 1, false, kNoReceipt,          nullptr,
-   "Tells every client to synchronise its directory."},
-  {".+successful_online",                HandleSuccessfulOnline,       2, false, kNoReceipt,             nullptr,
-   "Makes a login visible to the others."},
-  {".+change_password",                  HandleChangePassword,         2, false, kNoReceipt,             nullptr,
-   "Sets a user's password."},
-  {".+modify_data",                      HandleModifyData,            12, false, kNoReceipt,             nullptr,
-   "Writes a user's profile and tells the others."},
-  {".+modify_isverify",                  HandleModifyIsVerify,         2, false, kNoReceipt,             nullptr,
-   "Sets who may add a user as a friend."},
-  {".+modify_isSilence",                 HandleModifyIsSilence,        3, false, kNoReceipt,             nullptr,
-   "Mutes or unmutes a group for a user."},
-  {".+modify_personal_pictures",         HandleModifyPersonalPictures, 2, false, kNoReceipt,             nullptr,
-   "Notes a new version of a user's picture."},
-  {".+clear_personal_pictures",          HandleClearPersonalPictures,  2, false, kNoReceipt,             nullptr,
-   "Removes a user's picture file and notes the new version."},
-  {".+new_group_information",            HandleNewGroupInformation,    5, false, kNoReceipt,             nullptr,
-   "Creates a group."},
-  {".+modify_group_information",         HandleModifyGroupInformation, 5, false, kNoReceipt,             nullptr,
-   "Changes a group's name, remark and sender."},
-  {".+modify_group_members",             ModifyGroupMembers,           3, false, kNoReceipt,             LogModifyGroupMembers,
-   "Replaces the list of a group's members."},
-  {".+add_group_members",                AddGroupMembers,              3, false, kNoReceipt,             LogAddGroupMembers,
-   "Adds members to a group."},
-  {".+del_group_members",                DelGroupMembers,              3, false, kNoReceipt,             LogDelGroupMembers,
-   "Removes members from a group."},
-  {".+set_group_administrator",          SetGroupAdministrator,        3, false, kNoReceipt,             LogSetGroupAdministrator,
-   "Gives or takes a member's right of an administrator."},
-  {".+modify_group_photos",              HandleModifyGroupPhotos,      3, false, kNoReceipt,             nullptr,
-   "Sets a group's picture."},
-  {".+clear_group_photos",               HandleClearGroupPhotos,       3, false, kNoReceipt,             nullptr,
-   "Clears a group's picture and deletes its file."},
-  {".+request_synchronous_LOGO",         HandleRequestSynchronousLogo, 2, false, kNoReceipt,             nullptr,
-   "Tells the version of the company logo where the client's is another one."},
-  {".+request_personalized_photos",      HandleRequestPersonalizedPhotos, 4, false, kNoReceipt,          nullptr,
-   "Tells the version of a user's or group's picture where the client's is another one."},
-  {".+offline_request_web_information",  HandleOfflineRequest,         1, false, kNoReceipt,             nullptr,
-   "Hands over what waited in the older offline tables."},
-  {".+offline",                          HandleOffline,                1, false, kNoReceipt,             nullptr,
-   "Ends a session and tells the others."},
-  {".+stealth",                          HandleStealth,                1, false, kNoReceipt,             nullptr,
-   "Makes a user invisible."},
-  {".+go_away",                          HandleGoAway,                 1, false, kNoReceipt,             nullptr,
-   "Marks a user as away."},
-  {".+on_line",                          HandleOnLine,                 1, false, kNoReceipt,             nullptr,
-   "Marks a user as back."},
-  {".+message",                          UserMesseng,                  7, true,  Receipt::kPeerMessage,  nullptr,
-   "Stores and delivers a message to one person."},
-  {".+clot_messeng",                     HandleClotMesseng,            7, true,  Receipt::kGroupMessage, LogClotMesseng,
-   "Stores and delivers a message to a group."},
-  {".+retract",                          RetractMessage,               5, false, kNoReceipt,             nullptr,
-   "Tells the other side that a message is taken back."},
-  {".+mass_information",                 HandleMassInformation,        4, false, kNoReceipt,             nullptr,
-   "Sends one text to many persons or groups."},
-  {".+messengverify",                    HandleMessengverify,          7, false, kNoReceipt,             LogMessengverify,
-   "Carries a request, an answer or a notice about a friendship or a membership."},
-  {".+reply_transmission",               RelayReplyTransmission,       4, false, kNoReceipt,             nullptr,
-   "Passes a record on to one connection."},
-  {".+jitter_window",                    RelayJitterWindow,            2, false, kNoReceipt,             nullptr,
-   "Nudges a person."},
-  {".+meeting_message",                  HandleMeetingMessage,         8, false, kNoReceipt,             nullptr,
-   "Tells the devices of both parties of a call's state."},
-  {".+meeting_force",                    RelayMeetingForce,            5, false, kNoReceipt,             nullptr,
-   "Passes the forced end of a call on to one connection."},
-  {".+request_remote",                   RequestRemote,                3, false, kNoReceipt,             nullptr,
-   "Asks a person for remote assistance."},
-  {".+reply_request_remote",             ReplyRequestRemote,           3, false, kNoReceipt,             nullptr,
-   "Answers a request for remote assistance."},
-  {".+remote_control",                   RemoteControl,                3, false, kNoReceipt,             nullptr,
-   "Passes an order of a remote session on."},
-  {".+upload_files",                     HandleUploadFiles,            7, false, kNoReceipt,             nullptr,
-   "Notes a file that was left for a user or shared with a group."},
-  {".+notification",                     PostNotice,                   5, false, kNoReceipt,             nullptr,
-   "Posts a notice to several persons."},
-  {".+interface_information",            HandleInterfaceInformation,   6, false, kNoReceipt,             nullptr,
-   "Takes a message, a notice or a visitor's line from an outside application."},
-  {".+delete_bulletin",                  HandleDeleteBulletin,         2, false, kNoReceipt,             nullptr,
-   "Removes a bulletin."},
-  {".+shared_notice",                    HandleSharedNotice,           2, false, kNoReceipt,             nullptr,
-   "Sets who shares a person's bulletins."},
-  {".+customer",                         HandleCustomer,               5, false, kNoReceipt,             nullptr,
-   "Announces a web visitor to the agents named."},
-  {".+customer_information",             HandleCustomerInformation,    5, true,  kNoReceipt,             nullptr,
-   "Hands a visitor's line to an agent."},
-  {".+y",                                HandleKeepAlive,              0, false, kNoReceipt,             nullptr,
-   "Echoes the keep-alive."},
+constexpr CommandRow kClientCommands[] = {
+  {".+landing",
+   "UserName|password|NetworkIP or platform|Mac or push identifier|manufacturer|version",
+   HandleLanding,
+   "Logs a person in on a desktop, or on a mobile with a one-letter platform.",
+   "sender: .+landing_successful, or .+UpgradedVersion, .+LoginFailed, .+ProhibitLanding, "
+   ".+landing_restrictions; the user's earlier session: .+busy_force",
+   "Users_ID, ServerLog"},
+  {".+phone_log", "UserID", HandlePhoneLog,
+   "Takes a known user over on a phone.",
+   "the user's sessions: .+busy_force; all others: .+phone_line",
+   "Users_ID"},
+  {".+request_data_synchronization_online", "text", HandleSynchronizationNudge,
+   "Tells every client to synchronise its directory.",
+   "everybody: .+request_data_synchronization_online",
+   ""},
+  {".+successful_online", "UserID|state", HandleSuccessfulOnline,
+   "Makes a login visible to the others.",
+   "sender: .+SynchronousSuccessfully; the user's earlier session: .+busy_force; all others, "
+   "while there are fewer than 40 slots: .+new_online, .+new_leaving, .+new_is_offline or "
+   ".+phone_line",
+   "Users_ID, ServerLog"},
+  {".+change_password", "UserID|new password", HandleChangePassword,
+   "Sets a user's password.",
+   "",
+   "Users_ID, ServerLog"},
+  {".+modify_data",
+   "UserID|Jod|FcName|age|Effigy|tel1|tel2|address|School|Constellation|say|UserIco",
+   HandleModifyData,
+   "Writes a user's profile and tells the others.",
+   "all others: .+modify_account",
+   "Users_ID, UpDateForm, ServerLog"},
+  {".+modify_isverify", "UserID|IsVerify", HandleModifyIsVerify,
+   "Sets who may add a user as a friend.",
+   "",
+   "Users_ID, ServerLog"},
+  {".+modify_isSilence", "UserID|group|1 to mute, 0 to unmute", HandleModifyIsSilence,
+   "Mutes or unmutes a group for a user.",
+   "",
+   "Clot_Silence"},
+  {".+modify_personal_pictures", "UserID|version", HandleModifyPersonalPictures,
+   "Notes a new version of a user's picture.",
+   "",
+   "Users_Pic, ServerLog"},
+  {".+clear_personal_pictures", "UserID|version", HandleClearPersonalPictures,
+   "Removes a user's picture file and notes the new version.",
+   "",
+   "Users_Pic, ServerLog"},
+  {".+new_group_information",
+   "creator|TypeName|Remark|Sender|member list",
+   HandleNewGroupInformation,
+   "Creates a group.",
+   "the members' devices: .+new_group_information, .+messengverify, .+clot_messeng; the "
+   "sender's other device: .+new_group_memberships; all others: .+new_group_base_information",
+   "Clot_Ro, Clot_Pic, Clot_Form, UpDateForm, MessengVerify_Type, MessengClot_Text, Msg_Acks, "
+   "ServerLog"},
+  {".+modify_group_information",
+   "UserID|TypeID|TypeName|Remark|Sender",
+   HandleModifyGroupInformation,
+   "Changes a group's name, remark and sender.",
+   "everybody: .+modify_group_information",
+   "Clot_Ro, UpDateForm, ServerLog"},
+  {".+modify_group_members", "UserID|TypeID|member list", ModifyGroupMembers,
+   "Replaces the list of a group's members.",
+   "the members' devices and the sender's other one: .+new_group_memberships; who came or "
+   "went: .+messengverify",
+   "Clot_Form, Clot_Ro, UpDateForm, MessengVerify_Type, ServerLog",
+   kRunsAnyway, Receipt::kNone, LogModifyGroupMembers},
+  {".+add_group_members", "UserID|TypeID|member list", AddGroupMembers,
+   "Adds members to a group.",
+   "the members' devices and the sender's other one: .+new_group_memberships; who came: "
+   ".+messengverify",
+   "Clot_Form, Clot_Ro, UpDateForm, MessengVerify_Type, ServerLog",
+   kRunsAnyway, Receipt::kNone, LogAddGroupMembers},
+  {".+del_group_members", "UserID|TypeID|UserIDs joined by \",\"", DelGroupMembers,
+   "Removes members from a group.",
+   "the members' devices and the sender's other one: .+new_group_memberships; who went: "
+   ".+messengverify",
+   "Clot_Form, Clot_Ro, UpDateForm, MessengVerify_Type, ServerLog",
+   kRunsAnyway, Receipt::kNone, LogDelGroupMembers},
+  {".+set_group_administrator", "UserID|TypeID|UserID:IsAdmin", SetGroupAdministrator,
+   "Gives or takes a member's right of an administrator.",
+   "the members' devices and the sender's other one: .+new_group_memberships; the member: "
+   ".+messengverify",
+   "Clot_Form, Clot_Ro, UpDateForm, MessengVerify_Type, ServerLog",
+   kRunsAnyway, Receipt::kNone, LogSetGroupAdministrator},
+  {".+modify_group_photos", "UserID|ClotID|pic", HandleModifyGroupPhotos,
+   "Sets a group's picture.",
+   "",
+   "Clot_Pic, ServerLog"},
+  {".+clear_group_photos", "UserID|ClotID|pic", HandleClearGroupPhotos,
+   "Clears a group's picture and deletes its file.",
+   "",
+   "Clot_Pic, ServerLog"},
+  {".+request_synchronous_LOGO", "UserID|the client's version", HandleRequestSynchronousLogo,
+   "Tells the version of the company logo where the client's is another one.",
+   "sender: .+synchronization_LOGO",
+   "ServerLog"},
+  {".+request_personalized_photos",
+   "UserID|1 user, 2 group|id asked for|the client's version",
+   HandleRequestPersonalizedPhotos,
+   "Tells the version of a user's or group's picture where the client's is another one.",
+   "sender: .+synchronization_personality_picture",
+   "ServerLog"},
+  {".+offline_request_web_information", "UserID", HandleOfflineRequest,
+   "Hands over what waited in the older offline tables.",
+   "sender: .+message, .+customer_information",
+   "Messeng_Type, MessengKefu_Type, ServerLog"},
+  {".+offline", "UserID", HandleOffline,
+   "Ends a session and tells the others.",
+   "all others: .+new_is_offline or .+phone_line",
+   "Users_ID, ServerLog"},
+  {".+stealth", "UserID", HandleStealth,
+   "Makes a user invisible.",
+   "all others: .+new_is_offline",
+   "Users_ID, ServerLog"},
+  {".+go_away", "UserID", HandleGoAway,
+   "Marks a user as away.",
+   "all others: .+new_leaving",
+   "Users_ID, ServerLog"},
+  {".+on_line", "UserID", HandleOnLine,
+   "Marks a user as back.",
+   "all others: .+new_online",
+   "Users_ID, ServerLog"},
+  {".+message", "target|sender|text|FontInfo|Msg_ID|type", UserMesseng,
+   "Stores and delivers a message to one person.",
+   "sender: .+reply with 1 in front; the target's devices and the sender's other one: "
+   ".+message or .+offline_file; all with the next tick",
+   "Messeng_Text, ServerLog",
+   kNeedsHash, Receipt::kPeerMessage},
+  {".+clot_messeng", "group|sender|text|FontInfo|Msg_ID|type", HandleClotMesseng,
+   "Stores and delivers a message to a group.",
+   "sender: .+reply with 2 in front; the members' devices and the sender's other one: "
+   ".+clot_messeng; all with the next tick",
+   "MessengClot_Text, Clot_Form, Msg_Acks, ServerLog",
+   kNeedsHash, Receipt::kGroupMessage, LogClotMesseng},
+  {".+retract", "0 person, 1 group|target or group|sender|passed on|passed on", RetractMessage,
+   "Tells the other side that a message is taken back.",
+   "the target's devices, or those of each other member: .+retract",
+   ""},
+  {".+mass_information",
+   "receiver*receiver*...|sender|text|1 persons, else groups",
+   HandleMassInformation,
+   "Sends one text to many persons or groups.",
+   "as for .+message and .+clot_messeng, without a receipt",
+   "Messeng_Text, MessengClot_Text, Clot_Form, Msg_Acks, ServerLog"},
+  {".+messengverify",
+   "ClotID|UserID2|UserText|To_Type1|To_Type2|To_Type3|To_Type4",
+   HandleMessengverify,
+   "Carries a request, an answer or a notice about a friendship or a membership.",
+   "sender, the other party, a group's administrators or members: .+messengverify, "
+   ".+new_group_memberships, .+message",
+   "Users_ID, Fav_Form, Clot_Form, Clot_Ro, Clot_Pic, ClotFile, MessengClot_Text, UpDateForm, "
+   "MessengVerify_Type, MessengVerify_Blacklist, Messeng_Text, ServerLog",
+   kRunsAnyway, Receipt::kNone, LogMessengverify},
+  {".+reply_transmission", "passed on|target's tag|passed on|passed on", RelayReplyTransmission,
+   "Passes a record on to one connection.",
+   "the target: .+reply_transmission",
+   ""},
+  {".+jitter_window", "target|sender", RelayJitterWindow,
+   "Nudges a person.",
+   "the target's desktop, or else mobile: .+jitter_window",
+   "ServerLog"},
+  {".+meeting_message",
+   "other party|sender|IsVideo|LoginType1|LoginType2|state|CloseRole|ChatId",
+   HandleMeetingMessage,
+   "Tells the devices of both parties of a call's state.",
+   "the other party's devices and the sender's other one: .+meeting_message, with the next tick",
+   "Tab_Chat"},
+  {".+meeting_force", "passed on|target's tag|passed on|passed on|passed on", RelayMeetingForce,
+   "Passes the forced end of a call on to one connection.",
+   "the target: .+meeting_force",
+   ""},
+  {".+request_remote", "other party|sender|mode", RequestRemote,
+   "Asks a person for remote assistance.",
+   "the other party's desktop, and in mode 2 the mobile: .+request_remote; sender, when there "
+   "is none: .+no_request_remote",
+   "remote_chat, ServerLog"},
+  {".+reply_request_remote", "other party|sender|answer", ReplyRequestRemote,
+   "Answers a request for remote assistance.",
+   "the other party's devices: .+reply_request_remote; the sender's other device: "
+   ".+reply_request_my_remote",
+   "ServerLog"},
+  {".+remote_control", "other party|sender|order", RemoteControl,
+   "Passes an order of a remote session on.",
+   "the other party's desktop: .+remote_control",
+   "ServerLog"},
+  {".+upload_files",
+   "TypePath|PcSize|uploader|target or group|1 offline file, 2 group file|FilPath|Msg_ID",
+   HandleUploadFiles,
+   "Notes a file that was left for a user or shared with a group.",
+   "sender: .+reply with 3 or 4 in front, with the next tick",
+   "LeaveFile, ClotFile, UpDateForm"},
+  {".+notification", "sender|receivers joined by \",\"|title|content|link", PostNotice,
+   "Posts a notice to several persons.",
+   "the receivers' devices: .+notification, with the next tick",
+   "MessengNotice_Text, Notice_Acks, ServerLog"},
+  {".+interface_information",
+   "sender's UserName|receivers by name, joined by \",\", or \"*\"|title|text|link|mode",
+   HandleInterfaceInformation,
+   "Takes a message, a notice or a visitor's line from an outside application.",
+   "as for .+message, .+clot_messeng, .+notification or .+customer_information",
+   "Messeng_Text, MessengClot_Text, Clot_Form, Msg_Acks, MessengNotice_Text, Notice_Acks, "
+   "ServerLog"},
+  {".+delete_bulletin", "UserID|Motif", HandleDeleteBulletin,
+   "Removes a bulletin.",
+   "",
+   "News_Form, UpDateForm, ServerLog"},
+  {".+shared_notice", "MyID|UserIDs joined by \"\\\"", HandleSharedNotice,
+   "Sets who shares a person's bulletins.",
+   "",
+   "News_Ro, UpDateForm, ServerLog"},
+  {".+customer", "agents joined by \",\"|visitor|city|passed on|passed on", HandleCustomer,
+   "Announces a web visitor to the agents named.",
+   "the agents: .+customer_information",
+   "Kefu, ServerLog"},
+  {".+customer_information", "agent|visitor|city|text|passed on", HandleCustomerInformation,
+   "Hands a visitor's line to an agent.",
+   "the agent: .+customer_information",
+   "ServerLog",
+   kNeedsHash},
+  {".+y", "", HandleKeepAlive,
+   "Echoes the keep-alive.",
+   "sender: .+y",
+   ""},
+};
+
+constexpr CommandRow kVisitorCommands[] = {
+  {".+customer", "agents joined by \",\"|visitor|city|passed on|passed on", HandleVisitorCustomer,
+   "Announces a web visitor to the agents named.",
+   "the agents: .+customer_information",
+   "Kefu, ServerLog"},
+  {".+customer_information", "agent|visitor|city|text|passed on", HandleCustomerInformation,
+   "Hands a visitor's line to an agent.",
+   "the agent: .+customer_information",
+   "ServerLog",
+   kNeedsHash},
+};
+
+constexpr CommandRow kControlCommands[] = {
+  {".+landing", "peer name", HandleControlLanding,
+   "Names the peer, and drops whoever held the name.",
+   "",
+   ""},
+  {".+x", "", HandleAlive,
+   "Answers a ping.",
+   "",
+   ""},
+  {".+y", "", HandleControlKeepAlive,
+   "Echoes the keep-alive.",
+   "sender: .+y",
+   ""},
+  {".+failed", "user|passed on|passed on", HandleFailed,
+   "Tells a user of a failed download.",
+   "the user: .+download_myfailed",
+   ""},
+  {".+disconnect", "reason|user|...", HandleDisconnect,
+   "Ends sessions of users.",
+   "the users: .+disconnect; all clients: .+new_is_offline",
+   ""},
+  {".+control_computer", "endpoint+user+code|...", HandleControlComputer,
+   "Orders computers down, and shows their users as offline.",
+   "the computers: .+control_computer; all clients: .+new_is_offline",
+   ""},
+  {".+control_usb", "endpoint+user+code|...", HandleControlUsb,
+   "Switches the USB disks of computers.",
+   "the computers: .+control_usb",
+   ""},
+  {".+remote_desktop", "endpoint", HandleRemoteDesktop,
+   "Opens the remote desktop of a computer.",
+   "the computer: .+remote_desktop",
+   ""},
+  {".+close_remote_desktop", "endpoint", HandleCloseRemoteDesktop,
+   "Closes the remote desktop of a computer.",
+   "the computer: .+close_remote_desktop",
+   ""},
+  {".+computer_information", "endpoint", HandleComputerInformation,
+   "Asks a computer about itself.",
+   "the computer: .+computer_information",
+   ""},
+  {".+broadcast", "passed on|text|font", HandleBroadcast,
+   "Shows a notice to every client.",
+   "all clients: .+broadcast",
+   "ToInfo"},
+};
+
+constexpr CommandRow kApplicationCommands[] = {
+  {".+exit_application", "", HandleExitApplication,
+   "Ends the connection.",
+   "",
+   ""},
+  {".+request_data_synchronization", "version", HandleRequestDataSynchronization,
+   "Hands out the departments where the client's version is another one.",
+   "sender: .+data_synchronization",
+   "ServerLog"},
+  {".+account_application",
+   "department|picture|login name|name|password|job|telephone|constellation",
+   HandleAccountApplication,
+   "Makes an account where applications are taken.",
+   "sender: .+application_success, or .+account_occupancy, .+not_allowed_to_apply; all "
+   "clients, where accounts count at once: .+create_account",
+   "Users_ID, Users_Pic, PtpFolder, Col_Ro, Users_Role, UpDateForm, ServerLog"},
+};
+
+constexpr CommandRow kEndpointCommands[] = {
+  {".+landing", "endpoint|user|Upan", HandleEndpointLanding,
+   "Registers a computer, and drops whoever held its name.",
+   "",
+   "Users_WinInfo"},
+  {".+submit_information",
+   "value 1|value 2|value 3|value 4|value 5|value 6|value 7|value 8|value 9|value 10|value "
+   "11|value 12|value 13|value 14|value 15",
+   HandleSubmitInformation,
+   "Hands what a computer tells about itself to the console.",
+   "the console: .+submit_information",
+   ""},
+  {".+insert_U_disk", "text|user|1 or 2|inserted", HandleInsertUDisk,
+   "Logs that a USB disk came or went.",
+   "",
+   "ServerLog"},
 };
 // clang-format on
 
 }  // namespace
 
-std::span<const CommandRow> CommandTable() {
-  return kCommands;
+std::span<const CommandRow> ClientCommands() {
+  return kClientCommands;
 }
-
-const CommandRow* FindCommand(std::string_view word) {
-  static const auto* const rows = [] {
-    auto* byWord = new std::unordered_map<std::string_view, const CommandRow*>;
-    for (const CommandRow& row : kCommands) byWord->emplace(row.word, &row);
-    return byWord;
-  }();
-  const auto found = rows->find(word);
-  return found == rows->end() ? nullptr : found->second;
+std::span<const CommandRow> VisitorCommands() {
+  return kVisitorCommands;
 }
-
-CommandCounters& CountersOf(const CommandRow& row) {
-  static std::vector<CommandCounters> counters(std::size(kCommands));
-  return counters[static_cast<size_t>(&row - kCommands)];
+std::span<const CommandRow> ScreenCommands() {
+  return {};
+}
+std::span<const CommandRow> ControlCommands() {
+  return kControlCommands;
+}
+std::span<const CommandRow> ApplicationCommands() {
+  return kApplicationCommands;
+}
+std::span<const CommandRow> EndpointCommands() {
+  return kEndpointCommands;
 }
 
 }  // namespace vnq

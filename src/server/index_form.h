@@ -1,8 +1,7 @@
 // The composition root: the one hidden object of the process.
 //
-// It owns the listeners, the timers and everything that commands work on for the life of the
-// process, and it ties each port to the room that serves it. Its public operations forward; no work
-// is done here.
+// It owns the ports, the timers and everything that commands work on for the life of the process.
+// Its public operations forward; no work is done here.
 #pragma once
 
 #include <memory>
@@ -11,7 +10,7 @@
 
 #include "host/host.h"
 #include "host/values/fields.h"
-#include "platform/net/tcp.h"
+#include "server/ports.h"
 
 namespace vnq {
 
@@ -24,8 +23,16 @@ class IndexForm {
 
   /// Opens the six listeners, starts the timers, reads what the database and the version file hold,
   /// and sweeps old rows. A step that fails does not stop those behind it; a port that cannot be
-  /// bound stays silent. Yields: no.
-  void Load();
+  /// bound stays silent. False, and nothing further done, when none could be bound. Yields: no.
+  bool Load();
+
+  /// What load has brought about, in a line: how many ports are bound, which are not, and whether
+  /// the database can be used. Yields: no. Database: a row of Users_ID is read.
+  std::string Readiness();
+
+  /// Reads the keyword lists as load does, and says how long they are. The old ones stay where the
+  /// database does not answer. Yields: no. Database: vnq_keyword.
+  void ReadKeywordsAgain();
 
   /// Tells every client, resets presence, closes all slots and listeners. Runs as a handler.
   /// Yields: yes.
@@ -47,23 +54,17 @@ class IndexForm {
   void SameTime(int32_t code, int32_t service);
 
   Host& host() { return host_; }
+  Ports& ports() { return ports_; }
 
  private:
-  void OpenListeners();
-  void Listen(TcpListener& listener, uint16_t port, SlotArray& slots, const std::string& greeting);
   void StartTimers();
-  void ServePorts();
-  void UnloadClients();
-  void UnloadEndpoints();
-  void UnloadOthers(SlotArray& slots, TcpListener& listener);
 
   EventLoop& loop_;
   ProgramFolder folder_;
   AnsiCodePage page_;
   HttpClient http_;
   Host host_;
-  TcpListener sckListen_, sckListen6001_, sckListen6002_, sckListen6003_, sckListen6007_,
-      sckListen6008_;
+  Ports ports_;
   std::vector<EventLoop::TimerId> timers_;
 };
 

@@ -1,32 +1,32 @@
-// The three timers' ticks. Each runs as a handler of its own and may overlap with the one before,
-// where that one still waits in a yield.
+// The three timers: how often each ticks, and whose work a tick is.
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <span>
 
 namespace vnq {
 
 struct Host;
+struct Settings;
 
-inline constexpr int64_t kTimer1Ms = 1'000;
-inline constexpr int64_t kErrTimerMs = 20'000;
+/// Each tick runs as a handler of its own and may overlap with the one before, where that one still
+/// waits in a yield.
+struct TimerRow {
+  int64_t (*intervalMs)(const Settings& settings);  ///< 0: the timer does not run
+  void (*tick)(Host& host);
+};
 
-/// Each second: counts the silence of sibling services, pings, and restarts them; then sends every
-/// connected slot's ReplyBuffer as one text. What the receipts in it acknowledge is made durable
-/// first. Yields: yes, while a restart request waits for its answer.
-void Timer1Tick(Host& host);
+/// In the order in which load starts them.
+std::span<const TimerRow> TimerTable();
 
-/// Every 20 seconds: closes the slots whose peer has gone, and resets what others see of them.
-/// Tells nobody. Yields: no. Database: Users_WinInfo, Users_ID, ServerLog.
-void ErrTimerTick(Host& host);
-
-/// Every `interval_time` seconds: sends the queued mobile notifications in one HTTP GET. Yields:
-/// no.
+/// Every `interval_time` seconds: the push of mobile notifications.
 void WeatherTimeTick(Host& host);
 
-/// Writes what others see of a user whose desktop session is gone: 3 where a phone is registered,
-/// else 0. A mobile tag finds no row. Yields: no. Database: Users_ID.
-void ResetPresence(Host& host, const std::string& tag);
+/// Every 20 seconds: the sweep of endpoints and clients whose peer has gone.
+void ErrTimerTick(Host& host);
+
+/// Every second: the watch over sibling services, then the reply buffers. Yields: yes, while a
+/// restart request waits for its answer.
+void Timer1Tick(Host& host);
 
 }  // namespace vnq

@@ -1,6 +1,5 @@
-// A web visitor's slot: first the upgrade, then frames, whose text goes on to the records.
+// A web visitor's slot: first the upgrade, then frames.
 #include "support/base64_text.h"
-#include "webgate/visitor_text.h"
 #include "webgate/visitor_upgrade.h"
 #include "webgate/webgate.h"
 #include "webgate/websocket_frame.h"
@@ -21,16 +20,16 @@ void TryUpgrade(Host& host, SlotIndex slot, const std::string& bytes) {
 
 }  // namespace
 
-void OnVisitorPortData(Host& host, SlotIndex slot, const std::string& bytes) {
-  const std::string remoteIp = host.SckServer6001.RemoteHostIP(slot);
+std::optional<std::string> ReadVisitorText(Host& host, SlotIndex slot, const std::string& bytes) {
   if (host.SckServer6001.Tag(slot).empty()) {
     TryUpgrade(host, slot, bytes);
-  } else if (IsTextFrame(bytes)) {
-    // The payload is read as text before it is decoded, so bytes that the code page does not know
-    // are one '?' each.
-    const std::string wire = host.page.ToBytes(host.page.FromBytes(DecodeFrame(bytes)));
-    OnVisitorText(host, slot, Base64DecodeText(host.page, wire), remoteIp);
+    return std::nullopt;
   }
+  if (!IsTextFrame(bytes)) return std::nullopt;
+  // The payload is read as text before it is decoded, so bytes that the code page does not know are
+  // one '?' each.
+  const std::string wire = host.page.ToBytes(host.page.FromBytes(DecodeFrame(bytes)));
+  return Base64DecodeText(host.page, wire);
 }
 
 }  // namespace vnq

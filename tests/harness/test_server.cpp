@@ -271,6 +271,7 @@ TestClient TestServer::Online(const std::string& userId, int state) {
 }
 
 std::vector<std::string> TestServer::Rows(const std::string& select) {
+  loop_->Settle();  // as the loop does once the server's work is done
   return database_->Rows(select);
 }
 
@@ -280,6 +281,7 @@ std::string TestServer::Value(const std::string& select) {
 }
 
 void TestServer::Run(const std::string& statements) {
+  if (loop_) loop_->Settle();
   database_->Run(statements);
 }
 

@@ -123,6 +123,7 @@ class TestServer {
 
   Host& host() { return form_->host(); }
   IndexForm& form() { return *form_; }
+  const Dispatcher& ClientDispatcher() { return form_->ports().DispatcherOf(kClientPort); }
   EventLoop& loop() { return *loop_; }
   RecordingCommandRunner& commands() { return commands_; }
   const std::string& address() const { return address_; }

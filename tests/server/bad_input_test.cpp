@@ -57,10 +57,10 @@ TEST_F(BadInput, EveryCommandTakesEveryNumberOfEveryKindOfField) {
                                 "m",
                                 "1e400"};
   server.AddUser("1");
-  for (const CommandRow& row : CommandTable()) {
+  for (const CommandRow& row : ClientCommands()) {
     for (const std::string& value : values) {
       std::string record(row.word);
-      for (int count = 0; count <= row.fields + 2; ++count) {
+      for (int count = 0; count <= row.FieldCount() + 2; ++count) {
         TestClient client = server.Connect();
         client.Send(record);
         client.Send(record + "|#");

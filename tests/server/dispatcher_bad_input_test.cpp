@@ -22,17 +22,18 @@ class DispatcherBadInput : public ServerTest {
 
 // Records of every command with every count of fields, each value of the kind given.
 void RunLadder(TestServer& server, const std::string& value) {
-  for (const CommandRow& row : CommandTable()) {
+  for (const CommandRow& row : ClientCommands()) {
     for (int count = 0; count <= 9; ++count) {
       for (const char* closing : {"", "|#", "#"}) {
         std::string record(row.word);
         for (int i = 0; i < count; ++i) record += "|" + value;
-        const uint64_t callsBefore = CountersOf(row).calls;
+        const uint64_t callsBefore = server.ClientDispatcher().CountersOf(row).calls;
         TestClient client = server.Connect();
         client.Send(record + closing);
         client.Receive();
         if (count > 0 && !row.needsHash && *closing != '#') {
-          EXPECT_GT(CountersOf(row).calls, callsBefore) << record << closing;
+          EXPECT_GT(server.ClientDispatcher().CountersOf(row).calls, callsBefore)
+              << record << closing;
         }
         TestClient next = server.Connect();
         next.Send(".+y|#");
@@ -82,7 +83,7 @@ TEST_F(DispatcherBadInput, ServesOnBehindRandomBytes) {
 
 TEST_F(DispatcherBadInput, ServesOnBehindRecordsOfRandomBytesBehindRealWords) {
   std::mt19937 random(20260305);
-  const auto table = CommandTable();
+  const auto table = ClientCommands();
   for (int i = 0; i < 500; ++i) {
     std::string record(table[random() % table.size()].word);
     for (auto k = random() % 60; k > 0; --k) {
@@ -169,15 +170,15 @@ TEST_F(DispatcherBadInput, ShortRecordsTakeTheirNormalPathWithTheFieldsMissing) 
 }
 
 TEST_F(DispatcherBadInput, SkippedStatementsOfACommandAreCounted) {
-  const CommandRow* row = FindCommand(".+go_away");
-  const CommandCounters before = CountersOf(*row);
+  const CommandRow* row = server.ClientDispatcher().Find(".+go_away");
+  const CommandCounters before = server.ClientDispatcher().CountersOf(*row);
   TestClient client = server.Connect();
   client.Send(".+go_away|1|#");
-  EXPECT_EQ(CountersOf(*row).calls, before.calls + 1);
-  EXPECT_EQ(CountersOf(*row).skippedStatements, before.skippedStatements);
+  EXPECT_EQ(server.ClientDispatcher().CountersOf(*row).calls, before.calls + 1);
+  EXPECT_EQ(server.ClientDispatcher().CountersOf(*row).skippedStatements, before.skippedStatements);
   client.Send(".+go_away");
-  EXPECT_EQ(CountersOf(*row).calls, before.calls + 2);
-  EXPECT_GT(CountersOf(*row).skippedStatements, before.skippedStatements);
+  EXPECT_EQ(server.ClientDispatcher().CountersOf(*row).calls, before.calls + 2);
+  EXPECT_GT(server.ClientDispatcher().CountersOf(*row).skippedStatements, before.skippedStatements);
 }
 
 }  // namespace

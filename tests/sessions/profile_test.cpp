@@ -241,10 +241,10 @@ TEST_F(OwnData, ShortRecordsOfEveryCommandLeaveTheServerAnswering) {
   TestClient ann = server.Connect();
   for (const char* word :
        {".+change_password", ".+modify_data", ".+modify_isverify", ".+modify_isSilence"}) {
-    const CommandRow* row = FindCommand(word);
+    const CommandRow* row = server.ClientDispatcher().Find(word);
     ASSERT_NE(row, nullptr) << word;
     std::string record = word;
-    for (int field = 0; field <= row->fields; ++field, record += "|1") {
+    for (int field = 0; field <= row->FieldCount(); ++field, record += "|1") {
       ann.Send(record);
       ann.Send(".+y|#");
       EXPECT_EQ(ann.Receive(), ".+y|#") << record;

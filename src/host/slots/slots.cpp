@@ -1,7 +1,5 @@
 #include "host/slots/slots.h"
 
-#include <spdlog/spdlog.h>
-
 #include <limits>
 
 #include "host/values/skipped.h"
@@ -12,7 +10,7 @@ const std::string kNothing;
 }  // namespace
 
 SlotArray::SlotArray(EventLoop& loop, std::string name, bool clearsTag)
-    : loop_(loop), name_(std::move(name)), clearsTag_(clearsTag), slots_(1) {
+    : loop_(loop), full_(loop, name + ": no slot left"), clearsTag_(clearsTag), slots_(1) {
   AddSlot();
 }
 
@@ -33,7 +31,8 @@ SlotIndex SlotArray::TakeClosedSlot() {
 SlotIndex SlotArray::Accept(AcceptedSocket request) {
   const SlotIndex slot = TakeClosedSlot();
   if (slot == kNoSlot) {
-    spdlog::warn("{}: no slot left for a connection from {}", name_, request.remoteIp());
+    full_.Note("all " + std::to_string(Highest()) + " are taken, and a connection from " +
+               request.remoteIp() + " was refused");
     return kNoSlot;
   }
   if (clearsTag_) SetTag(slot, "");
@@ -68,14 +67,14 @@ const std::string& SlotArray::Tag(SlotIndex slot) const {
   return Exists(slot) ? slots_[static_cast<size_t>(slot)].tag : kNothing;
 }
 
-void SlotArray::SetTag(SlotIndex slot, std::string_view tag) {
-  if (!Exists(slot)) return;
+void SlotArray::SetTag(SlotIndex slot, const Expr& tag) {
+  if (Skips("Tag", tag) || !Exists(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
-  if (entry.tag == tag) return;
+  if (entry.tag == tag.text()) return;
   const auto old = byTag_.find(entry.tag);
   old->second.erase(slot);
   if (old->second.empty()) byTag_.erase(old);
-  entry.tag = tag;
+  entry.tag = tag.text();
   byTag_[entry.tag].insert(slot);
 }
 
@@ -100,8 +99,9 @@ void SlotArray::Close(SlotIndex slot) {
   closed_.insert(slot);
 }
 
-SlotIndex SlotArray::FirstConnected(std::string_view tag, SlotIndex except) const {
-  const auto found = byTag_.find(tag);
+SlotIndex SlotArray::FirstConnected(const Expr& tag, SlotIndex except) const {
+  if (Skips("look for a tag", tag)) return kNoSlot;
+  const auto found = byTag_.find(tag.text());
   if (found == byTag_.end()) return kNoSlot;
   for (const SlotIndex slot : found->second) {
     if (slot != except && IsConnected(slot)) return slot;
@@ -109,8 +109,9 @@ SlotIndex SlotArray::FirstConnected(std::string_view tag, SlotIndex except) cons
   return kNoSlot;
 }
 
-SlotIndex SlotArray::FirstWithTag(std::string_view tag) const {
-  const auto found = byTag_.find(tag);
+SlotIndex SlotArray::FirstWithTag(const Expr& tag) const {
+  if (Skips("look for a tag", tag)) return kNoSlot;
+  const auto found = byTag_.find(tag.text());
   return found == byTag_.end() ? kNoSlot : *found->second.begin();
 }
 

@@ -86,7 +86,7 @@ void TcpListener::OnEvents(uint32_t) {
                                  SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (accepted < 0) {
       if (errno == EINTR || errno == ECONNABORTED) continue;
-      if (errno != EAGAIN) Pause();
+      if (errno != EAGAIN) Pause(errno);
       return;
     }
     auto request = std::make_shared<AcceptedSocket>(accepted, AddressText(peer));
@@ -96,9 +96,12 @@ void TcpListener::OnEvents(uint32_t) {
 
 // Without a free descriptor the request stays in the backlog, and epoll would report it without
 // end.
-void TcpListener::Pause() {
+void TcpListener::Pause(int error) {
+  if (starved_ != nullptr) starved_->Note(strerror(error));
   loop_.ChangeWatch(descriptor_, 0);
-  pause_ = loop_.RunAfter(kAcceptPauseMs, [this] { loop_.ChangeWatch(descriptor_, EPOLLIN); });
+  pause_ = loop_.RunAfter(kAcceptPauseMs, [this] {
+    if (descriptor_ >= 0) loop_.ChangeWatch(descriptor_, EPOLLIN);
+  });
 }
 
 // --- TcpConnection ---
@@ -136,6 +139,7 @@ void TcpConnection::CountUnsent(bool unsent) {
 
 bool TcpConnection::Send(std::string_view bytes) {
   if (state_ != State::kOpen) return false;
+  loop_.Settle();
   if (unsent_.empty()) {
     const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
@@ -150,6 +154,7 @@ bool TcpConnection::Send(std::string_view bytes) {
 
 void TcpConnection::Close() {
   if (state_ != State::kOpen) return;
+  loop_.Settle();
   events_ = {};
   arrivals_.clear();
   waitingBytes_ = 0;

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/net/event_loop.h"
+#include "platform/net/repeated_warning.h"
 
 namespace vnq {
 
@@ -42,7 +43,10 @@ class TcpListener : private EventLoop::Watcher {
  public:
   using OnRequest = std::function<void(AcceptedSocket)>;
 
-  explicit TcpListener(EventLoop& loop) : loop_(loop) {}
+  /// starved  is told when no connection can be accepted, which is then tried ten times a second:
+  ///          the process or the machine is out of descriptors or memory. May be null.
+  explicit TcpListener(EventLoop& loop, RepeatedWarning* starved = nullptr)
+      : loop_(loop), starved_(starved) {}
   ~TcpListener() override { Close(); }
 
   /// Listens on an IPv4 address. False, with the reason in `error`: the listener stays closed.
@@ -54,9 +58,10 @@ class TcpListener : private EventLoop::Watcher {
 
  private:
   void OnEvents(uint32_t epollEvents) override;
-  void Pause();
+  void Pause(int error);
 
   EventLoop& loop_;
+  RepeatedWarning* starved_;
   OnRequest onRequest_;
   std::string localAddress_;
   int descriptor_ = -1;

@@ -13,26 +13,43 @@
 
 namespace vnq {
 
-TerminationSignals::TerminationSignals(EventLoop& loop, std::function<void()> onSignal)
-    : loop_(loop), onSignal_(std::move(onSignal)) {
-  signal(SIGPIPE, SIG_IGN);
+namespace {
+
+sigset_t HeldSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGALRM}) {
+    sigaddset(&signals, number);
+  }
+  return signals;
+}
+
+}  // namespace
+
+void ProcessSignals::Hold() {
+  signal(SIGPIPE, SIG_IGN);
+  const sigset_t signals = HeldSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+ProcessSignals::ProcessSignals(EventLoop& loop, std::function<void(int)> onSignal)
+    : loop_(loop), onSignal_(std::move(onSignal)) {
+  Hold();
+  const sigset_t signals = HeldSignals();
   descriptor_ = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
   loop_.Watch(descriptor_, EPOLLIN, this);
 }
 
-TerminationSignals::~TerminationSignals() {
+ProcessSignals::~ProcessSignals() {
   loop_.Unwatch(descriptor_);
   close(descriptor_);
 }
 
-void TerminationSignals::OnEvents(uint32_t) {
+void ProcessSignals::OnEvents(uint32_t) {
   signalfd_siginfo info;
-  while (read(descriptor_, &info, sizeof info) == sizeof info) onSignal_();
+  while (read(descriptor_, &info, sizeof info) == sizeof info) {
+    onSignal_(static_cast<int>(info.ssi_signo));
+  }
 }
 
 void NotifyServiceManager(const std::string& state) {

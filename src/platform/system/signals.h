@@ -9,18 +9,22 @@
 
 namespace vnq {
 
-/// Calls `onSignal` on the loop for each SIGTERM and SIGINT, which are blocked from then on.
-/// SIGPIPE is ignored.
-class TerminationSignals : private EventLoop::Watcher {
+/// Hands the signals that people and programs send to the loop: SIGTERM and SIGINT, and SIGHUP,
+/// SIGUSR1, SIGUSR2 and SIGALRM, which would end the process out of hand.
+class ProcessSignals : private EventLoop::Watcher {
  public:
-  TerminationSignals(EventLoop& loop, std::function<void()> onSignal);
-  ~TerminationSignals() override;
+  /// From here on these signals wait for a ProcessSignals, and SIGPIPE is ignored.
+  static void Hold();
+
+  /// Holds them, and calls `onSignal` on the loop with the number of each.
+  ProcessSignals(EventLoop& loop, std::function<void(int signal)> onSignal);
+  ~ProcessSignals() override;
 
  private:
   void OnEvents(uint32_t epollEvents) override;
 
   EventLoop& loop_;
-  std::function<void()> onSignal_;
+  std::function<void(int)> onSignal_;
   int descriptor_ = -1;
 };
 

@@ -26,7 +26,7 @@ void CheckPictureRoot(Database& database, const ProgramFolder& folder, Findings&
         " folder of pictures and files is unknown, and no picture is ever deleted; add one whose"
         " Col_Data names that folder");
   }
-  std::string root = rows["Col_Data"].text();
+  std::string root = OrEmpty(rows["Col_Data"]);
   const std::string at = row + "=" + root;
   std::replace(root.begin(), root.end(), '/', '\\');
   const std::string pictures = folder.Map(root + "\\Mypic\\");
@@ -54,7 +54,7 @@ void CheckPushAddress(Database& database, const ProgramFolder& folder, Findings&
         "table Plug has no row with Plug_Site=11: the push to phones has no address; add one whose"
         " Plug_Target is it, or set [message_push] interval_time=0");
   }
-  const std::string target = rows["Plug_Target"].text();
+  const std::string target = OrEmpty(rows["Plug_Target"]);
   const std::string at = "table Plug, row Plug_Site=11: Plug_Target=" + target;
   std::string address = target;
   ReplaceAll(address, "[ServerIp]", folder.settings.DataBaseIp);
@@ -85,7 +85,7 @@ void CheckKeywords(Database& database, Findings& findings) {
 
 void CheckAccounts(Database& database, const ProgramFolder& folder, Findings& findings) {
   const Expr users = database.ReadValue(Sql("Select count(*) as c from Users_ID"));
-  if (users.text() == "0") {
+  if (Is(users, "0")) {
     findings.Warning("table Users_ID has no user; vnqctl user add --app-path " +
                      ShellWord(folder.appPath) + " adds one");
   }

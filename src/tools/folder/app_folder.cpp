@@ -27,6 +27,8 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ;busy_timeout_ms=2000
 ; receipt: what is acknowledged survives a power cut; commit: every statement is synced; none
 ;durability=receipt
+; turn: what the server does between two looks at the network is one commit; statement: each is one
+;commit=turn
 
 [drives]
 ; the folder that stands for a drive letter in paths from settings and tables

@@ -24,7 +24,7 @@ bool Fail(std::string& error, std::string why) {
 }
 
 UserRow ReadUser(const Cursor& row) {
-  auto text = [&](std::string_view column) { return row[column].text(); };
+  auto text = [&](std::string_view column) { return OrEmpty(row[column]); };
   return {text("UserID"),      text("UserName"), text("FcName"),    text("UppeId"),
           text("Jod"),         text("Tel1"),     text("UserState"), text("IsManager"),
           text("UserIcoLine"), text("LoginTime")};
@@ -45,7 +45,7 @@ bool HasNoQuote(std::string_view what, const std::string& text, std::string& err
 std::string Ids(Cursor& users) {
   std::string ids;
   for (; !users.EndOfRows(); users.MoveNext()) {
-    ids += (ids.empty() ? "" : ", ") + users["UserID"].text();
+    ids += (ids.empty() ? "" : ", ") + OrEmpty(users["UserID"]);
   }
   return ids;
 }
@@ -128,10 +128,10 @@ bool UserAccounts::AddSteps(const NewUser& user, std::string& newId, std::string
                                  .Tel1 = user.telephone,
                                  .Constellation = user.constellation,
                                  .UserState = user.isEnabled ? 1 : 0});
-  newId = id.text();
-  if (!user.department.empty() && department.text() != user.department) {
+  newId = OrEmpty(id);
+  if (!user.department.empty() && !Is(department, user.department)) {
     note = "there is no department " + user.department + "; " + user.name + " belongs to " +
-           department.text();
+           OrEmpty(department);
   }
   return true;
 }

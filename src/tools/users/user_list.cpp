@@ -4,6 +4,7 @@
 
 #include "host/slots/presence_values.h"
 #include "support/numbers.h"
+#include "support/utf8.h"
 #include "tools/client/chat_text.h"
 #include "tools/terminal/text_table.h"
 
@@ -33,14 +34,14 @@ std::string StateWord(const std::string& UserState) {
 std::string JsonText(const std::string& text) {
   std::string json = "\"";
   for (size_t at = 0; at < text.size();) {
-    const char32_t value = NextCharacter(text, at);
+    const char32_t value = NextSequence(text, at);
     if (value == '"' || value == '\\') {
       json += '\\';
       json += static_cast<char>(value);
     } else if (value < 0x20 || (value >= 0xD800 && value < 0xE000)) {
       json += fmt::format("\\u{:04x}", static_cast<uint32_t>(value));
     } else {
-      AppendCharacter(json, value);
+      AppendUtf8(json, value);
     }
   }
   return json + '"';

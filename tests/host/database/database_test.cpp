@@ -40,7 +40,7 @@ class DatabaseTest : public testing::Test {
   uint64_t Skipped() const { return SkippedStatements() - skippedBefore_; }
 
   TemporaryFolder folder_;
-  std::string path_ = folder_.File("test.db");
+  std::string path_ = folder_ / "test.db";
   std::unique_ptr<OtherProgram> other_;
   std::unique_ptr<Database> database_;
   FaultyDriver* faults_ = nullptr;
@@ -433,7 +433,7 @@ TEST_F(DatabaseTest, SyncFailuresDoNotStopTheServer) {
 TEST(DatabaseWithoutFile, EveryStatementIsSkipped) {
   TemporaryFolder folder;
   SqliteOptions options;
-  options.path = folder.File("missing.db");
+  options.path = folder / "missing.db";
   Database database(OpenSqlite(options));
   uint64_t before = SkippedStatements();
   Cursor Adodc1(database);

@@ -8,13 +8,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/sql/sql_driver.h"
 #include "tests/harness/loopback_http_server.h"
+#include "tests/platform/sql/driver_fixture.h"
 #include "tests/platform/sql/sqlite_fixture.h"
 
 extern char** environ;
@@ -34,7 +33,7 @@ class TdsServer {
   const std::string& address() const { return address_; }
 
   /// The file of a database.
-  std::string File(const std::string& database) const { return folder_.File(database + ".db"); }
+  std::string File(const std::string& database) const { return folder_ / (database + ".db"); }
 
   void Start() {
     int toServer[2];
@@ -45,9 +44,9 @@ class TdsServer {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, toServer[0], 0);
     posix_spawn_file_actions_adddup2(&actions, fromServer[1], 1);
-    std::vector<std::string> words = {"python3",  VNQ_TDS_SERVER,   "--address",
-                                      address_,   "--port",         kPort,
-                                      "--folder", folder_.File(""), "--until-eof"};
+    std::vector<std::string> words = {"python3",  VNQ_TDS_SERVER, "--address",
+                                      address_,   "--port",       kPort,
+                                      "--folder", folder_.path(), "--until-eof"};
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
@@ -78,13 +77,10 @@ class TdsServer {
   int input_ = -1;  // the server ends with it, should the test crash
 };
 
-/// A driver with a database of its own on a server of its own.
-class OdbcTest : public testing::Test {
- protected:
-  using Values = std::vector<SqlValue>;
-
-  OdbcTest() { Reopen(); }
-
+/// A server of its own, with a database that comes with the first log-in.
+class OdbcEngine : public EngineDatabase {
+ public:
+  TdsServer& server() { return server_; }
   ServerDatabaseOptions Options() {
     ServerDatabaseOptions options;
     options.odbcDriver = "FreeTDS";
@@ -95,61 +91,57 @@ class OdbcTest : public testing::Test {
     options.exactColumns = {"Secret"};
     options.connectTimeoutS = 1;
     options.statementTimeoutS = 1;
+    return options;
+  }
+  std::unique_ptr<SqlDriver> Connect() override {
+    ServerDatabaseOptions options = Options();
+    options.statementTimeoutS = 10;
+    return OpenOdbc(options);
+  }
+
+  const EngineWords& words() const override {
+    static const EngineWords words = [] {
+      EngineWords own;
+      own.name = "nvarchar(255) collate Latin1_General_100_CI_AS null";
+      own.secret = "nvarchar(255) collate Latin1_General_100_BIN2 null";
+      own.text = "nvarchar(max) null";
+      own.number = "int null";
+      own.counted = "int identity(1,1) primary key";
+      own.key = "nvarchar(20) not null primary key";
+      own.today = "convert(nvarchar(10),getdate(),23)";
+      own.nameLength = 255;
+      own.longestText = 100'000;
+      own.noIntegers = {"x"};
+      own.noConversion = {"12a"};
+      own.unknownTable = "select * from Nowhere where a=?: 42S02 ";
+      own.unknownNamed = "Nowhere'. (208)";
+      own.badConversion = "(245)";
+      own.duplicateKey = "(2627)";
+      return own;
+    }();
+    return words;
+  }
+
+ private:
+  TdsServer server_;
+};
+
+/// A driver whose time the test moves, on a server of its own.
+class OdbcTest : public DriverTest {
+ protected:
+  OdbcTest() { Reopen(); }
+
+  ServerDatabaseOptions Options() {
+    ServerDatabaseOptions options = engine_.Options();
     options.clock = &clock_;
     return options;
   }
 
   void Reopen() { driver_ = OpenOdbc(Options()); }
 
-  bool Run(std::string_view statement, const Values& values = {}) {
-    return driver_->Execute(statement, values);
-  }
-
-  void MustRun(std::string_view statement, const Values& values = {}) {
-    EXPECT_TRUE(Run(statement, values)) << driver_->LastError();
-  }
-
-  SqlRows Rows(std::string_view statement, const Values& values = {}) {
-    SqlRows rows;
-    EXPECT_TRUE(driver_->Query(statement, values, rows)) << driver_->LastError();
-    return rows;
-  }
-
-  bool Fails(std::string_view statement, const Values& values = {}) {
-    SqlRows rows;
-    return !driver_->Query(statement, values, rows) && rows.columns == nullptr;
-  }
-
-  /// What a select gives as a text: cells joined by '|', rows by ';', NULL as "NULL".
-  std::string Text(std::string_view select, const Values& values = {}) {
-    return AsText(Rows(select, values));
-  }
-
-  static std::string AsText(const SqlRows& rows) {
-    std::string text;
-    for (size_t i = 0; i < rows.cells.size(); ++i) {
-      if (i > 0) text += i % rows.columns->size() == 0 ? ";" : "|";
-      const SqlValue& cell = rows.cells[i];
-      text += cell.kind == SqlValue::Kind::kNull      ? "NULL"
-              : cell.kind == SqlValue::Kind::kInteger ? std::to_string(cell.integer)
-                                                      : cell.text;
-    }
-    return text;
-  }
-
-  /// How long something takes, in milliseconds.
-  template <typename Work>
-  static int64_t Ms(const Work& work) {
-    auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                                 start)
-        .count();
-  }
-
-  TdsServer server_;
+  OdbcEngine engine_;
+  TdsServer& server_ = engine_.server();
   TestClock clock_;
-  std::unique_ptr<SqlDriver> driver_;
 };
 
 }  // namespace vnq

@@ -66,10 +66,10 @@ TEST_F(OdbcOutageTest, AClosedPortFailsAtOnceAndIsTriedAgainAfterTheBackOff) {
 TEST_F(OdbcOutageTest, AServerThatAcceptsAndStaysSilentHoldsUpOneConnectOnly) {
   MustRun("exec vnq_fault 'silent_logins', 2");
   Reopen();
-  int64_t first = Ms([&] { EXPECT_TRUE(Fails("select 1")); });
+  int64_t first = MsOf([&] { EXPECT_TRUE(Fails("select 1")); });
   EXPECT_GE(first, 900);
   EXPECT_LT(first, 1900);
-  EXPECT_LT(Ms([&] { EXPECT_TRUE(Fails("select 1")); }), 100);
+  EXPECT_LT(MsOf([&] { EXPECT_TRUE(Fails("select 1")); }), 100);
   EXPECT_EQ(said_.Count(), 1) << said_.Text();
 }
 
@@ -84,20 +84,20 @@ TEST_F(OdbcOutageTest, APortThatNoProgramServesHoldsUpOneConnectOnly) {
   ServerDatabaseOptions options = Options();
   options.port = "1434";
   driver_ = OpenOdbc(options);
-  EXPECT_LT(Ms([&] { EXPECT_TRUE(Fails("select 1")); }), 1900);
-  EXPECT_LT(Ms([&] { EXPECT_TRUE(Fails("select 1")); }), 100);
+  EXPECT_LT(MsOf([&] { EXPECT_TRUE(Fails("select 1")); }), 1900);
+  EXPECT_LT(MsOf([&] { EXPECT_TRUE(Fails("select 1")); }), 100);
   close(listener);
 }
 
 TEST_F(OdbcOutageTest, SilenceInAStatementHoldsUpOneStatementOnly) {
   ASSERT_TRUE(Add("a"));
   MustRun("exec vnq_fault 'silence', 1");
-  int64_t first = Ms([&] { EXPECT_FALSE(Add("b")); });
+  int64_t first = MsOf([&] { EXPECT_FALSE(Add("b")); });
   EXPECT_GE(first, 900);
   // FreeTDS counts whole seconds, once for the answer and once for the answer to its "stop".
   EXPECT_LT(first, 2900);
   EXPECT_NE(driver_->LastError().find("HYT00"), std::string::npos) << driver_->LastError();
-  EXPECT_LT(Ms([&] { EXPECT_FALSE(Add("c")); }), 100);
+  EXPECT_LT(MsOf([&] { EXPECT_FALSE(Add("c")); }), 100);
   clock_.nowMs += kBackOffMs;
   EXPECT_EQ(Count(), "1");
   EXPECT_EQ(said_.Count(), 2) << said_.Text();
@@ -105,7 +105,7 @@ TEST_F(OdbcOutageTest, SilenceInAStatementHoldsUpOneStatementOnly) {
 
 TEST_F(OdbcOutageTest, ASelectThatTimesOutIsNotRunAgain) {
   MustRun("exec vnq_fault 'slow', 1");
-  int64_t first = Ms([&] { EXPECT_TRUE(Fails("select * from People")); });
+  int64_t first = MsOf([&] { EXPECT_TRUE(Fails("select * from People")); });
   EXPECT_GE(first, 900);
   EXPECT_LT(first, 1900);
   clock_.nowMs += kBackOffMs;

@@ -7,8 +7,6 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <chrono>
-#include <functional>
 #include <sstream>
 
 #include "platform/net/clock.h"
@@ -42,14 +40,6 @@ class CapturedLog {
   std::shared_ptr<spdlog::logger> before_ = spdlog::default_logger();
   std::ostringstream lines_;
 };
-
-int64_t MsOf(const std::function<void()>& action) {
-  auto start = std::chrono::steady_clock::now();
-  action();
-  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                               start)
-      .count();
-}
 
 // A port of the loopback address that takes connections and says nothing.
 class SilentPort {
@@ -138,6 +128,15 @@ TEST(PostgresOutageTest, AnUnreachableServerHoldsUpOneStatementOnly) {
   EXPECT_GE(first, 900);
   EXPECT_LT(first, 2000);
   EXPECT_LT(MsOf([&] { EXPECT_FALSE(driver->Execute("select 1", {})); }), 200);
+}
+
+TEST(PostgresServerOfATestTest, StartsWhereItsProgramsAreNotInThePath) {
+  if (!PostgresServer::IsInstalled()) GTEST_SKIP() << "no PostgreSQL server is installed";
+  const std::string path = getenv("PATH");
+  setenv("PATH", "/nowhere", 1);
+  PostgresServer server({"fsync=off"});
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_TRUE(server.ready());
 }
 
 class PostgresRestart : public testing::TestWithParam<int> {};

@@ -1,36 +1,16 @@
-// Real SQLite files for tests: a folder that goes with its owner, and a second program's view of a
-// file.
+// Real SQLite files for tests, and a second program's view of a file.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <string>
 
 #include "platform/net/clock.h"
+#include "tests/platform/sql/driver_fixture.h"
+#include "tests/platform/system/temporary_folder.h"
 
 namespace vnq {
-
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "vnq_test_XXXXXX").string();
-    if (mkdtemp(name.data())) path_ = name;
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string File(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
 
 /// A connection beside the driver's, as another program has one. Creates the file.
 class OtherProgram {
@@ -47,6 +27,14 @@ class OtherProgram {
     sqlite3_exec(database_, statements.c_str(), nullptr, nullptr, &error);
     EXPECT_EQ(error, nullptr) << error << " in " << statements;
     sqlite3_free(error);
+  }
+
+  /// False when a statement failed; a transaction of it is then rolled back.
+  bool Try(const std::string& statements) {
+    const bool done =
+        sqlite3_exec(database_, statements.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+    if (!done) sqlite3_exec(database_, "rollback", nullptr, nullptr, nullptr);
+    return done;
   }
 
   /// The first column of the first row; "(none)" without a row.
@@ -71,6 +59,44 @@ class TestClock : public Clock {
   int64_t MonotonicMs() const override { return nowMs; }
 
   int64_t nowMs = 1'000'000;
+};
+
+/// A file of its own, in a folder of its own.
+class SqliteEngine : public EngineDatabase {
+ public:
+  std::unique_ptr<SqlDriver> Connect() override {
+    SqliteOptions options;
+    options.path = folder_ / "test.db";
+    options.createFile = true;
+    return OpenSqlite(options);
+  }
+
+  const EngineWords& words() const override {
+    static const EngineWords words = [] {
+      EngineWords own;
+      own.name = "text collate nocase";
+      own.secret = own.text = "text";
+      own.number = "integer";
+      own.counted = "integer primary key autoincrement";
+      own.key = "text collate nocase primary key";
+      own.today = "strftime('%Y-%m-%d','now','localtime')";
+      own.ending = " strict";
+      own.longestText = 10 << 20;
+      own.noIntegers = {"x", "", "1.5"};
+      own.noConversion = {"", "a", "12a", "2147483648", "--1"};
+      own.mixed = {"select aa.* from People aa inner join Numbered bb on aa.Name=bb.Name",
+                   "select Name,count(*) from People", "select * from Seen",
+                   "select Name from People union select Name from Numbered"};
+      own.unknownTable = "select * from Nowhere where a=?: no such table: Nowhere";
+      own.badConversion = "conversion to integer";
+      own.duplicateKey = "UNIQUE constraint failed";
+      return own;
+    }();
+    return words;
+  }
+
+ private:
+  TemporaryFolder folder_;
 };
 
 }  // namespace vnq

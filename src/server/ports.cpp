@@ -1,0 +1,148 @@
+#include "server/ports.h"
+
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+
+#include "endpoints/endpoints.h"
+#include "server/command_table.h"
+#include "sessions/sessions.h"
+#include "support/base64_text.h"
+#include "webgate/webgate.h"
+
+namespace vnq {
+namespace {
+
+std::optional<std::string> ReadBase64(Host& host, SlotIndex, const std::string& bytes) {
+  return Base64DecodeText(host.page, bytes);
+}
+
+// A client that wants a line break in a text escapes it.
+std::optional<std::string> ReadWithoutLineBreaks(Host& host, SlotIndex, const std::string& bytes) {
+  std::string text = Base64DecodeText(host.page, bytes);
+  std::erase(text, '\r');
+  std::erase(text, '\n');
+  return text;
+}
+
+std::optional<std::string> ReadPlainText(Host& host, SlotIndex, const std::string& bytes) {
+  return host.page.FromBytes(bytes);
+}
+
+constexpr std::string_view kClientGreeting = ".+SuccessfulConnection|#";
+constexpr std::string_view kGreeting = ".+successful_connection|#";
+
+// The ports that no sweep visits keep the slots of peers that vanish; see docs/operating.md.
+// clang-format off
+constexpr PortRow kPorts[] = {
+  {kClientPort, "clients",                   1, &Host::SckServer,     kClientGreeting, Wire::kBase64,
+   ReadWithoutLineBreaks, true,  &Host::PendingRecord,        ClientCommands,      TakeLeaveOfClient},
+  {6001, "web visitors",                     3, &Host::SckServer6001, "",              Wire::kWebSocket,
+   ReadVisitorText,       true,  &Host::PendingVisitorRecord, VisitorCommands,     nullptr},
+  {6002, "screen relay",                     4, &Host::SckServer6002, kGreeting,       Wire::kBase64,
+   ReadBase64,            true,  nullptr,                     ScreenCommands,      nullptr},
+  {6003, "sibling services and the console", 5, &Host::SckServer6003, kGreeting,       Wire::kPlainText,
+   ReadControlText,       true,  nullptr,                     ControlCommands,     nullptr},
+  {6007, "applications for an account",      6, &Host::SckServer6007, kGreeting,       Wire::kBase64,
+   ReadBase64,            false, nullptr,                     ApplicationCommands, nullptr},
+  {6008, "managed computers",                2, &Host::SckServer6008, kGreeting,       Wire::kPlainText,
+   ReadPlainText,         false, nullptr,                     EndpointCommands,    TakeLeaveOfEndpoint},
+};
+// clang-format on
+
+std::string Greeting(const Host& host, const PortRow& row) {
+  return row.wire == Wire::kBase64 ? Base64EncodeText(host.page, row.greeting)
+                                   : std::string(row.greeting);
+}
+
+}  // namespace
+
+std::span<const PortRow> PortTable() {
+  return kPorts;
+}
+
+Ports::Ports(Host& host) : host_(host), starved_(host.loop, "connections have to wait") {
+  for (const PortRow& row : kPorts) {
+    Port& port = ports_.emplace_back(row, host.loop, starved_);
+    (host.*row.slots).SetOnArrival([this, &port](SlotIndex slot, const std::string& bytes) {
+      Read(port, slot, bytes);
+    });
+  }
+}
+
+const Ports::Port& Ports::Find(uint16_t number) const {
+  return *std::find_if(ports_.begin(), ports_.end(),
+                       [number](const Port& port) { return port.row.number == number; });
+}
+
+const std::string& Ports::LocalAddress(uint16_t number) const {
+  return Find(number).listener.LocalAddress();
+}
+
+const Dispatcher& Ports::DispatcherOf(uint16_t number) const {
+  return Find(number).dispatcher;
+}
+
+// --- Load ---
+
+void Ports::Load() {
+  for (Port& port : ports_) Listen(port);
+}
+
+void Ports::Listen(Port& port) {
+  SlotArray& slots = host_.*port.row.slots;
+  auto onRequest = [&slots, greeting = Greeting(host_, port.row)](AcceptedSocket request) {
+    const SlotIndex slot = slots.Accept(std::move(request));
+    if (slot != kNoSlot && !greeting.empty()) slots.Send(slot, greeting);
+  };
+  std::string error;
+  if (!port.listener.Listen(host_.platform.bindAddress, port.row.number, std::move(onRequest),
+                            error)) {
+    spdlog::error("cannot listen on {}", error);
+  }
+}
+
+std::vector<uint16_t> Ports::Unbound() const {
+  std::vector<uint16_t> numbers;
+  for (const Port& port : ports_) {
+    if (port.listener.LocalAddress().empty()) numbers.push_back(port.row.number);
+  }
+  return numbers;
+}
+
+// --- Reads ---
+
+void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {
+  Read(const_cast<Port&>(Find(number)), slot, bytes);
+}
+
+void Ports::Read(Port& port, SlotIndex slot, const std::string& bytes) {
+  const std::string remoteIp = (host_.*port.row.slots).RemoteHostIP(slot);
+  const std::optional<std::string> text = port.row.read(host_, slot, bytes);
+  if (text) port.dispatcher.Run(host_, *text, slot, remoteIp);
+}
+
+// --- Unload ---
+
+void Ports::Unload() {
+  std::vector<Port*> inTurn;
+  for (Port& port : ports_) inTurn.push_back(&port);
+  std::sort(inTurn.begin(), inTurn.end(),
+            [](const Port* a, const Port* b) { return a->row.unloadTurn < b->row.unloadTurn; });
+  for (Port* port : inTurn) {
+    CloseSlots(port->row);
+    port->listener.Close();
+  }
+}
+
+void Ports::CloseSlots(const PortRow& row) {
+  SlotArray& slots = host_.*row.slots;
+  for (const SlotIndex slot : slots.AllNow()) {
+    if (!slots.IsConnected(slot)) continue;
+    if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
+    slots.Close(slot);
+    slots.SetTag(slot, "");
+  }
+}
+
+}  // namespace vnq

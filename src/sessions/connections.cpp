@@ -1,0 +1,51 @@
+// What keeps a client's connection, and what is left to do where it ends without a command.
+#include "host/server_log.h"
+#include "host/slots/devices.h"
+#include "host/slots/presence_values.h"
+#include "host/slots/sending.h"
+#include "sessions/sessions.h"
+
+namespace vnq {
+namespace {
+
+// Others see 3 where a phone is registered, else 0. A mobile tag finds no row.
+void ResetPresence(Host& host, const std::string& tag) {
+  Cursor row(host.database);
+  row.Open(Sql("Select UserID,UserIcoLine,Registration_Id from Users_ID where UserID='?'", tag));
+  if (row.RecordCount() < 1) return;
+  row.Set("UserIcoLine", IsNot(row["Registration_Id"], "") ? kPresenceOnPhone : kPresenceOffline);
+  row.Update();
+}
+
+// Kept: a lost mobile session changes no presence, and nobody is told of either.
+void SweepClient(Host& host, SlotIndex slot) {
+  SlotArray& slots = host.SckServer;
+  const std::string ip = slots.RemoteHostIP(slot);
+  const std::string tag = slots.Tag(slot);
+  slots.Close(slot);
+  slots.SetTag(slot, "");
+  if (tag.empty()) return;
+  if (!IsMobileTag(tag)) ResetPresence(host, tag);
+  WriteServerLog(host, tag + host.ReadLang("im14"), tag, ip, LogIcon::kConnectionLost);
+}
+
+}  // namespace
+
+void HandleKeepAlive(Host& host, Fields&, SlotIndex slot, const std::string&) {
+  host.loop.Yield();
+  SendRecord(host, slot, ".+y|#");
+}
+
+void SweepLostClients(Host& host) {
+  for (const SlotIndex slot : host.SckServer.AllNow()) {
+    if (host.SckServer.IsGone(slot)) SweepClient(host, slot);
+  }
+}
+
+void TakeLeaveOfClient(Host& host, SlotIndex slot) {
+  host.loop.Yield();
+  SendRecord(host, slot, Join(".+forced_disconnection|", host.ReadLang("im13"), "|#"));
+  ResetPresence(host, host.SckServer.Tag(slot));
+}
+
+}  // namespace vnq

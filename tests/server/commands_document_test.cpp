@@ -1,0 +1,142 @@
+// docs/commands.md is what the tables give. VNQ_WRITE_DOCUMENTS=1 in the environment writes it
+// anew.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "server/ports.h"
+#include "tests/harness/test_server.h"
+
+namespace vnq {
+namespace {
+
+constexpr const char* kDocument = VNQ_ROOT "/docs/commands.md";
+
+constexpr const char* kHead =
+    R"(# The commands of the six ports
+
+Made from the tables of `src/server/command_table.cpp` and `src/server/ports.cpp`; a test holds it to them. To write it anew:
+
+    VNQ_WRITE_DOCUMENTS=1 build/bin/vnq_end_to_end_tests --gtest_filter='CommandsDocument.*'
+
+A record is `.+command|field 1|field 2|...|#`. Any connection may send any command of its port, logged in or not, and a record
+with fewer fields runs with what is there. Nobody is answered but who stands under "who hears of it"; a word that is not listed is
+dropped without an answer. "everybody" and "all others" are the connected clients of port 6004, and "devices" a user's desktop
+and mobile. "Writes" are the tables whose rows a command may add, change or delete.
+)";
+
+// "1: UserName; 2: password".
+std::string Numbered(std::string_view fields) {
+  std::string text;
+  size_t number = 0;
+  for (const std::string& name : SplitText(fields, "|")) {
+    if (++number > 1) text += "; ";
+    text += name == "..." ? name : fmt::format("{}: {}", number, name);
+  }
+  return text;
+}
+
+// Command words as code.
+std::string Marked(std::string_view text) {
+  std::string marked;
+  for (size_t at = 0; at < text.size();) {
+    if (!text.substr(at).starts_with(".+")) {
+      marked += text[at++];
+      continue;
+    }
+    const size_t end = std::min(text.find_first_of(" ,;:", at), text.size());
+    marked += fmt::format("`{}`", text.substr(at, end - at));
+    at = end;
+  }
+  return marked;
+}
+
+std::string Wanted(const CommandRow& row) {
+  if (row.needsHash)
+    return " Without its closing `#` the record waits for the reads that bring it.";
+  return "";
+}
+
+std::string WireOf(const PortRow& row) {
+  switch (row.wire) {
+    case Wire::kBase64:
+      return "Base64 of the code page's bytes";
+    case Wire::kPlainText:
+      return "plain text in the code page";
+    case Wire::kWebSocket:
+      return "WebSocket text frames of Base64, behind an HTTP upgrade";
+  }
+  return "";
+}
+
+std::string Section(const PortRow& row) {
+  std::string text = fmt::format("\n## {}: {}\n\n{}; one read is {}.", row.number, row.purpose,
+                                 WireOf(row), row.splits ? "any number of records" : "one record");
+  text += row.greeting.empty() ? " No greeting." : fmt::format(" Greets with `{}`.", row.greeting);
+  if (row.commands().empty()) return text + "\n\nNo command has an effect here.\n";
+  text += "\n\n| command | fields | does | who hears of it | writes |\n|---|---|---|---|---|\n";
+  for (const CommandRow& command : row.commands()) {
+    text += fmt::format("| `{}` | {} | {}{} | {} | {} |\n", command.word, Numbered(command.fields),
+                        command.summary, Wanted(command), Marked(command.heard), command.writes);
+  }
+  return text;
+}
+
+std::string Document() {
+  std::string text = kHead;
+  for (const PortRow& row : PortTable()) text += Section(row);
+  return text;
+}
+
+TEST(CommandsDocument, IsWhatTheTablesGive) {
+  if (std::getenv("VNQ_WRITE_DOCUMENTS") != nullptr) {
+    std::ofstream(kDocument, std::ios::binary) << Document();
+  }
+  std::stringstream standing;
+  standing << std::ifstream(kDocument, std::ios::binary).rdbuf();
+  EXPECT_EQ(standing.str(), Document())
+      << "write it anew by VNQ_WRITE_DOCUMENTS=1 and --gtest_filter='CommandsDocument.*'";
+}
+
+// --- The tables themselves ---
+
+TEST(PortTableRows, StandInTheOrderOfLoadAndNameTheOrderOfUnload) {
+  std::vector<int> load, unload(7);
+  for (const PortRow& row : PortTable()) {
+    load.push_back(row.number);
+    unload[static_cast<size_t>(row.unloadTurn)] = row.number;
+  }
+  EXPECT_EQ(load, (std::vector<int>{6004, 6001, 6002, 6003, 6007, 6008}));
+  EXPECT_EQ(unload, (std::vector<int>{0, 6004, 6008, 6001, 6002, 6003, 6007}));
+}
+
+TEST(PortTableRows, EveryRowOfEveryPortIsWhole) {
+  for (const PortRow& port : PortTable()) {
+    const Dispatcher dispatcher(port.commands(), port.splits, port.pending);
+    for (const CommandRow& row : port.commands()) {
+      EXPECT_TRUE(row.word.starts_with(".+")) << port.number << row.word;
+      EXPECT_NE(row.handler, nullptr) << port.number << row.word;
+      EXPECT_TRUE(row.summary.ends_with('.')) << port.number << row.word;
+      EXPECT_EQ(dispatcher.Find(row.word), &row) << port.number << row.word << " stands twice";
+      EXPECT_TRUE(!row.needsHash || port.pending != nullptr) << port.number << row.word;
+      EXPECT_TRUE(row.receipt == Receipt::kNone || port.number == kClientPort) << row.word;
+    }
+  }
+}
+
+TEST(PortTableRows, ATableThatACommandWritesIsOneOfTheSchema) {
+  TestServer server;
+  for (const PortRow& port : PortTable()) {
+    for (const CommandRow& row : port.commands()) {
+      for (const std::string& table : SplitText(row.writes, ", ")) {
+        EXPECT_NE(server.Value("select count(*) from " + table), "(none)") << row.word << table;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vnq
