@@ -9,8 +9,7 @@
 #include "tools/client/notify_command.h"
 #include "tools/doctor/doctor_command.h"
 #include "tools/folder/init_command.h"
-#include "tools/library/json_command.h"
-#include "tools/library/script_command.h"
+#include "tools/library/json_commands.h"
 #include "tools/library/text_command.h"
 #include "tools/moving/export_command.h"
 #include "tools/moving/import_command.h"
@@ -18,7 +17,7 @@
 #include "tools/users/user_command.h"
 
 int main(int argc, char** argv) {
-  // What goes wrong is said by the commands themselves, and the log would stand between their lines.
+  // What goes wrong is said by the commands themselves; the log would stand between their lines.
   spdlog::set_level(spdlog::level::off);
   CLI::App app("Operates and tries a VNQ Main Service", "vnqctl");
   app.set_version_flag("--version", "vnqctl " VNQ_VERSION);

@@ -30,8 +30,8 @@ struct ProgramFolder {
   std::string LockPath() const { return appPath + "/.vnq_main_service.lock"; }
 };
 
-/// The folder at `appPath`, which is absolute, with what is known of its machine. A DataBase.ini that
-/// cannot be read is an empty one.
+/// The folder at `appPath`, which is absolute, with what is known of its machine. A DataBase.ini
+/// that cannot be read is an empty one.
 ProgramFolder ReadProgramFolder(std::string appPath, PlatformSettings platform,
                                 std::shared_ptr<const CodePage> codePage);
 

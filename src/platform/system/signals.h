@@ -1,5 +1,5 @@
-// What the process and those who start and stop it tell each other: signals, and the word that it is
-// ready.
+// What the process and those who start and stop it tell each other: signals, and the word that it
+// is ready.
 #pragma once
 
 #include <functional>

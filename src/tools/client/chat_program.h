@@ -24,8 +24,8 @@ struct ChatOptions {
 ///
 /// With a terminal at input and output a person types; a session that ends can be opened again.
 /// Else lines are read and written as they are, and at the end of input outstanding receipts are
-/// waited for. Returns 0; 1 when a log-in, a line or a receipt failed or the output is lost, which a
-/// line on error names; 2 for bad arguments.
+/// waited for. Returns 0; 1 when a log-in, a line or a receipt failed or the output is lost, which
+/// a line on error names; 2 for bad arguments.
 int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd);
 
 }  // namespace vnq

@@ -13,7 +13,6 @@
 #include "support/ascii_case.h"
 #include "tools/folder/program_database.h"
 #include "tools/moving/archive_writer.h"
-#include "tools/moving/table_pages.h"
 #include "tools/schema/growing_id.h"
 #include "tools/schema/schema_reader.h"
 #include "tools/terminal/command_line.h"
@@ -22,6 +21,100 @@
 
 namespace vnq {
 namespace {
+
+// --- A whole table, some rows at a time ---
+
+/// The rows of one table. SQLite's come in order of their rowids, which is that of insertion; a
+/// server's in its own. SQL Server gives all rows as one page, so they must fit into memory.
+///
+/// Stands inside a transaction; PostgreSQL closes a cursor that was not read to its end with it.
+class TablePages {
+ public:
+  TablePages(SqlDriver& driver, DatabaseEngine engine, std::string_view table)
+      : driver_(driver), engine_(engine), table_(table) {}
+
+  /// The next rows; none behind the last. `page` has the columns even when it has no rows. False
+  /// when the database refuses, see the driver's LastError().
+  bool Next(SqlRows& page);
+
+  static constexpr size_t kPageRows = 500;
+
+ private:
+  bool NextByRowid(SqlRows& page);
+  bool NextByCursor(SqlRows& page);
+  bool NextAtOnce(SqlRows& page);
+
+  SqlDriver& driver_;
+  DatabaseEngine engine_;
+  std::string table_;
+  bool isBegun_ = false, isEnded_ = false;
+  SqlValue lastRowid_ = SqlValue::Integer(INT64_MIN);
+};
+
+// The columns stay, for who reads them from the last page.
+void TakeRows(SqlRows& page) {
+  page.cells.clear();
+  page.identity.clear();
+}
+
+// What opens a transaction in which every read sees the database as it was at the first, where the
+// engine has one. SQL Server's sees what others commit meanwhile.
+std::string_view BeginSnapshotStatement(DatabaseEngine engine) {
+  switch (engine) {
+    case DatabaseEngine::kSqlite:
+      return "begin";
+    case DatabaseEngine::kPostgres:
+      return "begin transaction isolation level repeatable read, read only";
+    case DatabaseEngine::kSqlServer:
+      break;
+  }
+  return "begin transaction";
+}
+
+bool TablePages::Next(SqlRows& page) {
+  if (isEnded_) {
+    TakeRows(page);
+    return true;
+  }
+  switch (engine_) {
+    case DatabaseEngine::kSqlite:
+      return NextByRowid(page);
+    case DatabaseEngine::kPostgres:
+      return NextByCursor(page);
+    case DatabaseEngine::kSqlServer:
+      break;
+  }
+  return NextAtOnce(page);
+}
+
+bool TablePages::NextByRowid(SqlRows& page) {
+  const std::string statement = "select top " + std::to_string(kPageRows) + " * from " + table_ +
+                                " where _rowid_>? order by _rowid_";
+  if (!driver_.Query(statement, {&lastRowid_, 1}, page)) return false;
+  isEnded_ = page.rowCount() < kPageRows;
+  if (!page.identity.empty()) lastRowid_ = page.identity.back();
+  return true;
+}
+
+bool TablePages::NextByCursor(SqlRows& page) {
+  const std::string cursor = "vnq_" + table_;
+  if (!isBegun_ &&
+      !driver_.Execute("declare " + cursor + " no scroll cursor for select * from " + table_, {})) {
+    return false;
+  }
+  isBegun_ = true;
+  const std::string fetch = "fetch forward " + std::to_string(kPageRows) + " from " + cursor;
+  if (!driver_.Query(fetch, {}, page)) return false;
+  isEnded_ = page.rowCount() < kPageRows;
+  return !isEnded_ || driver_.Execute("close " + cursor, {});
+}
+
+bool TablePages::NextAtOnce(SqlRows& page) {
+  isEnded_ = true;
+  return driver_.Query("select * from " + table_, {}, page);
+}
+
+// --- The command ---
 
 /// One run of the command.
 class Export {

@@ -59,7 +59,7 @@ bool OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverIn
   text += ";UID=" + value(options.user) + ";PWD=" + value(options.password);
   if (driver.isFreeTds) {
     text += ";TDS_Version=7.4;ClientCharset=UTF-8";
-  } else if (ContainsIgnoringCase(driver.name, "sql server")) {
+  } else if (AsciiLower(driver.name).find("sql server") != std::string::npos) {
     // Servers in a company's own network have certificates that they signed themselves.
     text += ";TrustServerCertificate=yes";
   }

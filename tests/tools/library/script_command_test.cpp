@@ -6,7 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/library/script_command.h"
+#include "tools/library/json_commands.h"
 
 namespace vnq {
 namespace {
