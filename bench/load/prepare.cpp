@@ -3,9 +3,7 @@
 #include <algorithm>
 
 #include "bench/load/accounts.h"
-#include "host/settings/ini_strings.h"
-#include "host/settings/platform_settings.h"
-#include "host/settings/settings.h"
+#include "host/settings/program_folder.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/folder/init_command.h"
 
@@ -25,16 +23,14 @@ SqlValue Number(int64_t number) {
 
 std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, int busyTimeoutMs,
                                         std::string& error) {
-  const auto platform = ReadPlatformSettings(PlatformIniPath(appPath), SystemLocaleName(), error);
-  if (!platform) return nullptr;
-  IniStrings strings(PathMapper(platform->drives), CodePage::Open(platform->codePage));
-  const Settings settings = Settings::Read(strings, appPath);
-  if (!settings.IsAccess()) {
+  const auto folder = OpenProgramFolder(appPath, {}, SystemLocaleName(), error);
+  if (!folder) return nullptr;
+  if (folder->engine != DatabaseEngine::kSqlite) {
     error = "DataBase.ini names a database server; only the embedded database can be prepared";
     return nullptr;
   }
   SqliteOptions options;
-  options.path = strings.paths().Map(appPath + settings.DataBaseName);
+  options.path = folder->Map(folder->appPath + folder->settings.DataBaseName);
   options.busyTimeoutMs = busyTimeoutMs;
   return OpenSqlite(options);
 }

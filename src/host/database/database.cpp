@@ -100,7 +100,7 @@ class Binder {
       const auto number = ToInt32(value);
       if (!number) return Fail("no 32-bit number");
       parameters.push_back(SqlValue::Integer(*number));
-    } else if (marker == Marker::kDate && !IsDate(value.text())) {
+    } else if (marker == Marker::kDate && !IsDate(OrEmpty(value))) {
       Fail("no date");
     } else if (!value.ok()) {
       Fail("a text that has failed");

@@ -1,51 +1,16 @@
 #include "platform/net/http_client.h"
 
 #include <curl/curl.h>
-#include <strings.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <cassert>
 #include <map>
 
+#include "platform/net/http_address.h"
+
 namespace vnq {
 namespace {
-
-constexpr std::string_view kScheme = "http://";
-
-// Where path and query begin: behind the host, or at once when there is none.
-size_t TargetStart(std::string_view url) {
-  const size_t colon = url.find("://");
-  if (colon == std::string_view::npos || url.find_first_of("/?#") < colon) return 0;
-  return std::min(url.find_first_of("/?#", colon + 3), url.size());
-}
-
-// RFC 3986: unreserved, sub-delims, ":" and "@" (pchar), "/" and "?", and the "%" of an escape.
-bool BelongsInTarget(char character) {
-  constexpr std::string_view kMarks = "-._~!$&'()*+,;=:@/?%";
-  return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-         (character >= 'A' && character <= 'Z') || kMarks.find(character) != kMarks.npos;
-}
-
-bool IsHttp(std::string_view url) {
-  return url.size() >= kScheme.size() &&
-         strncasecmp(url.data(), kScheme.data(), kScheme.size()) == 0;
-}
-
-// An address taken apart, so that the library's own reading of paths and queries has no say.
-struct Address {
-  std::string host;    // "http://host:port/"
-  std::string target;  // as it stands in the request line
-};
-
-Address TakeApart(std::string_view url) {
-  const std::string encoded = EncodeRequestTarget(url);
-  const size_t start = TargetStart(encoded);
-  Address address{encoded.substr(0, start) + "/", encoded.substr(start)};
-  if (address.target.empty() || address.target.front() != '/') address.target.insert(0, "/");
-  return address;
-}
 
 curl_slist* HeaderList(const HttpRequest& request) {
   // An announced "Expect: 100-continue" would wait a second for servers that do not know it.
@@ -90,11 +55,12 @@ size_t TakeAnswer(char* bytes, size_t, size_t count, void* owner) {
   return count;
 }
 
-// False when the library takes no address of this length.
+// The library's own reading of paths and queries has no say. False when the address is no HTTP
+// address or longer than the library takes.
 bool SetAddress(CURL* easy, std::string_view url) {
-  const Address address = TakeApart(url);
-  return curl_easy_setopt(easy, CURLOPT_URL, address.host.c_str()) == CURLE_OK &&
-         curl_easy_setopt(easy, CURLOPT_REQUEST_TARGET, address.target.c_str()) == CURLE_OK;
+  const auto address = ParseHttpAddress(url);
+  return address && curl_easy_setopt(easy, CURLOPT_URL, address->server.c_str()) == CURLE_OK &&
+         curl_easy_setopt(easy, CURLOPT_REQUEST_TARGET, address->target.c_str()) == CURLE_OK;
 }
 
 void SetUp(Transfer& transfer, HttpRequest&& request) {
@@ -140,21 +106,6 @@ void TakeResult(Transfer& transfer, CURLcode code) {
 }
 
 }  // namespace
-
-std::string EncodeRequestTarget(std::string_view url) {
-  constexpr char kHex[] = "0123456789ABCDEF";
-  const size_t start = TargetStart(url);
-  std::string encoded(url.substr(0, start));
-  for (const char character : url.substr(start)) {
-    if (BelongsInTarget(character)) {
-      encoded += character;
-    } else {
-      const auto byte = static_cast<unsigned char>(character);
-      encoded += {'%', kHex[byte >> 4], kHex[byte & 15]};
-    }
-  }
-  return encoded;
-}
 
 // The library's state machine on the loop: it says which sockets to watch and when to call it
 // again. Shared with the handlers that wait, since one of them may unwind after its client is gone.
@@ -247,7 +198,6 @@ HttpClient::Transfers::~Transfers() {
 
 std::shared_ptr<Transfer> HttpClient::Transfers::Start(HttpRequest request,
                                                        EventLoop::Handler* waiting) {
-  if (!IsHttp(request.url)) return nullptr;
   const int64_t timeoutMs = request.timeoutMs;
   auto transfer = std::make_shared<Transfer>();
   transfer->waiting = waiting;

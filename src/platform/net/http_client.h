@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,7 +17,7 @@ namespace vnq {
 
 struct HttpRequest {
   std::string method = "GET";  ///< "POST" carries the body; any other method has none
-  std::string url;  ///< "http://host[:port][/path][?query]", as EncodeRequestTarget takes it
+  std::string url;             ///< "http://host[:port][/path][?query]", see ParseHttpAddress
   std::vector<std::pair<std::string, std::string>> headers;  ///< sent in this order
   std::string body;
   int64_t timeoutMs = 0;  ///< from start to the end of the answer; 0: no bound
@@ -33,13 +32,6 @@ struct HttpResponse {
   std::string body;         ///< bytes as they came, transfer coding removed
   std::string contentType;  ///< value of the header, empty without one
 };
-
-/// An address as it goes out. Behind the host, every byte that the path and the query of RFC 3986
-/// have no place for (blank, '"', '<', '>', '|', '#', brackets, control characters, bytes above 127
-/// ...) becomes '%' and two upper-case hexadecimal digits; everything else stays, '%' and dot
-/// segments included. An address without "http://" in front is taken as if the host had ended
-/// already.
-std::string EncodeRequestTarget(std::string_view url);
 
 /// Not thread-safe; belongs to the thread of its loop, which must outlive it.
 ///

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/ascii_case.h"
+
 namespace vnq {
 namespace {
 
@@ -9,7 +11,11 @@ class ComparisonReader {
  public:
   ComparisonReader(const Tokens& tokens, size_t index, std::span<const SqlMarker> markers,
                    size_t markersBefore)
-      : tokens_(tokens), at_(index), markers_(markers), marker_(markersBefore) {}
+      : tokens_(tokens),
+        at_(index),
+        markers_(markers),
+        markersBefore_(markersBefore),
+        marker_(markersBefore) {}
 
   std::optional<SqlComparison> Read() {
     SqlComparison read;
@@ -18,6 +24,7 @@ class ComparisonReader {
     const bool complete = read.sign == " in " ? TakeList(read.right) : TakeRight(read.right);
     if (!complete || !ComparesTexts(read)) return std::nullopt;
     read.end = end_;
+    read.markers = marker_ - markersBefore_;
     return read;
   }
 
@@ -114,22 +121,97 @@ class ComparisonReader {
   size_t at_;
   size_t end_ = 0;  // behind what was taken last
   std::span<const SqlMarker> markers_;
+  size_t markersBefore_;
   size_t marker_;
 };
 
-}  // namespace
-
-bool SqlComparison::WithText() const {
-  if (left.kind != SqlOperand::Kind::kColumn) return true;
-  return std::any_of(right.begin(), right.end(), [](const SqlOperand& operand) {
-    return operand.kind != SqlOperand::Kind::kColumn;
-  });
+// Not between two columns alone.
+bool IsWithText(const SqlComparison& comparison) {
+  auto isText = [](const SqlOperand& operand) { return operand.kind != SqlOperand::Kind::kColumn; };
+  return isText(comparison.left) ||
+         std::any_of(comparison.right.begin(), comparison.right.end(), isText);
 }
+
+// Only literals that no folding changes: the column may then be one of numbers, too.
+bool HasNoLetters(const SqlComparison& comparison) {
+  auto plain = [](const SqlOperand& operand) {
+    return operand.kind == SqlOperand::Kind::kColumn ||
+           (operand.kind == SqlOperand::Kind::kLiteral &&
+            operand.text.find_first_not_of("'0123456789") == std::string::npos);
+  };
+  return plain(comparison.left) &&
+         std::all_of(comparison.right.begin(), comparison.right.end(), plain);
+}
+
+bool IsExact(const SqlComparison& comparison, std::span<const std::string> exactColumns) {
+  auto exact = [&](const SqlOperand& operand) {
+    return operand.kind == SqlOperand::Kind::kColumn &&
+           std::any_of(exactColumns.begin(), exactColumns.end(), [&](const std::string& name) {
+             return SameButForCase(name, operand.column);
+           });
+  };
+  return exact(comparison.left) || exact(comparison.right.front());
+}
+
+// --- Writing ---
+
+enum class Form { kPlain, kFolded, kExact };
+
+std::string Operand(const SqlOperand& operand, Form form, const SqlDialect& dialect,
+                    std::vector<size_t>& parameters) {
+  const bool marker = operand.kind == SqlOperand::Kind::kParameter;
+  const std::string text =
+      marker ? MarkerText(operand.parameter, dialect, parameters) : operand.text;
+  if (form == Form::kFolded) return FoldedText(text, dialect);
+  return form == Form::kExact ? text + " collate Latin1_General_BIN2+N'.'" : text;
+}
+
+std::string Sides(const SqlComparison& comparison, Form form, const SqlDialect& dialect,
+                  std::vector<size_t>& parameters) {
+  std::string written = Operand(comparison.left, form, dialect, parameters) + comparison.sign;
+  const bool list = comparison.sign == " in ";
+  if (list) written += "(";
+  for (const SqlOperand& operand : comparison.right) {
+    if (&operand != &comparison.right.front()) written += ",";
+    written += Operand(operand, form, dialect, parameters);
+  }
+  return list ? written + ")" : written;
+}
+
+}  // namespace
 
 std::optional<SqlComparison> ReadComparison(const Tokens& tokens, size_t index,
                                             std::span<const SqlMarker> markers,
                                             size_t markersBefore) {
   return ComparisonReader(tokens, index, markers, markersBefore).Read();
+}
+
+std::optional<std::string> WrittenComparison(const SqlComparison& comparison,
+                                             const SqlDialect& dialect,
+                                             std::span<const std::string> exactColumns,
+                                             std::vector<size_t>& parameters) {
+  const bool exact = IsExact(comparison, exactColumns);
+  auto sides = [&](Form form) { return Sides(comparison, form, dialect, parameters); };
+  switch (dialect.textComparison) {
+    case SqlDialect::TextComparison::kByColumn:
+      return std::nullopt;
+    case SqlDialect::TextComparison::kFolded:
+      if (exact) return std::nullopt;
+      return sides(Form::kFolded);
+    case SqlDialect::TextComparison::kSearchFolded:
+      break;
+  }
+  if (!IsWithText(comparison) || HasNoLetters(comparison)) return std::nullopt;
+  std::string written = "(" + sides(Form::kPlain);
+  written += comparison.sign == "<>" ? " or " : " and ";
+  return written + sides(exact ? Form::kExact : Form::kFolded) + ")";
+}
+
+std::string MarkerText(size_t parameter, const SqlDialect& dialect,
+                       std::vector<size_t>& parameters) {
+  if (dialect.numberedMarkers) return "$" + std::to_string(parameter + 1);
+  parameters.push_back(parameter);
+  return "?";
 }
 
 }  // namespace vnq

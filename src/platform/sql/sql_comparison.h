@@ -27,10 +27,8 @@ struct SqlComparison {
   SqlOperand left;
   std::string sign;  ///< "=", "<>" or " in "
   std::vector<SqlOperand> right;
-  size_t end = 0;  ///< the token behind it
-
-  /// False between two columns.
-  bool WithText() const;
+  size_t end = 0;      ///< the token behind it
+  size_t markers = 0;  ///< how many stand in it
 };
 
 /// The comparison that begins at a token; nothing when there is none. `markers` are those of the
@@ -38,5 +36,16 @@ struct SqlComparison {
 std::optional<SqlComparison> ReadComparison(const Tokens& tokens, size_t index,
                                             std::span<const SqlMarker> markers,
                                             size_t markersBefore);
+
+/// The comparison as the dialect has it; nothing when it may stay as it is. Adds to `parameters`
+/// what its markers take, unless they are numbered.
+std::optional<std::string> WrittenComparison(const SqlComparison& comparison,
+                                             const SqlDialect& dialect,
+                                             std::span<const std::string> exactColumns,
+                                             std::vector<size_t>& parameters);
+
+/// The marker for a parameter; adds it to `parameters` unless markers are numbered.
+std::string MarkerText(size_t parameter, const SqlDialect& dialect,
+                       std::vector<size_t>& parameters);
 
 }  // namespace vnq

@@ -57,6 +57,17 @@ struct TranslatedSql {
   /// For each `?` in the text, the parameter (from 0) that it takes. A numbered marker names its
   /// own, so this is then 0, 1, 2, ... up to the number of parameters.
   std::vector<size_t> parameters;
+
+  /// The one table that a select reads, as written; empty for a join, a union, distinct rows,
+  /// groups and for what is no select.
+  std::string table;
+
+  /// Where the list of columns ends, in the text; nothing for what is no select whose rows are rows
+  /// of one table.
+  std::optional<size_t> columnsEnd;
+
+  /// The select with `columns`, separated by commas, as further ones. There must be a columnsEnd.
+  std::string WithColumns(std::string_view columns) const;
 };
 
 /// The statement in the engine's dialect. `markers` tells what each `?` is; one that is not told is
@@ -68,14 +79,5 @@ TranslatedSql TranslateSql(std::string_view statement, std::span<const SqlMarker
 /// An expression as comparisons fold it, for the index that serves them: PostgreSQL's
 /// `lower(cast(x as text) collate "C")`. Transact-SQL's is not made for an index.
 std::string FoldedText(std::string_view expression, const SqlDialect& dialect);
-
-/// The one table that a select reads, as written; empty for a join, a union, distinct rows, groups
-/// and for what is no select.
-std::string SingleTable(std::string_view select);
-
-/// The select with `column` as one more column at the end of its list. Nothing for what is no
-/// select whose rows are rows of one table: a join, a union, distinct rows, groups. Whether each
-/// column is one of the table's (`count(*)` is none) is left to the engine to tell.
-std::optional<std::string> SelectWithColumn(std::string_view select, std::string_view column);
 
 }  // namespace vnq

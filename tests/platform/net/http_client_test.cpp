@@ -16,41 +16,6 @@ using Then = LoopbackHttpServer::Then;
 
 constexpr uint16_t kPort = 8098;
 
-// --- EncodeRequestTarget ---
-
-TEST(EncodeRequestTarget, AllowedCharactersStand) {
-  const std::string url = "http://h:98/a/../b;c=1/-._~!$&'()*+,:@?op=x&y=/?%41%zz%09AZaz09";
-  EXPECT_EQ(EncodeRequestTarget(url), url);
-}
-
-TEST(EncodeRequestTarget, WhatNoRequestLineHoldsIsEscaped) {
-  EXPECT_EQ(EncodeRequestTarget("http://h/ \"<>|\\^`{}[]#"),
-            "http://h/%20%22%3C%3E%7C%5C%5E%60%7B%7D%5B%5D%23");
-}
-
-TEST(EncodeRequestTarget, EachByteAbove127IsEscaped) {
-  EXPECT_EQ(EncodeRequestTarget("http://h/?中é"), "http://h/?%E4%B8%AD%C3%A9");
-}
-
-TEST(EncodeRequestTarget, ControlCharactersAreEscaped) {
-  using namespace std::string_literals;
-  EXPECT_EQ(EncodeRequestTarget("http://h/\r\n\t\0\x7F"s), "http://h/%0D%0A%09%00%7F");
-}
-
-TEST(EncodeRequestTarget, TheHostStands) {
-  EXPECT_EQ(EncodeRequestTarget("http://[::1]:98"), "http://[::1]:98");
-  EXPECT_EQ(EncodeRequestTarget("http://[::1]?a|b"), "http://[::1]?a%7Cb");
-  EXPECT_EQ(EncodeRequestTarget("http://h#a"), "http://h%23a");
-}
-
-TEST(EncodeRequestTarget, AnAddressWithoutAHostIsEscapedFromTheStart) {
-  EXPECT_EQ(EncodeRequestTarget(""), "");
-  EXPECT_EQ(EncodeRequestTarget("a|b"), "a%7Cb");
-  EXPECT_EQ(EncodeRequestTarget("?bigdata=|http://h/|"), "?bigdata=%7Chttp://h/%7C");
-}
-
-// --- HttpClient ---
-
 class HttpClientTest : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -87,26 +87,53 @@ TEST(TranslateSql, OtherEnginesWriteTheirOwnForms) {
             "select top 1 CONVERT(int,a) from T where d<='2024-01-01'");
 }
 
-TEST(SelectWithColumn, AddsTheColumnBehindTheList) {
-  EXPECT_EQ(SelectWithColumn("Select * from T where a=?", "x"), "Select *,x  from T where a=?");
-  EXPECT_EQ(SelectWithColumn("select a ,b from T order by a, b limit 1", "x"),
+std::string WithX(std::string_view select, const SqlDialect& dialect = kSqliteDialect) {
+  const TranslatedSql translated = TranslateSql(select, {}, dialect);
+  return translated.columnsEnd ? translated.WithColumns("x") : "no columns";
+}
+
+TEST(TranslatedSql, TakesFurtherColumnsBehindTheList) {
+  EXPECT_EQ(WithX("Select * from T where a=?"), "Select *,x  from T where a=?");
+  EXPECT_EQ(WithX("select a ,b from T order by a, b limit 1"),
             "select a ,b,x  from T order by a, b limit 1");
+  EXPECT_EQ(WithX("select a /* b */ from T"), "select a,x  /* b */ from T");
 }
 
-TEST(SelectWithColumn, LooksPastInnerSelects) {
-  EXPECT_EQ(SelectWithColumn("select a from T where b in (select c from U group by c)", "x"),
+TEST(TranslatedSql, TakesFurtherColumnsWhereTheEngineHasTheList) {
+  constexpr std::string_view kSelect = "select top 1 clng(a) from T order by a";
+  EXPECT_EQ(WithX(kSelect), "select convert_int(a),x  from T order by a limit 1");
+  EXPECT_EQ(WithX(kSelect, kPostgresDialect),
+            "select cast(a as integer),x  from T order by a nulls first limit 1");
+  EXPECT_EQ(WithX(kSelect, kTransactSqlDialect),
+            "select top 1 CONVERT(int,a),x  from T order by a");
+}
+
+TEST(TranslatedSql, LooksPastInnerSelects) {
+  EXPECT_EQ(WithX("select a from T where b in (select c from U group by c)"),
             "select a,x  from T where b in (select c from U group by c)");
-  EXPECT_EQ(SelectWithColumn("select a,(select b from U) from T", "x"),
-            "select a,(select b from U),x  from T");
+  EXPECT_EQ(WithX("select a,(select b from U) from T"), "select a,(select b from U),x  from T");
 }
 
-TEST(SelectWithColumn, RefusesRowsThatAreNotOneTables) {
+TEST(TranslatedSql, NamesTheOneTable) {
+  auto table = [](std::string_view select) {
+    return TranslateSql(select, {}, kTransactSqlDialect).table;
+  };
+  EXPECT_EQ(table(" Select top 1 * from Users_ID where a=?"), "Users_ID");
+  EXPECT_EQ(table("select a from [odd name] as b"), "[odd name]");
+  EXPECT_EQ(table("select a,(select b from U) from T"), "T");
+  EXPECT_EQ(table("select a from (select a from T) b"), "");
+  EXPECT_EQ(table("select * from T,U"), "");
+  EXPECT_EQ(table("delete from T"), "");
+}
+
+TEST(TranslatedSql, RowsThatAreNotOneTablesTakeNoColumn) {
   for (std::string_view text :
        {"select distinct a from T", "select a from T group by a",
         "select a from T union select a from U", "select * from T as aa,U as bb where aa.a=bb.a",
         "select a from T inner join U on 1", "update T set a=1", "select 1", "",
         "insert into T select * from U"}) {
-    EXPECT_EQ(SelectWithColumn(text, "x"), std::nullopt) << text;
+    EXPECT_EQ(WithX(text), "no columns") << text;
+    EXPECT_EQ(TranslateSql(text, {}, kSqliteDialect).table, "") << text;
   }
 }
 

@@ -6,29 +6,30 @@
 
 #include "platform/sql/odbc/odbc_connection_text.h"
 #include "platform/sql/row_statements.h"
-#include "platform/sql/sql_dialect.h"
 #include "support/replace_all.h"
 #include "support/utf16.h"
 
 namespace vnq {
 namespace {
 
-// What a statement is prepared for, the first letter of its name in the cache.
-constexpr char kSelect = 's';
-constexpr char kWritten = 'w';
-constexpr char kOwn = 'o';  // of the driver's making: no dialect to translate
-
 std::string Unquoted(std::string_view name) {
   bool quoted = name.size() >= 2 && (name.front() == '[' || name.front() == '"');
   return std::string(quoted ? name.substr(1, name.size() - 2) : name);
 }
 
-TranslatedSql Translated(char use, std::string_view statement, std::span<const SqlValue> values,
+// What statements are kept under.
+std::string KeyOf(OdbcUse use, const OdbcValueKinds& kinds, std::string_view statement) {
+  std::string key(1, static_cast<char>('0' + static_cast<int>(use)));
+  for (OdbcValueKind kind : kinds) key += static_cast<char>('a' + static_cast<int>(kind));
+  return (key += ' ').append(statement);
+}
+
+TranslatedSql Translated(OdbcUse use, std::string_view statement, std::span<const SqlValue> values,
                          std::span<const std::string> exactColumns) {
-  if (use != kOwn) {
+  if (use != OdbcUse::kOwn) {
     return TranslateSql(statement, MarkersOf(values), kTransactSqlDialect, exactColumns);
   }
-  TranslatedSql own{std::string(statement), {}};
+  TranslatedSql own{std::string(statement), {}, {}, {}};
   for (size_t i = 0; i < values.size(); ++i) own.parameters.push_back(i);
   return own;
 }
@@ -48,35 +49,40 @@ OdbcConnection::~OdbcConnection() {
   if (connected_) SQLDisconnect(handle_.get());
 }
 
-bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& error) {
+bool OdbcConnection::MakeHandles() {
   environment_ = OdbcHandle::Make(SQL_HANDLE_ENV, nullptr);
-  if (environment_.ok()) {
-    SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, OdbcNumber(SQL_OV_ODBC3), 0);
-    handle_ = OdbcHandle::Make(SQL_HANDLE_DBC, environment_.get());
-  }
-  if (!handle_.ok()) {
-    error = {"", "the ODBC driver manager does not start"};
-    return false;
-  }
-  auto driver = FindOdbcDriver(environment_.get(), options.odbcDriver);
-  if (!driver) {
-    error = {"", fmt::format("platform.ini [database] driver: no ODBC driver \"{}\" is installed",
-                             options.odbcDriver)};
-    return false;
-  }
-  exactColumns_ = options.exactColumns;
+  if (!environment_.ok()) return false;
+  SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION, OdbcNumber(SQL_OV_ODBC3), 0);
+  handle_ = OdbcHandle::Make(SQL_HANDLE_DBC, environment_.get());
+  return handle_.ok();
+}
+
+void OdbcConnection::TakeTimeouts(const ServerDatabaseOptions& options, bool isFreeTds) {
   statementTimeoutS_ = std::max(1, options.statementTimeoutS);
   // When the time is over FreeTDS asks the server to stop, and waits as long again for the answer.
-  if (driver->isFreeTds) statementTimeoutS_ = (statementTimeoutS_ + 1) / 2;
-  int connectTimeoutS = std::max(1, options.connectTimeoutS);
+  if (isFreeTds) statementTimeoutS_ = (statementTimeoutS_ + 1) / 2;
+  const int connectTimeoutS = std::max(1, options.connectTimeoutS);
   SQLSetConnectAttrW(handle_.get(), SQL_ATTR_LOGIN_TIMEOUT, OdbcNumber(connectTimeoutS),
                      SQL_IS_UINTEGER);
-  auto connectionText = OdbcConnectionText(options, *driver);
-  if (!connectionText) {
-    error = {"", "DataBase.ini: FreeTDS cannot be told a value that holds \"};\""};
+}
+
+bool OdbcConnection::Connect(const ServerDatabaseOptions& options, OdbcError& error) {
+  error = {};
+  if (!MakeHandles()) {
+    error.text = "the ODBC driver manager does not start";
     return false;
   }
-  std::u16string text = Utf8ToUtf16(*connectionText);
+  const auto driver = FindOdbcDriver(environment_.get(), options.odbcDriver);
+  if (!driver) {
+    error.text = fmt::format("platform.ini [database] driver: no ODBC driver \"{}\" is installed",
+                             options.odbcDriver);
+    return false;
+  }
+  std::string connectionText;
+  if (!OdbcConnectionText(options, *driver, connectionText, error.text)) return false;
+  exactColumns_ = options.exactColumns;
+  TakeTimeouts(options, driver->isFreeTds);
+  std::u16string text = Utf8ToUtf16(connectionText);
   SQLRETURN code = SQLDriverConnectW(handle_.get(), nullptr, OdbcText(text),
                                      static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
                                      SQL_DRIVER_NOPROMPT);
@@ -104,13 +110,13 @@ std::unique_ptr<OdbcStatement> OdbcConnection::Prepare(std::string_view text,
                                                        std::span<const SqlValue> values,
                                                        std::vector<size_t> order,
                                                        OdbcError& error) {
-  return OdbcStatement::Prepare(handle_.get(), parameters_, text, OdbcParameters::Kinds(values),
-                                std::move(order), statementTimeoutS_, error);
+  return OdbcStatement::Prepare(handle_.get(), parameters_, text, KindsOf(values), std::move(order),
+                                statementTimeoutS_, error);
 }
 
-OdbcConnection::Prepared* OdbcConnection::Find(char use, std::string_view statement,
+OdbcConnection::Prepared* OdbcConnection::Find(OdbcUse use, std::string_view statement,
                                                std::span<const SqlValue> values, OdbcError& error) {
-  std::string name = fmt::format("{}{} {}", use, OdbcParameters::Kinds(values), statement);
+  std::string name = KeyOf(use, KindsOf(values), statement);
   Prepared* known = statements_.Find(name);
   if (known && !known->failed) return known;
   Prepared made;
@@ -123,7 +129,7 @@ OdbcConnection::Prepared* OdbcConnection::Find(char use, std::string_view statem
   return &unkept_;
 }
 
-bool OdbcConnection::Make(char use, std::string_view statement, std::span<const SqlValue> values,
+bool OdbcConnection::Make(OdbcUse use, std::string_view statement, std::span<const SqlValue> values,
                           Prepared& made, OdbcError& error) {
   TranslatedSql translated = Translated(use, statement, values, exactColumns_);
   size_t wanted = 0;
@@ -133,7 +139,7 @@ bool OdbcConnection::Make(char use, std::string_view statement, std::span<const 
     return false;
   }
   std::string text = translated.text;
-  if (use == kSelect && !Identify(statement, text, made, error)) return false;
+  if (use == OdbcUse::kRows && !Identify(translated, text, made, error)) return false;
   if (made.keyColumns > 0) made.plain = translated;
   made.statement = Prepare(text, values, std::move(translated.parameters), error);
   return made.statement != nullptr;
@@ -141,19 +147,20 @@ bool OdbcConnection::Make(char use, std::string_view statement, std::span<const 
 
 // Finds the one table of a select and adds its key to the select's text. What is no table leaves
 // the rows for reading only, or has the select itself fail.
-bool OdbcConnection::Identify(std::string_view statement, std::string& text, Prepared& made,
+bool OdbcConnection::Identify(const TranslatedSql& select, std::string& text, Prepared& made,
                               OdbcError& error) {
-  std::string table = Unquoted(SingleTable(statement));
+  std::string table = Unquoted(select.table);
   if (table.empty()) return true;
   const OdbcTable* known = Table(table, error);
   if (!known) return error.IsUnknownTable();
   made.table = std::move(table);
+  made.keyColumns = known->key.size();
+  if (known->key.empty()) return true;
+  std::string key;
   for (const std::string& column : known->key) {
-    auto longer = SelectWithColumn(text, BracketedName(column));
-    if (!longer) return true;
-    text = std::move(*longer);
-    ++made.keyColumns;
+    key += (key.empty() ? "" : ",") + BracketedName(column);
   }
+  text = select.WithColumns(key);
   return true;
 }
 
@@ -232,7 +239,7 @@ bool OdbcConnection::MatchTable(Prepared& prepared, OdbcError& error) {
 
 bool OdbcConnection::Query(std::string_view statement, std::span<const SqlValue> values,
                            SqlRows& rows, OdbcError& error) {
-  Prepared* prepared = Find(kSelect, statement, values, error);
+  Prepared* prepared = Find(OdbcUse::kRows, statement, values, error);
   if (!prepared || !RunSelect(*prepared, values, error)) return false;
   SqlRows read;
   if (!ReadRows(*prepared, read, error)) return false;
@@ -248,13 +255,13 @@ bool OdbcConnection::Query(std::string_view statement, std::span<const SqlValue>
 
 bool OdbcConnection::Execute(std::string_view statement, std::span<const SqlValue> values,
                              OdbcError& error) {
-  Prepared* prepared = Find(kWritten, statement, values, error);
+  Prepared* prepared = Find(OdbcUse::kCommand, statement, values, error);
   return prepared && RunPrepared(*prepared, values, error) && prepared->statement->Finish(error);
 }
 
 bool OdbcConnection::Change(std::string_view statement, std::span<const SqlValue> values,
                             SQLLEN& changed, OdbcError& error) {
-  Prepared* prepared = Find(kOwn, statement, values, error);
+  Prepared* prepared = Find(OdbcUse::kOwn, statement, values, error);
   if (!prepared || !RunPrepared(*prepared, values, error)) return false;
   changed = prepared->statement->RowCount();
   return prepared->statement->Finish(error);

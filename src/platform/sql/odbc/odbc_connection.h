@@ -16,6 +16,13 @@
 
 namespace vnq {
 
+/// What becomes of a statement's text.
+enum class OdbcUse {
+  kRows,     ///< translated; rows of one table get their key as further columns
+  kCommand,  ///< translated
+  kOwn,      ///< the driver's own: in the engine's dialect already
+};
+
 class OdbcConnection {
  public:
   /// Connects as the options say. Null on failure, with the reason in `error`.
@@ -60,13 +67,15 @@ class OdbcConnection {
   };
 
   OdbcConnection() = default;
+  bool MakeHandles();
+  void TakeTimeouts(const ServerDatabaseOptions& options, bool isFreeTds);
   bool Connect(const ServerDatabaseOptions& options, OdbcError& error);
-  Prepared* Find(char use, std::string_view statement, std::span<const SqlValue> values,
+  Prepared* Find(OdbcUse use, std::string_view statement, std::span<const SqlValue> values,
                  OdbcError& error);
   bool RunPrepared(Prepared& prepared, std::span<const SqlValue> values, OdbcError& error);
-  bool Make(char use, std::string_view statement, std::span<const SqlValue> values, Prepared& made,
-            OdbcError& error);
-  bool Identify(std::string_view statement, std::string& text, Prepared& made, OdbcError& error);
+  bool Make(OdbcUse use, std::string_view statement, std::span<const SqlValue> values,
+            Prepared& made, OdbcError& error);
+  bool Identify(const TranslatedSql& select, std::string& text, Prepared& made, OdbcError& error);
   bool RunSelect(Prepared& prepared, std::span<const SqlValue> values, OdbcError& error);
   bool Describe(Prepared& prepared, const std::vector<OdbcColumn>& all);
   bool MatchTable(Prepared& prepared, OdbcError& error);

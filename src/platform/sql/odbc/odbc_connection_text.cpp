@@ -8,6 +8,7 @@
 #include <array>
 #include <utility>
 
+#include "support/ascii_case.h"
 #include "support/replace_all.h"
 
 namespace vnq {
@@ -15,16 +16,9 @@ namespace {
 
 constexpr std::string_view kUsualPort = "1433";
 
-bool ContainsIgnoringCase(std::string_view text, std::string_view what) {
-  auto same = [](char a, char b) {
-    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-    return lower(a) == lower(b);
-  };
-  return std::search(text.begin(), text.end(), what.begin(), what.end(), same) != text.end();
-}
-
 bool NamesFreeTds(std::string_view text) {
-  return ContainsIgnoringCase(text, "tdsodbc") || ContainsIgnoringCase(text, "freetds");
+  const std::string lower = AsciiLower(text);
+  return lower.find("tdsodbc") != lower.npos || lower.find("freetds") != lower.npos;
 }
 
 // The attributes are texts with a NUL behind each and one more at the end.
@@ -47,27 +41,29 @@ std::string Value(std::string_view value, bool isFreeTds) {
 
 }  // namespace
 
-std::optional<std::string> OdbcConnectionText(const ServerDatabaseOptions& options,
-                                              const OdbcDriverInfo& driver) {
+bool OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver,
+                        std::string& text, std::string& error) {
   std::string port = options.port.empty() ? std::string(kUsualPort) : options.port;
   const std::array values = {&options.host, &std::as_const(port), &options.database, &options.user,
                              &options.password};
-  for (const std::string* text : values) {
-    if (driver.isFreeTds && text->find("};") != std::string::npos) return std::nullopt;
+  for (const std::string* each : values) {
+    if (!driver.isFreeTds || each->find("};") == std::string::npos) continue;
+    error = "DataBase.ini: FreeTDS cannot be told a value that holds \"};\"";
+    return false;
   }
-  auto value = [&](const std::string& text) { return Value(text, driver.isFreeTds); };
-  std::string text = "DRIVER={" + driver.name + "};SERVER=";
+  auto value = [&](const std::string& each) { return Value(each, driver.isFreeTds); };
+  text = "DRIVER={" + driver.name + "};SERVER=";
   text += driver.isFreeTds ? value(options.host) + ";PORT=" + value(port)
                            : value("tcp:" + options.host + "," + port);
   text += ";DATABASE=" + value(options.database);
   text += ";UID=" + value(options.user) + ";PWD=" + value(options.password);
   if (driver.isFreeTds) {
     text += ";TDS_Version=7.4;ClientCharset=UTF-8";
-  } else if (ContainsIgnoringCase(driver.name, "sql server")) {
+  } else if (AsciiLower(driver.name).find("sql server") != std::string::npos) {
     // Servers in a company's own network have certificates that they signed themselves.
     text += ";TrustServerCertificate=yes";
   }
-  return text;
+  return true;
 }
 
 std::optional<OdbcDriverInfo> FindOdbcDriver(void* environment, std::string_view name) {
@@ -82,7 +78,7 @@ std::optional<OdbcDriverInfo> FindOdbcDriver(void* environment, std::string_view
                                 sizeof attributes, &attributesLength);
     if (code != SQL_SUCCESS && code != SQL_SUCCESS_WITH_INFO) return std::nullopt;
     std::string text(reinterpret_cast<const char*>(found));
-    if (strcasecmp(text.c_str(), std::string(name).c_str()) != 0) continue;
+    if (!SameButForCase(text, name)) continue;
     bool freeTds = NamesFreeTds(text) || NamesFreeTds(AllAttributes(attributes, sizeof attributes));
     return OdbcDriverInfo{std::move(text), freeTds};
   }

@@ -15,10 +15,10 @@ struct OdbcDriverInfo {
   bool isFreeTds = false;  ///< else it is taken for the maker's own
 };
 
-/// The connection text for a SQL Server database. Holds the password: not for a log. Nothing when a
-/// value has characters that the driver has no way to be told.
-std::optional<std::string> OdbcConnectionText(const ServerDatabaseOptions& options,
-                                              const OdbcDriverInfo& driver);
+/// The connection text for a SQL Server database. Holds the password: not for a log. False, with
+/// the reason in `error`, when a value has characters that the driver has no way to be told.
+bool OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver,
+                        std::string& text, std::string& error);
 
 /// The installed driver of that name, without regard to ASCII case; the path of a driver's library
 /// is taken as it stands. `environment` is the ODBC environment's handle.

@@ -1,7 +1,6 @@
 #include "platform/sql/odbc/odbc_statement.h"
 
-#include <algorithm>
-#include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "support/utf16.h"
@@ -9,28 +8,7 @@
 namespace vnq {
 namespace {
 
-constexpr char kNullKind = 'n';
-constexpr char kIntegerKind = 'i';
-constexpr char kBigIntegerKind = 'I';
-constexpr char kTextKind = 't';
-constexpr char kLongTextKind = 'T';
-
 constexpr size_t kPieceUnits = 4096;  // of a text that is read
-
-char KindOf(const SqlValue& value) {
-  switch (value.kind) {
-    case SqlValue::Kind::kNull:
-      return kNullKind;
-    case SqlValue::Kind::kInteger:
-      return value.integer == static_cast<int32_t>(value.integer) ? kIntegerKind : kBigIntegerKind;
-    case SqlValue::Kind::kText:
-      break;
-  }
-  // No text has more 16-bit units than bytes.
-  bool isShort = value.text.size() <= OdbcParameters::kLongestBounded ||
-                 Utf16Length(value.text) <= OdbcParameters::kLongestBounded;
-  return isShort ? kTextKind : kLongTextKind;
-}
 
 OdbcColumn::Kind KindOfType(SQLSMALLINT type) {
   switch (type) {
@@ -60,143 +38,11 @@ size_t MaxLength(SQLSMALLINT type, SQLULEN size) {
   return bounded && size <= kLongestBound ? static_cast<size_t>(size) : 0;
 }
 
-std::string FromUnits(const SQLWCHAR* units, SQLSMALLINT count, size_t capacity) {
-  size_t length = std::min(count < 0 ? 0 : static_cast<size_t>(count), capacity - 1);
-  return Utf16ToUtf8({reinterpret_cast<const char16_t*>(units), length});
-}
-
 }  // namespace
-
-// --- OdbcHandle ---
-
-OdbcHandle::OdbcHandle(OdbcHandle&& other) noexcept
-    : type_(other.type_), handle_(std::exchange(other.handle_, nullptr)) {}
-
-OdbcHandle& OdbcHandle::operator=(OdbcHandle&& other) noexcept {
-  if (this == &other) return *this;
-  Free();
-  type_ = other.type_;
-  handle_ = std::exchange(other.handle_, nullptr);
-  return *this;
-}
-
-OdbcHandle OdbcHandle::Make(SQLSMALLINT type, SQLHANDLE parent) {
-  OdbcHandle made;
-  made.type_ = type;
-  if (!OdbcSucceeded(SQLAllocHandle(type, parent, &made.handle_))) made.handle_ = nullptr;
-  return made;
-}
-
-void OdbcHandle::Free() {
-  if (ok()) SQLFreeHandle(type_, handle_);
-  handle_ = nullptr;
-}
-
-// --- OdbcError ---
-
-std::string OdbcError::Describe() const {
-  return state.empty() ? text : state + " " + text;
-}
-
-// By SQL Server's number of the error.
-SqlTrouble TroubleOf(SQLINTEGER number) {
-  switch (number) {
-    case 1101:  // a filegroup has no room
-    case 1105:
-    case 9002:  // the transaction log has none
-      return SqlTrouble::kFull;
-    case 1222:  // a lock was waited for in vain
-      return SqlTrouble::kLocked;
-    case 3906:
-      return SqlTrouble::kReadOnly;
-    case 823:
-    case 824:
-      return SqlTrouble::kWriteFailed;
-    default:
-      return SqlTrouble::kNone;
-  }
-}
-
-OdbcError ReadOdbcError(const OdbcHandle& handle) {
-  OdbcError error;
-  SQLWCHAR state[6] = {};
-  SQLWCHAR text[1024] = {};
-  for (SQLSMALLINT record = 1; record <= 4; ++record) {
-    SQLINTEGER native = 0;
-    SQLSMALLINT length = 0;
-    SQLRETURN code = SQLGetDiagRecW(handle.type(), handle.get(), record, state, &native, text,
-                                    static_cast<SQLSMALLINT>(std::size(text)), &length);
-    if (!OdbcSucceeded(code)) break;
-    OdbcError found{FromUnits(state, 5, std::size(state)), FromUnits(text, length, std::size(text)),
-                    TroubleOf(native)};
-    // The gravest reason is the one that counts.
-    if (error.state.empty() || (found.IsLost() && !error.IsLost())) error.state = found.state;
-    if (error.trouble == SqlTrouble::kNone) error.trouble = found.trouble;
-    if (!error.text.empty()) error.text += "; ";
-    error.text += found.text + " (" + std::to_string(native) + ")";
-  }
-  if (error.text.empty()) error.text = "the ODBC driver gives no reason";
-  return error;
-}
-
-// --- OdbcParameters ---
-
-std::string OdbcParameters::Kinds(std::span<const SqlValue> values) {
-  std::string kinds;
-  for (const SqlValue& value : values) kinds += KindOf(value);
-  return kinds;
-}
-
-OdbcParameters::Place& OdbcParameters::PlaceOf(size_t index) {
-  while (places_.size() <= index) places_.emplace_back();
-  return places_[index];
-}
-
-bool OdbcParameters::Bind(SQLHSTMT statement, size_t number, size_t index, char kind) {
-  Place& place = PlaceOf(index);
-  auto bind = [&](SQLSMALLINT valueType, SQLSMALLINT type, SQLULEN size, void* at, SQLLEN bytes) {
-    return OdbcSucceeded(SQLBindParameter(statement, static_cast<SQLUSMALLINT>(number),
-                                          SQL_PARAM_INPUT, valueType, type, size, 0, at, bytes,
-                                          &place.length));
-  };
-  switch (kind) {
-    case kIntegerKind:
-      return bind(SQL_C_SBIGINT, SQL_INTEGER, 0, &place.integer, 0);
-    case kBigIntegerKind:
-      return bind(SQL_C_SBIGINT, SQL_BIGINT, 0, &place.integer, 0);
-    case kLongTextKind: {
-      auto bytes = static_cast<SQLLEN>(place.longText.size() * sizeof(char16_t));
-      return bind(SQL_C_WCHAR, SQL_WLONGVARCHAR, place.longText.size(), place.longText.data(),
-                  bytes);
-    }
-    default:
-      return bind(SQL_C_WCHAR, SQL_WVARCHAR, kLongestBounded, place.text.data(), sizeof place.text);
-  }
-}
-
-void OdbcParameters::Put(size_t index, const SqlValue& value) {
-  Place& place = PlaceOf(index);
-  if (value.kind == SqlValue::Kind::kNull) {
-    place.length = SQL_NULL_DATA;
-  } else if (value.kind == SqlValue::Kind::kInteger) {
-    place.integer = value.integer;
-    place.length = sizeof place.integer;
-  } else {
-    std::u16string units = Utf8ToUtf16(value.text);
-    place.length = static_cast<SQLLEN>(units.size() * sizeof(char16_t));
-    if (units.size() > kLongestBounded) {
-      place.longText = std::move(units);
-    } else {
-      std::copy(units.begin(), units.end(), place.text.begin());
-    }
-  }
-}
-
-// --- OdbcStatement ---
 
 std::unique_ptr<OdbcStatement> OdbcStatement::Prepare(SQLHDBC connection,
                                                       OdbcParameters& parameters,
-                                                      std::string_view text, std::string kinds,
+                                                      std::string_view text, OdbcValueKinds kinds,
                                                       std::vector<size_t> order, int timeoutS,
                                                       OdbcError& error) {
   OdbcHandle handle = OdbcHandle::Make(SQL_HANDLE_STMT, connection);
@@ -222,8 +68,8 @@ std::unique_ptr<OdbcStatement> OdbcStatement::Prepare(SQLHDBC connection,
 
 bool OdbcStatement::BindAll(bool longTextsOnly) {
   for (size_t i = 0; i < order_.size(); ++i) {
-    char kind = kinds_[order_[i]];
-    if ((kind == kLongTextKind) != longTextsOnly) continue;
+    const OdbcValueKind kind = kinds_[order_[i]];
+    if ((kind == OdbcValueKind::kLongText) != longTextsOnly) continue;
     if (!parameters_.Bind(handle(), i + 1, order_[i], kind)) return false;
   }
   return true;
@@ -285,7 +131,7 @@ OdbcColumn OdbcStatement::ColumnAt(SQLUSMALLINT number) {
                   &size, &digits, &nullable);
   OdbcColumn column;
   column.kind = KindOfType(type);
-  column.column.name = FromUnits(name, length, std::size(name));
+  column.column.name = OdbcUtf8(name, length, std::size(name));
   column.column.type =
       column.kind == OdbcColumn::Kind::kInteger ? SqlColumnType::kInteger : SqlColumnType::kText;
   column.column.maxLength = MaxLength(type, size);

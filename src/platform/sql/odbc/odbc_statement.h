@@ -1,98 +1,17 @@
-// Private to platform: ODBC's handles and errors, and one statement with its parameters and rows.
+// Private to platform: one ODBC statement, with the reading of its rows.
 #pragma once
 
-#include <sql.h>
-#include <sqlext.h>
-
-#include <array>
-#include <cstdint>
-#include <deque>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/sql/odbc/odbc_handle.h"
+#include "platform/sql/odbc/odbc_parameters.h"
 #include "platform/sql/sql_driver.h"
 
 namespace vnq {
-
-/// An ODBC handle and the duty to free it.
-class OdbcHandle {
- public:
-  OdbcHandle() = default;
-  OdbcHandle(OdbcHandle&& other) noexcept;
-  OdbcHandle& operator=(OdbcHandle&& other) noexcept;
-  ~OdbcHandle() { Free(); }
-
-  /// A handle that is not ok() when the driver manager gives none.
-  static OdbcHandle Make(SQLSMALLINT type, SQLHANDLE parent);
-
-  SQLHANDLE get() const { return handle_; }
-  SQLSMALLINT type() const { return type_; }
-  bool ok() const { return handle_ != nullptr; }
-
- private:
-  void Free();
-
-  SQLSMALLINT type_ = 0;
-  SQLHANDLE handle_ = nullptr;
-};
-
-/// Why a call failed.
-struct OdbcError {
-  std::string state;  ///< SQLSTATE; empty for what the driver manager was not asked
-  std::string text;   ///< the driver's own words, all records of them
-  SqlTrouble trouble = SqlTrouble::kNone;
-
-  bool IsTimeOut() const { return state.starts_with("HYT"); }
-  /// True when the connection cannot be trusted any more.
-  bool IsLost() const { return IsTimeOut() || state.starts_with("08"); }
-
-  bool IsUnknownTable() const { return state == "42S02"; }
-
-  /// SQLSTATE and text, for the log.
-  std::string Describe() const;
-};
-
-/// What the driver says of the last call on the handle.
-OdbcError ReadOdbcError(const OdbcHandle& handle);
-
-/// True for a call that did what it was to do.
-inline bool OdbcSucceeded(SQLRETURN code) {
-  return code == SQL_SUCCESS || code == SQL_SUCCESS_WITH_INFO;
-}
-
-/// Places where statements find their parameters. A statement is bound to them once and then only
-/// their contents change: a new binding would have the server prepare it again. As one statement
-/// runs at a time, all of a connection share them.
-class OdbcParameters {
- public:
-  /// The longest text that is bound as one of bounded length, in 16-bit units.
-  static constexpr size_t kLongestBounded = 4000;
-
-  /// What decides how values are bound, a letter each: statements are prepared for one such text.
-  static std::string Kinds(std::span<const SqlValue> values);
-
-  /// Binds marker `number` (from 1) to the place of parameter `index`. A long text is bound by
-  /// Put only.
-  bool Bind(SQLHSTMT statement, size_t number, size_t index, char kind);
-
-  /// Puts the value in its place.
-  void Put(size_t index, const SqlValue& value);
-
- private:
-  struct Place {
-    SQLLEN length = 0;
-    int64_t integer = 0;
-    std::array<char16_t, kLongestBounded> text;
-    std::u16string longText;
-  };
-
-  Place& PlaceOf(size_t index);
-
-  std::deque<Place> places_;  // a place does not move
-};
 
 /// What a column of a result or of a table is to the driver.
 struct OdbcColumn {
@@ -106,7 +25,7 @@ class OdbcStatement {
   /// Prepares `text` for values of the given kinds; order[i] is the parameter of marker i. A
   /// statement without markers is not prepared: only so may it begin or end a transaction.
   static std::unique_ptr<OdbcStatement> Prepare(SQLHDBC connection, OdbcParameters& parameters,
-                                                std::string_view text, std::string kinds,
+                                                std::string_view text, OdbcValueKinds kinds,
                                                 std::vector<size_t> order, int timeoutS,
                                                 OdbcError& error);
 
@@ -153,19 +72,9 @@ class OdbcStatement {
 
   OdbcHandle handle_;
   OdbcParameters& parameters_;
-  std::string kinds_;
+  OdbcValueKinds kinds_;
   std::vector<size_t> order_;
   std::u16string direct_;  // what to run when it is not prepared
 };
-
-/// A number as the driver manager's functions for attributes take it.
-inline SQLPOINTER OdbcNumber(intptr_t value) {
-  return reinterpret_cast<SQLPOINTER>(value);  // NOLINT(performance-no-int-to-ptr): no other way
-}
-
-/// For the driver manager's functions that take 16-bit text.
-inline SQLWCHAR* OdbcText(const std::u16string& text) {
-  return reinterpret_cast<SQLWCHAR*>(const_cast<char16_t*>(text.data()));
-}
 
 }  // namespace vnq

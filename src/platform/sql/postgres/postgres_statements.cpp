@@ -1,10 +1,9 @@
 #include "platform/sql/postgres/postgres_statements.h"
 
 #include <libpq-fe.h>
-#include <strings.h>
 
 #include "platform/sql/row_statements.h"
-#include "platform/sql/sql_dialect.h"
+#include "support/ascii_case.h"
 
 namespace vnq {
 namespace {
@@ -18,8 +17,8 @@ constexpr std::string_view kUnknownStatement = "26000";
 constexpr std::string_view kBeginImmediate = "begin immediate";
 constexpr size_t kDroppedTogether = 32;
 
-// libpq takes a description of a statement's values for garbage, and drops the session, above 30,000
-// bytes: 6 and 4 for each value.
+// libpq takes a description of a statement's values for garbage, and drops the session, above
+// 30,000 bytes: 6 and 4 for each value.
 constexpr size_t kMostDescribedValues = (30'000 - 6) / 4;
 
 constexpr const char* kTableReader = "vnq_table";
@@ -98,21 +97,14 @@ PostgresReply Refusal(std::string message) {
   return reply;
 }
 
-// The text as the server takes it; a refusal when its markers do not go with the values.
+// The statement as the server takes it; a refusal when its markers do not go with the values.
 PostgresReply Translate(std::string_view written, std::span<const SqlMarker> markers,
-                        std::span<const std::string> exactColumns, std::string& text) {
+                        std::span<const std::string> exactColumns, TranslatedSql& translated) {
   // What SQLite calls a transaction that means to write is the usual one here.
-  if (written.size() == kBeginImmediate.size() &&
-      strncasecmp(written.data(), kBeginImmediate.data(), written.size()) == 0) {
-    text = "begin";
-    return {};
-  }
-  TranslatedSql translated = TranslateSql(written, markers, kPostgresDialect, exactColumns);
-  if (translated.parameters.size() != markers.size()) {
-    return Refusal("another number of markers than of values");
-  }
-  text = StorableText(translated.text);
-  return {};
+  if (SameButForCase(written, kBeginImmediate)) written = "begin";
+  translated = TranslateSql(StorableText(written), markers, kPostgresDialect, exactColumns);
+  if (translated.parameters.size() == markers.size()) return {};
+  return Refusal("another number of markers than of values");
 }
 
 }  // namespace
@@ -128,7 +120,7 @@ PostgresReply PostgresStatements::Prepare(std::string_view written,
     statement = known;
     return {};
   }
-  std::string text(written);
+  TranslatedSql text{std::string(written), {}, {}, {}};
   PostgresReply reply =
       use == Use::kOwn ? PostgresReply{} : Translate(written, markers, exactColumns_, text);
   if (reply.done()) reply = DropUnused(deadline);
@@ -152,21 +144,21 @@ PostgresReply PostgresStatements::Prepare(std::string_view written,
   return reply;
 }
 
-PostgresReply PostgresStatements::Make(const std::string& text, Use use,
+PostgresReply PostgresStatements::Make(const TranslatedSql& text, Use use,
                                        const PostgresDeadline& deadline, PostgresStatement& made) {
-  if (use == Use::kRows && SelectWithColumn(text, "x")) {
+  if (use == Use::kRows && text.columnsEnd) {
     PostgresReply reply = MakeIdentified(text, deadline, made);
     if (!reply.done() || made.table) return reply;
   }
-  return connection_.Prepare(made.name, text, deadline);
+  return connection_.Prepare(made.name, text.text, deadline);
 }
 
 // Prepares the select with the identity of its rows. Where it is done and the table is still
 // unknown, the rows are for reading only and nothing is prepared.
-PostgresReply PostgresStatements::MakeIdentified(const std::string& text,
+PostgresReply PostgresStatements::MakeIdentified(const TranslatedSql& text,
                                                  const PostgresDeadline& deadline,
                                                  PostgresStatement& made) {
-  PostgresReply reply = connection_.Prepare("", text, deadline);
+  PostgresReply reply = connection_.Prepare("", text.text, deadline);
   if (reply.done()) reply = connection_.Describe("", deadline);
   if (!reply.done()) return reply;
   unsigned number = CommonPostgresTable(reply.result.get());
@@ -187,12 +179,11 @@ PostgresReply PostgresStatements::MakeIdentified(const std::string& text,
   return connection_.Run(std::string(undo) + "release savepoint vnq_statement", deadline);
 }
 
-PostgresReply PostgresStatements::TryIdentified(const std::string& text, const PostgresTable& table,
+PostgresReply PostgresStatements::TryIdentified(const TranslatedSql& text,
+                                                const PostgresTable& table,
                                                 const PostgresDeadline& deadline,
                                                 const std::string& name) {
-  auto longer = SelectWithColumn(text, IdentityList(table));
-  if (!longer) return Refusal("no select of one table");
-  PostgresReply reply = connection_.Prepare(name, *longer, deadline);
+  PostgresReply reply = connection_.Prepare(name, text.WithColumns(IdentityList(table)), deadline);
   if (reply.done()) reply = connection_.Describe(name, deadline);
   if (!reply.done() || CommonPostgresTable(reply.result.get()) == table.number) return reply;
   if (!name.empty()) unused_.push_back(name);

@@ -11,6 +11,7 @@
 
 #include "platform/sql/postgres/postgres_connection.h"
 #include "platform/sql/recent_cache.h"
+#include "platform/sql/sql_dialect.h"
 
 namespace vnq {
 
@@ -51,11 +52,11 @@ class PostgresStatements {
       4096;  ///< bytes; a longer text is prepared anew at each use
 
  private:
-  PostgresReply Make(const std::string& text, Use use, const PostgresDeadline& deadline,
+  PostgresReply Make(const TranslatedSql& text, Use use, const PostgresDeadline& deadline,
                      PostgresStatement& made);
-  PostgresReply MakeIdentified(const std::string& text, const PostgresDeadline& deadline,
+  PostgresReply MakeIdentified(const TranslatedSql& text, const PostgresDeadline& deadline,
                                PostgresStatement& made);
-  PostgresReply TryIdentified(const std::string& text, const PostgresTable& table,
+  PostgresReply TryIdentified(const TranslatedSql& text, const PostgresTable& table,
                               const PostgresDeadline& deadline, const std::string& name);
   PostgresReply ReadTable(unsigned number, const PostgresDeadline& deadline,
                           std::shared_ptr<const PostgresTable>& table);

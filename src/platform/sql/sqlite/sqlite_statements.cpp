@@ -1,7 +1,6 @@
-#include <strings.h>
-
 #include "platform/sql/sql_dialect.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
+#include "support/ascii_case.h"
 
 namespace vnq {
 namespace {
@@ -10,8 +9,8 @@ namespace {
 constexpr std::string_view kRowId = "_rowid_";
 
 SqlColumnType TypeOf(const char* declared) {
-  bool integer =
-      declared && (strcasecmp(declared, "integer") == 0 || strcasecmp(declared, "int") == 0);
+  const bool integer =
+      declared && (SameButForCase(declared, "integer") || SameButForCase(declared, "int"));
   return integer ? SqlColumnType::kInteger : SqlColumnType::kText;
 }
 
@@ -81,8 +80,8 @@ SqliteStatement* SqliteStatementCache::Prepare(std::string_view written, std::st
 
 bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& statement,
                                 std::string& refusal) {
-  std::string text = TranslateSql(written, {}, kSqliteDialect).text;
-  statement.handle.reset(PrepareOne(database_, text, refusal));
+  const TranslatedSql translated = TranslateSql(written, {}, kSqliteDialect);
+  statement.handle.reset(PrepareOne(database_, translated.text, refusal));
   if (!statement.handle) return false;
   statement.written = written;
 
@@ -91,10 +90,10 @@ bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& state
   bool identified = false;
   sqlite3_stmt* plain = statement.handle.get();
   if (!CommonTable(plain, sqlite3_column_count(plain)).empty()) {
-    if (auto longer = SelectWithColumn(text, kRowId)) {
+    if (translated.columnsEnd) {
       std::string ignored;
       SqliteStatement withRowId;
-      withRowId.handle.reset(PrepareOne(database_, *longer, ignored));
+      withRowId.handle.reset(PrepareOne(database_, translated.WithColumns(kRowId), ignored));
       sqlite3_stmt* handle = withRowId.handle.get();
       identified = handle && !CommonTable(handle, sqlite3_column_count(handle)).empty();
       if (identified) statement.handle = std::move(withRowId.handle);
