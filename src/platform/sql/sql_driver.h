@@ -93,8 +93,8 @@ class SqlDriver {
   virtual bool DeleteRow(const SqlRows& rows, size_t row) = 0;
 
   /// Commits what the statements since the last call have written, where the driver lets them share
-  /// a transaction. False: the commit was refused, and TakeUndone() tells what that cost. Cheap when
-  /// nothing is open.
+  /// a transaction. False: the commit was refused, and TakeUndone() tells what that cost. Cheap
+  /// when nothing is open.
   virtual bool EndTurn() { return true; }
 
   /// Statements that were reported as done and have been undone since, with the transaction that

@@ -61,8 +61,8 @@ class ChatSession {
 
   void OnRecord(std::string_view record, int64_t nowMs);
 
-  /// Records from the store, which came while there was no session. Those that were shown before are
-  /// not shown again.
+  /// Records from the store, which came while there was no session. Those that were shown before
+  /// are not shown again.
   void ShowMissed(const std::vector<std::string>& records, int64_t nowMs);
 
   /// The server has closed the connection, or it broke.

@@ -10,8 +10,8 @@
 
 namespace vnq {
 
-/// Marks the entries as read by one device of the user, in one transaction: all or none. Of an entry
-/// `kind`, `Msg_ID`, `to` and `isOwn` are asked.
+/// Marks the entries as read by one device of the user, in one transaction: all or none. Of an
+/// entry `kind`, `Msg_ID`, `to` and `isOwn` are asked.
 ///
 /// A group has one mark for all its messages: it rises as far as every message below it is among
 /// the entries or was read before, and never falls. So what was left out stays unread.

@@ -1,5 +1,5 @@
-// Strings of JSON: written for any reader, and read strictly, since what is damaged must not pass for
-// text.
+// Strings of JSON: written for any reader, and read strictly, since what is damaged must not pass
+// for text.
 #pragma once
 
 #include <string>
