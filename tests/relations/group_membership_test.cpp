@@ -66,18 +66,22 @@ class LongMemberLists : public PartiesTest {
     session("1").SendQuietly(command);
     session("ben").SendQuietly(".+y|#");
     server.InHandler([&](Host& host) {
-      while (!answered && server.Value(kCounted) == "0") {
+      while (!answered && !IsCounted(host)) {
         host.loop.Yield();
-        answered = !session("ben").ReceiveNow().empty() && server.Value(kCounted) == "0";
+        answered = !session("ben").ReceiveNow().empty() && !IsCounted(host);
       }
     });
     server.Pump();
-    EXPECT_EQ(server.Value(kCounted), "1") << command;
+    EXPECT_EQ(server.Value("select Clot_FormVesr from UpDateForm where id=1"), "1") << command;
     Hear();
     return answered;
   }
 
-  static constexpr const char* kCounted = "select Clot_FormVesr from UpDateForm where id=1";
+  // As the server's own connection sees it, whatever is committed.
+  static bool IsCounted(Host& host) {
+    return Is(host.database.ReadValue(Sql("select Clot_FormVesr from UpDateForm where id=1")), "1");
+  }
+
   std::string list_;
 };
 
