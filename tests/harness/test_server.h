@@ -13,14 +13,12 @@
 #include <vector>
 
 #include "server/index_form.h"
+#include "tests/harness/lines.h"
 #include "tests/harness/test_database.h"
 
 namespace vnq {
 
 class TestServer;
-
-/// Rows, records, lines: what a test compares as a whole.
-using Lines = std::vector<std::string>;
 
 /// One connection to the server, kept by the test. Not connected to anything when the server did
 /// not accept.
