@@ -10,13 +10,16 @@ usage: ./test.sh [--full] [--help]
   (nothing)  what every change must pass: formatting, layers, a release build with
              warnings as errors, all tests, those from end to end also on a PostgreSQL
              and through FreeTDS, all tests again under the address and
-             undefined-behaviour sanitizers, clang-tidy on what changed
+             undefined-behaviour sanitizers, clang-tidy on what changed, and whether
+             the package lists hold all that was used
   --full     what a release must pass: also a debug build, clang-tidy on everything,
-             tests that take long, the visitor page in a headless browser, and a minute
-             of libFuzzer on each fuzz target
+             tests that take long, the visitor page in a headless browser, a minute
+             of libFuzzer on each fuzz target, and, as root, ./run.sh and ./test.sh in
+             a Debian where nothing is installed
 
-The database servers are started for the run, on loopback addresses. Logs are in build/logs. The exit code is 0 when something ran and nothing failed.
-As root, or with sudo, missing Debian packages are installed first.
+The database servers are started for the run, on loopback addresses. Logs are in
+build/logs. The exit code is 0 when something ran and nothing failed. As root, or with
+sudo, missing Debian packages are installed first.
 END
 }
 
@@ -36,10 +39,11 @@ for argument in "$@"; do
 done
 
 source scripts/steps.sh
+source scripts/building.sh
 tidy_seconds=${VNQ_TIDY_SECONDS:-240}
 fuzz_seconds=${VNQ_FUZZ_SECONDS:-60}
 test_options=(-LE '^long$')
-package_list=test
+package_list="test"
 if [[ $full == yes ]]; then
   test_options=()
   package_list=full
@@ -59,6 +63,15 @@ Build() {
   shift
   cmake -S . -B "$folder" -G Ninja -DVNQ_BUILD_TESTS=ON -DVNQ_WARNINGS_AS_ERRORS=ON "$@" &&
     cmake --build "$folder"
+}
+
+# BuildStep <name> <command...>: a step that compiles, while no other run does.
+BuildStep() {
+  local ended=0
+  HoldLock build/.lock builds
+  Step "$@" || ended=1
+  LetLockGo
+  return $ended
 }
 
 BuildFuzzers() {
@@ -81,8 +94,10 @@ export UBSAN_OPTIONS=print_stacktrace=1
 
 # Everything runs beside the database servers that the tests need.
 if [[ -z "${VNQ_TEST_POSTGRES:-}" || -z "${VNQ_TEST_TDS:-}" ]]; then
+  HoldLock build/.test_lock tests
   Step "packages" scripts/install_packages.sh "$package_list" || Finish
-  scripts/with_postgres.sh scripts/with_tds.sh "$0" "$@"
+  # What is left running by a run that was killed must not hold the lock.
+  scripts/with_postgres.sh scripts/with_tds.sh "$0" "$@" 9>&-
   ended=$?
   [[ $ended -ne 125 ]] || echo "0 passed, 1 failed"
   exit $ended
@@ -92,18 +107,20 @@ Step "formatting" scripts/format.sh --check
 Step "layers" scripts/check_layers.sh
 Step "TDS test server" python3 -m unittest discover -s tests/tds -p '*_test.py'
 
-if Step "release build" Build build/release -DCMAKE_BUILD_TYPE=Release; then
+if BuildStep "release build" Build build/release -DCMAKE_BUILD_TYPE=Release; then
   Tests "release tests" build/release "${test_options[@]}"
   VNQ_TEST_DATABASE=postgresql Tests "end to end on PostgreSQL" build/release \
     "${test_options[@]}" -R '^end_to_end/'
   VNQ_TEST_DATABASE=tds Tests "end to end through FreeTDS" build/release \
     "${test_options[@]}" -R '^end_to_end/'
 fi
-Step "headers alone" cmake --build build/release --target vnq_headers
-if Step "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \
+BuildStep "headers alone" cmake --build build/release --target vnq_headers
+if BuildStep "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \
   -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DVNQ_SANITIZE=address,undefined; then
   Tests "sanitizer tests" build/asan "${test_options[@]}"
 fi
+
+Step "package lists" scripts/check_packages.py build/release build/asan
 
 if [[ $full == no ]]; then
   Step "clang-tidy on changes" scripts/tidy.sh --seconds "$tidy_seconds"
@@ -113,14 +130,16 @@ fi
 # In real time and on real frames, so it wants a machine that is not busy with anything else.
 Step "visitor page in a browser" scripts/browser_tests.sh build/release/bin
 
-if Step "debug build" Build build/debug -DCMAKE_BUILD_TYPE=Debug; then
+if BuildStep "debug build" Build build/debug -DCMAKE_BUILD_TYPE=Debug; then
   Tests "debug tests" build/debug
 fi
 Step "clang-tidy" scripts/tidy.sh --all
-if Step "fuzzer build" BuildFuzzers; then
+if BuildStep "fuzzer build" BuildFuzzers; then
   for source in fuzz/*.cpp; do
     name=$(basename "$source" .cpp)
     [[ "$name" == standalone_main ]] || Step "fuzz $name" Fuzz "$name"
   done
 fi
+Step "run.sh on a bare Debian" scripts/bare_root.sh run
+Step "test.sh on a bare Debian" scripts/bare_root.sh test
 Finish

@@ -1,6 +1,7 @@
 // Bytes of reads on the ports beside the main one, through a whole server with a database.
 //
-// Input: a digit for the port (1, 2, 3, 7 or 8: 6001 ...), then reads, parted by a 0xFF byte. A read
+// Input: a digit for the port (1, 2, 3, 7 or 8: 6001 ...), then reads, parted by a 0xFF byte. A
+// read
 // that begins with '.' is encoded as the port's clients do: Base64, within a frame on the visitors'
 // port. A first read "^" upgrades a visitor's connection. Any other is taken as it came on the
 // wire. Behind them the port must still take a connection, and the main port answer a record.

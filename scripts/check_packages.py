@@ -87,19 +87,16 @@ def spellings(path):
 
 
 def owners(paths):
-    """path -> the packages that brought it; no entry when none did."""
-    asked = collections.defaultdict(list)
-    for path in paths:
-        for spelling in spellings(path):
-            asked[spelling].append(path)
+    """path -> the packages that brought it; none where nobody did."""
+    asked = {spelling for path in paths for spelling in spellings(path)}
     answer = subprocess.run(["dpkg", "-S", *asked], text=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
-    found = collections.defaultdict(set)
+    brought_by = {}
     for line in answer.splitlines():
         names, _, file = line.partition(": ")
-        for path in asked.get(file, []):
-            if not names.startswith("diversion "):
-                found[path].update(Packages.names(names))
-    return found
+        if not names.startswith("diversion "):
+            brought_by[file] = set(Packages.names(names))
+    # A link may be of another package than what it leads to: the first spelling that somebody brought decides.
+    return {path: next((brought_by[each] for each in spellings(path) if each in brought_by), set()) for path in paths}
 
 
 def headers_of(build):
@@ -108,7 +105,7 @@ def headers_of(build):
     for line in output_of("ninja", "-C", build, "-t", "deps").splitlines():
         if not line.startswith(" "):
             target = line.partition(":")[0]
-            kind = "test" if re.search(r"/(tests|fuzz|bench)/|_tests?\.dir/|/headers/", target) else "run"
+            kind = "test" if re.search(r"(^|/)(tests|fuzz|bench)/|/headers/", target) else "run"
             continue
         header = line.strip()
         if header.startswith("/") and not header.startswith((ROOT + "/", os.path.abspath(build) + "/")):
@@ -191,7 +188,7 @@ def main():
 
     missing = collections.defaultdict(list)
     for kind, path, user in dict.fromkeys(used):
-        names = owned.get(path, set())
+        names = owned[path]
         if not names & brought[kind]:
             missing[kind, " or ".join(sorted(names)) or "no package"].append(f"{path} (for {user})")
     for (kind, names), paths in sorted(missing.items()):

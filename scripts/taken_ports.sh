@@ -27,7 +27,7 @@ Listeners() {
       else if (length(own) == 32 && !sub(/^0000000000000000FFFF0000/, "", own)) next
       if (place[2] in wanted && (own == address || own == "00000000" || address == "00000000"))
         print place[2], $8, $10
-    }' /proc/net/tcp $([[ ! -r /proc/net/tcp6 ]] || echo /proc/net/tcp6)
+    }' $(ls /proc/net/tcp /proc/net/tcp6 2>/dev/null)
 }
 
 # Holder <uid> <inode of its socket>

@@ -1,22 +1,26 @@
 // The server process: arguments, the one instance, signals; everything else is IndexForm's.
+#include <signal.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
-#include "host/settings/platform_settings.h"
+#include "host/settings/program_folder.h"
+#include "platform/system/descriptor_limit.h"
+#include "platform/system/instance.h"
 #include "platform/system/signals.h"
+#include "platform/system/standard_output.h"
 #include "server/index_form.h"
 
 namespace {
 
-constexpr int kExitInstance = 1;
+constexpr int kExitNotServing = 1;
 constexpr int kExitArguments = 2;
 constexpr int64_t kMaxDrainMs = 2000;
 constexpr int64_t kMaxPeerCloseMs = 200;
@@ -39,7 +43,7 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
-    return app.exit(success);
+    return vnq::FinishOutput("vnq_main_service", app.exit(success));
   } catch (const CLI::ParseError& error) {
     std::fprintf(stderr, "vnq_main_service: %s\nusage: %s", error.what(), app.help().c_str());
     return kExitArguments;
@@ -52,12 +56,10 @@ int Fail(int code, const std::string& message) {
   return code;
 }
 
-int RefuseSecondInstance(const Arguments& arguments, const vnq::PlatformSettings& platform,
-                         std::shared_ptr<const vnq::CodePage> codePage) {
-  vnq::IniStrings strings(vnq::PathMapper(platform.drives), std::move(codePage));
-  vnq::Texts texts(strings, arguments.appPath, platform.languageId);
+int RefuseSecondInstance(vnq::ProgramFolder& folder) {
+  vnq::Texts texts(folder.strings, folder.appPath, folder.platform.languageId);
   std::fprintf(stderr, "VNQ_Main_Service.exe: %s\n", texts.ReadLang("im2").c_str());
-  return kExitInstance;
+  return kExitNotServing;
 }
 
 // What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
@@ -73,24 +75,50 @@ void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
   }
 }
 
-void Serve(const Arguments& arguments, const vnq::PlatformSettings& platform,
-           std::shared_ptr<const vnq::CodePage> codePage) {
+void UseAllDescriptors() {
+  const vnq::DescriptorLimit limit = vnq::RaiseDescriptorLimit();
+  if (limit.now > limit.before) {
+    spdlog::info("descriptor limit raised from {} to {}", limit.before, limit.now);
+  }
+}
+
+// The first order to stop counts; the others find it on its way.
+void StopServing(vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
+  if (std::exchange(stopping, true)) return;
+  vnq::NotifyServiceManager("STOPPING=1");
+  loop.StartHandler([&loop, &form] {
+    form.Unload();
+    loop.Stop();
+  });
+}
+
+void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
+  if (number == SIGTERM || number == SIGINT) {
+    StopServing(loop, form, stopping);
+  } else if (number == SIGHUP) {
+    form.ReadKeywordsAgain();
+  } else {
+    spdlog::info("SIG{} has no meaning here", sigabbrev_np(number));
+  }
+}
+
+// Comes back only where there is nothing to serve.
+int Serve(vnq::ProgramFolder folder) {
+  UseAllDescriptors();
+  const std::string address = folder.platform.bindAddress;
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
   vnq::ShellCommandRunner commands(loop);
-  vnq::IndexForm form(loop, clock, std::move(codePage), commands, arguments.appPath, platform);
-  bool unloading = false;
-  vnq::TerminationSignals signals(loop, [&] {
-    if (std::exchange(unloading, true)) return;
-    vnq::NotifyServiceManager("STOPPING=1");
-    loop.StartHandler([&] {
-      form.Unload();
-      loop.Stop();
-    });
-  });
-  form.Load();
-  spdlog::info("ready on {}", platform.bindAddress);
-  vnq::NotifyServiceManager("READY=1");
+  vnq::IndexForm form(loop, clock, commands, std::move(folder));
+  bool stopping = false;
+  vnq::ProcessSignals signals(loop, [&](int number) { OnSignal(number, loop, form, stopping); });
+  if (!form.Load()) {
+    spdlog::error("no port could be bound on {}; nothing is served", address);
+    return kExitNotServing;
+  }
+  const std::string readiness = form.Readiness();
+  spdlog::info("ready on {}: {}", address, readiness);
+  vnq::NotifyServiceManager("READY=1\nSTATUS=" + readiness);
   loop.Run();
   Drain(loop, clock);
   form.host().database.Close();
@@ -102,38 +130,24 @@ void Serve(const Arguments& arguments, const vnq::PlatformSettings& platform,
 }  // namespace
 
 int main(int argc, char** argv) {
+  vnq::ProcessSignals::Hold();
   Arguments arguments;
   if (const auto code = ParseArguments(argc, argv, arguments)) return *code;
   spdlog::set_default_logger(spdlog::stderr_color_mt("vnq"));
   spdlog::set_pattern("%Y-%m-%d %H:%M:%S.%e %l: %v");
 
-  std::error_code ignored;
-  if (!std::filesystem::is_directory(arguments.appPath, ignored)) {
-    return Fail(kExitArguments, "--app-path " + arguments.appPath + ": no such folder");
-  }
-  arguments.appPath = std::filesystem::absolute(arguments.appPath, ignored).string();
-  while (arguments.appPath.size() > 1 && arguments.appPath.ends_with('/')) {
-    arguments.appPath.pop_back();
-  }
   std::string error;
-  auto platform = vnq::ReadPlatformSettings(vnq::PlatformIniPath(arguments.appPath),
-                                            vnq::SystemLocaleName(), error);
-  if (!platform || !vnq::ApplyOverrides(arguments.overrides, *platform, error)) {
-    return Fail(kExitArguments, error);
-  }
-  auto codePage = vnq::CodePage::Open(platform->codePage);
-  if (codePage == nullptr) {
-    return Fail(kExitArguments,
-                "code page " + std::to_string(platform->codePage) + " is not known");
-  }
+  auto folder = vnq::OpenProgramFolder(arguments.appPath, arguments.overrides,
+                                       vnq::SystemLocaleName(), error);
+  if (!folder) return Fail(kExitArguments, error);
   vnq::InstanceLock lock;
-  switch (lock.Acquire(arguments.appPath + "/.vnq_main_service.lock", error)) {
+  switch (lock.Acquire(folder->LockPath(), error)) {
     case vnq::InstanceLock::Result::kHeld:
       break;
     case vnq::InstanceLock::Result::kOtherInstance:
-      return RefuseSecondInstance(arguments, *platform, codePage);
+      return RefuseSecondInstance(*folder);
     case vnq::InstanceLock::Result::kError:
-      return Fail(kExitInstance, error);
+      return Fail(kExitNotServing, error);
   }
-  Serve(arguments, *platform, std::move(codePage));
+  return Serve(std::move(*folder));
 }

@@ -33,11 +33,12 @@ std::string LatencyRow(const NamedLatency& latency) {
 }
 
 std::string ChecksText(const RunResult& result) {
-  if (result.Passed()) return "passed";
+  const std::string late = result.late == 0 ? "" : fmt::format(", late {}", result.late);
+  if (result.Passed()) return "passed" + late;
   const CheckCounts& c = result.checks;
   return fmt::format(
-      "FAILED: deliveries lost {}, doubled {}; receipts lost {}, doubled {}; altered {}",
-      c.lostDeliveries, c.doubledDeliveries, c.lostReceipts, c.doubledReceipts, c.altered);
+      "FAILED: deliveries lost {}, doubled {}; receipts lost {}, doubled {}; altered {}{}",
+      c.lostDeliveries, c.doubledDeliveries, c.lostReceipts, c.doubledReceipts, c.altered, late);
 }
 
 std::string ServerRows(const RunResult& result) {
@@ -168,8 +169,9 @@ std::string JsonText(const RunResult& result) {
     json += fmt::format(",\"floor\":{{\"database_us\":{:.3f},\"socket_us\":{:.3f}}}",
                         result.floor->databaseUs, result.floor->socketUs);
   }
-  return json + fmt::format(",\"checks\":{},\"passed\":{},\"findings\":[{}]}}\n",
-                            ChecksJson(result.checks), result.Passed() ? "true" : "false",
+  return json + fmt::format(",\"checks\":{},\"late\":{},\"passed\":{},\"findings\":[{}]}}\n",
+                            ChecksJson(result.checks), result.late,
+                            result.Passed() ? "true" : "false",
                             List(result.findings, [](const auto& one) { return Quoted(one); }));
 }
 

@@ -40,7 +40,8 @@ struct RunResult {
   size_t connections = 0;
   std::vector<NamedLatency> latencies;  ///< the first is the one that is plotted first
   CheckCounts checks;                   ///< of the whole run, the warm-up too
-  std::vector<std::string> findings;    ///< what went wrong, in words
+  uint64_t late = 0;  ///< deliveries and receipts that came, but only behind the settling time
+  std::vector<std::string> findings;  ///< what went wrong, in words
   std::optional<ServerUseInRun> server;
   std::optional<Floor> floor;
   double ownCpuUs = 0;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <optional>
 
 #include "bench/load/pacing.h"
 #include "bench/load/process_probe.h"
@@ -10,6 +11,39 @@
 
 namespace vnq::bench {
 namespace {
+
+constexpr int64_t kSilenceNs = 3 * kNsPerSecond;
+
+// What was due and has not come by now.
+uint64_t Missing(const Scenario& scenario) {
+  RunResult soFar;
+  scenario.Report(soFar);
+  return soFar.checks.lostDeliveries + soFar.checks.lostReceipts;
+}
+
+// Tells late from lost: behind the settling time what still comes is late, as long as it goes on
+// coming.
+class LateComers {
+ public:
+  explicit LateComers(int64_t settledByNs) : settledByNs_(settledByNs) {}
+
+  bool MayCome(const Scenario& scenario, int64_t nowNs) {
+    if (nowNs < settledByNs_) return true;
+    const uint64_t missing = Missing(scenario);
+    if (!due_) due_ = missing;
+    if (missing != missing_) lastNs_ = nowNs;
+    missing_ = missing;
+    return nowNs - lastNs_ < kSilenceNs;
+  }
+
+  uint64_t Came(const Scenario& scenario) const { return due_ ? *due_ - Missing(scenario) : 0; }
+
+ private:
+  int64_t settledByNs_;
+  int64_t lastNs_ = 0;
+  std::optional<uint64_t> due_;
+  uint64_t missing_ = 0;
+};
 
 class Run {
  public:
@@ -70,12 +104,14 @@ class Run {
     scenario.BeginPhase(begin, measured);
     nextLineNs_ = begin + kNsPerSecond;
     int64_t now = begin;
-    while (now < end || (!scenario.Settled() && now < last)) {
+    LateComers late(last);
+    while (now < end || (!scenario.Settled() && late.MayCome(scenario, now))) {
       scenario.Turn(now, now < end);
       poller_.Turn(now < end ? scenario.WaitNs(NowNs()) : kNsPerMs);
       now = NowNs();
       if (now >= nextLineNs_) LiveLine(scenario, now - begin, measured);
     }
+    result_.late += late.Came(scenario);
     if (!measured) return;
     result_.seconds = seconds;
     result_.settledSeconds = static_cast<double>(now - begin) / 1e9;

@@ -2,7 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/suites/bench_server.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "support/base64_text.h"
 
 namespace vnq::bench {

@@ -2,7 +2,7 @@
 #include "accounts/accounts.h"
 #include "host/manager_notice.h"
 #include "host/server_log.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "host/values/fields.h"
 
 namespace vnq {
@@ -12,15 +12,14 @@ namespace {
 constexpr int16_t kApplyAtOnce = 1;
 constexpr int16_t kApplyRefused = 2;
 
-void YieldAndAnswer(Host& host, SlotIndex slot, const Expr& record) {
-  host.loop.Yield();
-  if (host.SckServer6007.IsConnected(slot)) SendRecord(host, host.SckServer6007, slot, record);
+void Answer(Host& host, SlotIndex slot, const Expr& record) {
+  YieldThenTellSlot(host, host.SckServer6007, slot, record);
 }
 
 // Whose name it is, is told where exactly one account has it; the place stays empty otherwise.
 void RefuseTakenName(Host& host, const Fields& fields, const std::string& FcName, SlotIndex slot,
                      const std::string& remoteIp) {
-  YieldAndAnswer(host, slot, Join(".+account_occupancy|", FcName, "|#"));
+  Answer(host, slot, Join(".+account_occupancy|", FcName, "|#"));
   WriteServerLog(host, Join(fields[3], host.ReadLang("im113")), fields[3], remoteIp,
                  LogIcon::kApplication);
 }
@@ -56,9 +55,7 @@ Expr CreateAccountRecord(const Fields& fields, const Expr& newId) {
 
 void Announce(Host& host, const Fields& fields, const Expr& newId, const std::string& remoteIp) {
   host.loop.Yield();
-  const Expr record = CreateAccountRecord(fields, newId);
-  const int highest = host.SckServer.Highest();
-  for (int i = 1; i <= highest; ++i) YieldAndSend(host, static_cast<SlotIndex>(i), record);
+  TellEverybody(host, CreateAccountRecord(fields, newId));
   WriteServerLog(host, Join(fields[3], " ", host.ReadLang("im306")), fields[3], remoteIp,
                  LogIcon::kApplication);
 }
@@ -73,12 +70,12 @@ void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
   }
   fields.Set(1, KnownDepartment(host.database, fields[1]));
   const int16_t apply = ReadUserApply(host);
-  if (apply == kApplyRefused) return YieldAndAnswer(host, slot, ".+not_allowed_to_apply|#");
+  if (apply == kApplyRefused) return Answer(host, slot, ".+not_allowed_to_apply|#");
 
   // Nothing has yielded since the look-up of the name, and nothing does before the last row is
   // there: applications are served one after the other.
   const Expr newId = AddApplicant(host, fields, apply);
-  YieldAndAnswer(host, slot, Join(".+application_success|", newId, "|#"));
+  Answer(host, slot, Join(".+application_success|", newId, "|#"));
   if (apply == kApplyAtOnce) {
     Announce(host, fields, newId, remoteIp);
   } else {

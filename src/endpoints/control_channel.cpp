@@ -1,22 +1,17 @@
 // The control channel: sibling services and the console that steers managed endpoints.
 #include "endpoints/endpoints.h"
 #include "endpoints/plain_text.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/records.h"
+#include "host/slots/sending.h"
 
 namespace vnq {
 namespace {
 
 // --- What is sent, and to whom ---
 
-// Yields: yes, before each send.
-void SendToAllClients(Host& host, const Expr& record) {
-  const int highest = host.SckServer.Highest();
-  for (int i = 1; i <= highest; ++i) YieldAndSend(host, static_cast<SlotIndex>(i), record);
-}
-
 // Each user of the list is followed by '|', so the record ends in two of them.
 void TellUsersWentOffline(Host& host, const std::string& list) {
-  if (!list.empty()) SendToAllClients(host, Join(".+new_is_offline|", list, "|#"));
+  if (!list.empty()) TellEverybody(host, Join(".+new_is_offline|", list, "|#"));
 }
 
 void AppendToList(std::string& list, const Expr& user) {
@@ -24,7 +19,7 @@ void AppendToList(std::string& list, const Expr& user) {
 }
 
 void SendToEndpoint(Host& host, const Expr& endpoint, std::string_view record) {
-  const SlotIndex slot = FindConnected(host.SckServer6008, endpoint);
+  const SlotIndex slot = host.SckServer6008.FirstConnected(endpoint);
   if (slot != kNoSlot) SendPlainText(host, host.SckServer6008, slot, record);
 }
 
@@ -35,12 +30,11 @@ struct EndpointOrder {
   SlotIndex slot;
 
   EndpointOrder(Host& host, const Expr& field)
-      : parts(Fields::Split(field.text(), "+")),
-        slot(FindConnected(host.SckServer6008, parts[0])) {}
+      : parts(Fields::Of(field, "+")), slot(host.SckServer6008.FirstConnected(parts[0])) {}
 
   void Send(Host& host, std::string_view word, int16_t& code) const {
     Assign(code, ToInt16(parts[2]));
-    const Expr number = parts[2].ok() ? Expr(code) : Expr::Failed();
+    const Expr number = Map(parts[2], [&](const std::string&) { return code; });
     SendPlainText(host, host.SckServer6008, slot, Join(word, "|", number, "|#"));
   }
 };
@@ -58,7 +52,7 @@ void HandleControlLanding(Host& host, Fields& fields, SlotIndex slot, const std:
   host.loop.Yield();
   // Kept: an empty name is a name like any other, and the slots without one are its holders.
   DropHolders(host, host.SckServer6003, fields[1]);
-  if (fields[1].ok()) host.SckServer6003.SetTag(slot, fields[1].text());
+  host.SckServer6003.SetTag(slot, fields[1]);
   host.HeartbeatAge[slot] = 0;
 }
 
@@ -70,7 +64,7 @@ void HandleControlKeepAlive(Host& host, Fields&, SlotIndex slot, const std::stri
 }
 
 void HandleFailed(Host& host, Fields& fields, SlotIndex, const std::string&) {
-  const SlotIndex user = FindConnected(host.SckServer, fields[1]);
+  const SlotIndex user = host.SckServer.FirstConnected(fields[1]);
   if (user == kNoSlot) return;
   host.loop.Yield();
   SendRecord(host, user, Join(".+download_myfailed|", fields[2], "|", fields[3], "|#"));
@@ -82,7 +76,7 @@ void HandleDisconnect(Host& host, Fields& fields, SlotIndex, const std::string&)
   // Kept: the closing "#" is looked for like a user.
   for (int k = 2; k <= fields.last(); ++k) {
     const Expr user = fields[static_cast<size_t>(k)];
-    const SlotIndex slot = FindConnected(slots, user);
+    const SlotIndex slot = slots.FirstConnected(user);
     if (slot == kNoSlot) continue;
     host.loop.Yield();
     SendRecord(host, slot, Join(".+disconnect|", fields[1]));
@@ -130,7 +124,7 @@ void HandleComputerInformation(Host& host, Fields& fields, SlotIndex, const std:
 }
 
 void HandleBroadcast(Host& host, Fields& fields, SlotIndex, const std::string&) {
-  SendToAllClients(host, Join(".+broadcast|", fields[1], "|", fields[2], "|", fields[3], "|#"));
+  TellEverybody(host, Join(".+broadcast|", fields[1], "|", fields[2], "|", fields[3], "|#"));
   if (host.settings.chats != 1) return;
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select top 1 * from ToInfo"));

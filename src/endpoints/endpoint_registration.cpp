@@ -1,9 +1,8 @@
 // Managed computers: they register, answer the console, and report USB disks.
-#include <strings.h>
-
 #include "endpoints/endpoints.h"
 #include "endpoints/plain_text.h"
 #include "host/server_log.h"
+#include "support/ascii_case.h"
 
 namespace vnq {
 namespace {
@@ -44,8 +43,8 @@ void SaveEndpoint(Host& host, const Fields& fields, const std::string& remoteIp)
 // "true" and "false" in any letter case, and numbers, of which 0 is false; anything else is no
 // truth value.
 std::optional<bool> ToBoolean(const Expr& value) {
-  if (strcasecmp(value.text().c_str(), "true") == 0) return true;
-  if (strcasecmp(value.text().c_str(), "false") == 0) return false;
+  if (SameButForCase(OrEmpty(value), "true")) return true;
+  if (SameButForCase(OrEmpty(value), "false")) return false;
   const std::optional<double> number = ToNumber(value);
   return number ? std::optional<bool>(*number != 0) : std::nullopt;
 }
@@ -67,19 +66,20 @@ void HandleEndpointLanding(Host& host, Fields& fields, SlotIndex slot,
   host.loop.Yield();
   if (Is(fields[1], "")) fields.Set(1, remoteIp);
   DropHolders(host, host.SckServer6008, fields[1]);
-  if (fields[1].ok()) host.SckServer6008.SetTag(slot, fields[1].text());
+  host.SckServer6008.SetTag(slot, fields[1]);
   SaveEndpoint(host, fields, remoteIp);
 }
 
 void HandleSubmitInformation(Host& host, Fields& fields, SlotIndex, const std::string&) {
-  const SlotIndex console = FindConnected(host.SckServer6003, kConsole);
+  const SlotIndex console = host.SckServer6003.FirstConnected(kConsole);
   if (console == kNoSlot) return;
   host.loop.Yield();
   SendPlainText(host, host.SckServer6003, console, SubmitInformationRecord(fields));
 }
 
 void HandleInsertUDisk(Host& host, Fields& fields, SlotIndex, const std::string& remoteIp) {
-  const bool inserted = ToBoolean(fields[4]).value_or(false);
+  bool inserted = false;
+  Assign(inserted, ToBoolean(fields[4]));
   int16_t kind = 0;
   Assign(kind, ToInt16(fields[3]));
   std::string text;

@@ -54,8 +54,8 @@ void HandleComputerInformation(Host& host, Fields& fields, SlotIndex slot,
 /// .+broadcast|passed on|text|font|#   Yields: yes. Database: ToInfo.
 void HandleBroadcast(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
-/// A second of every named peer's silence: a ping from the 6th on, and at the 36th a sibling service
-/// loses its connection and is restarted. Yields: yes, while a restart request waits for its answer.
+/// A second of every named peer's silence: a ping from the 6th on; at the 36th a sibling service
+/// loses its connection and is restarted. Yields: yes, while a restart request has no answer yet.
 void AgeSiblings(Host& host);
 
 // --- The managed endpoints ---

@@ -9,10 +9,6 @@ namespace vnq {
 /// skipped. Yields: no.
 void SendPlainText(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text);
 
-/// The lowest connected slot with exactly this tag; kNoSlot when there is none and for a failed
-/// tag.
-SlotIndex FindConnected(const SlotArray& slots, const Expr& tag);
-
 /// Takes a name away from every slot that holds it, in whatever state, and closes them.
 /// Kept: the slot being served is no exception. Yields: yes, at each holder.
 void DropHolders(Host& host, SlotArray& slots, const Expr& name);

@@ -47,18 +47,14 @@ void EndpointGone(Host& host, SlotIndex slot, std::string_view select) {
 }  // namespace
 
 void AgeSiblings(Host& host) {
-  const int highest = host.SckServer6003.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
+  for (const SlotIndex slot : host.SckServer6003.AllNow()) {
     if (!host.SckServer6003.Tag(slot).empty()) AgeSibling(host, slot);
   }
 }
 
 void SweepEndpoints(Host& host) {
   SlotArray& slots = host.SckServer6008;
-  const int highest = slots.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
+  for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsGone(slot)) continue;
     EndpointGone(host, slot, "Select * from Users_WinInfo where WindowsInfo='?'");
     slots.Close(slot);

@@ -31,7 +31,7 @@ std::string ManagerNames(Host& host) {
   std::string names;
   Cursor managers(host.database);
   managers.Open(Sql("Select UserName from Users_ID where IsManager=1 and UserState=1"));
-  for (; !managers.EndOfRows(); managers.MoveNext()) names += managers["UserName"].text() + ",";
+  for (; !managers.EndOfRows(); managers.MoveNext()) Append(names, Join(managers["UserName"], ","));
   return names;
 }
 
@@ -76,7 +76,7 @@ void SendBehindGreeting(EventLoop& loop, AcceptedSocket socket, std::string byte
 }  // namespace
 
 void PushToManagers(Host& host, const Expr& userName, const Expr& displayName, int16_t kind) {
-  if (host.settings.CheckIM0 == 0) return;
+  if (Skips("PushToManagers", userName, displayName) || host.settings.CheckIM0 == 0) return;
   const Expr record = InterfaceInformationRecord(MakeNotice(host, userName, displayName, kind));
   std::string bytes = Base64EncodeText(host.page, record.text());
   ConnectTcp(host.loop, host.ServerIp, kMainPort, kManagerNoticeTimeoutMs,

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "host/host.h"
-#include "host/values/skipped.h"
 
 namespace vnq {
 namespace {
@@ -28,10 +27,7 @@ std::string ErrorStamp(const LocalTime& now) {
 
 void WriteServerLog(Host& host, const Expr& text, const Expr& userId, const Expr& ip,
                     LogIcon icon) {
-  if (!text.ok() || !userId.ok() || !ip.ok()) {
-    NoteSkipped("WriteServerLog", "failed value");
-    return;
-  }
+  if (Skips("WriteServerLog", text, userId, ip)) return;
   EmptyWhenFull(host, "select count(*) from ServerLog", "Delete from ServerLog");
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select top 1 * from ServerLog"));

@@ -1,4 +1,5 @@
 // A group message: stored once, then carried to each member's devices.
+#include "host/outgoing/mobile_push.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "messaging/messaging.h"
@@ -32,7 +33,8 @@ std::string FilterAndStore(Host& host, const Fields& fields) {
   sender.Open(Sql("Select UserID,FcName,UserIcoLine from Users_ID where UserID='?'", fields[2]));
   if (sender.EndOfRows()) return "";
   std::string text;
-  if (fields[3].ok()) text = FilterMessageText(host, fields[3].text());
+  Assign(text,
+         Map(fields[3], [&](const std::string& raw) { return FilterMessageText(host, raw); }));
   StoreOnce(host, fields, Join(sender["FcName"]), text);
   return text;
 }
@@ -40,9 +42,8 @@ std::string FilterAndStore(Host& host, const Fields& fields) {
 // The sender's other device gets the copy, and the mark of the device that sent rises.
 void LeaveToSender(Host& host, Cursor& memberRow, const Fields& fields, const std::string& tag) {
   const bool fromMobile = IsMobileTag(tag);
-  const auto kind =
-      static_cast<int16_t>(kGroupMessage + (fromMobile ? kSenderDesktop : kSenderMobile));
-  LeaveMesseng(host, OtherSessionTag(tag), kind, fields[5]);
+  LeaveMesseng(host, OtherSessionTag(tag), {StoredKind::kGroupMessage, OtherCopyOfSender(tag)},
+               fields[5]);
   memberRow.Set(fromMobile ? "last_ack_typeid2" : "last_ack_typeid1",
                 LastGroupMessageId(host, fields[1]));
   memberRow.Update();
@@ -61,8 +62,9 @@ void LeaveToMember(Host& host, const Expr& member, const Fields& fields) {
     Adodc2.Update();
   }
   Adodc2.Close();
-  LeaveMesseng(host, member, kGroupMessage + kTargetDesktop, fields[5]);
-  LeaveMesseng(host, Join(member, "m"), kGroupMessage + kTargetMobile, fields[5]);
+  LeaveMesseng(host, member, {StoredKind::kGroupMessage, DeviceCopy::kTargetDesktop}, fields[5]);
+  LeaveMesseng(host, Join(member, "m"), {StoredKind::kGroupMessage, DeviceCopy::kTargetMobile},
+               fields[5]);
 }
 
 }  // namespace
@@ -81,15 +83,15 @@ void ClotMesseng(Host& host, Fields& fields, SlotIndex slot) {
   Adodc1.Open(Sql("select * from Clot_Form where UpperID='?'", fields[1]));
   for (; !Adodc1.EndOfRows(); Adodc1.MoveNext()) {
     const Expr member = Join(Adodc1["UserID"]);
-    if (fields[2].ok() && Is(member, fields[2].text())) {
+    if (Same(member, fields[2])) {
       LeaveToSender(host, Adodc1, fields, host.SckServer.Tag(slot));
     } else {
       LeaveToMember(host, member, fields);
     }
   }
   Adodc1.Close();
-  QueueMobilePush(host, fields[1], fields[2], fields[1], 2, UnescapeText(host.page, text),
-                  host.SckServer.Tag(slot));
+  QueueMobilePush(host, fields[1], fields[2], fields[1], PushKind::kGroup,
+                  UnescapeText(host.page, text), host.SckServer.Tag(slot));
 }
 
 void HandleClotMesseng(Host& host, Fields& fields, SlotIndex slot, const std::string&) {

@@ -1,4 +1,4 @@
-#include "messaging/control_tokens.h"
+#include "host/outgoing/control_tokens.h"
 #include "messaging/messaging.h"
 #include "support/replace_all.h"
 #include "support/text_codecs.h"

@@ -1,5 +1,5 @@
-// The messaging room: one stored row per message, one delivery attempt per device, receipts, the
-// keyword filter and the mobile push.
+// The messaging room: one stored row per message, one delivery attempt per device, and the keyword
+// filter.
 //
 // A user may be connected twice, on a desktop and on a mobile, so a message has four device copies.
 // UserMesseng and ClotMesseng store a message and call LeaveMesseng once for each device that may
@@ -12,26 +12,46 @@
 #include <string_view>
 
 #include "host/host.h"
+#include "host/slots/devices.h"
 #include "host/values/fields.h"
 
 namespace vnq {
 
-/// What LeaveMesseng is to deliver. The numbers are the ones that the tables and clients know; a
-/// message's kinds are its To_Type plus 1 to 4.
-enum DeliveryKind : int16_t {
+/// What is stored, by the numbers that the tables and clients know; of a message it is the To_Type,
+/// too.
+enum class StoredKind : int16_t {
   kNotice = 4,
   kPendingVerifications = 5,
-  kPeerMessage = 10,   ///< base; + kSenderDesktop to + kTargetMobile
-  kGroupMessage = 20,  ///< base
-  kFileMessage = 60,   ///< base
-  kMeetingState = 70,  ///< base; the side that sent the state counts as sender
+  kPeerMessage = 10,
+  kGroupMessage = 20,
+  kFileMessage = 60,
+  kMeetingState = 70,  ///< the side that sent the state counts as sender
   kRemoteRequest = 84,
+};
 
+/// Whose copy it is. Messages and meetings have four, the other kinds one for any device.
+enum class DeviceCopy : int16_t {
+  kOnly = 0,
   kSenderDesktop = 1,
   kSenderMobile = 2,
   kTargetDesktop = 3,
   kTargetMobile = 4,
 };
+
+/// What LeaveMesseng is to deliver: 11 is the sender's desktop copy of a peer message.
+struct DeliveryKind {
+  constexpr explicit DeliveryKind(int16_t theNumber) : number(theNumber) {}
+  constexpr DeliveryKind(StoredKind stored, DeviceCopy copy = DeviceCopy::kOnly)  // NOLINT: a kind
+      : number(static_cast<int16_t>(static_cast<int>(stored) + static_cast<int>(copy))) {}
+  constexpr bool operator==(const DeliveryKind&) const = default;
+
+  int16_t number;
+};
+
+/// The copy for the other device of a sender, by the tag of the one that sent.
+inline DeviceCopy OtherCopyOfSender(std::string_view tag) {
+  return IsMobileTag(tag) ? DeviceCopy::kSenderDesktop : DeviceCopy::kSenderMobile;
+}
 
 /// Stores a person-to-person message and runs its deliveries, its log line and its push.
 ///
@@ -60,16 +80,22 @@ int16_t LastGroupMessageId(Host& host, const Expr& clotId);
 /// tag.
 ///
 /// userTag  the device's exact tag.
-/// kind     a DeliveryKind; any other queues nothing.
+/// kind     of a number that is none of the above: queues nothing.
 /// id       Msg_ID, or the chat id in decimal for meetings and remote assistance.
 /// Nobody connected, no row, a failed select: nothing is queued, and the caller cannot tell.
-/// Yields: no. Database: the table of the kind; deletes only the rows of kPendingVerifications.
-void LeaveMesseng(Host& host, const Expr& userTag, int16_t kind, const Expr& id);
+/// Yields: no. Database: the table of the kind; only pending verifications are deleted.
+void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id);
 
 /// .+offline_request_web_information|UserID|#
 /// Sends what the two older offline tables hold for a user, as one text (empty when there is
 /// nothing), and deletes it. Yields: yes. Database: Messeng_Type, MessengKefu_Type, ServerLog.
 void HandleOfflineRequest(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
+
+/// The record of a message that the server makes in somebody's name, in the text of a language key
+/// and with a Msg_ID of its own: word|to|from|text|FontInfo|Msg_ID|3|#
+/// word  .+message for UserMesseng, .+clot_messeng for ClotMesseng.
+Expr GreetingRecord(Host& host, std::string_view word, const Expr& to, const Expr& from,
+                    std::string_view textKey);
 
 // --- Notices, mass messages and bulletins ---
 
@@ -85,12 +111,15 @@ void PostNotice(Host& host, Fields& fields, SlotIndex slot, const std::string& r
 /// each receiver.
 void HandleMassInformation(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
-/// .+interface_information|sender's UserName|receivers by name, joined by ',', or
-/// '*'|title|text|link|mode|#
+/// .+interface_information|sender's UserName|receivers|title|text|link|mode|#
 ///
-/// mode  0 message to persons, 1 or 11 to groups (by name or number), 3 notice ('*': everybody who
-/// may log in),
-///       4 visitor line to persons, 5 visitor line to a group; any other does nothing.
+/// receivers  by name, joined by ','; or '*' in mode 3, for everybody who may log in
+/// mode       0      message to persons
+///            1, 11  message to groups, by name or number
+///            3      notice
+///            4      visitor line to persons
+///            5      visitor line to a group
+///            other  nothing
 /// Names that nobody has are passed over. Modes 0, 1 and 11 leave the sender's tag on the slot.
 /// Yields: yes, in modes 4 and 5. Database: Users_ID, Clot_Ro, and that of what it calls.
 void HandleInterfaceInformation(Host& host, Fields& fields, SlotIndex slot,
@@ -120,23 +149,11 @@ void RelayReplyTransmission(Host& host, Fields& fields, SlotIndex slot,
 /// Users_ID, ServerLog.
 void RelayJitterWindow(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp);
 
-// --- Text and push ---
+// --- Text ---
 
 /// The text as it may be stored: escaped in, escaped out. A text with an inline control token
 /// passes untouched; a blocked word replaces the whole text by a notice; masked words become "***".
 /// Yields: no. Database: no.
 std::string FilterMessageText(Host& host, const std::string& rawText);
-
-/// Queues a mobile notification when the target wants one; kinds 1 and 3 name one person, whose row
-/// decides.
-///
-/// target, extra, source  fields 1 to 3 of the queued line.
-/// text       what the notification shows, cut to 40 16-bit characters; a control token shows as
-/// its label. senderTag  tag of the slot whose record caused it. Yields: no. Database: Users_ID.
-void QueueMobilePush(Host& host, const Expr& target, const Expr& extra, const Expr& source,
-                     int16_t kind, const Expr& text, const std::string& senderTag);
-
-/// Sends the queued notifications in one HTTP GET, and empties the queue. Yields: no.
-void SendQueuedPush(Host& host);
 
 }  // namespace vnq

@@ -1,5 +1,6 @@
 // A person-to-person message, from its record to its row, its deliveries, its log line and its
 // push.
+#include "host/outgoing/mobile_push.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "messaging/messaging.h"
@@ -17,8 +18,8 @@ struct Message {
   std::string fcName;
   std::string slotTag;  // tag of the slot that the record came on
 
-  int16_t base() const { return isFile ? kFileMessage : kPeerMessage; }
-  bool ToOneself() const { return sender.ok() && Is(target, sender.text()); }
+  StoredKind kind() const { return isFile ? StoredKind::kFileMessage : StoredKind::kPeerMessage; }
+  bool ToOneself() const { return Same(target, sender); }
   bool FromMobile() const { return IsMobileTag(slotTag); }
 };
 
@@ -28,10 +29,8 @@ void ReadSender(Host& host, Message& message) {
   Adodc1.Open(
       Sql("Select UserID,FcName,UserIcoLine from Users_ID where UserID='?'", message.sender));
   if (Adodc1.RecordCount() < 1) return;
-  if (message.text.ok()) {
-    message.storedText =
-        message.isFile ? message.text.text() : FilterMessageText(host, message.text.text());
-  }
+  const auto filter = [&](const std::string& raw) { return FilterMessageText(host, raw); };
+  Assign(message.storedText, message.isFile ? message.text : Map(message.text, filter));
   Assign(message.fcName, Join(Adodc1["FcName"]));
 }
 
@@ -63,24 +62,25 @@ void StoreOnce(Host& host, const Message& message) {
   Adodc1.Set("To_Time", now.Time());
   Adodc1.Set("UserText", message.storedText);
   Adodc1.Set("FontInfo", message.font);
-  Adodc1.Set("To_Type", message.base());
+  Adodc1.Set("To_Type", static_cast<int>(message.kind()));
   SetFlags(Adodc1, message);
   Adodc1.Update();
 }
 
 void Deliver(Host& host, const Message& message, const std::string& remoteIp) {
-  const int16_t base = message.base();
   const std::string bare = BareTag(message.slotTag);
-  auto leave = [&](const Expr& tag, int16_t device) {
-    LeaveMesseng(host, tag, static_cast<int16_t>(base + device), message.id);
+  auto leave = [&](const Expr& tag, DeviceCopy copy) {
+    LeaveMesseng(host, tag, {message.kind(), copy}, message.id);
   };
   if (message.ToOneself()) {
-    message.FromMobile() ? leave(bare, kTargetDesktop) : leave(bare + "m", kTargetMobile);
+    message.FromMobile() ? leave(bare, DeviceCopy::kTargetDesktop)
+                         : leave(bare + "m", DeviceCopy::kTargetMobile);
     return;
   }
-  leave(message.target, kTargetDesktop);
-  leave(Join(message.target, "m"), kTargetMobile);
-  message.FromMobile() ? leave(bare, kSenderDesktop) : leave(bare + "m", kSenderMobile);
+  leave(message.target, DeviceCopy::kTargetDesktop);
+  leave(Join(message.target, "m"), DeviceCopy::kTargetMobile);
+  message.FromMobile() ? leave(bare, DeviceCopy::kSenderDesktop)
+                       : leave(bare + "m", DeviceCopy::kSenderMobile);
   WriteServerLog(host, Join(message.sender, " To ", message.target, host.ReadLang("im103")),
                  message.sender, remoteIp, LogIcon::kWebVisitor);
 }
@@ -102,7 +102,8 @@ void UserMesseng(Host& host, Fields& fields, SlotIndex slot, const std::string& 
   Deliver(host, message, remoteIp);
   const std::string label =
       message.isFile ? host.ReadLang("im283") : UnescapeText(host.page, message.storedText);
-  QueueMobilePush(host, message.target, "", message.sender, 1, label, host.SckServer.Tag(slot));
+  QueueMobilePush(host, message.target, "", message.sender, PushKind::kPerson, label,
+                  host.SckServer.Tag(slot));
 }
 
 }  // namespace vnq

@@ -9,10 +9,11 @@
 //   UserID2   group records: the user concerned; friend records: the user who acts
 //   UserText  free text of the client, passed on untouched
 //   To_Type1  1 friend, 2 group
-//   To_Type2  friend: 1 add, 2 delete; group: 1 join, 2 leave or disband, 3 and 4 administrator
-//   right taken and given To_Type3  1 request, 2 answer or notice To_Type4  0 notice, 1 accepted, 2
-//   refused, 3 refused and blocked; 4, 5 and 6 are those three as they are told to
-//             the group's other administrators
+//   To_Type2  friend: 1 add, 2 delete
+//             group: 1 join, 2 leave or disband, 3 administrator's right taken, 4 given
+//   To_Type3  1 request, 2 answer or notice
+//   To_Type4  0 notice, 1 accepted, 2 refused, 3 refused and blocked; 4, 5 and 6 are those three
+//             answers as they are told to the group's other administrators
 //
 // A group is a header row in Clot_Ro, a picture row in Clot_Pic and one row per member in
 // Clot_Form. Lists of members travel as text, each entry UserID, ":", IsAdmin, ":", remark and a

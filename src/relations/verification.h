@@ -9,6 +9,19 @@
 
 namespace vnq {
 
+/// .+messengverify|ClotID|UserID2|UserText|To_Type1|To_Type2|To_Type3|To_Type4|#
+struct VerifyRecord {
+  Expr word, clotId, userId2, userText, type1, type2, type3, type4;
+
+  /// Elements 0 to 7 of a record, as they stand.
+  static VerifyRecord Of(const Fields& fields);
+
+  /// The record as the other side sees it: field 1 names the other party, field 2 oneself.
+  VerifyRecord Swapped() const;
+
+  Expr Text() const;
+};
+
 /// What an action works on. The tags are those of the acting slot at the start of the run, whoever
 /// holds the slot later.
 struct Verification {
@@ -33,15 +46,8 @@ struct Verification {
   void ParkUser(const Expr& userId) const;
   /// A record to the acting slot, if it is still connected, and to the acting user's other session.
   /// Yields: yes.
-  void AnswerSender(const Expr& record) const;
+  void AnswerSender(const VerifyRecord& record) const;
 };
-
-/// .+messengverify|...|# from its eight elements.
-Expr VerifyRecord(const Expr& word, const Expr& clotId, const Expr& userId2, const Expr& userText,
-                  const Expr& type1, const Expr& type2, const Expr& type3, const Expr& type4);
-
-/// Elements 0 to 7 of a record, as they stand.
-Expr VerifyRecord(const Fields& fields);
 
 /// Tells a user, through the engine, of a change of membership that somebody else made:
 /// .+messengverify|group|user||2|type2|2|0|#   Yields: yes.

@@ -1,6 +1,7 @@
 // Signalling of a call between two parties with two devices each.
+#include "host/outgoing/mobile_push.h"
 #include "host/slots/devices.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "messaging/messaging.h"
 #include "remote/remote.h"
 
@@ -12,7 +13,6 @@ constexpr std::string_view kAnswered = "1";
 constexpr std::string_view kEnded = "2";
 
 constexpr int32_t kOnDesktop = 1;
-constexpr int16_t kPersonPush = 1;
 
 // What a call's record says, by position.
 struct Call {
@@ -29,16 +29,17 @@ struct Call {
 };
 
 void TellDesktop(Host& host, const Call& call) {
-  LeaveMesseng(host, call.party, kMeetingState + kTargetDesktop, call.chatId);
+  LeaveMesseng(host, call.party, {StoredKind::kMeetingState, DeviceCopy::kTargetDesktop},
+               call.chatId);
 }
 void TellMobile(Host& host, const Call& call) {
-  LeaveMesseng(host, Join(call.party, "m"), kMeetingState + kTargetMobile, call.chatId);
+  LeaveMesseng(host, Join(call.party, "m"), {StoredKind::kMeetingState, DeviceCopy::kTargetMobile},
+               call.chatId);
 }
 
 void TellOwnOtherDevice(Host& host, const Call& call, const std::string& tag) {
-  const auto kind =
-      static_cast<int16_t>(kMeetingState + (IsMobileTag(tag) ? kSenderDesktop : kSenderMobile));
-  LeaveMesseng(host, OtherSessionTag(tag), kind, call.chatId);
+  LeaveMesseng(host, OtherSessionTag(tag), {StoredKind::kMeetingState, OtherCopyOfSender(tag)},
+               call.chatId);
 }
 
 void Invite(Host& host, const Call& call, const std::string& tag) {
@@ -46,7 +47,7 @@ void Invite(Host& host, const Call& call, const std::string& tag) {
   const std::string label = host.ReadLang(isAudio ? "im309" : "im310");
   TellDesktop(host, call);
   TellMobile(host, call);
-  QueueMobilePush(host, call.party, "", call.sender, kPersonPush, label, tag);
+  QueueMobilePush(host, call.party, "", call.sender, PushKind::kPerson, label, tag);
 }
 
 void SetIfGiven(Cursor& row, std::string_view column, const Expr& value) {
@@ -94,9 +95,8 @@ void HandleMeetingMessage(Host& host, Fields& fields, SlotIndex slot, const std:
 
 // Kept: a "|#" arrives only where the sender's own last field brings it.
 void RelayMeetingForce(Host& host, Fields& fields, SlotIndex, const std::string&) {
-  SendToFirstConnected(
-      host, fields[2],
-      Join(fields[0], "|", fields[1], "|", fields[3], "|", fields[4], "|", fields[5]));
+  TellTag(host, fields[2],
+          Join(fields[0], "|", fields[1], "|", fields[3], "|", fields[4], "|", fields[5]));
 }
 
 }  // namespace vnq

@@ -15,9 +15,10 @@ namespace vnq {
 
 /// .+meeting_message|other party|sender|IsVideo|LoginType1|LoginType2|state|CloseRole|ChatId|#
 ///
-/// state  "0" rings at the other party, "1" is the answer and the only one that changes the row,
-/// "2" is the end. An
-///        answer and an end go to the sender's other device, too, so that it stops ringing.
+/// state  "0"  rings at the other party
+///        "1"  is the answer, and the only one that changes the row
+///        "2"  is the end
+/// An answer and an end go to the sender's other device, too, so that it stops ringing.
 /// An empty login type or CloseRole keeps the row's value.
 /// Yields: no. Database: Tab_Chat, Users_ID.
 void MeetMesseng(Host& host, Fields& fields, SlotIndex slot);

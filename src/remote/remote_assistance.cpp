@@ -1,7 +1,8 @@
 // Seeing or taking over another user's desktop: request, answer, control.
+#include "host/outgoing/mobile_push.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "messaging/messaging.h"
 #include "remote/remote.h"
 #include "support/ids.h"
@@ -11,7 +12,6 @@ namespace vnq {
 namespace {
 
 constexpr std::string_view kRecorded = "2";
-constexpr int16_t kPersonPush = 1;
 constexpr int kPending = 0;
 
 // What all three commands carry.
@@ -72,8 +72,8 @@ void StoreRequest(Host& host, const Remote& remote, SlotIndex slot, const std::s
 
 // Kept: also with the id that was not stored, for which the mobile then gets nothing.
 void TellMobile(Host& host, const Remote& remote, SlotIndex slot, const std::string& id) {
-  LeaveMesseng(host, Join(remote.party, "m"), kRemoteRequest, id);
-  QueueMobilePush(host, remote.party, "", remote.sender, kPersonPush, host.ReadLang("im312"),
+  LeaveMesseng(host, Join(remote.party, "m"), StoredKind::kRemoteRequest, id);
+  QueueMobilePush(host, remote.party, "", remote.sender, PushKind::kPerson, host.ReadLang("im312"),
                   host.SckServer.Tag(slot));
 }
 
@@ -83,7 +83,7 @@ void RequestRemote(Host& host, Fields& fields, SlotIndex slot, const std::string
   const Remote remote(fields);
   LogRemote(host, remote, host.ReadLang("im38"), remoteIp);
   const Expr request = RequestRecord(remote, host.clock.Now().DateAndTime());
-  if (!SendToFirstConnected(host, remote.party, request)) {
+  if (!TellTag(host, remote.party, request)) {
     if (host.SckServer.IsConnected(slot)) SendRecord(host, slot, RefusalRecord(remote));
     return;
   }
@@ -98,17 +98,15 @@ void ReplyRequestRemote(Host& host, Fields& fields, SlotIndex slot, const std::s
   LogRemote(host, remote, Join(host.ReadLang("im41"), remote.mode), remoteIp);
   const std::string other = OtherSessionTag(host.SckServer.Tag(slot));
   const std::string now = host.clock.Now().DateAndTime();
-  SendToFirstConnected(host, other, AnsweredElsewhereRecord(remote, now, remoteIp));
+  TellTag(host, other, AnsweredElsewhereRecord(remote, now, remoteIp));
   const Expr answer = DialogueRecord(remote, now, remoteIp);
-  SendToFirstConnected(host, remote.party, answer);
-  SendToFirstConnected(host, Join(remote.party, "m"), answer);
+  TellUser(host, remote.party, answer);
 }
 
 void RemoteControl(Host& host, Fields& fields, SlotIndex, const std::string& remoteIp) {
   const Remote remote(fields);
   LogRemote(host, remote, Join(host.ReadLang("im42"), remote.mode), remoteIp);
-  SendToFirstConnected(host, remote.party,
-                       DialogueRecord(remote, host.clock.Now().DateAndTime(), remoteIp));
+  TellTag(host, remote.party, DialogueRecord(remote, host.clock.Now().DateAndTime(), remoteIp));
 }
 
 }  // namespace vnq

@@ -1,5 +1,9 @@
 #include "server/index_form.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <spdlog/spdlog.h>
+
 #include "files/files.h"
 #include "host/server_log.h"
 #include "messaging/messaging.h"
@@ -10,23 +14,22 @@
 
 namespace vnq {
 
-IndexForm::IndexForm(EventLoop& loop, const Clock& clock, std::shared_ptr<const CodePage> codePage,
-                     CommandRunner& commands, std::string AppPath, PlatformSettings platform)
+IndexForm::IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& commands,
+                     ProgramFolder folder)
     : loop_(loop),
-      page_(codePage),
-      paths_(platform.drives),
-      iniStrings_(paths_, std::move(codePage)),
+      folder_(std::move(folder)),
+      page_(folder_.codePage),
       http_(loop),
-      host_({loop, clock, page_, iniStrings_, http_, commands, std::move(AppPath),
-             std::move(platform)}),
+      host_({loop, clock, page_, folder_, http_, commands}),
       ports_(host_) {}
 
 IndexForm::~IndexForm() {
   for (const EventLoop::TimerId timer : timers_) loop_.StopTimer(timer);
 }
 
-void IndexForm::Load() {
+bool IndexForm::Load() {
   ports_.Load();
+  if (ports_.Unbound().size() == PortTable().size()) return false;
   const std::string& address = ports_.LocalAddress(kClientPort);
   host_.ServerIp = address == "0.0.0.0" ? FirstLocalAddress() : address;
   StartTimers();
@@ -34,6 +37,24 @@ void IndexForm::Load() {
   SweepOldRows(host_);
   ReadVersionFile(host_);
   SetFontsAndAddresses(host_);
+  return true;
+}
+
+std::string IndexForm::Readiness() {
+  const std::vector<uint16_t> unbound = ports_.Unbound();
+  const size_t all = PortTable().size();
+  std::string line = fmt::format("{} of {} ports", all - unbound.size(), all);
+  if (!unbound.empty()) line += fmt::format(" (without {})", fmt::join(unbound, ", "));
+  return line + (DatabaseAnswers(host_) ? ", database usable" : ", database not usable");
+}
+
+void IndexForm::ReadKeywordsAgain() {
+  if (ReadKeywordLists(host_)) {
+    spdlog::info("keyword lists read again: {} masked, {} blocking", host_.MaskKeywords.size(),
+                 host_.BlockKeywords.size());
+  } else {
+    spdlog::warn("keyword lists not read again: the database does not answer; the old ones stay");
+  }
 }
 
 void IndexForm::StartTimers() {
@@ -70,7 +91,7 @@ void IndexForm::InsertOnlineFile(const Expr& userId, const Expr& typePath, const
 }
 
 void IndexForm::LeaveMesseng(const Expr& userTag, int16_t kind, const Expr& id) {
-  vnq::LeaveMesseng(host_, userTag, kind, id);
+  vnq::LeaveMesseng(host_, userTag, DeliveryKind(kind), id);
 }
 
 void IndexForm::UserMesseng(Fields& fields, SlotIndex slot, const std::string& remoteIp) {

@@ -1,7 +1,7 @@
 // The composition root: the one hidden object of the process.
 //
-// It owns the ports, the timers and everything that commands work on for the life of the process. Its
-// public operations forward; no work is done here.
+// It owns the ports, the timers and everything that commands work on for the life of the process.
+// Its public operations forward; no work is done here.
 #pragma once
 
 #include <memory>
@@ -18,14 +18,21 @@ class IndexForm {
  public:
   /// clock drives the timers through the loop and stamps rows; commands restarts services. Both
   /// outlive the object.
-  IndexForm(EventLoop& loop, const Clock& clock, std::shared_ptr<const CodePage> codePage,
-            CommandRunner& commands, std::string AppPath, PlatformSettings platform);
+  IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& commands, ProgramFolder folder);
   ~IndexForm();
 
   /// Opens the six listeners, starts the timers, reads what the database and the version file hold,
   /// and sweeps old rows. A step that fails does not stop those behind it; a port that cannot be
-  /// bound stays silent. Yields: no.
-  void Load();
+  /// bound stays silent. False, and nothing further done, when none could be bound. Yields: no.
+  bool Load();
+
+  /// What load has brought about, in a line: how many ports are bound, which are not, and whether
+  /// the database can be used. Yields: no. Database: a row of Users_ID is read.
+  std::string Readiness();
+
+  /// Reads the keyword lists as load does, and says how long they are. The old ones stay where the
+  /// database does not answer. Yields: no. Database: vnq_keyword.
+  void ReadKeywordsAgain();
 
   /// Tells every client, resets presence, closes all slots and listeners. Runs as a handler.
   /// Yields: yes.
@@ -53,9 +60,8 @@ class IndexForm {
   void StartTimers();
 
   EventLoop& loop_;
+  ProgramFolder folder_;
   AnsiCodePage page_;
-  PathMapper paths_;
-  IniStrings iniStrings_;
   HttpClient http_;
   Host host_;
   Ports ports_;

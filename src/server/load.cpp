@@ -13,12 +13,13 @@
 namespace vnq {
 namespace {
 
-// Only the first row of a kind counts.
-std::vector<std::string> ReadKeywords(Host& host, int type) {
+// Only the first row of a kind counts. False, the list as it was, when the query failed.
+bool ReadKeywords(Host& host, int type, std::vector<std::string>& keywords) {
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql("Select * from vnq_keyword where col_type=?", type));
-  if (Adodc1.RecordCount() < 1) return {};
-  return SplitText(Adodc1["col_keyword"].text(), ",");
+  if (!Adodc1.Open(Sql("Select * from vnq_keyword where col_type=?", type))) return false;
+  keywords.clear();
+  if (Adodc1.RecordCount() >= 1) keywords = SplitField(Adodc1["col_keyword"], ",");
+  return true;
 }
 
 // The first line, up to its LF, with NULs and tabs taken for blanks and a CR at its end dropped.
@@ -103,12 +104,23 @@ void ReadDatabaseSettings(Host& host) {
       Sql("Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig' "
           "and Col_Disabled=0"));
   if (Adodc1.RecordCount() >= 1) {
-    std::string root = Adodc1["Col_Data"].text();
+    std::string root;
+    Assign(root, Join(Adodc1["Col_Data"]));
     std::replace(root.begin(), root.end(), '/', '\\');
     host.ServerRootPath = root;
   }
-  host.MaskKeywords = ReadKeywords(host, 0);
-  host.BlockKeywords = ReadKeywords(host, 1);
+  ReadKeywordLists(host);
+}
+
+bool ReadKeywordLists(Host& host) {
+  const bool mask = ReadKeywords(host, 0, host.MaskKeywords);
+  const bool block = ReadKeywords(host, 1, host.BlockKeywords);
+  return mask && block;
+}
+
+bool DatabaseAnswers(Host& host) {
+  Cursor row(host.database);
+  return row.Open(Sql("Select top 1 UserID from Users_ID"));
 }
 
 void ReadVersionFile(Host& host) {
@@ -124,7 +136,7 @@ void SetFontsAndAddresses(Host& host) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select top 1 * from Plug where Plug_Site = '11' order by Plug_Index desc"));
   if (Adodc1.RecordCount() >= 1) {
-    host.PushUrl = Adodc1["Plug_Target"].text();
+    Assign(host.PushUrl, Join(Adodc1["Plug_Target"]));
     ReplaceAll(host.PushUrl, "[ServerIp]", host.settings.DataBaseIp);
   }
   host.WebSocketResponseTemplate =

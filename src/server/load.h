@@ -9,6 +9,13 @@ struct Host;
 /// The data root and the keyword lists, from the database. Database: Tab_Config, vnq_keyword.
 void ReadDatabaseSettings(Host& host);
 
+/// MaskKeywords and BlockKeywords, each from the first row of its kind. False when a query failed,
+/// whose list stays as it was. Yields: no. Database: vnq_keyword.
+bool ReadKeywordLists(Host& host);
+
+/// Whether the database opens and has its tables. Yields: no. Database: a row of Users_ID is read.
+bool DatabaseAnswers(Host& host);
+
 /// Deletes messages, offline files and notices that are as old as the settings say, in this order.
 /// A failed statement is skipped. Database: see load.cpp.
 void SweepOldRows(Host& host);

@@ -70,16 +70,16 @@ Ports::Ports(Host& host) : host_(host), starved_(host.loop, "connections have to
   }
 }
 
-const Ports::Port& Ports::Find(uint16_t number) const {
+Ports::Port& Ports::Find(uint16_t number) {
   return *std::find_if(ports_.begin(), ports_.end(),
                        [number](const Port& port) { return port.row.number == number; });
 }
 
-const std::string& Ports::LocalAddress(uint16_t number) const {
+const std::string& Ports::LocalAddress(uint16_t number) {
   return Find(number).listener.LocalAddress();
 }
 
-const Dispatcher& Ports::DispatcherOf(uint16_t number) const {
+const Dispatcher& Ports::DispatcherOf(uint16_t number) {
   return Find(number).dispatcher;
 }
 
@@ -102,10 +102,18 @@ void Ports::Listen(Port& port) {
   }
 }
 
+std::vector<uint16_t> Ports::Unbound() const {
+  std::vector<uint16_t> numbers;
+  for (const Port& port : ports_) {
+    if (port.listener.LocalAddress().empty()) numbers.push_back(port.row.number);
+  }
+  return numbers;
+}
+
 // --- Reads ---
 
 void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {
-  Read(const_cast<Port&>(Find(number)), slot, bytes);
+  Read(Find(number), slot, bytes);
 }
 
 void Ports::Read(Port& port, SlotIndex slot, const std::string& bytes) {
@@ -129,9 +137,7 @@ void Ports::Unload() {
 
 void Ports::CloseSlots(const PortRow& row) {
   SlotArray& slots = host_.*row.slots;
-  const int highest = slots.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
+  for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsConnected(slot)) continue;
     if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
     slots.Close(slot);

@@ -57,10 +57,13 @@ class Ports {
   /// One read of a slot, all bytes that one receive gave. Runs as a handler. Yields: yes.
   void OnRead(uint16_t number, SlotIndex slot, const std::string& bytes);
 
-  /// The local address of a port's listener, empty where it is not bound.
-  const std::string& LocalAddress(uint16_t number) const;
+  /// The ports that are not bound, in the order of load.
+  std::vector<uint16_t> Unbound() const;
 
-  const Dispatcher& DispatcherOf(uint16_t number) const;
+  /// The local address of a port's listener, empty where it is not bound.
+  const std::string& LocalAddress(uint16_t number);
+
+  const Dispatcher& DispatcherOf(uint16_t number);
 
  private:
   struct Port {
@@ -74,7 +77,7 @@ class Ports {
     Dispatcher dispatcher;
   };
 
-  const Port& Find(uint16_t number) const;
+  Port& Find(uint16_t number);
   void Listen(Port& port);
   void Read(Port& port, SlotIndex slot, const std::string& bytes);
   void CloseSlots(const PortRow& row);

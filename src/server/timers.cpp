@@ -1,8 +1,8 @@
 #include "server/timers.h"
 
 #include "endpoints/endpoints.h"
-#include "host/slots/wire_codec.h"
-#include "messaging/messaging.h"
+#include "host/outgoing/mobile_push.h"
+#include "host/slots/sending.h"
 #include "sessions/sessions.h"
 
 namespace vnq {

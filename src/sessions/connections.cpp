@@ -2,7 +2,7 @@
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/presence_values.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -37,9 +37,7 @@ void HandleKeepAlive(Host& host, Fields&, SlotIndex slot, const std::string&) {
 }
 
 void SweepLostClients(Host& host) {
-  const int highest = host.SckServer.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto slot = static_cast<SlotIndex>(i);
+  for (const SlotIndex slot : host.SckServer.AllNow()) {
     if (host.SckServer.IsGone(slot)) SweepClient(host, slot);
   }
 }

@@ -1,7 +1,6 @@
 // The department tree for the sign-up dialog, and the nudge to synchronise.
 #include "host/server_log.h"
-#include "host/slots/wire_codec.h"
-#include "host/values/skipped.h"
+#include "host/slots/sending.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -33,11 +32,7 @@ Expr DepartmentRecord(const Cursor& row) {
 void AppendDepartments(Host& host, std::string& text) {
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("Select * from Users_Ro"));
-  for (; !Adodc1.EndOfRows(); Adodc1.MoveNext()) {
-    const Expr record = DepartmentRecord(Adodc1);
-    if (!record.ok()) NoteSkipped("Users_Ro", "fewer than five columns");
-    text += record.text();
-  }
+  for (; !Adodc1.EndOfRows(); Adodc1.MoveNext()) Append(text, DepartmentRecord(Adodc1));
 }
 
 void LogSynchronization(Host& host, const Fields& fields, SlotIndex slot, std::string_view key) {
@@ -54,22 +49,19 @@ void HandleRequestDataSynchronization(Host& host, Fields& fields, SlotIndex slot
   const bool comparable = theirs && ours;
   std::string text;
   if (comparable && *theirs != *ours) {
-    text = Join(kVersionPrefix, Users_RoVesr, "|").text();
+    Assign(text, Join(kVersionPrefix, Users_RoVesr, "|"));
     host.loop.Yield();
     AppendDepartments(host, text);
     LogSynchronization(host, fields, slot, "im22");
   }
   if (comparable && *theirs == *ours) LogSynchronization(host, fields, slot, "im21");
-  host.loop.Yield();
   text += kEndOfSynchronization;
-  if (host.SckServer6007.IsConnected(slot)) SendRecord(host, host.SckServer6007, slot, text);
+  YieldThenTellSlot(host, host.SckServer6007, slot, text);
 }
 
 void HandleSynchronizationNudge(Host& host, Fields& fields, SlotIndex, const std::string&) {
   if (!IsNot(fields[1], "")) return;
-  const Expr record = Join(".+request_data_synchronization_online|", fields[1], "|#");
-  const int highest = host.SckServer.Highest();
-  for (int i = 1; i <= highest; ++i) YieldAndSend(host, static_cast<SlotIndex>(i), record);
+  TellEverybody(host, Join(".+request_data_synchronization_online|", fields[1], "|#"));
 }
 
 }  // namespace vnq

@@ -1,7 +1,9 @@
-// Login: from a bare connection to a tagged slot.
+// Login: from a bare connection to a tagged slot. By name and password, or of a phone that is
+// already known.
 #include "host/server_log.h"
 #include "host/slots/devices.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
+#include "sessions/presence.h"
 #include "sessions/sessions.h"
 #include "support/ids.h"
 #include "support/utf16.h"
@@ -32,7 +34,7 @@ void CloseSlot(Host& host, SlotIndex slot) {
 }
 
 void Refuse(Host& host, SlotIndex slot, std::string_view record) {
-  YieldAndSend(host, slot, record);
+  TellSlot(host, slot, record);
   CloseSlot(host, slot);
 }
 
@@ -61,7 +63,7 @@ bool EndOtherSession(Host& host, const Fields& fields, const Person& person, con
   }
   if (slots.IsConnected(old)) {
     host.loop.Yield();
-    SendRecord(host, old, Join(".+busy_force|", slots.RemoteHostIP(slot), "|#"));
+    SendRecord(host, old, BusyForceRecord(slots.RemoteHostIP(slot)));
   }
   host.loop.Yield();
   slots.SetTag(old, "");
@@ -75,21 +77,21 @@ std::string PermissionList(Host& host, const std::string& userId) {
   std::string list;
   Cursor muted(host.database);
   muted.Open(Sql("Select *  from Clot_Silence where MyID='?'", userId));
-  for (; !muted.EndOfRows(); muted.MoveNext()) list += muted["YouID"].text() + ",";
+  for (; !muted.EndOfRows(); muted.MoveNext()) Append(list, Join(muted["YouID"], ","));
 
   Cursor role(host.database);
   role.Open(Sql("Select b.* from Users_Role as a,Role as b where a.UserID='?' and a.RoleID=b.ID",
                 userId));
-  Expr ptp = "/", clot = "\\", users = "~", pub = "@", department = "+";
+  std::string ptp = "/", clot = "\\", users = "~", pub = "@", department = "+";
   for (; !role.EndOfRows(); role.MoveNext()) {
-    list += role["Permissions"].text() + role["Plug"].text();
-    ptp = Join(role["PtpSize"], "/", role["PtpType"]);
-    clot = Join(role["ClotSize"], "\\", role["ClotType"]);
-    users = Join(role["UsersSize"], "~", role["UsersType"]);
-    pub = Join(role["PubSize"], "@", role["PubType"]);
-    department = Join(role["DepartmentPermission"], "+", role["Department"]);
+    Append(list, Join(role["Permissions"], role["Plug"]));
+    Assign(ptp, Join(role["PtpSize"], "/", role["PtpType"]));
+    Assign(clot, Join(role["ClotSize"], "\\", role["ClotType"]));
+    Assign(users, Join(role["UsersSize"], "~", role["UsersType"]));
+    Assign(pub, Join(role["PubSize"], "@", role["PubType"]));
+    Assign(department, Join(role["DepartmentPermission"], "+", role["Department"]));
   }
-  for (const Expr& limit : {ptp, clot, users, pub, department}) list += "," + limit.text();
+  for (const std::string& limit : {ptp, clot, users, pub, department}) list += "," + limit;
   return list;
 }
 
@@ -125,7 +127,10 @@ bool Admitted(const std::string& permissions, const Person& person, const Expr& 
 
 // A mobile names its platform with exactly one character where a desktop has its address.
 bool IsMobileForm(const Fields& fields) {
-  return fields[3].ok() && Utf16Length(fields[3].text()) == 1;
+  return ToInt32(Map(fields[3], Utf16Length)) == 1;
+}
+bool IsDesktopForm(const Fields& fields) {
+  return ToInt32(Map(fields[3], Utf16Length)) > 1;
 }
 
 void RecordLogin(Host& host, const Fields& fields, const Person& person, const std::string& ip) {
@@ -144,7 +149,7 @@ void RecordLogin(Host& host, const Fields& fields, const Person& person, const s
   Adodc1.Set("LocalIP", ip);
   if (person.LocalIPList.empty()) Adodc1.Set("LocalIPList", ip);
   // Kept: MacList was filled from field 4 when it was empty, so this binds a machine never.
-  if (person.MacList.empty() && Utf16Length(fields[3].text()) > 1 && IsNot(fields[4], kWebDesk)) {
+  if (person.MacList.empty() && IsDesktopForm(fields) && IsNot(fields[4], kWebDesk)) {
     Adodc1.Set("MacList", fields[4]);
   }
   Adodc1.Update();
@@ -182,10 +187,45 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
   RecordLogin(host, fields, person, ip);
 
   if (!slots.IsConnected(slot)) return;
-  YieldAndSend(host, slot,
-               Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions,
-                    "|", host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
+  TellSlot(host, slot,
+           Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions, "|",
+                host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
   slots.SetTag(slot, tag);
+}
+
+void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
+  std::string userId;
+  int16_t oldState = kPresenceOffline;
+  Cursor Adodc1(host.database);
+  Adodc1.Open(Sql("Select * from Users_ID where UserID='?'", fields[1]));
+  if (Adodc1.RecordCount() >= 1) {
+    Assign(oldState, ToInt16(Adodc1["UserIcoLine"]));
+    Assign(userId, Adodc1["UserID"]);
+    Adodc1.Set("UserIcoLine", kPresenceOnPhone);
+    Adodc1.Set("LoginTime", host.clock.Now().DateAndTime());
+    Adodc1.Update();
+    host.loop.Yield();
+  }
+  Adodc1.Close();
+
+  // Kept: for an unknown user `userId` is empty, and every slot without a name loses its connection
+  // here.
+  SlotArray& slots = host.SckServer;
+  for (const SlotIndex each : slots.AllNow()) {
+    if (slots.Tag(each) == userId) {
+      host.loop.Yield();
+      if (oldState != kPresenceOnPhone && slots.IsConnected(each)) {
+        SendRecord(host, each, BusyForceRecord(host.ReadLang("im54")));
+      }
+      slots.SetTag(each, "");
+      slots.Close(each);
+    }
+    host.loop.Yield();
+    if (oldState != kPresenceOnPhone && each != slot && slots.IsConnected(each)) {
+      SendRecord(host, each, PhoneLineRecord(userId));
+    }
+  }
+  slots.SetTag(slot, userId);
 }
 
 }  // namespace vnq

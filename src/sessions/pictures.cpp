@@ -1,7 +1,7 @@
 // Versions of pictures and of the logo. The pictures themselves travel by a sibling service.
 #include "host/picture_files.h"
 #include "host/server_log.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -23,11 +23,6 @@ void WritePictureVersion(Host& host, const Fields& fields) {
 
 void LogPictures(Host& host, const Expr& text, const Fields& fields, const std::string& remoteIp) {
   WriteServerLog(host, text, fields[1], remoteIp, LogIcon::kCommand);
-}
-
-void YieldThenSend(Host& host, SlotIndex slot, const Expr& record) {
-  host.loop.Yield();
-  if (host.SckServer.IsConnected(slot)) SendRecord(host, slot, record);
 }
 
 // What differs between the pictures of users and of groups.
@@ -78,7 +73,8 @@ void HandleRequestSynchronousLogo(Host& host, Fields& fields, SlotIndex slot,
   const auto theirs = PrefixNumber(fields[2]);
   if (!theirs) return;
   const bool differs = *theirs != Logo;
-  if (differs) YieldThenSend(host, slot, Join(".+synchronization_LOGO|", Logo, "|#"));
+  if (differs)
+    YieldThenTellSlot(host, host.SckServer, slot, Join(".+synchronization_LOGO|", Logo, "|#"));
   LogPictures(host, Join(fields[1], host.ReadLang(differs ? "im71" : "im72")), fields, remoteIp);
 }
 
@@ -90,7 +86,7 @@ void HandleRequestPersonalizedPhotos(Host& host, Fields& fields, SlotIndex slot,
   const int16_t pic = PictureVersion(host, kind, fields[3]);
   const auto theirs = PrefixNumber(fields[4]);
   if (!theirs || *theirs == pic) return;
-  YieldThenSend(host, slot, PictureRecord(fields, pic));
+  YieldThenTellSlot(host, host.SckServer, slot, PictureRecord(fields, pic));
   LogPictures(host,
               Join(fields[1], host.ReadLang(kind.logKey), fields[3], host.ReadLang("im73"), pic),
               fields, remoteIp);

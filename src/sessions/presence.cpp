@@ -2,7 +2,7 @@
 
 #include "host/server_log.h"
 #include "host/slots/devices.h"
-#include "host/slots/wire_codec.h"
+#include "host/slots/sending.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -19,18 +19,15 @@ constexpr std::string_view kSelectPresence =
 // fixed at the start; a slot's state is read between the two turns, as it may have changed. Yields:
 // yes, twice a slot.
 void TellOthers(Host& host, SlotIndex slot, const Expr& record) {
-  SlotArray& slots = host.SckServer;
-  const int highest = slots.Highest();
-  for (int i = 1; i <= highest; ++i) {
-    const auto other = static_cast<SlotIndex>(i);
+  for (const SlotIndex other : host.SckServer.AllNow()) {
     host.loop.Yield();
-    if (other != slot) YieldAndSend(host, other, record);
+    if (other != slot) TellSlot(host, other, record);
   }
 }
 
-// The record that tells of a state; failed for a state that has none.
-Expr RecordOfState(const std::optional<int16_t>& state, const Expr& userId, const Expr& networkIp,
-                   const Expr& localIp) {
+// The record that tells of a state; none for a state that nobody is told of.
+std::optional<Expr> RecordOfState(const std::optional<int16_t>& state, const Expr& userId,
+                                  const Expr& networkIp, const Expr& localIp) {
   switch (state.value_or(-1)) {
     case kPresenceOffline:
       return NewIsOfflineRecord(userId);
@@ -41,16 +38,16 @@ Expr RecordOfState(const std::optional<int16_t>& state, const Expr& userId, cons
     case kPresenceOnPhone:
       return PhoneLineRecord(userId);
     default:
-      return Expr::Failed();
+      return std::nullopt;
   }
 }
 
 // At most one earlier session under the tag loses its connection.
 void EndEarlierSession(Host& host, const Expr& tag, SlotIndex slot) {
   SlotArray& slots = host.SckServer;
-  const SlotIndex earlier = slots.FirstConnected(tag.text(), slot);
+  const SlotIndex earlier = slots.FirstConnected(tag, slot);
   if (earlier == kNoSlot) return;
-  SendRecord(host, earlier, Join(".+busy_force|", slots.RemoteHostIP(slot), "|#"));
+  SendRecord(host, earlier, BusyForceRecord(slots.RemoteHostIP(slot)));
   host.loop.Yield();
   slots.SetTag(earlier, "");
   slots.Close(earlier);
@@ -66,18 +63,19 @@ void BecomeVisible(Host& host, const Expr& userId, const Expr& state, SlotIndex 
   Assign(userIcoLine, ToInt16(Adodc1["UserIcoLine"]));
   const std::optional<int16_t> newState = ToInt16(state);
   if (newState == kPresenceOnPhone && userIcoLine != kPresenceOffline) return;
-  const Expr record = RecordOfState(newState, userId, Adodc1["NetworkIP"], Adodc1["LocalIP"]);
+  const auto record = RecordOfState(newState, userId, Adodc1["NetworkIP"], Adodc1["LocalIP"]);
   Adodc1.Set("UserIcoLine", state);
   Adodc1.Update();
-  if (host.SckServer.Highest() < kBroadcastCeiling && record.ok()) TellOthers(host, slot, record);
+  if (host.SckServer.Highest() >= kBroadcastCeiling || !record) return;
+  if (!Skips("tell the others", *record)) TellOthers(host, slot, *record);
 }
 
 void ReportOnline(Host& host, const Expr& userId, const Expr& state, SlotIndex slot) {
   const Expr tag = ToInt16(state) == kPresenceOnPhone ? Join(userId, "m") : userId;
   EndEarlierSession(host, tag, slot);
-  host.SckServer.SetTag(slot, tag.text());
+  host.SckServer.SetTag(slot, tag);
   BecomeVisible(host, userId, state, slot);
-  YieldAndSend(host, slot, ".+SynchronousSuccessfully|#");
+  TellSlot(host, slot, ".+SynchronousSuccessfully|#");
 }
 
 // These three tell first and write second, and know no ceiling.
@@ -148,13 +146,17 @@ Expr NewLeavingRecord(const Expr& userId, const Expr& networkIp, const Expr& loc
   return Join(".+new_leaving|", userId, "|", networkIp, "|", localIp, "|#");
 }
 
+Expr BusyForceRecord(const Expr& reason) {
+  return Join(".+busy_force|", reason, "|#");
+}
+
 Expr PhoneLineRecord(const Expr& userId) {
   return Join(".+phone_line|", userId, "|#");
 }
 
 void HandleSuccessfulOnline(Host& host, Fields& fields, SlotIndex slot,
                             const std::string& remoteIp) {
-  if (fields[1].ok() && fields[2].ok()) ReportOnline(host, fields[1], fields[2], slot);
+  if (!Skips("ReportOnline", fields[1], fields[2])) ReportOnline(host, fields[1], fields[2], slot);
   LogPresence(host, fields, "im58", remoteIp, LogIcon::kCommand);
 }
 

@@ -16,4 +16,8 @@ Expr NewLeavingRecord(const Expr& userId, const Expr& networkIp, const Expr& loc
 /// .+phone_line|UserID|#
 Expr PhoneLineRecord(const Expr& userId);
 
+/// .+busy_force|reason|#   What a session hears that another one takes the place of: the address of
+/// the new one, or a text.
+Expr BusyForceRecord(const Expr& reason);
+
 }  // namespace vnq

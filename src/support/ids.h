@@ -24,8 +24,9 @@ bool IsBetween(double value, double low, double high);
 /// offset give UTC.
 ///
 /// date        "YYYY-M-D" or "YYYY-M-D h:m" or "YYYY-M-D h:m:s", "/" as good as "-"; anything else
-/// means `now`. hourOffset  hours, perhaps with a fraction; what is no number means 0. now the
-/// present local time in the form of `date`; gives 0 when it is none itself.
+///             means `now`.
+/// hourOffset  hours, perhaps with a fraction; what is no number means 0.
+/// now         the present local time in the form of `date`; gives 0 when it is none itself.
 double ToUnixTime(std::string_view date, std::string_view hourOffset, std::string_view now);
 
 /// True when the array was ever given a size, be it one of no elements.

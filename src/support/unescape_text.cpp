@@ -1,4 +1,5 @@
-// The walk of UnescapeText, in time that does not grow with text times escapes.
+// UnescapeText: one pass where that gives the same, and else its walk, in time that does not grow
+// with text times escapes.
 //
 // Taken literally, each escape that the walk meets costs a pass over the whole text. Here the text
 // is a chain of characters of which a replacement takes out some, and a table knows for each escape
@@ -162,10 +163,99 @@ void UnescapeWalk::ReplaceEverywhere(const Escape& escape) {
   for (; forward > 0 && walk_ != end(); --forward) walk_ = next_[walk_];
 }
 
+// True for what an escape is made of. No other character can be part of an escape, so one that
+// comes out of an escape cannot make another one.
+bool BelongsToEscapes(char32_t c) {
+  return c == '%' || c == 'u' || HexDigit(c) >= 0;
+}
+
+// True for bytes that read and write back as they are, and have no surrogate to pair with.
+bool IsCharactersOnly(std::string_view text) {
+  for (size_t at = AsciiPrefix(text); at < text.size();) {
+    const char32_t value = NextSequence(text, at);
+    if (value == kReplacementCharacter || (value >= 0xD800 && value < 0xE000)) return false;
+  }
+  return true;
+}
+
+// Reads the escapes from the first to the last, each where it stands. While none of them gives a
+// character that belongs to escapes, the walk does nothing else: it meets each one first, and
+// nothing new comes up behind it or in front of it.
+class UnescapePass {
+ public:
+  UnescapePass(const AnsiText& page, std::string_view text) : page_(page), rest_(text) {}
+
+  // False: it takes the walk.
+  bool Run() {
+    read_.reserve(rest_.size());
+    for (;;) {
+      const size_t percent = rest_.find('%');
+      read_ += rest_.substr(0, percent);
+      if (percent == rest_.npos) return true;
+      rest_.remove_prefix(percent);
+      if (!TakeEscape()) return false;
+    }
+  }
+
+  std::string& read() { return read_; }
+
+ private:
+  // The number of so many digits at `at`; negative when one of them is none.
+  int Digits(size_t at, size_t count) const {
+    int number = 0;
+    for (size_t i = at; i < at + count; ++i) {
+      const int digit = i < rest_.size() ? HexDigit(static_cast<unsigned char>(rest_[i])) : -1;
+      if (digit < 0) return -1;
+      number = number << 4 | digit;
+    }
+    return number;
+  }
+
+  bool TakeEscape() {
+    const bool isLong = rest_.size() > 1 && rest_[1] == 'u';
+    const int number = isLong ? Digits(2, 4) : Digits(1, 2);
+    if (number < 0) {
+      read_ += '%';
+      rest_.remove_prefix(1);
+      return true;
+    }
+    auto character = static_cast<char32_t>(number);
+    if (!isLong) {
+      const std::string single = page_.FromSingleByte(static_cast<unsigned char>(number));
+      size_t at = 0;
+      if (!single.empty()) character = static_cast<char16_t>(NextCodePoint(single, at));
+    }
+    if (BelongsToEscapes(character)) return false;
+    rest_.remove_prefix(isLong ? kLongLength : kShortLength);
+    Append(character);
+    return true;
+  }
+
+  void Append(char32_t character) {
+    if (IsLowSurrogate(character) && high_ != 0 && highEnd_ == read_.size()) {
+      read_.resize(read_.size() - 3);
+      character = JoinSurrogates(high_, character);
+    }
+    AppendUtf8(read_, character);
+    high_ = IsHighSurrogate(character) ? character : 0;
+    highEnd_ = read_.size();
+  }
+
+  const AnsiText& page_;
+  std::string_view rest_;
+  std::string read_;
+  char32_t high_ = 0;   // the first half of a pair, if that came last
+  size_t highEnd_ = 0;  // where it ends in read_
+};
+
 }  // namespace
 
 std::string UnescapeText(const AnsiText& page, std::string_view text) {
   if (text.find('%') == text.npos) return std::string(text);
+  if (IsCharactersOnly(text)) {
+    UnescapePass pass(page, text);
+    if (pass.Run()) return std::move(pass.read());
+  }
   return UnescapeWalk(page, text).Run();
 }
 

@@ -15,8 +15,7 @@ namespace vnq {
 /// case counts.
 ///
 /// position  bytes from the head of the text; afterwards it stands behind `endMarker`. When a
-/// marker is missing the
-///           text is empty and position stays.
+///           marker is missing the text is empty and position stays.
 std::string FindBetween(std::string_view text, std::string_view startMarker,
                         std::string_view endMarker, size_t& position);
 
@@ -27,8 +26,7 @@ std::string WebSocketAccept(const AnsiText& page, std::string_view key);
 /// The answer to an upgrade request; empty when the request holds no key.
 ///
 /// responseTemplate  the answer with [KEY], [ORGN] and [HOST] in the places of the accept value and
-/// of the two headers.
-///                   An absent header is the empty text.
+///                   of the two headers. An absent header is the empty text.
 std::string UpgradeResponse(const AnsiText& page, std::string_view responseTemplate,
                             std::string_view request);
 

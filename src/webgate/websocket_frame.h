@@ -22,9 +22,11 @@ bool IsTextFrame(std::string_view bytes);
 ///
 ///   length byte   what comes back
 ///   up to 125     the unmasked payload, where the bytes are exactly one frame with 1 byte of
-///   payload or more 126           the payload with its mask still on, where the bytes are exactly
-///   one frame with 1 byte or more 127           the bytes as they came not masked    the whole
-///   bytes, filled up with zero bytes or cut to (length byte + 128) bytes
+///                 payload or more
+///   126           the payload with its mask still on, where the bytes are exactly one frame with 1
+///                 byte or more
+///   127           the bytes as they came
+///   not masked    the whole bytes, filled up with zero bytes or cut to (length byte + 128) bytes
 ///
 /// Any number of any bytes may be given.
 std::string DecodeFrame(std::string_view bytes);

@@ -33,6 +33,14 @@ TEST(RunResult, PassesOnlyWithoutFindings) {
   EXPECT_THAT(JsonText(result), HasSubstr("\"passed\":false"));
 }
 
+TEST(RunResult, WhatCameLateIsShownAndIsNotLost) {
+  RunResult result = Sample();
+  result.late = 7;
+  EXPECT_TRUE(result.Passed());
+  EXPECT_THAT(TableText(result), HasSubstr("passed, late 7"));
+  EXPECT_THAT(JsonText(result), HasSubstr("\"late\":7"));
+}
+
 TEST(RunResult, ServerCpuIsShownForEachOperationAndBesideTheFloor) {
   RunResult result = Sample();
   result.server = ServerUseInRun{6000, 1000, 2000, 20};

@@ -15,7 +15,25 @@ class UploadFiles : public People {
   Lines LeaveFiles() { return server.Rows("select * from LeaveFile"); }
   Lines ClotFiles() { return server.Rows("select * from ClotFile"); }
   std::string FileState() { return server.Value("select FileState from ClotFile"); }
+
+  // How many statements a record skips.
+  uint64_t SkippedBy(TestClient& client, const std::string& record) {
+    const uint64_t before = SkippedStatements();
+    client.Send(record);
+    return SkippedStatements() - before;
+  }
 };
+
+// --- What cannot be read ---
+
+TEST_F(UploadFiles, PermissionsThatCannotBeReadAreNoRightAndASkip) {
+  TestClient ann = server.Online("1");
+  GiveRole(7, "3");
+  const uint64_t usual = SkippedBy(ann, ".+upload_files|p|1|1|Clot000001|2|f|F1|#");
+  server.Run("alter table Role rename column Permissions to Gone");
+  EXPECT_EQ(SkippedBy(ann, ".+upload_files|p|1|1|Clot000001|2|f|F2|#"), usual + 1);
+  EXPECT_EQ(server.Rows("select FileState from ClotFile order by Msg_ID"), (Lines{"1", "0"}));
+}
 
 // --- Files left for a user ---
 

@@ -187,7 +187,8 @@ TestServer::TestServer(const TestServerOptions& options)
   if (TestDatabase::IsPostgres()) platform.databaseDriver = "postgresql";
   if (!options.databaseDriver.empty()) platform.databaseDriver = options.databaseDriver;
   platform.durability = options.durability;
-  form_ = std::make_unique<IndexForm>(*loop_, clock_, codePage_, commands_, folder_, platform);
+  form_ = std::make_unique<IndexForm>(*loop_, clock_, commands_,
+                                      ReadProgramFolder(folder_, platform, codePage_));
   form_->Load();
 }
 
@@ -270,6 +271,7 @@ TestClient TestServer::Online(const std::string& userId, int state) {
 }
 
 std::vector<std::string> TestServer::Rows(const std::string& select) {
+  loop_->Settle();  // as the loop does once the server's work is done
   return database_->Rows(select);
 }
 
@@ -279,6 +281,7 @@ std::string TestServer::Value(const std::string& select) {
 }
 
 void TestServer::Run(const std::string& statements) {
+  if (loop_) loop_->Settle();
   database_->Run(statements);
 }
 

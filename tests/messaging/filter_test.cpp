@@ -1,7 +1,7 @@
 // The keyword filter in front of the store.
 #include <cstdio>
 
-#include "messaging/control_tokens.h"
+#include "host/outgoing/control_tokens.h"
 #include "messaging/messaging.h"
 #include "support/text_codecs.h"
 #include "tests/harness/test_server.h"

@@ -23,6 +23,15 @@ class InterfaceInformation : public People {
   TestClient application;  // on slot 1
 };
 
+// --- What cannot be read ---
+
+TEST_F(InterfaceInformation, ReceiverWhoseIdCannotBeReadAddsNotEvenItsComma) {
+  server.Run("alter table Users_ID rename column UserID to Gone");
+  application.Send(".+interface_information|name1|name2,name3|title|text|link|3|#");
+  EXPECT_EQ(Receivers(), Lines{});
+  EXPECT_EQ(Pushes(), Lines{"|0000|title|4|" + server.Lang("im270")});
+}
+
 // --- Messages to persons ---
 
 TEST_F(InterfaceInformation, PersonMessageGoesToEachKnownName) {

@@ -8,7 +8,8 @@ namespace {
 class LeaveMessengTest : public ServerTest {
  protected:
   void Leave(const Expr& tag, int kind, const Expr& id) {
-    server.InHandler([=](Host& host) { LeaveMesseng(host, tag, static_cast<int16_t>(kind), id); });
+    server.InHandler(
+        [=](Host& host) { LeaveMesseng(host, tag, DeliveryKind(static_cast<int16_t>(kind)), id); });
   }
   // What a kind appends for the device "u" on slot 1; the buffer is empty before and after.
   std::string Left(int kind, const Expr& id = "M1") {
@@ -33,6 +34,22 @@ class LeaveMessengTest : public ServerTest {
 
 constexpr const char* kSenderHead = ".+message|you|2026-01-02|03:04:05|";
 constexpr const char* kTargetHead = ".+message|my|2026-01-02|03:04:05|";
+
+// --- What cannot be read ---
+
+TEST_F(LeaveMessengTest, RowWhoseDateCannotBeReadIsNotDelivered) {
+  AddMessage("1,1,1,1");
+  EXPECT_NE(Left(13), "");
+  server.Run("alter table Messeng_Text rename column To_Date to Gone");
+  for (const int kind : {11, 12, 13, 14, 61, 62, 64}) EXPECT_EQ(Left(kind), "") << kind;
+}
+
+TEST_F(LeaveMessengTest, FileMessageWhoseTextCannotBeReadIsNotDelivered) {
+  AddMessage("1,1,1,1");
+  EXPECT_NE(Left(64), "");
+  server.Run("alter table Messeng_Text rename column UserText to Gone");
+  for (const int kind : {61, 62, 64}) EXPECT_EQ(Left(kind), "") << kind;
+}
 
 // --- The device ---
 

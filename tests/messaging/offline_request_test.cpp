@@ -36,6 +36,13 @@ class OfflineRequest : public ServerTest {
 constexpr const char* kPeer = ".+message|7|2026-01-02|03:04:05|";
 constexpr const char* kVisitor = ".+customer_information|v|City|2026-01-02|13:04:05|";
 
+TEST_F(OfflineRequest, RowWhoseTextCannotBeReadIsPassedOver) {
+  AddPeer("1", "1", "lost");
+  AddVisitor("1", "1", "kept");
+  server.Run("alter table Messeng_Type rename column FontInfo to Gone");
+  EXPECT_EQ(Request(), std::string(kVisitor) + "kept|#");
+}
+
 TEST_F(OfflineRequest, EmptyTablesSendTheEmptyTextAndAreLogged) {
   client.Send(".+offline_request_web_information|1|#");
   EXPECT_EQ(client.ReceiveBytes(), "");

@@ -1,6 +1,6 @@
 // Who gets a mobile notification, and what it says.
-#include "messaging/control_tokens.h"
-#include "messaging/messaging.h"
+#include "host/outgoing/control_tokens.h"
+#include "host/outgoing/mobile_push.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -16,7 +16,7 @@ class PushQueueTest : public ServerTest {
   Lines Queued(const Expr& target, const Expr& source, int kind, const Expr& text = "hello",
                const std::string& senderTag = "1", const Expr& extra = "x") {
     server.InHandler([&](Host& host) {
-      QueueMobilePush(host, target, extra, source, static_cast<int16_t>(kind), text, senderTag);
+      QueueMobilePush(host, target, extra, source, static_cast<PushKind>(kind), text, senderTag);
     });
     const Lines lines = server.host().PushQueue.lines();
     server.host().PushQueue.Clear();

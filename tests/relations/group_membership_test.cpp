@@ -42,6 +42,65 @@ class GroupMembership : public PartiesTest {
   }
 };
 
+// --- Turns of the event loop ---
+
+// Ben is no member; all members but Ann are away.
+class LongMemberLists : public PartiesTest {
+ protected:
+  LongMemberLists() {
+    Connect({"1", "ben"});
+    server.Run("insert into Clot_Ro(TypeID,TypeName) values('Clot000001','Group')");
+    for (int i = 100; i < 130; ++i) {
+      list_ += std::to_string(i) + ":0:Absent-";
+      server.Run("insert into Clot_Form(UpperID,UserID,IsAdmin) values('Clot000001','" +
+                 std::to_string(i) + "',0)");
+    }
+  }
+
+  /// Runs a command of Ann's, with a keep-alive of Ben's behind it that is there when the server
+  /// looks. True when the answer has come before the command counted the change, which is the last
+  /// thing it does.
+  bool IsBenAnsweredMeanwhile(const std::string& command) {
+    bool answered = false;
+    server.Run("update UpDateForm set Clot_FormVesr=0");
+    session("1").SendQuietly(command);
+    session("ben").SendQuietly(".+y|#");
+    server.InHandler([&](Host& host) {
+      while (!answered && server.Value(kCounted) == "0") {
+        host.loop.Yield();
+        answered = !session("ben").ReceiveNow().empty() && server.Value(kCounted) == "0";
+      }
+    });
+    server.Pump();
+    EXPECT_EQ(server.Value(kCounted), "1") << command;
+    Hear();
+    return answered;
+  }
+
+  static constexpr const char* kCounted = "select Clot_FormVesr from UpDateForm where id=1";
+  std::string list_;
+};
+
+TEST_F(LongMemberLists, HoldNobodyUpWhileAllMembersAreAway) {
+  for (const char* command : {".+add_group_members|1|Clot000001|200:0:New-|#",
+                              ".+del_group_members|1|Clot000001|100,101|#",
+                              ".+set_group_administrator|1|Clot000001|102:1|#"}) {
+    EXPECT_TRUE(IsBenAnsweredMeanwhile(command)) << command;
+  }
+  EXPECT_TRUE(IsBenAnsweredMeanwhile(".+modify_group_members|1|Clot000001|" + list_ + "|#"));
+  EXPECT_TRUE(IsBenAnsweredMeanwhile(".+new_group_information|1|New|about|Ann|" + list_ + "|#"));
+}
+
+TEST_F(LongMemberLists, TellMembersWhoComeInTheTurnBeforeTheSend) {
+  session("1").SendQuietly(".+modify_group_members|1|Clot000001|100:0:Back-|#");
+  server.InHandler([&](Host& host) {
+    host.loop.Yield();
+    host.SckServer.SetTag(host.SckServer.FirstConnected("ben"), "100");
+  });
+  server.Pump();
+  EXPECT_EQ(Hear(), (Heard{{"ben", ".+new_group_memberships|1|Clot000001|100:0:Back-|#"}}));
+}
+
 // --- Replacing the list ---
 
 TEST_F(GroupMembership, ReplacedListTellsKeptAndNewMembersTheListAndRemovedOnesTheNotice) {

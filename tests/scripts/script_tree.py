@@ -2,6 +2,7 @@
 import os
 import pty
 import random
+import re
 import select
 import shutil
 import signal
@@ -78,6 +79,14 @@ class Session:
             if select.select([self.stream], [], [], 0.2)[0] and not self._read():
                 break
         return words in self.text
+
+    def wait_for_end(self, words):
+        """True when the output ends with the words, control sequences left out, before it ends or patience does."""
+        deadline = time.monotonic() + PATIENCE_S
+        while not re.sub(r"\x1b\[\d*[A-Z]|\r", "", self.text).endswith(words) and time.monotonic() < deadline:
+            if select.select([self.stream], [], [], 0.2)[0] and not self._read():
+                break
+        return re.sub(r"\x1b\[\d*[A-Z]|\r", "", self.text).endswith(words)
 
     def _read(self):
         try:

@@ -1,4 +1,5 @@
-// docs/commands.md is what the tables give. VNQ_WRITE_DOCUMENTS=1 in the environment writes it anew.
+// docs/commands.md is what the tables give. VNQ_WRITE_DOCUMENTS=1 in the environment writes it
+// anew.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -27,13 +28,13 @@ dropped without an answer. "everybody" and "all others" are the connected client
 and mobile. "Writes" are the tables whose rows a command may add, change or delete.
 )";
 
-// "1 UserName, 2 password".
+// "1: UserName; 2: password".
 std::string Numbered(std::string_view fields) {
   std::string text;
   size_t number = 0;
   for (const std::string& name : SplitText(fields, "|")) {
-    if (++number > 1) text += ", ";
-    text += name == "..." ? name : fmt::format("{} {}", number, name);
+    if (++number > 1) text += "; ";
+    text += name == "..." ? name : fmt::format("{}: {}", number, name);
   }
   return text;
 }

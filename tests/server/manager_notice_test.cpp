@@ -1,6 +1,7 @@
 // The notice to the managers, as it leaves the server.
 #include "host/manager_notice.h"
 
+#include "host/values/skipped.h"
 #include "tests/harness/fake_main_port.h"
 #include "tests/harness/test_server.h"
 
@@ -54,9 +55,23 @@ TEST_F(ManagerNotice, WithoutManagersItGoesToNobody) {
   EXPECT_EQ(Taken(), ".+interface_information|zoe|||||3|#");
 }
 
-TEST_F(ManagerNotice, FailedNameLeavesItsPlacesEmpty) {
-  Push(Expr::Failed(), "Zoe", kApplicationNotice);
-  EXPECT_EQ(Taken(), ".+interface_information||name1,name2,|" + server.Lang("im304") + "|||3|#");
+TEST_F(ManagerNotice, FailedNameSkipsTheWholeCall) {
+  for (const int16_t kind : {kGroupFileNotice, kApplicationNotice}) {
+    const uint64_t before = SkippedStatements();
+    Push(Expr::Failed(), "Zoe", kind);
+    Push("zoe", Expr::Failed(), kind);
+    EXPECT_EQ(SkippedStatements(), before + 2);
+  }
+  EXPECT_EQ(Taken(), "(no connection)");
+}
+
+TEST_F(ManagerNotice, ApplicationWithoutADisplayNameMakesAnAccountAndNoNotice) {
+  TestClient dialog = server.ConnectTo(6007);
+  dialog.Send(".+account_application|000001|1|zoe");
+  EXPECT_EQ(server.Value("select FcName from Users_ID where UserName='zoe'"), "NULL");
+  EXPECT_EQ(Taken(), "(no connection)");
+  dialog.Send(".+account_application|000001|1|ann|Ann|#");
+  EXPECT_NE(Taken().find("|\"Ann(ann)\"" + server.Lang("im305")), std::string::npos);
 }
 
 TEST_F(ManagerNotice, NothingGoesOutWhileTheSettingIsZero) {

@@ -5,10 +5,13 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +19,7 @@
 #include <sstream>
 
 #include "tests/harness/real_process.h"
+#include "tests/harness/sqlite_test_database.h"
 #include "tools/folder/init_command.h"
 
 namespace vnq {
@@ -74,6 +78,32 @@ class Process : public ::testing::Test {
     return descriptor;
   }
 
+  // Takes a port of the server's before it comes.
+  static int Listen(uint16_t port) {
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_port = htons(port);
+    inet_pton(AF_INET, OwnAddress(0).c_str(), &own.sin_addr);
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&own), sizeof own), 0) << port;
+    EXPECT_EQ(listen(descriptor, 1), 0) << port;
+    return descriptor;
+  }
+  static int NotifySocket(const std::string& path) {
+    const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    return descriptor;
+  }
+  // Runs statements on the server's database, as another program does.
+  void Run(const std::string& statements) const {
+    SqliteFile(folder + "/Web/Data/vnq.db").Run(statements);
+  }
+
+  static constexpr const char* kGreeting = "LitTdWNjZXNzZnVsQ29ubmVjdGlvbnwj";
+
   std::string folder;
 };
 
@@ -85,7 +115,7 @@ TEST_F(Process, StartsOnItsFolderAndStopsCleanlyOnSigterm) {
   server->Signal(SIGTERM);
   EXPECT_EQ(server->ExitCode(), 0);
   // The greeting, then the last word, each with its own padding.
-  EXPECT_EQ(ReadAll(client).substr(0, 32), "LitTdWNjZXNzZnVsQ29ubmVjdGlvbnwj");
+  EXPECT_EQ(ReadAll(client).substr(0, 32), kGreeting);
   close(client);
 }
 
@@ -94,6 +124,107 @@ TEST_F(Process, SigintStopsItToo) {
   ASSERT_TRUE(server->WaitForWords("ready"));
   server->Signal(SIGINT);
   EXPECT_EQ(server->ExitCode(), 0);
+}
+
+TEST_F(Process, NoOtherSignalEndsIt) {
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready"));
+  for (const int number : {SIGUSR1, SIGUSR2, SIGALRM}) {
+    server->Signal(number);
+    EXPECT_TRUE(
+        server->WaitForWords(fmt::format("SIG{} has no meaning here", sigabbrev_np(number))))
+        << server->standardError();
+  }
+  server->Signal(SIGHUP);
+  EXPECT_TRUE(server->WaitForWords("keyword lists read again")) << server->standardError();
+  const int client = ConnectTo(OwnAddress(0));
+  EXPECT_EQ(ReadAll(client), kGreeting);
+  close(client);
+  server->Signal(SIGTERM);
+  EXPECT_EQ(server->ExitCode(), 0);
+  EXPECT_NE(server->standardError().find("stopped"), std::string::npos);
+}
+
+TEST_F(Process, ASignalDuringTheStartDoesNotEndIt) {
+  auto server = Start();
+  const std::string lock = folder + "/.vnq_main_service.lock";
+  for (int i = 0; i < 10'000'000 && !std::filesystem::exists(lock); ++i) {
+  }
+  server->Signal(SIGUSR1);
+  server->Signal(SIGHUP);
+  EXPECT_TRUE(server->WaitForWords("ready")) << server->standardError();
+  EXPECT_TRUE(server->WaitForWords("keyword lists read again")) << server->standardError();
+}
+
+TEST_F(Process, SighupReadsTheKeywordListsAgain) {
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready"));
+  Run("insert into vnq_keyword(col_type,col_keyword) values(0,'one,two'),(1,'three')");
+  server->Signal(SIGHUP);
+  EXPECT_TRUE(server->WaitForWords("keyword lists read again: 2 masked, 1 blocking"))
+      << server->standardError();
+  Run("drop table vnq_keyword");
+  server->Signal(SIGHUP);
+  EXPECT_TRUE(server->WaitForWords("keyword lists not read again")) << server->standardError();
+}
+
+TEST_F(Process, ReadyTellsPortsAndDatabaseInOneLine) {
+  auto server = Start();
+  ASSERT_TRUE(
+      server->WaitForWords("ready on " + OwnAddress(0) + ": 6 of 6 ports, database usable\n"))
+      << server->standardError();
+}
+
+TEST_F(Process, ReadyTellsThatTheDatabaseCannotBeUsed) {
+  std::filesystem::remove(folder + "/Web/Data/vnq.db");
+  auto server = Start();
+  EXPECT_TRUE(server->WaitForWords(": 6 of 6 ports, database not usable\n"))
+      << server->standardError();
+}
+
+TEST_F(Process, ReadyNamesThePortsThatItLacks) {
+  const int control = Listen(6003), visitors = Listen(6001);
+  auto server = Start();
+  EXPECT_TRUE(server->WaitForWords(": 4 of 6 ports (without 6001, 6003), database usable\n"))
+      << server->standardError();
+  const int client = ConnectTo(OwnAddress(0));
+  EXPECT_EQ(ReadAll(client), kGreeting);
+  for (const int descriptor : {control, visitors, client}) close(descriptor);
+}
+
+TEST_F(Process, WithoutAnyPortItEndsWithOneAndIsNeverReady) {
+  auto first = Start();
+  ASSERT_TRUE(first->WaitForWords("ready"));
+  const std::string otherFolder = folder + "/other";
+  std::ostringstream said;
+  ASSERT_EQ(RunInit({otherFolder, false, "C"}, said, said), 0);
+  const std::string path = folder + "/notify";
+  const int notify = NotifySocket(path);
+  RealProcess second({VNQ_SERVER_PROGRAM, "--app-path", otherFolder, "--bind", OwnAddress(0)},
+                     {"NOTIFY_SOCKET=" + path});
+  EXPECT_EQ(second.ExitCode(), 1);
+  const std::string& error = second.standardError();
+  EXPECT_NE(error.find("no port could be bound on " + OwnAddress(0)), std::string::npos) << error;
+  EXPECT_EQ(error.find("ready on"), std::string::npos) << error;
+  EXPECT_EQ(ReadAll(notify), "");
+  close(notify);
+}
+
+TEST_F(Process, TheDescriptorLimitIsRaisedToWhatTheSystemAllows) {
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit low{std::min<rlim_t>(256, before.rlim_max), before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &low);
+  auto server = Start();
+  setrlimit(RLIMIT_NOFILE, &before);
+  ASSERT_TRUE(server->WaitForWords("ready"));
+  rlimit now{};
+  prlimit(server->pid(), RLIMIT_NOFILE, nullptr, &now);
+  EXPECT_EQ(now.rlim_cur, before.rlim_max);
+  if (before.rlim_max > 256) {
+    EXPECT_TRUE(server->WaitForWords("descriptor limit raised from 256 to "))
+        << server->standardError();
+  }
 }
 
 TEST_F(Process, ASecondInstanceOnTheSameFolderIsRefused) {
@@ -160,14 +291,10 @@ TEST_F(Process, IsReadyInUnderTwoHundredMilliseconds) {
 
 TEST_F(Process, TellsTheServiceManagerWhenItIsReady) {
   const std::string path = folder + "/notify";
-  const int notify = socket(AF_UNIX, SOCK_DGRAM, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  ASSERT_EQ(bind(notify, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  const int notify = NotifySocket(path);
   auto server = Start(0, {}, {"NOTIFY_SOCKET=" + path});
   ASSERT_TRUE(server->WaitForWords("ready"));
-  EXPECT_EQ(ReadAll(notify).substr(0, 7), "READY=1");
+  EXPECT_EQ(ReadAll(notify), "READY=1\nSTATUS=6 of 6 ports, database usable");
   close(notify);
 }
 

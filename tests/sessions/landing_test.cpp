@@ -336,6 +336,28 @@ TEST_F(Landing, OfSeveralRolesAllPermissionsAndTheLastLimitsStay) {
   EXPECT_EQ(DesktopLogIn(), ".+landing_successful|1|0|G,1,p1,2p2,11/,20\\,~,@,+|0|0|#");
 }
 
+// A read that fails leaves what was there before it.
+TEST_F(Landing, LimitThatCannotBeReadStaysAsItWas) {
+  GiveRole(7, "PtpSize,PtpType,ClotSize,ClotType", "'10','11','20','21'");
+  server.Run("alter table Role rename column PtpSize to Gone");
+  EXPECT_EQ(DesktopLogIn(), ".+landing_successful|1|0|,/,20\\21,~,@,+|0|0|#");
+  server.Run("alter table Role rename column ClotType to Gone2");
+  server.Run("alter table Role rename column DepartmentPermission to Gone3");
+  EXPECT_EQ(DesktopLogIn(), kSuccess);
+}
+
+TEST_F(Landing, PermissionsThatCannotBeReadAddNothing) {
+  GiveRole(7, "Permissions,Plug,PubSize", "'1,','p','x'");
+  server.Run("alter table Role rename column Plug to Gone");
+  EXPECT_EQ(DesktopLogIn(), ".+landing_successful|1|0|,/,\\,~,x@,+|0|0|#");
+}
+
+TEST_F(Landing, MutedGroupThatCannotBeReadAddsNotEvenItsComma) {
+  server.Run("insert into Clot_Silence(MyID,YouID) values('1','G')");
+  server.Run("alter table Clot_Silence rename column YouID to Gone");
+  EXPECT_EQ(DesktopLogIn(), kSuccess);
+}
+
 TEST_F(Landing, RolesOfOthersAndRolesThatDoNotExistGiveNothing) {
   server.Run("insert into Role(ID,Permissions) values(7,'1')");
   server.Run("insert into Users_Role(UserID,RoleID) values('2',7),('1',99)");

@@ -1,7 +1,7 @@
 // The terminal client's groups and friendships, against the server itself.
 #include <gmock/gmock.h>
 
-#include "host/slots/wire_codec.h"
+#include "host/slots/records.h"
 #include "tests/harness/parties.h"
 #include "tools/client/chat_console.h"
 

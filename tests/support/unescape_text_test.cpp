@@ -99,6 +99,33 @@ TEST(UnescapeText, DenseTextsDecodeAsTheLiteralWalkDoes) {
   }
 }
 
+// Mostly what chat holds: escapes that give no part of another, beside whatever bytes may come.
+TEST(UnescapeText, TextsAsTheyAreChattedDecodeAsTheLiteralWalkDoes) {
+  std::mt19937 random(3);
+  const std::string_view pieces[] = {
+      "%20",    "%21", "%u4E2D", "%u6587", "%uD83D", "%uDE00", "%ud83d", "%udc00", "%0A", "%E9",
+      "%D0",    "%A7", "%u00E9", "plain",  " words", "中",     "😀",      "%uFFFD", "ï¿½", "í ½",
+      "í¸", "ÿ",   "%",      "%u",     "%4",     "%g1",    "%u12g4", "%41",    "%25", "%00"};
+  for (int i = 0; i < 40000; ++i) {
+    const size_t usual = i % 2 == 0 ? 18 : std::size(pieces);
+    std::string text;
+    for (size_t n = random() % 12; n > 0; --n) text += pieces[random() % usual];
+    ASSERT_EQ(Unescape(text), LiteralUnescape(kPage, text)) << text;
+    ASSERT_EQ(UnescapeText(kPairs, text), LiteralUnescape(kPairs, text)) << text;
+  }
+}
+
+TEST(UnescapeText, EachValueOfBothFormsDecodesAsTheLiteralWalkDoes) {
+  for (unsigned value = 0; value < 0x10000; ++value) {
+    std::string text = "a%u";
+    AppendHex(text, value, 4);
+    text += "%uDE00 0%";
+    AppendHex(text, value & 0xFF, 2);
+    text += "41-%u0042";
+    ASSERT_EQ(Unescape(text), LiteralUnescape(kPage, text)) << text;
+  }
+}
+
 // A pass over the text for each of these would be some 3,000 million characters.
 TEST(UnescapeText, HundredsOfKilobytesOfDistinctEscapesDecodeAtOnce) {
   std::string text, plain;

@@ -3,6 +3,9 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <functional>
+#include <map>
+#include <utility>
 
 #include "host/values/skipped.h"
 #include "support/ascii_case.h"
@@ -18,89 +21,107 @@ bool IsDate(std::string_view text) {
   });
 }
 
-// Replaces the markers in a statement's words by bare ones and collects the values for them.
+enum class Marker { kText, kDate, kNumber, kList };
+
+// A statement's words with bare markers in place of their own, and what those were.
+struct ParsedWords {
+  std::string text;
+  std::vector<Marker> markers;
+};
+
+// The marker that the words begin with, and its length; none is of length 0.
+std::pair<Marker, size_t> MarkerAt(std::string_view words, bool mayBeList) {
+  if (words.starts_with("'?'")) return {Marker::kText, 3};
+  if (words.starts_with("#?#")) return {Marker::kDate, 3};
+  if (mayBeList && words.starts_with("(?)")) return {Marker::kList, 3};
+  return {Marker::kNumber, words.starts_with('?') ? 1 : 0};
+}
+
+// listLength: how many values the list has that fills the one `(?)`; 0 is without one.
+ParsedWords Parse(std::string_view rest, size_t listLength) {
+  ParsedWords parsed;
+  while (!rest.empty()) {
+    auto [marker, length] = MarkerAt(rest, listLength > 0);
+    if (length > 0) {
+      parsed.markers.push_back(marker);
+      if (marker != Marker::kList) parsed.text += '?';
+      for (; marker == Marker::kList && listLength > 0; --listLength) {
+        parsed.text += parsed.text.ends_with('?') ? ",?" : "(?";
+        if (listLength == 1) parsed.text += ')';
+      }
+    } else {
+      length = rest.front() == '\'' ? std::min(rest.find('\'', 1), rest.size() - 1) + 1 : 1;
+      parsed.text += rest.substr(0, length);
+    }
+    rest.remove_prefix(length);
+  }
+  return parsed;
+}
+
+// The words of the rules are a few hundred, each used again and again. Words that are made up at
+// run time would fill the memory: beyond so many, they are parsed at each use.
+constexpr size_t kMostKeptWords = 2000;
+
+// The words parsed, kept for good; else in `unkept`.
+const ParsedWords& Parsed(std::string_view words, ParsedWords& unkept) {
+  static thread_local std::map<std::string, ParsedWords, std::less<>> known;
+  const auto found = known.find(words);
+  if (found != known.end()) return found->second;
+  unkept = Parse(words, 0);
+  if (known.size() >= kMostKeptWords) return unkept;
+  return known.emplace(words, unkept).first->second;
+}
+
+// Takes the values for the markers, each converted as its marker says.
 class Binder {
  public:
-  Binder(std::string_view words, const std::vector<Expr>& values,
-         const std::vector<std::string>* list)
-      : rest_(words), values_(values), list_(list) {}
+  Binder(std::span<const Expr> values, std::span<const std::string> list)
+      : values_(values), list_(list) {}
 
   // Empty, or why the statement failed.
-  std::string Bind(std::string& text, std::vector<SqlValue>& parameters) {
-    while (!rest_.empty() && failure_.empty()) TakeNext();
-    if (failure_.empty() && (used_ < values_.size() || list_)) failure_ = "a value without marker";
-    text = std::move(text_);
-    parameters = std::move(parameters_);
+  std::string_view Bind(std::span<const Marker> markers, std::vector<SqlValue>& parameters) {
+    parameters.reserve(markers.size() + list_.size());
+    for (const Marker marker : markers) {
+      if (marker == Marker::kList) {
+        for (const std::string& item : std::exchange(list_, {})) AddText(item, parameters);
+      } else {
+        Add(marker, parameters);
+      }
+    }
+    if (used_ < values_.size() || !list_.empty()) Fail("a value without marker");
     return failure_;
   }
 
  private:
-  void TakeNext() {
-    if (TakeMarker("'?'")) return AddText(NextValue());
-    if (TakeMarker("#?#")) return AddDate(NextValue());
-    if (list_ && TakeMarker("(?)")) return AddList();
-    if (TakeMarker("?")) return AddNumber(NextValue());
-    size_t length = 1;
-    if (rest_.front() == '\'') {
-      size_t end = rest_.find('\'', 1);
-      length = end == std::string_view::npos ? rest_.size() : end + 1;
+  void Add(Marker marker, std::vector<SqlValue>& parameters) {
+    if (used_ == values_.size()) return Fail("a marker without value");
+    const Expr& value = values_[used_++];
+    if (marker == Marker::kNumber) {
+      const auto number = ToInt32(value);
+      if (!number) return Fail("no 32-bit number");
+      parameters.push_back(SqlValue::Integer(*number));
+    } else if (marker == Marker::kDate && !IsDate(OrEmpty(value))) {
+      Fail("no date");
+    } else if (!value.ok()) {
+      Fail("a text that has failed");
+    } else {
+      AddText(value.text(), parameters);
     }
-    text_ += rest_.substr(0, length);
-    rest_.remove_prefix(length);
   }
 
-  bool TakeMarker(std::string_view marker) {
-    if (!rest_.starts_with(marker)) return false;
-    rest_.remove_prefix(marker.size());
-    return true;
-  }
-
-  Expr NextValue() { return used_ < values_.size() ? values_[used_++] : Expr::Failed(); }
-
-  void Add(SqlValue value) {
-    text_ += '?';
-    parameters_.push_back(std::move(value));
-  }
-
-  void AddText(const Expr& value) {
-    if (!value.ok()) return Fail("a text that has failed");
-    if (value.text().find('\'') != std::string::npos) return Fail("a quote in a text");
-    Add(SqlValue::Text(value.text()));
-  }
-
-  void AddDate(const Expr& value) {
-    if (!IsDate(value.text())) return Fail("no date");
-    Add(SqlValue::Text(value.text()));
-  }
-
-  void AddNumber(const Expr& value) {
-    auto number = ToInt32(value);
-    if (!number) return Fail("no 32-bit number");
-    Add(SqlValue::Integer(*number));
-  }
-
-  void AddList() {
-    if (list_->empty()) return Fail("an empty list");
-    text_ += '(';
-    for (const std::string& value : *list_) {
-      if (text_.back() != '(') text_ += ',';
-      AddText(value);
-    }
-    text_ += ')';
-    list_ = nullptr;
+  void AddText(const std::string& text, std::vector<SqlValue>& parameters) {
+    if (text.find('\'') != text.npos) return Fail("a quote in a text");
+    parameters.push_back(SqlValue::Text(text));
   }
 
   void Fail(std::string_view why) {
     if (failure_.empty()) failure_ = why;
   }
 
-  std::string_view rest_;
-  const std::vector<Expr>& values_;
-  const std::vector<std::string>* list_;  // null once it was used
+  std::span<const Expr> values_;
+  std::span<const std::string> list_;  // empty once it was used
   size_t used_ = 0;
-  std::string text_;
-  std::vector<SqlValue> parameters_;
-  std::string failure_;
+  std::string_view failure_;
 };
 
 bool IsTooLong(std::string_view text, size_t maxLength) {
@@ -143,22 +164,78 @@ bool Skip(std::string_view statement, std::string_view why) {
 
 }  // namespace
 
-Statement::Statement(std::string_view words, const std::vector<Expr>& values,
-                     const std::vector<std::string>* list) {
-  failure_ = Binder(words, values, list).Bind(text_, parameters_);
-  if (!ok()) text_ = words;
+Statement::Statement(std::string_view words, std::span<const Expr> values) {
+  ParsedWords unkept;
+  const ParsedWords& parsed = Parsed(words, unkept);
+  failure_ = Binder(values, {}).Bind(parsed.markers, parameters_);
+  if (!ok()) {
+    own_ = words;
+  } else if (&parsed == &unkept) {
+    own_ = std::move(unkept.text);
+  } else {
+    shared_ = &parsed.text;
+  }
+}
+
+Statement::Statement(std::string_view words, std::span<const Expr> values,
+                     const std::vector<std::string>& list) {
+  ParsedWords parsed = Parse(words, list.size());
+  failure_ = Binder(values, list).Bind(parsed.markers, parameters_);
+  if (list.empty()) failure_ = "an empty list";
+  own_ = ok() ? std::move(parsed.text) : std::string(words);
 }
 
 bool Database::Query(const Statement& statement, SqlRows& rows) {
   if (!statement.ok()) return Skip(statement.text(), statement.failure());
-  if (driver_->Query(statement.text(), statement.parameters(), rows)) return true;
-  return Skip("query", driver_->LastError());
+  return Conclude("query", driver_->Query(statement.text(), statement.parameters(), rows));
 }
 
 bool Database::Execute(const Statement& statement) {
   if (!statement.ok()) return Skip(statement.text(), statement.failure());
-  if (driver_->Execute(statement.text(), statement.parameters())) return true;
-  return Skip("execute", driver_->LastError());
+  return Conclude("execute", driver_->Execute(statement.text(), statement.parameters()));
+}
+
+bool Database::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
+  const bool done = driver_->Insert(target, values);
+  wroteRow_ = wroteRow_ || done;
+  return Conclude("Update", done);
+}
+
+bool Database::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
+  const bool done = driver_->UpdateRow(rows, row, values);
+  wroteRow_ = wroteRow_ || done;
+  return Conclude("Update", done);
+}
+
+bool Database::DeleteRow(const SqlRows& rows, size_t row) {
+  return Conclude("Delete", driver_->DeleteRow(rows, row));
+}
+
+// Notes what came of a statement, and of those before it that were undone with it.
+bool Database::Conclude(std::string_view statement, bool done) {
+  NoteUndone();
+  if (done) return true;
+  trouble_.NoteFailed(driver_->LastTrouble(), driver_->LastError());
+  return Skip(statement, driver_->LastError());
+}
+
+void Database::NoteUndone() {
+  const size_t undone = driver_->TakeUndone();
+  if (undone == 0) return;
+  wroteRow_ = false;
+  trouble_.NoteFailed(driver_->LastTrouble(), driver_->LastError(), undone);
+  for (size_t i = 0; i < undone; ++i) Skip("a statement undone later", driver_->LastError());
+}
+
+void Database::EndTurn() {
+  const bool done = driver_->EndTurn();
+  NoteUndone();
+  if (std::exchange(wroteRow_, false) && done) trouble_.NoteWritten();
+}
+
+void Database::Close() {
+  EndTurn();
+  driver_.reset();
 }
 
 Expr Database::ReadValue(const Statement& statement) {
@@ -168,6 +245,8 @@ Expr Database::ReadValue(const Statement& statement) {
 }
 
 void Database::SyncCommitted() {
+  EndTurn();
+  trouble_.Tick();
   bool failed = !driver_->SyncCommitted();
   if (failed && !syncFailed_) {
     spdlog::error("{}; what is acknowledged may be lost in a power cut", driver_->LastError());
@@ -271,16 +350,15 @@ bool Cursor::Set(std::string_view column, const Expr& value) {
 
 bool Cursor::Update() {
   if (!adding_ && !OnRow()) return Skip("Update", "no row to write");
-  SqlDriver& driver = database_->driver();
-  bool done = adding_ ? driver.Insert(rows_, assigned_) : WriteRow();
+  const bool done = adding_ ? database_->Insert(rows_, assigned_) : WriteRow();
   assigned_.clear();
   adding_ = false;
-  return done || Skip("Update", driver.LastError());
+  return done;
 }
 
 bool Cursor::WriteRow() {
   if (assigned_.empty()) return true;
-  if (!database_->driver().UpdateRow(rows_, row_, assigned_)) return false;
+  if (!database_->UpdateRow(rows_, row_, assigned_)) return false;
   for (SqlAssignment& each : assigned_) {
     auto column = static_cast<size_t>(ColumnIndex(each.column));
     rows_.cells[row_ * rows_.columns->size() + column] = std::move(each.value);
@@ -290,8 +368,7 @@ bool Cursor::WriteRow() {
 
 bool Cursor::Delete() {
   if (adding_ || !OnRow()) return Skip("Delete", "no current row");
-  SqlDriver& driver = database_->driver();
-  if (!driver.DeleteRow(rows_, row_)) return Skip("Delete", driver.LastError());
+  if (!database_->DeleteRow(rows_, row_)) return false;
   assigned_.clear();
   deleted_ = true;
   return true;

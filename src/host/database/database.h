@@ -13,11 +13,14 @@
 // owns the rows, so that nothing that runs in a yield can close or move them.
 #pragma once
 
+#include <array>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/database/trouble_log.h"
 #include "host/values/expr.h"
 #include "platform/sql/sql_driver.h"
 
@@ -27,23 +30,24 @@ namespace vnq {
 class Statement {
  public:
   Statement() = default;
-  Statement(std::string_view words, const std::vector<Expr>& values)
-      : Statement(words, values, nullptr) {}
+  Statement(std::string_view words, std::span<const Expr> values);
 
-  /// `list` fills the `(?)` in the words; null when there is none.
-  Statement(std::string_view words, const std::vector<Expr>& values,
-            const std::vector<std::string>* list);
+  /// `list` fills the `(?)` in the words.
+  Statement(std::string_view words, std::span<const Expr> values,
+            const std::vector<std::string>& list);
 
   bool ok() const { return failure_.empty(); }
 
   /// Why the statement failed before it could run; empty when it did not.
   const std::string& failure() const { return failure_; }
 
-  const std::string& text() const { return text_; }
+  const std::string& text() const { return shared_ ? *shared_ : own_; }
   const std::vector<SqlValue>& parameters() const { return parameters_; }
 
  private:
-  std::string text_;  // with a bare ? per parameter
+  // The text, with a bare ? per parameter: of all statements of these words, or this one's own.
+  const std::string* shared_ = nullptr;
+  std::string own_;
   std::vector<SqlValue> parameters_;
   std::string failure_ = "no statement";
 };
@@ -56,7 +60,7 @@ class Statement {
 /// values are not equal in number. NULL is the empty text, and no number.
 template <typename... Values>
 Statement Sql(std::string_view words, const Values&... values) {
-  return Statement(words, std::vector<Expr>{Expr(values)...});
+  return Statement(words, std::array<Expr, sizeof...(values)>{Expr(values)...});
 }
 
 /// `words` with one `(?)` in it, which becomes the list of values: `... where UserID in (?)`, each
@@ -65,13 +69,15 @@ Statement Sql(std::string_view words, const Values&... values) {
 template <typename... Values>
 Statement SqlList(std::string_view words, const std::vector<std::string>& list,
                   const Values&... values) {
-  return Statement(words, std::vector<Expr>{Expr(values)...}, &list);
+  return Statement(words, std::array<Expr, sizeof...(values)>{Expr(values)...}, list);
 }
 
 /// The process's database. Owns the one physical connection that all cursors and jobs share.
 class Database {
  public:
-  explicit Database(std::unique_ptr<SqlDriver> driver) : driver_(std::move(driver)) {}
+  /// clock: for what the log says of trouble; null is the machine's. Outlives the database.
+  explicit Database(std::unique_ptr<SqlDriver> driver, const Clock* clock = nullptr)
+      : driver_(std::move(driver)), trouble_(clock) {}
 
   SqlDriver& driver() { return *driver_; }
 
@@ -82,18 +88,31 @@ class Database {
   /// without being a skip, when there is no row.
   Expr ReadValue(const Statement& statement);
 
+  /// Commits what the statements since the last call have written, where they share a transaction.
+  /// A refused commit makes each of them a skipped one. Called before anybody outside can see what
+  /// followed from them.
+  void EndTurn();
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
-  void Close() { driver_.reset(); }
+  void Close();
 
   /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
+  /// Called once a second, it also has the log tell of trouble that lasts or is over.
   void SyncCommitted();
 
  private:
   friend class Cursor;
   bool Query(const Statement& statement, SqlRows& rows);
+  bool Insert(const SqlRows& target, std::span<const SqlAssignment> values);
+  bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values);
+  bool DeleteRow(const SqlRows& rows, size_t row);
+  bool Conclude(std::string_view statement, bool done);
+  void NoteUndone();
 
   std::unique_ptr<SqlDriver> driver_;
+  TroubleLog trouble_;
+  bool wroteRow_ = false;  // in this turn, so that it is known to last only at its end
   bool syncFailed_ = false;
 };
 

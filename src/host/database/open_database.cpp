@@ -51,7 +51,8 @@ std::unique_ptr<SqlDriver> OpenServerDatabase(const Settings& settings,
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PlatformSettings& platform,
                                                   const PathMapper& paths,
-                                                  const std::string& AppPath, const Clock* clock) {
+                                                  const std::string& AppPath, const Clock* clock,
+                                                  SqlCommit commit) {
   if (!settings.IsAccess()) return OpenServerDatabase(settings, platform, clock);
   SqliteOptions options;
   options.path = paths.Map(AppPath + settings.DataBaseName);
@@ -60,6 +61,7 @@ std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
   }
   options.busyTimeoutMs = platform.busyTimeoutMs;
   options.durability = platform.durability;
+  options.commit = commit;
   options.clock = clock;
   return OpenSqlite(std::move(options));
 }

@@ -16,11 +16,12 @@ class Clock;
 
 /// Opens it; EngineOf tells of which kind it is. Never null: a database that cannot be served fails
 /// every statement, and says why in LastError(). `clock` is for its back-off and outlives it; null
-/// is the machine's.
+/// is the machine's. With SqlCommit::kTurn the caller ends each turn (Database::EndTurn).
 std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PlatformSettings& platform,
                                                   const PathMapper& paths,
                                                   const std::string& AppPath,
-                                                  const Clock* clock = nullptr);
+                                                  const Clock* clock = nullptr,
+                                                  SqlCommit commit = SqlCommit::kStatement);
 
 }  // namespace vnq

@@ -41,9 +41,6 @@ class OutgoingCalls {
   OutgoingCalls(HttpClient& http, CommandRunner& commands, const AnsiText& page,
                 OutgoingSettings settings);
 
-  /// The database's host becomes known when the settings are loaded.
-  void SetDataBaseIp(std::string DataBaseIp) { settings_.DataBaseIp = std::move(DataBaseIp); }
-
   /// Posts a form and waits for the answer, without a bound.
   ///
   /// body  form text; goes out as UTF-8, and its length is announced in 16-bit characters.
@@ -67,9 +64,12 @@ class OutgoingCalls {
   /// `VNQ_Site_Service` here when it does not answer.
   ///
   /// code     anything but 201 does nothing.
-  /// service  1 VNQ_SetverPic_Service, 2 VNQ_Upload_Service, 3 VNQ_Download_Service, 4
-  /// VNQ_Main_Service,
-  ///          5 VNQ_Telnet_Service; for any other number the request goes out with an empty name.
+  /// service  1 VNQ_SetverPic_Service
+  ///          2 VNQ_Upload_Service
+  ///          3 VNQ_Download_Service
+  ///          4 VNQ_Main_Service
+  ///          5 VNQ_Telnet_Service
+  ///          for any other number the request goes out with an empty name.
   ///
   /// Only in a handler. Yields: yes, until the host has answered.
   void SameTime(int32_t code, int32_t service);
@@ -77,9 +77,10 @@ class OutgoingCalls {
   /// Stops a service of this machine, blocks the whole event thread for ten seconds, and starts it
   /// again.
   ///
-  /// number  1 VNQ_SetverPic_Service, 2 VNQ_Upload_Service, 3 VNQ_Download_Service, 4
-  /// VNQ_Main_Service,
-  ///         5 VNQ_Site_Service, 6 VNQ_Web_Service, 7 VNQ_Telnet_Service; any other does nothing.
+  /// number  1 VNQ_SetverPic_Service     5 VNQ_Site_Service
+  ///         2 VNQ_Upload_Service        6 VNQ_Web_Service
+  ///         3 VNQ_Download_Service      7 VNQ_Telnet_Service
+  ///         4 VNQ_Main_Service          any other does nothing
   ///
   /// Exit codes are not read. Yields: no.
   void RestartByShell(int32_t number);

@@ -5,14 +5,30 @@
 
 namespace vnq {
 
-std::string IniStrings::ReadIniString(std::string_view path, std::string_view section,
-                                      std::string_view key) {
+void IniStrings::Look(std::string_view path) {
+  if (looked_ && path == lastPath_) return;
   std::error_code ignored;
   if (path != lastPath_ || !std::filesystem::exists(lastMapped_, ignored)) {
     lastPath_ = path;
     lastMapped_ = paths_.Map(path);
+    lastVersion_ = 0;
   }
-  return codePage_->FromBytes(reader_.ReadBytes(lastMapped_, section, key));
+  const uint64_t version = reader_.Look(lastMapped_);
+  if (version != lastVersion_) lastTexts_.clear();
+  lastVersion_ = version;
+  looked_ = looksOnceATurn_;
+}
+
+std::string IniStrings::ReadIniString(std::string_view path, std::string_view section,
+                                      std::string_view key) {
+  Look(path);
+  std::string name(section);
+  name.append(1, '\n').append(key);
+  const auto known = lastTexts_.find(name);
+  if (known != lastTexts_.end()) return known->second;
+  const std::string text = codePage_->FromBytes(reader_.ReadKnown(lastMapped_, section, key));
+  lastTexts_.emplace(std::move(name), text);
+  return text;
 }
 
 }  // namespace vnq

@@ -108,12 +108,23 @@ void ReadDurability(Reader& reader, SqlDurability& durability) {
   }
 }
 
+void ReadCommit(Reader& reader, SqlCommit& commit) {
+  std::string value;
+  if (!reader.Read("database", "commit", value)) return;
+  if (value == "turn" || value == "statement") {
+    commit = value == "turn" ? SqlCommit::kTurn : SqlCommit::kStatement;
+  } else {
+    reader.Fail("database", "commit", value, "one of turn, statement");
+  }
+}
+
 void ReadDatabase(Reader& reader, PlatformSettings& settings) {
   reader.Read("database", "driver", settings.databaseDriver);
   reader.Read("database", "connect_timeout_s", 1, kLongestTimeoutS, settings.connectTimeoutS);
   reader.Read("database", "statement_timeout_s", 1, kLongestTimeoutS, settings.statementTimeoutS);
   reader.Read("database", "busy_timeout_ms", 0, kLongestBusyTimeoutMs, settings.busyTimeoutMs);
   ReadDurability(reader, settings.durability);
+  ReadCommit(reader, settings.commit);
 }
 
 void ReadDrives(const Reader& reader, std::map<std::string, std::string>& drives) {

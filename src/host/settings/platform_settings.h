@@ -24,6 +24,7 @@ struct PlatformSettings {
   int connectTimeoutS = 5, statementTimeoutS = 10;
   int busyTimeoutMs = 2000;  ///< how long a statement waits for another program's write
   SqlDurability durability = SqlDurability::kReceipt;
+  SqlCommit commit = SqlCommit::kTurn;  ///< of the server on an embedded database
 
   // [drives]
   std::map<std::string, std::string> drives;  ///< folder by upper-case drive letter

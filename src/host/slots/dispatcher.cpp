@@ -2,17 +2,11 @@
 
 #include <algorithm>
 
-#include "host/slots/wire_codec.h"
+#include "host/slots/records.h"
 #include "host/values/skipped.h"
 
 namespace vnq {
 namespace {
-
-void AppendReceipt(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot) {
-  AppendReply(
-      host, slot,
-      Join(".+reply|", static_cast<int>(row.receipt), "|", fields[1], "|", fields[5], "|#"));
-}
 
 // Kept: the two ways to the receipt test Msg_ID differently, so that "00" is acknowledged for a
 // complete record and not for one that was carried over.
@@ -36,7 +30,7 @@ Dispatcher::Dispatcher(std::span<const CommandRow> commands, bool splits, SlotTe
 }
 
 const CommandRow* Dispatcher::Find(const Expr& word) const {
-  const auto found = word.ok() ? byWord_.find(word.text()) : byWord_.end();
+  const auto found = byWord_.find(OrEmpty(word));
   return found == byWord_.end() ? nullptr : found->second;
 }
 
@@ -66,7 +60,7 @@ void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
     (host.*pending_)[slot] = text;
   } else {
     RunCommand(host, *row, fields, slot, remoteIp);
-    if (WantsReceipt(*row, fields)) AppendReceipt(host, *row, fields, slot);
+    if (WantsReceipt(*row, fields)) AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
   }
   if (row->onWord != nullptr) row->onWord(host, fields, slot, remoteIp);
 }
@@ -82,7 +76,8 @@ void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
   const CommandRow* row = Find(fields[0]);
   if (row != nullptr && row->needsHash) {
     RunCommand(host, *row, fields, slot, remoteIp);
-    if (WantsReceiptAfterCarryOver(*row, fields)) AppendReceipt(host, *row, fields, slot);
+    if (WantsReceiptAfterCarryOver(*row, fields))
+      AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
   }
   (host.*pending_)[slot].clear();  // the command may have yielded, and the table have moved
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/host.h"
+#include "host/slots/sending.h"
 #include "host/values/fields.h"
 
 namespace vnq {
@@ -20,9 +21,6 @@ namespace vnq {
 /// slot's address as they were when the read arrived.
 using CommandHandler = void (*)(Host& host, Fields& fields, SlotIndex slot,
                                 const std::string& remoteIp);
-
-/// Which receipt follows a record that the server has taken, by the number in its first field.
-enum class Receipt : int { kNone = 0, kPeerMessage = 1, kGroupMessage = 2 };
 
 struct CommandRow {
   std::string_view word;     ///< with its prefix; compared whole, upper and lower case differ

@@ -67,14 +67,14 @@ const std::string& SlotArray::Tag(SlotIndex slot) const {
   return Exists(slot) ? slots_[static_cast<size_t>(slot)].tag : kNothing;
 }
 
-void SlotArray::SetTag(SlotIndex slot, std::string_view tag) {
-  if (!Exists(slot)) return;
+void SlotArray::SetTag(SlotIndex slot, const Expr& tag) {
+  if (Skips("Tag", tag) || !Exists(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
-  if (entry.tag == tag) return;
+  if (entry.tag == tag.text()) return;
   const auto old = byTag_.find(entry.tag);
   old->second.erase(slot);
   if (old->second.empty()) byTag_.erase(old);
-  entry.tag = tag;
+  entry.tag = tag.text();
   byTag_[entry.tag].insert(slot);
 }
 
@@ -99,8 +99,9 @@ void SlotArray::Close(SlotIndex slot) {
   closed_.insert(slot);
 }
 
-SlotIndex SlotArray::FirstConnected(std::string_view tag, SlotIndex except) const {
-  const auto found = byTag_.find(tag);
+SlotIndex SlotArray::FirstConnected(const Expr& tag, SlotIndex except) const {
+  if (Skips("look for a tag", tag)) return kNoSlot;
+  const auto found = byTag_.find(tag.text());
   if (found == byTag_.end()) return kNoSlot;
   for (const SlotIndex slot : found->second) {
     if (slot != except && IsConnected(slot)) return slot;
@@ -108,8 +109,9 @@ SlotIndex SlotArray::FirstConnected(std::string_view tag, SlotIndex except) cons
   return kNoSlot;
 }
 
-SlotIndex SlotArray::FirstWithTag(std::string_view tag) const {
-  const auto found = byTag_.find(tag);
+SlotIndex SlotArray::FirstWithTag(const Expr& tag) const {
+  if (Skips("look for a tag", tag)) return kNoSlot;
+  const auto found = byTag_.find(tag.text());
   return found == byTag_.end() ? kNoSlot : *found->second.begin();
 }
 

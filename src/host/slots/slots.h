@@ -16,6 +16,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "host/values/expr.h"
 #include "platform/net/repeated_warning.h"
 #include "platform/net/tcp.h"
 
@@ -28,6 +29,32 @@ inline constexpr SlotIndex kNoSlot = 0;
 
 /// Socket states, by the numbers that the rules use.
 enum class SocketState : int { kClosed = 0, kConnected = 7, kClosing = 8 };
+
+/// The slot numbers of one walk, from 1 to the highest there was when the walk began: slots that
+/// are made on its way are not visited.
+class SlotWalk {
+ public:
+  class Iterator {
+   public:
+    explicit Iterator(int slot) : slot_(slot) {}
+    SlotIndex operator*() const { return static_cast<SlotIndex>(slot_); }
+    Iterator& operator++() {
+      ++slot_;
+      return *this;
+    }
+    bool operator==(const Iterator&) const = default;
+
+   private:
+    int slot_;  // one more than the last slot number does not fit a SlotIndex
+  };
+
+  explicit SlotWalk(SlotIndex highest) : highest_(highest) {}
+  Iterator begin() const { return Iterator(1); }
+  Iterator end() const { return Iterator(highest_ + 1); }
+
+ private:
+  int highest_;
+};
 
 class SlotArray {
  public:
@@ -44,8 +71,12 @@ class SlotArray {
   /// the connection is dropped, only when all 32,767 slots are in use.
   SlotIndex Accept(AcceptedSocket request);
 
-  /// The highest index there is; loops run from 1 to it.
+  /// The highest index there is.
   SlotIndex Highest() const { return static_cast<SlotIndex>(slots_.size() - 1); }
+
+  /// All slots that there are now, in order: `for (SlotIndex slot : slots.AllNow())`. A body may
+  /// yield; what it looks at may then have changed, the walk itself has not.
+  SlotWalk AllNow() const { return SlotWalk(Highest()); }
 
   SocketState State(SlotIndex slot) const;
   bool IsConnected(SlotIndex slot) const { return State(slot) == SocketState::kConnected; }
@@ -55,7 +86,8 @@ class SlotArray {
   /// Empty for a slot that nobody has named. Reading a slot that does not exist gives the empty
   /// text.
   const std::string& Tag(SlotIndex slot) const;
-  void SetTag(SlotIndex slot, std::string_view tag);
+  /// A failed tag: skipped. NULL is the empty text, here and below.
+  void SetTag(SlotIndex slot, const Expr& tag);
   const std::string& RemoteHostIP(SlotIndex slot) const;
 
   /// Sends bytes as they are. A slot that is not connected: skipped.
@@ -65,11 +97,11 @@ class SlotArray {
   void Close(SlotIndex slot);
 
   /// The lowest connected slot with exactly this tag, as the walk from 1 upward finds it; `except`
-  /// is passed over.
-  SlotIndex FirstConnected(std::string_view tag, SlotIndex except = kNoSlot) const;
+  /// is passed over. kNoSlot without one; a failed tag is skipped, and finds none.
+  SlotIndex FirstConnected(const Expr& tag, SlotIndex except = kNoSlot) const;
 
-  /// The lowest slot with exactly this tag in any state.
-  SlotIndex FirstWithTag(std::string_view tag) const;
+  /// The lowest slot with exactly this tag in any state; otherwise the same.
+  SlotIndex FirstWithTag(const Expr& tag) const;
 
  private:
   struct Slot {

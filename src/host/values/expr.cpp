@@ -2,6 +2,7 @@
 
 #include "host/values/skipped.h"
 #include "support/numbers.h"
+#include "support/trim.h"
 
 namespace vnq {
 namespace {
@@ -21,6 +22,10 @@ bool AssignNumber(T& variable, std::optional<T> value) {
 }
 
 }  // namespace
+
+std::string OrEmpty(const Expr& value) {
+  return value.ok() ? value.text() : std::string();
+}
 
 std::optional<int16_t> ToInt16(const Expr& value) {
   return HasText(value) ? ParseInt16(value.text()) : std::nullopt;
@@ -47,11 +52,7 @@ Expr Plus(const Expr& value, int32_t step) {
 }
 
 Expr Trim(const Expr& value) {
-  if (!HasText(value)) return value;
-  const std::string& text = value.text();
-  size_t first = text.find_first_not_of(' ');
-  if (first == std::string::npos) return Expr("");
-  return Expr(text.substr(first, text.find_last_not_of(' ') - first + 1));
+  return HasText(value) ? Expr(std::string(TrimBlanks(value.text(), " "))) : value;
 }
 
 bool Is(const Expr& value, std::string_view text) {
@@ -60,6 +61,10 @@ bool Is(const Expr& value, std::string_view text) {
 
 bool IsNot(const Expr& value, std::string_view text) {
   return HasText(value) && value.text() != text;
+}
+
+bool Same(const Expr& value, const Expr& other) {
+  return HasText(other) && Is(value, other.text());
 }
 
 bool Assign(std::string& variable, const Expr& value) {
@@ -79,6 +84,19 @@ bool Assign(int32_t& variable, std::optional<int32_t> value) {
 }
 bool Assign(double& variable, std::optional<double> value) {
   return AssignNumber(variable, value);
+}
+bool Assign(bool& variable, std::optional<bool> value) {
+  return AssignNumber(variable, value);
+}
+
+bool Append(std::string& variable, const Expr& value) {
+  if (Skips("append", value)) return false;
+  variable += value.text();
+  return true;
+}
+
+void NoteFailedValue(std::string_view statement) {
+  NoteSkipped(statement, "failed value");
 }
 
 }  // namespace vnq

@@ -5,13 +5,26 @@
 // that is given a failed value does nothing; an assignment from one leaves its variable as it was;
 // a test on one counts as not fulfilled. So a handler is a list of plain steps, without a guard
 // around each.
+//
+//   the step                          is written
+//   variable = value                  Assign(variable, value)
+//   variable = variable & value       Append(variable, value)
+//   Split(value, ",")                 SplitField(value, ","), Fields::Of(value)       (fields.h)
+//   Routine(value, id)                if (Skips("Routine", value, id)) return;        first in it
+//   Function(value), in a join        Map(value, Function)
+//   a value whose failure says no     OrEmpty(value)
+//   more than an empty text
+//
+// All but the last two note the skip (skipped.h).
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace vnq {
 
@@ -39,8 +52,12 @@ class Expr {
   bool ok() const { return kind_ != Kind::kFailed; }
   bool IsNull() const { return kind_ == Kind::kNull; }
 
-  /// The text; empty for NULL and for a failed value.
-  const std::string& text() const { return text_; }
+  /// The text; empty for NULL. A failed value has none: who may hold one asks by another way, see
+  /// above.
+  const std::string& text() const {
+    assert(ok());
+    return text_;
+  }
 
  private:
   enum class Kind { kFailed, kNull, kText };
@@ -55,10 +72,20 @@ Expr Join(const Parts&... parts) {
   bool ok = true;
   auto append = [&](const Expr& part) {
     ok = ok && part.ok();
-    joined += part.text();
+    if (ok) joined += part.text();
   };
   (append(Expr(parts)), ...);
   return ok ? Expr(std::move(joined)) : Expr::Failed();
+}
+
+/// The text; empty for NULL and, without a word, for a failed value.
+std::string OrEmpty(const Expr& value);
+
+/// function(text of the value), NULL being the empty text; a failed value stays failed.
+template <typename Function>
+Expr Map(const Expr& value, Function&& function) {
+  if (!value.ok()) return Expr::Failed();
+  return Expr(std::forward<Function>(function)(value.text()));
 }
 
 /// Number conversions. NULL and failed values are no numbers.
@@ -80,11 +107,30 @@ Expr Trim(const Expr& value);
 bool Is(const Expr& value, std::string_view text);
 bool IsNot(const Expr& value, std::string_view text);
 
+/// Is() of two values: false, too, when the other one failed or is NULL.
+bool Same(const Expr& value, const Expr& other);
+
 /// The statement `variable = value`. Skipped, the variable as it was, when the value failed or is
 /// NULL.
 bool Assign(std::string& variable, const Expr& value);
 bool Assign(int16_t& variable, std::optional<int16_t> value);
 bool Assign(int32_t& variable, std::optional<int32_t> value);
 bool Assign(double& variable, std::optional<double> value);
+bool Assign(bool& variable, std::optional<bool> value);
+
+/// The statement `variable = variable & value`. NULL adds nothing; skipped when the value failed.
+bool Append(std::string& variable, const Expr& value);
+
+/// Notes that `statement` is skipped because one of its values failed.
+void NoteFailedValue(std::string_view statement);
+
+/// The start of a routine that cannot run on a failed value: true, and the skip is noted, when one
+/// of the values failed.
+template <typename... Values>
+bool Skips(std::string_view statement, const Values&... values) {
+  if ((... && values.ok())) return false;
+  NoteFailedValue(statement);
+  return true;
+}
 
 }  // namespace vnq

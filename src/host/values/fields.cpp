@@ -16,9 +16,20 @@ std::vector<std::string> SplitText(std::string_view text, std::string_view separ
   return pieces;
 }
 
+std::vector<std::string> SplitField(const Expr& value, std::string_view separator) {
+  if (Skips("Split", value)) return {};
+  return SplitText(value.text(), separator);
+}
+
 Fields Fields::Split(std::string_view record, std::string_view separator) {
   Fields fields;
   fields.elements_ = SplitText(record, separator);
+  return fields;
+}
+
+Fields Fields::Of(const Expr& value, std::string_view separator) {
+  Fields fields;
+  fields.elements_ = SplitField(value, separator);
   return fields;
 }
 
@@ -28,8 +39,9 @@ Expr Fields::operator[](size_t field) const {
 }
 
 bool Fields::Set(size_t field, const Expr& value) {
-  if (field >= elements_.size() || !value.ok()) {
-    NoteSkipped("set field", value.ok() ? "beyond the end of the record" : "failed value");
+  if (Skips("set field", value)) return false;
+  if (field >= elements_.size()) {
+    NoteSkipped("set field", "beyond the end of the record");
     return false;
   }
   elements_[field] = value.text();

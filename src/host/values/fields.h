@@ -18,13 +18,20 @@ namespace vnq {
 /// Splits a text on a separator; the empty text gives no element.
 std::vector<std::string> SplitText(std::string_view text, std::string_view separator);
 
+/// The statement `list = Split(value, separator)`: no element, and noted as skipped, for a failed
+/// value.
+std::vector<std::string> SplitField(const Expr& value, std::string_view separator);
+
 class Fields {
  public:
   Fields() = default;
 
-  /// The elements of a record's text, split on '|'; or those of one field, on a separator of its
-  /// own.
+  /// The elements of a record's text.
   static Fields Split(std::string_view record, std::string_view separator = "|");
+
+  /// The same of a record that was joined, or of one field with a separator of its own: no element,
+  /// and noted as skipped, for a failed value.
+  static Fields Of(const Expr& value, std::string_view separator = "|");
 
   /// Element `field`; failed beyond the end.
   Expr operator[](size_t field) const;

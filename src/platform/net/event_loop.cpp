@@ -343,6 +343,7 @@ int EventLoop::WaitUntilTimer(int waitMs) const {
 // --- Running ---
 
 void EventLoop::Poll(int waitMs) {
+  Settle();
   epoll_event events[kEventsPerPoll];
   const int count = epoll_wait(epoll_, events, kEventsPerPoll, waitMs);
   for (int i = 0; i < count; ++i) {

@@ -73,6 +73,18 @@ class EventLoop {
   /// Runs `step` once, as soon as a handler has ended and fewer than kMaxHandlers are alive.
   void WhenHandlerEnds(Task step) { waitingForRoom_.push_back(std::move(step)); }
 
+  // --- What others see ---
+
+  /// Sets the step that completes what handlers have done before anybody outside can see it or has
+  /// to wait for it. It must not yield; an empty one takes it away.
+  void SetSettle(Task settle) { settle_ = std::move(settle); }
+
+  /// Runs that step. The loop does so before each poll; who lets bytes out, ends a connection or
+  /// starts a program does so before.
+  void Settle() {
+    if (settle_) settle_();
+  }
+
   // --- Descriptors ---
 
   /// Watches a descriptor, level-triggered. The watcher must outlive the watch. False: errno tells.
@@ -140,6 +152,7 @@ class EventLoop {
   bool stopped_ = false;
   Handler* current_ = nullptr;
   size_t liveHandlers_ = 0;
+  Task settle_;
   std::deque<ReadyItem> ready_;
   std::deque<Task> waitingForRoom_;
   std::vector<WatchEntry> watches_;  // by descriptor

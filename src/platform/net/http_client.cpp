@@ -203,6 +203,7 @@ std::shared_ptr<Transfer> HttpClient::Transfers::Start(HttpRequest request,
   transfer->waiting = waiting;
   if (!SetAddress(transfer->easy, request.url)) return nullptr;
   SetUp(*transfer, std::move(request));
+  loop_.Settle();
   if (curl_multi_add_handle(multi_, transfer->easy) != CURLM_OK) return nullptr;
   running_.emplace(transfer.get(), transfer);
   if (timeoutMs > 0) {

@@ -139,6 +139,7 @@ void TcpConnection::CountUnsent(bool unsent) {
 
 bool TcpConnection::Send(std::string_view bytes) {
   if (state_ != State::kOpen) return false;
+  loop_.Settle();
   if (unsent_.empty()) {
     const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
@@ -153,6 +154,7 @@ bool TcpConnection::Send(std::string_view bytes) {
 
 void TcpConnection::Close() {
   if (state_ != State::kOpen) return;
+  loop_.Settle();
   events_ = {};
   arrivals_.clear();
   waitingBytes_ = 0;

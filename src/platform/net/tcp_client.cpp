@@ -21,6 +21,7 @@ class Attempt : private EventLoop::Watcher, public std::enable_shared_from_this<
 
   // False: failed at once.
   bool Start(const sockaddr_in& peer, int64_t timeoutMs) {
+    loop_.Settle();
     if (connect(descriptor_, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) != 0 &&
         errno != EINPROGRESS) {
       return false;

@@ -17,9 +17,8 @@ using OnConnected = std::function<void(std::optional<AcceptedSocket>)>;
 /// Connects to an IPv4 address beside everything else that the loop does.
 ///
 /// done  a plain step, run exactly once and never inside this call: with the socket, or with
-/// nothing when the address
-///       is none, nobody listens there, or `timeoutMs` are over. Not run any more once the loop is
-///       gone.
+///       nothing when the address is none, nobody listens there, or `timeoutMs` are over. Not run
+///       any more once the loop is gone.
 /// Yields: no.
 void ConnectTcp(EventLoop& loop, const std::string& address, uint16_t port, int64_t timeoutMs,
                 OnConnected done);

@@ -61,6 +61,16 @@ struct SqlAssignment {
   SqlValue value;
 };
 
+/// What keeps a database from running statements that are right in themselves.
+enum class SqlTrouble {
+  kNone,         ///< nothing: the statement itself was refused
+  kLocked,       ///< another program keeps it locked
+  kFull,         ///< the disk, or what the engine may use of it, is full
+  kReadOnly,     ///< it may only be read
+  kWriteFailed,  ///< the system refused a write
+  kUnavailable,  ///< it cannot be reached; the driver says in the log when that begins and ends
+};
+
 class SqlDriver {
  public:
   virtual ~SqlDriver() = default;
@@ -82,32 +92,53 @@ class SqlDriver {
   /// Deletes one row that Query returned.
   virtual bool DeleteRow(const SqlRows& rows, size_t row) = 0;
 
+  /// Commits what the statements since the last call have written, where the driver lets them share
+  /// a transaction. False: the commit was refused, and TakeUndone() tells what that cost. Cheap
+  /// when nothing is open.
+  virtual bool EndTurn() { return true; }
+
+  /// Statements that were reported as done and have been undone since, with the transaction that
+  /// they shared. Each is told of once.
+  virtual size_t TakeUndone() { return 0; }
+
   /// Makes everything committed so far survive a power cut, as far as the configured durability
   /// asks for it. Cheap when nothing was written since the last call.
   virtual bool SyncCommitted() = 0;
 
   /// What went wrong in the last call that returned false.
   virtual const std::string& LastError() const = 0;
+
+  /// The same in one word.
+  virtual SqlTrouble LastTrouble() const { return SqlTrouble::kNone; }
 };
 
 /// What receipts promise; see SqlDriver::SyncCommitted.
 enum class SqlDurability { kReceipt, kCommit, kNone };
 
+/// When what a statement wrote is committed; see OpenSqlite.
+enum class SqlCommit { kStatement, kTurn };
+
 struct SqliteOptions {
   std::string path;
   int busyTimeoutMs = 2000;
   SqlDurability durability = SqlDurability::kReceipt;
+  SqlCommit commit = SqlCommit::kStatement;
   bool createFile = false;       ///< false: a missing file makes every statement fail
   const Clock* clock = nullptr;  ///< for the waits below; null: the machine's. Outlives the driver
 };
 
-/// An SQLite file in WAL mode, autocommit. Never null: while the file cannot be opened, each
+/// An SQLite file in WAL mode. Never null: while the file cannot be opened, each
 /// statement tries again (at most once a second) and fails; that it fails is logged once, and once
 /// that it is back. A file that was moved or replaced is noticed within a second.
 ///
 /// A statement that finds the file locked by another program waits for busyTimeoutMs. When that was
 /// in vain, the statements of the next second do not wait at all, so that a lock holds the thread
 /// up once and not at each statement.
+///
+/// With kStatement each statement is committed by itself. With kTurn, where there is a write-ahead
+/// log, statements share a transaction until EndTurn, or for a few milliseconds when that comes
+/// late: the first that reads begins one for reading, the first that writes ends it and begins one
+/// for writing. A statement that fails is undone alone. The caller begins no transactions then.
 std::unique_ptr<SqlDriver> OpenSqlite(SqliteOptions options);
 
 /// A database on a server, shared with other programs.

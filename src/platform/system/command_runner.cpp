@@ -81,6 +81,7 @@ ShellCommandRunner::~ShellCommandRunner() = default;
 
 void ShellCommandRunner::Start(const std::string& commandLine) {
   Reap();
+  loop_.Settle();
   SpawnSettings settings;
   std::string shell = "sh", option = "-c", command = commandLine;
   char* const arguments[] = {shell.data(), option.data(), command.data(), nullptr};
@@ -92,6 +93,7 @@ void ShellCommandRunner::Start(const std::string& commandLine) {
 }
 
 void ShellCommandRunner::BlockFor(int64_t ms) {
+  loop_.Settle();
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 

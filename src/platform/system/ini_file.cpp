@@ -7,25 +7,14 @@
 
 #include <algorithm>
 
+#include "support/ascii_case.h"
+#include "support/trim.h"
+
 namespace vnq {
 namespace {
 
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr long long kNsPerSecond = 1'000'000'000;
-
-std::string LowerCase(std::string_view name) {
-  std::string lower(name);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-std::string_view Trimmed(std::string_view text, std::string_view blanks = " \t") {
-  const size_t first = text.find_first_not_of(blanks);
-  if (first == text.npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 std::string_view Unquoted(std::string_view value) {
   const bool isQuoted = value.size() >= 2 && value.front() == value.back() &&
@@ -38,7 +27,7 @@ std::string_view TakeLine(std::string_view& rest) {
   std::string_view line = rest.substr(0, end);
   rest = end == rest.npos ? std::string_view() : rest.substr(end + 1);
   if (line.ends_with('\r')) line.remove_suffix(1);
-  return Trimmed(line);
+  return TrimBlanks(line);
 }
 
 long long Nanoseconds(const timespec& time) {
@@ -85,27 +74,27 @@ IniData IniData::Parse(std::string_view bytes) {
       const size_t end = line.find(']');
       if (end == line.npos) continue;
       const auto [entry, isFirst] =
-          data.sections_.try_emplace(LowerCase(Trimmed(line.substr(1, end - 1))));
+          data.sections_.try_emplace(AsciiLower(TrimBlanks(line.substr(1, end - 1))));
       section = isFirst ? &entry->second : nullptr;
       continue;
     }
     const size_t equals = line.find('=');
     if (equals == line.npos || section == nullptr) continue;
-    section->try_emplace(LowerCase(Trimmed(line.substr(0, equals))),
-                         Unquoted(Trimmed(line.substr(equals + 1))));
+    section->try_emplace(AsciiLower(TrimBlanks(line.substr(0, equals))),
+                         Unquoted(TrimBlanks(line.substr(equals + 1))));
   }
   return data;
 }
 
 std::optional<std::string> IniData::Find(std::string_view section, std::string_view key) const {
-  const auto entries = sections_.find(LowerCase(Trimmed(section)));
+  const auto entries = sections_.find(AsciiLower(TrimBlanks(section)));
   if (entries == sections_.end()) return std::nullopt;
-  const auto entry = entries->second.find(LowerCase(Trimmed(key)));
+  const auto entry = entries->second.find(AsciiLower(TrimBlanks(key)));
   if (entry == entries->second.end()) return std::nullopt;
   return entry->second;
 }
 
-const IniData* IniReader::Load(const std::string& path) {
+uint64_t IniReader::Look(const std::string& path) {
   struct stat state {};
   const auto known = files_.find(path);
   if (known != files_.end() && stat(path.c_str(), &state) == 0) {
@@ -113,14 +102,14 @@ const IniData* IniReader::Load(const std::string& path) {
     if (entry.device == state.st_dev && entry.inode == state.st_ino &&
         entry.size == static_cast<unsigned long long>(state.st_size) &&
         entry.changedNs == Nanoseconds(state.st_ctim)) {
-      return &entry.data;
+      return entry.version;
     }
   }
 
   const OpenFile file(path);
   if (!file.State(state)) {
     files_.erase(path);
-    return nullptr;
+    return 0;
   }
   Entry& entry = files_[path];
   entry.device = state.st_dev;
@@ -128,23 +117,31 @@ const IniData* IniReader::Load(const std::string& path) {
   entry.size = static_cast<unsigned long long>(state.st_size);
   entry.changedNs = Nanoseconds(state.st_ctim);
   entry.data = IniData::Parse(file.ReadAll());
+  entry.version = ++readings_;
 
   // The file system's clock ticks in milliseconds: what was written just now may be written again
   // without a trace, so it is read once more the next time.
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   if (Nanoseconds(now) - entry.changedNs < kNsPerSecond) entry.changedNs = -1;
-  return &entry.data;
+  return entry.version;
 }
 
 std::string IniReader::ReadBytes(const std::string& path, std::string_view section,
                                  std::string_view key) {
-  const IniData* data = Load(path);
-  const std::string whole = data == nullptr ? "" : data->Find(section, key).value_or("");
+  Look(path);
+  return ReadKnown(path, section, key);
+}
+
+std::string IniReader::ReadKnown(const std::string& path, std::string_view section,
+                                 std::string_view key) const {
+  const auto file = files_.find(path);
+  const std::string whole =
+      file == files_.end() ? "" : file->second.data.Find(section, key).value_or("");
   std::string_view value = whole;
   value = value.substr(0, kIniValueBytes);
   value = value.substr(0, value.find('\0'));
-  return std::string(Trimmed(value, " "));
+  return std::string(TrimBlanks(value, " "));
 }
 
 }  // namespace vnq

@@ -9,6 +9,7 @@
 // the start of the file goes.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -41,15 +42,23 @@ class IniReader {
   /// both ends trimmed. Raw bytes. A missing file, section or key gives the empty text.
   std::string ReadBytes(const std::string& path, std::string_view section, std::string_view key);
 
+  /// Looks whether the file has changed and reads it if so. A number that is another one for each
+  /// reading; 0 for a file that cannot be read.
+  uint64_t Look(const std::string& path);
+
+  /// Like ReadBytes, of the file as it was at the last look.
+  std::string ReadKnown(const std::string& path, std::string_view section,
+                        std::string_view key) const;
+
  private:
   struct Entry {
     unsigned long long device = 0, inode = 0, size = 0;
     long long changedNs = 0;
+    uint64_t version = 0;
     IniData data;
   };
 
-  const IniData* Load(const std::string& path);
-
+  uint64_t readings_ = 0;
   std::map<std::string, Entry> files_;
 };
 

@@ -1,12 +1,9 @@
 #include "platform/system/signals.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <signal.h>
 #include <stddef.h>
 #include <string.h>
 #include <sys/epoll.h>
-#include <sys/file.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -16,42 +13,43 @@
 
 namespace vnq {
 
-InstanceLock::~InstanceLock() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
+namespace {
 
-InstanceLock::Result InstanceLock::Acquire(const std::string& path, std::string& error) {
-  descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (descriptor_ < 0) {
-    error = path + ": " + strerror(errno);
-    return Result::kError;
-  }
-  if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) return Result::kHeld;
-  if (errno == EWOULDBLOCK) return Result::kOtherInstance;
-  error = path + ": " + strerror(errno);
-  return Result::kError;
-}
-
-TerminationSignals::TerminationSignals(EventLoop& loop, std::function<void()> onSignal)
-    : loop_(loop), onSignal_(std::move(onSignal)) {
-  signal(SIGPIPE, SIG_IGN);
+sigset_t HeldSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGALRM}) {
+    sigaddset(&signals, number);
+  }
+  return signals;
+}
+
+}  // namespace
+
+void ProcessSignals::Hold() {
+  signal(SIGPIPE, SIG_IGN);
+  const sigset_t signals = HeldSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+ProcessSignals::ProcessSignals(EventLoop& loop, std::function<void(int)> onSignal)
+    : loop_(loop), onSignal_(std::move(onSignal)) {
+  Hold();
+  const sigset_t signals = HeldSignals();
   descriptor_ = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
   loop_.Watch(descriptor_, EPOLLIN, this);
 }
 
-TerminationSignals::~TerminationSignals() {
+ProcessSignals::~ProcessSignals() {
   loop_.Unwatch(descriptor_);
   close(descriptor_);
 }
 
-void TerminationSignals::OnEvents(uint32_t) {
+void ProcessSignals::OnEvents(uint32_t) {
   signalfd_siginfo info;
-  while (read(descriptor_, &info, sizeof info) == sizeof info) onSignal_();
+  while (read(descriptor_, &info, sizeof info) == sizeof info) {
+    onSignal_(static_cast<int>(info.ssi_signo));
+  }
 }
 
 void NotifyServiceManager(const std::string& state) {

@@ -1,5 +1,5 @@
-// What the process owes the system around it: one instance per folder, signals, and the word that
-// it is ready.
+// What the process and those who start and stop it tell each other: signals, and the word that it
+// is ready.
 #pragma once
 
 #include <functional>
@@ -9,36 +9,22 @@
 
 namespace vnq {
 
-/// A lock file held for as long as the object lives; the kernel drops it with the process, however
-/// that ends.
-class InstanceLock {
+/// Hands the signals that people and programs send to the loop: SIGTERM and SIGINT, and SIGHUP,
+/// SIGUSR1, SIGUSR2 and SIGALRM, which would end the process out of hand.
+class ProcessSignals : private EventLoop::Watcher {
  public:
-  InstanceLock() = default;
-  ~InstanceLock();
-  InstanceLock(const InstanceLock&) = delete;
-  InstanceLock& operator=(const InstanceLock&) = delete;
+  /// From here on these signals wait for a ProcessSignals, and SIGPIPE is ignored.
+  static void Hold();
 
-  enum class Result { kHeld, kOtherInstance, kError };
-
-  /// Takes the lock without waiting. kError: the file cannot be made, and `error` says why.
-  Result Acquire(const std::string& path, std::string& error);
-
- private:
-  int descriptor_ = -1;
-};
-
-/// Calls `onSignal` on the loop for each SIGTERM and SIGINT, which are blocked from then on.
-/// SIGPIPE is ignored.
-class TerminationSignals : private EventLoop::Watcher {
- public:
-  TerminationSignals(EventLoop& loop, std::function<void()> onSignal);
-  ~TerminationSignals() override;
+  /// Holds them, and calls `onSignal` on the loop with the number of each.
+  ProcessSignals(EventLoop& loop, std::function<void(int signal)> onSignal);
+  ~ProcessSignals() override;
 
  private:
   void OnEvents(uint32_t epollEvents) override;
 
   EventLoop& loop_;
-  std::function<void()> onSignal_;
+  std::function<void(int)> onSignal_;
   int descriptor_ = -1;
 };
 

@@ -18,6 +18,8 @@
 #include "tools/client/connection.h"
 #include "tools/client/password.h"
 #include "tools/client/record_stream.h"
+#include "tools/history/catch_up.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
@@ -78,10 +80,13 @@ std::string HostMachineId() {
 
 class ChatProgram : public ChatSink {
  public:
-  ChatProgram(const ChatOptions& options, const AnsiText& ansi, ChatScreen& screen)
+  /// catchUp  null where nothing is to be caught up on.
+  ChatProgram(const ChatOptions& options, const AnsiText& ansi, ChatScreen& screen,
+              CatchUp* catchUp)
       : options_(options),
         ansi_(ansi),
         screen_(screen),
+        catchUp_(catchUp),
         stream_(ansi),
         names_(options.stateFile.empty() ? DefaultNamesFile(options.server, options.port)
                                          : options.stateFile),
@@ -108,6 +113,8 @@ class ChatProgram : public ChatSink {
   void ReadConnection();
   void TakeRestWhenQuiet();
   void Hear(const std::vector<std::string>& records);
+  void KeepUp();
+  void ShowMissed();
   void WriteConnection();
   void TakeTypedLines();
   bool NothingMoreToDo() const;
@@ -121,6 +128,7 @@ class ChatProgram : public ChatSink {
   const ChatOptions& options_;
   const AnsiText& ansi_;
   ChatScreen& screen_;
+  CatchUp* catchUp_;
   Connection connection_;
   RecordStream stream_;
   KnownNames names_;
@@ -137,6 +145,7 @@ class ChatProgram : public ChatSink {
   int64_t leaveByMs_ = 0;    // the limit of the present step of leaving
   bool inputReady_ = false;
   bool wasOpen_ = false;
+  bool caughtUp_ = false;  // in this session
   bool quitting_ = false;
   bool saidGoodbye_ = false;
   bool namesFailed_ = false;
@@ -146,10 +155,15 @@ class ChatProgram : public ChatSink {
 
 int ChatProgram::Run() {
   names_.Load();
+  if (screen_.IsTerminal() && !options_.codePageIsGiven) {
+    Show("* speaking code page " + std::to_string(options_.codePage) +
+         "; --app-path or --code-page name the server's");
+  }
   nowMs_ = NowMs();
   done_ = !Connect() && !screen_.IsTerminal();
   while (!done_) Step();
   SaveNames();
+  if (!screen_.OutputError().empty()) Complain("cannot write the output: " + screen_.OutputError());
   return failed_ || (console_.Failed() && !screen_.IsTerminal()) ? 1 : 0;
 }
 
@@ -162,6 +176,7 @@ bool ChatProgram::Connect() {
     nowMs_ = heardMs_ = NowMs();
     session_.Begin(password_, connection_.LocalAddress(), nowMs_);
     wasOpen_ = true;
+    caughtUp_ = false;
     return true;
   }
   Complain(error);
@@ -247,8 +262,36 @@ void ChatProgram::TakeRestWhenQuiet() {
 }
 
 void ChatProgram::Hear(const std::vector<std::string>& records) {
-  for (const std::string& record : records) session_.OnRecord(record, nowMs_);
+  for (const std::string& record : records) {
+    const bool isHeard = session_.state() != ChatSession::State::kClosed;
+    session_.OnRecord(record, nowMs_);
+    if (isHeard && catchUp_ != nullptr) catchUp_->NoteShown(record);
+  }
+  if (catchUp_ != nullptr) KeepUp();
   SaveNames();
+}
+
+// What comes from the first moment of a session on comes live, and what came just before may come
+// both ways, which the session knows to show once.
+void ChatProgram::KeepUp() {
+  if (!caughtUp_ && session_.state() == ChatSession::State::kReady) {
+    caughtUp_ = true;
+    ShowMissed();
+  }
+  std::string error;
+  if (caughtUp_ && !catchUp_->MarkShown(error)) {
+    Complain("What was shown is not marked as read: " + error);
+  }
+}
+
+void ChatProgram::ShowMissed() {
+  std::vector<std::string> records;
+  std::string error;
+  if (!catchUp_->Read(session_.userId(), names_, records, error)) {
+    return Complain("What came meanwhile is not shown: " + error);
+  }
+  session_.ShowMissed(records, nowMs_);
+  for (const std::string& record : records) catchUp_->NoteShown(record);
 }
 
 void ChatProgram::SendRecord(const std::string& record) {
@@ -354,22 +397,32 @@ std::string ChatProgram::Prompt() const {
 
 int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd) {
   ChatScreen plain(-1, outputFd, errorFd);
+  const std::string self = "vnqctl chat: ";
   const std::shared_ptr<const CodePage> page = CodePage::Open(options.codePage);
   if (page == nullptr) {
-    plain.Complain("unknown code page " + std::to_string(options.codePage));
-    return 2;
+    plain.Complain(self + "unknown code page " + std::to_string(options.codePage));
+    return kExitArguments;
   }
   const std::string machineId = options.machineId.empty() ? HostMachineId() : options.machineId;
   for (const std::string& text : {options.user, machineId}) {
     if (!text.empty() && FitsAField(text) && page->Holds(text)) continue;
-    plain.Complain("\"" + text + "\" holds a character that the protocol or code page " +
+    plain.Complain(self + "\"" + text + "\" holds a character that the protocol or code page " +
                    std::to_string(options.codePage) + " cannot carry, or nothing");
-    return 2;
+    return kExitArguments;
+  }
+  std::unique_ptr<CatchUp> catchUp;
+  if (options.catchUp) {
+    std::string error;
+    catchUp = CatchUp::Open(options.appPath, error);
+    if (catchUp == nullptr) {
+      plain.Complain(self + error);
+      return kExitFailed;
+    }
   }
   const StopSignals signals;
   const AnsiCodePage ansi(page);
   ChatScreen screen(inputFd, outputFd, errorFd);
-  return ChatProgram(options, ansi, screen).Run();
+  return ChatProgram(options, ansi, screen, catchUp.get()).Run();
 }
 
 }  // namespace vnq

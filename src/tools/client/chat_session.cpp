@@ -27,6 +27,10 @@ std::string RetractRecord(bool isGroup, const std::string& target, const std::st
          id + "||#";
 }
 
+size_t HashOf(const std::string& key) {
+  return std::hash<std::string>()(key);
+}
+
 }  // namespace
 
 const ChatSession::HandlerRow ChatSession::kHandlers[] = {
@@ -67,12 +71,20 @@ void ChatSession::OnRecord(std::string_view record, int64_t nowMs) {
   const RecordFields fields(record);
   for (const HandlerRow& row : kHandlers) {
     if (row.word != fields.word()) continue;
-    const bool conversation =
-        row.handler == &ChatSession::OnMessage || row.handler == &ChatSession::OnGroupMessage;
-    if (!conversation || !SeenBefore(record)) (this->*row.handler)(fields);
+    if (!SeenBefore(fields, record)) (this->*row.handler)(fields);
     return;
   }
-  if (!ShowPresenceChange(fields)) ShowOther(fields, record);
+  if (!ShowPresenceChange(fields) && !SeenBefore(fields, record)) ShowOther(fields, record);
+}
+
+void ChatSession::ShowMissed(const std::vector<std::string>& records, int64_t nowMs) {
+  const bool hasNew = std::any_of(records.begin(), records.end(), [this](const auto& record) {
+    return !seen_.contains(HashOf(DeliveryKey(RecordFields(record), record)));
+  });
+  if (!hasNew) return;
+  sink_->Show("* while you were away:");
+  for (const std::string& record : records) OnRecord(record, nowMs);
+  sink_->Show("* that was all");
 }
 
 // .+SuccessfulConnection|#
@@ -249,9 +261,10 @@ void ChatSession::ShowOther(const RecordFields& fields, std::string_view record)
   }
 }
 
-// A sender who missed a receipt sends again, and the server delivers again: the very same record.
-bool ChatSession::SeenBefore(std::string_view record) {
-  const size_t hash = std::hash<std::string_view>()(record);
+bool ChatSession::SeenBefore(const RecordFields& fields, std::string_view record) {
+  const std::string key = DeliveryKey(fields, record);
+  if (key.empty()) return false;
+  const size_t hash = HashOf(key);
   if (!seen_.insert(hash).second) return true;
   seenOrder_.push_back(hash);
   if (seenOrder_.size() > kMaxSeen) {

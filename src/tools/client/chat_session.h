@@ -61,6 +61,10 @@ class ChatSession {
 
   void OnRecord(std::string_view record, int64_t nowMs);
 
+  /// Records from the store, which came while there was no session. Those that were shown before
+  /// are not shown again.
+  void ShowMissed(const std::vector<std::string>& records, int64_t nowMs);
+
   /// The server has closed the connection, or it broke.
   void OnPeerClosed();
 
@@ -68,6 +72,9 @@ class ChatSession {
   void Tick(int64_t nowMs);
 
   State state() const { return state_; }
+
+  /// Who is logged in; empty before the first log-in.
+  const std::string& userId() const { return userId_; }
 
   /// True when the last log-in was refused for its name or password.
   bool PasswordRefused() const { return passwordRefused_; }
@@ -150,7 +157,7 @@ class ChatSession {
 
   bool ShowPresenceChange(const RecordFields& fields);
   void ShowOther(const RecordFields& fields, std::string_view record);
-  bool SeenBefore(std::string_view record);
+  bool SeenBefore(const RecordFields& fields, std::string_view record);
   void Remember(const std::string& id, const std::string& text);
   bool IsReady();
   bool HasTargetGroup();
@@ -181,7 +188,7 @@ class ChatSession {
   std::map<std::string, Unconfirmed> unconfirmed_;  // by Msg_ID
   std::vector<std::string> sentOrder_;              // Msg_IDs, oldest first
   std::map<std::string, std::string> presence_;     // word by user id
-  std::set<size_t> seen_;  // hashes of the messages shown, to know a repeated delivery
+  std::set<size_t> seen_;  // hashes of what was shown, to know a repeated delivery
   std::deque<size_t> seenOrder_;
   std::vector<SentText> sentTexts_;              // that can be taken back, oldest first
   std::map<std::string, std::string> received_;  // first words by Msg_ID

@@ -228,4 +228,17 @@ bool IsOwnCopy(std::string_view messageType) {
   return type == 1 || (type >= 10 && type % 2 == 0);
 }
 
+std::string DeliveryKey(const RecordFields& f, std::string_view record) {
+  const std::string& word = f.word();
+  const auto key = [&](std::string_view kind, const std::string& party, const std::string& id) {
+    const bool isNamed = !id.empty() && id != "0";
+    return isNamed ? std::string(kind) + "|" + party + "|" + id : std::string(record);
+  };
+  if (word == ".+message" && f.size() <= 7) return std::string(record);
+  if (word == ".+message") return key(IsOwnCopy(f[7]) ? "to" : "from", f[1], f[6]);
+  if (word == ".+offline_file") return key("from", f[2], f[6]);
+  if (word == ".+clot_messeng") return key("group", f[1], f[7]);
+  return word == ".+notification" ? key("notice", "", f[5]) : "";
+}
+
 }  // namespace vnq

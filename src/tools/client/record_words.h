@@ -38,4 +38,9 @@ std::string_view PresenceWord(std::string_view word);
 /// the sender's copies, 2 and odd values the target's.
 bool IsOwnCopy(std::string_view messageType);
 
+/// What a delivered message, file or notice is known by when it comes again: a sender who missed a
+/// receipt sends again, and the server delivers again. The whole record where no Msg_ID tells it
+/// from others; empty for records that deliver nothing stored.
+std::string DeliveryKey(const RecordFields& fields, std::string_view record);
+
 }  // namespace vnq

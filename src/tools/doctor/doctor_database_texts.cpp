@@ -99,7 +99,7 @@ class TextTrial {
     }
     const Expr changed = database_.ReadValue(
         Sql("Select count(*) as c from Users_ID where UserID='?' and FcName='changed'", kUserId));
-    if (changed.text() == "1") return true;
+    if (Is(changed, "1")) return true;
     findings_.Warning(
         "table Users_ID: of two equal rows both change with one; a primary key that"
         " the database assigns would tell them apart");
@@ -118,7 +118,7 @@ class TextTrial {
 
 }  // namespace
 
-void ExamineTextsInDatabase(Database& database, const ExaminedFolder& folder, Findings& findings) {
+void ExamineTextsInDatabase(Database& database, const ProgramFolder& folder, Findings& findings) {
   SqlDriver& driver = database.driver();
   bool tried = false, ok = false;
   InTransaction(driver, folder.engine, [&] {

@@ -72,6 +72,7 @@ TEST_F(PlatformSettingsTest, MissingFileTakesTheDefaults) {
   EXPECT_EQ(settings->statementTimeoutS, 10);
   EXPECT_EQ(settings->busyTimeoutMs, 2000);
   EXPECT_EQ(settings->durability, SqlDurability::kReceipt);
+  EXPECT_EQ(settings->commit, SqlCommit::kTurn);
   EXPECT_TRUE(settings->drives.empty());
   EXPECT_EQ(settings->stopCommand, "systemctl stop %s");
   EXPECT_EQ(settings->startCommand, "systemctl start %s");
@@ -81,7 +82,7 @@ TEST_F(PlatformSettingsTest, EveryKeyReachesItsSetting) {
   const PlatformSettings settings = ReadGood(
       "\xEF\xBB\xBF[locale]\nlanguage_id=1033\ncode_page=936\n[network]\nbind_address=127.0.0.2\n"
       "[database]\ndriver=postgresql\nconnect_timeout_s=1\nstatement_timeout_s=2\n"
-      "busy_timeout_ms=3\ndurability=commit\n[drives]\nd=/srv/数据\nE=/srv/e\n"
+      "busy_timeout_ms=3\ndurability=commit\ncommit=statement\n[drives]\nd=/srv/数据\nE=/srv/e\n"
       "[services]\nstop_command=stop %s\nstart_command=start %s\n");
   EXPECT_EQ(settings.languageId, 1033);
   EXPECT_EQ(settings.codePage, 936);
@@ -91,6 +92,7 @@ TEST_F(PlatformSettingsTest, EveryKeyReachesItsSetting) {
   EXPECT_EQ(settings.statementTimeoutS, 2);
   EXPECT_EQ(settings.busyTimeoutMs, 3);
   EXPECT_EQ(settings.durability, SqlDurability::kCommit);
+  EXPECT_EQ(settings.commit, SqlCommit::kStatement);
   EXPECT_EQ(settings.drives,
             (std::map<std::string, std::string>{{"D", "/srv/数据"}, {"E", "/srv/e"}}));
   EXPECT_EQ(settings.stopCommand, "stop %s");
@@ -123,6 +125,8 @@ TEST_F(PlatformSettingsTest, BadValueIsNamedWithItsKey) {
             "[database] connect_timeout_s=0 is not a number from 1 to 3600");
   EXPECT_EQ(ErrorOf("[database]\ndurability=always\n"),
             "[database] durability=always is not one of receipt, commit, none");
+  EXPECT_EQ(ErrorOf("[database]\ncommit=never\n"),
+            "[database] commit=never is not one of turn, statement");
 }
 
 TEST_F(PlatformSettingsTest, FirstBadValueIsTheOneThatIsNamed) {

@@ -11,6 +11,7 @@
 
 #include "platform/net/clock.h"
 #include "tests/harness/postgres_server.h"
+#include "tests/harness/stepped_clock.h"
 #include "tests/platform/sql/postgres_fixture.h"
 
 namespace vnq {
@@ -127,6 +128,15 @@ TEST(PostgresOutageTest, AnUnreachableServerHoldsUpOneStatementOnly) {
   EXPECT_GE(first, 900);
   EXPECT_LT(first, 2000);
   EXPECT_LT(MsOf([&] { EXPECT_FALSE(driver->Execute("select 1", {})); }), 200);
+}
+
+TEST(PostgresServerOfATestTest, StartsWhereItsProgramsAreNotInThePath) {
+  if (!PostgresServer::IsInstalled()) GTEST_SKIP() << "no PostgreSQL server is installed";
+  const std::string path = getenv("PATH");
+  setenv("PATH", "/nowhere", 1);
+  PostgresServer server({"fsync=off"});
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_TRUE(server.ready());
 }
 
 class PostgresRestart : public testing::TestWithParam<int> {};

@@ -29,6 +29,14 @@ class OtherProgram {
     sqlite3_free(error);
   }
 
+  /// False when a statement failed; a transaction of it is then rolled back.
+  bool Try(const std::string& statements) {
+    const bool done =
+        sqlite3_exec(database_, statements.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+    if (!done) sqlite3_exec(database_, "rollback", nullptr, nullptr, nullptr);
+    return done;
+  }
+
   /// The first column of the first row; "(none)" without a row.
   std::string Read(const std::string& select) {
     std::string value = "(none)";

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <set>
+
 #include "tools/client/record_words.h"
 
 namespace vnq {
@@ -106,6 +109,32 @@ TEST(RecordWords, NoticeToAllAndFailedDownloadAreTold) {
   EXPECT_EQ(Words(".+broadcast|Title|%u4F60|f|#"), "notice to all: Title: 你");
   EXPECT_EQ(Words(".+broadcast||text|f|#"), "notice to all: text");
   EXPECT_EQ(Words(".+download_myfailed|a.txt|gone|#"), "a download has failed: a.txt: gone");
+}
+
+std::string KeyOf(std::string_view record) {
+  return DeliveryKey(RecordFields(record), record);
+}
+
+TEST(DeliveryKey, IsTheSameForADeliveryThatComesAgain) {
+  EXPECT_EQ(KeyOf(".+message|1|d|t|x|f|M1|11|1|#"), KeyOf(".+message|1|d|t|x|f|M1|11|0|#"));
+  EXPECT_EQ(KeyOf(".+message|1|d|t|x|f|M1|2|1|#"), KeyOf(".+offline_file|2|1|p|1|d|M1|x|#"));
+  EXPECT_EQ(KeyOf(".+notification|a||l|d|N1|#"), KeyOf(".+notification|a||l|d e|N1|#"));
+}
+
+TEST(DeliveryKey, TellsPeopleGroupsAndCopiesApart) {
+  const std::string_view records[] = {
+      ".+message|1|d|t|x|f|M1|11|1|#",       ".+message|3|d|t|x|f|M1|11|1|#",
+      ".+message|1|d|t|x|f|M2|11|1|#",       ".+message|1|d|t|x|f|M1|10|1|#",
+      ".+clot_messeng|1|3|d|t|x|f|M1|2|1|#", ".+notification|a||l|d|M1|#"};
+  std::set<std::string> keys;
+  for (std::string_view record : records) keys.insert(KeyOf(record));
+  EXPECT_EQ(keys.size(), std::size(records));
+}
+
+TEST(DeliveryKey, IsTheWholeRecordWithoutAnIdAndEmptyForOtherRecords) {
+  EXPECT_EQ(KeyOf(".+message|1|d|t|x|f|0|11|1|#"), ".+message|1|d|t|x|f|0|11|1|#");
+  EXPECT_EQ(KeyOf(".+message|1|d|t|x|f|#"), ".+message|1|d|t|x|f|#");
+  EXPECT_EQ(KeyOf(".+jitter_window|1|d t|a"), "");
 }
 
 TEST(RecordWords, UnknownRecordHasNone) {

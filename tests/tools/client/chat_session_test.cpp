@@ -511,5 +511,21 @@ TEST_F(ChatConsoleTest, GivenNameIsListed) {
   EXPECT_THAT(shown_, ElementsAre("* user 老王 (7)"));
 }
 
+TEST_F(ChatSessionTest, WhatWasMissedIsFramedAndShownOnce) {
+  LogIn();
+  Hear(".+message|10002|2026-03-04|05:06:07|live|f|M1|11|1|#");
+  shown_.clear();
+  session_.ShowMissed({".+message|10002|2026-03-04|05:06:07|live|f|M1|11|0|#",
+                       ".+message|10002|2026-03-04|05:06:08|missed|f|M2|11|0|#"},
+                      now_);
+  EXPECT_THAT(shown_,
+              ElementsAre("* while you were away:", "05:06:08 10002: missed", "* that was all"));
+  shown_.clear();
+  Hear(".+message|10002|2026-03-04|05:06:08|missed|f|M2|11|1|#");
+  session_.ShowMissed({".+message|10002|2026-03-04|05:06:08|missed|f|M2|11|0|#"}, now_);
+  session_.ShowMissed({}, now_);
+  EXPECT_THAT(shown_, IsEmpty());
+}
+
 }  // namespace
 }  // namespace vnq

@@ -15,8 +15,8 @@ struct OdbcDriverInfo {
   bool isFreeTds = false;  ///< else it is taken for the maker's own
 };
 
-/// The connection text for a SQL Server database. Holds the password: not for a log. False, with the
-/// reason in `error`, when a value has characters that the driver has no way to be told.
+/// The connection text for a SQL Server database. Holds the password: not for a log. False, with
+/// the reason in `error`, when a value has characters that the driver has no way to be told.
 bool OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverInfo& driver,
                         std::string& text, std::string& error);
 

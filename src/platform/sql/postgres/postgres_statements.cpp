@@ -17,8 +17,8 @@ constexpr std::string_view kUnknownStatement = "26000";
 constexpr std::string_view kBeginImmediate = "begin immediate";
 constexpr size_t kDroppedTogether = 32;
 
-// libpq takes a description of a statement's values for garbage, and drops the session, above 30,000
-// bytes: 6 and 4 for each value.
+// libpq takes a description of a statement's values for garbage, and drops the session, above
+// 30,000 bytes: 6 and 4 for each value.
 constexpr size_t kMostDescribedValues = (30'000 - 6) / 4;
 
 constexpr const char* kTableReader = "vnq_table";

@@ -14,14 +14,15 @@
 
 namespace vnq {
 
+struct FinalizeSqlite {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using SqliteHandle = std::unique_ptr<sqlite3_stmt, FinalizeSqlite>;
+
 /// A prepared statement and what is known of its rows.
 struct SqliteStatement {
-  struct Finalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-  };
-
   std::string written;  ///< the text it was made from
-  std::unique_ptr<sqlite3_stmt, Finalize> handle;
+  SqliteHandle handle;
   std::shared_ptr<const std::vector<SqlColumn>> columns;
   std::string table;  ///< the one table; then each row has the rowid as one more cell at its end
   int repreparations = 0;
@@ -65,6 +66,8 @@ class SqliteConnection {
 
   sqlite3* handle() const { return handle_; }
   SqliteStatementCache& statements() { return *statements_; }
+
+  bool hasWriteAheadLog() const { return writeAheadLog_; }
 
   /// True when the file's name leads to another file now, or to none.
   bool HasMoved() const;

@@ -1,9 +1,13 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include <optional>
+#include <utility>
+
 #include "platform/net/clock.h"
 #include "platform/sql/row_statements.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
+#include "platform/sql/sqlite/sqlite_turn.h"
 
 namespace vnq {
 namespace {
@@ -12,7 +16,64 @@ constexpr int64_t kRetryMs = 1000;    // between two attempts to open the file
 constexpr int64_t kBackOffMs = 1000;  // without waiting, after a wait for a lock was in vain
 constexpr int64_t kMovedCheckMs = 1000;
 
-constexpr RowWriting kWriting = {DoubleQuoted, false};
+// The values for a statement's markers, where they lie: given ones, or assigned columns and behind
+// them a row's identity.
+class Markers {
+ public:
+  Markers(std::span<const SqlValue> values) : values_(values) {}  // NOLINT: values are markers
+  explicit Markers(std::span<const SqlAssignment> assigned, const SqlValue* identity = nullptr)
+      : assigned_(assigned), identity_(identity) {}
+
+  size_t size() const { return values_.size() + assigned_.size() + (identity_ ? 1 : 0); }
+
+  const SqlValue& operator[](size_t index) const {
+    if (index < values_.size()) return values_[index];
+    return index < assigned_.size() ? assigned_[index].value : *identity_;
+  }
+
+ private:
+  std::span<const SqlValue> values_;
+  std::span<const SqlAssignment> assigned_;
+  const SqlValue* identity_ = nullptr;
+};
+
+void AppendQuoted(std::string& text, std::string_view name) {
+  text += '"';
+  for (const char c : name) text.append(c == '"' ? 2 : 1, c);
+  text += '"';
+}
+
+bool IsFailedWrite(int extendedCode) {
+  switch (extendedCode) {
+    case SQLITE_IOERR_WRITE:
+    case SQLITE_IOERR_FSYNC:
+    case SQLITE_IOERR_DIR_FSYNC:
+    case SQLITE_IOERR_TRUNCATE:
+    case SQLITE_IOERR_SHMSIZE:
+      return true;
+    default:
+      return false;
+  }
+}
+
+SqlTrouble TroubleOf(int extendedCode) {
+  if (IsFailedWrite(extendedCode)) return SqlTrouble::kWriteFailed;
+  switch (extendedCode & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return SqlTrouble::kLocked;
+    case SQLITE_FULL:
+      return SqlTrouble::kFull;
+    case SQLITE_READONLY:
+      return SqlTrouble::kReadOnly;
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+    case SQLITE_NOTADB:
+      return SqlTrouble::kUnavailable;
+    default:
+      return SqlTrouble::kNone;
+  }
+}
 
 // The texts are the caller's and stay until the statement was reset.
 int Bind(sqlite3_stmt* statement, int index, const SqlValue& value) {
@@ -40,6 +101,7 @@ SqlValue ReadCell(sqlite3_stmt* statement, int column) {
 void ReadRow(SqliteStatement& statement, SqlRows& rows) {
   sqlite3_stmt* handle = statement.handle.get();
   int count = static_cast<int>(statement.columns->size());
+  if (rows.cells.empty()) rows.cells.reserve(statement.columns->size());
   for (int i = 0; i < count; ++i) rows.cells.push_back(ReadCell(handle, i));
   if (!statement.table.empty()) rows.identity.push_back(ReadCell(handle, count));
 }
@@ -47,6 +109,7 @@ void ReadRow(SqliteStatement& statement, SqlRows& rows) {
 class SqliteDriver final : public SqlDriver {
  public:
   explicit SqliteDriver(SqliteOptions options) : options_(std::move(options)) {}
+  ~SqliteDriver() override { SqliteDriver::EndTurn(); }
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
@@ -54,62 +117,86 @@ class SqliteDriver final : public SqlDriver {
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
+  bool EndTurn() override;
+  size_t TakeUndone() override { return std::exchange(undone_, 0); }
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
+  SqlTrouble LastTrouble() const override { return trouble_; }
 
  private:
   int64_t NowMs() const { return MonotonicMs(options_.clock); }
 
-  bool EnsureOpen();
+  bool EnsureOpen(int64_t nowMs);
+  void Open(int64_t nowMs);
+  void CloseFile();
   void Unavailable(const std::string& why);
   void RegainPatience();
-  SqliteStatement* Begin(std::string_view statement, std::span<const SqlValue> parameters);
+  SqliteStatement* Begin(std::string_view statement, const Markers& values);
+  bool BindAll(SqliteStatement& prepared, const Markers& values);
+  bool Run(std::string_view statement, const Markers& values);
+  bool JoinTurn(const SqliteStatement& prepared, int64_t nowMs);
   bool End(SqliteStatement& prepared, int code);
   bool Fail(std::string_view statement, std::string_view why);
   bool FailByEngine(std::string_view statement);
-  bool ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
-                    std::vector<SqlValue> parameters);
+  void Conclude(int extendedCode);
+  bool ChangeOneRow(const SqlRows& rows, size_t row, std::span<const SqlAssignment> values);
 
   SqliteOptions options_;
   std::unique_ptr<SqliteConnection> connection_;
+  std::optional<SqliteTurn> turn_;  // none where each statement is committed by itself
+  size_t undone_ = 0;
   std::string lastError_;
+  SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   std::string unavailable_;     // why the file cannot be used, once said; empty while it can
   bool impatient_ = false;      // a wait for a lock was in vain
   int64_t patientAgainMs_ = 0;  // when the next statement may wait again
   int64_t nextAttemptMs_ = INT64_MIN;
   int64_t nextMovedCheckMs_ = INT64_MIN;
+  std::string ownText_;  // of the statement that a row made, kept for its memory
 };
 
 // A connection that stands is looked at now and then: who puts a backup in the file's place must
 // not have the server go on writing to the file that has no name any more.
-bool SqliteDriver::EnsureOpen() {
-  int64_t now = NowMs();
-  if (connection_ && now >= nextMovedCheckMs_) {
-    nextMovedCheckMs_ = now + kMovedCheckMs;
+bool SqliteDriver::EnsureOpen(int64_t nowMs) {
+  const bool inTurn = turn_ && turn_->IsOpen();
+  if (connection_ && !inTurn && nowMs >= nextMovedCheckMs_) {
+    nextMovedCheckMs_ = nowMs + kMovedCheckMs;
     if (connection_->HasMoved()) {
-      connection_.reset();
-      nextAttemptMs_ = now;
+      CloseFile();
+      nextAttemptMs_ = nowMs;
     }
   }
   if (connection_) return true;
-  if (now < nextAttemptMs_) {
+  if (nowMs >= nextAttemptMs_) {
+    Open(nowMs);
+  } else {
     lastError_ = unavailable_;
-    return false;
+    trouble_ = SqlTrouble::kUnavailable;
   }
+  return connection_ != nullptr;
+}
+
+void SqliteDriver::Open(int64_t nowMs) {
   std::string error;
   connection_ = SqliteConnection::Open(options_, error);
-  if (connection_) {
-    impatient_ = false;
-    nextMovedCheckMs_ = now + kMovedCheckMs;
-    return true;
+  if (!connection_) return Unavailable(error);
+  if (options_.commit == SqlCommit::kTurn && connection_->hasWriteAheadLog()) {
+    turn_.emplace(connection_->handle());
   }
-  Unavailable(error);
-  return false;
+  impatient_ = false;
+  nextMovedCheckMs_ = nowMs + kMovedCheckMs;
+}
+
+void SqliteDriver::CloseFile() {
+  if (turn_) undone_ += turn_->Drop();
+  turn_.reset();
+  connection_.reset();
 }
 
 void SqliteDriver::Unavailable(const std::string& why) {
-  connection_.reset();
+  CloseFile();
   lastError_ = why;
+  trouble_ = SqlTrouble::kUnavailable;
   nextAttemptMs_ = NowMs() + kRetryMs;
   if (unavailable_.empty()) spdlog::error("{}; statements fail until it can be used", why);
   unavailable_ = why;
@@ -121,28 +208,39 @@ void SqliteDriver::RegainPatience() {
 }
 
 // The statement, bound and ready to step; null when it failed.
-SqliteStatement* SqliteDriver::Begin(std::string_view statement,
-                                     std::span<const SqlValue> parameters) {
-  if (!EnsureOpen()) return nullptr;
-  if (impatient_ && NowMs() >= patientAgainMs_) RegainPatience();
+SqliteStatement* SqliteDriver::Begin(std::string_view statement, const Markers& values) {
+  const int64_t now = NowMs();
+  if (!EnsureOpen(now)) return nullptr;
+  if (impatient_ && now >= patientAgainMs_) RegainPatience();
   std::string refusal;
   SqliteStatement* prepared = connection_->statements().Prepare(statement, refusal);
   if (!prepared) {
     refusal.empty() ? FailByEngine(statement) : Fail(statement, refusal);
     return nullptr;
   }
-  sqlite3_stmt* handle = prepared->handle.get();
-  if (static_cast<size_t>(sqlite3_bind_parameter_count(handle)) != parameters.size()) {
-    Fail(statement, "another number of markers than of values");
-    return nullptr;
+  if (BindAll(*prepared, values) && JoinTurn(*prepared, now)) return prepared;
+  if (connection_) sqlite3_clear_bindings(prepared->handle.get());  // which went with it
+  return nullptr;
+}
+
+bool SqliteDriver::BindAll(SqliteStatement& prepared, const Markers& values) {
+  sqlite3_stmt* handle = prepared.handle.get();
+  if (static_cast<size_t>(sqlite3_bind_parameter_count(handle)) != values.size()) {
+    return Fail(prepared.written, "another number of markers than of values");
   }
-  for (size_t i = 0; i < parameters.size(); ++i) {
-    if (Bind(handle, static_cast<int>(i) + 1, parameters[i]) == SQLITE_OK) continue;
-    sqlite3_clear_bindings(handle);
-    FailByEngine(statement);
-    return nullptr;
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (Bind(handle, static_cast<int>(i) + 1, values[i]) == SQLITE_OK) continue;
+    return FailByEngine(prepared.written);
   }
-  return prepared;
+  return true;
+}
+
+// Has the statement run within the transaction of its turn. Refused, it has failed.
+bool SqliteDriver::JoinTurn(const SqliteStatement& prepared, int64_t nowMs) {
+  if (!turn_) return true;
+  if (turn_->IsOver(nowMs) && !EndTurn() && !turn_) return false;  // the file was closed over it
+  const bool writes = sqlite3_stmt_readonly(prepared.handle.get()) == 0;
+  return turn_->Join(writes, nowMs) || FailByEngine(prepared.written);
 }
 
 // Ends a run whose last step gave `code`; nothing of it stays open.
@@ -154,6 +252,7 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code) {
   sqlite3_clear_bindings(handle);
   if (!done) return FailByEngine(prepared.written);
   if (impatient_ && wrote) RegainPatience();
+  if (turn_ && wrote) turn_->NoteWrite();
   if (!unavailable_.empty()) {
     unavailable_.clear();
     spdlog::info("database file {}: statements run again", options_.path);
@@ -163,23 +262,26 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code) {
 
 bool SqliteDriver::Fail(std::string_view statement, std::string_view why) {
   lastError_ = StatementFailure(statement, why);
+  trouble_ = SqlTrouble::kNone;
   return false;
 }
 
 // Takes the engine's last error, and what follows from it for the statements to come.
 bool SqliteDriver::FailByEngine(std::string_view statement) {
-  sqlite3* handle = connection_->handle();
-  int reason = sqlite3_errcode(handle) & 0xff;
-  Fail(statement, sqlite3_errmsg(handle));
-  if (reason == SQLITE_BUSY && !impatient_) {
-    impatient_ = true;
-    patientAgainMs_ = NowMs() + kBackOffMs;
-    sqlite3_busy_timeout(handle, 0);
-  }
-  if (reason == SQLITE_IOERR || reason == SQLITE_CANTOPEN || reason == SQLITE_NOTADB) {
-    Unavailable(std::string(lastError_));
-  }
+  const int code = sqlite3_extended_errcode(connection_->handle());
+  Fail(statement, sqlite3_errmsg(connection_->handle()));
+  if (turn_ && turn_->WasUndone()) undone_ += turn_->Drop();
+  Conclude(code);
   return false;
+}
+
+void SqliteDriver::Conclude(int extendedCode) {
+  trouble_ = TroubleOf(extendedCode);
+  if (trouble_ == SqlTrouble::kUnavailable) return Unavailable(std::string(lastError_));
+  if (trouble_ != SqlTrouble::kLocked || impatient_) return;
+  impatient_ = true;
+  patientAgainMs_ = NowMs() + kBackOffMs;
+  sqlite3_busy_timeout(connection_->handle(), 0);
 }
 
 bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
@@ -199,8 +301,8 @@ bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> p
   return true;
 }
 
-bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
-  SqliteStatement* prepared = Begin(statement, parameters);
+bool SqliteDriver::Run(std::string_view statement, const Markers& values) {
+  SqliteStatement* prepared = Begin(statement, values);
   if (!prepared) return false;
   int code;
   do {
@@ -209,36 +311,66 @@ bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue>
   return End(*prepared, code);
 }
 
+bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
+  return Run(statement, parameters);
+}
+
 bool SqliteDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
-  const RowStatement insert = InsertStatement(DoubleQuoted(target.table), values, kWriting);
-  return Execute(insert.text, insert.parameters);
+  ownText_ = "insert into ";
+  AppendQuoted(ownText_, target.table);
+  ownText_ += values.empty() ? " default values" : "(";
+  for (const SqlAssignment& each : values) {
+    AppendQuoted(ownText_, each.column);
+    ownText_ += &each == &values.back() ? ") values(" : ",";
+  }
+  for (size_t i = 0; i < values.size(); ++i) ownText_ += i + 1 == values.size() ? "?)" : "?,";
+  return Run(ownText_, Markers(values));
 }
 
 bool SqliteDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
   if (values.empty()) return true;
-  RowStatement set = SetClause(values, kWriting);
-  return ChangeOneRow("update " + DoubleQuoted(rows.table) + set.text, rows, row,
-                      std::move(set.parameters));
+  ownText_ = "update ";
+  AppendQuoted(ownText_, rows.table);
+  for (const SqlAssignment& each : values) {
+    ownText_ += &each == &values.front() ? " set " : ",";
+    AppendQuoted(ownText_, each.column);
+    ownText_ += "=?";
+  }
+  return ChangeOneRow(rows, row, values);
 }
 
 bool SqliteDriver::DeleteRow(const SqlRows& rows, size_t row) {
-  return ChangeOneRow("delete from " + DoubleQuoted(rows.table), rows, row, {});
+  ownText_ = "delete from ";
+  AppendQuoted(ownText_, rows.table);
+  return ChangeOneRow(rows, row, {});
 }
 
-// Runs the statement on the one row alone; a row that another program has deleted meanwhile is a
-// failure.
-bool SqliteDriver::ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
-                                std::vector<SqlValue> parameters) {
-  if (rows.table.empty()) return Fail(statement, "the row set comes from no single table");
-  if (row >= rows.identity.size()) return Fail(statement, "no current row");
-  parameters.push_back(rows.identity[row]);
-  if (!Execute(statement + " where _rowid_=?", parameters)) return false;
+// Runs the own statement on the one row alone; a row that another program has deleted meanwhile is
+// a failure.
+bool SqliteDriver::ChangeOneRow(const SqlRows& rows, size_t row,
+                                std::span<const SqlAssignment> values) {
+  if (rows.table.empty()) return Fail(ownText_, "the row set comes from no single table");
+  if (row >= rows.identity.size()) return Fail(ownText_, "no current row");
+  ownText_ += " where _rowid_=?";
+  if (!Run(ownText_, Markers(values, &rows.identity[row]))) return false;
   if (sqlite3_changes64(connection_->handle()) > 0) return true;
-  return Fail(statement, "the row is no longer there");
+  return Fail(ownText_, "the row is no longer there");
+}
+
+bool SqliteDriver::EndTurn() {
+  int code = SQLITE_OK;
+  std::string why;
+  if (!turn_ || turn_->End(code, why)) return true;
+  undone_ += turn_->Drop();
+  Fail("commit", why);
+  Conclude(code);
+  if (trouble_ == SqlTrouble::kNone) trouble_ = SqlTrouble::kWriteFailed;
+  return false;
 }
 
 bool SqliteDriver::SyncCommitted() {
+  EndTurn();
   if (!connection_) return true;
   std::string error;
   if (connection_->Sync(options_.durability, error)) return true;

@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# Does a newcomer's first command work where nothing is installed? Tries it in a Debian 12 of its own.
+#
+#   scripts/bare_root.sh run    ./run.sh gets ready, a line that it prints logs in, Ctrl-C ends it with 0, a second
+#                               start builds nothing
+#   scripts/bare_root.sh test   ./test.sh passes, skips no test, and leaves nothing running, in /tmp or in the tree
+#
+# Makes the root with debootstrap from the archives of this machine's apt, clones HEAD into it and runs the command with
+# processes and mounts of its own; the network is this machine's. Needs root, and the time that the command takes. The
+# logs of the root are copied to build/logs/bare_run or bare_test.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+what=${1:-}
+[[ "$what" == run || "$what" == test ]] || { sed -n '2,12s/^# \{0,1\}//p' "$0" >&2 && exit 2; }
+[[ "$(id -u)" -eq 0 ]] || { echo "bare_root: making a root takes root's rights" >&2 && exit 1; }
+# A server of this machine may be on the first loopback address.
+address="127.$((10 + RANDOM % 200)).$((RANDOM % 254 + 1)).$((RANDOM % 254 + 1))"
+logs=build/logs/bare_$what
+root=$(mktemp -d /var/tmp/vnq_bare_XXXXXX)
+trap 'rm -rf --one-file-system "$root"' EXIT
+trap 'exit 130' INT TERM HUP
+
+# "deb URI SUITE COMPONENT" for each archive of Debian 12 that apt knows here.
+Archives() {
+  apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Identifier: Packages' 'Origin: Debian' |
+    grep ' bookworm' | sort -u
+}
+
+MakeRoot() {
+  local archive
+  archive=$(Archives | awk '$3 == "bookworm" { print $2; exit }')
+  [[ -n "$archive" ]] || { echo "apt knows no archive of Debian 12 here" && return 1; }
+  debootstrap --variant=minbase bookworm "$root" "$archive" >"$logs/debootstrap.log" 2>&1 ||
+    { tail -n 5 "$logs/debootstrap.log" && return 1; }
+  chmod 755 "$root"
+  Archives >"$root/etc/apt/sources.list"
+  apt-config dump | grep -E '^Acquire::https?::' >"$root/etc/apt/apt.conf.d/90archives"
+  [[ ! -r /etc/ssl/certs/ca-certificates.crt ]] ||
+    install -D -m 644 /etc/ssl/certs/ca-certificates.crt "$root/etc/ssl/certs/ca-certificates.crt"
+  cp /etc/resolv.conf /etc/hosts "$root/etc/"
+  git clone -q --no-hardlinks . "$root/root/tree"
+}
+
+# Within <function> [arguments...]: runs a function of this script in the root; all that it starts ends with it.
+Within() {
+  unshare --mount --pid --fork --kill-child --mount-proc="$root/proc" bash -c '
+    root=$1 && shift
+    mount -t tmpfs tmpfs "$root/dev/shm" && ln -sf pts/ptmx "$root/dev/ptmx" &&
+      mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts" || exit
+    exec chroot "$root" /usr/bin/env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+      bash -c "cd /root/tree && $1"' - "$root" "$(declare -f "$1"); $*"
+}
+
+# Both functions below run in the root.
+TryRun() {
+  set -m  # a process group a command, so that Ctrl-C reaches all of it
+  local start began line
+  for start in first second; do
+    began=$SECONDS
+    ./run.sh --bind "$1" >"/root/$start.txt" 2>&1 &
+    until grep -q '^Ctrl-C stops the server' "/root/$start.txt"; do
+      kill -0 $! 2>/dev/null || { tail -n 30 "/root/$start.txt" && echo "the $start start has ended" && return 1; }
+      sleep 1
+    done
+    echo "ready after $((SECONDS - began)) s"
+    line=$(grep -m 1 'vnqctl chat' "/root/$start.txt")
+    bash -c "$line" <<<"/quit" | grep 'logged in' || { echo "no log-in by: $line" && return 1; }
+    kill -INT -- -$!
+    wait $! || { echo "Ctrl-C ended the $start start with $?" && return 1; }
+  done
+  ! grep -i building /root/second.txt || { echo "the second start builds" && return 1; }
+}
+
+TryTest() {
+  local left
+  ./test.sh >/root/test.txt 2>&1 || { tail -n 60 /root/test.txt && return 1; }
+  ! grep -E '[0-9]+ skipped' /root/test.txt || { echo "tests were skipped" && return 1; }
+  left=$(ls -A /tmp && git status --porcelain)
+  [[ -z "$left" ]] || { echo "left behind: $left" && return 1; }
+  left=$(cat /proc/[0-9]*/comm | grep -vxE 'bash|cat|grep')
+  [[ -z "$left" ]] || { echo "still running: $left" && return 1; }
+  tail -n 3 /root/test.txt
+}
+
+rm -rf "$logs"
+mkdir -p "$logs"
+MakeRoot || exit 1
+case "$what" in
+  run) Within TryRun "$address" ;;
+  test) Within TryTest ;;
+esac
+result=$?
+cp -r "$root"/root/*.txt "$root/root/tree/build/logs/." "$logs" 2>/dev/null
+[[ $result -ne 0 ]] || echo "./$what.sh works where nothing is installed"
+exit $result

@@ -1,0 +1,83 @@
+#include "host/slots/sending.h"
+
+#include "host/host.h"
+#include "support/base64_text.h"
+
+namespace vnq {
+namespace {
+
+Expr MobileTag(const Expr& userId) {
+  return Join(userId, "m");
+}
+
+void YieldThenTellTag(Host& host, const Expr& tag, const Expr& text) {
+  host.loop.Yield();
+  const SlotIndex slot = host.SckServer.FirstConnected(tag);
+  if (slot != kNoSlot) SendRecord(host, slot, text);
+}
+
+}  // namespace
+
+void SendRecord(Host& host, SlotIndex slot, const Expr& text) {
+  SendRecord(host, host.SckServer, slot, text);
+}
+
+void SendRecord(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text) {
+  if (Skips("SendRecord", text)) return;
+  slots.Send(slot, Base64EncodeText(host.page, text.text()));
+}
+
+void TellSlot(Host& host, SlotIndex slot, const Expr& text) {
+  if (!host.SckServer.IsConnected(slot)) return;
+  host.loop.Yield();
+  SendRecord(host, slot, text);
+}
+
+bool TellTag(Host& host, const Expr& tag, const Expr& text) {
+  const SlotIndex slot = host.SckServer.FirstConnected(tag);
+  if (slot == kNoSlot) return false;
+  TellSlot(host, slot, text);
+  return true;
+}
+
+void TellUser(Host& host, const Expr& userId, const Expr& text) {
+  TellTag(host, userId, text);
+  TellTag(host, MobileTag(userId), text);
+}
+
+void TellEverybody(Host& host, const Expr& text, SlotIndex except) {
+  for (const SlotIndex slot : host.SckServer.AllNow()) {
+    if (slot != except) TellSlot(host, slot, text);
+  }
+}
+
+void YieldThenTellSlot(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text) {
+  host.loop.Yield();
+  if (slots.IsConnected(slot)) SendRecord(host, slots, slot, text);
+}
+
+void YieldThenTellUser(Host& host, const Expr& userId, const Expr& text) {
+  YieldThenTellTag(host, userId, text);
+  YieldThenTellTag(host, MobileTag(userId), text);
+}
+
+void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
+  Append(host.ReplyBuffer[slot], records);
+}
+
+void FlushReplies(Host& host) {
+  SlotArray& slots = host.SckServer;
+  host.database.SyncCommitted();
+  for (const SlotIndex slot : slots.AllNow()) {
+    if (!slots.IsConnected(slot) || host.ReplyBuffer[slot].empty()) continue;
+    SendRecord(host, slot, host.ReplyBuffer[slot]);
+    host.ReplyBuffer[slot].clear();
+  }
+}
+
+void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
+                   const Expr& msgId) {
+  AppendReply(host, slot, Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#"));
+}
+
+}  // namespace vnq

@@ -1,0 +1,58 @@
+// Private to platform: the transaction that the statements of one turn share on an SQLite file.
+//
+//   none --read--> reading --write--> (ended) --> writing --End--> none
+//
+// One for writing is begun as such: one that grew out of reading could be refused because another
+// program has written since. While it is open no other program can write, so it is bounded in time
+// and in statements.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/sql/sqlite/sqlite_connection.h"
+
+namespace vnq {
+
+class SqliteTurn {
+ public:
+  explicit SqliteTurn(sqlite3* database);
+
+  bool IsOpen() const { return state_ != State::kNone; }
+
+  /// True when it must end before the next statement may join.
+  bool IsOver(int64_t nowMs) const;
+
+  /// Begins or changes the transaction for the next statement. False: refused, nothing is open, and
+  /// the engine's error is the connection's.
+  bool Join(bool writes, int64_t nowMs);
+
+  /// Counts a statement of this turn that has written.
+  void NoteWrite() { ++writes_; }
+
+  /// Commits. False: refused; everything of the turn is undone, and the engine's error is in
+  /// `code` and `why`.
+  bool End(int& code, std::string& why);
+
+  /// True when the engine has undone the whole turn by itself, as it may where the disk is full.
+  bool WasUndone() const { return IsOpen() && sqlite3_get_autocommit(database_) != 0; }
+
+  /// Forgets the turn and tells how many of its statements had written.
+  size_t Drop();
+
+  static constexpr int64_t kLongestMs = 3;
+  static constexpr size_t kMostStatements = 300;
+
+ private:
+  enum class State { kNone, kReading, kWriting };
+
+  bool Begin(State state, int64_t nowMs);
+
+  sqlite3* database_;
+  SqliteHandle beginReading_, beginWriting_, commit_, rollback_;
+  State state_ = State::kNone;
+  int64_t beganMs_ = 0;
+  size_t statements_ = 0, writes_ = 0;
+};
+
+}  // namespace vnq

@@ -1,0 +1,162 @@
+#include "tools/history/history_reader.h"
+
+#include <algorithm>
+#include <set>
+#include <tuple>
+
+#include "support/ascii_case.h"
+#include "support/dates.h"
+#include "tools/history/device_rules.h"
+#include "tools/history/group_messages.h"
+
+namespace vnq {
+namespace {
+
+using Kind = HistoryEntry::Kind;
+
+bool IsOne(const Expr& flag) {
+  return ToInt32(flag) == 1;
+}
+
+HistoryEntry PeerMessage(const Cursor& row, bool isOwn, std::string_view flag) {
+  HistoryEntry entry;
+  entry.kind = Kind::kPeer;
+  entry.Msg_ID = row["Msg_ID"].text();
+  entry.from = row["MyID"].text();
+  entry.to = row["YouID"].text();
+  entry.FcName = row["FcName"].text();
+  entry.date = FormatAsDate(row["To_Date"].text());
+  entry.time = FormatAsTime(row["To_Time"].text());
+  entry.UserText = row["UserText"].text();
+  entry.FontInfo = row["FontInfo"].text();
+  entry.To_Type = ToInt32(row["To_Type"]).value_or(0);
+  entry.isOwn = isOwn;
+  entry.isUnread = IsOne(row[flag]);
+  return entry;
+}
+
+HistoryEntry Notice(const Cursor& row) {
+  HistoryEntry entry;
+  entry.kind = Kind::kNotice;
+  entry.Msg_ID = row["Msg_ID"].text();
+  entry.from = row["MyID"].text();
+  entry.date = FormatAsDate(row["To_Date"].text());
+  entry.time = FormatAsTime(row["To_Date"].text());
+  entry.UserText = row["Ntitle"].text();
+  entry.content = row["Ncontent"].text();
+  entry.link = row["Nlink"].text();
+  return entry;
+}
+
+// Msg_IDs of group messages whose receipt the device still owes.
+bool ReadOwed(Database& database, const DeviceRules& rules, const std::string& UserID,
+              std::set<std::string>& ids) {
+  Cursor rows(database);
+  if (!rows.Open(Sql(rules.owedReceipts, UserID))) return false;
+  for (; !rows.EndOfRows(); rows.MoveNext()) ids.insert(rows["Msg_ID"].text());
+  return true;
+}
+
+bool ReadPostedNotices(Database& database, const std::string& UserID,
+                       std::vector<HistoryEntry>& entries) {
+  std::set<std::string> received;
+  for (const HistoryEntry& entry : entries) received.insert(entry.Msg_ID);
+  Cursor rows(database);
+  if (!rows.Open(Sql("Select * from MessengNotice_Text where MyID='?'", UserID))) return false;
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    if (received.contains(rows["Msg_ID"].text())) continue;
+    entries.push_back(Notice(rows));
+    entries.back().isOwn = true;
+  }
+  return true;
+}
+
+auto OrderOf(const HistoryEntry& entry) {
+  return std::tie(entry.date, entry.time, entry.kind, entry.TypeID);
+}
+
+}  // namespace
+
+bool ReadPeerMessages(Database& database, const HistoryQuery& query,
+                      std::vector<HistoryEntry>& entries) {
+  const DeviceRules& rules = RulesOf(query.device);
+  Cursor rows(database);
+  if (!rows.Open(Sql(
+          query.onlyUnread ? rules.unreadReceived : "Select * from Messeng_Text where YouID='?'",
+          query.UserID))) {
+    return false;
+  }
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    const bool isOwn = SameButForCase(rows["MyID"].text(), query.UserID);
+    entries.push_back(PeerMessage(rows, isOwn, rules.received));
+  }
+  if (!rows.Open(
+          Sql(query.onlyUnread ? rules.unreadOwn : "Select * from Messeng_Text where MyID='?'",
+              query.UserID))) {
+    return false;
+  }
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    const bool isNote = SameButForCase(rows["YouID"].text(), query.UserID);  // is there already
+    if (!isNote) entries.push_back(PeerMessage(rows, true, rules.own));
+  }
+  return true;
+}
+
+bool ReadGroupHistory(Database& database, const HistoryQuery& query,
+                      std::vector<HistoryEntry>& entries) {
+  const DeviceRules& rules = RulesOf(query.device);
+  std::vector<Membership> groups;
+  std::set<std::string> owed, done;
+  if (!ReadMemberships(database, rules, query.UserID, groups) ||
+      !ReadOwed(database, rules, query.UserID, owed)) {
+    return false;
+  }
+  const size_t before = entries.size();
+  for (const Membership& group : groups) {
+    if (!done.insert(AsciiLower(group.ClotID)).second) continue;
+    const int32_t from = query.onlyUnread && owed.empty() ? group.mark : 0;
+    if (!ReadGroupMessages(database, query.UserID, group, from, entries)) return false;
+  }
+  for (size_t i = before; i < entries.size(); ++i) {
+    if (owed.contains(entries[i].Msg_ID)) entries[i].isUnread = true;
+  }
+  if (query.onlyUnread) std::erase_if(entries, [](const auto& entry) { return !entry.isUnread; });
+  return true;
+}
+
+bool ReadNotices(Database& database, const HistoryQuery& query,
+                 std::vector<HistoryEntry>& entries) {
+  const DeviceRules& rules = RulesOf(query.device);
+  std::vector<HistoryEntry> notices;
+  Cursor rows(database);
+  if (!rows.Open(Sql(query.onlyUnread
+                         ? rules.unreadNotices
+                         : "Select aa.Msg_ID,aa.MyID,aa.Ntitle,aa.Ncontent,aa.Nlink,aa.To_Date,"
+                           "bb.IsAck1,bb.IsAck2 from MessengNotice_Text as aa,Notice_Acks as bb "
+                           "where bb.YouID='?' and aa.Msg_ID=bb.Msg_ID",
+                     query.UserID))) {
+    return false;
+  }
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    notices.push_back(Notice(rows));
+    notices.back().to = query.UserID;
+    notices.back().isOwn = SameButForCase(notices.back().from, query.UserID);
+    notices.back().isUnread = IsOne(rows[rules.notice]);
+  }
+  if (!query.onlyUnread && !ReadPostedNotices(database, query.UserID, notices)) return false;
+  entries.insert(entries.end(), notices.begin(), notices.end());
+  return true;
+}
+
+bool ReadHistory(Database& database, const HistoryQuery& query,
+                 std::vector<HistoryEntry>& entries) {
+  if (!ReadPeerMessages(database, query, entries) || !ReadGroupHistory(database, query, entries) ||
+      !ReadNotices(database, query, entries)) {
+    return false;
+  }
+  std::stable_sort(entries.begin(), entries.end(),
+                   [](const auto& a, const auto& b) { return OrderOf(a) < OrderOf(b); });
+  return true;
+}
+
+}  // namespace vnq

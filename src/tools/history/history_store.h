@@ -1,0 +1,41 @@
+// A program folder opened for reading what its users have said.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "host/database/database.h"
+#include "host/database/database_engine.h"
+#include "host/settings/ini_strings.h"
+#include "host/settings/texts.h"
+#include "tools/folder/program_database.h"
+#include "tools/history/history_text.h"
+#include "tools/history/name_book.h"
+
+namespace vnq {
+
+class HistoryStore {
+ public:
+  /// Null, with the reason in `error`, when the folder or its database cannot be read.
+  static std::unique_ptr<HistoryStore> Open(const std::string& appPath, std::string& error);
+
+  Database& database() { return database_; }
+  DatabaseEngine engine() const { return engine_; }
+  NameBook& names() { return names_; }
+
+  /// What inline tokens are called in the folder's language; "[...]" where it has no text for one.
+  LabelOf labels();
+
+ private:
+  HistoryStore(ProgramDatabase opened, IniStrings strings, const std::string& appPath,
+               int languageId);
+
+  DatabaseEngine engine_;
+  Database database_;
+  NameBook names_{database_};
+  IniStrings strings_;
+  Texts texts_;
+};
+
+}  // namespace vnq
