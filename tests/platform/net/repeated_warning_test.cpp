@@ -4,6 +4,7 @@
 
 #include "tests/harness/lines.h"
 #include "tests/harness/said_lines.h"
+#include "tests/harness/stepped_clock.h"
 
 namespace vnq {
 namespace {
