@@ -74,6 +74,21 @@ TEST_F(PostgresDriverTest, ATextTooLongForItsColumnFails) {
   ExpectError("22001");
 }
 
+TEST_F(PostgresDriverTest, WhatKeepsTheDatabaseFromWritingIsTold) {
+  const std::string insert = "insert into People(Name) values('x')";
+  EXPECT_FALSE(Run("insert into Nowhere values(1)"));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kNone);
+  EXPECT_TRUE(Run("set lock_timeout='20ms'"));
+  Other("begin");
+  Other("lock table People in exclusive mode");
+  EXPECT_FALSE(Run(insert));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kLocked);
+  Other("rollback");
+  EXPECT_TRUE(Run("set default_transaction_read_only=on"));
+  EXPECT_FALSE(Run(insert));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kReadOnly);
+}
+
 TEST_F(PostgresDriverTest, SeveralStatementsInOneTextAreRefused) {
   EXPECT_FALSE(Run("delete from People;delete from People"));
   ExpectError("multiple commands");
