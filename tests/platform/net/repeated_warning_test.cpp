@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/harness/said_lines.h"
+#include "tests/harness/stepped_clock.h"
 
 namespace vnq {
 namespace {
