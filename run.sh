@@ -48,7 +48,7 @@ demo=demo
 ports=(6004 6001 6002 6003 6007 6008)
 mkdir -p build/logs
 
-# A server that finds its ports taken goes on without them, and the hints below would lead to whoever has them.
+# A server goes on without a port that is taken, and the hints below would lead to whoever has them.
 RefuseTakenPorts() {
   local taken
   taken=$(scripts/taken_ports.sh "$bind" "${ports[@]}") && return
@@ -84,8 +84,8 @@ BuildPrograms() {
 
 RefuseTakenPorts
 trap 'printf "\nStopped. The next ./run.sh goes on from here.\n" >&2; exit 130' INT
-scripts/install_packages.sh run
 HoldLock build/.lock builds
+scripts/install_packages.sh run
 : >"$log"
 BuildPrograms
 LetLockGo

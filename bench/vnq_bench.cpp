@@ -1,9 +1,8 @@
 // The load generator: measures a running server from outside, as its clients see it.
-#include <iostream>
-
 #include <CLI/CLI.hpp>
 
 #include "bench/load/commands.h"
+#include "tools/terminal/command_line.h"
 
 int main(int argc, char** argv) {
   CLI::App app("Measures a VNQ Main Service under load", "vnq_bench");
@@ -11,14 +10,5 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   int exitCode = 0;
   vnq::bench::AddCommands(app, exitCode);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& success) {
-    return app.exit(success);
-  } catch (const CLI::ParseError& error) {
-    std::cerr << "vnq_bench: " << error.what()
-              << "\nUsage: vnq_bench [OPTIONS] COMMAND ...; vnq_bench --help tells more\n";
-    return 2;
-  }
-  return exitCode;
+  return vnq::RunProgram(app, argc, argv, exitCode);
 }

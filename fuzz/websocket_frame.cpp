@@ -1,13 +1,13 @@
 // Any bytes as a visitor's frame: nothing outside the frame is read, and what comes out has the
 // size that the frame's head promises.
+#include "webgate/websocket_frame.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include "webgate/websocket_frame.h"
 
 namespace {
 

@@ -6,15 +6,16 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
-#include "host/settings/platform_settings.h"
+#include "host/settings/program_folder.h"
 #include "platform/system/descriptor_limit.h"
+#include "platform/system/instance.h"
 #include "platform/system/signals.h"
+#include "platform/system/standard_output.h"
 #include "server/index_form.h"
 
 namespace {
@@ -42,7 +43,7 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
-    return app.exit(success);
+    return vnq::FinishOutput("vnq_main_service", app.exit(success));
   } catch (const CLI::ParseError& error) {
     std::fprintf(stderr, "vnq_main_service: %s\nusage: %s", error.what(), app.help().c_str());
     return kExitArguments;
@@ -55,10 +56,8 @@ int Fail(int code, const std::string& message) {
   return code;
 }
 
-int RefuseSecondInstance(const Arguments& arguments, const vnq::PlatformSettings& platform,
-                         std::shared_ptr<const vnq::CodePage> codePage) {
-  vnq::IniStrings strings(vnq::PathMapper(platform.drives), std::move(codePage));
-  vnq::Texts texts(strings, arguments.appPath, platform.languageId);
+int RefuseSecondInstance(vnq::ProgramFolder& folder) {
+  vnq::Texts texts(folder.strings, folder.appPath, folder.platform.languageId);
   std::fprintf(stderr, "VNQ_Main_Service.exe: %s\n", texts.ReadLang("im2").c_str());
   return kExitNotServing;
 }
@@ -104,21 +103,21 @@ void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, bool& stop
 }
 
 // Comes back only where there is nothing to serve.
-int Serve(const Arguments& arguments, const vnq::PlatformSettings& platform,
-          std::shared_ptr<const vnq::CodePage> codePage) {
+int Serve(vnq::ProgramFolder folder) {
   UseAllDescriptors();
+  const std::string address = folder.platform.bindAddress;
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
   vnq::ShellCommandRunner commands(loop);
-  vnq::IndexForm form(loop, clock, std::move(codePage), commands, arguments.appPath, platform);
+  vnq::IndexForm form(loop, clock, commands, std::move(folder));
   bool stopping = false;
   vnq::ProcessSignals signals(loop, [&](int number) { OnSignal(number, loop, form, stopping); });
   if (!form.Load()) {
-    spdlog::error("no port could be bound on {}; nothing is served", platform.bindAddress);
+    spdlog::error("no port could be bound on {}; nothing is served", address);
     return kExitNotServing;
   }
   const std::string readiness = form.Readiness();
-  spdlog::info("ready on {}: {}", platform.bindAddress, readiness);
+  spdlog::info("ready on {}: {}", address, readiness);
   vnq::NotifyServiceManager("READY=1\nSTATUS=" + readiness);
   loop.Run();
   Drain(loop, clock);
@@ -137,33 +136,18 @@ int main(int argc, char** argv) {
   spdlog::set_default_logger(spdlog::stderr_color_mt("vnq"));
   spdlog::set_pattern("%Y-%m-%d %H:%M:%S.%e %l: %v");
 
-  std::error_code ignored;
-  if (!std::filesystem::is_directory(arguments.appPath, ignored)) {
-    return Fail(kExitArguments, "--app-path " + arguments.appPath + ": no such folder");
-  }
-  arguments.appPath = std::filesystem::absolute(arguments.appPath, ignored).string();
-  while (arguments.appPath.size() > 1 && arguments.appPath.ends_with('/')) {
-    arguments.appPath.pop_back();
-  }
   std::string error;
-  auto platform = vnq::ReadPlatformSettings(vnq::PlatformIniPath(arguments.appPath),
-                                            vnq::SystemLocaleName(), error);
-  if (!platform || !vnq::ApplyOverrides(arguments.overrides, *platform, error)) {
-    return Fail(kExitArguments, error);
-  }
-  auto codePage = vnq::CodePage::Open(platform->codePage);
-  if (codePage == nullptr) {
-    return Fail(kExitArguments,
-                "code page " + std::to_string(platform->codePage) + " is not known");
-  }
+  auto folder = vnq::OpenProgramFolder(arguments.appPath, arguments.overrides,
+                                       vnq::SystemLocaleName(), error);
+  if (!folder) return Fail(kExitArguments, error);
   vnq::InstanceLock lock;
-  switch (lock.Acquire(arguments.appPath + "/.vnq_main_service.lock", error)) {
+  switch (lock.Acquire(folder->LockPath(), error)) {
     case vnq::InstanceLock::Result::kHeld:
       break;
     case vnq::InstanceLock::Result::kOtherInstance:
-      return RefuseSecondInstance(arguments, *platform, codePage);
+      return RefuseSecondInstance(*folder);
     case vnq::InstanceLock::Result::kError:
       return Fail(kExitNotServing, error);
   }
-  return Serve(arguments, *platform, std::move(codePage));
+  return Serve(std::move(*folder));
 }

@@ -7,6 +7,7 @@
 
 #include "bench/load/prepare.h"
 #include "bench/load/scenario.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq::bench {
 namespace {
@@ -134,7 +135,7 @@ void AddPrepare(CLI::App& app, int& exitCode) {
   auto options = std::make_shared<PrepareOptions>();
   CLI::App* command =
       app.add_subcommand("prepare", "Make the accounts, groups and rows that the scenarios use");
-  command->add_option("--app-path", options->appPath, "The server's folder")->required();
+  AddAppPath(*command, options->appPath)->required();
   command->add_option("--locale", options->locale, "Language of a folder that is not there yet")
       ->capture_default_str();
   command->add_option("--users", options->users, "Accounts")

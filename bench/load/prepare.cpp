@@ -3,9 +3,7 @@
 #include <algorithm>
 
 #include "bench/load/accounts.h"
-#include "host/settings/ini_strings.h"
-#include "host/settings/platform_settings.h"
-#include "host/settings/settings.h"
+#include "host/settings/program_folder.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/folder/init_command.h"
 
@@ -19,19 +17,17 @@ SqlValue Number(int64_t number) {
   return SqlValue::Integer(number);
 }
 
-/// The database that the folder's settings name; null with the reason in `error`.
+/// The embedded database that the folder's settings name; null with the reason in `error`.
 std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, std::string& error) {
-  const auto platform = ReadPlatformSettings(PlatformIniPath(appPath), SystemLocaleName(), error);
-  if (!platform) return nullptr;
-  IniStrings strings(PathMapper(platform->drives), CodePage::Open(platform->codePage));
-  const Settings settings = Settings::Read(strings, appPath);
-  if (!settings.IsAccess()) {
+  const auto folder = OpenProgramFolder(appPath, {}, SystemLocaleName(), error);
+  if (!folder) return nullptr;
+  if (folder->engine != DatabaseEngine::kSqlite) {
     error = "DataBase.ini names a database server; only the embedded database can be prepared";
     return nullptr;
   }
   SqliteOptions options;
-  options.path = strings.paths().Map(appPath + settings.DataBaseName);
-  options.busyTimeoutMs = platform->busyTimeoutMs;
+  options.path = folder->Map(folder->appPath + folder->settings.DataBaseName);
+  options.busyTimeoutMs = folder->platform.busyTimeoutMs;
   return OpenSqlite(options);
 }
 

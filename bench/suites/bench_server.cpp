@@ -48,8 +48,8 @@ BenchServer::BenchServer(int users) : address_(OwnAddress()) {
   platform.languageId = kEnglish;
   platform.codePage = kCodePage;
   platform.bindAddress = address_;
-  form_ = std::make_unique<IndexForm>(*loop_, clock_, CodePage::Open(kCodePage), commands_, folder_,
-                                      platform);
+  form_ = std::make_unique<IndexForm>(
+      *loop_, clock_, commands_, ReadProgramFolder(folder_, platform, CodePage::Open(kCodePage)));
   AddUsers(users);
   form_->Load();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "server/index_form.h"
+#include "tests/harness/recording_command_runner.h"
 
 namespace vnq::bench {
 

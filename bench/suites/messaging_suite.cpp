@@ -51,8 +51,8 @@ void Deliver(benchmark::State& state) {
   AddStoredThings(server);
   server.AddSilentSlots(1);
   Host& host = server.host();
-  const auto kind = static_cast<int16_t>(state.range(0));
-  const Expr id = kind > 70 ? "5" : "x";
+  const DeliveryKind kind(static_cast<int16_t>(state.range(0)));
+  const Expr id = kind.number > 70 ? "5" : "x";
   LeaveMesseng(host, "1", kind, id);
   if (host.ReplyBuffer[1].empty()) state.SkipWithError("nothing was delivered");
   for (auto _ : state) {

@@ -5,8 +5,8 @@
 namespace vnq {
 namespace {
 
-OutgoingSettings OutgoingOf(const HostParts& parts, const Settings& settings) {
-  return {settings.DataBaseIp, parts.platform.stopCommand, parts.platform.startCommand};
+OutgoingSettings OutgoingOf(const ProgramFolder& folder) {
+  return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand};
 }
 
 }  // namespace
@@ -15,23 +15,23 @@ Host::Host(HostParts parts)
     : loop(parts.loop),
       clock(parts.clock),
       page(parts.page),
-      paths(parts.iniStrings.paths()),
-      platform(parts.platform),
-      AppPath(parts.AppPath),
-      settings(Settings::Read(parts.iniStrings, parts.AppPath)),
-      texts(parts.iniStrings, parts.AppPath, parts.platform.languageId),
-      database(OpenConfiguredDatabase(settings, parts.platform, paths, parts.AppPath, &parts.clock,
-                                      parts.platform.commit),
-               &parts.clock),
+      paths(parts.folder.strings.paths()),
+      platform(parts.folder.platform),
+      AppPath(parts.folder.appPath),
+      settings(parts.folder.settings),
+      texts(parts.folder.strings, AppPath, platform.languageId),
+      database(
+          OpenConfiguredDatabase(settings, platform, paths, AppPath, &parts.clock, platform.commit),
+          &parts.clock),
       SckServer(loop, "6004"),
       SckServer6001(loop, "6001", true),
       SckServer6002(loop, "6002"),
       SckServer6003(loop, "6003"),
       SckServer6007(loop, "6007"),
       SckServer6008(loop, "6008"),
-      outgoing(parts.http, parts.commands, page, OutgoingOf(parts, settings)) {
+      outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)) {
   ConnectionString = vnq::ConnectionString(settings, AppPath);
-  loop.SetSettle([this, &strings = parts.iniStrings] {
+  loop.SetSettle([this, &strings = parts.folder.strings] {
     database.EndTurn();
     strings.EndTurn();
   });

@@ -14,9 +14,7 @@
 #include "host/outgoing/outgoing_calls.h"
 #include "host/outgoing/push_queue.h"
 #include "host/settings/ansi_code_page.h"
-#include "host/settings/ini_strings.h"
-#include "host/settings/platform_settings.h"
-#include "host/settings/settings.h"
+#include "host/settings/program_folder.h"
 #include "host/settings/texts.h"
 #include "host/slots/slots.h"
 #include "platform/net/clock.h"
@@ -31,15 +29,13 @@ struct HostParts {
   EventLoop& loop;
   const Clock& clock;
   const AnsiText& page;
-  IniStrings& iniStrings;
+  ProgramFolder& folder;
   HttpClient& http;
   CommandRunner& commands;
-  std::string AppPath;  ///< the program's folder, without a closing separator
-  PlatformSettings platform;
 };
 
 struct Host {
-  /// Reads DataBase.ini and prepares the database that it names; opens no port.
+  /// Prepares the database that the folder's settings name; opens no port.
   explicit Host(HostParts parts);
   ~Host();
 

@@ -2,7 +2,7 @@
 // the user who acts.
 //
 // A friendship is two rows of Fav_Form, one a direction. Only a request and a refusal wait for who
-// is away; of all else the rows and the raised counters are what an absent party finds.
+// is away.
 #include "host/database/version_counters.h"
 #include "host/slots/sending.h"
 #include "messaging/messaging.h"
@@ -118,7 +118,8 @@ void FriendRequest(const Verification& run) {
 
 // --- The answers; that there was a request is not tested ---
 
-// Kept: an acceptance is not parked.
+// Kept: an acceptance is not parked; the rows and the raised counters are what an absent asker
+// finds.
 void FriendAccepted(const Verification& run) {
   Host& host = run.host;
   const Expr asker = run.fields[1], answering = run.fields[2];

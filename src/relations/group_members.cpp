@@ -83,7 +83,7 @@ Comparison Compare(Host& host, const Fields& fields, const std::vector<Fields>& 
 
 // An empty list names the empty user, as one that ends in a comma does.
 void DeleteMembers(Host& host, const Fields& fields, std::vector<std::string> users) {
-  if (Skips("Delete from Clot_Form", fields[3])) return;
+  if (Skips("remove members", fields[3])) return;
   if (users.empty()) users.emplace_back();
   host.database.Execute(
       SqlList("Delete from Clot_Form where UpperID='?' and UserID in (?)", users, fields[2]));

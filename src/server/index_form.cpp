@@ -14,15 +14,13 @@
 
 namespace vnq {
 
-IndexForm::IndexForm(EventLoop& loop, const Clock& clock, std::shared_ptr<const CodePage> codePage,
-                     CommandRunner& commands, std::string AppPath, PlatformSettings platform)
+IndexForm::IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& commands,
+                     ProgramFolder folder)
     : loop_(loop),
-      page_(codePage),
-      paths_(platform.drives),
-      iniStrings_(paths_, std::move(codePage)),
+      folder_(std::move(folder)),
+      page_(folder_.codePage),
       http_(loop),
-      host_({loop, clock, page_, iniStrings_, http_, commands, std::move(AppPath),
-             std::move(platform)}),
+      host_({loop, clock, page_, folder_, http_, commands}),
       ports_(host_) {}
 
 IndexForm::~IndexForm() {

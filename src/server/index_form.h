@@ -18,8 +18,7 @@ class IndexForm {
  public:
   /// clock drives the timers through the loop and stamps rows; commands restarts services. Both
   /// outlive the object.
-  IndexForm(EventLoop& loop, const Clock& clock, std::shared_ptr<const CodePage> codePage,
-            CommandRunner& commands, std::string AppPath, PlatformSettings platform);
+  IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& commands, ProgramFolder folder);
   ~IndexForm();
 
   /// Opens the six listeners, starts the timers, reads what the database and the version file hold,
@@ -61,9 +60,8 @@ class IndexForm {
   void StartTimers();
 
   EventLoop& loop_;
+  ProgramFolder folder_;
   AnsiCodePage page_;
-  PathMapper paths_;
-  IniStrings iniStrings_;
   HttpClient http_;
   Host host_;
   Ports ports_;

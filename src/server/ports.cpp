@@ -70,16 +70,16 @@ Ports::Ports(Host& host) : host_(host), starved_(host.loop, "connections have to
   }
 }
 
-const Ports::Port& Ports::Find(uint16_t number) const {
+Ports::Port& Ports::Find(uint16_t number) {
   return *std::find_if(ports_.begin(), ports_.end(),
                        [number](const Port& port) { return port.row.number == number; });
 }
 
-const std::string& Ports::LocalAddress(uint16_t number) const {
+const std::string& Ports::LocalAddress(uint16_t number) {
   return Find(number).listener.LocalAddress();
 }
 
-const Dispatcher& Ports::DispatcherOf(uint16_t number) const {
+const Dispatcher& Ports::DispatcherOf(uint16_t number) {
   return Find(number).dispatcher;
 }
 
@@ -113,7 +113,7 @@ std::vector<uint16_t> Ports::Unbound() const {
 // --- Reads ---
 
 void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {
-  Read(const_cast<Port&>(Find(number)), slot, bytes);
+  Read(Find(number), slot, bytes);
 }
 
 void Ports::Read(Port& port, SlotIndex slot, const std::string& bytes) {

@@ -61,9 +61,9 @@ class Ports {
   std::vector<uint16_t> Unbound() const;
 
   /// The local address of a port's listener, empty where it is not bound.
-  const std::string& LocalAddress(uint16_t number) const;
+  const std::string& LocalAddress(uint16_t number);
 
-  const Dispatcher& DispatcherOf(uint16_t number) const;
+  const Dispatcher& DispatcherOf(uint16_t number);
 
  private:
   struct Port {
@@ -77,7 +77,7 @@ class Ports {
     Dispatcher dispatcher;
   };
 
-  const Port& Find(uint16_t number) const;
+  Port& Find(uint16_t number);
   void Listen(Port& port);
   void Read(Port& port, SlotIndex slot, const std::string& bytes);
   void CloseSlots(const PortRow& row);

@@ -8,6 +8,7 @@
 
 #include "support/hex_digits.h"
 #include "support/numbers.h"
+#include "support/trim.h"
 
 namespace vnq {
 namespace {
@@ -44,9 +45,9 @@ std::optional<int64_t> SecondsOfDay(std::optional<std::string_view> time) {
 
 // Seconds since 1970 of a date text, taken as UTC.
 std::optional<int64_t> ParseDate(std::string_view text) {
-  const size_t first = text.find_first_not_of(' ');
-  if (first == text.npos) return std::nullopt;
-  std::optional<std::string_view> time = text.substr(first, text.find_last_not_of(' ') - first + 1);
+  const std::string_view trimmed = TrimBlanks(text, " ");
+  if (trimmed.empty()) return std::nullopt;
+  std::optional<std::string_view> time = trimmed;
   std::optional<std::string_view> date = TakePart(time, " ");
   const bool isLongYear = date->find_first_of("-/") == 4;
   const int year = DatePart(TakePart(date, "-/"));

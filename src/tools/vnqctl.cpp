@@ -1,6 +1,5 @@
 // vnqctl, the operator's tool: one subcommand a job.
-
-#include <iostream>
+#include <spdlog/spdlog.h>
 
 #include <CLI/CLI.hpp>
 
@@ -11,38 +10,20 @@
 #include "tools/doctor/doctor_command.h"
 #include "tools/folder/init_command.h"
 #include "tools/history/history_command.h"
-#include "tools/library/json_command.h"
-#include "tools/library/script_command.h"
+#include "tools/library/json_commands.h"
 #include "tools/library/text_command.h"
 #include "tools/moving/export_command.h"
 #include "tools/moving/import_command.h"
+#include "tools/terminal/command_line.h"
 #include "tools/users/user_command.h"
 
-namespace {
-
-constexpr int kBadArguments = 2;
-
-// The words of the error and a usage line, on standard error.
-int Refuse(const CLI::App& app, const CLI::ParseError& error) {
-  const CLI::App* chosen = &app;
-  while (!chosen->get_subcommands().empty()) chosen = chosen->get_subcommands().front();
-  std::string name = chosen->get_name();
-  for (const CLI::App* one = chosen->get_parent(); one != nullptr; one = one->get_parent()) {
-    name.insert(0, " ").insert(0, one->get_name());
-  }
-  const bool hasCommands = !chosen->get_subcommands({}).empty();
-  std::cerr << "vnqctl: " << error.what() << "\n"
-            << "Usage: " << name << " [OPTIONS]" << (hasCommands ? " COMMAND ..." : "") << "; "
-            << name << " --help tells more\n";
-  return kBadArguments;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
+  // What goes wrong is said by the commands themselves; the log would stand between their lines.
+  spdlog::set_level(spdlog::level::off);
   CLI::App app("Operates and tries a VNQ Main Service", "vnqctl");
   app.set_version_flag("--version", "vnqctl " VNQ_VERSION);
   app.require_subcommand(1);
+  app.fallthrough();  // a group's options stand in front of its commands or behind them
 
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
@@ -58,12 +39,5 @@ int main(int argc, char** argv) {
   vnq::AddJsonCommand(app, exitCode);
   vnq::AddScriptCommand(app, exitCode);
   vnq::AddControlCommand(app, exitCode);
-
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    // Help and version are thrown, too; they print on standard output and end with 0.
-    return error.get_exit_code() == 0 ? app.exit(error) : Refuse(app, error);
-  }
-  return exitCode;
+  return vnq::RunProgram(app, argc, argv, exitCode);
 }

@@ -121,7 +121,7 @@ void CustomerMessage(Host& host, Fields& fields, SlotIndex slot, const std::stri
     SendToAgent(host, fields[1], fields);
     QueueMobilePush(host, fields[1], fields[3], fields[2], PushKind::kVisitorLine,
                     Unescaped(host, fields[4]), host.SckServer.Tag(slot));
-  } else {
+  } else if (kind == VisitorLineKind::kToGroup) {
     ToGroup(host, fields, slot);
   }
   WriteServerLog(host, Join(fields[2], " To ", fields[1], host.ReadLang("im107")), fields[2],

@@ -3,6 +3,7 @@
 #include "support/base64_text.h"
 #include "support/replace_all.h"
 #include "support/sha1.h"
+#include "support/trim.h"
 
 namespace vnq {
 namespace {
@@ -10,17 +11,11 @@ namespace {
 constexpr std::string_view kAcceptGuid = "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
 constexpr std::string_view kLineEnd = "\r\n";
 
-std::string WithoutBlanksAround(const std::string& text) {
-  const size_t first = text.find_first_not_of(' ');
-  if (first == std::string::npos) return "";
-  return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 // Kept: found wherever it stands first, inside the name of another header too, and only in this
 // letter case.
 std::string HeaderValue(std::string_view request, std::string_view nameAndColon) {
   size_t fromTheHead = 0;
-  return WithoutBlanksAround(FindBetween(request, nameAndColon, kLineEnd, fromTheHead));
+  return std::string(TrimBlanks(FindBetween(request, nameAndColon, kLineEnd, fromTheHead), " "));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 // the main port. A frame's text is Base64 like a main-port read; the closing '#' ends a line of it.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -15,7 +16,7 @@
 namespace vnq {
 
 /// Whom a visitor's line is for.
-enum class VisitorLineKind { kToAgent, kToGroup };
+enum class VisitorLineKind : int16_t { kToAgent = 3, kToGroup = 6 };
 
 /// The text of one arrival on a visitor's slot, which is exactly one frame. Nothing while the slot
 /// has no tag, where the arrival is taken for the upgrade request and answered, and for what is
@@ -32,6 +33,7 @@ void HandleVisitorCustomer(Host& host, Fields& fields, SlotIndex slot, const std
 /// fields    .+customer_information|target|visitor|city|text|closing
 /// slot      number of the slot that the record came on, on whichever port; the main-port slot of
 ///           that number gives the tag for the push.
+/// kind      of another number: only the log line is written.
 /// Yields: yes, at each slot of a walk. Database: lv_chater_Clot_Form, Users_ID, ServerLog.
 void CustomerMessage(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp,
                      VisitorLineKind kind);

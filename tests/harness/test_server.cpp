@@ -187,7 +187,8 @@ TestServer::TestServer(const TestServerOptions& options)
   if (TestDatabase::IsPostgres()) platform.databaseDriver = "postgresql";
   if (!options.databaseDriver.empty()) platform.databaseDriver = options.databaseDriver;
   platform.durability = options.durability;
-  form_ = std::make_unique<IndexForm>(*loop_, clock_, codePage_, commands_, folder_, platform);
+  form_ = std::make_unique<IndexForm>(*loop_, clock_, commands_,
+                                      ReadProgramFolder(folder_, platform, codePage_));
   form_->Load();
 }
 

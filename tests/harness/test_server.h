@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "server/index_form.h"
+#include "tests/harness/recording_command_runner.h"
+#include "tests/harness/stepped_clock.h"
 #include "tests/harness/test_database.h"
 
 namespace vnq {

@@ -82,9 +82,9 @@ class LongMemberLists : public PartiesTest {
 };
 
 TEST_F(LongMemberLists, HoldNobodyUpWhileAllMembersAreAway) {
-  for (const std::string& command : {".+add_group_members|1|Clot000001|200:0:New-|#",
-                                     ".+del_group_members|1|Clot000001|100,101|#",
-                                     ".+set_group_administrator|1|Clot000001|102:1|#"}) {
+  for (const char* command : {".+add_group_members|1|Clot000001|200:0:New-|#",
+                              ".+del_group_members|1|Clot000001|100,101|#",
+                              ".+set_group_administrator|1|Clot000001|102:1|#"}) {
     EXPECT_TRUE(IsBenAnsweredMeanwhile(command)) << command;
   }
   EXPECT_TRUE(IsBenAnsweredMeanwhile(".+modify_group_members|1|Clot000001|" + list_ + "|#"));

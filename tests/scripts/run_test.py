@@ -32,7 +32,8 @@ ln -s %s/bin/vnq_main_service %s/bin/vnqctl build/release/bin/
 
 class RunTest(unittest.TestCase):
     def setUp(self):
-        self.tree = ScriptTree("run.sh", "scripts/building.sh", "scripts/taken_ports.sh", "scripts/install_packages.sh")
+        self.tree = ScriptTree("run.sh", "README.md", "scripts/building.sh", "scripts/taken_ports.sh",
+                               "scripts/install_packages.sh")
         self.addCleanup(self.tree.close)
         self.tree.stand_in("cmake", CMAKE)
         self.address = own_address()
@@ -60,6 +61,15 @@ class RunTest(unittest.TestCase):
             self.assertIn("logged in as", client.stdout)
         self.stop(session)
         self.assertTrue(session.group_is_gone())
+
+    def test_it_prints_what_the_readme_shows(self):
+        session = self.start()
+        self.ready(session)
+        shown = self.tree.read("README.md").split("each logs one of the demo users in:\n\n")[1].split("\n\nAlice")[0]
+        shown = "\n".join(line[4:] for line in shown.splitlines())
+        shown = shown.replace("/home/you/vnq", self.tree.folder).replace("127.0.0.1", self.address)
+        self.assertIn("\n" + shown + "\n\nCtrl-C stops the server.\n", session.text)
+        self.stop(session)
 
     def test_second_start_compiles_nothing_and_does_not_speak_of_building(self):
         first = self.start()

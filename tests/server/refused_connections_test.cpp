@@ -1,13 +1,12 @@
 // Connections that cannot be served: no slot is left, or no descriptor.
 #include <fcntl.h>
-#include <spdlog/sinks/ostream_sink.h>
-#include <spdlog/spdlog.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <sstream>
+#include <optional>
 
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -15,16 +14,7 @@ namespace {
 
 class RefusedConnections : public ServerTest {
  protected:
-  RefusedConnections() {
-    auto sink = std::make_shared<spdlog::sinks::ostream_sink_st>(said_);
-    sink->set_pattern("%l %v");
-    auto logger = std::make_shared<spdlog::logger>("test", sink);
-    logger->set_level(spdlog::level::info);
-    spdlog::set_default_logger(logger);
-  }
-  ~RefusedConnections() override { spdlog::set_default_logger(before_); }
-
-  std::string Said() { return std::exchange(said_, std::ostringstream()).str(); }
+  SaidLines said;
 
   // Takes every slot of an array by peers that vanish, and asks for one more.
   void FillUp(SlotArray& slots) {
@@ -40,10 +30,6 @@ class RefusedConnections : public ServerTest {
     close(pair[1]);
     return slots.Accept(AcceptedSocket(pair[0], "127.0.0.9"));
   }
-
- private:
-  std::shared_ptr<spdlog::logger> before_ = spdlog::default_logger();
-  std::ostringstream said_;
 };
 
 // No descriptor is left behind the next one, as long as the object lives.
@@ -68,15 +54,14 @@ TEST_F(RefusedConnections, WithoutASlotLeftTheFirstIsToldAndTheOthersAreCounted)
   FillUp(visitors);
   EXPECT_EQ(visitors.Highest(), 32767);
   EXPECT_EQ(visitors.State(1), SocketState::kClosing);
-  EXPECT_EQ(Said(),
-            "warning 6001: no slot left: all 32767 are taken, and a connection from 127.0.0.9 was "
-            "refused\n");
+  EXPECT_EQ(said.Take(), Lines{"warning: 6001: no slot left: all 32767 are taken, and a connection "
+                               "from 127.0.0.9 was refused"});
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(server.ConnectTo(6001).IsClosed());
-  EXPECT_EQ(Said(), "");
+  EXPECT_EQ(said.Take(), Lines{});
   server.AdvanceMs(RepeatedWarning::kRoundMs);
-  EXPECT_EQ(Said(), "warning 6001: no slot left: 3 more within a minute\n");
+  EXPECT_EQ(said.Take(), Lines{"warning: 6001: no slot left: 3 more within a minute"});
   server.AdvanceMs(RepeatedWarning::kRoundMs);
-  EXPECT_EQ(Said(), "info 6001: no slot left: over, not once in the last minute\n");
+  EXPECT_EQ(said.Take(), Lines{"info: 6001: no slot left: over, not once in the last minute"});
 }
 
 TEST_F(RefusedConnections, WithoutADescriptorTheyWaitItIsSaidOnceAndTriedTenTimesASecond) {
@@ -84,15 +69,16 @@ TEST_F(RefusedConnections, WithoutADescriptorTheyWaitItIsSaidOnceAndTriedTenTime
   TestClient client = server.ConnectTo(kClientPort);
   EXPECT_EQ(client.ReceiveBytes(), "");
   for (int i = 0; i < 10; ++i) server.AdvanceMs(100);
-  EXPECT_EQ(Said(), "warning connections have to wait: Too many open files\n");
+  EXPECT_EQ(said.Take(), Lines{"warning: connections have to wait: Too many open files"});
 
   scarce.reset();
   server.AdvanceMs(100);
   EXPECT_NE(client.ReceiveBytes(), "") << "the connection was lost meanwhile";
   server.AdvanceMs(RepeatedWarning::kRoundMs);
-  EXPECT_EQ(Said(), "warning connections have to wait: 10 more within a minute\n");
+  EXPECT_EQ(said.Take(), Lines{"warning: connections have to wait: 10 more within a minute"});
   server.AdvanceMs(RepeatedWarning::kRoundMs);
-  EXPECT_EQ(Said(), "info connections have to wait: over, not once in the last minute\n");
+  EXPECT_EQ(said.Take(),
+            Lines{"info: connections have to wait: over, not once in the last minute"});
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Listeners, slots and the sweep of those whose peer has gone.
+#include "host/values/skipped.h"
 #include "support/base64_text.h"
 #include "tests/harness/test_server.h"
 
@@ -155,6 +156,29 @@ TEST_F(Slots, TheFirstConnectedSlotOfATagIsTheLowest) {
   EXPECT_EQ(slots().FirstConnected("u"), 3);
   EXPECT_EQ(slots().FirstWithTag("u"), 2);
   EXPECT_EQ(slots().FirstConnected("x"), kNoSlot);
+}
+
+TEST_F(Slots, AWalkVisitsTheSlotsThatThereWereAtItsStart) {
+  TestClient a = server.Connect(), b = server.Connect();
+  std::vector<TestClient> later;
+  std::vector<int> visited;
+  for (const SlotIndex slot : slots().AllNow()) {
+    visited.push_back(slot);
+    later.push_back(server.Connect());
+  }
+  EXPECT_EQ(visited, (std::vector<int>{1, 2}));
+  EXPECT_EQ(slots().Highest(), 4);
+}
+
+TEST_F(Slots, AFailedTagNamesNoSlotAndFindsNone) {
+  TestClient a = server.Connect();
+  slots().SetTag(1, "u");
+  const uint64_t before = SkippedStatements();
+  slots().SetTag(1, Expr::Failed());
+  EXPECT_EQ(slots().Tag(1), "u");
+  EXPECT_EQ(slots().FirstConnected(Expr::Failed()), kNoSlot);
+  EXPECT_EQ(slots().FirstWithTag(Expr::Failed()), kNoSlot);
+  EXPECT_EQ(SkippedStatements() - before, 3U);
 }
 
 TEST_F(Slots, WhatTheScreenPortReadsHasNoEffect) {

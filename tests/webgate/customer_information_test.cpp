@@ -15,7 +15,7 @@ class CustomerInformation : public ServerTest {
   void Run(const std::string& record, int kind, SlotIndex slot = 1) {
     server.InHandler([=](Host& host) {
       Fields fields = Fields::Split(record);
-      CustomerMessage(host, fields, slot, "10.9.8.7", static_cast<int16_t>(kind));
+      CustomerMessage(host, fields, slot, "10.9.8.7", static_cast<VisitorLineKind>(kind));
     });
   }
   Lines LogLine(const std::string& target = "1", const std::string& ip = "127.0.0.1") {

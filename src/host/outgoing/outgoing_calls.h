@@ -41,9 +41,6 @@ class OutgoingCalls {
   OutgoingCalls(HttpClient& http, CommandRunner& commands, const AnsiText& page,
                 OutgoingSettings settings);
 
-  /// The database's host becomes known when the settings are loaded.
-  void SetDataBaseIp(std::string DataBaseIp) { settings_.DataBaseIp = std::move(DataBaseIp); }
-
   /// Posts a form and waits for the answer, without a bound.
   ///
   /// body  form text; goes out as UTF-8, and its length is announced in 16-bit characters.

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "platform/system/code_page.h"
+#include "support/ascii_case.h"
 #include "support/utf8.h"
 
 namespace vnq {
@@ -21,18 +22,10 @@ constexpr CharsetPage kCharsetPages[] = {
     {"windows-1258", 1258},
 };
 
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
-  });
-  return lower;
-}
-
 // The value of "charset=" in a content type, in lower case, without quotes; empty without one.
 std::string CharsetOf(std::string_view contentType) {
   constexpr std::string_view kName = "charset=";
-  const std::string lower = LowerCase(contentType);
+  const std::string lower = AsciiLower(contentType);
   const size_t name = lower.find(kName);
   if (name == std::string::npos) return "";
   std::string value = lower.substr(name + kName.size());

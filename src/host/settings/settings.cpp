@@ -2,56 +2,10 @@
 
 #include <limits>
 
-#include "host/values/expr.h"
+#include "host/settings/setting_keys.h"
 #include "support/numbers.h"
 
 namespace vnq {
-
-namespace {
-
-/// Reads the keys of one section.
-class Section {
- public:
-  Section(IniStrings& strings, const std::string& path, std::string_view name)
-      : strings_(strings), path_(path), name_(name) {}
-
-  void Read(std::string_view key, std::string& variable) {
-    variable = strings_.ReadIniString(path_, name_, key);
-  }
-
-  void Read(std::string_view key, int16_t& variable) {
-    Assign(variable, ToInt16(strings_.ReadIniString(path_, name_, key)));
-  }
-
- private:
-  IniStrings& strings_;
-  const std::string& path_;
-  std::string_view name_;
-};
-
-void ReadServerConnection(Section section, Settings& settings) {
-  section.Read("DB_TYPE", settings.DbType);
-  section.Read("DataBaseName", settings.DataBaseName);
-  section.Read("DataPaw", settings.DataPaw);
-  section.Read("DB_USER", settings.DB_USER);
-  section.Read("DB_PWD", settings.DB_PWD);
-  section.Read("DB_NAME", settings.DB_NAME);
-  section.Read("DB_SERVER", settings.DB_SERVER);
-  section.Read("DB_PORT", settings.DB_PORT);
-  section.Read("CheckIM0", settings.CheckIM0);
-  section.Read("CheckIM1", settings.CheckIM1);
-  section.Read("offline_information", settings.offline_information);
-  section.Read("chats", settings.chats);
-  section.Read("control_computer", settings.control_computer);
-  section.Read("DataBaseIp", settings.DataBaseIp);
-}
-
-void ReadSweep(Section section, std::string_view daysKey, Settings::Sweep& sweep) {
-  section.Read("options", sweep.options);
-  if (!daysKey.empty()) section.Read(daysKey, sweep.days);
-}
-
-}  // namespace
 
 std::string DataBaseIniPath(std::string_view appPath) {
   return std::string(appPath) + "\\Web\\Data\\DataBase.ini";
@@ -60,12 +14,9 @@ std::string DataBaseIniPath(std::string_view appPath) {
 Settings Settings::Read(IniStrings& strings, std::string_view appPath) {
   const std::string path = DataBaseIniPath(appPath);
   Settings settings;
-  ReadServerConnection({strings, path, "server_connection"}, settings);
-  settings.pushIntervalMs =
-      PushIntervalMs(strings.ReadIniString(path, "message_push", "interval_time"));
-  ReadSweep({strings, path, "delete_chats"}, "chatsday", settings.deleteChats);
-  ReadSweep({strings, path, "delete_offline_files"}, "", settings.deleteOfflineFiles);
-  ReadSweep({strings, path, "delete_offline_notices"}, "noticeday", settings.deleteNotices);
+  for (const SettingKey& key : SettingKeys()) {
+    key.take(settings, strings.ReadIniString(path, key.section, key.key));
+  }
   return settings;
 }
 

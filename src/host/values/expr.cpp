@@ -2,6 +2,7 @@
 
 #include "host/values/skipped.h"
 #include "support/numbers.h"
+#include "support/trim.h"
 
 namespace vnq {
 namespace {
@@ -51,11 +52,7 @@ Expr Plus(const Expr& value, int32_t step) {
 }
 
 Expr Trim(const Expr& value) {
-  if (!HasText(value)) return value;
-  const std::string& text = value.text();
-  size_t first = text.find_first_not_of(' ');
-  if (first == std::string::npos) return Expr("");
-  return Expr(text.substr(first, text.find_last_not_of(' ') - first + 1));
+  return HasText(value) ? Expr(std::string(TrimBlanks(value.text(), " "))) : value;
 }
 
 bool Is(const Expr& value, std::string_view text) {

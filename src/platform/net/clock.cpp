@@ -63,15 +63,4 @@ int64_t MonotonicMs(const Clock* clock) {
   return clock ? clock->MonotonicMs() : SystemClock().MonotonicMs();
 }
 
-LocalTime SteppedClock::Now() const {
-  int64_t seconds = (start_.hour * 60 + start_.minute) * 60 + start_.second + elapsedMs_ / 1000;
-  LocalTime now = start_;
-  SetDay(now, DayOf(start_) + std::chrono::days(seconds / 86400));
-  seconds %= 86400;
-  now.hour = static_cast<int>(seconds / 3600);
-  now.minute = static_cast<int>(seconds / 60 % 60);
-  now.second = static_cast<int>(seconds % 60);
-  return now;
-}
-
 }  // namespace vnq

@@ -39,19 +39,4 @@ class SystemClock : public Clock {
 /// The clock's monotonic milliseconds; the machine's when it is null.
 int64_t MonotonicMs(const Clock* clock);
 
-/// A clock that stands still until it is told to advance.
-class SteppedClock : public Clock {
- public:
-  explicit SteppedClock(LocalTime start) : start_(start) {}
-
-  LocalTime Now() const override;
-  int64_t MonotonicMs() const override { return elapsedMs_; }
-
-  void AdvanceMs(int64_t ms) { elapsedMs_ += ms; }
-
- private:
-  LocalTime start_;
-  int64_t elapsedMs_ = 0;
-};
-
 }  // namespace vnq

@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "platform/net/event_loop.h"
 
@@ -36,9 +35,6 @@ class ShellCommandRunner : public CommandRunner {
   void Start(const std::string& commandLine) override;
   void BlockFor(int64_t ms) override;
 
-  /// Commands whose end has not been seen yet.
-  size_t Running() const { return children_.size(); }
-
  private:
   class Child;
 
@@ -46,15 +42,6 @@ class ShellCommandRunner : public CommandRunner {
 
   EventLoop& loop_;
   std::map<pid_t, std::unique_ptr<Child>> children_;
-};
-
-/// Writes down what it is asked for: "start <command line>", "block <ms>".
-class RecordingCommandRunner : public CommandRunner {
- public:
-  void Start(const std::string& commandLine) override { calls.push_back("start " + commandLine); }
-  void BlockFor(int64_t ms) override { calls.push_back("block " + std::to_string(ms)); }
-
-  std::vector<std::string> calls;
 };
 
 }  // namespace vnq

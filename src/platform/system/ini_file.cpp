@@ -7,25 +7,14 @@
 
 #include <algorithm>
 
+#include "support/ascii_case.h"
+#include "support/trim.h"
+
 namespace vnq {
 namespace {
 
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr long long kNsPerSecond = 1'000'000'000;
-
-std::string LowerCase(std::string_view name) {
-  std::string lower(name);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-std::string_view Trimmed(std::string_view text, std::string_view blanks = " \t") {
-  const size_t first = text.find_first_not_of(blanks);
-  if (first == text.npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 std::string_view Unquoted(std::string_view value) {
   const bool isQuoted = value.size() >= 2 && value.front() == value.back() &&
@@ -38,7 +27,7 @@ std::string_view TakeLine(std::string_view& rest) {
   std::string_view line = rest.substr(0, end);
   rest = end == rest.npos ? std::string_view() : rest.substr(end + 1);
   if (line.ends_with('\r')) line.remove_suffix(1);
-  return Trimmed(line);
+  return TrimBlanks(line);
 }
 
 long long Nanoseconds(const timespec& time) {
@@ -85,22 +74,22 @@ IniData IniData::Parse(std::string_view bytes) {
       const size_t end = line.find(']');
       if (end == line.npos) continue;
       const auto [entry, isFirst] =
-          data.sections_.try_emplace(LowerCase(Trimmed(line.substr(1, end - 1))));
+          data.sections_.try_emplace(AsciiLower(TrimBlanks(line.substr(1, end - 1))));
       section = isFirst ? &entry->second : nullptr;
       continue;
     }
     const size_t equals = line.find('=');
     if (equals == line.npos || section == nullptr) continue;
-    section->try_emplace(LowerCase(Trimmed(line.substr(0, equals))),
-                         Unquoted(Trimmed(line.substr(equals + 1))));
+    section->try_emplace(AsciiLower(TrimBlanks(line.substr(0, equals))),
+                         Unquoted(TrimBlanks(line.substr(equals + 1))));
   }
   return data;
 }
 
 std::optional<std::string> IniData::Find(std::string_view section, std::string_view key) const {
-  const auto entries = sections_.find(LowerCase(Trimmed(section)));
+  const auto entries = sections_.find(AsciiLower(TrimBlanks(section)));
   if (entries == sections_.end()) return std::nullopt;
-  const auto entry = entries->second.find(LowerCase(Trimmed(key)));
+  const auto entry = entries->second.find(AsciiLower(TrimBlanks(key)));
   if (entry == entries->second.end()) return std::nullopt;
   return entry->second;
 }
@@ -152,7 +141,7 @@ std::string IniReader::ReadKnown(const std::string& path, std::string_view secti
   std::string_view value = whole;
   value = value.substr(0, kIniValueBytes);
   value = value.substr(0, value.find('\0'));
-  return std::string(Trimmed(value, " "));
+  return std::string(TrimBlanks(value, " "));
 }
 
 }  // namespace vnq

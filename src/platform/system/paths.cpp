@@ -6,16 +6,13 @@
 
 #include <algorithm>
 
+#include "support/ascii_case.h"
 #include "support/utf8.h"
 
 namespace vnq {
 namespace {
 
 constexpr std::string_view kSeparators = "\\/";
-
-char AsciiUpper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
 
 bool HasDriveLetter(std::string_view path) {
   return path.size() >= 2 && path[1] == ':' && AsciiUpper(path[0]) >= 'A' &&

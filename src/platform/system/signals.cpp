@@ -1,12 +1,9 @@
 #include "platform/system/signals.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <signal.h>
 #include <stddef.h>
 #include <string.h>
 #include <sys/epoll.h>
-#include <sys/file.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -15,22 +12,6 @@
 #include <cstdlib>
 
 namespace vnq {
-
-InstanceLock::~InstanceLock() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
-InstanceLock::Result InstanceLock::Acquire(const std::string& path, std::string& error) {
-  descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (descriptor_ < 0) {
-    error = path + ": " + strerror(errno);
-    return Result::kError;
-  }
-  if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) return Result::kHeld;
-  if (errno == EWOULDBLOCK) return Result::kOtherInstance;
-  error = path + ": " + strerror(errno);
-  return Result::kError;
-}
 
 namespace {
 

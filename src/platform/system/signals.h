@@ -1,5 +1,5 @@
-// What the process owes the system around it: one instance per folder, signals, and the word that
-// it is ready.
+// What the process and those who start and stop it tell each other: signals, and the word that it
+// is ready.
 #pragma once
 
 #include <functional>
@@ -8,24 +8,6 @@
 #include "platform/net/event_loop.h"
 
 namespace vnq {
-
-/// A lock file held for as long as the object lives; the kernel drops it with the process, however
-/// that ends.
-class InstanceLock {
- public:
-  InstanceLock() = default;
-  ~InstanceLock();
-  InstanceLock(const InstanceLock&) = delete;
-  InstanceLock& operator=(const InstanceLock&) = delete;
-
-  enum class Result { kHeld, kOtherInstance, kError };
-
-  /// Takes the lock without waiting. kError: the file cannot be made, and `error` says why.
-  Result Acquire(const std::string& path, std::string& error);
-
- private:
-  int descriptor_ = -1;
-};
 
 /// Hands the signals that people and programs send to the loop: SIGTERM and SIGINT, and SIGHUP,
 /// SIGUSR1, SIGUSR2 and SIGALRM, which would end the process out of hand.

@@ -17,8 +17,7 @@ void AddChatCommand(CLI::App& app, int& exitCode) {
   chat->add_option("--user", options->user, "Name to log in with")->required();
   chat->add_option("--password-file", options->passwordFile,
                    "File with the password in its first line; without it VNQ_PASSWORD, else asked");
-  chat->add_option("--code-page", options->codePage, "Code page of the server")
-      ->capture_default_str();
+  AddServerPage(*chat, options->codePage);
   chat->add_option("--port", options->port, "Port of the server")->capture_default_str();
   chat->add_option("--state-file", options->stateFile,
                    "File that keeps the names and ids seen so far");
@@ -31,7 +30,8 @@ void AddChatCommand(CLI::App& app, int& exitCode) {
                  "shown as read")
       ->needs(folder);
   chat->add_flag("--verbose", options->verbose, "Show records that have no words, too");
-  chat->callback([options, &exitCode] {
+  chat->callback([options, chat, &exitCode] {
+    options->codePageIsGiven = IsServerPageGiven(*chat);
     exitCode = RunChat(*options, STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO);
   });
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/numbers.h"
+#include "support/trim.h"
 #include "tools/client/chat_text.h"
 
 namespace vnq {
@@ -10,18 +11,12 @@ namespace {
 
 constexpr int kMaxWaitSeconds = 24 * 3600;
 
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
-
 // The first word of a text, which keeps what stands behind it.
 std::string_view TakeWord(std::string_view& text) {
-  text = Trimmed(text);
+  text = TrimBlanks(text, " ");
   const size_t end = std::min(text.find(' '), text.size());
   const std::string_view word = text.substr(0, end);
-  text = Trimmed(text.substr(end));
+  text = TrimBlanks(text.substr(end), " ");
   return word;
 }
 
@@ -55,7 +50,7 @@ const ChatConsole::CommandRow ChatConsole::kCommands[] = {
 };
 
 ConsoleRequest ChatConsole::Line(std::string_view line) {
-  if (Trimmed(line).empty()) return {};
+  if (TrimBlanks(line, " ").empty()) return {};
   if (line.front() != '/' || line.starts_with("//")) {
     if (line.starts_with("//")) line.remove_prefix(1);
     failed_ = !session_->SendText(line) || failed_;

@@ -19,6 +19,7 @@
 #include "tools/client/password.h"
 #include "tools/client/record_stream.h"
 #include "tools/history/catch_up.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
@@ -154,10 +155,15 @@ class ChatProgram : public ChatSink {
 
 int ChatProgram::Run() {
   names_.Load();
+  if (screen_.IsTerminal() && !options_.codePageIsGiven) {
+    Show("* speaking code page " + std::to_string(options_.codePage) +
+         "; --app-path or --code-page name the server's");
+  }
   nowMs_ = NowMs();
   done_ = !Connect() && !screen_.IsTerminal();
   while (!done_) Step();
   SaveNames();
+  if (!screen_.OutputError().empty()) Complain("cannot write the output: " + screen_.OutputError());
   return failed_ || (console_.Failed() && !screen_.IsTerminal()) ? 1 : 0;
 }
 
@@ -391,25 +397,26 @@ std::string ChatProgram::Prompt() const {
 
 int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd) {
   ChatScreen plain(-1, outputFd, errorFd);
+  const std::string self = "vnqctl chat: ";
   const std::shared_ptr<const CodePage> page = CodePage::Open(options.codePage);
   if (page == nullptr) {
-    plain.Complain("unknown code page " + std::to_string(options.codePage));
-    return 2;
+    plain.Complain(self + "unknown code page " + std::to_string(options.codePage));
+    return kExitArguments;
   }
   const std::string machineId = options.machineId.empty() ? HostMachineId() : options.machineId;
   for (const std::string& text : {options.user, machineId}) {
     if (!text.empty() && FitsAField(text) && page->Holds(text)) continue;
-    plain.Complain("\"" + text + "\" holds a character that the protocol or code page " +
+    plain.Complain(self + "\"" + text + "\" holds a character that the protocol or code page " +
                    std::to_string(options.codePage) + " cannot carry, or nothing");
-    return 2;
+    return kExitArguments;
   }
   std::unique_ptr<CatchUp> catchUp;
   if (options.catchUp) {
     std::string error;
     catchUp = CatchUp::Open(options.appPath, error);
     if (catchUp == nullptr) {
-      plain.Complain(error);
-      return 1;
+      plain.Complain(self + error);
+      return kExitFailed;
     }
   }
   const StopSignals signals;

@@ -4,15 +4,18 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/client/server_page.h"
+
 namespace vnq {
 
 struct ChatOptions {
   std::string server, user;
   uint16_t port = 6004;
   std::string passwordFile;  ///< empty: VNQ_PASSWORD, else asked
-  int codePage = 936;
-  std::string stateFile;  ///< empty: the default place
-  std::string machineId;  ///< empty: one made of the host name
+  int codePage = kDefaultServerPage;
+  bool codePageIsGiven = true;  ///< false: a person is told which one is spoken
+  std::string stateFile;        ///< empty: the default place
+  std::string machineId;        ///< empty: one made of the host name
   bool verbose = false;
   bool catchUp = false;      ///< show what came meanwhile, from the database
   std::string appPath;       ///< of the server, for catchUp
@@ -23,8 +26,8 @@ struct ChatOptions {
 ///
 /// With a terminal at input and output a person types; a session that ends can be opened again.
 /// Else lines are read and written as they are, and at the end of input outstanding receipts are
-/// waited for. Returns 0; 1 when a log-in, a line or a receipt failed, which a line on error names;
-/// 2 for bad arguments.
+/// waited for. Returns 0; 1 when a log-in, a line or a receipt failed or the output is lost, which
+/// a line on error names; 2 for bad arguments.
 int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd);
 
 }  // namespace vnq

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <poll.h>
+#include <string.h>
 #include <unistd.h>
 
 namespace vnq {
@@ -10,7 +11,8 @@ namespace {
 constexpr std::string_view kClearRow = "\r\x1B[K";
 constexpr size_t kMaxLineBytes = 64 * 1024;
 
-void WriteAll(int fd, std::string_view text) {
+// False, with errno set, when the system refuses.
+bool WriteAll(int fd, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(fd, text.data(), text.size());
     if (written > 0) {
@@ -19,9 +21,10 @@ void WriteAll(int fd, std::string_view text) {
       pollfd room{fd, POLLOUT, 0};
       poll(&room, 1, -1);
     } else if (errno != EINTR) {
-      return;
+      return false;
     }
   }
+  return true;
 }
 
 }  // namespace
@@ -36,7 +39,7 @@ ChatScreen::ChatScreen(int inputFd, int outputFd, int errorFd)
 void ChatScreen::Show(std::string_view line) {
   std::string text(line);
   if (IsTerminal()) text = std::string(kClearRow) + text;
-  WriteAll(outputFd_, text + "\n");
+  if (!WriteAll(outputFd_, text + "\n")) outputError_ = strerror(errno);
   Repaint();
 }
 

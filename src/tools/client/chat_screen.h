@@ -26,6 +26,9 @@ class ChatScreen {
   /// A line of the conversation, on output.
   void Show(std::string_view line);
 
+  /// Why a line of the conversation could not be written; empty when all were.
+  const std::string& OutputError() const { return outputError_; }
+
   /// A refusal or a failure: on the terminal, else on error.
   void Complain(std::string_view line);
 
@@ -51,6 +54,7 @@ class ChatScreen {
   LineEditor editor_;
   std::string prompt_ = "> ";
   std::string partial_;
+  std::string outputError_;
   bool inputEnded_ = false;
 };
 

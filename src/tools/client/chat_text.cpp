@@ -4,28 +4,20 @@
 #include <iterator>
 #include <optional>
 
+#include "support/hex_digits.h"
 #include "support/text_codecs.h"
+#include "support/utf8.h"
 
 namespace vnq {
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
-
-bool IsHighSurrogate(char32_t c) {
-  return c >= 0xD800 && c <= 0xDBFF;
-}
-bool IsLowSurrogate(char32_t c) {
-  return c >= 0xDC00 && c <= 0xDFFF;
-}
-
 std::optional<char32_t> HexDigits(std::string_view text, size_t from, size_t count) {
   if (from > text.size() || text.size() - from < count) return std::nullopt;
   char32_t value = 0;
-  for (char c : text.substr(from, count)) {
-    const bool digit = c >= '0' && c <= '9';
-    const bool letter = (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-    if (!digit && !letter) return std::nullopt;
-    value = value * 16 + static_cast<char32_t>(digit ? c - '0' : (c | 0x20) - 'a' + 10);
+  for (const char c : text.substr(from, count)) {
+    const int digit = HexDigit(static_cast<unsigned char>(c));
+    if (digit < 0) return std::nullopt;
+    value = value << 4 | static_cast<char32_t>(digit);
   }
   return value;
 }
@@ -45,9 +37,9 @@ std::optional<char32_t> NextEscape(std::string_view text, size_t& position) {
 void AppendUnit(std::string& text, char32_t unit, char32_t& pendingHigh) {
   if (IsLowSurrogate(unit) && pendingHigh != 0) {
     text.resize(text.size() - 3);
-    unit = 0x10000 + ((pendingHigh - 0xD800) << 10) + (unit - 0xDC00);
+    unit = JoinSurrogates(pendingHigh, unit);
   }
-  AppendCharacter(text, unit);
+  AppendUtf8(text, unit);
   pendingHigh = IsHighSurrogate(unit) ? unit : 0;
 }
 
@@ -90,59 +82,14 @@ bool IsHarmful(char32_t c) {
          (c >= 0x2066 && c <= 0x2069) || c == 0x2028 || c == 0x2029 || (c >= 0xD800 && c <= 0xDFFF);
 }
 
-// Bytes of the character that `lead` opens, 0 when it opens none.
-size_t SequenceLength(unsigned char lead) {
-  if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead <= 0xDF) return 2;
-  if (lead >= 0xE0 && lead <= 0xEF) return 3;
-  return lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
-}
-
 }  // namespace
-
-char32_t NextCharacter(std::string_view text, size_t& position) {
-  constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const size_t start = position++;
-  const auto lead = static_cast<unsigned char>(text[start]);
-  const size_t length = SequenceLength(lead);
-  if (length == 1) return lead;
-  if (length == 0 || text.size() - start < length) return kReplacement;
-  char32_t value = lead & (0x7FU >> length);
-  for (size_t i = start + 1; i < start + length; ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if ((byte & 0xC0) != 0x80) return kReplacement;
-    value = value << 6 | (byte & 0x3FU);
-  }
-  if (value < kSmallest[length] || value > 0x10FFFF) return kReplacement;
-  position = start + length;
-  return value;
-}
-
-void AppendCharacter(std::string& text, char32_t c) {
-  auto tail = [&](int shift) { text += static_cast<char>(0x80 | ((c >> shift) & 0x3F)); };
-  if (c < 0x80) {
-    text += static_cast<char>(c);
-  } else if (c < 0x800) {
-    text += static_cast<char>(0xC0 | (c >> 6));
-    tail(0);
-  } else if (c < 0x10000) {
-    text += static_cast<char>(0xE0 | (c >> 12));
-    tail(6);
-    tail(0);
-  } else {
-    text += static_cast<char>(0xF0 | (c >> 18));
-    tail(12);
-    tail(6);
-    tail(0);
-  }
-}
 
 std::string ReadEscapedText(std::string_view escaped) {
   std::string text;
   char32_t pendingHigh = 0;
   for (size_t i = 0; i < escaped.size();) {
     const std::optional<char32_t> unit = NextEscape(escaped, i);
-    AppendUnit(text, unit ? *unit : NextCharacter(escaped, i), pendingHigh);
+    AppendUnit(text, unit ? *unit : NextSequence(escaped, i), pendingHigh);
   }
   return text;
 }
@@ -170,9 +117,9 @@ std::string FieldText(std::string_view text) {
 std::string TerminalLine(std::string_view text) {
   std::string line;
   for (size_t i = 0; i < text.size();) {
-    const char32_t c = NextCharacter(text, i);
+    const char32_t c = NextSequence(text, i);
     const bool blank = c == '\n' || c == '\t' || c == '\r' || c == 0x2028 || c == 0x2029;
-    AppendCharacter(line, blank ? U' ' : IsHarmful(c) ? kReplacement : c);
+    AppendUtf8(line, blank ? U' ' : IsHarmful(c) ? kReplacementCharacter : c);
   }
   return line;
 }
@@ -185,7 +132,7 @@ size_t CharacterWidth(char32_t c) {
 
 size_t DisplayWidth(std::string_view text) {
   size_t width = 0;
-  for (size_t i = 0; i < text.size();) width += CharacterWidth(NextCharacter(text, i));
+  for (size_t i = 0; i < text.size();) width += CharacterWidth(NextSequence(text, i));
   return width;
 }
 
@@ -193,7 +140,7 @@ std::string FirstWords(std::string_view text, size_t columns) {
   size_t width = 0;
   for (size_t i = 0; i < text.size();) {
     const size_t start = i;
-    width += CharacterWidth(NextCharacter(text, i));
+    width += CharacterWidth(NextSequence(text, i));
     if (width > columns) return std::string(text.substr(0, start)) + "...";
   }
   return std::string(text);

@@ -41,11 +41,4 @@ size_t DisplayWidth(std::string_view text);
 /// Columns of one character.
 size_t CharacterWidth(char32_t character);
 
-/// Reads one character of UTF-8 (three-byte surrogates too) at `position` and moves behind it.
-/// U+FFFD, one byte further, when the bytes there are no character.
-char32_t NextCharacter(std::string_view text, size_t& position);
-
-/// Appends a character as UTF-8; a surrogate is written as three bytes.
-void AppendCharacter(std::string& text, char32_t character);
-
 }  // namespace vnq

@@ -1,22 +1,138 @@
 #include "tools/client/control_command.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "host/settings/ansi_code_page.h"
+#include "host/values/fields.h"
+#include "platform/net/clock.h"
+#include "support/ansi_text.h"
 #include "support/text_codecs.h"
 #include "tools/client/chat_text.h"
-#include "tools/client/control_peer.h"
+#include "tools/client/connection.h"
+#include "tools/client/server_page.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
 
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kBadArguments = 2;
+// --- A peer of the control channel ---
+
+constexpr std::string_view kGreeting = ".+successful_connection|#";
+constexpr std::string_view kEcho = ".+y|#";
+constexpr std::string_view kConsoleLanding = ".+landing|VNQPcTelnet|#";
+constexpr std::string_view kInformation = ".+submit_information|";
+
+int64_t NowMs() {
+  return SystemClock().MonotonicMs();
+}
+
+// Plain text, one connection.
+class ControlPeer {
+ public:
+  /// How many values a computer tells about itself.
+  static constexpr size_t kInformationFields = 15;
+
+  /// page  the server's code page; outlives the object.
+  explicit ControlPeer(const AnsiText& page) : page_(page) {}
+
+  /// Connects and waits for the greeting. False: `error` tells a person why.
+  bool Open(const std::string& server, uint16_t port, int timeoutMs, std::string& error);
+
+  /// Sends a record and waits until the server has carried it out, which an echo behind it proves;
+  /// what the record brought about, the server does not tell.
+  bool Order(std::string_view record, int timeoutMs, std::string& error);
+
+  /// Asks a computer about itself and waits for what it answers. While this lasts the connection
+  /// bears the console's name, the only one that answers go to; a console that is connected loses
+  /// its connection.
+  bool AskComputer(const std::string& endpoint, int timeoutMs, std::vector<std::string>& values,
+                   std::string& error);
+
+ private:
+  bool Send(std::string_view text, std::string& error);
+  bool WaitFor(std::string_view words, int timeoutMs, std::string& error);
+  bool ReadMore(int64_t deadlineMs, std::string& error);
+  bool TakeInformation(std::vector<std::string>& values) const;
+
+  const AnsiText& page_;
+  Connection connection_;
+  std::string received_;  // in the code page, behind what was waited for
+};
+
+bool ControlPeer::Open(const std::string& server, uint16_t port, int timeoutMs,
+                       std::string& error) {
+  return connection_.Open(server, port, timeoutMs, error) && WaitFor(kGreeting, timeoutMs, error);
+}
+
+bool ControlPeer::Order(std::string_view record, int timeoutMs, std::string& error) {
+  // One read, so that the echo is made when the record in front of it is through.
+  return Send(std::string(record).append(kEcho), error) && WaitFor(kEcho, timeoutMs, error);
+}
+
+bool ControlPeer::AskComputer(const std::string& endpoint, int timeoutMs,
+                              std::vector<std::string>& values, std::string& error) {
+  const int64_t deadlineMs = NowMs() + timeoutMs;
+  if (!Order(kConsoleLanding, timeoutMs, error)) return false;
+  if (!Send(".+computer_information|" + endpoint + "|#", error)) return false;
+  while (!TakeInformation(values)) {
+    if (ReadMore(deadlineMs, error)) continue;
+    if (error.empty()) error = "no answer: is the computer " + endpoint + " connected?";
+    return false;
+  }
+  return true;
+}
+
+bool ControlPeer::Send(std::string_view text, std::string& error) {
+  if (connection_.Send(page_.ToBytes(text), 5000)) return true;
+  error = "the server has closed the connection";
+  return false;
+}
+
+bool ControlPeer::WaitFor(std::string_view words, int timeoutMs, std::string& error) {
+  const int64_t deadlineMs = NowMs() + timeoutMs;
+  size_t at = 0;
+  while ((at = received_.find(words)) == std::string::npos) {
+    if (ReadMore(deadlineMs, error)) continue;
+    if (error.empty()) error = "the server does not answer on its control port";
+    return false;
+  }
+  received_.erase(0, at + words.size());
+  return true;
+}
+
+// False at the deadline, with no words, and at the end of the connection.
+bool ControlPeer::ReadMore(int64_t deadlineMs, std::string& error) {
+  const int64_t leftMs = std::max<int64_t>(0, deadlineMs - NowMs());
+  switch (connection_.Read(received_, static_cast<int>(leftMs))) {
+    case Connection::ReadResult::kData:
+      return true;
+    case Connection::ReadResult::kNothing:
+      return NowMs() < deadlineMs;
+    case Connection::ReadResult::kClosed:
+      error = "the server has closed the connection";
+  }
+  return false;
+}
+
+bool ControlPeer::TakeInformation(std::vector<std::string>& values) const {
+  const size_t at = received_.find(kInformation);
+  if (at == std::string::npos) return false;
+  const std::string text = page_.FromBytes(std::string_view(received_).substr(at));
+  const std::vector<std::string> elements = SplitText(text, "|");
+  if (elements.size() < kInformationFields + 2) return false;
+  if (!elements[kInformationFields + 1].starts_with('#')) return false;
+  values.assign(elements.begin() + 1, elements.begin() + 1 + kInformationFields);
+  return true;
+}
 
 // --- The record of each order ---
 
@@ -95,21 +211,16 @@ std::optional<std::string> UnsoundName(const ControlOptions& options) {
   return std::nullopt;
 }
 
-int Fail(std::ostream& errors, const std::string& why, int exitCode = kFailed) {
-  errors << "vnqctl control: " << why << "\n";
-  return exitCode;
-}
-
 int ShowComputer(ControlPeer& peer, const ControlOptions& options, std::ostream& out,
                  std::ostream& errors) {
   std::vector<std::string> values;
   std::string error;
   if (!peer.AskComputer(options.computer, options.waitMs, values, error))
-    return Fail(errors, error);
+    return Fail(errors, "control", error);
   for (size_t i = 0; i < values.size(); ++i) {
     out << i + 1 << "\t" << TerminalLine(ReadEscapedText(values[i])) << "\n";
   }
-  return kDone;
+  return kExitDone;
 }
 
 }  // namespace
@@ -117,22 +228,27 @@ int ShowComputer(ControlPeer& peer, const ControlOptions& options, std::ostream&
 int RunControl(const std::string& order, const ControlOptions& options, std::ostream& out,
                std::ostream& errors) {
   const OrderRow* row = FindOrder(order);
-  if (row == nullptr && order != "info") return Fail(errors, "no order " + order, kBadArguments);
+  if (row == nullptr && order != "info")
+    return Fail(errors, "control", "no order " + order, kExitArguments);
   if (const auto name = UnsoundName(options)) {
-    return Fail(errors, "a record cannot carry the name " + TerminalLine(*name), kBadArguments);
+    return Fail(errors, "control", "a record cannot carry the name " + TerminalLine(*name),
+                kExitArguments);
   }
   const std::shared_ptr<const CodePage> codePage = CodePage::Open(options.codePage);
   if (codePage == nullptr) {
-    return Fail(errors, "unknown code page " + std::to_string(options.codePage), kBadArguments);
+    return Fail(errors, "control", "unknown code page " + std::to_string(options.codePage),
+                kExitArguments);
   }
   const AnsiCodePage page(codePage);
   ControlPeer peer(page);
   std::string error;
-  if (!peer.Open(options.server, options.port, options.waitMs, error)) return Fail(errors, error);
+  if (!peer.Open(options.server, options.port, options.waitMs, error))
+    return Fail(errors, "control", error);
   if (row == nullptr) return ShowComputer(peer, options, out, errors);
-  if (!peer.Order(row->record(options), options.waitMs, error)) return Fail(errors, error);
+  if (!peer.Order(row->record(options), options.waitMs, error))
+    return Fail(errors, "control", error);
   out << row->done << "\n";
-  return kDone;
+  return kExitDone;
 }
 
 void AddControlCommand(CLI::App& app, int& exitCode) {
@@ -142,8 +258,7 @@ void AddControlCommand(CLI::App& app, int& exitCode) {
   control->require_subcommand(1);
   control->add_option("--server", options->server, "Name or address of the server")->required();
   control->add_option("--port", options->port, "Port of the server")->capture_default_str();
-  control->add_option("--code-page", options->codePage, "Code page of the server")
-      ->capture_default_str();
+  AddServerPage(*control, options->codePage);
   control->add_option("--wait-ms", options->waitMs, "How long to wait for each answer")
       ->check(CLI::Range(1, 600'000))
       ->capture_default_str();

@@ -7,6 +7,8 @@
 //   vnqctl control --server ADDRESS remote-desktop|close-remote-desktop COMPUTER
 //   vnqctl control --server ADDRESS ping
 //
+// The options of control may stand behind the order as well.
+//
 // The channel asks for no password: whoever reaches its port may give orders.
 #pragma once
 
@@ -14,6 +16,8 @@
 #include <iosfwd>
 #include <string>
 #include <vector>
+
+#include "tools/client/server_page.h"
 
 namespace CLI {
 class App;
@@ -24,7 +28,7 @@ namespace vnq {
 struct ControlOptions {
   std::string server;
   uint16_t port = 6003;
-  int codePage = 936;
+  int codePage = kDefaultServerPage;
   int waitMs = 10'000;  ///< for the connection, for each order and for a computer's answer
 
   std::string reason;              ///< disconnect: what the client is told

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "support/utf8.h"
 #include "tools/client/chat_text.h"
 
 namespace vnq {
@@ -197,16 +198,16 @@ size_t LineEditor::Before(size_t position) const {
     do --position;
     while (position > 0 && IsContinuation(text_[position]));
     size_t behind = position;
-    if (CharacterWidth(NextCharacter(text_, behind)) > 0) break;
+    if (CharacterWidth(NextSequence(text_, behind)) > 0) break;
   }
   return position;
 }
 
 size_t LineEditor::Behind(size_t position) const {
   if (position >= text_.size()) return text_.size();
-  NextCharacter(text_, position);
+  NextSequence(text_, position);
   for (size_t next = position; next < text_.size(); position = next) {
-    if (CharacterWidth(NextCharacter(text_, next)) > 0) break;
+    if (CharacterWidth(NextSequence(text_, next)) > 0) break;
   }
   return position;
 }
@@ -224,7 +225,7 @@ std::string LineEditor::Paint(std::string_view prompt, size_t columns) const {
   size_t end = start;
   size_t width = 0;
   for (size_t next = start; next < text_.size(); end = next) {
-    width += CharacterWidth(NextCharacter(text_, next));
+    width += CharacterWidth(NextSequence(text_, next));
     if (width > room) break;
   }
   const size_t column =

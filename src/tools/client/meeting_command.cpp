@@ -10,17 +10,13 @@
 #include "host/database/database.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/folder/program_database.h"
+#include "tools/terminal/command_line.h"
 #include "tools/users/user_accounts.h"
 
 namespace vnq {
 namespace {
 
 constexpr int kOnDesktop = 1;
-
-int Fail(std::ostream& err, const std::string& why) {
-  err << "vnqctl meeting: " << why << "\n";
-  return 1;
-}
 
 // The UserIDs in the place of the names.
 bool FindParties(MeetingOptions& options, std::string& error) {
@@ -65,9 +61,9 @@ bool InsertMeeting(Database& database, const MeetingOptions& options, int32_t ch
 int RunMeetingOpen(const MeetingOptions& given, std::ostream& out, std::ostream& err) {
   MeetingOptions options = given;
   std::string error;
-  if (!FindParties(options, error)) return Fail(err, error);
+  if (!FindParties(options, error)) return Fail(err, "meeting", error);
   auto opened = OpenProgramDatabase(options.appPath, error);
-  if (!opened) return Fail(err, error);
+  if (!opened) return Fail(err, "meeting", error);
   Database database(std::move(opened->driver));
 
   int32_t chatId = 0;
@@ -76,9 +72,9 @@ int RunMeetingOpen(const MeetingOptions& given, std::ostream& out, std::ostream&
     chatId = next.value_or(0);
     return next && InsertMeeting(database, options, chatId);
   };
-  const bool done = InTransaction(database.driver(), opened->engine, insert);
+  const bool done = InTransaction(database.driver(), opened->folder.engine, insert);
   if (!done || !database.driver().SyncCommitted()) {
-    return Fail(err, "no row was added to Tab_Chat: " + database.driver().LastError());
+    return Fail(err, "meeting", "no row was added to Tab_Chat: " + database.driver().LastError());
   }
   out << chatId << "\n";
   return 0;
@@ -89,7 +85,7 @@ void AddMeetingCommand(CLI::App& app, int& exitCode) {
   CLI::App* meeting = app.add_subcommand("meeting", "Audio and video calls");
   meeting->require_subcommand(1);
   CLI::App* open = meeting->add_subcommand("open", "Make the row of a call and print its ChatId");
-  open->add_option("--app-path", options->appPath, "The program's folder")->required();
+  AddAppPath(*open, options->appPath)->required();
   open->add_option("--from", options->from, "Who calls: a login name or a UserID")->required();
   open->add_option("--to", options->to, "Who is called: a login name or a UserID")->required();
   open->add_flag("--video", options->isVideo, "A video call; without it an audio call");

@@ -12,24 +12,17 @@
 #include "tools/client/connection.h"
 #include "tools/client/record_stream.h"
 #include "tools/client/record_words.h"
+#include "tools/client/server_page.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
-
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kBadArguments = 2;
 
 constexpr int kNoticeToNames = 3;  // what the record's mode field says
 constexpr int kSilenceMs = 300;    // in which the last record of a text is known to be whole
 
 constexpr std::string_view kGreeting = ".+SuccessfulConnection";
 constexpr std::string_view kEcho = ".+y";
-
-int Fail(std::ostream& errors, const std::string& why, int exitCode = kFailed) {
-  errors << "vnqctl notify: " << why << "\n";
-  return exitCode;
-}
 
 std::string NoticeText(const std::string& text, const CodePage& page) {
   return page.Holds(text) ? FieldText(text) : EscapeText(text);
@@ -110,20 +103,22 @@ std::string NotifyRecord(const NotifyOptions& options, const CodePage& page) {
 int RunNotify(const NotifyOptions& options, std::ostream& errors) {
   const std::shared_ptr<const CodePage> page = CodePage::Open(options.codePage);
   if (page == nullptr) {
-    return Fail(errors, "unknown code page " + std::to_string(options.codePage), kBadArguments);
+    return Fail(errors, "notify", "unknown code page " + std::to_string(options.codePage),
+                kExitArguments);
   }
   if (const std::string* name = UnusableName(options, *page)) {
-    return Fail(errors, "a record cannot carry the name \"" + TerminalLine(*name) + "\"",
-                kBadArguments);
+    return Fail(errors, "notify", "a record cannot carry the name \"" + TerminalLine(*name) + "\"",
+                kExitArguments);
   }
   const AnsiCodePage ansi(page);
   const std::string record = NotifyRecord(options, *page);
   if (EncodeForMainPort(ansi, record).size() > 1) {
-    return Fail(errors, "the notice is too long for one record; shorten it or name fewer people",
-                kBadArguments);
+    return Fail(errors, "notify",
+                "the notice is too long for one record; shorten it or name fewer people",
+                kExitArguments);
   }
   std::string error;
-  return Notifier(options, ansi).Post(record, error) ? kDone : Fail(errors, error);
+  return Notifier(options, ansi).Post(record, error) ? kExitDone : Fail(errors, "notify", error);
 }
 
 void AddNotifyCommand(CLI::App& app, int& exitCode) {
@@ -138,8 +133,7 @@ void AddNotifyCommand(CLI::App& app, int& exitCode) {
   notify->add_option("--title", options->title, "Title of the notice")->required();
   notify->add_option("--text", options->text, "Text of the notice");
   notify->add_option("--link", options->link, "Link that the notice opens");
-  notify->add_option("--code-page", options->codePage, "Code page of the server")
-      ->capture_default_str();
+  AddServerPage(*notify, options->codePage);
   notify->add_option("--port", options->port, "Port of the server")->capture_default_str();
   notify->callback([options, &exitCode] { exitCode = RunNotify(*options, std::cerr); });
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/system/code_page.h"
+#include "tools/client/server_page.h"
 
 namespace CLI {
 class App;
@@ -18,7 +19,7 @@ namespace vnq {
 struct NotifyOptions {
   std::string server;
   uint16_t port = 6004;
-  int codePage = 936;
+  int codePage = kDefaultServerPage;
   int waitMs = 10'000;   ///< for the connection, and for each answer of the server
   std::string sender;    ///< login name that the notice is from; the server asks for no password
   std::string receiver;  ///< login names joined by commas, or "*" for everybody who may log in

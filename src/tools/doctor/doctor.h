@@ -3,59 +3,76 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 
 #include "host/database/database.h"
-#include "host/database/database_engine.h"
-#include "host/settings/ini_strings.h"
-#include "host/settings/platform_settings.h"
-#include "host/settings/settings.h"
-#include "tools/doctor/findings.h"
+#include "host/settings/program_folder.h"
 
 namespace vnq {
 
-/// A program's folder as its settings describe it.
-struct ExaminedFolder {
-  std::string appPath;  ///< absolute, without a separator at its end
-  PlatformSettings platform;
-  std::shared_ptr<const CodePage> codePage;  ///< never null
-  IniStrings strings;
-  Settings settings;
-  DatabaseEngine engine = DatabaseEngine::kSqlite;
-  std::string ini;  ///< path of DataBase.ini, for messages
+/// What the checks have to say, one line a finding.
+class Findings {
+ public:
+  explicit Findings(std::ostream& out) : out_(out) {}
 
-  std::string Map(const std::string& path) const { return strings.paths().Map(path); }
+  /// What was checked and is as it should be.
+  void Ok(std::string_view what) { Line("ok", what); }
+
+  /// The server works, but hardly as it is meant.
+  void Warning(std::string_view what) {
+    Line("warning", what);
+    ++warnings_;
+  }
+
+  /// Something does not work.
+  void Error(std::string_view what) {
+    Line("error", what);
+    ++errors_;
+  }
+
+  int errors() const { return errors_; }
+  int warnings() const { return warnings_; }
+
+ private:
+  void Line(std::string_view kind, std::string_view what) {
+    out_ << kind << ": " << what << "\n";
+    out_.flush();  // a check behind it may take its time
+  }
+
+  std::ostream& out_;
+  int errors_ = 0;
+  int warnings_ = 0;
 };
 
-/// platform.ini, without which nothing else can be read: null when it cannot be used.
-std::unique_ptr<ExaminedFolder> ExamineFolder(const std::string& appPath,
-                                              std::string_view localeName, Findings& findings);
+/// The folder and its settings files, without which nothing else can be read: nothing when they
+/// cannot be used.
+std::optional<ProgramFolder> ExamineFolder(const std::string& appPath, std::string_view localeName,
+                                           Findings& findings);
 
 /// The keys of DataBase.ini and the rest of platform.ini.
-void ExamineSettings(ExaminedFolder& folder, Findings& findings);
+void ExamineSettings(ProgramFolder& folder, Findings& findings);
 
 /// The language file of the configured language.
-void ExamineTexts(ExaminedFolder& folder, Findings& findings);
+void ExamineTexts(ProgramFolder& folder, Findings& findings);
 
 /// The client version file.
-void ExamineVersionFile(const ExaminedFolder& folder, Findings& findings);
+void ExamineVersionFile(const ProgramFolder& folder, Findings& findings);
 
 /// Opens the database and looks at what it is. Null when it cannot be used.
-std::unique_ptr<Database> ExamineDatabase(const ExaminedFolder& folder, Findings& findings);
+std::unique_ptr<Database> ExamineDatabase(const ProgramFolder& folder, Findings& findings);
 
 /// Tables, columns, indexes and required rows. False when statements would fail.
-bool ExamineSchema(Database& database, const ExaminedFolder& folder, Findings& findings);
+bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& findings);
 
 /// Whether texts come back as they were written and compare as everywhere in the system, and
 /// whether one of two equal rows can be changed: tried in a transaction that is rolled back.
-void ExamineTextsInDatabase(Database& database, const ExaminedFolder& folder, Findings& findings);
+void ExamineTextsInDatabase(Database& database, const ProgramFolder& folder, Findings& findings);
 
 /// The picture root, the push address and the keyword lists.
-void ExamineRows(Database& database, const ExaminedFolder& folder, Findings& findings);
-
-/// Whether this server's ports are free, or taken by itself.
-void ExaminePorts(const ExaminedFolder& folder, Findings& findings);
+void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings);
 
 // --- For the sources of the checks ---
 

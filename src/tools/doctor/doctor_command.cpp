@@ -1,25 +1,62 @@
 #include "tools/doctor/doctor_command.h"
 
-#include <spdlog/spdlog.h>
-
+#include <filesystem>
 #include <iostream>
 #include <memory>
 
 #include <CLI/CLI.hpp>
 
+#include "platform/net/event_loop.h"
+#include "platform/net/tcp.h"
+#include "platform/system/instance.h"
 #include "tools/doctor/doctor.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 
 namespace {
+
+constexpr uint16_t kPorts[] = {6001, 6002, 6003, 6004, 6007, 6008};
+
+// A folder without a lock file has never had a server, and gets none from a look at it.
+bool ServerRuns(const ProgramFolder& folder) {
+  const std::string path = folder.LockPath();
+  std::error_code ignored;
+  std::string error;
+  InstanceLock lock;
+  return std::filesystem::exists(path, ignored) &&
+         lock.Acquire(path, error) == InstanceLock::Result::kOtherInstance;
+}
+
+// Whether this server's ports are free, or taken by itself.
+void ExaminePorts(const ProgramFolder& folder, Findings& findings) {
+  if (ServerRuns(folder)) return findings.Ok("ports: the server runs on this folder");
+  const std::string& address = folder.platform.bindAddress;
+  SystemClock clock;
+  EventLoop loop(clock);
+  bool allFree = true;
+  for (uint16_t port : kPorts) {
+    TcpListener listener(loop);
+    std::string error;
+    if (listener.Listen(
+            address, port, [](AcceptedSocket) {}, error))
+      continue;
+    allFree = false;
+    findings.Error("port " + error +
+                   ", and the server would stay silent there; end the program"
+                   " that has it, or set another address: " +
+                   KeyAt(PlatformIniPath(folder.appPath), "network", "bind_address", address));
+  }
+  if (allFree) findings.Ok("ports: 6001 to 6004, 6007 and 6008 are free on " + address);
+}
 
 std::string Counted(int number, const std::string& what) {
   return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
 }
 
 void Examine(const DoctorOptions& options, Findings& findings) {
-  const auto folder = ExamineFolder(options.appPath, options.localeName, findings);
-  if (folder == nullptr) return;
+  auto folder = ExamineFolder(options.appPath, options.localeName, findings);
+  if (!folder) return;
   ExamineSettings(*folder, findings);
   ExamineTexts(*folder, findings);
   ExamineVersionFile(*folder, findings);
@@ -46,9 +83,7 @@ void AddDoctorCommand(CLI::App& app, int& exitCode) {
   auto options = std::make_shared<DoctorOptions>();
   CLI::App* command =
       app.add_subcommand("doctor", "Check settings, texts, database and ports, and say what to do");
-  command->add_option("--app-path", options->appPath, "The program's folder")->required();
-  // The findings tell what the log would.
-  command->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
+  AddAppPath(*command, options->appPath)->required();
   command->callback([options, &exitCode] {
     options->localeName = SystemLocaleName();
     exitCode = RunDoctor(*options, std::cout);

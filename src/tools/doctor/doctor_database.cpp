@@ -5,6 +5,7 @@
 #include "host/database/jet_file.h"
 #include "host/database/open_database.h"
 #include "platform/net/clock.h"
+#include "platform/system/file_access.h"
 #include "support/dates.h"
 #include "support/numbers.h"
 #include "support/shell_text.h"
@@ -17,7 +18,7 @@ namespace vnq {
 
 namespace {
 
-std::string InitCommand(const ExaminedFolder& folder) {
+std::string InitCommand(const ProgramFolder& folder) {
   return "vnqctl init --app-path " + ShellWord(folder.appPath);
 }
 
@@ -29,7 +30,7 @@ std::string ReadText(SqlDriver& driver, std::string_view statement) {
   return cell.kind == SqlValue::Kind::kInteger ? FormatNumber(cell.integer) : cell.text;
 }
 
-std::unique_ptr<Database> Open(const ExaminedFolder& folder) {
+std::unique_ptr<Database> Open(const ProgramFolder& folder) {
   return std::make_unique<Database>(OpenConfiguredDatabase(folder.settings, folder.platform,
                                                            folder.strings.paths(), folder.appPath));
 }
@@ -37,13 +38,15 @@ std::unique_ptr<Database> Open(const ExaminedFolder& folder) {
 // --- The embedded database ---
 
 // What keeps the file from being opened at all; empty when nothing does.
-std::string FileFault(const ExaminedFolder& folder, const std::string& path) {
+std::string FileFault(const ProgramFolder& folder, const std::string& path) {
   const std::string key =
       KeyAt(folder.ini, "server_connection", "DataBaseName", folder.settings.DataBaseName);
   std::error_code ignored;
   if (folder.settings.DataBaseName.empty()) {
     return key + " is empty; it names the database file, such as \\Web\\Data\\vnq.db";
   }
+  const std::string unreadable = ReadFault(path);
+  if (!unreadable.empty()) return key + ": " + unreadable;
   if (!std::filesystem::exists(path, ignored)) {
     return key + ": there is no file " + path + "; " + InitCommand(folder) + " makes it";
   }
@@ -62,7 +65,7 @@ std::string FileFault(const ExaminedFolder& folder, const std::string& path) {
   return "";
 }
 
-std::unique_ptr<Database> ExamineEmbedded(const ExaminedFolder& folder, Findings& findings) {
+std::unique_ptr<Database> ExamineEmbedded(const ProgramFolder& folder, Findings& findings) {
   const std::string path = folder.Map(folder.appPath + folder.settings.DataBaseName);
   const std::string fault = FileFault(folder, path);
   if (!fault.empty()) {
@@ -125,7 +128,7 @@ void CheckClock(SqlDriver& driver, DatabaseEngine engine, Findings& findings) {
                    " both to the same time and time zone");
 }
 
-std::unique_ptr<Database> ExamineServer(const ExaminedFolder& folder, Findings& findings) {
+std::unique_ptr<Database> ExamineServer(const ProgramFolder& folder, Findings& findings) {
   const Settings& settings = folder.settings;
   auto database = Open(folder);
   SqlDriver& driver = database->driver();
@@ -144,7 +147,7 @@ std::unique_ptr<Database> ExamineServer(const ExaminedFolder& folder, Findings& 
 
 // --- What is in it ---
 
-void CheckRequiredRows(SqlDriver& driver, const ExaminedFolder& folder, Findings& findings) {
+void CheckRequiredRows(SqlDriver& driver, const ProgramFolder& folder, Findings& findings) {
   struct Required {
     std::string_view table, key, statement;
   };
@@ -164,12 +167,12 @@ void CheckRequiredRows(SqlDriver& driver, const ExaminedFolder& folder, Findings
 
 }  // namespace
 
-std::unique_ptr<Database> ExamineDatabase(const ExaminedFolder& folder, Findings& findings) {
+std::unique_ptr<Database> ExamineDatabase(const ProgramFolder& folder, Findings& findings) {
   return folder.engine == DatabaseEngine::kSqlite ? ExamineEmbedded(folder, findings)
                                                   : ExamineServer(folder, findings);
 }
 
-bool ExamineSchema(Database& database, const ExaminedFolder& folder, Findings& findings) {
+bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& findings) {
   const int before = findings.errors() + findings.warnings();
   SqlDriver& driver = database.driver();
   ExistingSchema schema;

@@ -118,7 +118,7 @@ class TextTrial {
 
 }  // namespace
 
-void ExamineTextsInDatabase(Database& database, const ExaminedFolder& folder, Findings& findings) {
+void ExamineTextsInDatabase(Database& database, const ProgramFolder& folder, Findings& findings) {
   SqlDriver& driver = database.driver();
   bool tried = false, ok = false;
   InTransaction(driver, folder.engine, [&] {

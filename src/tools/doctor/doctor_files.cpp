@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <filesystem>
 
 #include "host/settings/texts.h"
+#include "host/values/fields.h"
+#include "platform/system/file_access.h"
 #include "platform/system/ini_file.h"
 #include "support/shell_text.h"
 #include "tools/doctor/doctor.h"
@@ -88,9 +91,18 @@ class TextCheck {
   bool faulty_ = false;
 };
 
+// The first line as the server takes it: NULs and tabs are blanks.
+std::string FirstLine(const std::string& bytes) {
+  std::string line = bytes.substr(0, bytes.find('\n'));
+  if (line.ends_with('\r')) line.pop_back();
+  std::replace(line.begin(), line.end(), '\0', ' ');
+  std::replace(line.begin(), line.end(), '\t', ' ');
+  return line;
+}
+
 }  // namespace
 
-void ExamineTexts(ExaminedFolder& folder, Findings& findings) {
+void ExamineTexts(ProgramFolder& folder, Findings& findings) {
   const int language = folder.platform.languageId;
   const std::string platformIni = PlatformIniPath(folder.appPath);
   if (LanguageFolder(language).empty()) {
@@ -99,6 +111,8 @@ void ExamineTexts(ExaminedFolder& folder, Findings& findings) {
     return;
   }
   const std::string path = folder.Map(LangIniPath(folder.appPath, language));
+  const std::string unreadable = ReadFault(path);
+  if (!unreadable.empty()) return findings.Error(unreadable);
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(path, ignored)) {
     findings.Error(path + " is missing, so people see no texts; vnqctl init --app-path " +
@@ -110,6 +124,32 @@ void ExamineTexts(ExaminedFolder& folder, Findings& findings) {
   const std::string fault = EncodingFault(bytes, *folder.codePage);
   if (!fault.empty()) return findings.Error(path + ": " + fault);
   TextCheck(path, bytes, *folder.codePage, findings).Check();
+}
+
+void ExamineVersionFile(const ProgramFolder& folder, Findings& findings) {
+  const std::string path = folder.Map(folder.appPath + "\\Web\\download\\log.txt");
+  const std::string unreadable = ReadFault(path);
+  if (!unreadable.empty()) return findings.Error(unreadable);
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) {
+    return findings.Warning(path +
+                            " is missing, so clients of any version are let in; vnqctl init"
+                            " --app-path " +
+                            ShellWord(folder.appPath) + " writes 0|0");
+  }
+  const std::string line = FirstLine(ReadWholeFile(path));
+  const auto versions = Fields::Split(line);
+  const auto lowest = ToInt32(versions[0]), current = ToInt32(versions[1]);
+  if (!lowest || !current) {
+    return findings.Error(path + ": the first line is \"" + line +
+                          "\", and lowest|current is expected, two numbers such as 1005|1007");
+  }
+  if (*lowest > *current) {
+    return findings.Warning(path + ": " + line +
+                            " refuses the current client itself; the lowest version stands first");
+  }
+  findings.Ok("version file: clients from " + std::to_string(*lowest) + " on are let in, " +
+              std::to_string(*current) + " is current");
 }
 
 }  // namespace vnq

@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "host/database/database.h"
-#include "host/values/fields.h"
 #include "support/replace_all.h"
 #include "support/shell_text.h"
 #include "tools/doctor/doctor.h"
@@ -17,7 +16,7 @@ constexpr std::string_view kRootRows =
     "Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig'"
     " and Col_Disabled=0";
 
-void CheckPictureRoot(Database& database, const ExaminedFolder& folder, Findings& findings) {
+void CheckPictureRoot(Database& database, const ProgramFolder& folder, Findings& findings) {
   const std::string row = "table Tab_Config, row VNQ_CONSOLE/SysConfig: Col_Data";
   Cursor rows(database);
   rows.Open(Sql(kRootRows));
@@ -47,7 +46,7 @@ void CheckPictureRoot(Database& database, const ExaminedFolder& folder, Findings
   findings.Ok("pictures: " + pictures);
 }
 
-void CheckPushAddress(Database& database, const ExaminedFolder& folder, Findings& findings) {
+void CheckPushAddress(Database& database, const ProgramFolder& folder, Findings& findings) {
   Cursor rows(database);
   rows.Open(Sql("Select top 1 * from Plug where Plug_Site = '11' order by Plug_Index desc"));
   if (rows.RecordCount() == 0) {
@@ -84,7 +83,7 @@ void CheckKeywords(Database& database, Findings& findings) {
   }
 }
 
-void CheckAccounts(Database& database, const ExaminedFolder& folder, Findings& findings) {
+void CheckAccounts(Database& database, const ProgramFolder& folder, Findings& findings) {
   const Expr users = database.ReadValue(Sql("Select count(*) as c from Users_ID"));
   if (Is(users, "0")) {
     findings.Warning("table Users_ID has no user; vnqctl user add --app-path " +
@@ -92,42 +91,9 @@ void CheckAccounts(Database& database, const ExaminedFolder& folder, Findings& f
   }
 }
 
-// The first line as the server takes it: NULs and tabs are blanks.
-std::string FirstLine(const std::string& bytes) {
-  std::string line = bytes.substr(0, bytes.find('\n'));
-  if (line.ends_with('\r')) line.pop_back();
-  std::replace(line.begin(), line.end(), '\0', ' ');
-  std::replace(line.begin(), line.end(), '\t', ' ');
-  return line;
-}
-
 }  // namespace
 
-void ExamineVersionFile(const ExaminedFolder& folder, Findings& findings) {
-  const std::string path = folder.Map(folder.appPath + "\\Web\\download\\log.txt");
-  std::error_code ignored;
-  if (!std::filesystem::is_regular_file(path, ignored)) {
-    return findings.Warning(path +
-                            " is missing, so clients of any version are let in; vnqctl init"
-                            " --app-path " +
-                            ShellWord(folder.appPath) + " writes 0|0");
-  }
-  const std::string line = FirstLine(ReadWholeFile(path));
-  const auto versions = Fields::Split(line);
-  const auto lowest = ToInt32(versions[0]), current = ToInt32(versions[1]);
-  if (!lowest || !current) {
-    return findings.Error(path + ": the first line is \"" + line +
-                          "\", and lowest|current is expected, two numbers such as 1005|1007");
-  }
-  if (*lowest > *current) {
-    return findings.Warning(path + ": " + line +
-                            " refuses the current client itself; the lowest version stands first");
-  }
-  findings.Ok("version file: clients from " + std::to_string(*lowest) + " on are let in, " +
-              std::to_string(*current) + " is current");
-}
-
-void ExamineRows(Database& database, const ExaminedFolder& folder, Findings& findings) {
+void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings) {
   CheckPictureRoot(database, folder, findings);
   if (folder.settings.pushIntervalMs != 0) CheckPushAddress(database, folder, findings);
   CheckKeywords(database, findings);

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <optional>
 
+#include "host/settings/setting_keys.h"
 #include "platform/system/ini_file.h"
 #include "support/ascii_case.h"
 #include "support/numbers.h"
@@ -16,36 +17,12 @@ namespace vnq {
 
 namespace {
 
-struct KnownKey {
-  std::string_view section, key;
-  bool isNumber = false;
-};
-
-constexpr KnownKey kKeys[] = {
-    {"server_connection", "DB_TYPE"},
-    {"server_connection", "DataBaseName"},
-    {"server_connection", "DataPaw"},
-    {"server_connection", "DB_USER"},
-    {"server_connection", "DB_PWD"},
-    {"server_connection", "DB_NAME"},
-    {"server_connection", "DB_SERVER"},
-    {"server_connection", "DB_PORT"},
-    {"server_connection", "CheckIM0", true},
-    {"server_connection", "CheckIM1", true},
-    {"server_connection", "offline_information", true},
-    {"server_connection", "chats", true},
-    {"server_connection", "control_computer", true},
-    {"server_connection", "DataBaseIp"},
-    {"message_push", "interval_time", true},
-    {"delete_chats", "options", true},
-    {"delete_chats", "chatsday", true},
-    {"delete_offline_files", "options", true},
-    {"delete_offline_notices", "options", true},
-    {"delete_offline_notices", "noticeday", true},
-};
-
-bool IsSecret(std::string_view key) {
-  return key == "DB_PWD" || key == "DataPaw";
+bool IsSecret(std::string_view section, std::string_view key) {
+  for (const SettingKey& known : SettingKeys()) {
+    if (known.section == section && known.key == key)
+      return known.kind == SettingKey::Kind::kSecret;
+  }
+  return false;
 }
 
 bool IsUtf8WithMore(std::string_view bytes) {
@@ -61,7 +38,7 @@ bool IsUtf8WithMore(std::string_view bytes) {
 /// The checks of DataBase.ini.
 class IniCheck {
  public:
-  IniCheck(const ExaminedFolder& folder, Findings& findings)
+  IniCheck(const ProgramFolder& folder, Findings& findings)
       : folder_(folder), findings_(findings) {}
 
   bool Read() {
@@ -80,7 +57,7 @@ class IniCheck {
   }
 
   void Check() {
-    for (const KnownKey& known : kKeys) CheckKey(known);
+    for (const SettingKey& key : SettingKeys()) CheckKey(key);
     CheckDatabaseKind();
     CheckPush();
     CheckSweep("delete_chats", "chatsday", folder_.settings.deleteChats, 1);
@@ -95,21 +72,22 @@ class IniCheck {
   }
 
  private:
-  void CheckKey(const KnownKey& known) {
-    const auto value = data_.Find(known.section, known.key);
+  void CheckKey(const SettingKey& key) {
+    const bool isNumber = key.kind == SettingKey::Kind::kNumber;
+    const auto value = data_.Find(key.section, key.key);
     if (!value) {
-      if (known.isNumber) {
-        findings_.Warning(folder_.ini + ": [" + std::string(known.section) + "] " +
-                          std::string(known.key) + " is missing and counts as 0");
+      if (isNumber) {
+        findings_.Warning(folder_.ini + ": [" + std::string(key.section) + "] " +
+                          std::string(key.key) + " is missing and counts as 0");
       }
       return;
     }
     if (value->size() > kIniValueBytes) {
-      findings_.Error(At(known.section, known.key) + " has " +
+      findings_.Error(At(key.section, key.key) + " has " +
                       FormatNumber(static_cast<int64_t>(value->size())) +
                       " bytes, and what stands behind 127 is not read; shorten it");
-    } else if (known.isNumber && !ParseInt16(*value)) {
-      findings_.Warning(At(known.section, known.key) +
+    } else if (isNumber && !ParseInt16(*value)) {
+      findings_.Warning(At(key.section, key.key) +
                         " is no number from -32768 to 32767 and counts as 0");
     }
   }
@@ -176,15 +154,15 @@ class IniCheck {
   std::string At(std::string_view section, std::string_view key) const {
     const std::string value = data_.Find(section, key).value_or("");
     return KeyAt(folder_.ini, section, key,
-                 IsSecret(key) ? "..." : folder_.codePage->FromBytes(value));
+                 IsSecret(section, key) ? "..." : folder_.codePage->FromBytes(value));
   }
 
-  const ExaminedFolder& folder_;
+  const ProgramFolder& folder_;
   Findings& findings_;
   IniData data_;
 };
 
-void CheckDrives(const ExaminedFolder& folder, const std::string& file, Findings& findings) {
+void CheckDrives(const ProgramFolder& folder, const std::string& file, Findings& findings) {
   for (const auto& [letter, path] : folder.platform.drives) {
     std::error_code ignored;
     if (std::filesystem::is_directory(path, ignored)) continue;
@@ -193,7 +171,7 @@ void CheckDrives(const ExaminedFolder& folder, const std::string& file, Findings
   }
 }
 
-void CheckServiceCommands(const ExaminedFolder& folder, const std::string& file,
+void CheckServiceCommands(const ProgramFolder& folder, const std::string& file,
                           Findings& findings) {
   auto check = [&](std::string_view key, const std::string& command) {
     if (command.find("%s") != command.npos) return;
@@ -226,38 +204,15 @@ std::string EncodingFault(std::string_view bytes, const CodePage& codePage) {
   return "";
 }
 
-std::unique_ptr<ExaminedFolder> ExamineFolder(const std::string& appPath,
-                                              std::string_view localeName, Findings& findings) {
-  std::error_code ignored;
-  if (!std::filesystem::is_directory(appPath, ignored)) {
-    findings.Error("--app-path " + appPath + ": no such folder");
-    return nullptr;
-  }
-  std::string path = std::filesystem::absolute(appPath, ignored).string();
-  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-  const std::string file = PlatformIniPath(path);
+std::optional<ProgramFolder> ExamineFolder(const std::string& appPath, std::string_view localeName,
+                                           Findings& findings) {
   std::string error;
-  auto platform = ReadPlatformSettings(file, localeName, error);
-  if (!platform) {
-    findings.Error(error);
-    return nullptr;
-  }
-  auto codePage = CodePage::Open(platform->codePage);
-  if (codePage == nullptr) {
-    findings.Error(KeyAt(file, "locale", "code_page", std::to_string(platform->codePage)) +
-                   " is not a known code page; 936, 950 and 1252 are");
-    return nullptr;
-  }
-  IniStrings strings(PathMapper(platform->drives), codePage);
-  Settings settings = Settings::Read(strings, path);
-  const DatabaseEngine engine = EngineOf(settings, *platform);
-  std::string ini = strings.paths().Map(DataBaseIniPath(path));
-  return std::unique_ptr<ExaminedFolder>(
-      new ExaminedFolder{std::move(path), std::move(*platform), std::move(codePage),
-                         std::move(strings), std::move(settings), engine, std::move(ini)});
+  auto folder = OpenProgramFolder(appPath, {}, localeName, error);
+  if (!folder) findings.Error(error);
+  return folder;
 }
 
-void ExamineSettings(ExaminedFolder& folder, Findings& findings) {
+void ExamineSettings(ProgramFolder& folder, Findings& findings) {
   const int errors = findings.errors();
   const std::string file = PlatformIniPath(folder.appPath);
   std::error_code ignored;

@@ -6,59 +6,16 @@
 #include <filesystem>
 #include <system_error>
 
-#include "host/settings/settings.h"
+#include "host/settings/setting_keys.h"
 #include "host/settings/texts.h"
+#include "platform/system/file_access.h"
 #include "support/numbers.h"
 #include "tools/folder/shipped_texts.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 
 namespace {
-
-constexpr std::string_view kDataBaseIni = R"(; Settings of the server, read once when it starts.
-; A value may have at most 127 bytes in the code page that platform.ini names.
-
-[server_connection]
-; access: the embedded database, a file below the program's folder; anything else: a database server
-DB_TYPE=access
-DataBaseName=\Web\Data\vnq.db
-DataPaw=
-; for a database server
-DB_USER=
-DB_PWD=
-DB_NAME=
-DB_SERVER=
-DB_PORT=
-; 1: managers are told of new applications and group files
-CheckIM0=0
-; 1: the mobile push
-CheckIM1=0
-offline_information=0
-; 1: broadcasts are kept in the database
-chats=0
-; a number that every client is told at login
-control_computer=0
-; host of the web service beside this server
-DataBaseIp=127.0.0.1
-
-[message_push]
-; seconds between two pushes, at most 32; 0: never
-interval_time=30
-
-[delete_chats]
-; 1: when the server starts, messages of chatsday days ago and older go
-options=0
-chatsday=30
-
-[delete_offline_files]
-; 1: records of offline files go after 15 days; 2: after 60 days
-options=0
-
-[delete_offline_notices]
-; 1: notices of noticeday days ago and older go
-options=0
-noticeday=30
-)";
 
 constexpr std::string_view kRestOfPlatformIni = R"(
 [database]
@@ -104,7 +61,7 @@ bool AppFolderMaker::MakePlatformIni(int languageId, int codePage, bool loopback
 }
 
 bool AppFolderMaker::MakeDataBaseIni() {
-  return MakeFile(paths_.Map(DataBaseIniPath(appPath_)), kDataBaseIni);
+  return MakeFile(paths_.Map(DataBaseIniPath(appPath_)), NewDataBaseIni());
 }
 
 bool AppFolderMaker::MakeVersionFile() {
@@ -141,8 +98,11 @@ bool AppFolderMaker::MakeFoldersOf(const std::string& file) {
   const std::filesystem::path folder = std::filesystem::path(file).parent_path();
   std::error_code error;
   if (folder.empty() || std::filesystem::is_directory(folder, error)) return true;
-  std::filesystem::create_directories(folder, error);
-  return error ? Fail("folder " + folder.string(), error.message()) : true;
+  if (!MakeFoldersOf(folder.string())) return false;
+  std::filesystem::create_directory(folder, error);
+  if (error) return Fail("folder " + folder.string(), error.message());
+  GiveToFolderOwner(folder.string());
+  return true;
 }
 
 bool AppFolderMaker::MakeFile(const std::string& file, std::string_view bytes) {
@@ -155,6 +115,7 @@ bool AppFolderMaker::MakeFile(const std::string& file, std::string_view bytes) {
     std::remove(file.c_str());
     return Fail("file " + file, why);
   }
+  GiveToFolderOwner(file);
   NoteMade(file);
   return true;
 }
@@ -165,7 +126,7 @@ void AppFolderMaker::NoteMade(std::string_view what) {
 }
 
 bool AppFolderMaker::Fail(const std::string& what, const std::string& why) {
-  err_ << "cannot make " << what << ": " << why << "\n";
+  vnq::Fail(err_, "init", "cannot make " + what + ": " + why);
   return false;
 }
 

@@ -11,8 +11,9 @@
 
 namespace vnq {
 
-/// Makes folders and files below one program folder. Nothing that is there is touched. What was
-/// made is said on `out`, what could not be made on `err`.
+/// Makes folders and files below one program folder. Nothing that is there is touched; what root
+/// makes belongs to the owner of the folder around it. What was made is said on `out`, what could
+/// not be made on `err`.
 class AppFolderMaker {
  public:
   AppFolderMaker(std::string appPath, std::ostream& out, std::ostream& err)

@@ -8,6 +8,7 @@
 
 #include "platform/net/clock.h"
 #include "tools/folder/in_transaction.h"
+#include "tools/terminal/command_line.h"
 #include "tools/terminal/text_table.h"
 
 namespace vnq {
@@ -184,13 +185,14 @@ bool PrintAccounts(SqlDriver& driver, std::ostream& out) {
 bool AddDemoData(SqlDriver& driver, DatabaseEngine engine, std::ostream& out, std::ostream& err) {
   if (IsEmpty(driver)) {
     if (!InTransaction(driver, engine, [&] { return AddAll(driver); })) {
-      err << "cannot add the sample data: " << driver.LastError() << "\n";
+      Fail(err, "init", "cannot add the sample data: " + driver.LastError());
       return false;
     }
     out << "added the sample data\n";
   }
   if (PrintAccounts(driver, out)) return true;
-  err << "no sample data added: the database holds users, departments, roles or groups already\n";
+  Fail(err, "init",
+       "no sample data added: the database holds users, departments, roles or groups already");
   return false;
 }
 

@@ -1,8 +1,8 @@
 #include "tools/folder/init_command.h"
 
-#include <spdlog/spdlog.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -12,11 +12,13 @@
 
 #include "host/database/jet_file.h"
 #include "host/database/open_database.h"
-#include "host/settings/settings.h"
+#include "host/settings/program_folder.h"
+#include "platform/system/file_access.h"
 #include "tools/folder/app_folder.h"
 #include "tools/folder/database_advice.h"
 #include "tools/folder/demo_data.h"
 #include "tools/schema/make_schema.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 
@@ -31,69 +33,88 @@ class Init {
       : options_(options), out_(out), err_(err), maker_(options.appPath, out, err) {}
 
   bool Run() {
-    if (!MakePlatformIni() || !OpenCodePage() || !MakeFiles() || !MakeDatabase()) return false;
+    if (!MakeSettings() || !MakeFiles() || !MakeDatabase()) return false;
     if (!maker_.madeSomething()) out_ << "everything is there already\n";
-    return !options_.demo || AddDemoData(*driver_, engine_, out_, err_);
+    return !options_.demo || AddDemoData(*driver_, folder_->engine, out_, err_);
   }
 
  private:
-  bool MakePlatformIni() {
-    const int language = options_.demo ? kEnglish : LanguageIdOfLocale(options_.localeName);
-    const int page = options_.demo ? kSimplifiedChinesePage : DefaultCodePage(language);
-    if (!maker_.MakePlatformIni(language, page, options_.demo)) return false;
+  bool MakeSettings() {
+    const std::string platformIni = PlatformIniPath(options_.appPath);
+    std::error_code ignored;
+    const bool isNew = !std::filesystem::exists(platformIni, ignored);
+    const int language = Language(isNew);
+    if (!maker_.MakePlatformIni(language, Page(language), options_.demo)) return false;
+    if (!maker_.MakeDataBaseIni()) return false;
     std::string error;
-    auto settings =
-        ReadPlatformSettings(PlatformIniPath(options_.appPath), options_.localeName, error);
-    if (!settings) return Fail(error);
-    platform_ = std::move(*settings);
-    return true;
+    folder_ = OpenProgramFolder(options_.appPath, {}, options_.localeName, error);
+    if (!folder_) return Fail(error);
+    return IsAsAsked("language_id", options_.languageId, folder_->platform.languageId) &&
+           IsAsAsked("code_page", options_.codePage, folder_->platform.codePage);
   }
 
-  bool OpenCodePage() {
-    codePage_ = CodePage::Open(platform_.codePage);
-    return codePage_ || Fail(PlatformIniPath(options_.appPath) + ": [locale] code_page=" +
-                             std::to_string(platform_.codePage) + " is not a known code page");
+  // A locale that names no language with texts, such as C, would leave people without any.
+  int Language(bool isNew) {
+    if (options_.languageId) return *options_.languageId;
+    const int language = options_.demo ? kEnglish : LanguageIdOfLocale(options_.localeName);
+    if (language != 0) return language;
+    if (isNew) {
+      out_ << "note: the locale \"" << options_.localeName << "\" names no language that has texts,"
+           << " so this folder's is English (1033), with code page " << Page(kEnglish)
+           << "; for another, edit platform.ini or begin with --language and --code-page\n";
+    }
+    return kEnglish;
+  }
+
+  int Page(int language) const {
+    return options_.codePage.value_or(options_.demo ? kSimplifiedChinesePage
+                                                    : DefaultCodePage(language));
+  }
+
+  bool IsAsAsked(const char* key, std::optional<int> asked, int is) {
+    return !asked || *asked == is ||
+           Fail(PlatformIniPath(options_.appPath) + " is there and says " + key + "=" +
+                std::to_string(is) + ", not " + std::to_string(*asked) +
+                "; init changes no file, edit it");
   }
 
   bool MakeFiles() {
-    bool ok = maker_.MakeDataBaseIni();
-    ok = maker_.MakeVersionFile() && ok;
-    return maker_.MakeLanguageFiles(*codePage_, platform_.languageId) && ok;
+    return maker_.MakeVersionFile() &&
+           maker_.MakeLanguageFiles(*folder_->codePage, folder_->platform.languageId);
   }
 
   bool MakeDatabase() {
-    IniStrings strings(PathMapper(platform_.drives), codePage_);
-    settings_ = Settings::Read(strings, options_.appPath);
-    engine_ = EngineOf(settings_, platform_);
-    ini_ = strings.paths().Map(DataBaseIniPath(options_.appPath));
-    const bool isOpen = engine_ == DatabaseEngine::kSqlite ? OpenEmbedded(strings.paths())
-                                                           : OpenServer(strings.paths());
+    const bool isOpen = folder_->engine == DatabaseEngine::kSqlite ? OpenEmbedded() : OpenServer();
     return isOpen && MakeTables();
   }
 
-  bool OpenEmbedded(const PathMapper& paths) {
-    if (settings_.DataBaseName.empty()) {
-      return Fail(ini_ +
+  bool OpenEmbedded() {
+    const Settings& settings = folder_->settings;
+    if (settings.DataBaseName.empty()) {
+      return Fail(folder_->ini +
                   ": [server_connection] DataBaseName= is empty; it names the database file,"
                   " such as \\Web\\Data\\vnq.db");
     }
-    database_ = paths.Map(options_.appPath + settings_.DataBaseName);
-    if (IsJetFile(database_)) return Fail(JetFileAdvice(database_, paths, options_.appPath));
+    database_ = folder_->Map(folder_->appPath + settings.DataBaseName);
+    if (IsJetFile(database_))
+      return Fail(JetFileAdvice(database_, folder_->strings.paths(), folder_->appPath));
     if (!maker_.MakeFoldersOf(database_)) return false;
     SqliteOptions options;
     options.path = database_;
-    options.busyTimeoutMs = platform_.busyTimeoutMs;
+    options.busyTimeoutMs = folder_->platform.busyTimeoutMs;
     options.createFile = true;
     driver_ = OpenSqlite(options);
     return true;
   }
 
-  bool OpenServer(const PathMapper& paths) {
-    database_ = "database " + settings_.DB_NAME;
-    driver_ = OpenConfiguredDatabase(settings_, platform_, paths, options_.appPath);
-    const std::string fault = ServerFault(*driver_, settings_, engine_, ini_);
+  bool OpenServer() {
+    const Settings& settings = folder_->settings;
+    database_ = "database " + settings.DB_NAME;
+    driver_ = OpenConfiguredDatabase(settings, folder_->platform, folder_->strings.paths(),
+                                     folder_->appPath);
+    const std::string fault = ServerFault(*driver_, settings, folder_->engine, folder_->ini);
     if (!fault.empty()) return Fail(fault);
-    const std::string encoding = EncodingFinding(*driver_, engine_);
+    const std::string encoding = EncodingFinding(*driver_, folder_->engine);
     if (!encoding.empty()) out_ << "note: " << database_ << ": " << encoding << "\n";
     return true;
   }
@@ -101,7 +122,7 @@ class Init {
   bool MakeTables() {
     SchemaReport report;
     std::string error;
-    const bool done = MakeSchema(*driver_, engine_, report, error);
+    const bool done = MakeSchema(*driver_, folder_->engine, report, error);
     if (done && report.tables + report.indexes + report.rows > 0) {
       maker_.NoteMade(database_ + ": tables " + std::to_string(report.tables) + ", indexes " +
                       std::to_string(report.indexes) + ", rows " + std::to_string(report.rows));
@@ -111,11 +132,12 @@ class Init {
     }
     if (!done) return Fail(database_ + ": " + OneLine(error));
     driver_->SyncCommitted();
+    if (folder_->engine == DatabaseEngine::kSqlite) GiveToFolderOwner(database_);
     return true;
   }
 
   bool Fail(const std::string& why) {
-    err_ << why << "\n";
+    vnq::Fail(err_, "init", why);
     return false;
   }
 
@@ -123,37 +145,38 @@ class Init {
   std::ostream& out_;
   std::ostream& err_;
   AppFolderMaker maker_;
-  PlatformSettings platform_;
-  std::shared_ptr<const CodePage> codePage_;
-  Settings settings_;
-  DatabaseEngine engine_ = DatabaseEngine::kSqlite;
-  std::string ini_;       // path of DataBase.ini, for messages
+  std::optional<ProgramFolder> folder_;
   std::string database_;  // what messages call the database
   std::unique_ptr<SqlDriver> driver_;
 };
-
-/// A separator at the end would stand doubled in every path that is formed.
-std::string WithoutClosingSeparator(std::string path) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  return path;
-}
 
 }  // namespace
 
 int RunInit(const InitOptions& options, std::ostream& out, std::ostream& err) {
   InitOptions cleaned = options;
-  cleaned.appPath = WithoutClosingSeparator(options.appPath);
-  return Init(cleaned, out, err).Run() ? 0 : 1;
+  cleaned.appPath = AbsoluteAppPath(options.appPath);
+  if (options.codePage && !CodePage::Open(*options.codePage)) {
+    return Fail(
+        err, "init",
+        "unknown code page " + std::to_string(*options.codePage) + "; 936, 950 and 1252 are known",
+        kExitArguments);
+  }
+  return Init(cleaned, out, err).Run() ? kExitDone : kExitFailed;
 }
 
 void AddInitCommand(CLI::App& app, int& exitCode) {
   auto options = std::make_shared<InitOptions>();
   CLI::App* command =
       app.add_subcommand("init", "Make the program's folder and its database where missing");
-  command->add_option("--app-path", options->appPath, "The program's folder")->required();
+  AddAppPath(*command, options->appPath)->required();
   command->add_flag("--demo", options->demo, "Add sample departments, roles, users and a group");
-  // What goes wrong is said by the command itself, and the log would stand between its lines.
-  command->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
+  command
+      ->add_option("--language,--language-id", options->languageId,
+                   "1033 English, 2052 simplified Chinese, 1028 traditional Chinese; else what the"
+                   " locale names, else English")
+      ->check(CLI::Range(0, 65535));
+  command->add_option("--code-page", options->codePage,
+                      "936, 950, 1252 ...; else the one that goes with the language");
   command->callback([options, &exitCode] {
     // The database holds passwords in clear, the settings that of the database server.
     umask(umask(0) | S_IRWXO);

@@ -5,8 +5,7 @@
 
 #include "host/database/jet_file.h"
 #include "host/database/open_database.h"
-#include "host/settings/ini_strings.h"
-#include "host/settings/platform_settings.h"
+#include "platform/system/file_access.h"
 #include "support/shell_text.h"
 #include "tools/folder/database_advice.h"
 
@@ -14,49 +13,44 @@ namespace vnq {
 
 namespace {
 
+// What keeps this user from the embedded database; empty when something else does.
+std::string FileFault(const std::string& database) {
+  const std::string unreadable = ReadFault(database);
+  if (!unreadable.empty()) return unreadable;
+  const std::string unwritable = WriteFault(database);
+  // SQLite makes files of its own beside the database.
+  return unwritable.empty() ? WriteFault(std::filesystem::path(database).parent_path().string())
+                            : unwritable;
+}
+
 // Why the table of users cannot be read, and what to do.
-std::string UsersFault(SqlDriver& driver, const Settings& settings, DatabaseEngine engine,
-                       const PathMapper& paths, const std::string& appPath) {
+std::string UsersFault(SqlDriver& driver, const ProgramFolder& folder) {
   const std::string why = OneLine(driver.LastError());
   const std::string init =
-      why + "; vnqctl init --app-path " + ShellWord(appPath) + " makes what is missing";
-  if (engine == DatabaseEngine::kSqlite) {
-    return IsJetFile(paths.Map(appPath + settings.DataBaseName)) ? why : init;
+      why + "; vnqctl init --app-path " + ShellWord(folder.appPath) + " makes what is missing";
+  if (folder.engine != DatabaseEngine::kSqlite) {
+    const std::string fault = ServerFault(driver, folder.settings, folder.engine, folder.ini);
+    return fault.empty() ? init : fault;
   }
-  const std::string fault =
-      ServerFault(driver, settings, engine, paths.Map(DataBaseIniPath(appPath)));
+  const std::string database = folder.Map(folder.appPath + folder.settings.DataBaseName);
+  if (IsJetFile(database)) return why;
+  const std::string fault = FileFault(database);
   return fault.empty() ? init : fault;
 }
 
 }  // namespace
 
-std::optional<ProgramDatabase> OpenProgramDatabase(const std::string& folder, std::string& error) {
-  std::error_code ignored;
-  if (!std::filesystem::is_directory(folder, ignored)) {
-    error = "--app-path " + folder + ": no such folder";
-    return std::nullopt;
-  }
-  std::string appPath = std::filesystem::absolute(folder, ignored).string();
-  while (appPath.size() > 1 && appPath.ends_with('/')) appPath.pop_back();
-  const auto platform = ReadPlatformSettings(PlatformIniPath(appPath), SystemLocaleName(), error);
-  if (!platform) return std::nullopt;
-  auto codePage = CodePage::Open(platform->codePage);
-  if (!codePage) {
-    error = PlatformIniPath(appPath) +
-            ": [locale] code_page=" + std::to_string(platform->codePage) +
-            " is not a known code page";
-    return std::nullopt;
-  }
-  IniStrings strings(PathMapper(platform->drives), codePage);
-  Settings settings = Settings::Read(strings, appPath);
-  auto driver = OpenConfiguredDatabase(settings, *platform, strings.paths(), appPath);
-  const DatabaseEngine engine = EngineOf(settings, *platform);
+std::optional<ProgramDatabase> OpenProgramDatabase(const std::string& appPath, std::string& error) {
+  auto folder = OpenProgramFolder(appPath, {}, SystemLocaleName(), error);
+  if (!folder) return std::nullopt;
+  auto driver = OpenConfiguredDatabase(folder->settings, folder->platform, folder->strings.paths(),
+                                       folder->appPath);
   SqlRows rows;
   if (!driver->Query("Select top 1 UserID from Users_ID", {}, rows)) {
-    error = UsersFault(*driver, settings, engine, strings.paths(), appPath);
+    error = UsersFault(*driver, *folder);
     return std::nullopt;
   }
-  return ProgramDatabase{std::move(settings), engine, std::move(codePage), std::move(driver)};
+  return ProgramDatabase{std::move(*folder), std::move(driver)};
 }
 
 }  // namespace vnq

@@ -8,12 +8,14 @@
 #include <CLI/CLI.hpp>
 
 #include "host/settings/ansi_code_page.h"
+#include "support/ascii_case.h"
 #include "support/base64_text.h"
 #include "support/hex_digits.h"
 #include "support/ids.h"
 #include "support/numbers.h"
 #include "support/sha1.h"
 #include "support/text_codecs.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
@@ -35,7 +37,8 @@ constexpr Codec kCodecs[] = {
     {"url-decode", "read the percent escapes of a web text",
      [](const AnsiText&, Text text) { return UrlDecodeUtf8(text); }},
     {"base64-encode", "encode a text as it travels", Base64EncodeText},
-    {"base64-decode", "decode a text as it travels", Base64DecodeText},
+    {"base64-decode", "decode a text as it travels",
+     [](const AnsiText& page, Text text) { return Base64DecodeText(page, page.ToBytes(text)); }},
 };
 
 struct LineRoutine {
@@ -58,8 +61,7 @@ std::string ReadLine(std::istream& in) {
 std::string Sha1Digits(Text bytes) {
   std::string digits;
   for (const char byte : Sha1Bytes(bytes)) AppendHex(digits, static_cast<unsigned char>(byte), 2);
-  for (char& digit : digits) digit = digit >= 'A' ? static_cast<char>(digit - 'A' + 'a') : digit;
-  return digits;
+  return AsciiLower(digits);
 }
 
 constexpr LineRoutine kLineRoutines[] = {
@@ -74,8 +76,7 @@ int RunCodec(const Codec& codec, int codePage, std::istream& in, std::ostream& o
              std::ostream& errors) {
   const std::shared_ptr<const CodePage> page = CodePage::Open(codePage);
   if (!page) {
-    errors << "vnqctl text: unknown code page " << codePage << "\n";
-    return 2;
+    return Fail(errors, "text", "unknown code page " + std::to_string(codePage), kExitArguments);
   }
   out << codec.run(AnsiCodePage(page), ReadAll(in)) << std::flush;
   return 0;
@@ -93,8 +94,7 @@ int RunTextRoutine(const std::string& name, int codePage, std::istream& in, std:
     out << routine.run(in) << '\n' << std::flush;
     return 0;
   }
-  errors << "vnqctl text: unknown routine " << name << "\n";
-  return 2;
+  return Fail(errors, "text", "unknown routine " + name, kExitArguments);
 }
 
 void AddTextCommand(CLI::App& app, int& exitCode) {

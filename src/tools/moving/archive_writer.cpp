@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include "tools/moving/archive_format.h"
 #include "tools/moving/archive_row.h"
@@ -17,6 +18,18 @@ namespace vnq {
 namespace {
 
 constexpr size_t kPendingBytes = 256 * 1024;
+constexpr int kMostLinks = 40;  // as many as the system follows
+
+// Where a path leads to, also where nothing is there yet.
+std::string BehindLinks(std::string path) {
+  std::error_code error;
+  for (int i = 0; i < kMostLinks; ++i) {
+    const std::filesystem::path target = std::filesystem::read_symlink(path, error);
+    if (error) break;
+    path = (std::filesystem::path(path).parent_path() / target).string();
+  }
+  return path;
+}
 
 }  // namespace
 
@@ -27,17 +40,31 @@ ArchiveWriter::~ArchiveWriter() {
 
 bool ArchiveWriter::Open(const std::string& path) {
   path_ = path;
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) {
+  struct stat state {};
+  const bool isThere = path != kStandardOutput && stat(path.c_str(), &state) == 0;
+  if (isThere && S_ISDIR(state.st_mode)) {
     error_ = path + " is a folder";
     return false;
   }
+  if (path == kStandardOutput) {
+    descriptor_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+  } else if (isThere && !S_ISREG(state.st_mode)) {
+    descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  } else if (!OpenGrowing(BehindLinks(path))) {
+    return false;
+  }
+  if (descriptor_ < 0) return Fail(path);
+  line_ = ArchiveVersionLine();
+  return AddLine(line_);
+}
+
+bool ArchiveWriter::OpenGrowing(const std::string& path) {
+  path_ = path;
   std::string growing = path + ".XXXXXX";
   descriptor_ = mkostemp(growing.data(), O_CLOEXEC);  // readable for the owner alone
   if (descriptor_ < 0) return Fail(growing);
   growingPath_ = growing;
-  line_ = ArchiveVersionLine();
-  return AddLine(line_);
+  return true;
 }
 
 bool ArchiveWriter::BeginTable(const SourceTable& table) {
@@ -68,10 +95,19 @@ bool ArchiveWriter::EndTable() {
 bool ArchiveWriter::Close() {
   line_ = ArchiveCloseLine(tables_, rows_, crc_);
   if (!AddLine(line_) || !Flush()) return false;
+  if (growingPath_.empty()) return CloseStream();
   if (fsync(descriptor_) != 0) return Fail(growingPath_);
   if (rename(growingPath_.c_str(), path_.c_str()) != 0) return Fail(path_);
   growingPath_.clear();
   return true;
+}
+
+bool ArchiveWriter::CloseStream() {
+  // What has nothing to sync says so.
+  if (fsync(descriptor_) != 0 && errno != EINVAL && errno != EROFS && errno != ENOTSUP) {
+    return Fail(path_);
+  }
+  return close(std::exchange(descriptor_, -1)) == 0 || Fail(path_);
 }
 
 bool ArchiveWriter::AddLine(std::string& line) {
@@ -86,7 +122,7 @@ bool ArchiveWriter::Flush() {
   for (size_t at = 0; at < pending_.size();) {
     const ssize_t written = write(descriptor_, pending_.data() + at, pending_.size() - at);
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return Fail(growingPath_);
+    if (written < 0) return Fail(growingPath_.empty() ? path_ : growingPath_);
     at += static_cast<size_t>(written);
   }
   pending_.clear();
@@ -94,7 +130,7 @@ bool ArchiveWriter::Flush() {
 }
 
 bool ArchiveWriter::Fail(const std::string& what) {
-  error_ = what + ": " + strerror(errno);
+  error_ = (what == kStandardOutput ? "standard output" : what) + ": " + strerror(errno);
   return false;
 }
 

@@ -4,15 +4,20 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "support/crc32.h"
 #include "tools/moving/table_source.h"
 
 namespace vnq {
 
+/// The path that stands for standard output.
+inline constexpr std::string_view kStandardOutput = "-";
+
 /// One archive. It grows under a name of its own beside the wanted one, `FILE.XXXXXX`, and takes
 /// the wanted name when it is whole; before, and after any failure, a file of that name stays as it
-/// was. Nobody but its owner can read it.
+/// was. Nobody but its owner can read it. Links are followed: it takes the place of what they lead
+/// to. Devices, pipes and standard output are written as they are, and keep what came to them.
 ///
 /// After a call that returned false only LastError() and the destructor are of use.
 class ArchiveWriter {
@@ -36,6 +41,8 @@ class ArchiveWriter {
   const std::string& LastError() const { return error_; }
 
  private:
+  bool OpenGrowing(const std::string& path);
+  bool CloseStream();
   bool AddLine(std::string& line);
   bool Flush();
   bool Fail(const std::string& what);

@@ -1,6 +1,5 @@
 #include "tools/moving/export_command.h"
 
-#include <spdlog/spdlog.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -14,14 +13,108 @@
 #include "support/ascii_case.h"
 #include "tools/folder/program_database.h"
 #include "tools/moving/archive_writer.h"
-#include "tools/moving/table_pages.h"
 #include "tools/schema/growing_id.h"
 #include "tools/schema/schema_reader.h"
+#include "tools/terminal/command_line.h"
 #include "tools/terminal/progress_bar.h"
 #include "tools/terminal/text_table.h"
 
 namespace vnq {
 namespace {
+
+// --- A whole table, some rows at a time ---
+
+/// The rows of one table. SQLite's come in order of their rowids, which is that of insertion; a
+/// server's in its own. SQL Server gives all rows as one page, so they must fit into memory.
+///
+/// Stands inside a transaction; PostgreSQL closes a cursor that was not read to its end with it.
+class TablePages {
+ public:
+  TablePages(SqlDriver& driver, DatabaseEngine engine, std::string_view table)
+      : driver_(driver), engine_(engine), table_(table) {}
+
+  /// The next rows; none behind the last. `page` has the columns even when it has no rows. False
+  /// when the database refuses, see the driver's LastError().
+  bool Next(SqlRows& page);
+
+  static constexpr size_t kPageRows = 500;
+
+ private:
+  bool NextByRowid(SqlRows& page);
+  bool NextByCursor(SqlRows& page);
+  bool NextAtOnce(SqlRows& page);
+
+  SqlDriver& driver_;
+  DatabaseEngine engine_;
+  std::string table_;
+  bool isBegun_ = false, isEnded_ = false;
+  SqlValue lastRowid_ = SqlValue::Integer(INT64_MIN);
+};
+
+// The columns stay, for who reads them from the last page.
+void TakeRows(SqlRows& page) {
+  page.cells.clear();
+  page.identity.clear();
+}
+
+// What opens a transaction in which every read sees the database as it was at the first, where the
+// engine has one. SQL Server's sees what others commit meanwhile.
+std::string_view BeginSnapshotStatement(DatabaseEngine engine) {
+  switch (engine) {
+    case DatabaseEngine::kSqlite:
+      return "begin";
+    case DatabaseEngine::kPostgres:
+      return "begin transaction isolation level repeatable read, read only";
+    case DatabaseEngine::kSqlServer:
+      break;
+  }
+  return "begin transaction";
+}
+
+bool TablePages::Next(SqlRows& page) {
+  if (isEnded_) {
+    TakeRows(page);
+    return true;
+  }
+  switch (engine_) {
+    case DatabaseEngine::kSqlite:
+      return NextByRowid(page);
+    case DatabaseEngine::kPostgres:
+      return NextByCursor(page);
+    case DatabaseEngine::kSqlServer:
+      break;
+  }
+  return NextAtOnce(page);
+}
+
+bool TablePages::NextByRowid(SqlRows& page) {
+  const std::string statement = "select top " + std::to_string(kPageRows) + " * from " + table_ +
+                                " where _rowid_>? order by _rowid_";
+  if (!driver_.Query(statement, {&lastRowid_, 1}, page)) return false;
+  isEnded_ = page.rowCount() < kPageRows;
+  if (!page.identity.empty()) lastRowid_ = page.identity.back();
+  return true;
+}
+
+bool TablePages::NextByCursor(SqlRows& page) {
+  const std::string cursor = "vnq_" + table_;
+  if (!isBegun_ &&
+      !driver_.Execute("declare " + cursor + " no scroll cursor for select * from " + table_, {})) {
+    return false;
+  }
+  isBegun_ = true;
+  const std::string fetch = "fetch forward " + std::to_string(kPageRows) + " from " + cursor;
+  if (!driver_.Query(fetch, {}, page)) return false;
+  isEnded_ = page.rowCount() < kPageRows;
+  return !isEnded_ || driver_.Execute("close " + cursor, {});
+}
+
+bool TablePages::NextAtOnce(SqlRows& page) {
+  isEnded_ = true;
+  return driver_.Query("select * from " + table_, {}, page);
+}
+
+// --- The command ---
 
 /// One run of the command.
 class Export {
@@ -33,12 +126,15 @@ class Export {
     std::string error;
     database_ = OpenProgramDatabase(options_.appPath, error);
     if (!database_) return Fail(error);
-    if (!driver().Execute(BeginSnapshotStatement(database_->engine), {})) return FailByDatabase();
+    if (!driver().Execute(BeginSnapshotStatement(database_->folder.engine), {}))
+      return FailByDatabase();
     const bool isWritten = WriteArchive();
     driver().Execute("rollback", {});  // nothing was written that could be lost
     if (!isWritten) return false;
-    PrintTable(report_, out_);
-    out_ << options_.to << ": tables " << report_.size() - 1 << ", rows " << rows_ << "\n";
+    // The archive itself may be on standard output.
+    std::ostream& report = options_.to == kStandardOutput ? err_ : out_;
+    PrintTable(report_, report);
+    report << options_.to << ": tables " << report_.size() - 1 << ", rows " << rows_ << "\n";
     return true;
   }
 
@@ -46,7 +142,7 @@ class Export {
   bool WriteArchive() {
     ExistingSchema schema;
     std::string error;
-    if (!schema.Read(driver(), database_->engine, error)) return Fail(error);
+    if (!schema.Read(driver(), database_->folder.engine, error)) return Fail(error);
     if (!writer_.Open(options_.to)) return FailByFile();
     for (const TableDef& table : SchemaTables()) {
       if (schema.Find(table.name) == nullptr) {
@@ -59,7 +155,7 @@ class Export {
   }
 
   bool WriteTable(const TableDef& table) {
-    TablePages pages(driver(), database_->engine, table.name);
+    TablePages pages(driver(), database_->folder.engine, table.name);
     SqlRows page;
     if (!pages.Next(page)) return FailByDatabase();
     if (!writer_.BeginTable(Describe(table, *page.columns))) return FailByFile();
@@ -98,7 +194,7 @@ class Export {
       }
     }
     if (GrowingIdOf(table) != nullptr) {
-      described.counter = ReadGrowingId(driver(), database_->engine, table);
+      described.counter = ReadGrowingId(driver(), database_->folder.engine, table);
     }
     return described;
   }
@@ -117,7 +213,7 @@ class Export {
   bool FailByDatabase() { return Fail(driver().LastError()); }
   bool FailByFile() { return Fail(writer_.LastError()); }
   bool Fail(const std::string& why) {
-    err_ << why << "\n";
+    vnq::Fail(err_, "export", why);
     return false;
   }
 
@@ -133,16 +229,19 @@ class Export {
 }  // namespace
 
 int RunExport(const ExportOptions& options, std::ostream& out, std::ostream& err) {
-  return Export(options, out, err).Run() ? 0 : 1;
+  return Export(options, out, err).Run() ? kExitDone : kExitFailed;
 }
 
 void AddExportCommand(CLI::App& app, int& exitCode) {
   const auto options = std::make_shared<ExportOptions>();
   CLI::App* command = app.add_subcommand(
       "export", "Write the whole database into one file, beside the server, too");
-  command->add_option("--app-path", options->appPath, "The program's folder")->required();
-  command->add_option("--to", options->to, "The file; one that is there is replaced")->required();
-  command->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
+  AddAppPath(*command, options->appPath)->required();
+  command
+      ->add_option("--to", options->to,
+                   "The file, - for standard output; one that is there is replaced when the new"
+                   " one is whole, a device or pipe is written")
+      ->required();
   command->callback([options, &exitCode] {
     options->isWatched = isatty(STDERR_FILENO) == 1;
     exitCode = RunExport(*options, std::cout, std::cerr);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "support/ascii_case.h"
+#include "support/trim.h"
 #include "support/utf16.h"
 #include "support/utf8.h"
 #include "tools/moving/archive_row.h"
@@ -12,12 +13,7 @@
 namespace vnq {
 namespace {
 
-std::string_view WithoutBlanks(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
+constexpr std::string_view kBlanks = " \t\r\n";
 
 bool IsDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
@@ -38,7 +34,7 @@ std::optional<int64_t> WholeNumber(std::string_view text) {
 bool FitInteger(const TargetColumn& column, SqlValue& value, std::string& why) {
   int64_t number = value.integer;
   if (value.kind == SqlValue::Kind::kText) {
-    const std::string_view text = WithoutBlanks(value.text);
+    const std::string_view text = TrimBlanks(value.text, kBlanks);
     if (text.empty()) {
       value = SqlValue::Null();
       return true;

@@ -1,6 +1,5 @@
 #include "tools/moving/import_command.h"
 
-#include <spdlog/spdlog.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -12,12 +11,13 @@
 
 #include "host/database/jet_file.h"
 #include "host/database/schema.h"
-#include "platform/system/signals.h"
+#include "platform/system/instance.h"
 #include "support/ascii_case.h"
 #include "tools/folder/database_advice.h"
 #include "tools/folder/program_database.h"
 #include "tools/moving/access_file.h"
 #include "tools/moving/archive_reader.h"
+#include "tools/terminal/command_line.h"
 #include "tools/terminal/text_table.h"
 
 namespace vnq {
@@ -39,8 +39,8 @@ class Import {
     database_ = OpenProgramDatabase(options_.appPath, error);
     if (!database_) return Fail(error);
     if (!LockFolder()) return false;
-    if (!schema_.Read(driver(), database_->engine, error)) return Fail(error);
-    source_ = OpenSource(options_.from, database_->codePage->number(), error);
+    if (!schema_.Read(driver(), database_->folder.engine, error)) return Fail(error);
+    source_ = OpenSource(options_.from, database_->folder.codePage->number(), error);
     if (!source_) return Fail(error);
     for (const std::string& finding : source_->Findings()) isGood_ = Fail(finding);
     if (!FindTables()) return false;
@@ -64,7 +64,7 @@ class Import {
   bool LockFolder() {
     if (options_.table.dryRun) return true;
     std::string error;
-    switch (lock_.Acquire(options_.appPath + "/.vnq_main_service.lock", error)) {
+    switch (lock_.Acquire(database_->folder.LockPath(), error)) {
       case InstanceLock::Result::kHeld:
         return true;
       case InstanceLock::Result::kOtherInstance:
@@ -117,7 +117,7 @@ class Import {
   }
 
   void ImportTable(const Planned& planned) {
-    TableImport import({driver(), database_->engine}, *planned.table,
+    TableImport import({driver(), database_->folder.engine}, *planned.table,
                        *schema_.Find(planned.table->name), options_.table, err_);
     const TableImport::Outcome outcome = import.Run(*source_, planned.source);
     const uint64_t rows = source_->Tables()[planned.source].rows;
@@ -155,7 +155,7 @@ class Import {
   SqlDriver& driver() { return *database_->driver; }
 
   bool Fail(const std::string& why) {
-    err_ << why << "\n";
+    vnq::Fail(err_, "import", why);
     return false;
   }
 
@@ -174,7 +174,7 @@ class Import {
 }  // namespace
 
 int RunImport(const ImportOptions& options, std::ostream& out, std::ostream& err) {
-  return Import(options, out, err).Run() ? 0 : 1;
+  return Import(options, out, err).Run() ? kExitDone : kExitFailed;
 }
 
 void AddImportCommand(CLI::App& app, int& exitCode) {
@@ -182,7 +182,7 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
   CLI::App* command =
       app.add_subcommand("import", "Fill the database from an archive or an Access file");
   command->add_option("--from", options->from, "The file")->required();
-  command->add_option("--app-path", options->appPath, "The program's folder")->required();
+  AddAppPath(*command, options->appPath)->required();
   const auto mode = [options](ImportMode value) {
     return [options, value](size_t) { options->table.mode = value; };
   };
@@ -194,7 +194,6 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
   command->add_flag("--skip-bad-rows", options->table.skipBadRows,
                     "Leave out rows that do not fit, instead of their table");
   command->add_flag("--dry-run", options->table.dryRun, "Read and check everything, write nothing");
-  command->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
   command->callback([options, &exitCode] {
     options->table.isWatched = isatty(STDERR_FILENO) == 1;
     exitCode = RunImport(*options, std::cout, std::cerr);

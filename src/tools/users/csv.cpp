@@ -9,7 +9,7 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 class Reader {
  public:
-  explicit Reader(std::string_view text) : text_(text) {
+  Reader(std::string_view text, char separator) : text_(text), separator_(separator) {
     if (text_.starts_with(kByteOrderMark)) text_.remove_prefix(kByteOrderMark.size());
   }
 
@@ -29,7 +29,7 @@ class Reader {
     const size_t start = at_;
     do {
       record.cells.push_back(Take('"') ? QuotedCell(record.error) : PlainCell());
-    } while (record.error.empty() && Take(','));
+    } while (record.error.empty() && Take(separator_));
     if (!record.error.empty()) {
       at_ = start;
       line_ = record.line;
@@ -41,7 +41,8 @@ class Reader {
 
   std::string PlainCell() {
     const size_t start = at_;
-    at_ = std::min(text_.find_first_of(",\n", at_), text_.size());
+    const char ends[] = {separator_, '\n'};
+    at_ = std::min(text_.find_first_of({ends, sizeof ends}, at_), text_.size());
     std::string cell(text_.substr(start, at_ - start));
     if (AtLineEnd() && cell.ends_with('\r')) cell.pop_back();
     return cell;
@@ -60,7 +61,7 @@ class Reader {
       if (text_[at_] == '"') ++at_;
     }
     ++at_;
-    if (!AtLineEnd() && text_[at_] != ',') error = "text behind a closing quote";
+    if (!AtLineEnd() && text_[at_] != separator_) error = "text behind a closing quote";
     return cell;
   }
 
@@ -84,14 +85,15 @@ class Reader {
   }
 
   std::string_view text_;
+  const char separator_;
   size_t at_ = 0;
   size_t line_ = 1;
 };
 
 }  // namespace
 
-std::vector<CsvRecord> ReadCsv(std::string_view text) {
-  return Reader(text).ReadAll();
+std::vector<CsvRecord> ReadCsv(std::string_view text, char separator) {
+  return Reader(text, separator).ReadAll();
 }
 
 }  // namespace vnq

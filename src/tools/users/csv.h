@@ -1,7 +1,7 @@
 // Comma-separated values, RFC 4180, read so that one bad record does not take the others with it.
 //
 //   file   = { record line-end }          line-end = LF or CR LF
-//   record = cell { "," cell }
+//   record = cell { separator cell }      separator = "," or, as told, ";" or a tab
 //   cell   = text without '"' in front | '"' text with '""' for '"' '"'
 #pragma once
 
@@ -21,6 +21,6 @@ struct CsvRecord {
 /// All records of a text. Empty lines are none; a byte order mark in front is dropped. A record
 /// whose quote is never closed is bad, and reading goes on with the line behind the one it began
 /// in.
-std::vector<CsvRecord> ReadCsv(std::string_view text);
+std::vector<CsvRecord> ReadCsv(std::string_view text, char separator = ',');
 
 }  // namespace vnq

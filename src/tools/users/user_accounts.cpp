@@ -53,10 +53,7 @@ std::string Ids(Cursor& users) {
 }  // namespace
 
 UserAccounts::UserAccounts(ProgramDatabase opened)
-    : settings_(std::move(opened.settings)),
-      engine_(opened.engine),
-      codePage_(std::move(opened.codePage)),
-      database_(std::move(opened.driver)) {}
+    : folder_(std::move(opened.folder)), database_(std::move(opened.driver)) {}
 
 std::unique_ptr<UserAccounts> UserAccounts::Open(const std::string& folder, std::string& error) {
   auto opened = OpenProgramDatabase(folder, error);
@@ -72,8 +69,9 @@ bool UserAccounts::CanTravel(std::string_view what, const std::string& text,
   if (!FitsAField(text)) {
     return Fail(error, std::string(what) + ": no \"|\", \".+\" or line break can stand in it");
   }
-  if (!codePage_->Holds(text)) {
-    return Fail(error, std::string(what) + ": code page " + std::to_string(codePage_->number()) +
+  if (!folder_.codePage->Holds(text)) {
+    return Fail(error, std::string(what) + ": code page " +
+                           std::to_string(folder_.codePage->number()) +
                            " does not hold all of its characters");
   }
   return true;
@@ -102,47 +100,56 @@ bool UserAccounts::IsUsable(const NewUser& user, std::string& error) const {
 
 bool UserAccounts::Add(const NewUser& user, std::string& newId, std::string& note,
                        std::string& error) {
-  if (!IsUsable(user, error)) return false;
-  return AllOrNone(
-      [&] {
-        std::string owner;
-        if (CountAccountsNamed(database_, user.name, owner) > 0) {
-          return Fail(error, "the login name " + user.name + " is taken" +
-                                 (owner.empty() ? "" : " by " + owner));
-        }
-        const Expr department = KnownDepartment(database_, user.department);
-        const Expr id =
-            CreateAccount(database_, settings_.IsAccess(),
-                          {.UppeId = department,
-                           .UserIco = user.picture,
-                           .UserName = user.name,
-                           .FcName = user.displayName.empty() ? user.name : user.displayName,
-                           .UserPaws = user.password,
-                           .jod = user.job,
-                           .Tel1 = user.telephone,
-                           .Constellation = user.constellation,
-                           .UserState = user.isEnabled ? 1 : 0});
-        newId = OrEmpty(id);
-        if (!user.department.empty() && !Is(department, user.department)) {
-          note = "there is no department " + user.department + "; " + user.name + " went to " +
-                 OrEmpty(department);
-        }
-        return true;
-      },
-      error);
+  return IsUsable(user, error) &&
+         AllOrNone([&] { return AddSteps(user, newId, note, error); }, error);
+}
+
+bool UserAccounts::Try(const NewUser& user, std::string& note, std::string& error) {
+  std::string newId;
+  return IsUsable(user, error) &&
+         AllOrNone([&] { return AddSteps(user, newId, note, error); }, error, false);
+}
+
+bool UserAccounts::AddSteps(const NewUser& user, std::string& newId, std::string& note,
+                            std::string& error) {
+  std::string owner;
+  if (CountAccountsNamed(database_, user.name, owner) > 0) {
+    return Fail(
+        error, "the login name " + user.name + " is taken" + (owner.empty() ? "" : " by " + owner));
+  }
+  const Expr department = KnownDepartment(database_, user.department);
+  const Expr id = CreateAccount(database_, folder_.settings.IsAccess(),
+                                {.UppeId = department,
+                                 .UserIco = user.picture,
+                                 .UserName = user.name,
+                                 .FcName = user.displayName.empty() ? user.name : user.displayName,
+                                 .UserPaws = user.password,
+                                 .jod = user.job,
+                                 .Tel1 = user.telephone,
+                                 .Constellation = user.constellation,
+                                 .UserState = user.isEnabled ? 1 : 0});
+  newId = OrEmpty(id);
+  if (!user.department.empty() && !Is(department, user.department)) {
+    note = "there is no department " + user.department + "; " + user.name + " belongs to " +
+           OrEmpty(department);
+  }
+  return true;
 }
 
 // The steps of an account are skipped one by one where they fail; here a skip undoes them all.
-bool UserAccounts::AllOrNone(const std::function<bool()>& work, std::string& error) {
+bool UserAccounts::AllOrNone(const std::function<bool()>& work, std::string& error, bool isKept) {
   error.clear();
   SqlDriver& driver = database_.driver();
+  bool worked = false;
   auto checked = [&] {
     const uint64_t skippedBefore = SkippedStatements();
-    if (!work()) return false;
-    if (SkippedStatements() == skippedBefore) return true;
-    return Fail(error, "a step failed, nothing was changed: " + driver.LastError());
+    worked = work();
+    if (worked && SkippedStatements() != skippedBefore) {
+      worked = Fail(error, "a step failed, nothing was changed: " + driver.LastError());
+    }
+    return worked && isKept;
   };
-  const bool done = InTransaction(driver, engine_, checked);
+  const bool done = InTransaction(driver, folder_.engine, checked) || (worked && !isKept);
   if (!done && error.empty()) error = driver.LastError();
   return done;
 }

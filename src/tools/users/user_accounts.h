@@ -9,9 +9,6 @@
 #include <vector>
 
 #include "host/database/database.h"
-#include "host/settings/platform_settings.h"
-#include "host/settings/settings.h"
-#include "platform/system/code_page.h"
 #include "tools/folder/program_database.h"
 
 namespace vnq {
@@ -46,6 +43,9 @@ class UserAccounts {
   /// statement failed.
   bool Add(const NewUser& user, std::string& newId, std::string& note, std::string& error);
 
+  /// What Add would say; nothing is changed.
+  bool Try(const NewUser& user, std::string& note, std::string& error);
+
   /// All accounts by UserID, numbers first and in their order.
   bool List(std::vector<UserRow>& users, std::string& error);
 
@@ -70,11 +70,10 @@ class UserAccounts {
   bool IsUsable(const NewUser& user, std::string& error) const;
   bool SetColumn(const std::string& UserID, std::string_view column, const Expr& value,
                  std::string& error);
-  bool AllOrNone(const std::function<bool()>& work, std::string& error);
+  bool AddSteps(const NewUser& user, std::string& newId, std::string& note, std::string& error);
+  bool AllOrNone(const std::function<bool()>& work, std::string& error, bool isKept = true);
 
-  Settings settings_;
-  DatabaseEngine engine_;
-  std::shared_ptr<const CodePage> codePage_;
+  ProgramFolder folder_;
   Database database_;
 };
 

@@ -1,6 +1,6 @@
 #include "tools/users/user_command.h"
 
-#include <spdlog/spdlog.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -11,26 +11,26 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/slots/presence_values.h"
+#include "support/numbers.h"
+#include "tools/client/chat_text.h"
 #include "tools/client/password.h"
+#include "tools/library/json_string.h"
+#include "tools/terminal/command_line.h"
+#include "tools/terminal/text_table.h"
 #include "tools/users/user_import.h"
-#include "tools/users/user_list.h"
 
 namespace vnq {
 namespace {
-
-int Fail(std::ostream& err, const std::string& why) {
-  err << "vnqctl user: " << why << '\n';
-  return 1;
-}
 
 // Runs `work` on the folder's accounts.
 int WithAccounts(const UserOptions& options, std::ostream& err,
                  const std::function<bool(UserAccounts& accounts, std::string& error)>& work) {
   std::string error;
   const auto accounts = UserAccounts::Open(options.appPath, error);
-  if (!accounts) return Fail(err, error);
-  int exitCode = work(*accounts, error) ? 0 : Fail(err, error);
-  if (!accounts->Sync(error)) exitCode = Fail(err, error);
+  if (!accounts) return Fail(err, "user", error);
+  int exitCode = work(*accounts, error) ? 0 : Fail(err, "user", error);
+  if (!accounts->Sync(error)) exitCode = Fail(err, "user", error);
   return exitCode;
 }
 
@@ -47,13 +47,72 @@ int AddFromFile(const UserOptions& options, std::ostream& out, std::ostream& err
       error = "cannot read " + options.csvFile;
       return false;
     }
-    const ImportResult result = ImportUsers(accounts, text, out, err, options.isWatched);
+    const ImportResult result = ImportUsers(accounts, text, options.import, out, err);
     out << std::flush;
     if (result.bad == 0) return true;
-    error = options.csvFile + ": added " + std::to_string(result.added) + ", bad lines " +
-            std::to_string(result.bad);
+    error = options.csvFile + (options.import.isDryRun ? ": would add " : ": added ") +
+            std::to_string(result.added) + ", bad lines " + std::to_string(result.bad);
     return false;
   });
+}
+
+// --- How accounts are shown ---
+
+std::string PresenceWord(const std::string& UserIcoLine) {
+  switch (ParseInt16(UserIcoLine).value_or(kPresenceOffline)) {
+    case kPresenceOffline:
+      return "offline";
+    case kPresenceOnline:
+      return "online";
+    case kPresenceAway:
+      return "away";
+    case kPresenceOnPhone:
+      return "phone";
+    default:
+      return UserIcoLine;
+  }
+}
+
+// UserState has two meanings that matter to the login: 0, and everything else.
+std::string StateWord(const std::string& UserState) {
+  return ParseInt16(UserState) == 0 ? "disabled" : "enabled";
+}
+
+std::string JsonNumber(const std::string& text) {
+  return text.empty() ? "null" : text;
+}
+
+std::string JsonUser(const UserRow& user) {
+  return fmt::format(R"({{"UserID":{},"UserName":{},"FcName":{},"UppeId":{},"Jod":{},"Tel1":{},)"
+                     R"("UserState":{},"IsManager":{},"UserIcoLine":{},"LoginTime":{}}})",
+                     JsonString(user.UserID), JsonString(user.UserName), JsonString(user.FcName),
+                     JsonString(user.UppeId), JsonString(user.Jod), JsonString(user.Tel1),
+                     JsonNumber(user.UserState), JsonNumber(user.IsManager),
+                     JsonNumber(user.UserIcoLine), JsonString(user.LoginTime));
+}
+
+// A table for a terminal. Passwords are not shown.
+void PrintUsers(const std::vector<UserRow>& users, std::ostream& out) {
+  std::vector<std::vector<std::string>> table = {
+      {"UserID", "login name", "name", "department", "state", "manager", "presence"}};
+  for (const UserRow& user : users) {
+    table.push_back({TerminalLine(user.UserID), TerminalLine(user.UserName),
+                     TerminalLine(user.FcName), TerminalLine(user.UppeId),
+                     StateWord(user.UserState), ParseInt16(user.IsManager) == 1 ? "yes" : "no",
+                     PresenceWord(user.UserIcoLine)});
+  }
+  PrintTable(table, out);
+}
+
+// RFC 8259, UTF-8: an object an account and a line an object, its keys the names of the columns.
+void PrintUsersAsJson(const std::vector<UserRow>& users, std::ostream& out) {
+  out << '[';
+  std::string_view separator = "\n";
+  for (const UserRow& user : users) {
+    out << separator << JsonUser(user);
+    separator = ",\n";
+  }
+  out << (users.empty() ? "]\n" : "\n]\n");
 }
 
 }  // namespace
@@ -100,7 +159,7 @@ int RunUserEnable(const UserOptions& options, bool isEnabled, std::ostream&, std
         continue;
       }
       allDone = false;
-      Fail(err, error);
+      Fail(err, "user", error);
     }
     return true;
   });
@@ -116,7 +175,7 @@ using OptionsPtr = std::shared_ptr<UserOptions>;
 CLI::App* AddSubcommand(CLI::App& user, const char* name, const char* words,
                         const OptionsPtr& options) {
   CLI::App* command = user.add_subcommand(name, words);
-  command->add_option("--app-path", options->appPath, "The program's folder")->required();
+  AddAppPath(*command, options->appPath)->required();
   return command;
 }
 
@@ -147,11 +206,19 @@ void AddAdd(CLI::App& user, int& exitCode) {
   add->add_flag("!--disabled", person.isEnabled, "The person may not log in yet");
   auto* csv = add->add_option(
       "--csv", options->csvFile,
-      "File with an account a line (UTF-8), with or without a heading: " + ImportColumns());
+      "File with an account a line (UTF-8), its cells separated by commas, semicolons or tabs, with"
+      " or without a heading: " +
+          ImportColumns());
   csv->excludes(name);
+  add->add_flag("--dry-run", options->import.isDryRun,
+                "With --csv: say what would be added, and change nothing")
+      ->needs(csv);
+  add->add_flag("!--no-heading", options->import.mayHaveHeading,
+                "With --csv: the first line is an account, whatever it holds")
+      ->needs(csv);
   add->callback([options, name, csv, &exitCode] {
     if (name->count() + csv->count() == 0) throw CLI::RequiredError("NAME or --csv");
-    options->isWatched = isatty(STDERR_FILENO) == 1;
+    options->import.isWatched = isatty(STDERR_FILENO) == 1;
     exitCode = RunUserAdd(*options, std::cout, std::cerr);
   });
 }
@@ -188,8 +255,6 @@ void AddEnable(CLI::App& user, const char* name, const char* words, bool isEnabl
 void AddUserCommand(CLI::App& app, int& exitCode) {
   CLI::App* user = app.add_subcommand("user", "Work on accounts, beside a running server, too");
   user->require_subcommand(1);
-  // What goes wrong is told once, by the command itself.
-  user->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
   AddAdd(*user, exitCode);
   AddList(*user, exitCode);
   AddPasswd(*user, exitCode);

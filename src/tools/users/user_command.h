@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/users/user_accounts.h"
+#include "tools/users/user_import.h"
 
 namespace CLI {
 class App;
@@ -19,9 +19,9 @@ struct UserOptions {
   std::vector<std::string> names;  ///< login names or UserIDs, for passwd, enable and disable
   std::string password;  ///< empty: from passwordFile, VNQ_PASSWORD, or asked without echo
   std::string passwordFile;
-  std::string csvFile;     ///< for add: import this file
-  bool json = false;       ///< for list
-  bool isWatched = false;  ///< `err` is a terminal
+  std::string csvFile;       ///< for add: import this file
+  UserImportOptions import;  ///< how
+  bool json = false;         ///< for list
 };
 
 /// Each returns the exit code: 0, or 1 after a failure that it names on `err`.

@@ -1,10 +1,11 @@
 #include "tools/users/user_import.h"
 
-#include <strings.h>
-
-#include <optional>
+#include <algorithm>
+#include <set>
 #include <vector>
 
+#include "support/ascii_case.h"
+#include "support/trim.h"
 #include "tools/terminal/progress_bar.h"
 #include "tools/users/csv.h"
 
@@ -31,21 +32,48 @@ constexpr ImportColumn kImportColumns[] = {
 
 using Columns = std::vector<const ImportColumn*>;
 
-const ImportColumn* FindColumn(const std::string& cell) {
+// Words that stand in a first line only where it is a heading.
+constexpr std::string_view kUsualHeadings[] = {
+    "login",  "login name", "loginname",  "user",      "user name", "userid", "user id",
+    "id",     "full name",  "first name", "last name", "passwd",    "pwd",    "email",
+    "e-mail", "mail",       "telephone",  "tel",       "mobile",    "title",
+};
+
+const ImportColumn* FindColumn(std::string_view cell) {
   for (const ImportColumn& column : kImportColumns) {
-    if (strcasecmp(cell.c_str(), column.word) == 0 ||
-        strcasecmp(cell.c_str(), column.tableName) == 0) {
-      return &column;
-    }
+    if (SameButForCase(cell, column.word) || SameButForCase(cell, column.tableName)) return &column;
   }
   return nullptr;
 }
 
+bool IsUsualHeading(std::string_view cell) {
+  return std::any_of(std::begin(kUsualHeadings), std::end(kUsualHeadings),
+                     [cell](std::string_view word) { return SameButForCase(cell, word); });
+}
+
+// A heading that is taken for a person would let somebody log in as "login".
 bool IsHeading(const CsvRecord& record) {
-  for (const std::string& cell : record.cells) {
-    if (FindColumn(cell) == &kImportColumns[0]) return record.error.empty();
+  return record.error.empty() &&
+         std::any_of(record.cells.begin(), record.cells.end(), [](const std::string& cell) {
+           const std::string_view word = TrimBlanks(cell);
+           return FindColumn(word) != nullptr || IsUsualHeading(word);
+         });
+}
+
+// The one that makes the first line a heading, else the first that it holds. A comma may stand in a
+// cell between tabs, a semicolon in one between commas.
+char Separator(std::string_view text, bool mayHaveHeading) {
+  constexpr char kSeparators[] = {'\t', ',', ';'};
+  const std::string_view line = text.substr(0, text.find('\n'));
+  for (const char separator : kSeparators) {
+    const std::vector<CsvRecord> records = ReadCsv(line, separator);
+    if (!mayHaveHeading || records.empty() || records[0].cells.size() < 2) continue;
+    if (IsHeading(records[0])) return separator;
   }
-  return false;
+  for (const char separator : kSeparators) {
+    if (line.find(separator) != line.npos) return separator;
+  }
+  return ',';
 }
 
 Columns DefaultColumns() {
@@ -54,34 +82,39 @@ Columns DefaultColumns() {
   return columns;
 }
 
-// The columns that a heading names; `error` says which one it is that there is not.
+// The columns that a heading names; `error` says what is wrong with it.
 Columns ReadHeading(const CsvRecord& heading, std::string& error) {
   Columns columns;
   for (const std::string& cell : heading.cells) {
-    columns.push_back(FindColumn(cell));
-    if (columns.back() == nullptr) {
-      error = "there is no column \"" + cell + "\"; there are: " + ImportColumns();
+    const ImportColumn* column = FindColumn(TrimBlanks(cell));
+    if (column == nullptr) {
+      error = "there is no column \"" + cell + "\"; there are: " + ImportColumns() +
+              "; where this line is an account and no heading, use --no-heading";
+    } else if (std::find(columns.begin(), columns.end(), column) != columns.end()) {
+      error = "the column \"" + cell + "\" stands there twice";
     }
+    if (!error.empty()) return {};
+    columns.push_back(column);
+  }
+  for (const ImportColumn* needed : {&kImportColumns[0], &kImportColumns[1]}) {
+    if (std::find(columns.begin(), columns.end(), needed) != columns.end()) continue;
+    error = std::string("the heading has no column \"") + needed->word + "\"";
   }
   return columns;
 }
 
 class Import {
  public:
-  Import(UserAccounts& accounts, std::ostream& out, std::ostream& err, ProgressBar& bar)
-      : accounts_(accounts), out_(out), err_(err), bar_(bar) {}
+  Import(UserAccounts& accounts, bool isDryRun, std::ostream& out, ProgressBar& bar)
+      : accounts_(accounts), isDryRun_(isDryRun), out_(out), bar_(bar) {}
 
   void AddRecord(const CsvRecord& record, const Columns& columns) {
-    std::string newId, note, error = record.error;
+    std::string note, error = record.error;
     if (error.empty() && record.cells.size() > columns.size()) error = "more cells than columns";
-    if (error.empty()) {
-      const NewUser user = ReadUser(record, columns);
-      if (accounts_.Add(user, newId, note, error)) {
-        out_ << newId << '\t' << user.name << '\n';
-        ++result_.added;
-        if (!note.empty()) Say(record, "note: " + note);
-        return;
-      }
+    if (error.empty() && Add(ReadUser(record, columns), note, error)) {
+      ++result_.added;
+      if (!note.empty()) Say(record, "note: " + note);
+      return;
     }
     Say(record, error);
     ++result_.bad;
@@ -98,14 +131,33 @@ class Import {
     return user;
   }
 
+  bool Add(const NewUser& user, std::string& note, std::string& error) {
+    if (isDryRun_) return Try(user, note, error);
+    std::string newId;
+    if (!accounts_.Add(user, newId, note, error)) return false;
+    out_ << newId << '\t' << user.name << '\n';
+    return true;
+  }
+
+  bool Try(const NewUser& user, std::string& note, std::string& error) {
+    if (!accounts_.Try(user, note, error)) return false;
+    if (!names_.insert(AsciiLower(user.name)).second) {
+      error = "the login name " + user.name + " is taken by a line above";
+      return false;
+    }
+    out_ << "would add\t" << user.name << '\n';
+    return true;
+  }
+
   void Say(const CsvRecord& record, const std::string& what) {
     bar_.Say("line " + std::to_string(record.line) + ": " + what);
   }
 
   UserAccounts& accounts_;
+  const bool isDryRun_;
   std::ostream& out_;
-  std::ostream& err_;
   ProgressBar& bar_;
+  std::set<std::string> names_;  // that a dry run would have added
   ImportResult result_;
 };
 
@@ -119,11 +171,11 @@ std::string ImportColumns() {
   return words;
 }
 
-ImportResult ImportUsers(UserAccounts& accounts, std::string_view text, std::ostream& out,
-                         std::ostream& err, bool isWatched) {
-  std::vector<CsvRecord> records = ReadCsv(text);
+ImportResult ImportUsers(UserAccounts& accounts, std::string_view text,
+                         const UserImportOptions& options, std::ostream& out, std::ostream& err) {
+  std::vector<CsvRecord> records = ReadCsv(text, Separator(text, options.mayHaveHeading));
   Columns columns = DefaultColumns();
-  if (!records.empty() && IsHeading(records.front())) {
+  if (options.mayHaveHeading && !records.empty() && IsHeading(records.front())) {
     std::string error;
     columns = ReadHeading(records.front(), error);
     if (!error.empty()) {
@@ -132,8 +184,8 @@ ImportResult ImportUsers(UserAccounts& accounts, std::string_view text, std::ost
     }
     records.erase(records.begin());
   }
-  ProgressBar bar(err, records.size(), isWatched);
-  Import import(accounts, out, err, bar);
+  ProgressBar bar(err, records.size(), options.isWatched);
+  Import import(accounts, options.isDryRun, out, bar);
   for (const CsvRecord& record : records) {
     import.AddRecord(record, columns);
     bar.Advance();

@@ -20,14 +20,23 @@ struct ImportResult {
   size_t bad = 0;  ///< lines that made no account
 };
 
-/// Adds an account for each record of a CSV text (UTF-8). The first record is a heading when it
-/// holds the column "name" or "UserName", and then tells which column is which; `name` and
-/// `password` must be among them.
+struct UserImportOptions {
+  bool isDryRun = false;       ///< say what would be added, and change nothing
+  bool mayHaveHeading = true;  ///< false: the first line is an account, whatever it holds
+  bool isWatched = false;      ///< `err` is a terminal, and shows a progress bar
+};
+
+/// Adds an account for each record of a CSV text (UTF-8).
 ///
-/// Each account is one line on `out`: UserID, a tab, the login name. Each bad line is one line on
-/// `err`, with its number, and the import goes on behind it. isWatched: `err` is a terminal, and
-/// shows a progress bar.
-ImportResult ImportUsers(UserAccounts& accounts, std::string_view text, std::ostream& out,
-                         std::ostream& err, bool isWatched);
+/// The first record is a heading when one of its cells is the name of a column, here or in the
+/// table, or a word that only headings have, such as "login". It tells which column is which; a
+/// column that there is not refuses the whole text, and `name` and `password` must be among them.
+/// Cells are separated by commas, or by semicolons or tabs, which the first line tells.
+///
+/// Each account is one line on `out`: UserID, a tab, the login name; in a dry run "would add", a
+/// tab, the login name. Each bad line is one line on `err`, with its number, and the import goes on
+/// behind it.
+ImportResult ImportUsers(UserAccounts& accounts, std::string_view text,
+                         const UserImportOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace vnq

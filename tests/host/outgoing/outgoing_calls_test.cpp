@@ -8,6 +8,7 @@
 
 #include "host/settings/ansi_code_page.h"
 #include "tests/harness/loopback_http_server.h"
+#include "tests/harness/recording_command_runner.h"
 
 namespace vnq {
 namespace {
@@ -111,9 +112,9 @@ TEST_F(OutgoingCallsTest, BuildPublicUrlTakesAFreshNumberEachTime) {
   EXPECT_TRUE(differs);
 }
 
-TEST_F(OutgoingCallsTest, BuildPublicUrlFollowsTheDataBaseIpThatIsSet) {
-  calls_.SetDataBaseIp("10.1.2.3");
-  EXPECT_THAT(calls_.BuildPublicUrl("p", "o", ""), StartsWith("http://10.1.2.3:98/public/p.html?"));
+TEST_F(OutgoingCallsTest, BuildPublicUrlNamesTheDataBaseIp) {
+  const OutgoingCalls calls(http_, commands_, page_, {.DataBaseIp = "10.1.2.3"});
+  EXPECT_THAT(calls.BuildPublicUrl("p", "o", ""), StartsWith("http://10.1.2.3:98/public/p.html?"));
 }
 
 // --- BytesToText ---
@@ -334,8 +335,8 @@ TEST_F(OutgoingCallsTest, SameTimeToARefusedPortLeadsToTheFallback) {
 TEST_F(OutgoingCallsTest, SameTimeWithAnUnusableDataBaseIpLeadsToTheFallback) {
   for (const char* host : {"", "a b", "10.0.0.1,1433", "(local)", ".\\SQLEXPRESS"}) {
     commands_.calls.clear();
-    calls_.SetDataBaseIp(host);
-    SameTime(201, 2);
+    OutgoingCalls calls(http_, commands_, page_, {.DataBaseIp = host});
+    Run([&] { calls.SameTime(201, 2); });
     EXPECT_EQ(commands_.calls, RestartOf("VNQ_Site_Service")) << host;
   }
 }

@@ -114,5 +114,64 @@ TEST(Assign, AGoodValueIsTaken) {
   EXPECT_EQ(SkippedStatements(), before);
 }
 
+TEST(Assign, ATruthValueIsAStatementLikeAnyOther) {
+  uint64_t before = SkippedStatements();
+  bool flag = true;
+  EXPECT_FALSE(Assign(flag, std::optional<bool>()));
+  EXPECT_TRUE(flag);
+  EXPECT_TRUE(Assign(flag, std::optional<bool>(false)));
+  EXPECT_FALSE(flag);
+  EXPECT_EQ(SkippedStatements() - before, 1U);
+}
+
+TEST(Append, AddsATextNothingForNullAndIsSkippedForAFailedValue) {
+  uint64_t before = SkippedStatements();
+  std::string text = "a";
+  EXPECT_TRUE(Append(text, "b"));
+  EXPECT_TRUE(Append(text, Expr::Null()));
+  EXPECT_EQ(SkippedStatements(), before);
+  EXPECT_FALSE(Append(text, Join("c", Expr::Failed())));
+  EXPECT_EQ(text, "ab");
+  EXPECT_EQ(SkippedStatements() - before, 1U);
+}
+
+TEST(Skips, IsTrueAndCountedOnceWhenAnyValueFailed) {
+  uint64_t before = SkippedStatements();
+  EXPECT_FALSE(Skips("routine", Expr("a"), Expr::Null(), Expr("")));
+  EXPECT_EQ(SkippedStatements(), before);
+  EXPECT_TRUE(Skips("routine", Expr("a"), Expr::Failed(), Expr::Failed()));
+  EXPECT_EQ(SkippedStatements() - before, 1U);
+}
+
+TEST(Map, AFailedValueStaysFailedAndNullIsTheEmptyText) {
+  const auto doubled = [](const std::string& text) { return text + text; };
+  EXPECT_TRUE(Is(Map("ab", doubled), "abab"));
+  EXPECT_TRUE(Is(Map(Expr::Null(), doubled), ""));
+  EXPECT_FALSE(Map(Expr::Failed(), doubled).ok());
+}
+
+TEST(OrEmpty, TakesAFailedValueForTheEmptyTextWithoutASkip) {
+  uint64_t before = SkippedStatements();
+  EXPECT_EQ(OrEmpty("a"), "a");
+  EXPECT_EQ(OrEmpty(Expr::Null()), "");
+  EXPECT_EQ(OrEmpty(Expr::Failed()), "");
+  EXPECT_EQ(SkippedStatements(), before);
+}
+
+TEST(TestsOnExpr, TwoValuesAreTheSameOnlyWhenBothAreTexts) {
+  EXPECT_TRUE(Same("a", "a"));
+  EXPECT_TRUE(Same("", ""));
+  EXPECT_FALSE(Same("a", "A"));
+  for (const Expr& value : {Expr::Failed(), Expr::Null()}) {
+    EXPECT_FALSE(Same(value, ""));
+    EXPECT_FALSE(Same("", value));
+    EXPECT_FALSE(Same(value, value));
+  }
+}
+
+TEST(TextOfAFailedValueDeathTest, StopsADebugBuild) {
+  EXPECT_DEBUG_DEATH((void)Expr::Failed().text(), "ok");
+}
+
 }  // namespace
 }  // namespace vnq

@@ -69,5 +69,16 @@ TEST(Fields, ResizeKeepsWhatItHoldsAndAddsEmptyElements) {
   EXPECT_FALSE(fields[1].ok());
 }
 
+TEST(Fields, OfAFailedValueThereAreNoneAndTheSplitIsCounted) {
+  uint64_t before = SkippedStatements();
+  EXPECT_EQ(Fields::Of("a:b", ":").size(), 2U);
+  EXPECT_EQ(SplitField("a,b,", ","), (std::vector<std::string>{"a", "b", ""}));
+  EXPECT_EQ(SplitField(Expr::Null(), ","), std::vector<std::string>{});
+  EXPECT_EQ(SkippedStatements(), before);
+  EXPECT_EQ(Fields::Of(Expr::Failed()).last(), -1);
+  EXPECT_EQ(SplitField(Expr::Failed(), ","), std::vector<std::string>{});
+  EXPECT_EQ(SkippedStatements() - before, 2U);
+}
+
 }  // namespace
 }  // namespace vnq

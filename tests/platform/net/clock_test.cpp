@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "tests/harness/stepped_clock.h"
+
 namespace vnq {
 namespace {
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/harness/stepped_clock.h"
+
 namespace vnq {
 namespace {
 

@@ -11,6 +11,7 @@
 
 #include "platform/net/clock.h"
 #include "tests/harness/postgres_server.h"
+#include "tests/harness/stepped_clock.h"
 #include "tests/platform/sql/postgres_fixture.h"
 
 namespace vnq {

@@ -258,6 +258,19 @@ TEST_F(ChatProgramTest, NamesThatRecordsShowAreKeptForTheNextTime) {
   EXPECT_EQ(kept.str(), "user\t10001\twang\nuser\t10002\t\ngroup\t5\t项目组\n");
 }
 
+TEST_F(ChatProgramTest, OutputThatCannotBeWrittenEndsWithOne) {
+  const int full = open("/dev/full", O_WRONLY), input = open("/dev/null", O_RDONLY);
+  int errors[2];
+  ASSERT_EQ(pipe(errors), 0);
+  client_ = std::thread([&, this] { exitCode_ = RunChat(options_, input, full, errors[1]); });
+  LogIn();
+  SeeOff();
+  EXPECT_EQ(exitCode_, 1);
+  EXPECT_TRUE(
+      ReadUntil(errors[0], "cannot write the output: No space left on device\n", complaints_));
+  for (int fd : {full, input, errors[0], errors[1]}) close(fd);
+}
+
 TEST_F(ChatProgramTest, BadArgumentsEndWithTwo) {
   const int null = open("/dev/null", O_RDWR);
   ChatOptions bad = options_;
@@ -299,6 +312,13 @@ class ChatTerminalTest : public ChatProgramTest {
   int terminal_ = -1;
   termios before_{};
 };
+
+TEST_F(ChatTerminalTest, CodePageThatNobodyNamedIsTold) {
+  options_.codePageIsGiven = false;
+  StartOnTerminal();
+  EXPECT_TRUE(Shows("* speaking code page 936; --app-path or --code-page name the server's"));
+  LogIn();
+}
 
 TEST_F(ChatTerminalTest, WhatIsTypedStaysWholeWhileLinesArrive) {
   StartOnTerminal();

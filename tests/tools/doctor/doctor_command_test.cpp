@@ -13,9 +13,10 @@
 #include "platform/net/tcp.h"
 #include "platform/sql/sql_driver.h"
 #include "platform/system/code_page.h"
-#include "platform/system/signals.h"
+#include "platform/system/instance.h"
 #include "support/replace_all.h"
 #include "tests/harness/app_folder.h"
+#include "tests/harness/as_nobody.h"
 #include "tools/folder/init_command.h"
 #include "tools/schema/schema_sql.h"
 
@@ -104,6 +105,19 @@ TEST_F(DoctorCommand, ChangesNothing) {
 }
 
 // --- Settings ---
+
+TEST_F(DoctorCommand, FileThatMayNotBeReadIsNotTakenForMissing) {
+  const char* const files[] = {"platform.ini", kIni, kTexts, "Web/download/log.txt",
+                               "Web/Data/vnq.db"};
+  for (const char* file : files) {
+    const std::string path = folder_.path() + "/" + file;
+    chmod(path.c_str(), 0);
+    const std::string said = AsNobody([&] { return Errors(); });
+    chmod(path.c_str(), 0644);
+    EXPECT_THAT(said, HasSubstr(path + " cannot be read by user ")) << said;
+    EXPECT_THAT(said, Not(HasSubstr(path + " is missing")));
+  }
+}
 
 TEST_F(DoctorCommand, MissingFolderIsAnError) {
   std::ostringstream out;

@@ -15,6 +15,7 @@
 #include "host/settings/texts.h"
 #include "platform/sql/sql_driver.h"
 #include "tests/harness/app_folder.h"
+#include "tests/harness/as_nobody.h"
 
 namespace vnq {
 namespace {
@@ -26,6 +27,8 @@ class InitCommand : public ::testing::Test {
     options.appPath = folder_.path();
     options.demo = demo;
     options.localeName = std::move(locale);
+    options.languageId = languageId_;
+    options.codePage = codePage_;
     out_.str("");
     err_.str("");
     return RunInit(options, out_, err_);
@@ -67,6 +70,7 @@ class InitCommand : public ::testing::Test {
   bool ErrHas(std::string_view text) const { return err_.str().find(text) != std::string::npos; }
 
   AppFolder folder_;
+  std::optional<int> languageId_, codePage_;
   std::ostringstream out_, err_;
 };
 
@@ -141,9 +145,69 @@ TEST_F(InitCommand, TextsThatTheCodePageDoesNotHoldAreLeftOut) {
   EXPECT_TRUE(OutHas("left out the texts in Chinese_Traditional: code page 1252")) << out_.str();
 }
 
+TEST_F(InitCommand, LocaleThatNamesNoLanguageMakesAnEnglishFolderAndSaysSo) {
+  for (const char* locale : {"C.UTF-8", "", "de_DE.UTF-8"}) {
+    std::filesystem::remove_all(folder_.path());
+    ASSERT_EQ(Run(locale), 0) << err_.str();
+    const IniData data = IniData::Parse(folder_.ReadBytes("platform.ini"));
+    EXPECT_EQ(data.Find("locale", "language_id"), "1033") << locale;
+    EXPECT_EQ(data.Find("locale", "code_page"), "1252") << locale;
+    EXPECT_TRUE(OutHas("note: the locale \"" + std::string(locale) + "\" names no language"))
+        << out_.str();
+    EXPECT_TRUE(folder_.Has("Language/English/lang.ini"));
+    EXPECT_EQ(Run(locale), 0);
+    EXPECT_EQ(out_.str(), "everything is there already\n");
+  }
+}
+
+TEST_F(InitCommand, LanguageAndCodePageThatAreGivenWinOverTheLocale) {
+  languageId_ = 2052;
+  ASSERT_EQ(Run("en_US"), 0) << err_.str();
+  IniData data = IniData::Parse(folder_.ReadBytes("platform.ini"));
+  EXPECT_EQ(data.Find("locale", "language_id"), "2052");
+  EXPECT_EQ(data.Find("locale", "code_page"), "936");
+  std::filesystem::remove_all(folder_.path());
+  languageId_ = 1033;
+  codePage_ = 950;
+  ASSERT_EQ(Run("C", true), 0) << err_.str();
+  data = IniData::Parse(folder_.ReadBytes("platform.ini"));
+  EXPECT_EQ(data.Find("locale", "language_id"), "1033");
+  EXPECT_EQ(data.Find("locale", "code_page"), "950");
+}
+
+TEST_F(InitCommand, LanguageOtherThanTheFoldersIsRefused) {
+  ASSERT_EQ(Run("en_US"), 0);
+  const auto before = Snapshot();
+  languageId_ = 1033;
+  EXPECT_EQ(Run("zh_CN"), 0) << err_.str();
+  languageId_ = 2052;
+  EXPECT_EQ(Run("zh_CN"), 1);
+  EXPECT_TRUE(ErrHas("platform.ini is there and says language_id=1033, not 2052")) << err_.str();
+  EXPECT_EQ(Snapshot(), before);
+}
+
+TEST_F(InitCommand, UnknownCodePageMakesNothing) {
+  codePage_ = 12345;
+  EXPECT_EQ(Run("en_US"), 2);
+  EXPECT_EQ(err_.str(), "vnqctl init: unknown code page 12345; 936, 950 and 1252 are known\n");
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
 TEST_F(InitCommand, LanguageWithoutTextsIsPointedOut) {
+  languageId_ = 1031;
   ASSERT_EQ(Run("C"), 0);
-  EXPECT_TRUE(OutHas("language id 0 has no texts")) << out_.str();
+  EXPECT_TRUE(OutHas("language id 1031 has no texts")) << out_.str();
+}
+
+TEST_F(InitCommand, WhatRootMakesBelongsToTheFoldersOwner) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root makes files for others";
+  ASSERT_EQ(chown(folder_.path().c_str(), kNobody, kNobody), 0);
+  ASSERT_EQ(Run("en_US"), 0) << err_.str();
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.path())) {
+    struct stat state {};
+    ASSERT_EQ(lstat(entry.path().c_str(), &state), 0);
+    EXPECT_EQ(state.st_uid, kNobody) << entry.path();
+  }
 }
 
 TEST_F(InitCommand, DatabaseHasEveryTableAndTheTwoRows) {

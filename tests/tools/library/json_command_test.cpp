@@ -1,10 +1,10 @@
-#include "tools/library/json_command.h"
-
 #include <gtest/gtest.h>
 
 #include <sstream>
 
 #include <CLI/CLI.hpp>
+
+#include "tools/library/json_commands.h"
 
 namespace vnq {
 namespace {

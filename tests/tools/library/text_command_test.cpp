@@ -48,6 +48,13 @@ TEST_F(TextCommand, CodePageIsTheNamedOne) {
   EXPECT_EQ(Run("unescape", "%80", 936), "€");
 }
 
+TEST_F(TextCommand, Base64DecodeCountsTheBytesOfTheCodePage) {
+  // One byte each: the first has no partner, two of them are one byte with all bits set.
+  EXPECT_EQ(Run("base64-decode", "QUJDé", 1252), "ABC");
+  EXPECT_EQ(Run("base64-decode", "QUJDéé", 1252), "ABCÿ");
+  EXPECT_EQ(Run("base64-decode", "QUJD€A", 1252), "ABCü");
+}
+
 TEST_F(TextCommand, CharacterOutsideThePageIsAQuestionMark) {
   EXPECT_EQ(Run("base64-encode", "中", 1252), "Pw==");
   EXPECT_EQ(Run("base64-encode", "\xED\xA0\xBD"), "Pw==");

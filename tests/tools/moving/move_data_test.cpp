@@ -2,13 +2,15 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <sstream>
+#include <thread>
 
 #include "host/database/schema.h"
-#include "platform/system/signals.h"
+#include "platform/system/instance.h"
 #include "tests/harness/app_folder.h"
 #include "tools/folder/init_command.h"
 #include "tools/moving/archive_writer.h"
@@ -427,6 +429,51 @@ TEST_F(MoveData, KilledInMidTableItIsAsItWas) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status)) << WEXITSTATUS(status);
   EXPECT_EQ(Read("to", "select ID from Role"), "8,9");
+}
+
+// --- What is not a regular file ---
+
+TEST_F(MoveData, ExportWritesIntoAPipeInsteadOfReplacingIt) {
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  std::string received;
+  std::thread reader([&] {
+    std::ifstream pipe(Path("pipe"), std::ios::binary);
+    received.assign(std::istreambuf_iterator<char>(pipe), {});
+  });
+  EXPECT_EQ(Export("from", "pipe"), 0) << err_.str();
+  reader.join();
+  EXPECT_TRUE(std::filesystem::is_fifo(Path("pipe")));
+  ASSERT_EQ(Export(), 0);
+  EXPECT_EQ(received, folder_.ReadBytes("a.vnqdata"));
+}
+
+TEST_F(MoveData, ExportToADeviceThatIsFullFailsAndLeavesIt) {
+  std::filesystem::create_symlink("/dev/full", Path("full"));
+  EXPECT_EQ(Export("from", "full"), 1);
+  EXPECT_TRUE(ErrHas("vnqctl export: " + Path("full") + ": No space left on device"));
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+  EXPECT_TRUE(std::filesystem::is_symlink(Path("full")));
+}
+
+TEST_F(MoveData, ExportReplacesWhatALinkLeadsToAndKeepsTheLink) {
+  std::filesystem::create_directories(Path("store"));
+  std::filesystem::create_symlink("store/old", Path("link"));
+  std::filesystem::create_symlink("link", Path("store/../second"));
+  for (const char* step : {"nothing is there yet", "a file is there"}) {
+    EXPECT_EQ(Export("from", "second"), 0) << step << err_.str();
+    EXPECT_TRUE(std::filesystem::is_symlink(Path("second"))) << step;
+    EXPECT_TRUE(std::filesystem::is_symlink(Path("link"))) << step;
+    EXPECT_TRUE(std::filesystem::is_regular_file(Path("store/old"))) << step;
+  }
+  const std::filesystem::directory_iterator files(Path("store"));
+  EXPECT_EQ(std::distance(begin(files), end(files)), 1);
+}
+
+TEST_F(MoveData, LockFileOfAnotherUserIsNoObstacle) {
+  ASSERT_EQ(Export(), 0);
+  folder_.Write("to/.vnq_main_service.lock", "");
+  ASSERT_EQ(chmod(Path("to/.vnq_main_service.lock").c_str(), 0444), 0);
+  EXPECT_EQ(Import(Mode(ImportMode::kReplace)), 0) << err_.str();
 }
 
 }  // namespace

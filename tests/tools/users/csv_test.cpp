@@ -57,6 +57,11 @@ TEST(Csv, TextBehindAClosingQuoteSpoilsItsOwnLineOnly) {
   EXPECT_EQ(records[1].cells, Cells{"d"});
 }
 
+TEST(Csv, SeparatorMayBeAnother) {
+  EXPECT_EQ(ReadCsv("a;\"b;c\";d,e\n", ';').at(0).cells, (Cells{"a", "b;c", "d,e"}));
+  EXPECT_EQ(ReadCsv("a\t\tb\n", '\t').at(0).cells, (Cells{"a", "", "b"}));
+}
+
 TEST(Csv, NoTextHasNoRecords) {
   EXPECT_TRUE(ReadCsv("").empty());
 }

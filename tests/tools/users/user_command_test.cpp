@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 
 #include "platform/sql/sql_driver.h"
 #include "tests/harness/app_folder.h"
+#include "tests/harness/as_nobody.h"
 #include "tools/folder/init_command.h"
 
 namespace vnq {
@@ -71,7 +73,7 @@ class UserCommand : public ::testing::Test {
   int Import(const std::string& csv, bool isWatched = false) {
     folder_.Write("users.csv", csv);
     options_.csvFile = folder_.path() + "/users.csv";
-    options_.isWatched = isWatched;
+    options_.import.isWatched = isWatched;
     return Add();
   }
   int List(bool json = false) {
@@ -149,7 +151,7 @@ TEST_F(UserCommand, AddRefusesWhatCouldNeverLogIn) {
 TEST_F(UserCommand, AddWithADepartmentThatIsNotThereSaysWhereTheUserWent) {
   options_.user.department = "777";
   EXPECT_EQ(Add(), 0);
-  EXPECT_EQ(Err(), "note: there is no department 777; zoe went to 000001\n");
+  EXPECT_EQ(Err(), "note: there is no department 777; zoe belongs to 000001\n");
   EXPECT_EQ(Query("select UppeId from Users_ID"), "000001");
 }
 
@@ -245,6 +247,65 @@ TEST_F(UserCommand, ImportOfAnUnknownColumnAddsNobody) {
   EXPECT_EQ(Import("name,password,shoe\nzoe,pw1,43\n"), 1);
   EXPECT_THAT(Err(), StartsWith("line 1: there is no column \"shoe\"; there are: name,password,"));
   EXPECT_EQ(Query("select count(*) from Users_ID"), "0");
+}
+
+TEST_F(UserCommand, ImportOfAHeadingThatIsUnknownAddsNobodyCalledLikeIt) {
+  EXPECT_EQ(Import("login,password\nzoe,pw1\n"), 1);
+  EXPECT_THAT(Err(), StartsWith("line 1: there is no column \"login\"; there are: name,password,"));
+  EXPECT_EQ(Import("User Name;Pwd\nzoe;pw1\n"), 1);
+  EXPECT_THAT(Err(), StartsWith("line 1: there is no column \"User Name\""));
+  EXPECT_EQ(Import("department,password\n1,pw1\n"), 1);
+  EXPECT_THAT(Err(), StartsWith("line 1: the heading has no column \"name\""));
+  EXPECT_EQ(Import("name,password,Name\nzoe,pw1,max\n"), 1);
+  EXPECT_THAT(Err(), StartsWith("line 1: the column \"Name\" stands there twice"));
+  EXPECT_EQ(Query("select count(*) from Users_ID"), "0");
+}
+
+TEST_F(UserCommand, ImportTakesALineForAnAccountWhereThereIsNoHeading) {
+  options_.import.mayHaveHeading = false;
+  EXPECT_EQ(Import("zoe,password\nname,pw2\n"), 0) << Err();
+  EXPECT_EQ(Query("select UserName,UserPaws from Users_ID"), "zoe|password\nname|pw2");
+}
+
+TEST_F(UserCommand, ImportReadsSemicolonsAndTabsToo) {
+  EXPECT_EQ(Import("name;password;job\nzoe;a,b;Pilot\n"), 0) << Err();
+  EXPECT_EQ(Import("max\tpw2\tMax, the short\n"), 0) << Err();
+  EXPECT_EQ(Import("Name \t Password\nlee\tpw4\n"), 0) << Err();
+  EXPECT_EQ(Import("ann;pw3;Ann Lee\n"), 0) << Err();
+  EXPECT_EQ(Query("select UserName,UserPaws,FcName from Users_ID"),
+            "zoe|a,b|zoe\nmax|pw2|Max, the short\nlee|pw4|lee\nann|pw3|Ann Lee");
+}
+
+TEST_F(UserCommand, ImportAsADryRunSaysWhatItWouldAddAndAddsNobody) {
+  ASSERT_EQ(Import("zoe,pw1\n"), 0) << Err();
+  options_.import.isDryRun = true;
+  EXPECT_EQ(Import("name,password,department\nmax,pw2,777\nzoe,pw3\nMAX,pw4\nann,\n"), 1);
+  EXPECT_EQ(Out(), "would add\tmax\n");
+  EXPECT_EQ(Err(),
+            "line 2: note: there is no department 777; max belongs to 000001\n"
+            "line 3: the login name zoe is taken by zoe\n"
+            "line 4: the login name MAX is taken by a line above\n"
+            "line 5: the password is empty\n"
+            "vnqctl user: " +
+                options_.csvFile + ": would add 1, bad lines 3\n");
+  EXPECT_EQ(Query("select UserName from Users_ID"), "zoe");
+  EXPECT_EQ(Query("select count(*) from Users_Pic"), "1");
+  options_.import.isDryRun = false;
+  EXPECT_EQ(Import("max,pw2\n"), 0) << Err();
+  EXPECT_EQ(Out(), "2\tmax\n");
+}
+
+TEST_F(UserCommand, DatabaseThatMayNotBeReadIsNotTakenForMissing) {
+  chmod((folder_.path() + "/Web/Data/vnq.db").c_str(), 0);
+  const std::string said = AsNobody([&] {
+    options_.names = {"zoe"};
+    RunUserList(options_, Fresh(out_), Fresh(err_));
+    return Err();
+  });
+  EXPECT_THAT(said, HasSubstr("vnqctl user: " + folder_.path() +
+                              "/Web/Data/vnq.db cannot be read by"
+                              " user "));
+  EXPECT_THAT(said, Not(HasSubstr("vnqctl init")));
 }
 
 TEST_F(UserCommand, ImportShowsAProgressBarToWhoeverWatches) {

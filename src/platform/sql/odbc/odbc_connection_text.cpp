@@ -8,6 +8,7 @@
 #include <array>
 #include <utility>
 
+#include "support/ascii_case.h"
 #include "support/replace_all.h"
 
 namespace vnq {
@@ -15,16 +16,9 @@ namespace {
 
 constexpr std::string_view kUsualPort = "1433";
 
-bool ContainsIgnoringCase(std::string_view text, std::string_view what) {
-  auto same = [](char a, char b) {
-    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-    return lower(a) == lower(b);
-  };
-  return std::search(text.begin(), text.end(), what.begin(), what.end(), same) != text.end();
-}
-
 bool NamesFreeTds(std::string_view text) {
-  return ContainsIgnoringCase(text, "tdsodbc") || ContainsIgnoringCase(text, "freetds");
+  const std::string lower = AsciiLower(text);
+  return lower.find("tdsodbc") != lower.npos || lower.find("freetds") != lower.npos;
 }
 
 // The attributes are texts with a NUL behind each and one more at the end.
@@ -65,7 +59,7 @@ bool OdbcConnectionText(const ServerDatabaseOptions& options, const OdbcDriverIn
   text += ";UID=" + value(options.user) + ";PWD=" + value(options.password);
   if (driver.isFreeTds) {
     text += ";TDS_Version=7.4;ClientCharset=UTF-8";
-  } else if (ContainsIgnoringCase(driver.name, "sql server")) {
+  } else if (AsciiLower(driver.name).find("sql server") != std::string::npos) {
     // Servers in a company's own network have certificates that they signed themselves.
     text += ";TrustServerCertificate=yes";
   }
@@ -84,7 +78,7 @@ std::optional<OdbcDriverInfo> FindOdbcDriver(void* environment, std::string_view
                                 sizeof attributes, &attributesLength);
     if (code != SQL_SUCCESS && code != SQL_SUCCESS_WITH_INFO) return std::nullopt;
     std::string text(reinterpret_cast<const char*>(found));
-    if (strcasecmp(text.c_str(), std::string(name).c_str()) != 0) continue;
+    if (!SameButForCase(text, name)) continue;
     bool freeTds = NamesFreeTds(text) || NamesFreeTds(AllAttributes(attributes, sizeof attributes));
     return OdbcDriverInfo{std::move(text), freeTds};
   }

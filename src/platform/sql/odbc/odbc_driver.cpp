@@ -4,6 +4,7 @@
 #include "platform/sql/odbc/odbc_connection.h"
 #include "platform/sql/row_statements.h"
 #include "platform/sql/server_availability.h"
+#include "support/ascii_case.h"
 
 namespace vnq {
 namespace {
@@ -18,10 +19,7 @@ bool StartsWith(std::string_view statement, std::string_view lowerWord) {
   size_t start = statement.find_first_not_of(" \t\r\n");
   if (start == std::string_view::npos) return false;
   std::string_view word = statement.substr(start, lowerWord.size());
-  auto same = [](char c, char lower) {
-    return c == lower || (c >= 'A' && c <= 'Z' && c - 'A' + 'a' == lower);
-  };
-  return std::equal(word.begin(), word.end(), lowerWord.begin(), lowerWord.end(), same);
+  return SameButForCase(word, lowerWord);
 }
 
 std::string NameForLog(const ServerDatabaseOptions& options) {

@@ -1,7 +1,6 @@
-#include <strings.h>
-
 #include "platform/sql/sql_dialect.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
+#include "support/ascii_case.h"
 
 namespace vnq {
 namespace {
@@ -10,8 +9,8 @@ namespace {
 constexpr std::string_view kRowId = "_rowid_";
 
 SqlColumnType TypeOf(const char* declared) {
-  bool integer =
-      declared && (strcasecmp(declared, "integer") == 0 || strcasecmp(declared, "int") == 0);
+  const bool integer =
+      declared && (SameButForCase(declared, "integer") || SameButForCase(declared, "int"));
   return integer ? SqlColumnType::kInteger : SqlColumnType::kText;
 }
 

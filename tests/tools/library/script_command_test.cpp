@@ -6,7 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/library/script_command.h"
+#include "tools/library/json_commands.h"
 
 namespace vnq {
 namespace {
@@ -69,7 +69,8 @@ TEST_F(ScriptEvalCommand, ByteOrderMarkIsDropped) {
 
 TEST_F(ScriptEvalCommand, FileThatCannotBeReadIsNamed) {
   EXPECT_EQ(RunFile(file + ".missing", ""), 1);
-  EXPECT_EQ(boxes.str(), "cannot read script " + file + ".missing: No such file or directory\n");
+  EXPECT_EQ(boxes.str(),
+            "vnqctl script: cannot read script " + file + ".missing: No such file or directory\n");
   EXPECT_EQ(RunFile(testing::TempDir(), ""), 1);
   EXPECT_EQ(output.str(), "");
 }

@@ -1,4 +1,4 @@
-#include "tools/library/script_command.h"
+#include "tools/library/json_commands.h"
 
 #include <cerrno>
 #include <cstring>
@@ -6,15 +6,30 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <sstream>
+#include <string_view>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
+#include "support/json/json.h"
 #include "support/json/json_script.h"
 #include "support/json/json_script_terminal.h"
-#include "tools/library/text_input.h"
+#include "support/json/json_writer.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
+
+// Everything up to the end of the stream, less a leading UTF-8 byte order mark.
+std::string ReadTextInput(std::istream& input) {
+  static constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  std::ostringstream whole;
+  whole << input.rdbuf();
+  std::string text = std::move(whole).str();
+  if (text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
+  return text;
+}
 
 // A folder opens like a file and fails only when it is read.
 bool ReadScript(const std::string& file, std::string& script, std::string& why) {
@@ -35,18 +50,37 @@ bool ReadScript(const std::string& file, std::string& script, std::string& why) 
 
 }  // namespace
 
+int RunJsonParseCommand(std::istream& input, std::ostream& output, std::ostream& errors) {
+  JSON json;
+  const std::optional<JsonValue> value = json.parse(ReadTextInput(input));
+  if (value) output << WriteJson(*value) << '\n';
+  output.flush();
+  const std::string& message = json.GetParserErrors();
+  if (message.empty()) return 0;
+  errors << message;
+  if (!message.ends_with('\n')) errors << '\n';
+  return 1;
+}
+
 int RunScriptEvalCommand(const std::string& file, std::istream& answers, std::ostream& output,
                          std::ostream& boxes) {
   std::string text;
   std::string why;
   if (!ReadScript(file, text, why)) {
-    boxes << "cannot read script " << file << ": " << why << '\n';
-    return 1;
+    return Fail(boxes, "script", "cannot read script " + file + ": " + why);
   }
   TerminalDialogs dialogs(answers, boxes);
   output << cJSONScript(&dialogs).Eval(text);
   output.flush();
   return dialogs.Warnings() == 0 ? 0 : 1;
+}
+
+void AddJsonCommand(CLI::App& app, int& exitCode) {
+  CLI::App* json = app.add_subcommand("json", "Read lenient JSON");
+  json->require_subcommand(1);
+  CLI::App* parse =
+      json->add_subcommand("parse", "Read JSON on standard input and write it in compact form");
+  parse->callback([&exitCode] { exitCode = RunJsonParseCommand(std::cin, std::cout, std::cerr); });
 }
 
 void AddScriptCommand(CLI::App& app, int& exitCode) {

@@ -1,0 +1,23 @@
+// What keeps this process from a file, told so that a person knows as whom to run it instead; and
+// whose the files are that root makes in another's folder.
+#pragma once
+
+#include <string>
+
+namespace vnq {
+
+/// Why a file that is there cannot be read, with its path and the user to run as. Empty when it
+/// can be read, and when there is none.
+std::string ReadFault(const std::string& path);
+
+/// Why a file or folder that is there cannot be written, told alike.
+std::string WriteFault(const std::string& path);
+
+/// Why a path leads to no folder; empty when it does.
+std::string FolderFault(const std::string& path);
+
+/// Gives what root has just made to the owner of the folder that it lies in, so that this user's
+/// service can go on with it. Does nothing for any other user.
+void GiveToFolderOwner(const std::string& path);
+
+}  // namespace vnq

@@ -1,0 +1,85 @@
+// The manual against what the programs know.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+
+#include "host/settings/setting_keys.h"
+#include "tests/harness/app_folder.h"
+#include "tools/folder/init_command.h"
+
+namespace vnq {
+namespace {
+
+using Cells = std::vector<std::string>;
+
+// Everything between backquotes.
+Cells Quoted(std::string_view text) {
+  Cells quoted;
+  for (size_t at = text.find('`'); at != text.npos; at = text.find('`', at + 1)) {
+    const size_t end = text.find('`', at + 1);
+    quoted.emplace_back(text.substr(at + 1, end - at - 1));
+    at = end;
+  }
+  return quoted;
+}
+
+// The rows of the table below a heading of docs/operating.md, without its head.
+std::vector<Cells> RowsBelow(const std::string& heading) {
+  std::ifstream file(VNQ_ROOT "/docs/operating.md");
+  std::vector<Cells> rows;
+  bool isBelow = false;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("#")) isBelow = line == heading;
+    if (!isBelow || !line.starts_with("| ")) continue;
+    Cells cells;
+    std::istringstream rest(line.substr(1));
+    for (std::string cell; std::getline(rest, cell, '|');) cells.push_back(cell);
+    rows.push_back(cells);
+  }
+  if (!rows.empty()) rows.erase(rows.begin());
+  return rows;
+}
+
+std::string OneQuoted(const std::string& cell) {
+  const Cells quoted = Quoted(cell);
+  return quoted.size() == 1 ? quoted[0] : "";
+}
+
+TEST(Manual, NamesEveryKeyOfDataBaseIniWithWhatInitWrites) {
+  std::vector<Cells> expected, found;
+  for (const SettingKey& key : SettingKeys()) {
+    expected.push_back({std::string(key.section), std::string(key.key), std::string(key.preset)});
+  }
+  for (const Cells& row : RowsBelow("### DataBase.ini")) {
+    found.push_back({OneQuoted(row.at(0)), OneQuoted(row.at(1)), OneQuoted(row.at(2))});
+  }
+  EXPECT_EQ(found, expected);
+}
+
+TEST(Manual, NamesEveryKeyOfPlatformIni) {
+  const AppFolder folder;
+  std::ostringstream said;
+  ASSERT_EQ(RunInit({folder.path(), false, "en_US"}, said, said), 0) << said.str();
+  std::set<std::string> written, told;
+  std::istringstream file(folder.ReadBytes("platform.ini"));
+  std::string section;
+  for (std::string line; std::getline(file, line);) {
+    const size_t equals = line.find('=');
+    const size_t start = line.starts_with(';') ? 1 : 0;
+    if (line.starts_with('[')) section = line.substr(1, line.size() - 2);
+    if (equals == line.npos || line.find(' ') < equals || section == "drives") continue;
+    written.insert(section + " " + line.substr(start, equals - start));
+  }
+  for (const Cells& row : RowsBelow("### platform.ini")) {
+    if (OneQuoted(row.at(0)) == "drives") continue;  // its keys are letters
+    for (const std::string& key : Quoted(row.at(1))) told.insert(OneQuoted(row.at(0)) + " " + key);
+  }
+  EXPECT_EQ(told, written);
+}
+
+}  // namespace
+}  // namespace vnq

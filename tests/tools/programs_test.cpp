@@ -1,0 +1,168 @@
+// The programs themselves, as a shell runs them.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "tests/harness/app_folder.h"
+#include "tests/harness/shell_run.h"
+#include "tests/tools/client/fake_server.h"
+
+namespace vnq {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Programs : public ::testing::Test {
+ protected:
+  static ShellRun Vnqctl(const std::string& arguments) {
+    return RunInShell(VNQ_CTL_PROGRAM " " + arguments);
+  }
+  std::string AppPath() const { return " --app-path " + folder_.path() + "/app "; }
+  void Init() {
+    const ShellRun run = Vnqctl("init --language 1033" + AppPath());
+    ASSERT_EQ(run.exitCode, 0) << run.output;
+  }
+
+  AppFolder folder_;
+};
+
+TEST_F(Programs, EmptyAppPathIsABadArgumentEverywhere) {
+  const char* const commandLines[] = {
+      VNQ_SERVER_PROGRAM " --app-path ''",
+      VNQ_BENCH_PROGRAM " prepare --app-path ''",
+      VNQ_CTL_PROGRAM " init --app-path ''",
+      VNQ_CTL_PROGRAM " doctor --app-path ''",
+      VNQ_CTL_PROGRAM " export --to x --app-path ''",
+      VNQ_CTL_PROGRAM " import --from x --app-path ''",
+      VNQ_CTL_PROGRAM " user add ann --app-path ''",
+      VNQ_CTL_PROGRAM " user list --app-path ''",
+      VNQ_CTL_PROGRAM " user passwd ann --app-path ''",
+      VNQ_CTL_PROGRAM " user enable ann --app-path ''",
+      VNQ_CTL_PROGRAM " user disable ann --app-path ''",
+      VNQ_CTL_PROGRAM " meeting open --from a --to b --app-path ''",
+      VNQ_CTL_PROGRAM " chat --server 127.0.0.1 --user a --app-path ''",
+      VNQ_CTL_PROGRAM " notify --server 127.0.0.1 --as a --to b --title c --app-path ''",
+      VNQ_CTL_PROGRAM " control ping --server 127.0.0.1 --app-path ''",
+  };
+  for (const char* commandLine : commandLines) {
+    const ShellRun run = RunInShell(commandLine);
+    EXPECT_EQ(run.exitCode, 2) << commandLine;
+    EXPECT_THAT(run.output, HasSubstr("the path is empty")) << commandLine;
+  }
+}
+
+TEST_F(Programs, SettingsThatCannotBeReadEndTheServerWithTwo) {
+  const std::string ini = folder_.path() + "/app/Web/Data/DataBase.ini";
+  std::filesystem::create_directories(ini);
+  const ShellRun server = RunInShell(VNQ_SERVER_PROGRAM + AppPath());
+  EXPECT_EQ(server.exitCode, 2);
+  EXPECT_EQ(server.output, "vnq_main_service: " + ini + " is not a file\n");
+  const ShellRun list = Vnqctl("user list" + AppPath());
+  EXPECT_EQ(list.exitCode, 1);
+  EXPECT_EQ(list.output, "vnqctl user: " + ini + " is not a file\n");
+}
+
+TEST_F(Programs, OutputThatCannotBeWrittenIsAFailure) {
+  Init();
+  folder_.Write("script", "\"a\"");
+  const std::string tool = VNQ_CTL_PROGRAM " ";
+  const std::string archive = folder_.path() + "/archive";
+  const std::string commandLines[] = {
+      VNQ_SERVER_PROGRAM " --help",
+      VNQ_SERVER_PROGRAM " --version",
+      VNQ_BENCH_PROGRAM " --help",
+      VNQ_BENCH_PROGRAM " markdown-head",
+      tool + "--help",
+      tool + "--version",
+      tool + "user add --help",
+      tool + "init" + AppPath(),
+      tool + "doctor" + AppPath(),
+      tool + "export --to " + archive + AppPath(),
+      tool + "export --to -" + AppPath(),
+      tool + "import --dry-run --from " + archive + AppPath(),
+      tool + "user list" + AppPath(),
+      tool + "user list --json" + AppPath(),
+      tool + "user add ann --password pw" + AppPath(),
+      tool + "user add bob --password pw" + AppPath(),
+      "echo abc | " + tool + "text escape",
+      tool + "text guid",
+      "echo 1 | " + tool + "json parse",
+      tool + "script eval " + folder_.path() + "/script",
+  };
+  for (const std::string& commandLine : commandLines) {
+    const ShellRun run = RunInShell(commandLine + " > /dev/full");
+    EXPECT_EQ(run.exitCode, 1) << commandLine;
+    EXPECT_THAT(run.output, HasSubstr("standard output")) << commandLine;
+  }
+}
+
+TEST_F(Programs, ArchiveOnStandardOutputIsTheWholeArchive) {
+  Init();
+  const std::string piped = folder_.path() + "/piped", written = folder_.path() + "/written";
+  const ShellRun run = Vnqctl("export --to - " + AppPath() + " > " + piped);
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.output, HasSubstr("-: tables 46, rows 2\n"));
+  ASSERT_EQ(Vnqctl("export --to " + written + AppPath()).exitCode, 0);
+  EXPECT_EQ(folder_.ReadBytes("piped"), folder_.ReadBytes("written"));
+}
+
+TEST_F(Programs, OptionsOfAGroupMayStandBehindItsCommand) {
+  FakeServer server;
+  const std::string options =
+      " --server 127.0.0.1 --wait-ms 10000 --port " + std::to_string(server.port());
+  for (const std::string& line : {"control ping" + options, "control" + options + " ping"}) {
+    std::thread answers([&] {
+      if (!server.Accept()) return;
+      server.SendBytes(".+successful_connection|#");
+      server.ReceiveBytes();
+      server.SendBytes(".+y|#");
+      server.CloseClient();
+    });
+    const ShellRun run = Vnqctl(line);
+    answers.join();
+    EXPECT_EQ(run.exitCode, 0) << line << ": " << run.output;
+    EXPECT_EQ(run.output, "the server answers\n") << line;
+  }
+}
+
+TEST_F(Programs, MistypedCommandIsAnsweredWithTheNearest) {
+  EXPECT_THAT(Vnqctl("doctr --app-path x").output,
+              StartsWith("vnqctl: there is no command \"doctr\"; did you mean doctor?\n"
+                         "Usage: vnqctl [OPTIONS] COMMAND"));
+  EXPECT_THAT(Vnqctl("user lits --app-path x").output, HasSubstr("\"lits\"; did you mean list?"));
+  EXPECT_THAT(Vnqctl("control pnig").output, HasSubstr("\"pnig\"; did you mean ping?"));
+  EXPECT_THAT(Vnqctl("meeting start").output, HasSubstr("no command \"start\"; there are open\n"));
+  EXPECT_THAT(RunInShell(VNQ_BENCH_PROGRAM " pear").output, HasSubstr("did you mean peer?"));
+  EXPECT_EQ(Vnqctl("doctr").exitCode, 2);
+}
+
+TEST_F(Programs, CommandThatIsMissingIsAskedFor) {
+  const ShellRun run = Vnqctl("");
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.output, StartsWith("vnqctl: A subcommand is required\n"));
+}
+
+TEST_F(Programs, ClientTakesTheCodePageOfTheFolder) {
+  ASSERT_EQ(Vnqctl("init --language 1028" + AppPath()).exitCode, 0);
+  FakeServer server;
+  std::string read;
+  std::thread answers([&] {
+    if (!server.Accept()) return;
+    server.SendBytes(".+successful_connection|#");
+    read = server.ReceiveBytes();
+    server.SendBytes(".+y|#");
+    server.CloseClient();
+  });
+  const ShellRun run = Vnqctl("control usb 繁體 ann 1 --server 127.0.0.1 --port " +
+                              std::to_string(server.port()) + AppPath());
+  answers.join();
+  EXPECT_EQ(run.exitCode, 0) << run.output;
+  EXPECT_THAT(read, HasSubstr("\xC1\x63\xC5\xE9+ann"));
+  EXPECT_EQ(Vnqctl("control ping --server a --code-page 936" + AppPath()).exitCode, 2);
+}
+
+}  // namespace
+}  // namespace vnq
