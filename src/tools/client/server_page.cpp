@@ -1,7 +1,5 @@
 #include "tools/client/server_page.h"
 
-#include <string>
-
 #include <CLI/CLI.hpp>
 
 #include "host/settings/program_folder.h"
@@ -18,12 +16,16 @@ int PageOfFolder(const std::string& appPath) {
 
 }  // namespace
 
-void AddServerPage(CLI::App& command, int& codePage) {
+void AddServerPage(CLI::App& command, int& codePage, std::string* appPath) {
   auto* number =
       command.add_option("--code-page", codePage, "Code page of the server")->capture_default_str();
   command
       .add_option_function<std::string>(
-          "--app-path", [&codePage](const std::string& path) { codePage = PageOfFolder(path); },
+          "--app-path",
+          [&codePage, appPath](const std::string& path) {
+            codePage = PageOfFolder(path);
+            if (appPath != nullptr) *appPath = path;
+          },
           "The server's folder, for the code page that it is configured for")
       ->excludes(number);
 }
