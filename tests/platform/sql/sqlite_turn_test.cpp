@@ -43,7 +43,7 @@ class SqliteTurnTest : public testing::Test {
   bool OthersCanWrite() { return other_->Try("begin immediate; rollback"); }
 
   TemporaryFolder folder_;
-  std::string path_ = folder_.File("test.db");
+  std::string path_ = folder_ / "test.db";
   TestClock clock_;
   std::unique_ptr<OtherProgram> other_ = std::make_unique<OtherProgram>(path_);
   std::unique_ptr<SqlDriver> driver_;
@@ -199,7 +199,7 @@ TEST_F(SqliteTurnTest, ClosingEndsTheTurn) {
 }
 
 TEST_F(SqliteTurnTest, AReplacedFileIsNoticedBetweenTurns) {
-  std::string backup = folder_.File("backup.db");
+  std::string backup = folder_ / "backup.db";
   OtherProgram(backup).Run("create table T(a integer, b text); insert into T(a) values(5),(6)");
   EXPECT_EQ(Count(), 0);
   other_.reset();

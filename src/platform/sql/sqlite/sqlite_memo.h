@@ -1,8 +1,9 @@
 // Private to platform: what a select gave last, for as long as it must give the same again.
 //
-// Within one transaction no other program's write can be seen, so a select with the same values gives
-// the same rows until this connection writes to a table that it reads. A walk over the members of a
-// group runs one select for each of them again, and a writer of many messages is looked up for each.
+// Within one transaction no other program's write can be seen, so a select with the same values
+// gives the same rows until this connection writes to a table that it reads. A walk over the
+// members of a group runs one select for each of them again, and a writer of many messages is
+// looked up for each.
 #pragma once
 
 #include <sqlite3.h>
