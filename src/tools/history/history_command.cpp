@@ -1,7 +1,5 @@
 #include "tools/history/history_command.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -15,16 +13,12 @@
 #include "tools/history/history_reader.h"
 #include "tools/history/history_store.h"
 #include "tools/history/read_marks.h"
+#include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
 
 using Kind = HistoryEntry::Kind;
-
-int Fail(std::ostream& err, const std::string& why) {
-  err << "vnqctl history: " << why << '\n';
-  return 1;
-}
 
 // The ids behind the names of the command line.
 struct Chosen {
@@ -83,20 +77,21 @@ int RunHistory(const HistoryOptions& options, std::ostream& out, std::ostream& e
   std::string error;
   const auto store = HistoryStore::Open(options.appPath, error);
   Chosen chosen;
-  if (store == nullptr || !Resolve(options, store->names(), chosen, error)) return Fail(err, error);
+  if (store == nullptr || !Resolve(options, store->names(), chosen, error))
+    return Fail(err, "history", error);
   std::vector<HistoryEntry> entries;
   if (!ReadHistory(store->database(), {chosen.user, options.device, options.onlyUnread}, entries)) {
-    return Fail(err, store->database().driver().LastError());
+    return Fail(err, "history", store->database().driver().LastError());
   }
   Choose(options, chosen, store->labels(), entries);
   const auto print = options.json ? PrintHistoryAsJson : PrintHistory;
   print(entries, store->names(), store->labels(), out);
-  if (!out.flush()) return Fail(err, "the output is lost; nothing was marked as read");
+  if (!out.flush()) return Fail(err, "history", "the output is lost; nothing was marked as read");
   if (!options.markRead) return 0;
   std::erase_if(entries, [](const HistoryEntry& entry) { return !entry.isUnread; });
   const bool marked =
       MarkRead(store->database(), store->engine(), chosen.user, options.device, entries, error);
-  return marked ? 0 : Fail(err, "nothing was marked as read: " + error);
+  return marked ? 0 : Fail(err, "history", "nothing was marked as read: " + error);
 }
 
 // --- The command line ---
@@ -130,7 +125,7 @@ void AddHistoryCommand(CLI::App& app, int& exitCode) {
   const auto options = std::make_shared<HistoryOptions>();
   CLI::App* history = app.add_subcommand(
       "history", "Show a user's messages and notices, beside a running server, too");
-  history->add_option("--app-path", options->appPath, "The program's folder")->required();
+  AddAppPath(*history, options->appPath)->required();
   history->add_option("--user", options->user, "Whose; a login name or a UserID")->required();
   AddConversations(*history, *options);
   history->add_flag("--unread", options->onlyUnread, "Only what the user's device has not had");
@@ -141,7 +136,6 @@ void AddHistoryCommand(CLI::App& app, int& exitCode) {
           {"desktop", Device::kDesktop}, {"mobile", Device::kMobile}}))
       ->default_str("desktop");
   history->add_flag("--json", options->json, "As a JSON array, an object a message");
-  history->preparse_callback([](size_t) { spdlog::set_level(spdlog::level::off); });
   history->callback(
       [options, &exitCode] { exitCode = RunHistory(*options, std::cout, std::cerr); });
 }

@@ -1,28 +1,18 @@
 #include "tools/history/history_store.h"
 
-#include <filesystem>
 #include <utility>
-
-#include "host/settings/platform_settings.h"
 
 namespace vnq {
 
-HistoryStore::HistoryStore(ProgramDatabase opened, IniStrings strings, const std::string& appPath,
-                           int languageId)
-    : engine_(opened.engine),
+HistoryStore::HistoryStore(ProgramDatabase opened)
+    : folder_(std::move(opened.folder)),
       database_(std::move(opened.driver)),
-      strings_(std::move(strings)),
-      texts_(strings_, appPath, languageId) {}
+      texts_(folder_.strings, folder_.appPath, folder_.platform.languageId) {}
 
-std::unique_ptr<HistoryStore> HistoryStore::Open(const std::string& folder, std::string& error) {
-  auto opened = OpenProgramDatabase(folder, error);
+std::unique_ptr<HistoryStore> HistoryStore::Open(const std::string& appPath, std::string& error) {
+  auto opened = OpenProgramDatabase(appPath, error);
   if (!opened) return nullptr;
-  const std::string appPath = std::filesystem::absolute(folder).lexically_normal().string();
-  const auto platform = ReadPlatformSettings(PlatformIniPath(appPath), SystemLocaleName(), error);
-  if (!platform) return nullptr;
-  IniStrings strings(PathMapper(platform->drives), opened->codePage);
-  return std::unique_ptr<HistoryStore>(
-      new HistoryStore(std::move(*opened), std::move(strings), appPath, platform->languageId));
+  return std::unique_ptr<HistoryStore>(new HistoryStore(std::move(*opened)));
 }
 
 LabelOf HistoryStore::labels() {

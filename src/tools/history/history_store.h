@@ -6,8 +6,6 @@
 #include <string_view>
 
 #include "host/database/database.h"
-#include "host/database/database_engine.h"
-#include "host/settings/ini_strings.h"
 #include "host/settings/texts.h"
 #include "tools/folder/program_database.h"
 #include "tools/history/history_text.h"
@@ -21,20 +19,18 @@ class HistoryStore {
   static std::unique_ptr<HistoryStore> Open(const std::string& appPath, std::string& error);
 
   Database& database() { return database_; }
-  DatabaseEngine engine() const { return engine_; }
+  DatabaseEngine engine() const { return folder_.engine; }
   NameBook& names() { return names_; }
 
   /// What inline tokens are called in the folder's language; "[...]" where it has no text for one.
   LabelOf labels();
 
  private:
-  HistoryStore(ProgramDatabase opened, IniStrings strings, const std::string& appPath,
-               int languageId);
+  explicit HistoryStore(ProgramDatabase opened);
 
-  DatabaseEngine engine_;
+  ProgramFolder folder_;
   Database database_;
   NameBook names_{database_};
-  IniStrings strings_;
   Texts texts_;
 };
 
