@@ -24,7 +24,7 @@ namespace {
 class TurnCommit : public ServerTest {
  protected:
   void SetUp() override {
-    if (!TestDatabase::IsSqlite()) GTEST_SKIP() << "of the embedded database";
+    if (!TestDatabase::IsEmbedded()) GTEST_SKIP() << "of the embedded database";
     other_ = std::make_unique<OtherProgram>(server.folder() + "/Web/Data/vnq.db");
   }
 
