@@ -6,7 +6,6 @@
 
 #include "support/hex_digits.h"
 #include "support/utf8.h"
-#include "tools/client/chat_text.h"
 
 namespace vnq {
 namespace {
@@ -98,14 +97,14 @@ bool TakeJsonString(std::string_view line, size_t& at, std::string& text, std::s
 std::string JsonString(std::string_view text) {
   std::string json = "\"";
   for (size_t at = 0; at < text.size();) {
-    const char32_t value = NextCharacter(text, at);
+    const char32_t value = NextCodePoint(text, at);
     if (value == '"' || value == '\\') {
       json += '\\';
       json += static_cast<char>(value);
     } else if (value < 0x20 || (value >= 0xD800 && value < 0xE000)) {
       json += fmt::format("\\u{:04x}", static_cast<uint32_t>(value));
     } else {
-      AppendCharacter(json, value);
+      AppendUtf8(json, value);
     }
   }
   return json + '"';
