@@ -17,17 +17,16 @@ void AddChatCommand(CLI::App& app, int& exitCode) {
   chat->add_option("--user", options->user, "Name to log in with")->required();
   chat->add_option("--password-file", options->passwordFile,
                    "File with the password in its first line; without it VNQ_PASSWORD, else asked");
-  AddServerPage(*chat, options->codePage, &options->appPath);
+  AddServerPage(*chat, options->codePage, options->appPath);
   chat->add_option("--port", options->port, "Port of the server")->capture_default_str();
   chat->add_option("--state-file", options->stateFile,
                    "File that keeps the names and ids seen so far");
   chat->add_option("--machine-id", options->machineId,
                    "Text that the server's restriction by machine compares");
-  chat->add_flag(
-          "--catch-up", options->catchUp,
-          "Show first what came meanwhile, from the database of --app-path, and mark what is "
-          "shown as read")
-      ->needs(chat->get_option("--app-path"));
+  chat->add_flag("--catch-up", options->catchUp,
+                 "Show what came since the last time, from the server's database, and mark what is "
+                 "shown as read")
+      ->needs("--app-path");
   chat->add_flag("--verbose", options->verbose, "Show records that have no words, too");
   chat->callback([options, chat, &exitCode] {
     options->codePageIsGiven = IsServerPageGiven(*chat);

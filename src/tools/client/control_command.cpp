@@ -258,7 +258,7 @@ void AddControlCommand(CLI::App& app, int& exitCode) {
   control->require_subcommand(1);
   control->add_option("--server", options->server, "Name or address of the server")->required();
   control->add_option("--port", options->port, "Port of the server")->capture_default_str();
-  AddServerPage(*control, options->codePage);
+  AddServerPage(*control, options->codePage, options->appPath);
   control->add_option("--wait-ms", options->waitMs, "How long to wait for each answer")
       ->check(CLI::Range(1, 600'000))
       ->capture_default_str();

@@ -29,6 +29,7 @@ struct ControlOptions {
   std::string server;
   uint16_t port = 6003;
   int codePage = kDefaultServerPage;
+  std::string appPath;  ///< of the server; empty: not known
   int waitMs = 10'000;  ///< for the connection, for each order and for a computer's answer
 
   std::string reason;              ///< disconnect: what the client is told

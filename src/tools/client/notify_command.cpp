@@ -133,7 +133,7 @@ void AddNotifyCommand(CLI::App& app, int& exitCode) {
   notify->add_option("--title", options->title, "Title of the notice")->required();
   notify->add_option("--text", options->text, "Text of the notice");
   notify->add_option("--link", options->link, "Link that the notice opens");
-  AddServerPage(*notify, options->codePage);
+  AddServerPage(*notify, options->codePage, options->appPath);
   notify->add_option("--port", options->port, "Port of the server")->capture_default_str();
   notify->callback([options, &exitCode] { exitCode = RunNotify(*options, std::cerr); });
 }

@@ -20,6 +20,7 @@ struct NotifyOptions {
   std::string server;
   uint16_t port = 6004;
   int codePage = kDefaultServerPage;
+  std::string appPath;   ///< of the server; empty: not known
   int waitMs = 10'000;   ///< for the connection, and for each answer of the server
   std::string sender;    ///< login name that the notice is from; the server asks for no password
   std::string receiver;  ///< login names joined by commas, or "*" for everybody who may log in

@@ -1,5 +1,7 @@
 #include "tools/client/server_page.h"
 
+#include <string>
+
 #include <CLI/CLI.hpp>
 
 #include "host/settings/program_folder.h"
@@ -16,18 +18,16 @@ int PageOfFolder(const std::string& appPath) {
 
 }  // namespace
 
-void AddServerPage(CLI::App& command, int& codePage, std::string* appPath) {
-  auto* number =
-      command.add_option("--code-page", codePage, "Code page of the server")->capture_default_str();
-  command
-      .add_option_function<std::string>(
-          "--app-path",
-          [&codePage, appPath](const std::string& path) {
-            codePage = PageOfFolder(path);
-            if (appPath != nullptr) *appPath = path;
-          },
-          "The server's folder, for the code page that it is configured for")
-      ->excludes(number);
+void AddServerPage(CLI::App& command, int& codePage, std::string& appPath) {
+  // Options take effect in this order: the number wins.
+  command.add_option_function<std::string>(
+      "--app-path",
+      [&codePage, &appPath](const std::string& path) {
+        appPath = path;
+        codePage = PageOfFolder(path);
+      },
+      "The server's folder, which tells its code page");
+  command.add_option("--code-page", codePage, "Code page of the server")->capture_default_str();
 }
 
 bool IsServerPageGiven(const CLI::App& command) {

@@ -87,11 +87,11 @@ int RunHistory(const HistoryOptions& options, std::ostream& out, std::ostream& e
   const auto print = options.json ? PrintHistoryAsJson : PrintHistory;
   print(entries, store->names(), store->labels(), out);
   if (!out.flush()) return Fail(err, "history", "the output is lost; nothing was marked as read");
-  if (!options.markRead) return kExitDone;
+  if (!options.markRead) return 0;
   std::erase_if(entries, [](const HistoryEntry& entry) { return !entry.isUnread; });
   const bool marked =
       MarkRead(store->database(), store->engine(), chosen.user, options.device, entries, error);
-  return marked ? kExitDone : Fail(err, "history", "nothing was marked as read: " + error);
+  return marked ? 0 : Fail(err, "history", "nothing was marked as read: " + error);
 }
 
 // --- The command line ---

@@ -6,8 +6,6 @@
 #include <string_view>
 
 #include "host/database/database.h"
-#include "host/database/database_engine.h"
-#include "host/settings/program_folder.h"
 #include "host/settings/texts.h"
 #include "tools/folder/program_database.h"
 #include "tools/history/history_text.h"

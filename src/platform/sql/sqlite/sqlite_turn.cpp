@@ -44,6 +44,7 @@ bool SqliteTurn::Join(bool writes, int64_t nowMs) {
 bool SqliteTurn::Begin(State state, int64_t nowMs) {
   if (!Run(state == State::kWriting ? beginWriting_ : beginReading_)) return false;
   state_ = state;
+  ++number_;
   beganMs_ = nowMs;
   statements_ = 1;
   return true;

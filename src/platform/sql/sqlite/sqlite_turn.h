@@ -20,12 +20,18 @@ class SqliteTurn {
 
   bool IsOpen() const { return state_ != State::kNone; }
 
+  /// The number of its transaction, another one for each that was begun.
+  uint64_t number() const { return number_; }
+
   /// True when it must end before the next statement may join.
   bool IsOver(int64_t nowMs) const;
 
   /// Begins or changes the transaction for the next statement. False: refused, nothing is open, and
   /// the engine's error is the connection's.
   bool Join(bool writes, int64_t nowMs);
+
+  /// Has its number be another one: what was read in it may not be so any more.
+  void Renumber() { ++number_; }
 
   /// Counts a statement of this turn that has written.
   void NoteWrite() { ++writes_; }
@@ -51,6 +57,7 @@ class SqliteTurn {
   sqlite3* database_;
   SqliteHandle beginReading_, beginWriting_, commit_, rollback_;
   State state_ = State::kNone;
+  uint64_t number_ = 0;
   int64_t beganMs_ = 0;
   size_t statements_ = 0, writes_ = 0;
 };
