@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/harness/app_folder.h"
 
 namespace vnq {
@@ -49,6 +51,25 @@ TEST_F(TextsTest, MissingFileGivesTheEmptyText) {
 TEST_F(TextsTest, FolderIsFoundInAnyLetterCase) {
   folder_.Write("language/ENGLISH/Lang.ini", "[IndexForm]\nim13=Bye\n");
   EXPECT_EQ(ReadLang(1033, "im13"), "Bye");
+}
+
+TEST_F(TextsTest, OnceTurnsAreToldOfAnEditTakesEffectInTheNext) {
+  IniStrings strings(PathMapper(), CodePage::Open(936));
+  Texts texts(strings, folder_.path(), 1033);
+  folder_.Write(kEnglishIni, "[IndexForm]\nim13=Bye\nim14=x\n");
+  strings.EndTurn();
+  EXPECT_EQ(texts.ReadLang("im13"), "Bye");
+  folder_.Write(kEnglishIni, "[IndexForm]\nim13=So long\nim14=y\n");
+  EXPECT_EQ(texts.ReadLang("im13"), "Bye");
+  strings.EndTurn();
+  EXPECT_EQ(texts.ReadLang("im13"), "So long");
+  EXPECT_EQ(texts.ReadLang("im14"), "y");
+  std::filesystem::remove(folder_.path() + "/" + kEnglishIni);
+  strings.EndTurn();
+  EXPECT_EQ(texts.ReadLang("im13"), "");
+  folder_.Write("Language/English/LANG.INI", "[IndexForm]\nim13=Again\n");
+  strings.EndTurn();
+  EXPECT_EQ(texts.ReadLang("im13"), "Again");
 }
 
 TEST_F(TextsTest, EditTakesEffectAtOnce) {

@@ -44,6 +44,21 @@ TEST_F(EventLoopTest, AYieldLetsEverythingThatIsReadyRunFirst) {
   EXPECT_EQ(said, (std::vector<std::string>{"before", "other", "step", "after"}));
 }
 
+TEST_F(EventLoopTest, WorkIsSettledBeforeEachPollAYieldsToo) {
+  loop.SetSettle([this] { said.push_back("settled"); });
+  loop.StartHandler([this] {
+    said.push_back("before");
+    loop.Yield();
+    said.push_back("after");
+  });
+  loop.Turn(0);
+  EXPECT_EQ(said, (std::vector<std::string>{"settled", "before", "settled"}));
+  loop.Turn(0);
+  loop.SetSettle(nullptr);
+  loop.Turn(0);
+  EXPECT_EQ(said, (std::vector<std::string>{"settled", "before", "settled", "settled", "after"}));
+}
+
 TEST_F(EventLoopTest, AYieldSeesWhatTheKernelHasByThen) {
   int pipes[2];
   ASSERT_EQ(pipe(pipes), 0);
