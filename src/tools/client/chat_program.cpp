@@ -156,8 +156,8 @@ class ChatProgram : public ChatSink {
 int ChatProgram::Run() {
   names_.Load();
   if (screen_.IsTerminal() && !options_.codePageIsGiven) {
-    Show("* speaking code page " + std::to_string(options_.codePage) +
-         "; --app-path or --code-page name the server's");
+    Show("* code page " + std::to_string(options_.codePage) +
+         "; --code-page or --app-path names another");
   }
   nowMs_ = NowMs();
   done_ = !Connect() && !screen_.IsTerminal();

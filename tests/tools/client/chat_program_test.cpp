@@ -316,7 +316,7 @@ class ChatTerminalTest : public ChatProgramTest {
 TEST_F(ChatTerminalTest, CodePageThatNobodyNamedIsTold) {
   options_.codePageIsGiven = false;
   StartOnTerminal();
-  EXPECT_TRUE(Shows("* speaking code page 936; --app-path or --code-page name the server's"));
+  EXPECT_TRUE(Shows("* code page 936; --code-page or --app-path names another"));
   LogIn();
 }
 
