@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   const std::string path = folder.Write("platform.ini", text);
   const auto parsed = vnq::IniData::Parse(text);
-  const auto twice = vnq::IniData::Parse(text + "\n" + text);
+  const auto twice = vnq::IniData::Parse(text + "\n[behind]\n" + text);
   for (const char* key : {"driver", "bind_address", "DB_TYPE", "c", ""}) {
     for (const char* section : {"database", "network", "DRIVES", ""}) {
       CheckValue(path, parsed, twice, section, key);

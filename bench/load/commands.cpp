@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "bench/load/other_writer.h"
 #include "bench/load/prepare.h"
 #include "bench/load/scenario.h"
 #include "tools/terminal/command_line.h"
@@ -151,10 +152,25 @@ void AddPrepare(CLI::App& app, int& exitCode) {
   command->callback([options, &exitCode] { exitCode = Prepare(*options, std::cout, std::cerr); });
 }
 
+void AddOtherWriter(CLI::App& app, int& exitCode) {
+  auto options = std::make_shared<OtherWriterOptions>();
+  CLI::App* command = app.add_subcommand(
+      "writer", "Write to a server's embedded database as another program, and time the waits");
+  command->add_option("--app-path", options->appPath, "The server's folder")->required();
+  command->add_option("--seconds", options->seconds, "How long")->capture_default_str();
+  command->add_option("--every-ms", options->everyMs, "Pause between two writes")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 60'000));
+  command->add_flag("--eager", options->eager, "Try a locked database again at once");
+  command->callback(
+      [options, &exitCode] { exitCode = RunOtherWriter(*options, std::cout, std::cerr); });
+}
+
 }  // namespace
 
 void AddCommands(CLI::App& app, int& exitCode) {
   AddPrepare(app, exitCode);
+  AddOtherWriter(app, exitCode);
   app.add_subcommand("markdown-head", "Print the head of the table that --markdown gives rows for")
       ->callback([] { std::cout << kMarkdownHead; });
   for (const ScenarioRow& row : kScenarios) AddScenario(app, row, exitCode);

@@ -10,6 +10,8 @@
 namespace vnq::bench {
 namespace {
 
+constexpr int kBusyTimeoutMs = 2000;
+
 SqlValue Text(std::string text) {
   return SqlValue::Text(std::move(text));
 }
@@ -17,8 +19,10 @@ SqlValue Number(int64_t number) {
   return SqlValue::Integer(number);
 }
 
-/// The embedded database that the folder's settings name; null with the reason in `error`.
-std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, std::string& error) {
+}  // namespace
+
+std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, int busyTimeoutMs,
+                                        std::string& error) {
   const auto folder = OpenProgramFolder(appPath, {}, SystemLocaleName(), error);
   if (!folder) return nullptr;
   if (folder->engine != DatabaseEngine::kSqlite) {
@@ -27,9 +31,11 @@ std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, std::string&
   }
   SqliteOptions options;
   options.path = folder->Map(folder->appPath + folder->settings.DataBaseName);
-  options.busyTimeoutMs = folder->platform.busyTimeoutMs;
+  options.busyTimeoutMs = busyTimeoutMs;
   return OpenSqlite(options);
 }
+
+namespace {
 
 class Preparation {
  public:
@@ -114,7 +120,7 @@ int Prepare(const PrepareOptions& options, std::ostream& out, std::ostream& err)
   init.localeName = options.locale;
   if (RunInit(init, out, err) != 0) return 1;
   std::string error;
-  const auto driver = OpenDatabase(options.appPath, error);
+  const auto driver = OpenDatabase(options.appPath, kBusyTimeoutMs, error);
   if (driver == nullptr) {
     err << "vnq_bench: " << error << "\n";
     return 1;

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include "platform/sql/sql_driver.h"
 
 namespace vnq::bench {
 
@@ -15,6 +18,11 @@ struct PrepareOptions {
   std::vector<int64_t> groups = {100, 1000};  ///< numbers of members
   int64_t messageRows = 0;                    ///< old rows that Messeng_Text is to hold
 };
+
+/// The embedded database that the folder's settings name, as another program opens it; null with
+/// the reason in `error`.
+std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, int busyTimeoutMs,
+                                        std::string& error);
 
 /// Makes the folder where it is missing, then what is missing of accounts, groups and rows; what is
 /// there stays. Works beside a running server. Returns the exit code.

@@ -6,8 +6,6 @@
 namespace vnq {
 namespace {
 
-using Rows = std::vector<std::string>;
-
 constexpr uint16_t kAccountPort = 6007;
 constexpr const char* kZoe =
     ".+account_application|000002|12|zoe|Zoe Long| pw zoe |Pilot|555|Leo|#";
@@ -37,7 +35,7 @@ class AccountApplication : public ServerTest {
     return client.Receive();
   }
   std::string Value(const std::string& select) { return server.Value(select); }
-  Rows Log() { return server.Rows("select * from ServerLog"); }
+  Lines Log() { return server.Rows("select * from ServerLog"); }
 };
 
 // --- What an accepted application leaves behind ---
@@ -50,13 +48,13 @@ TEST_F(AccountApplication, CreatesTheAccountWithItsDefaultRows) {
   EXPECT_EQ(SkippedStatements(), skipped);
   EXPECT_EQ(server.Rows("select UppeId,UserIco,UserID,FcName,UserPaws,UserName,age,Tel1,Tel2,"
                         "Constellation,remark,Jod,UserIcoLine,UserState from Users_ID"),
-            Rows{"000002|12|1|Zoe Long|pw zoe|zoe||555||Leo||Pilot|0|0"});
+            Lines{"000002|12|1|Zoe Long|pw zoe|zoe||555||Leo||Pilot|0|0"});
   EXPECT_EQ(server.Rows("select IsVerify,IsManager,address,Users_IDVesr from Users_ID"),
-            Rows{"NULL|NULL|NULL|0"});
-  EXPECT_EQ(server.Rows("select * from Users_Pic"), Rows{"1|0"});
-  EXPECT_EQ(server.Rows("select * from PtpFolder"), Rows{"1|VNQ|0|3|1|zoe"});
-  EXPECT_EQ(server.Rows("select * from Col_Ro"), Rows{"VNQ|1"});
-  EXPECT_EQ(server.Rows("select * from Users_Role"), Rows{"1|7"});
+            Lines{"NULL|NULL|NULL|0"});
+  EXPECT_EQ(server.Rows("select * from Users_Pic"), Lines{"1|0"});
+  EXPECT_EQ(server.Rows("select * from PtpFolder"), Lines{"1|VNQ|0|3|1|zoe"});
+  EXPECT_EQ(server.Rows("select * from Col_Ro"), Lines{"VNQ|1"});
+  EXPECT_EQ(server.Rows("select * from Users_Role"), Lines{"1|7"});
   EXPECT_EQ(Value("select Users_IDVesr from UpDateForm where id=1"), "1");
 }
 
@@ -68,22 +66,22 @@ TEST_F(AccountApplication, RowsThatAreThereAlreadyAreNotDoubled) {
       "insert into Role(ID,DefaultRole) values(7,1);"
       "insert into Users_Role values('1',5)");
   Apply(kZoe);
-  EXPECT_EQ(server.Rows("select * from Users_Pic"), Rows{"1|9"});
-  EXPECT_EQ(server.Rows("select * from PtpFolder"), Rows{"1|VNQ|0|3|x|x"});
-  EXPECT_EQ(server.Rows("select * from Col_Ro"), Rows{"VNQ|1"});
-  EXPECT_EQ(server.Rows("select * from Users_Role"), Rows{"1|5"});
+  EXPECT_EQ(server.Rows("select * from Users_Pic"), Lines{"1|9"});
+  EXPECT_EQ(server.Rows("select * from PtpFolder"), Lines{"1|VNQ|0|3|x|x"});
+  EXPECT_EQ(server.Rows("select * from Col_Ro"), Lines{"VNQ|1"});
+  EXPECT_EQ(server.Rows("select * from Users_Role"), Lines{"1|5"});
 }
 
 TEST_F(AccountApplication, WithoutADefaultRoleThereIsNone) {
   server.Run("insert into Role(ID,DefaultRole) values(4,0)");
   Apply(kZoe);
-  EXPECT_EQ(server.Rows("select * from Users_Role"), Rows{});
+  EXPECT_EQ(server.Rows("select * from Users_Role"), Lines{});
 }
 
 TEST_F(AccountApplication, FailingStepIsSkippedAndTheApplicantIsTold) {
   server.Run("drop table Users_Pic");
   EXPECT_EQ(Apply(kZoe), ".+application_success|1|#");
-  EXPECT_EQ(server.Rows("select * from Col_Ro"), Rows{"VNQ|1"});
+  EXPECT_EQ(server.Rows("select * from Col_Ro"), Lines{"VNQ|1"});
 }
 
 // --- The new UserID ---
@@ -127,7 +125,7 @@ TEST_F(AccountApplication, HighestNumberThereIsLeavesTheAccountWithoutOne) {
 TEST_F(AccountApplication, TakenNameIsToldWithItsOwner) {
   server.AddUser("5", {"UserName=zoe", "FcName=Zoe Short"});
   EXPECT_EQ(Apply(kZoe), ".+account_occupancy|Zoe Short|#");
-  EXPECT_EQ(Log(), Rows{"zoe" + server.Lang("im113") + "|zoe|127.0.0.1|24"});
+  EXPECT_EQ(Log(), Lines{"zoe" + server.Lang("im113") + "|zoe|127.0.0.1|24"});
   EXPECT_EQ(Value("select count(*) from Users_ID"), "1");
 }
 
@@ -202,7 +200,7 @@ TEST_F(UserApply, TwoRefusesWithoutALogRow) {
   EXPECT_EQ(Apply(kZoe), ".+not_allowed_to_apply|#");
   EXPECT_EQ(Value("select count(*) from Users_ID"), "1");
   EXPECT_EQ(Value("select Users_IDVesr from UpDateForm"), "0");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
   EXPECT_FALSE(managersPort.Accept());
 }
 
@@ -237,7 +235,7 @@ TEST_F(UserApply, OtherValuesAcceptInSilenceAndTellTheManagers) {
     managersPort.Greet();
     EXPECT_EQ(managersPort.Receive(), ".+interface_information|zoe|name5,|" + server.Lang("im304") +
                                           "|\"Zoe Long(zoe)\"" + server.Lang("im305") + "||3|#");
-    EXPECT_EQ(Log(), Rows{}) << value;
+    EXPECT_EQ(Log(), Lines{}) << value;
   }
 }
 
@@ -325,7 +323,7 @@ TEST_F(AccountApplication, ApplicantWhoLeavesGetsTheAccountAllTheSame) {
 
 TEST_F(AccountApplication, NameInTheCodePageArrivesWhole) {
   Apply(".+account_application|000002|1|张敏|张敏|pw|工程师|t|c|#");
-  EXPECT_EQ(server.Rows("select UserName,Jod from Users_ID"), Rows{"张敏|工程师"});
+  EXPECT_EQ(server.Rows("select UserName,Jod from Users_ID"), Lines{"张敏|工程师"});
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 constexpr uint16_t kControlPort = 6003;
 constexpr uint16_t kEndpointPort = 6008;
 const std::string kGreeting = ".+successful_connection|#";
@@ -206,7 +204,7 @@ TEST_F(ControlChannel, ABroadcastReachesEveryClientAndIsKept) {
   peer.SendBytes(".+broadcast|title|it's late|font|#");
   EXPECT_EQ(one.Receive(), ".+broadcast|title|it's late|font|#");
   EXPECT_EQ(nobody.Receive(), ".+broadcast|title|it's late|font|#");
-  EXPECT_EQ(server.Rows("select To_Txt,FontInfo from ToInfo"), Texts{"it's late|font"});
+  EXPECT_EQ(server.Rows("select To_Txt,FontInfo from ToInfo"), Lines{"it's late|font"});
   EXPECT_EQ(peer.ReceiveBytes(), "");
 }
 
@@ -215,7 +213,7 @@ TEST_F(ControlChannel, AShortBroadcastIsNotSentAndItsFieldsAreKept) {
   TestClient peer = Peer("console");
   peer.SendBytes(".+broadcast|title|text");
   EXPECT_EQ(one.Receive(), "");
-  EXPECT_EQ(server.Rows("select To_Txt,FontInfo from ToInfo"), Texts{"text|NULL"});
+  EXPECT_EQ(server.Rows("select To_Txt,FontInfo from ToInfo"), Lines{"text|NULL"});
 }
 
 TEST_F(ControlChannel, RecordsToClientsAreInTheCodePage) {

@@ -4,8 +4,6 @@
 namespace vnq {
 namespace {
 
-using Rows = std::vector<std::string>;
-
 constexpr uint16_t kControlPort = 6003;
 constexpr uint16_t kEndpointPort = 6008;
 
@@ -16,7 +14,7 @@ class EndpointRegistration : public ServerTest {
     EXPECT_EQ(client.ReceiveBytes(), ".+successful_connection|#");
     return client;
   }
-  Rows Computers() {
+  Lines Computers() {
     return server.Rows(
         "select WindowsInfo,UserName,Upan,LocalIP,UserIcoLine from Users_WinInfo order by rowid");
   }
@@ -29,7 +27,7 @@ class EndpointRegistration : public ServerTest {
 TEST_F(EndpointRegistration, ANewComputerGetsARow) {
   TestClient endpoint = Connect(kEndpointPort);
   endpoint.SendBytes(".+landing|pc1|ann|1|#");
-  EXPECT_EQ(Computers(), Rows{"pc1|ann|1|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"pc1|ann|1|127.0.0.1|1"});
   EXPECT_EQ(slots().Tag(1), "pc1");
   EXPECT_EQ(endpoint.ReceiveBytes(), "");
 }
@@ -38,13 +36,13 @@ TEST_F(EndpointRegistration, AKnownComputersRowIsUpdated) {
   server.Run("insert into Users_WinInfo(WindowsInfo,UserName,UserIcoLine) values('pc1','x',0)");
   TestClient endpoint = Connect(kEndpointPort);
   endpoint.SendBytes(".+landing|pc1|ann|0|#");
-  EXPECT_EQ(Computers(), Rows{"pc1|ann|0|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"pc1|ann|0|127.0.0.1|1"});
 }
 
 TEST_F(EndpointRegistration, AnEmptyNameBecomesTheAddress) {
   TestClient endpoint = Connect(kEndpointPort);
   endpoint.SendBytes(".+landing||user|u|#");
-  EXPECT_EQ(Computers(), Rows{"127.0.0.1|user|u|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"127.0.0.1|user|u|127.0.0.1|1"});
   EXPECT_EQ(slots().Tag(1), "127.0.0.1");
 }
 
@@ -70,7 +68,7 @@ TEST_F(EndpointRegistration, ASecondLandingOfANameClosesTheFirstConnection) {
   EXPECT_FALSE(second.IsClosed());
   EXPECT_EQ(slots().Tag(1), "");
   EXPECT_EQ(slots().Tag(2), "pc1");
-  EXPECT_EQ(Computers(), Rows{"pc1|ben|u|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"pc1|ben|u|127.0.0.1|1"});
 }
 
 TEST_F(EndpointRegistration, AComputerThatLandsTwiceClosesItself) {
@@ -79,14 +77,14 @@ TEST_F(EndpointRegistration, AComputerThatLandsTwiceClosesItself) {
   endpoint.SendBytes(".+landing|pc1|ann|u|#");
   EXPECT_TRUE(endpoint.IsClosed());
   EXPECT_EQ(slots().Tag(1), "pc1");
-  EXPECT_EQ(Computers(), Rows{"pc1|ann|u|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"pc1|ann|u|127.0.0.1|1"});
 }
 
 TEST_F(EndpointRegistration, MissingFieldsAreLeftOutOfTheRow) {
   server.Run("insert into Users_WinInfo(WindowsInfo,UserName,Upan) values('pc1','x','y')");
   TestClient endpoint = Connect(kEndpointPort);
   endpoint.SendBytes(".+landing|pc1");
-  EXPECT_EQ(Computers(), Rows{"pc1|x|y|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"pc1|x|y|127.0.0.1|1"});
   endpoint.SendBytes(".+landing");
   EXPECT_EQ(slots().Tag(1), "pc1");
 }
@@ -103,14 +101,14 @@ TEST_F(EndpointRegistration, ALostComputerIsShownAsGoneByTheNextSweep) {
   endpoint.SendBytes(".+landing|pc1|ann|u|#");
   endpoint.Close();
   server.AdvanceMs(20'000);
-  EXPECT_EQ(Computers(), Rows{"pc1|ann|u|127.0.0.1|0"});
+  EXPECT_EQ(Computers(), Lines{"pc1|ann|u|127.0.0.1|0"});
   EXPECT_EQ(slots().Tag(1), "");
 }
 
 TEST_F(EndpointRegistration, AReadWithTwoRecordsIsOneRecord) {
   TestClient endpoint = Connect(kEndpointPort);
   endpoint.SendBytes(".+landing|pc1|ann.+landing|pc2|ben|#");
-  EXPECT_EQ(Computers(), Rows{"pc1|ann.+landing|pc2|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"pc1|ann.+landing|pc2|127.0.0.1|1"});
 }
 
 TEST_F(EndpointRegistration, NothingIsCarriedOverAndLetterCaseCounts) {
@@ -126,7 +124,7 @@ TEST_F(EndpointRegistration, NothingIsCarriedOverAndLetterCaseCounts) {
 TEST_F(EndpointRegistration, NamesAreInTheCodePage) {
   TestClient endpoint = Connect(kEndpointPort);
   endpoint.SendBytes(server.page().ToBytes(".+landing|电脑|张|u|#"));
-  EXPECT_EQ(Computers(), Rows{"电脑|张|u|127.0.0.1|1"});
+  EXPECT_EQ(Computers(), Lines{"电脑|张|u|127.0.0.1|1"});
 }
 
 // --- Information ---
@@ -191,7 +189,7 @@ TEST_F(EndpointRegistration, AnyOtherKindLogsAnEmptyText) {
   for (const char* kind : {"0", "3", "x", "", "99999"}) {
     endpoint.SendBytes(std::string(".+insert_U_disk|pc1|ann|") + kind + "|true|#");
   }
-  EXPECT_EQ(server.Rows("select Txt,UserID,Ico from ServerLog where Ico=14"), Rows(5, "|ann|14"));
+  EXPECT_EQ(server.Rows("select Txt,UserID,Ico from ServerLog where Ico=14"), Lines(5, "|ann|14"));
 }
 
 TEST_F(EndpointRegistration, ADiskRecordWithoutAUserIsNotLogged) {

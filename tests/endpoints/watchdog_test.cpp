@@ -232,41 +232,45 @@ TEST_F(WatchdogWithoutHost, AHostThatCannotBeReachedLeadsToTheServiceManager) {
   EXPECT_EQ(server.commands().calls, kFallback);
 }
 
-// Real commands, with the ten seconds between them cut short.
-class ImpatientRunner : public ShellCommandRunner {
- public:
-  using ShellCommandRunner::ShellCommandRunner;
-
-  void BlockFor(int64_t ms) override {
-    blockedForMs = ms;
-    runningMeanwhile = Running();
-    ShellCommandRunner::BlockFor(50);
-  }
-
-  int64_t blockedForMs = 0;
-  size_t runningMeanwhile = 0;
-};
-
 std::string ReadAll(const std::string& path) {
   std::stringstream all;
   all << std::ifstream(path).rdbuf();
   return all.str();
 }
 
+// Real commands, with the ten seconds between them cut short.
+class ImpatientRunner : public ShellCommandRunner {
+ public:
+  ImpatientRunner(EventLoop& loop, std::string logPath)
+      : ShellCommandRunner(loop), log_(std::move(logPath)) {}
+
+  void BlockFor(int64_t ms) override {
+    blockedForMs = ms;
+    logMeanwhile = ReadAll(log_);
+    ShellCommandRunner::BlockFor(50);
+  }
+
+  int64_t blockedForMs = 0;
+  std::string logMeanwhile;
+
+ private:
+  std::string log_;
+};
+
 TEST(ServiceManagerFallback, StartsBothCommandsWithoutWaitingAndServesNothingBetweenThem) {
   const SystemClock clock;
   EventLoop loop(clock);
-  ImpatientRunner runner(loop);
   const AnsiCodePage page(CodePage::Open(936));
   HttpClient http(loop);
   char name[] = "/tmp/vnq_calls_XXXXXX";
   close(mkstemp(name));
   const std::string log = name;
-  // Each writes down that it was called, and does not end before the other is through.
+  ImpatientRunner runner(loop, log);
+  // Each writes down that it was called, and ends only long after the other was.
   OutgoingSettings settings;
   settings.DataBaseIp = LoopbackAddress(2);  // nobody there
-  settings.stopCommand = "echo stop %s >> " + log + "; sleep 1";
-  settings.startCommand = "echo start %s >> " + log + "; sleep 1";
+  settings.stopCommand = "echo stop %s >> " + log + "; sleep 1; echo stopped >> " + log;
+  settings.startCommand = "echo start %s >> " + log + "; sleep 2; echo started >> " + log;
   OutgoingCalls outgoing(http, runner, page, settings);
 
   bool restarted = false;
@@ -281,11 +285,11 @@ TEST(ServiceManagerFallback, StartsBothCommandsWithoutWaitingAndServesNothingBet
   });
   ASSERT_TRUE(RunUntil(loop, [&] { return restarted; }));
   EXPECT_EQ(runner.blockedForMs, 10'000);
-  EXPECT_EQ(runner.runningMeanwhile, 1u) << "the stop command was waited for";
-  EXPECT_EQ(runner.Running(), 2u) << "the start command was waited for";
+  EXPECT_EQ(runner.logMeanwhile.find("stopped"), std::string::npos) << "waited for the stop";
+  EXPECT_EQ(ReadAll(log).find("started"), std::string::npos) << "waited for the start";
   EXPECT_FALSE(servedBetween);
-  ASSERT_TRUE(RunUntil(loop, [&] { return runner.Running() == 0; }));
-  EXPECT_EQ(ReadAll(log), "stop VNQ_Site_Service\nstart VNQ_Site_Service\n");
+  ASSERT_TRUE(RunUntil(loop, [&] { return ReadAll(log).find("started") != std::string::npos; }));
+  EXPECT_EQ(ReadAll(log), "stop VNQ_Site_Service\nstart VNQ_Site_Service\nstopped\nstarted\n");
   unlink(name);
 }
 

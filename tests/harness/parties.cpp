@@ -62,22 +62,22 @@ void PartiesTest::AddGroup(const std::string& typeId, const std::vector<std::str
   }
 }
 
-Rows PartiesTest::Parked() {
+Lines PartiesTest::Parked() {
   EXPECT_EQ(server.Rows("select distinct TO_IP,To_Date from MessengVerify_Type"),
-            CountOf("MessengVerify_Type") == 0 ? Rows{}
-                                               : Rows{"127.0.0.1|" + server.Now().DateAndTime()});
+            CountOf("MessengVerify_Type") == 0 ? Lines{}
+                                               : Lines{"127.0.0.1|" + server.Now().DateAndTime()});
   return server.Rows(
       "select UserID1,ClotID,UserID2,UserText,To_Type1,To_Type2,To_Type3,To_Type4 "
       "from MessengVerify_Type order by rowid");
 }
 
-Rows PartiesTest::ParkedFor(const std::vector<std::string>& tags, const std::string& fields) {
-  Rows rows;
+Lines PartiesTest::ParkedFor(const std::vector<std::string>& tags, const std::string& fields) {
+  Lines rows;
   for (const std::string& tag : tags) rows.push_back(tag + "|" + fields);
   return rows;
 }
 
-Rows PartiesTest::Members(const std::string& typeId) {
+Lines PartiesTest::Members(const std::string& typeId) {
   return server.Rows(
       "select UserID,IsAdmin,remark,last_ack_typeid1,last_ack_typeid2,last_ack_typeid3,"
       "last_ack_typeid4 from Clot_Form where UpperID='" +
@@ -87,7 +87,7 @@ Rows PartiesTest::Members(const std::string& typeId) {
 std::string PartiesTest::GlobalCounters() {
   EXPECT_EQ(server.Rows("select id,Users_RoVesr,Users_IDVesr,NewGo_Vesr,NewRo_Vesr,LeaveFile_Vesr,"
                         "ClotFile_Vesr from UpDateForm"),
-            Rows{"1|0|0|0|0|0|0"});
+            Lines{"1|0|0|0|0|0|0"});
   return server.Value("select Clot_RoVesr,Clot_FormVesr from UpDateForm");
 }
 
@@ -96,7 +96,7 @@ std::string PartiesTest::GroupCounters(const std::string& typeId) {
                       "'");
 }
 
-Rows PartiesTest::FriendCounters() {
+Lines PartiesTest::FriendCounters() {
   return server.Rows(
       "select UserID,Fav_FormVesr from Users_ID where Fav_FormVesr<>0 order by UserID");
 }

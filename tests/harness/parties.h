@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/harness/lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -12,7 +13,6 @@ namespace vnq {
 /// What came for each session since the last look, by tag; sessions that heard nothing are not in
 /// it.
 using Heard = std::map<std::string, std::string>;
-using Rows = std::vector<std::string>;
 
 class PartiesTest : public ServerTest {
  protected:
@@ -41,20 +41,20 @@ class PartiesTest : public ServerTest {
 
   /// MessengVerify_Type in order:
   /// UserID1|ClotID|UserID2|UserText|To_Type1|To_Type2|To_Type3|To_Type4.
-  Rows Parked();
+  Lines Parked();
   /// Rows as Parked() gives them: one record for several tags.
-  static Rows ParkedFor(const std::vector<std::string>& tags, const std::string& fields);
+  static Lines ParkedFor(const std::vector<std::string>& tags, const std::string& fields);
 
   /// Clot_Form of a group: UserID|IsAdmin|remark|last_ack_typeid1|2|3|4.
-  Rows Members(const std::string& typeId);
+  Lines Members(const std::string& typeId);
   /// UpDateForm.Clot_RoVesr|Clot_FormVesr; every other counter there is checked to be 0.
   std::string GlobalCounters();
   /// A group's Users_IDVesr|Users_FormVesr.
   std::string GroupCounters(const std::string& typeId);
   /// Users_ID.Fav_FormVesr of each user that is not at 0: UserID|counter.
-  Rows FriendCounters();
+  Lines FriendCounters();
   /// ServerLog: Txt|UserID|Ip|Ico.
-  Rows Log() { return server.Rows("select Txt,UserID,Ip,Ico from ServerLog order by rowid"); }
+  Lines Log() { return server.Rows("select Txt,UserID,Ip,Ico from ServerLog order by rowid"); }
 
   int64_t CountOf(const std::string& table);
 

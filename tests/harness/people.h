@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "host/values/skipped.h"
+#include "tests/harness/lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
-
-using Lines = std::vector<std::string>;
 
 /// Users "1" to "4", "name1" to "name4"; nobody is connected and nobody has a phone registered.
 class People : public ServerTest {

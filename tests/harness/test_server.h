@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "server/index_form.h"
+#include "tests/harness/lines.h"
 #include "tests/harness/recording_command_runner.h"
 #include "tests/harness/stepped_clock.h"
 #include "tests/harness/test_database.h"
@@ -20,9 +21,6 @@
 namespace vnq {
 
 class TestServer;
-
-/// Rows, records, lines: what a test compares as a whole.
-using Lines = std::vector<std::string>;
 
 /// One connection to the server, kept by the test. Not connected to anything when the server did
 /// not accept.

@@ -46,8 +46,8 @@ TEST_F(LargeGroup, OneMessageIsStoredAndQueuedToEveryMemberInOnePass) {
 
   EXPECT_EQ(server.Rows("select TypeID,Msg_ID,ClotID,MyID,FcName,UserText,FontInfo,To_Type from "
                         "MessengClot_Text"),
-            Rows{"1|M1|Clot000001|1|Name 1|hello|font|0"});
-  Rows acknowledgements;
+            Lines{"1|M1|Clot000001|1|Name 1|hello|font|0"});
+  Lines acknowledgements;
   for (int i = 2; i <= kMembers; ++i)
     acknowledgements.push_back(fmt::format("M1|{}|1|{}|0|0", kGroup, i));
   EXPECT_EQ(server.Rows("select Msg_ID,ClotID,MyID,YouID,IsReceipt1,IsReceipt2 from Msg_Acks "
@@ -88,12 +88,12 @@ class GroupMarks : public PartiesTest {
 TEST_F(GroupMarks, TheSendingDeviceRaisesItsMarkAndTheOtherDeviceOnlyGetsACopy) {
   Connect({"1", "1m"});
   From("1", Message("1", "A"));
-  EXPECT_EQ(Members(kGroup), (Rows{"1|1|Ann|41|0|0|0", "2|0|Ben|0|0|0|0"}));
+  EXPECT_EQ(Members(kGroup), (Lines{"1|1|Ann|41|0|0|0", "2|0|Ben|0|0|0|0"}));
   const Heard copy = HearAfterTick();
   EXPECT_EQ(copy.at("1"), ".+reply|2|Clot000001|A|#");
   EXPECT_TRUE(copy.at("1m").ends_with("|hi|font|A|0|0|#"));
   From("1m", Message("1", "B"));
-  EXPECT_EQ(Members(kGroup), (Rows{"1|1|Ann|41|42|0|0", "2|0|Ben|0|0|0|0"}));
+  EXPECT_EQ(Members(kGroup), (Lines{"1|1|Ann|41|42|0|0", "2|0|Ben|0|0|0|0"}));
 }
 
 TEST_F(GroupMarks, NumbersBeyond32767AreWrittenAsZero) {
@@ -102,7 +102,7 @@ TEST_F(GroupMarks, NumbersBeyond32767AreWrittenAsZero) {
   From("1", Message("1", "A"));
   From("1m", Message("1", "B"));
   EXPECT_EQ(server.Rows("select TypeID from MessengClot_Text where ClotID='Clot000001'"),
-            (Rows{"40", "32767", "32768"}));
+            (Lines{"40", "32767", "32768"}));
   EXPECT_EQ(Members(kGroup).front(), "1|1|Ann|32767|0|0|0");
   From("1", Message("1", "C"));
   EXPECT_EQ(Members(kGroup).front(), "1|1|Ann|0|0|0|0");
@@ -113,8 +113,8 @@ TEST_F(GroupMarks, AResentMessageRaisesTheMarkToTheNewestOfTheGroup) {
   From("1", Message("1", "A"));
   From("2", Message("2", "B"));
   From("1", Message("1", "A"));
-  EXPECT_EQ(Members(kGroup), (Rows{"1|1|Ann|42|0|0|0", "2|0|Ben|42|0|0|0"}));
-  EXPECT_EQ(server.Rows("select Msg_ID,YouID from Msg_Acks order by rowid"), (Rows{"A|2", "B|1"}));
+  EXPECT_EQ(Members(kGroup), (Lines{"1|1|Ann|42|0|0|0", "2|0|Ben|42|0|0|0"}));
+  EXPECT_EQ(server.Rows("select Msg_ID,YouID from Msg_Acks order by rowid"), (Lines{"A|2", "B|1"}));
 }
 
 TEST_F(GroupMarks, BothRowsOfADoubleMemberAreMarked) {
@@ -122,13 +122,13 @@ TEST_F(GroupMarks, BothRowsOfADoubleMemberAreMarked) {
   server.Run("insert into Clot_Form(UpperID,UserID) values('Clot000001','1')");
   From("1", Message("1", "A"));
   EXPECT_EQ(server.Rows("select last_ack_typeid1 from Clot_Form order by UserID"),
-            (Rows{"41", "41", "0"}));
+            (Lines{"41", "41", "0"}));
 }
 
 TEST_F(GroupMarks, AStrangersMessageReachesTheMembersAndMarksNobody) {
   Connect({"2", "5", "5m"});
   From("5", Message("5", "A"));
-  EXPECT_EQ(Members(kGroup), (Rows{"1|1|Ann|0|0|0|0", "2|0|Ben|0|0|0|0"}));
+  EXPECT_EQ(Members(kGroup), (Lines{"1|1|Ann|0|0|0|0", "2|0|Ben|0|0|0|0"}));
   EXPECT_EQ(CountOf("Msg_Acks"), 2);
   const Heard heard = HearAfterTick();
   EXPECT_EQ(heard.size(), 2u);
@@ -149,7 +149,7 @@ TEST_F(GroupMarks, AGroupOfTheSenderAloneHasNoAcknowledgements) {
   Connect({"1"});
   From("1", Message("1", "A", "Clot000002"));
   EXPECT_EQ(CountOf("Msg_Acks"), 0);
-  EXPECT_EQ(Members("Clot000002"), Rows{"1|1|Ann|41|0|0|0"});
+  EXPECT_EQ(Members("Clot000002"), Lines{"1|1|Ann|41|0|0|0"});
 }
 
 TEST_F(GroupMarks, ANewMemberWhoJoinsBehindAMessageHasAllFourMarks) {
@@ -157,8 +157,8 @@ TEST_F(GroupMarks, ANewMemberWhoJoinsBehindAMessageHasAllFourMarks) {
   From("1", Message("1", "A"));
   From("1", ".+messengverify|Clot000001|5||2|1|2|1|#");
   From("1", ".+add_group_members|1|Clot000001|6:0:Fay-|#");
-  EXPECT_EQ(Members(kGroup), (Rows{"1|1|Ann|41|0|0|0", "2|0|Ben|0|0|0|0", "5|0|Name 5|41|41|41|41",
-                                   "6|0|Fay|41|41|41|41"}));
+  EXPECT_EQ(Members(kGroup), (Lines{"1|1|Ann|41|0|0|0", "2|0|Ben|0|0|0|0", "5|0|Name 5|41|41|41|41",
+                                    "6|0|Fay|41|41|41|41"}));
 }
 
 }  // namespace

@@ -32,12 +32,12 @@ class Friends : public PartiesTest {
   }
   std::string greeting() { return server.Value("select UserText from Messeng_Text"); }
   // Messeng_Text: MyID|YouID|To_Type|IsAck1|2|3|4.
-  Rows Messages() {
+  Lines Messages() {
     return server.Rows(
         "select MyID,YouID,To_Type,IsAck1,IsAck2,IsAck3,IsAck4 from Messeng_Text order by rowid");
   }
-  Rows Friendships() { return server.Rows("select UserID,MyID from Fav_Form order by rowid"); }
-  Rows Blocks() { return server.Rows("select * from MessengVerify_Blacklist order by rowid"); }
+  Lines Friendships() { return server.Rows("select UserID,MyID from Fav_Form order by rowid"); }
+  Lines Blocks() { return server.Rows("select * from MessengVerify_Blacklist order by rowid"); }
   std::string VerificationLog(const std::string& user, const std::string& party) {
     return user + " To " + party + server.Lang("im264") + "|" + user + "|127.0.0.1|12";
   }
@@ -45,9 +45,9 @@ class Friends : public PartiesTest {
     return sender + " To " + target + server.Lang("im103") + "|" + sender + "|127.0.0.1|5";
   }
   void ExpectNothingWritten() {
-    EXPECT_EQ(Friendships(), Rows{});
-    EXPECT_EQ(FriendCounters(), Rows{});
-    EXPECT_EQ(Messages(), Rows{});
+    EXPECT_EQ(Friendships(), Lines{});
+    EXPECT_EQ(FriendCounters(), Lines{});
+    EXPECT_EQ(Messages(), Lines{});
     EXPECT_EQ(GlobalCounters(), "0|0");
   }
 };
@@ -65,12 +65,12 @@ TEST_F(Friends, RequestToOneWhoWantsNoAskingMakesTheFriendshipAtOnce) {
                                     {"1m", Greeting("2", false) + Greeting("2", true)},
                                     {"2", Greeting("1", true)},
                                     {"2m", Greeting("1", true) + Greeting("1", false)}}));
-  EXPECT_EQ(Friendships(), (Rows{"1|2", "2|1"}));
-  EXPECT_EQ(FriendCounters(), (Rows{"1|1", "2|1"}));
-  EXPECT_EQ(Messages(), (Rows{"1|2|10|0|1|1|1", "2|1|10|0|1|1|1"}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Friendships(), (Lines{"1|2", "2|1"}));
+  EXPECT_EQ(FriendCounters(), (Lines{"1|1", "2|1"}));
+  EXPECT_EQ(Messages(), (Lines{"1|2|10|0|1|1|1", "2|1|10|0|1|1|1"}));
+  EXPECT_EQ(Parked(), Lines{});
   EXPECT_EQ(GlobalCounters(), "0|0");
-  EXPECT_EQ(Log(), (Rows{MessageLog("1", "2"), MessageLog("2", "1"), VerificationLog("1", "2")}));
+  EXPECT_EQ(Log(), (Lines{MessageLog("1", "2"), MessageLog("2", "1"), VerificationLog("1", "2")}));
 }
 
 TEST_F(Friends, RequestFromAMobileToAnAbsentUserIsGrantedAndThatUsersGreetingDropped) {
@@ -78,11 +78,11 @@ TEST_F(Friends, RequestFromAMobileToAnAbsentUserIsGrantedAndThatUsersGreetingDro
   From("1m", Record("2", "1", "hi", "1|1|0"));
   EXPECT_EQ(Hear(), (Heard{{"1m", Record("1", "2", "hi", "1|1|1")}}));
   EXPECT_EQ(HearAfterTick(), Heard{});
-  EXPECT_EQ(Friendships(), (Rows{"1|2", "2|1"}));
-  EXPECT_EQ(FriendCounters(), (Rows{"1|1", "2|1"}));
-  EXPECT_EQ(Messages(), Rows{"1|2|10|1|0|1|1"});
-  EXPECT_EQ(Parked(), Rows{});
-  EXPECT_EQ(Log(), (Rows{MessageLog("1", "2"), VerificationLog("1", "2")}));
+  EXPECT_EQ(Friendships(), (Lines{"1|2", "2|1"}));
+  EXPECT_EQ(FriendCounters(), (Lines{"1|1", "2|1"}));
+  EXPECT_EQ(Messages(), Lines{"1|2|10|1|0|1|1"});
+  EXPECT_EQ(Parked(), Lines{});
+  EXPECT_EQ(Log(), (Lines{MessageLog("1", "2"), VerificationLog("1", "2")}));
 }
 
 // Only an exact desktop tag makes the greeting of the user asked.
@@ -97,8 +97,8 @@ TEST_F(Friends, RequestForAFriendshipThatExistsAddsNoRowButRaisesBothCountersAnd
   BothOnTwoDevices();
   From("1", Record("2", "1", "", "1|1|0"));
   From("1", Record("2", "1", "", "1|1|0"));
-  EXPECT_EQ(Friendships(), (Rows{"1|2", "2|1"}));
-  EXPECT_EQ(FriendCounters(), (Rows{"1|2", "2|2"}));
+  EXPECT_EQ(Friendships(), (Lines{"1|2", "2|1"}));
+  EXPECT_EQ(FriendCounters(), (Lines{"1|2", "2|2"}));
   EXPECT_EQ(Messages().size(), 4u);
   EXPECT_EQ(server.Value("select count(distinct Msg_ID) from Messeng_Text"), "4");
 }
@@ -107,7 +107,7 @@ TEST_F(Friends, HalfAFriendshipIsMended) {
   BothOnTwoDevices();
   server.Run("insert into Fav_Form values('2','1')");
   From("1", Record("2", "1", "", "1|1|0"));
-  EXPECT_EQ(Friendships(), (Rows{"2|1", "1|2"}));
+  EXPECT_EQ(Friendships(), (Lines{"2|1", "1|2"}));
 }
 
 TEST_F(Friends, BlockIsNotLookedAtWhenNoConsentIsNeeded) {
@@ -121,16 +121,16 @@ TEST_F(Friends, RequestToAnUnknownUserEndsInSilence) {
   Connect({"1", "1m"});
   From("1", Record("2", "1", "", "1|1|0"));
   EXPECT_EQ(Hear(), Heard{});
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNothingWritten();
-  EXPECT_EQ(Log(), Rows{VerificationLog("1", "2")});
+  EXPECT_EQ(Log(), Lines{VerificationLog("1", "2")});
 }
 
 TEST_F(Friends, GrantedRequestOfAnUnknownAskerRunsOnWithoutThatCounter) {
   BothOnTwoDevices();
   From("1", Record("2", "77", "", "1|1|0"));
-  EXPECT_EQ(Friendships(), (Rows{"77|2", "2|77"}));
-  EXPECT_EQ(FriendCounters(), Rows{"2|1"});
+  EXPECT_EQ(Friendships(), (Lines{"77|2", "2|77"}));
+  EXPECT_EQ(FriendCounters(), Lines{"2|1"});
 }
 
 // --- A request that needs consent ---
@@ -141,9 +141,9 @@ TEST_F(Friends, RequestThatNeedsConsentIsPutToBothDevices) {
   const std::string record = Record("2", "1", "please", "1|1|x");
   From("1", record);
   EXPECT_EQ(Hear(), (Heard{{"2", record}, {"2m", record}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNothingWritten();
-  EXPECT_EQ(Log(), Rows{VerificationLog("1", "2")});
+  EXPECT_EQ(Log(), Lines{VerificationLog("1", "2")});
 }
 
 TEST_F(Friends, RequestThatNeedsConsentIsParkedForBothDevicesOfAnAbsentUser) {
@@ -162,7 +162,7 @@ TEST_F(Friends, BlockedAskerIsRefusedByTheServerAndTheUserAskedNeverHears) {
   From("1", Record("2", "1", "please", "1|1|0"));
   const std::string refused = ".+messengverify|1|2||1|1|2|3|#";
   EXPECT_EQ(Hear(), (Heard{{"1", refused}, {"1m", refused}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNothingWritten();
 }
 
@@ -172,7 +172,7 @@ TEST_F(Friends, RefusalOfABlockedAskerIsNotParkedForTheOtherDevice) {
   server.Run("insert into MessengVerify_Blacklist(MyID,YouID,To_Type) values('2','1',1)");
   From("1m", Record("2", "1", "please", "1|1|0"));
   EXPECT_EQ(Hear(), (Heard{{"1m", ".+messengverify|1|2||1|1|2|3|#"}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNothingWritten();
 }
 
@@ -191,7 +191,7 @@ TEST_F(Friends, RequestToOneWhoTakesNoneChangesNothingAndSendsNothing) {
     if (CountOf("ServerLog") == 0) BothOnTwoDevices();
     From("1", Record("2", "1", "", "1|1|0"));
     EXPECT_EQ(Hear(), Heard{}) << isVerify;
-    EXPECT_EQ(Parked(), Rows{});
+    EXPECT_EQ(Parked(), Lines{});
     ExpectNothingWritten();
   }
 }
@@ -208,12 +208,12 @@ TEST_F(Friends, AcceptanceReachesTheAskerAndTheOtherDeviceOfWhoAnswers) {
                                     {"1m", Greeting("2", true) + Greeting("2", false)},
                                     {"2", Greeting("1", true)},
                                     {"2m", Greeting("1", false) + Greeting("1", true)}}));
-  EXPECT_EQ(Friendships(), (Rows{"1|2", "2|1"}));
-  EXPECT_EQ(FriendCounters(), (Rows{"1|1", "2|1"}));
-  EXPECT_EQ(Messages(), (Rows{"2|1|10|0|1|1|1", "1|2|10|0|1|1|1"}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Friendships(), (Lines{"1|2", "2|1"}));
+  EXPECT_EQ(FriendCounters(), (Lines{"1|1", "2|1"}));
+  EXPECT_EQ(Messages(), (Lines{"2|1|10|0|1|1|1", "1|2|10|0|1|1|1"}));
+  EXPECT_EQ(Parked(), Lines{});
   EXPECT_EQ(GlobalCounters(), "0|0");
-  EXPECT_EQ(Log(), (Rows{MessageLog("2", "1"), MessageLog("1", "2"), VerificationLog("2", "1")}));
+  EXPECT_EQ(Log(), (Lines{MessageLog("2", "1"), MessageLog("1", "2"), VerificationLog("2", "1")}));
 }
 
 TEST_F(Friends, AcceptanceForAnAbsentAskerIsNotParked) {
@@ -221,17 +221,17 @@ TEST_F(Friends, AcceptanceForAnAbsentAskerIsNotParked) {
   From("2", Record("1", "2", "yes", "1|2|1"));
   EXPECT_EQ(Hear(), Heard{});
   EXPECT_EQ(HearAfterTick(), Heard{});
-  EXPECT_EQ(Friendships(), (Rows{"1|2", "2|1"}));
-  EXPECT_EQ(FriendCounters(), (Rows{"1|1", "2|1"}));
-  EXPECT_EQ(Messages(), Rows{"2|1|10|0|1|1|1"});
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Friendships(), (Lines{"1|2", "2|1"}));
+  EXPECT_EQ(FriendCounters(), (Lines{"1|1", "2|1"}));
+  EXPECT_EQ(Messages(), Lines{"2|1|10|0|1|1|1"});
+  EXPECT_EQ(Parked(), Lines{});
 }
 
 TEST_F(Friends, AnAnswerToARequestThatNeverWasIsCarriedOut) {
   AskedWants("2");
   BothOnTwoDevices();
   From("2", Record("1", "2", "", "1|2|1"));
-  EXPECT_EQ(Friendships(), (Rows{"1|2", "2|1"}));
+  EXPECT_EQ(Friendships(), (Lines{"1|2", "2|1"}));
 }
 
 TEST_F(Friends, RefusalReachesTheAskerAndSwapsTheUsersForTheOtherDeviceAndTheLog) {
@@ -240,17 +240,17 @@ TEST_F(Friends, RefusalReachesTheAskerAndSwapsTheUsersForTheOtherDeviceAndTheLog
   From("2", refused);
   EXPECT_EQ(Hear(),
             (Heard{{"1", refused}, {"1m", refused}, {"2m", Record("2", "1", "no", "1|1|2")}}));
-  EXPECT_EQ(Parked(), Rows{});
-  EXPECT_EQ(Blocks(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
+  EXPECT_EQ(Blocks(), Lines{});
   ExpectNothingWritten();
-  EXPECT_EQ(Log(), Rows{VerificationLog("1", "2")});
+  EXPECT_EQ(Log(), Lines{VerificationLog("1", "2")});
 }
 
 TEST_F(Friends, RefusalIsParkedForAnAbsentAskerAndSwappedForTheOtherDevice) {
   Only("2");
   From("2", Record("1", "2", "no", "1|2|2"));
   EXPECT_EQ(Hear(), Heard{});
-  EXPECT_EQ(Parked(), (Rows{"1|1|2|no|1|1|2|2", "1m|1|2|no|1|1|2|2", "2m|2|1|no|1|1|1|2"}));
+  EXPECT_EQ(Parked(), (Lines{"1|1|2|no|1|1|2|2", "1m|1|2|no|1|1|2|2", "2m|2|1|no|1|1|1|2"}));
   ExpectNothingWritten();
 }
 
@@ -260,19 +260,19 @@ TEST_F(Friends, BlockingRefusalReachesTheSameSessionsAndBlocks) {
   From("2m", refused);
   EXPECT_EQ(Hear(),
             (Heard{{"1", refused}, {"1m", refused}, {"2", Record("2", "1", "no", "1|1|3")}}));
-  EXPECT_EQ(Blocks(), Rows{"2|1|127.0.0.1|" + server.Now().DateAndTime() + "|1"});
-  EXPECT_EQ(Log(), Rows{VerificationLog("1", "2")});
+  EXPECT_EQ(Blocks(), Lines{"2|1|127.0.0.1|" + server.Now().DateAndTime() + "|1"});
+  EXPECT_EQ(Log(), Lines{VerificationLog("1", "2")});
   ExpectNothingWritten();
 }
 
 TEST_F(Friends, BlockingRefusalIsParkedForTheAbsentAndBlockingTwiceAddsOneRow) {
   Only("2");
-  const Rows parked{"1|1|2|no|1|1|2|3", "1m|1|2|no|1|1|2|3", "2m|2|1|no|1|1|1|3"};
+  const Lines parked{"1|1|2|no|1|1|2|3", "1m|1|2|no|1|1|2|3", "2m|2|1|no|1|1|1|3"};
   From("2", Record("1", "2", "no", "1|2|3"));
   EXPECT_EQ(Parked(), parked);
   From("2", Record("1", "2", "no", "1|2|3"));
   EXPECT_EQ(Parked().size(), 6u);
-  EXPECT_EQ(Blocks(), Rows{"2|1|127.0.0.1|" + server.Now().DateAndTime() + "|1"});
+  EXPECT_EQ(Blocks(), Lines{"2|1|127.0.0.1|" + server.Now().DateAndTime() + "|1"});
 }
 
 // --- The end of a friendship: 1 deletes 2 ---
@@ -285,12 +285,12 @@ TEST_F(Friends, DeletionReachesTheFriendAndTheOtherDeviceSwapped) {
   EXPECT_EQ(Hear(),
             (Heard{{"2", record}, {"2m", record}, {"1m", Record("1", "2", "bye", "2|7|8")}}));
   EXPECT_EQ(HearAfterTick(), Heard{});
-  EXPECT_EQ(Friendships(), Rows{"2|3"});
-  EXPECT_EQ(FriendCounters(), (Rows{"1|1", "2|1"}));
-  EXPECT_EQ(Messages(), Rows{});
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Friendships(), Lines{"2|3"});
+  EXPECT_EQ(FriendCounters(), (Lines{"1|1", "2|1"}));
+  EXPECT_EQ(Messages(), Lines{});
+  EXPECT_EQ(Parked(), Lines{});
   EXPECT_EQ(GlobalCounters(), "0|0");
-  EXPECT_EQ(Log(), Rows{VerificationLog("1", "2")});
+  EXPECT_EQ(Log(), Lines{VerificationLog("1", "2")});
 }
 
 TEST_F(Friends, DeletionOfAnAbsentFriendLeavesOnlyTheRaisedCounter) {
@@ -298,9 +298,9 @@ TEST_F(Friends, DeletionOfAnAbsentFriendLeavesOnlyTheRaisedCounter) {
   server.Run("insert into Fav_Form values('1','2'),('2','1')");
   From("1", Record("2", "1", "bye", "2|1|1"));
   EXPECT_EQ(Hear(), Heard{});
-  EXPECT_EQ(Friendships(), Rows{});
-  EXPECT_EQ(FriendCounters(), (Rows{"1|1", "2|1"}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Friendships(), Lines{});
+  EXPECT_EQ(FriendCounters(), (Lines{"1|1", "2|1"}));
+  EXPECT_EQ(Parked(), Lines{});
 }
 
 TEST_F(Friends, DeletingTwiceRaisesTheCountersAndSendsTwice) {
@@ -311,14 +311,14 @@ TEST_F(Friends, DeletingTwiceRaisesTheCountersAndSendsTwice) {
   Hear();
   From("1", record);
   EXPECT_EQ(Hear(), (Heard{{"2", record}, {"2m", record}, {"1m", Record("1", "2", "", "2|1|1")}}));
-  EXPECT_EQ(FriendCounters(), (Rows{"1|2", "2|2"}));
+  EXPECT_EQ(FriendCounters(), (Lines{"1|2", "2|2"}));
 }
 
 TEST_F(Friends, OfDoubleRowsOneGoes) {
   Only("1");
   server.Run("insert into Fav_Form values('1','2'),('1','2'),('2','1')");
   From("1", Record("2", "1", "", "2|1|1"));
-  EXPECT_EQ(server.Rows("select rowid,* from Fav_Form"), Rows{"2|1|2"});
+  EXPECT_EQ(server.Rows("select rowid,* from Fav_Form"), Lines{"2|1|2"});
 }
 
 TEST_F(Friends, ACounterThatIsNullStaysNull) {
@@ -334,7 +334,7 @@ TEST_F(Friends, AQuoteInANameBreaksTheStatementsThatHoldItAndNothingElse) {
   server.Run("insert into Fav_Form values('1','2'),('2','1')");
   From("1", Record("x' or 'a'='a", "1", "it's", "2|1|1"));
   EXPECT_EQ(Friendships().size(), 2u);
-  EXPECT_EQ(FriendCounters(), Rows{"1|1"});
+  EXPECT_EQ(FriendCounters(), Lines{"1|1"});
   EXPECT_EQ(Hear(), (Heard{{"1m", Record("1", "x' or 'a'='a", "it's", "2|1|1")}}));
 }
 

@@ -50,7 +50,9 @@ class GroupCommands : public PartiesTest {
     return std::filesystem::symlink_status(root_ + "/" + name).type() !=
            std::filesystem::file_type::not_found;
   }
-  Rows Pictures() { return server.Rows("select ClotID,ClotInfo,pic from Clot_Pic order by rowid"); }
+  Lines Pictures() {
+    return server.Rows("select ClotID,ClotInfo,pic from Clot_Pic order by rowid");
+  }
 
   std::string root_;
 };
@@ -77,18 +79,19 @@ TEST_F(GroupCommands, CreationWithEverybodyOnTwoDevices) {
                                     {"3", Welcome(true)},
                                     {"3m", Welcome(true)}}));
   EXPECT_EQ(server.Rows("select * from Clot_Ro"),
-            Rows{"Clot000001|Team|about us|2026-03-04|Ann|0|0"});
-  EXPECT_EQ(Pictures(), Rows{"Clot000001|0|NULL"});
+            Lines{"Clot000001|Team|about us|2026-03-04|Ann|0|0"});
+  EXPECT_EQ(Pictures(), Lines{"Clot000001|0|NULL"});
   // The marks stay at their default, but for the one that the first message raises.
-  EXPECT_EQ(Members("Clot000001"), (Rows{"1|1|Ann|1|0|0|0", "2|0|Ben|0|0|0|0", "3|0|Cid|0|0|0|0"}));
+  EXPECT_EQ(Members("Clot000001"),
+            (Lines{"1|1|Ann|1|0|0|0", "2|0|Ben|0|0|0|0", "3|0|Cid|0|0|0|0"}));
   EXPECT_EQ(
       server.Rows("select ClotID,MyID,FcName,UserText,FontInfo,To_Type from MessengClot_Text"),
-      Rows{std::string("Clot000001|1|Name 1|") + kWelcome + "|" + kFont + "|3"});
+      Lines{std::string("Clot000001|1|Name 1|") + kWelcome + "|" + kFont + "|3"});
   EXPECT_EQ(server.Rows("select ClotID,MyID,YouID from Msg_Acks order by rowid"),
-            (Rows{"Clot000001|1|2", "Clot000001|1|3"}));
+            (Lines{"Clot000001|1|2", "Clot000001|1|3"}));
   EXPECT_EQ(GlobalCounters(), "1|1");
-  EXPECT_EQ(Parked(), Rows{});
-  EXPECT_EQ(Log(), Rows{LogLine("im64", "Team")});
+  EXPECT_EQ(Parked(), Lines{});
+  EXPECT_EQ(Log(), Lines{LogLine("im64", "Team")});
 }
 
 TEST_F(GroupCommands, CreationWithAbsentMembersParksTheirNoticesOnly) {
@@ -100,9 +103,10 @@ TEST_F(GroupCommands, CreationWithAbsentMembersParksTheirNoticesOnly) {
   EXPECT_EQ(
       server.Rows("select UserID1,ClotID,UserID2,UserText,To_Type1,To_Type2,To_Type3,To_Type4 "
                   "from MessengVerify_Type order by rowid"),
-      (Rows{"2|Clot000001|2||2|1|2|0", "2m|Clot000001|2||2|1|2|0", "3|Clot000001|3||2|1|2|0",
-            "3m|Clot000001|3||2|1|2|0"}));
-  EXPECT_EQ(Members("Clot000001"), (Rows{"1|1|Ann|0|1|0|0", "2|0|Ben|0|0|0|0", "3|0|Cid|0|0|0|0"}));
+      (Lines{"2|Clot000001|2||2|1|2|0", "2m|Clot000001|2||2|1|2|0", "3|Clot000001|3||2|1|2|0",
+             "3m|Clot000001|3||2|1|2|0"}));
+  EXPECT_EQ(Members("Clot000001"),
+            (Lines{"1|1|Ann|0|1|0|0", "2|0|Ben|0|0|0|0", "3|0|Cid|0|0|0|0"}));
 }
 
 // Whom "each member but the creator" leaves out is decided by the acting slot's tag, not by
@@ -130,7 +134,7 @@ TEST_F(GroupCommands, EmptyMemberListTellsEverybodyTheBaseAndItsFirstMessageReac
                            {"2", Base()}}));
   EXPECT_EQ(stranger.Receive(), Base());
   EXPECT_EQ(HearAfterTick(), Heard{});
-  EXPECT_EQ(Members("Clot000001"), Rows{});
+  EXPECT_EQ(Members("Clot000001"), Lines{});
   EXPECT_EQ(CountOf("MessengClot_Text"), 1);
   EXPECT_EQ(CountOf("Msg_Acks"), 0);
   EXPECT_EQ(GlobalCounters(), "1|1");
@@ -139,7 +143,7 @@ TEST_F(GroupCommands, EmptyMemberListTellsEverybodyTheBaseAndItsFirstMessageReac
 TEST_F(GroupCommands, AnEntryWithoutColonHasNoRowAndIsToldAllTheSame) {
   Connect({"1", "2"});
   From("1", Create("2-1:x:Ann-"));
-  EXPECT_EQ(Members("Clot000001"), Rows{});
+  EXPECT_EQ(Members("Clot000001"), Lines{});
   EXPECT_EQ(Hear(), (Heard{{"1", Information("2-1:x:Ann-")},
                            {"2", Information("2-1:x:Ann-") + Added("2")}}));
 }
@@ -148,14 +152,14 @@ TEST_F(GroupCommands, EmptyEntriesBelongToNobody) {
   Connect({"1"});
   TestClient stranger = server.Connect();
   From("1", Create("--1:1:Ann-"));
-  EXPECT_EQ(Members("Clot000001"), Rows{"1|1|Ann|1|0|0|0"});
+  EXPECT_EQ(Members("Clot000001"), Lines{"1|1|Ann|1|0|0|0"});
   EXPECT_EQ(stranger.Receive(), Base());
 }
 
 TEST_F(GroupCommands, NamesWithSeparatorsDoWhatTheyDoAndNoMore) {
   Connect({"1", "2"});
   From("1", Create("1:1:Ann, the: first-2:0:O'Neil-"));
-  EXPECT_EQ(Members("Clot000001"), Rows{"1|1|Ann, the|1|0|0|0"});
+  EXPECT_EQ(Members("Clot000001"), Lines{"1|1|Ann, the|1|0|0|0"});
   EXPECT_EQ(Hear()["2"], Information("1:1:Ann, the: first-2:0:O'Neil-") + Added("2"));
 }
 
@@ -163,11 +167,11 @@ TEST_F(GroupCommands, AGroupWhoseHeaderFailedGetsEverythingElse) {
   Connect({"1"});
   From("1", ".+new_group_information|1|Ann's|r|s|1:1:Ann-|#");
   EXPECT_EQ(CountOf("Clot_Ro"), 0);
-  EXPECT_EQ(Pictures(), Rows{"Clot000001|0|NULL"});
-  EXPECT_EQ(Members("Clot000001"), Rows{"1|1|Ann|1|0|0|0"});
+  EXPECT_EQ(Pictures(), Lines{"Clot000001|0|NULL"});
+  EXPECT_EQ(Members("Clot000001"), Lines{"1|1|Ann|1|0|0|0"});
   EXPECT_EQ(GlobalCounters(), "1|1");
   EXPECT_EQ(Hear(), (Heard{{"1", ".+new_group_information|Clot000001|Ann's|r|s|1:1:Ann-|#"}}));
-  EXPECT_EQ(Log(), Rows{LogLine("im64", "Ann's")});
+  EXPECT_EQ(Log(), Lines{LogLine("im64", "Ann's")});
 }
 
 TEST_F(GroupCommands, FirstGroupOfAnEmptyTableIsNumberOne) {
@@ -202,9 +206,9 @@ TEST_F(GroupCommands, ChangedDataIsWrittenAndToldToEveryConnectedClient) {
   const std::string record = ".+modify_group_information|Clot000001|New|text|Ben|#";
   EXPECT_EQ(Hear(), (Heard{{"1", record}, {"1m", record}, {"9", record}}));
   EXPECT_EQ(stranger.Receive(), record);
-  EXPECT_EQ(server.Rows("select * from Clot_Ro"), Rows{"Clot000001|New|text|NULL|Ben|1|0"});
+  EXPECT_EQ(server.Rows("select * from Clot_Ro"), Lines{"Clot000001|New|text|NULL|Ben|1|0"});
   EXPECT_EQ(GlobalCounters(), "1|0");
-  EXPECT_EQ(Log(), Rows{LogLine("im66", "Clot000001")});
+  EXPECT_EQ(Log(), Lines{LogLine("im66", "Clot000001")});
 }
 
 TEST_F(GroupCommands, ChangedDataOfAnUnknownGroupStillCountsAndReachesAll) {
@@ -222,7 +226,7 @@ TEST_F(GroupCommands, OfTwoHeadersWithOneIdNoneIsChanged) {
   AddGroup("Clot000001", {});
   From("1", ".+modify_group_information|1|Clot000001|New|text|Ben|#");
   EXPECT_EQ(server.Rows("select TypeName,Users_IDVesr from Clot_Ro"),
-            (Rows{"Group Clot000001|0", "Group Clot000001|0"}));
+            (Lines{"Group Clot000001|0", "Group Clot000001|0"}));
   EXPECT_EQ(GlobalCounters(), "1|0");
 }
 
@@ -242,19 +246,19 @@ TEST_F(GroupCommands, ChangedPictureIsWrittenWithoutRecordOrCounter) {
   WritePictureFile("MyPic/Clot000001.jpg");
   From("1", ".+modify_group_photos|1|Clot000001|7|#");
   From("1", ".+modify_group_photos|1|Clot000001|8|#");
-  EXPECT_EQ(Pictures(), Rows{"Clot000001|NULL|8"});
+  EXPECT_EQ(Pictures(), Lines{"Clot000001|NULL|8"});
   EXPECT_EQ(Hear(), Heard{});
   EXPECT_EQ(GlobalCounters(), "0|0");
   EXPECT_EQ(GroupCounters("Clot000001"), "0|0");
   EXPECT_TRUE(Exists("MyPic/Clot000001.jpg"));
-  EXPECT_EQ(Log(), (Rows{LogLine("im69", "Clot000001/7"), LogLine("im69", "Clot000001/8")}));
+  EXPECT_EQ(Log(), (Lines{LogLine("im69", "Clot000001/7"), LogLine("im69", "Clot000001/8")}));
 }
 
 TEST_F(GroupCommands, TwoPictureRowsLeadToAThird) {
   Connect({"1"});
   server.Run("insert into Clot_Pic values('Clot000001',0,'a'),('Clot000001',0,'b')");
   From("1", ".+modify_group_photos|1|Clot000001|c|#");
-  EXPECT_EQ(Pictures(), (Rows{"Clot000001|0|a", "Clot000001|0|b", "Clot000001|NULL|c"}));
+  EXPECT_EQ(Pictures(), (Lines{"Clot000001|0|a", "Clot000001|0|b", "Clot000001|NULL|c"}));
 }
 
 TEST_F(GroupCommands, ClearedPictureTakesTheValueOfTheClientAndLosesItsFile) {
@@ -263,18 +267,18 @@ TEST_F(GroupCommands, ClearedPictureTakesTheValueOfTheClientAndLosesItsFile) {
   WritePictureFile("MyPic/Clot000001.jpg");
   WritePictureFile("MyPic/Clot000002.jpg");
   From("1", ".+clear_group_photos|1|Clot000001|0|#");
-  EXPECT_EQ(Pictures(), Rows{"Clot000001|0|0"});
+  EXPECT_EQ(Pictures(), Lines{"Clot000001|0|0"});
   EXPECT_FALSE(Exists("MyPic/Clot000001.jpg"));
   EXPECT_TRUE(Exists("MyPic/Clot000002.jpg"));
   EXPECT_EQ(Hear(), Heard{});
   EXPECT_EQ(GlobalCounters(), "0|0");
-  EXPECT_EQ(Log(), Rows{LogLine("im70", "Clot000001/0")});
+  EXPECT_EQ(Log(), Lines{LogLine("im70", "Clot000001/0")});
 }
 
 TEST_F(GroupCommands, ClearingWithoutAFileOnlyWritesTheRow) {
   Connect({"1"});
   From("1", ".+clear_group_photos|1|Clot000001|0|#");
-  EXPECT_EQ(Pictures(), Rows{"Clot000001|NULL|0"});
+  EXPECT_EQ(Pictures(), Lines{"Clot000001|NULL|0"});
 }
 
 TEST_F(GroupCommands, DeletionNeverLeavesThePictureFolder) {
@@ -324,13 +328,13 @@ class Disbanding : public GroupCommands {
          {"select TypeID from Clot_Ro", "select distinct UpperID from Clot_Form",
           "select ClotID from Clot_Pic", "select ClotID from ClotFile",
           "select ClotID from MessengClot_Text"}) {
-      EXPECT_EQ(server.Rows(select), Rows{"Clot000002"}) << select;
+      EXPECT_EQ(server.Rows(select), Lines{"Clot000002"}) << select;
     }
     EXPECT_EQ(CountOf("Msg_Acks"), 2);
     EXPECT_FALSE(Exists("MyPic/Clot000001.jpg"));
     EXPECT_EQ(GlobalCounters(), "1|1");
-    EXPECT_EQ(Log(), (Rows{LogLine("im65", "Clot000001"),
-                           "1 To Clot000001" + server.Lang("im264") + "|1|127.0.0.1|12"}));
+    EXPECT_EQ(Log(), (Lines{LogLine("im65", "Clot000001"),
+                            "1 To Clot000001" + server.Lang("im264") + "|1|127.0.0.1|12"}));
   }
   static constexpr char kRecord[] = ".+messengverify|Clot000001|1|over|2|2|2|1|#";
 };
@@ -342,7 +346,7 @@ TEST_F(Disbanding, IsToldToAllMembersAndTheOtherDeviceButNotToWhoDidIt) {
   EXPECT_EQ(
       Hear(),
       (Heard{{"1m", kRecord}, {"2", kRecord}, {"2m", kRecord}, {"3", kRecord}, {"3m", kRecord}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectGone();
 }
 

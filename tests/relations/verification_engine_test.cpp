@@ -37,16 +37,16 @@ class VerificationEngine : public PartiesTest {
   // The log line of the last record, in front of it `before`.
   void ExpectLog(const std::string& user, const std::string& group = kGroup) {
     EXPECT_EQ(Log(),
-              Rows{user + " To " + group + server.Lang("im264") + "|" + user + "|127.0.0.1|12"});
+              Lines{user + " To " + group + server.Lang("im264") + "|" + user + "|127.0.0.1|12"});
   }
   void ExpectNoRowsChanged() {
     EXPECT_EQ(Members(kGroup),
-              (Rows{"1|1|Ann|0|0|0|0", "2|1|Ben|0|0|0|0", "3|0|Cid|0|0|0|0", "4|0|Dan|0|0|0|0"}));
+              (Lines{"1|1|Ann|0|0|0|0", "2|1|Ben|0|0|0|0", "3|0|Cid|0|0|0|0", "4|0|Dan|0|0|0|0"}));
     EXPECT_EQ(GlobalCounters(), "0|0");
     EXPECT_EQ(GroupCounters(kGroup), "0|0");
     EXPECT_EQ(CountOf("MessengVerify_Blacklist"), 0);
     EXPECT_EQ(CountOf("Fav_Form"), 0);
-    EXPECT_EQ(FriendCounters(), Rows{});
+    EXPECT_EQ(FriendCounters(), Lines{});
   }
 };
 
@@ -61,7 +61,7 @@ TEST_F(VerificationEngine, RelaysReachBothDevicesOfTheUserConcerned) {
     EXPECT_EQ(Hear(), (Heard{{"3", relayed}, {"3m", relayed}})) << types;
     ExpectLog("3");
   }
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNoRowsChanged();
 }
 
@@ -83,7 +83,7 @@ TEST_F(VerificationEngine, JoinRequestReachesBothDevicesOfEveryAdministrator) {
   const std::string record = Record("5", "let me in", "1|1|0");
   From("5", record);
   EXPECT_EQ(Hear(), (Heard{{"1", record}, {"1m", record}, {"2", record}, {"2m", record}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNoRowsChanged();
   ExpectLog("5");
 }
@@ -102,7 +102,7 @@ TEST_F(VerificationEngine, JoinRequestOfABlockedApplicantIsAnsweredAtOnceAndReac
   From("5m", Record("5", "let me in", "1|1|0"));
   const std::string refused = ".+messengverify|Clot000001|5||2|1|2|3|#";
   EXPECT_EQ(Hear(), (Heard{{"5", refused}, {"5m", refused}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   EXPECT_EQ(CountOf("MessengVerify_Blacklist"), 1);
   ExpectLog("5");
 }
@@ -112,7 +112,7 @@ TEST_F(VerificationEngine, RefusalOfABlockedApplicantIsNotParkedForTheOtherDevic
   server.Run("insert into MessengVerify_Blacklist(MyID,YouID,To_Type) values('Clot000001','5',2)");
   From("5", Record("5", "let me in", "1|1|0"));
   EXPECT_EQ(Hear(), (Heard{{"5", ".+messengverify|Clot000001|5||2|1|2|3|#"}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
 }
 
 TEST_F(VerificationEngine, BlockOfAFriendDoesNotKeepOneOutOfAGroup) {
@@ -126,7 +126,7 @@ TEST_F(VerificationEngine, JoinRequestToAGroupWithoutAdministratorGetsNoAnswer) 
   EverybodyOnTwoDevices();
   From("5", ".+messengverify|Clot000777|5||2|1|1|0|#");
   EXPECT_EQ(Hear(), Heard{});
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
 }
 
 TEST_F(VerificationEngine, TwoIdenticalRequestsToAnAbsentUserGiveTwoRowsForEachDevice) {
@@ -156,7 +156,7 @@ TEST_F(VerificationEngine, AcceptedApplicationKeepsTheFourOfTheOtherAdministrato
                            {"4m", list},
                            {"5", list + four},
                            {"5m", list + four}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   EXPECT_EQ(Members(kGroup).back(), "5|0|Name 5|41|41|41|41");
   EXPECT_EQ(Members(kGroup).size(), 5u);
   EXPECT_EQ(GlobalCounters(), "0|1");
@@ -198,7 +198,7 @@ TEST_F(VerificationEngine, AcceptedApplicantWithoutUserRowOrNameJoinsWithAnEmpty
   From("1", Record("77", "", "1|2|1"));
   From("1", Record("5", "", "1|2|1"));
   EXPECT_EQ(server.Rows("select UserID,IsAdmin,remark from Clot_Form where rowid>4"),
-            (Rows{"77|0|", "5|0|"}));
+            (Lines{"77|0|", "5|0|"}));
 }
 
 TEST_F(VerificationEngine, NewMembersMarksBeyondTheLimitOf32767AreZero) {
@@ -209,7 +209,7 @@ TEST_F(VerificationEngine, NewMembersMarksBeyondTheLimitOf32767AreZero) {
   From("1", Record("5", "", "1|2|1"));
   EXPECT_EQ(server.Rows("select last_ack_typeid1,last_ack_typeid2,last_ack_typeid3,"
                         "last_ack_typeid4 from Clot_Form where UserID='5'"),
-            (Rows{"32767|32767|32767|32767", "0|0|0|0"}));
+            (Lines{"32767|32767|32767|32767", "0|0|0|0"}));
 }
 
 // --- Application refused ---
@@ -219,7 +219,7 @@ TEST_F(VerificationEngine, RefusedApplicationTellsAdministratorsFiveAndTheApplic
   From("1m", Record("5", "sorry", "1|2|2"));
   const std::string five = Record("5", "sorry", "1|2|5"), two = Record("5", "sorry", "1|2|2");
   EXPECT_EQ(Hear(), (Heard{{"1", two}, {"2", five}, {"2m", five}, {"5", two}, {"5m", two}}));
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNoRowsChanged();
   ExpectLog("5");
 }
@@ -228,9 +228,9 @@ TEST_F(VerificationEngine, RefusedApplicationIsParkedForTheAbsent) {
   Only("1");
   From("1", Record("5", "sorry", "1|2|2"));
   EXPECT_EQ(Hear(), Heard{});
-  EXPECT_EQ(Parked(), (Rows{"2|Clot000001|5|sorry|2|1|2|5", "2m|Clot000001|5|sorry|2|1|2|5",
-                            "5|Clot000001|5|sorry|2|1|2|2", "5m|Clot000001|5|sorry|2|1|2|2",
-                            "1m|Clot000001|5|sorry|2|1|2|2"}));
+  EXPECT_EQ(Parked(), (Lines{"2|Clot000001|5|sorry|2|1|2|5", "2m|Clot000001|5|sorry|2|1|2|5",
+                             "5|Clot000001|5|sorry|2|1|2|2", "5m|Clot000001|5|sorry|2|1|2|2",
+                             "1m|Clot000001|5|sorry|2|1|2|2"}));
   ExpectNoRowsChanged();
 }
 
@@ -240,7 +240,7 @@ TEST_F(VerificationEngine, BlockingRefusalTellsAdministratorsSixAndTheApplicantT
   const std::string six = Record("5", "never", "1|2|6"), three = Record("5", "never", "1|2|3");
   EXPECT_EQ(Hear(), (Heard{{"1m", three}, {"2", six}, {"2m", six}, {"5", three}, {"5m", three}}));
   EXPECT_EQ(server.Rows("select * from MessengVerify_Blacklist"),
-            Rows{"Clot000001|5|127.0.0.1|" + server.Now().DateAndTime() + "|2"});
+            Lines{"Clot000001|5|127.0.0.1|" + server.Now().DateAndTime() + "|2"});
   EXPECT_EQ(GlobalCounters(), "0|0");
   ExpectLog("5");
 }
@@ -249,9 +249,9 @@ TEST_F(VerificationEngine, BlockingRefusalIsParkedForTheAbsentAndBlocksOnce) {
   Only("1");
   From("1", Record("5", "never", "1|2|3"));
   EXPECT_EQ(Hear(), Heard{});
-  const Rows parked{"2|Clot000001|5|never|2|1|2|6", "2m|Clot000001|5|never|2|1|2|6",
-                    "5|Clot000001|5|never|2|1|2|3", "5m|Clot000001|5|never|2|1|2|3",
-                    "1m|Clot000001|5|never|2|1|2|3"};
+  const Lines parked{"2|Clot000001|5|never|2|1|2|6", "2m|Clot000001|5|never|2|1|2|6",
+                     "5|Clot000001|5|never|2|1|2|3", "5m|Clot000001|5|never|2|1|2|3",
+                     "1m|Clot000001|5|never|2|1|2|3"};
   EXPECT_EQ(Parked(), parked);
   From("1", Record("5", "never", "1|2|3"));
   EXPECT_EQ(Parked().size(), 10u);
@@ -273,8 +273,8 @@ TEST_F(VerificationEngine, LeavingMemberIsToldToAdministratorsAndTheListToTheOth
                            {"3m", record},
                            {"4", list},
                            {"4m", list}}));
-  EXPECT_EQ(Parked(), Rows{});
-  EXPECT_EQ(Members(kGroup), (Rows{"1|1|Ann|0|0|0|0", "2|1|Ben|0|0|0|0", "4|0|Dan|0|0|0|0"}));
+  EXPECT_EQ(Parked(), Lines{});
+  EXPECT_EQ(Members(kGroup), (Lines{"1|1|Ann|0|0|0|0", "2|1|Ben|0|0|0|0", "4|0|Dan|0|0|0|0"}));
   EXPECT_EQ(GlobalCounters(), "0|1");
   EXPECT_EQ(GroupCounters(kGroup), "0|1");
   ExpectLog("3");
@@ -308,7 +308,7 @@ TEST_F(VerificationEngine, OfTwoRowsOfALeavingMemberOneStays) {
   Only("3");
   server.Run("insert into Clot_Form(UpperID,UserID,IsAdmin) values('Clot000001','3',0)");
   From("3", Record("3", "", "2|1|0"));
-  EXPECT_EQ(server.Rows("select rowid,UserID from Clot_Form where UserID='3'"), Rows{"5|3"});
+  EXPECT_EQ(server.Rows("select rowid,UserID from Clot_Form where UserID='3'"), Lines{"5|3"});
 }
 
 TEST_F(VerificationEngine, LastMemberLeavesAGroupThatStandsOn) {
@@ -318,7 +318,7 @@ TEST_F(VerificationEngine, LastMemberLeavesAGroupThatStandsOn) {
   const std::string record = Record("3", "", "2|1|0");
   From("3", record);
   EXPECT_EQ(Hear(), (Heard{{"3m", record}}));
-  EXPECT_EQ(Members(kGroup), Rows{});
+  EXPECT_EQ(Members(kGroup), Lines{});
   EXPECT_EQ(CountOf("Clot_Ro"), 1);
   EXPECT_EQ(GroupCounters(kGroup), "0|1");
 }
@@ -335,7 +335,7 @@ TEST_F(VerificationEngine, RecordsThatFitNoRowDoNothingAndAreLogged) {
     EXPECT_EQ(Hear(), Heard{}) << types;
     ExpectLog("3");
   }
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   ExpectNoRowsChanged();
 }
 
@@ -356,7 +356,7 @@ TEST_F(VerificationEngine, ARecordThatLacksAFieldIsNotSentAndIsParkedWithoutIt) 
   EverybodyOnTwoDevices();
   From("1", ".+messengverify|Clot000001|3|t|2|3|2");
   EXPECT_EQ(Hear(), Heard{});
-  EXPECT_EQ(Parked(), Rows{});
+  EXPECT_EQ(Parked(), Lines{});
   From("1", ".+messengverify|Clot000001|88|t|2|3|2");
   EXPECT_EQ(Parked(), ParkedFor({"88", "88m"}, "Clot000001|88|t|2|3|2|NULL"));
 }
@@ -386,8 +386,8 @@ TEST_F(VerificationEngine, AUserIdThatHoldsAnMIsNotKeptWhole) {
   // administrator.
   EXPECT_EQ(odd.Receive(), Record("5", "", "1|2|5"));
   EXPECT_EQ(Hear(), (Heard{{"ab1m", Record("5", "", "1|2|2")}}));
-  EXPECT_EQ(Parked(), (Rows{"abm1m|Clot000001|5||2|1|2|5", "5|Clot000001|5||2|1|2|2",
-                            "5m|Clot000001|5||2|1|2|2"}));
+  EXPECT_EQ(Parked(), (Lines{"abm1m|Clot000001|5||2|1|2|5", "5|Clot000001|5||2|1|2|2",
+                             "5m|Clot000001|5||2|1|2|2"}));
 }
 
 TEST_F(VerificationEngine, OnlyTheFirstSlotWithATagGetsARecord) {

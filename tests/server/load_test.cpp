@@ -7,8 +7,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 constexpr const char* kOldRows =
     "insert into Messeng_Text(Msg_ID,To_Date) values('old','2026-02-02'),('cut','2026-02-03'),"
     "('new','2026-02-04'),('today','2026-03-04');"
@@ -35,15 +33,15 @@ TestServerOptions Sweep(int chats, int chatsDays, int files, int notices) {
   return options;
 }
 
-Texts MessageIds(TestServer& server) {
+Lines MessageIds(TestServer& server) {
   return server.Rows("select Msg_ID from Messeng_Text order by rowid");
 }
 
 TEST(Retention, RowsDatedOnTheCutOffAndBeforeGo) {
   TestServer server(Sweep(1, 29, 0, 0));
-  EXPECT_EQ(MessageIds(server), (Texts{"new", "today"}));
-  EXPECT_EQ(server.Rows("select Msg_ID from MessengClot_Text"), Texts{"new"});
-  EXPECT_EQ(server.Rows("select To_Txt from ToInfo"), Texts{"new"});
+  EXPECT_EQ(MessageIds(server), (Lines{"new", "today"}));
+  EXPECT_EQ(server.Rows("select Msg_ID from MessengClot_Text"), Lines{"new"});
+  EXPECT_EQ(server.Rows("select To_Txt from ToInfo"), Lines{"new"});
 }
 
 TEST(Retention, OnlyTheEmbeddedDialectSkipsTheOtherStatements) {
@@ -62,7 +60,7 @@ TEST(Retention, LiveSupportUsersAllStay) {
 
 TEST(Retention, WithZeroDaysRowsOfTodayGoToo) {
   TestServer server(Sweep(1, 0, 0, 0));
-  EXPECT_EQ(MessageIds(server), Texts{});
+  EXPECT_EQ(MessageIds(server), Lines{});
 }
 
 TEST(Retention, AnyOtherOptionDeletesNothing) {
@@ -75,16 +73,16 @@ TEST(Retention, AnyOtherOptionDeletesNothing) {
 
 TEST(Retention, OfflineFilesGoAfterFifteenOrSixtyDays) {
   TestServer shortOne(Sweep(0, 0, 1, 0));
-  EXPECT_EQ(shortOne.Rows("select Msg_ID from LeaveFile"), Texts{"d14"});
+  EXPECT_EQ(shortOne.Rows("select Msg_ID from LeaveFile"), Lines{"d14"});
   TestServer longOne(Sweep(0, 0, 2, 0));
-  EXPECT_EQ(longOne.Rows("select Msg_ID from LeaveFile order by rowid"), (Texts{"d15", "d14"}));
+  EXPECT_EQ(longOne.Rows("select Msg_ID from LeaveFile order by rowid"), (Lines{"d15", "d14"}));
   TestServer none(Sweep(0, 0, 3, 0));
   EXPECT_EQ(none.Value("select count(*) from LeaveFile"), "3");
 }
 
 TEST(Retention, NoticesGoByTheirOwnDays) {
   TestServer server(Sweep(0, 0, 0, 1));
-  EXPECT_EQ(server.Rows("select Msg_ID from MessengNotice_Text"), Texts{"new"});
+  EXPECT_EQ(server.Rows("select Msg_ID from MessengNotice_Text"), Lines{"new"});
 }
 
 TEST(Load, TheVersionFilesFirstLineGivesBothVersions) {
@@ -116,8 +114,8 @@ TEST(Load, TheDatabaseGivesRootKeywordsAndPushAddress) {
       "(11,3,'http://[ServerIp]:81/p'),(12,9,'http://other/'),(11,2,'http://middle/')";
   TestServer server(options);
   EXPECT_EQ(server.host().ServerRootPath, "D:\\im\\data");
-  EXPECT_EQ(server.host().BlockKeywords, (Texts{"bad", "worse"}));
-  EXPECT_EQ(server.host().MaskKeywords, (Texts{"x", "", "y"}));
+  EXPECT_EQ(server.host().BlockKeywords, (Lines{"bad", "worse"}));
+  EXPECT_EQ(server.host().MaskKeywords, (Lines{"x", "", "y"}));
   EXPECT_EQ(server.host().PushUrl, "http://127.0.0.1:81/p");
   EXPECT_EQ(server.host().ServerIp, server.address());
   EXPECT_EQ(server.host().ServerFontInfo, "宋体,10,12681849,False,False,False");
@@ -190,7 +188,7 @@ TEST_F(Unload, PresenceIsResetForDesktopsOnly) {
   TestClient mobile = server.Online("3", 3);
   RunUnload();
   EXPECT_EQ(server.Rows("select UserID,UserIcoLine from Users_ID order by UserID"),
-            (Texts{"1|0", "2|3", "3|3"}));
+            (Lines{"1|0", "2|3", "3|3"}));
 }
 
 TEST_F(Unload, EndpointsGoOffline) {
@@ -199,7 +197,7 @@ TEST_F(Unload, EndpointsGoOffline) {
   server.host().SckServer6008.SetTag(1, "PC1");
   RunUnload();
   EXPECT_EQ(server.Rows("select WindowsInfo,UserIcoLine from Users_WinInfo order by WindowsInfo"),
-            (Texts{"PC1|0", "PC2|1"}));
+            (Lines{"PC1|0", "PC2|1"}));
   EXPECT_TRUE(agent.IsClosed());
 }
 

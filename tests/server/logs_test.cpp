@@ -5,7 +5,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
 class Logs : public ServerTest {};
 
 constexpr const char* kFill =
@@ -20,7 +19,7 @@ std::string Fill(const char* table, const char* column, int rows) {
 TEST_F(Logs, ARowHoldsTheTextAsItIsAndNoTime) {
   server.InHandler(
       [](Host& host) { WriteServerLog(host, "it's", "u", "1.2.3.4", LogIcon::kAway); });
-  EXPECT_EQ(server.Rows("select * from ServerLog"), Texts{"it's|u|1.2.3.4|2"});
+  EXPECT_EQ(server.Rows("select * from ServerLog"), Lines{"it's|u|1.2.3.4|2"});
 }
 
 TEST_F(Logs, TwoThousandAndOneRowsAreTheMost) {
@@ -32,7 +31,7 @@ TEST_F(Logs, TwoThousandAndOneRowsAreTheMost) {
 TEST_F(Logs, TheNextRowEmptiesTheTableFirst) {
   server.Run(Fill("ServerLog", "Txt", 2001));
   server.InHandler([](Host& host) { WriteServerLog(host, "new", "u", "ip", LogIcon::kAway); });
-  EXPECT_EQ(server.Rows("select Txt from ServerLog"), Texts{"new"});
+  EXPECT_EQ(server.Rows("select Txt from ServerLog"), Lines{"new"});
 }
 
 TEST_F(Logs, AFailedArgumentSkipsTheWholeRow) {
@@ -40,13 +39,13 @@ TEST_F(Logs, AFailedArgumentSkipsTheWholeRow) {
     WriteServerLog(host, Expr::Failed(), "u", "ip", LogIcon::kAway);
     WriteServerLog(host, "t", Expr::Failed(), "ip", LogIcon::kAway);
   });
-  EXPECT_EQ(server.Rows("select * from ServerLog"), Texts{});
+  EXPECT_EQ(server.Rows("select * from ServerLog"), Lines{});
 }
 
 TEST_F(Logs, ErrorsCarryTheTimeWithoutAYear) {
   server.InHandler([this](Host&) { server.form().ErrLog("5 bad", "/SckServer_DataArrival()"); });
   EXPECT_EQ(server.Rows("select * from ServerErrLog"),
-            Texts{"03-04 5:06:07|5 bad|/SckServer_DataArrival()"});
+            Lines{"03-04 5:06:07|5 bad|/SckServer_DataArrival()"});
 }
 
 TEST_F(Logs, TheErrorLogIsEmptiedTheSameWay) {

@@ -227,6 +227,30 @@ TEST_F(Process, TheDescriptorLimitIsRaisedToWhatTheSystemAllows) {
   }
 }
 
+TEST_F(Process, OutOfDescriptorsItSaysSoOnceAndServesAgainWhenThereAreSome) {
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready"));
+  rlimit limit{};
+  prlimit(server->pid(), RLIMIT_NOFILE, nullptr, &limit);
+  limit.rlim_cur = 40;
+  prlimit(server->pid(), RLIMIT_NOFILE, &limit, nullptr);
+  std::vector<int> crowd(60);
+  for (int& descriptor : crowd) descriptor = ConnectTo(OwnAddress(0));
+  const std::string words = "connections have to wait: Too many open files";
+  ASSERT_TRUE(server->WaitForWords(words)) << server->standardError();
+  EXPECT_EQ(ReadAll(crowd.back()), "");
+  const std::string& error = server->standardError();
+  EXPECT_EQ(error.find(words, error.find(words) + 1), std::string::npos) << error;
+
+  const int last = crowd.back();
+  crowd.pop_back();
+  for (const int descriptor : crowd) close(descriptor);
+  std::string greeting;
+  for (int second = 0; second < 10 && greeting.empty(); ++second) greeting = ReadAll(last);
+  EXPECT_EQ(greeting, kGreeting);
+  close(last);
+}
+
 TEST_F(Process, ASecondInstanceOnTheSameFolderIsRefused) {
   auto first = Start();
   ASSERT_TRUE(first->WaitForWords("ready"));

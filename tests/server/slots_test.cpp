@@ -6,8 +6,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 class Slots : public ServerTest {
  protected:
   SlotArray& slots() { return server.host().SckServer; }
@@ -81,7 +79,7 @@ TEST_F(Slots, ASweptDesktopWithoutAPhoneIsOfflineAndLogged) {
   server.AdvanceMs(20'000);
   EXPECT_EQ(server.Value("select UserIcoLine from Users_ID"), "0");
   EXPECT_EQ(server.Rows("select * from ServerLog where Ico=16"),
-            Texts{"1" + server.Lang("im14") + "|1|127.0.0.1|16"});
+            Lines{"1" + server.Lang("im14") + "|1|127.0.0.1|16"});
   EXPECT_EQ(other.Receive(), "") << "the sweep tells nobody";
 }
 
@@ -93,7 +91,7 @@ TEST_F(Slots, ASweptMobileChangesNoPresenceAndIsLogged) {
   EXPECT_EQ(server.Value("select UserIcoLine from Users_ID"), "3");
   server.Run("update Users_ID set UserIcoLine=1");
   EXPECT_EQ(server.Rows("select Txt,UserID from ServerLog where Ico=16"),
-            Texts{"1m" + server.Lang("im14") + "|1m"});
+            Lines{"1m" + server.Lang("im14") + "|1m"});
 }
 
 TEST_F(Slots, ASweptSlotWithoutANameIsNotLogged) {
@@ -101,7 +99,7 @@ TEST_F(Slots, ASweptSlotWithoutANameIsNotLogged) {
   client.Close();
   server.AdvanceMs(20'000);
   EXPECT_EQ(slots().State(1), SocketState::kClosed);
-  EXPECT_EQ(server.Rows("select * from ServerLog"), Texts{});
+  EXPECT_EQ(server.Rows("select * from ServerLog"), Lines{});
 }
 
 TEST_F(Slots, ASweptEndpointIsMarkedOffline) {

@@ -24,7 +24,7 @@ namespace {
 class TurnCommit : public ServerTest {
  protected:
   void SetUp() override {
-    if (!TestDatabase::IsSqlite()) GTEST_SKIP() << "of the embedded database";
+    if (!TestDatabase::IsEmbedded()) GTEST_SKIP() << "of the embedded database";
     other_ = std::make_unique<OtherProgram>(server.folder() + "/Web/Data/vnq.db");
   }
 
@@ -101,13 +101,13 @@ class KilledServer : public ::testing::Test {
  protected:
   KilledServer() {
     std::ostringstream said;
-    EXPECT_EQ(RunInit({folder_.File("app"), false, "en_US.UTF-8"}, said, said), 0) << said.str();
+    EXPECT_EQ(RunInit({folder_ / "app", false, "en_US.UTF-8"}, said, said), 0) << said.str();
     OtherProgram database(DatabasePath());
     database.Run(
         "insert into Users_ID(UserID,UserName,FcName,UserState) values('1','ann','Ann',1)");
   }
 
-  std::string DatabasePath() const { return folder_.File("app") + "/Web/Data/vnq.db"; }
+  std::string DatabasePath() const { return folder_ / "app" + "/Web/Data/vnq.db"; }
 
   static std::string Address() {
     const unsigned pid = static_cast<unsigned>(getpid());
@@ -149,7 +149,7 @@ class KilledServer : public ::testing::Test {
 };
 
 TEST_F(KilledServer, LosesNothingThatWasAcknowledged) {
-  RealProcess server({VNQ_SERVER_PROGRAM, "--app-path", folder_.File("app"), "--bind", Address()});
+  RealProcess server({VNQ_SERVER_PROGRAM, "--app-path", folder_ / "app", "--bind", Address()});
   ASSERT_TRUE(server.WaitForWords("ready")) << server.standardError();
   const int client = Connect();
   std::string wire;

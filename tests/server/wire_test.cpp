@@ -5,14 +5,12 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 class Wire : public ServerTest {
  protected:
   Wire() { server.AddUser("1"); }
 
   std::string Base64(std::string_view text) { return Base64EncodeText(server.page(), text); }
-  Texts Messages() {
+  Lines Messages() {
     return server.Rows("select YouID,MyID,UserText,FontInfo,Msg_ID from Messeng_Text");
   }
 
@@ -42,9 +40,9 @@ TEST_F(Wire, TextInFrontOfTheFirstPrefixIsDroppedAndLaterRecordsRun) {
 
 TEST_F(Wire, AMessageSplitOverTwoReadsIsJoined) {
   client.Send(".+message|a|1|c|d|1|part one");
-  EXPECT_EQ(Messages(), Texts{});
+  EXPECT_EQ(Messages(), Lines{});
   client.Send("part two|#");
-  EXPECT_EQ(Messages(), Texts{"a|1|c|d|1"});
+  EXPECT_EQ(Messages(), Lines{"a|1|c|d|1"});
   server.Tick();
   EXPECT_EQ(client.Receive(), ".+reply|1|a|1|#");
 }
@@ -53,19 +51,19 @@ TEST_F(Wire, AMessageTextMayBeCutAnywhere) {
   client.Send(".+message|a|1|first ");
   client.Send("second ");
   client.Send("third|d|7|1|#");
-  EXPECT_EQ(Messages(), Texts{"a|1|first second third|d|7"});
+  EXPECT_EQ(Messages(), Lines{"a|1|first second third|d|7"});
 }
 
 TEST_F(Wire, AnUnknownCommandIsJoinedToThePendingRecordAndCompletesIt) {
   client.Send(".+message|a|1|text");
   client.Send(".+unknown|d|7|1|#");
-  EXPECT_EQ(Messages(), Texts{"a|1|text.+unknown|d|7"});
+  EXPECT_EQ(Messages(), Lines{"a|1|text.+unknown|d|7"});
   EXPECT_EQ(server.host().PendingRecord[1], "");
 }
 
 TEST_F(Wire, ATextWithThePrefixInItIsRejoined) {
   client.Send(".+message|a|1|one.+two|d|7|1|#");
-  EXPECT_EQ(Messages(), Texts{"a|1|one.+two|d|7"});
+  EXPECT_EQ(Messages(), Lines{"a|1|one.+two|d|7"});
   server.Tick();
   EXPECT_EQ(client.Receive(), ".+reply|1|a|7|#");
 }
@@ -73,14 +71,14 @@ TEST_F(Wire, ATextWithThePrefixInItIsRejoined) {
 TEST_F(Wire, ARealCommandInsideATextRunsAndBreaksTheJoining) {
   client.Send(".+message|a|1|one.+y|d|7|1|#");
   EXPECT_EQ(client.Receive(), ".+y|#");
-  EXPECT_EQ(Messages(), Texts{});
+  EXPECT_EQ(Messages(), Lines{});
 }
 
 TEST_F(Wire, ASecondUnfinishedMessageReplacesTheFirst) {
   client.Send(".+message|a|1|lost");
   client.Send(".+message|b|1|kept");
   client.Send("|d|8|1|#");
-  EXPECT_EQ(Messages(), Texts{"b|1|kept|d|8"});
+  EXPECT_EQ(Messages(), Lines{"b|1|kept|d|8"});
 }
 
 TEST_F(Wire, AReadThatDoesNotBeginWithThePrefixIsCarriedOverWhole) {
@@ -88,7 +86,7 @@ TEST_F(Wire, AReadThatDoesNotBeginWithThePrefixIsCarriedOverWhole) {
   // The whole read is joined, the second record of it runs by itself as well.
   client.Send("two|d|9|1|#.+y|#");
   EXPECT_EQ(client.Receive(), ".+y|#");
-  EXPECT_EQ(Messages(), Texts{"a|1|one two|d|9"});
+  EXPECT_EQ(Messages(), Lines{"a|1|one two|d|9"});
 }
 
 TEST_F(Wire, OtherCommandsDoNotWaitForTheirHash) {
@@ -110,7 +108,7 @@ TEST_F(Wire, TextsWithoutPaddingInOneReadAreAllSeen) {
 
 TEST_F(Wire, LineEndsVanishFromFields) {
   client.Send(".+message|a|1|one\r\ntwo|f\non\rt|5|1|#");
-  EXPECT_EQ(Messages(), Texts{"a|1|onetwo|font|5"});
+  EXPECT_EQ(Messages(), Lines{"a|1|onetwo|font|5"});
 }
 
 TEST_F(Wire, AnUnfinishedRecordIsInheritedByTheNextPeerOfTheSlot) {
@@ -119,7 +117,7 @@ TEST_F(Wire, AnUnfinishedRecordIsInheritedByTheNextPeerOfTheSlot) {
   server.AdvanceMs(20'000);
   TestClient next = server.Connect();
   next.Send("behind|d|6|1|#");
-  EXPECT_EQ(Messages(), Texts{"a|1|left behind|d|6"});
+  EXPECT_EQ(Messages(), Lines{"a|1|left behind|d|6"});
 }
 
 TEST_F(Wire, AReplyWaitsForTheNextPeerOfItsSlot) {
@@ -134,7 +132,7 @@ TEST_F(Wire, AReplyWaitsForTheNextPeerOfItsSlot) {
 TEST_F(Wire, AClientThatSendsAndClosesIsHeard) {
   client.SendQuietly(".+message|a|1|last words|d|6|1|#");
   client.Close();
-  EXPECT_EQ(Messages(), Texts{"a|1|last words|d|6"});
+  EXPECT_EQ(Messages(), Lines{"a|1|last words|d|6"});
 }
 
 TEST_F(Wire, ALongTextThatArrivesInOneReadIsWhole) {

@@ -7,8 +7,6 @@
 namespace vnq {
 namespace {
 
-using Rows = std::vector<std::string>;
-
 constexpr uint16_t kAccountPort = 6007;
 
 class DepartmentTree : public ServerTest {
@@ -25,19 +23,19 @@ class DepartmentTree : public ServerTest {
     client.Send(record);
     return client.Receive();
   }
-  Rows Log() { return server.Rows("select * from ServerLog"); }
+  Lines Log() { return server.Rows("select * from ServerLog"); }
 };
 
 TEST_F(DepartmentTree, RightVersionGetsTheClosingRecordAlone) {
   server.Run("insert into Users_Ro values('000001','000000','Company','1','r')");
   EXPECT_EQ(Ask(".+request_data_synchronization|5|#"), ".+data_synchronization|#1");
-  EXPECT_EQ(Log(), Rows{"5" + server.Lang("im21") + "|5|127.0.0.1|1"});
+  EXPECT_EQ(Log(), Lines{"5" + server.Lang("im21") + "|5|127.0.0.1|1"});
 }
 
 TEST_F(DepartmentTree, EmptyTreeGivesTheVersionAndTheClosingRecord) {
   EXPECT_EQ(Ask(".+request_data_synchronization|4|#"),
             ".+data_synchronization|Users_RoVesr|5|.+data_synchronization|#1");
-  EXPECT_EQ(Log(), Rows{"4" + server.Lang("im22") + "|4|127.0.0.1|1"});
+  EXPECT_EQ(Log(), Lines{"4" + server.Lang("im22") + "|4|127.0.0.1|1"});
 }
 
 TEST_F(DepartmentTree, StaleVersionGetsEveryDepartmentByPosition) {
@@ -67,12 +65,12 @@ TEST_F(DepartmentTree, VersionsAreComparedAsNumbers) {
 TEST_F(DepartmentTree, VersionThatIsNoNumberGetsTheClosingRecordAndNoLogRow) {
   EXPECT_EQ(Ask(".+request_data_synchronization|x|#"), ".+data_synchronization|#1");
   EXPECT_EQ(Ask(".+request_data_synchronization"), ".+data_synchronization|#1");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 TEST_F(DepartmentTree, FetchBumpsNothing) {
   Ask(".+request_data_synchronization|0|#");
-  EXPECT_EQ(server.Rows("select * from UpDateForm"), Rows{"1|5|0|0|0|0|0|0|0"});
+  EXPECT_EQ(server.Rows("select * from UpDateForm"), Lines{"1|5|0|0|0|0|0|0|0"});
 }
 
 TEST_F(DepartmentTree, ClientThatGoesBeforeTheAnswerIsNoFailure) {
@@ -109,8 +107,8 @@ TEST_F(Nudge, EmptyOrMissingTextDoesNothing) {
 TEST_F(Nudge, ChangesNoCounterAndWritesNoLog) {
   TestClient ann = server.Connect();
   ann.Send(".+request_data_synchronization_online|x|#");
-  EXPECT_EQ(server.Rows("select * from UpDateForm"), Rows{"1|0|0|0|0|0|0|0|0"});
-  EXPECT_EQ(server.Rows("select * from ServerLog"), Rows{});
+  EXPECT_EQ(server.Rows("select * from UpDateForm"), Lines{"1|0|0|0|0|0|0|0|0"});
+  EXPECT_EQ(server.Rows("select * from ServerLog"), Lines{});
 }
 
 // --- Which command bumps which counter ---

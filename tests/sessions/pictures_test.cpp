@@ -9,12 +9,11 @@ namespace vnq {
 namespace {
 
 namespace fs = std::filesystem;
-using Rows = std::vector<std::string>;
 
 class Pictures : public ServerTest {
  protected:
-  Rows Versions() { return server.Rows("select UserID,pic from Users_Pic order by UserID"); }
-  Rows Log() { return server.Rows("select * from ServerLog"); }
+  Lines Versions() { return server.Rows("select UserID,pic from Users_Pic order by UserID"); }
+  Lines Log() { return server.Rows("select * from ServerLog"); }
 };
 
 // --- Writing the version ---
@@ -22,8 +21,8 @@ class Pictures : public ServerTest {
 TEST_F(Pictures, FirstVersionAddsTheRow) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_personal_pictures|1|4|#");
-  EXPECT_EQ(Versions(), Rows{"1|4"});
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im61") + "4|1|127.0.0.1|1"});
+  EXPECT_EQ(Versions(), Lines{"1|4"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im61") + "4|1|127.0.0.1|1"});
   EXPECT_EQ(ann.Receive(), "");
 }
 
@@ -31,28 +30,28 @@ TEST_F(Pictures, NextVersionWritesTheSameRow) {
   server.Run("insert into Users_Pic values('1',4),('2',9)");
   TestClient ann = server.Connect();
   ann.Send(".+modify_personal_pictures|1|5|#");
-  EXPECT_EQ(Versions(), (Rows{"1|5", "2|9"}));
+  EXPECT_EQ(Versions(), (Lines{"1|5", "2|9"}));
 }
 
 TEST_F(Pictures, UserWithTwoRowsGetsAThird) {
   server.Run("insert into Users_Pic values('1',4),('1',5)");
   TestClient ann = server.Connect();
   ann.Send(".+modify_personal_pictures|1|6|#");
-  EXPECT_EQ(Versions(), (Rows{"1|4", "1|5", "1|6"}));
+  EXPECT_EQ(Versions(), (Lines{"1|4", "1|5", "1|6"}));
 }
 
 TEST_F(Pictures, VersionThatIsNoNumberLeavesTheDefaultInANewRow) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_personal_pictures|1|x|#");
-  EXPECT_EQ(Versions(), Rows{"1|0"});
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im61") + "x|1|127.0.0.1|1"});
+  EXPECT_EQ(Versions(), Lines{"1|0"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im61") + "x|1|127.0.0.1|1"});
 }
 
 TEST_F(Pictures, QuoteInTheUserWritesNoRowAndIsLogged) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_personal_pictures|a'b|4|#");
-  EXPECT_EQ(Versions(), Rows{});
-  EXPECT_EQ(Log(), Rows{"a'b" + server.Lang("im61") + "4|a'b|127.0.0.1|1"});
+  EXPECT_EQ(Versions(), Lines{});
+  EXPECT_EQ(Log(), Lines{"a'b" + server.Lang("im61") + "4|a'b|127.0.0.1|1"});
 }
 
 // --- The files ---
@@ -85,8 +84,8 @@ TEST_F(PictureFiles, ClearingDeletesTheUsersFileAndNoOther) {
   Clear("1");
   EXPECT_FALSE(Has("MYPIC/1.jpg"));
   EXPECT_TRUE(Has("MYPIC/2.jpg"));
-  EXPECT_EQ(Versions(), Rows{"1|7"});
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im62") + "7|1|127.0.0.1|1"});
+  EXPECT_EQ(Versions(), Lines{"1|7"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im62") + "7|1|127.0.0.1|1"});
 }
 
 TEST_F(PictureFiles, LetterCaseOfFolderAndFileDoesNotMatter) {
@@ -98,8 +97,8 @@ TEST_F(PictureFiles, LetterCaseOfFolderAndFileDoesNotMatter) {
 
 TEST_F(PictureFiles, UserWithoutAFileStillGetsTheRow) {
   Clear("1");
-  EXPECT_EQ(Versions(), Rows{"1|7"});
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im62") + "7|1|127.0.0.1|1"});
+  EXPECT_EQ(Versions(), Lines{"1|7"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im62") + "7|1|127.0.0.1|1"});
 }
 
 TEST_F(PictureFiles, MissingFolderOrRootIsNoFailure) {
@@ -109,16 +108,16 @@ TEST_F(PictureFiles, MissingFolderOrRootIsNoFailure) {
   Clear("2");
   server.host().ServerRootPath = "";
   Clear("3");
-  EXPECT_EQ(Versions(), (Rows{"1|7", "2|7", "3|7"}));
+  EXPECT_EQ(Versions(), (Lines{"1|7", "2|7", "3|7"}));
 }
 
 TEST_F(PictureFiles, IdWithDotsNeverLeavesTheFolder) {
   Touch("x.jpg");
   fs::create_directory(root_ + "/MYPIC/sub");
   Touch("MYPIC/1.jpg");
-  const Rows ids = {"../x",  "..\\x",      "sub/../../x",  "sub\\..\\..\\x",
-                    "/../x", "../root/x",  "../MYPIC/1",   "./../x",
-                    "..//x", root_ + "/x", "../../root/x", "\\..\\x"};
+  const Lines ids = {"../x",  "..\\x",      "sub/../../x",  "sub\\..\\..\\x",
+                     "/../x", "../root/x",  "../MYPIC/1",   "./../x",
+                     "..//x", root_ + "/x", "../../root/x", "\\..\\x"};
   for (const std::string& id : ids) Clear(id);
   EXPECT_TRUE(Has("x.jpg"));
   EXPECT_TRUE(Has("MYPIC/1.jpg"));
@@ -177,13 +176,13 @@ class Logo : public Pictures {
 TEST_F(Logo, AnotherVersionGetsTheServers) {
   server.Run("update OtherForm set Logo=3");
   EXPECT_EQ(Ask("2"), ".+synchronization_LOGO|3|#");
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im71") + "|1|127.0.0.1|1"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im71") + "|1|127.0.0.1|1"});
 }
 
 TEST_F(Logo, SameVersionGetsNothingAndIsLogged) {
   server.Run("update OtherForm set Logo=3");
   EXPECT_EQ(Ask("3"), "");
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im72") + "|1|127.0.0.1|1"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im72") + "|1|127.0.0.1|1"});
 }
 
 TEST_F(Logo, ClientsVersionIsItsLeadingNumber) {
@@ -203,7 +202,7 @@ TEST_F(Logo, RecordWithoutAVersionDoesNothing) {
   TestClient ann = server.Connect();
   ann.Send(".+request_synchronous_LOGO|1");
   EXPECT_EQ(ann.Receive(), "");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 // --- Pictures of users and groups ---
@@ -224,25 +223,26 @@ class Photos : public Pictures {
 
 TEST_F(Photos, StaleUserPictureIsAnsweredWithoutAClosingMark) {
   EXPECT_EQ(Ask("1|5|3"), ".+synchronization_personality_picture|1|5|4");
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im74") + "5" + server.Lang("im73") + "4|1|127.0.0.1|1"});
+  EXPECT_EQ(Log(),
+            Lines{"1" + server.Lang("im74") + "5" + server.Lang("im73") + "4|1|127.0.0.1|1"});
 }
 
 TEST_F(Photos, StaleGroupPictureIsAnsweredWithoutAClosingMark) {
   EXPECT_EQ(Ask("2|Clot000001|3"), ".+synchronization_personality_picture|2|Clot000001|6");
-  EXPECT_EQ(Log(), Rows{"1" + server.Lang("im75") + "Clot000001" + server.Lang("im73") +
-                        "6|1|127.0.0.1|1"});
+  EXPECT_EQ(Log(), Lines{"1" + server.Lang("im75") + "Clot000001" + server.Lang("im73") +
+                         "6|1|127.0.0.1|1"});
 }
 
 TEST_F(Photos, CurrentVersionGetsNothingAndNoLogRow) {
   EXPECT_EQ(Ask("1|5|4"), "");
   EXPECT_EQ(Ask("2|Clot000001|6.0"), "");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 TEST_F(Photos, UserWithoutARowAndClientAtZeroGetNothing) {
   EXPECT_EQ(Ask("1|77|0"), "");
   EXPECT_EQ(Ask("1|77|"), "");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 TEST_F(Photos, UserWithoutARowCountsAsVersionZero) {
@@ -257,7 +257,7 @@ TEST_F(Photos, GroupVersionThatIsNoNumberCountsAsZero) {
 
 TEST_F(Photos, AnyOtherKindGetsNothingAndNoLogRow) {
   for (const char* fields : {"3|5|0", "|5|0", "01|5|0"}) EXPECT_EQ(Ask(fields), "") << fields;
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 TEST_F(Photos, ShortRecordsGetNothing) {
@@ -269,7 +269,7 @@ TEST_F(Photos, ShortRecordsGetNothing) {
   }
   ann.Send(record);
   EXPECT_EQ(ann.Receive(), "");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 }  // namespace

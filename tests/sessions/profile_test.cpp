@@ -6,8 +6,6 @@
 namespace vnq {
 namespace {
 
-using Rows = std::vector<std::string>;
-
 class OwnData : public ServerTest {
  protected:
   OwnData() {
@@ -18,7 +16,7 @@ class OwnData : public ServerTest {
   std::string Column(const std::string& column, const std::string& userId) {
     return server.Value("select " + column + " from Users_ID where UserID='" + userId + "'");
   }
-  Rows Log() { return server.Rows("select * from ServerLog"); }
+  Lines Log() { return server.Rows("select * from ServerLog"); }
   std::string LogRow(const std::string& text, const std::string& user) {
     return text + "|" + user + "|127.0.0.1|1";
   }
@@ -39,7 +37,7 @@ TEST_F(ChangePassword, NewPasswordIsStoredWithoutBlanksAtItsEnds) {
 TEST_F(ChangePassword, LogHoldsThePasswordAsItCame) {
   TestClient ann = server.Connect();
   ann.Send(".+change_password|1|  new  |#");
-  EXPECT_EQ(Log(), Rows{LogRow("1" + server.Lang("im59") + "  new  ", "1")});
+  EXPECT_EQ(Log(), Lines{LogRow("1" + server.Lang("im59") + "  new  ", "1")});
 }
 
 TEST_F(ChangePassword, UserNamedInTheRecordIsTrusted) {
@@ -51,16 +49,16 @@ TEST_F(ChangePassword, UserNamedInTheRecordIsTrusted) {
 TEST_F(ChangePassword, UnknownUserChangesNothingAndIsNotLogged) {
   TestClient ann = server.Connect();
   ann.Send(".+change_password|77|new|#");
-  EXPECT_EQ(server.Rows("select UserPaws from Users_ID"), (Rows{"pw1", "pw2"}));
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(server.Rows("select UserPaws from Users_ID"), (Lines{"pw1", "pw2"}));
+  EXPECT_EQ(Log(), Lines{});
 }
 
 TEST_F(ChangePassword, TwoRowsOfOneUserAreBothLeft) {
   server.AddUser("1");
   TestClient ann = server.Connect();
   ann.Send(".+change_password|1|new|#");
-  EXPECT_EQ(server.Rows("select UserPaws from Users_ID where UserID='1'"), (Rows{"pw1", "pw1"}));
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(server.Rows("select UserPaws from Users_ID where UserID='1'"), (Lines{"pw1", "pw1"}));
+  EXPECT_EQ(Log(), Lines{});
 }
 
 TEST_F(ChangePassword, QuoteInThePasswordIsStored) {
@@ -73,7 +71,7 @@ TEST_F(ChangePassword, QuoteInTheUserFindsNobody) {
   TestClient ann = server.Connect();
   ann.Send(".+change_password|1' or '1'='1|new|#.+y|#");
   EXPECT_EQ(ann.Receive(), ".+y|#");
-  EXPECT_EQ(server.Rows("select UserPaws from Users_ID"), (Rows{"pw1", "pw2"}));
+  EXPECT_EQ(server.Rows("select UserPaws from Users_ID"), (Lines{"pw1", "pw2"}));
 }
 
 // --- .+modify_data ---
@@ -82,7 +80,7 @@ constexpr const char* kProfile = "Engineer|Ann|31|effigy|t1|t2|Road 1|School|Leo
 
 class ModifyData : public OwnData {
  protected:
-  Rows Profile(const std::string& userId) {
+  Lines Profile(const std::string& userId) {
     return server.Rows(
         "select Jod,FcName,age,Effigy,Tel1,Tel2,address,School,Constellation,say,UserIco,"
         "Users_IDVesr from Users_ID where UserID='" +
@@ -94,7 +92,7 @@ class ModifyData : public OwnData {
 TEST_F(ModifyData, WritesElevenColumnsAndBothCounters) {
   TestClient ann = server.Online("1");
   ann.Send(std::string(".+modify_data|1|") + kProfile + "|#");
-  EXPECT_EQ(Profile("1"), Rows{std::string(kProfile) + "|1"});
+  EXPECT_EQ(Profile("1"), Lines{std::string(kProfile) + "|1"});
   EXPECT_EQ(Global(), "1");
   EXPECT_EQ(Log().back(), LogRow("1" + server.Lang("im60"), "1"));
 }
@@ -128,14 +126,14 @@ TEST_F(ModifyData, UnknownUserIsCountedAndToldButNotLogged) {
   EXPECT_EQ(ben.Receive(), std::string(".+modify_account|77|") + kProfile + "|#");
   EXPECT_EQ(Global(), "1");
   EXPECT_EQ(server.Value("select sum(Users_IDVesr) from Users_ID"), "0");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 TEST_F(ModifyData, MissingFieldsKeepTheirColumnsAndNobodyIsTold) {
   server.Run("update Users_ID set say='before' where UserID='1'");
   TestClient ann = server.Connect(), ben = server.Connect();
   ann.Send(".+modify_data|1|Engineer|Ann");
-  EXPECT_EQ(Profile("1"), Rows{"Engineer|Ann|NULL|NULL|NULL|NULL|NULL|NULL|NULL|before|NULL|1"});
+  EXPECT_EQ(Profile("1"), Lines{"Engineer|Ann|NULL|NULL|NULL|NULL|NULL|NULL|NULL|before|NULL|1"});
   EXPECT_EQ(Global(), "1");
   EXPECT_EQ(ben.Receive(), "");
 }
@@ -144,7 +142,7 @@ TEST_F(ModifyData, CounterThatIsNullStaysNullAndTheProfileIsWritten) {
   server.Run("update Users_ID set Users_IDVesr=NULL; update UpDateForm set Users_IDVesr=NULL");
   TestClient ann = server.Connect();
   ann.Send(std::string(".+modify_data|1|") + kProfile + "|#");
-  EXPECT_EQ(Profile("1"), Rows{std::string(kProfile) + "|NULL"});
+  EXPECT_EQ(Profile("1"), Lines{std::string(kProfile) + "|NULL"});
   EXPECT_EQ(Global(), "NULL");
 }
 
@@ -169,7 +167,7 @@ TEST_F(ModifyIsVerify, SettingIsStoredAndLogged) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_isverify|1|2|#");
   EXPECT_EQ(Column("IsVerify", "1"), "2");
-  EXPECT_EQ(Log(), Rows{LogRow("1" + server.Lang("im263"), "1")});
+  EXPECT_EQ(Log(), Lines{LogRow("1" + server.Lang("im263"), "1")});
   EXPECT_EQ(ann.Receive(), "");
 }
 
@@ -177,28 +175,28 @@ TEST_F(ModifyIsVerify, ValueThatTheColumnRefusesFailsAlone) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_isverify|1|yes|#");
   EXPECT_EQ(Column("IsVerify", "1"), "0");
-  EXPECT_EQ(Log(), Rows{LogRow("1" + server.Lang("im263"), "1")});
+  EXPECT_EQ(Log(), Lines{LogRow("1" + server.Lang("im263"), "1")});
 }
 
 TEST_F(ModifyIsVerify, UnknownUserIsNotLogged) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_isverify|77|1|#");
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Log(), Lines{});
 }
 
 // --- .+modify_isSilence ---
 
 class ModifyIsSilence : public OwnData {
  protected:
-  Rows Silence() { return server.Rows("select MyID,YouID from Clot_Silence"); }
+  Lines Silence() { return server.Rows("select MyID,YouID from Clot_Silence"); }
 };
 
 TEST_F(ModifyIsSilence, MutingTwiceLeavesOneRow) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_isSilence|1|Clot000001|1|#");
   ann.Send(".+modify_isSilence|1|Clot000001|1|#");
-  EXPECT_EQ(Silence(), Rows{"1|Clot000001"});
-  EXPECT_EQ(Log(), Rows{});
+  EXPECT_EQ(Silence(), Lines{"1|Clot000001"});
+  EXPECT_EQ(Log(), Lines{});
   EXPECT_EQ(ann.Receive(), "");
 }
 
@@ -206,7 +204,7 @@ TEST_F(ModifyIsSilence, UnmutingWithoutARowDoesNothing) {
   server.Run("insert into Clot_Silence values('1','Clot000002')");
   TestClient ann = server.Connect();
   ann.Send(".+modify_isSilence|1|Clot000001|0|#");
-  EXPECT_EQ(Silence(), Rows{"1|Clot000002"});
+  EXPECT_EQ(Silence(), Lines{"1|Clot000002"});
 }
 
 TEST_F(ModifyIsSilence, UnmutingDeletesTheFirstRowOnly) {
@@ -216,7 +214,7 @@ TEST_F(ModifyIsSilence, UnmutingDeletesTheFirstRowOnly) {
   TestClient ann = server.Connect();
   ann.Send(".+modify_isSilence|1|Clot000001|0|#");
   EXPECT_EQ(server.Rows("select rowid,MyID from Clot_Silence order by rowid"),
-            (Rows{"2|2", "3|1"}));
+            (Lines{"2|2", "3|1"}));
 }
 
 TEST_F(ModifyIsSilence, AnyOtherValueChangesNothing) {
@@ -225,7 +223,7 @@ TEST_F(ModifyIsSilence, AnyOtherValueChangesNothing) {
   ann.Send(".+modify_isSilence|1|Clot000001|00|#");
   ann.Send(".+modify_isSilence|1|Clot000002|2|#");
   ann.Send(".+modify_isSilence|1|Clot000003");
-  EXPECT_EQ(Silence(), Rows{"1|Clot000001"});
+  EXPECT_EQ(Silence(), Lines{"1|Clot000001"});
 }
 
 TEST_F(ModifyIsSilence, MutedGroupComesBackAtTheNextLogin) {

@@ -56,7 +56,7 @@ TEST_F(ChatRelations, AGroupIsMadeJoinedTalkedInAndLeft) {
   ann.Type("/invite 2");
   EXPECT_THAT(ben.Listen(), Contains("* name2 (2) is now a member of group Team (Clot000001)"));
   EXPECT_EQ(server.Rows("select UserID,IsAdmin,remark from Clot_Form"),
-            (Rows{"1|1|name1", "2|0|"}));
+            (Lines{"1|1|name1", "2|0|"}));
 
   ann.Type("hello all");
   server.Tick();
@@ -65,7 +65,7 @@ TEST_F(ChatRelations, AGroupIsMadeJoinedTalkedInAndLeft) {
   ben.Type("/group Team");
   ben.Type("/leave");
   EXPECT_THAT(ann.Listen(), Contains("* 2 has left group Team (Clot000001)"));
-  EXPECT_EQ(server.Rows("select UserID from Clot_Form"), Rows{"1"});
+  EXPECT_EQ(server.Rows("select UserID from Clot_Form"), Lines{"1"});
 }
 
 TEST_F(ChatRelations, AFriendshipIsAskedForAcceptedAndEnded) {
@@ -75,7 +75,7 @@ TEST_F(ChatRelations, AFriendshipIsAskedForAcceptedAndEnded) {
   EXPECT_THAT(ben.Listen(), Contains(HasSubstr("1 asks to be your friend: it's me")));
   ben.Type("/friend accept 1");
   EXPECT_THAT(ann.Listen(), Contains(HasSubstr("are friends now")));
-  EXPECT_EQ(server.Rows("select * from Fav_Form"), (Rows{"1|2", "2|1"}));
+  EXPECT_EQ(server.Rows("select * from Fav_Form"), (Lines{"1|2", "2|1"}));
   ann.Type("/friend delete 2");
   EXPECT_THAT(ben.Listen(), Contains(HasSubstr("are no longer friends")));
   EXPECT_EQ(CountOf("Fav_Form"), 0);
@@ -90,7 +90,7 @@ TEST_F(ChatRelations, ABlockedAskerIsTurnedAwayByTheServer) {
   ben.Listen();
   ann.Type("/friend add 2");
   EXPECT_THAT(ann.Listen(), Contains(HasSubstr("was refused and blocked")));
-  EXPECT_EQ(ben.Listen(), Rows{});
+  EXPECT_EQ(ben.Listen(), Lines{});
 }
 
 }  // namespace

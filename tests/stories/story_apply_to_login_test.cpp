@@ -9,8 +9,6 @@
 namespace vnq {
 namespace {
 
-using Rows = std::vector<std::string>;
-
 class StoryOfAnAccount : public ServerTest {
  protected:
   StoryOfAnAccount() : managersPort(server) {
@@ -81,7 +79,7 @@ TEST_F(StoryOfAnAccount, FromTheApplicationToAProfileThatOthersSee) {
   EXPECT_EQ(Counter(), "2");
   EXPECT_EQ(
       server.Rows("select Jod,FcName,say,UserIco,Users_IDVesr from Users_ID where UserID='2'"),
-      Rows{"Captain|Zoe L.|hello|4|1"});
+      Lines{"Captain|Zoe L.|hello|4|1"});
 }
 
 TEST_F(StoryOfAnAccount, DisabledAccountCannotComeBackButItsSessionGoesOn) {

@@ -61,6 +61,7 @@ TEST_F(Programs, EmptyAppPathIsABadArgumentEverywhere) {
       VNQ_CTL_PROGRAM " user enable ann --app-path ''",
       VNQ_CTL_PROGRAM " user disable ann --app-path ''",
       VNQ_CTL_PROGRAM " meeting open --from a --to b --app-path ''",
+      VNQ_CTL_PROGRAM " history --user a --app-path ''",
       VNQ_CTL_PROGRAM " chat --server 127.0.0.1 --user a --app-path ''",
       VNQ_CTL_PROGRAM " notify --server 127.0.0.1 --as a --to b --title c --app-path ''",
       VNQ_CTL_PROGRAM " control ping --server 127.0.0.1 --app-path ''",

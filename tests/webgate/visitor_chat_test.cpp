@@ -4,8 +4,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 const std::string kStamp = "|2026-03-04|05:06:07|";
 
 class VisitorChat : public ServerTest {
@@ -17,17 +15,17 @@ class VisitorChat : public ServerTest {
 
   SlotArray& slots() { return server.host().SckServer6001; }
   std::string Pending() { return server.host().PendingVisitorRecord[1]; }
-  Texts Kefu() { return server.Rows("select IP,City from Kefu"); }
+  Lines Kefu() { return server.Rows("select IP,City from Kefu"); }
   // Rows of the log about visitors.
-  Texts Log() { return server.Rows("select Txt,UserID,Ip,Ico from ServerLog where Ico=5"); }
+  Lines Log() { return server.Rows("select Txt,UserID,Ip,Ico from ServerLog where Ico=5"); }
   std::string Arrived(const std::string& visitor, const std::string& agent) {
     return visitor + " To " + agent + server.Lang("im102") + "|" + visitor + "|127.0.0.1|5";
   }
   std::string Wrote(const std::string& visitor, const std::string& agent) {
     return visitor + " To " + agent + server.Lang("im107") + "|" + visitor + "|127.0.0.1|5";
   }
-  Texts Pushes() {
-    return Texts(server.host().PushQueue.lines().begin(), server.host().PushQueue.lines().end());
+  Lines Pushes() {
+    return Lines(server.host().PushQueue.lines().begin(), server.host().PushQueue.lines().end());
   }
   void RegisterPhone(const std::string& agent) {
     server.Run("update Users_ID set Registration_Id='phone' where UserID='" + agent + "'");
@@ -44,9 +42,9 @@ TEST_F(VisitorChat, ARegistrationIsWrittenDownAndToldToTheAgentsNamed) {
   visitor.SendRecords(".+customer|1,2|v|Paris|x|#");
   EXPECT_EQ(one.Receive(), ".+customer_information|v|Paris" + kStamp + "x|#");
   EXPECT_EQ(two.Receive(), ".+customer_information|v|Paris" + kStamp + "x|#");
-  EXPECT_EQ(Kefu(), Texts{"v|Paris"});
+  EXPECT_EQ(Kefu(), Lines{"v|Paris"});
   EXPECT_EQ(slots().Tag(1), "v");
-  EXPECT_EQ(Log(), (Texts{Arrived("v", "1"), Arrived("v", "2")}));
+  EXPECT_EQ(Log(), (Lines{Arrived("v", "1"), Arrived("v", "2")}));
   EXPECT_EQ(visitor.ReceiveBytes(), "");
   EXPECT_TRUE(Pushes().empty());
 }
@@ -55,7 +53,7 @@ TEST_F(VisitorChat, AnEmptyAgentListWritesTheRowBindsTheTagAndSendsNothing) {
   TestClient agent = server.Online("1");
   Visitor visitor(server);
   visitor.SendRecords(".+customer||v|c|x|#");
-  EXPECT_EQ(Kefu(), Texts{"v|c"});
+  EXPECT_EQ(Kefu(), Lines{"v|c"});
   EXPECT_EQ(slots().Tag(1), "v");
   EXPECT_EQ(agent.Receive(), "");
   EXPECT_TRUE(Log().empty());
@@ -67,7 +65,7 @@ TEST_F(VisitorChat, AnAgentListedTwiceGetsTheRecordTwiceAndTwoLogRowsAreWritten)
   visitor.SendRecords(".+customer|1,,1|v|c|x|#");
   const std::string record = ".+customer_information|v|c" + kStamp + "x|#";
   EXPECT_EQ(agent.Receive(), record + record);
-  EXPECT_EQ(Log(), (Texts{Arrived("v", "1"), Arrived("v", "1")}));
+  EXPECT_EQ(Log(), (Lines{Arrived("v", "1"), Arrived("v", "1")}));
 }
 
 TEST_F(VisitorChat, AnAgentWhoIsOfflineIsPassedOverAtRegistrationAndYetLoggedAndPushedForALine) {
@@ -76,12 +74,12 @@ TEST_F(VisitorChat, AnAgentWhoIsOfflineIsPassedOverAtRegistrationAndYetLoggedAnd
   Visitor visitor(server);
   visitor.SendRecords(".+customer|2,1|v|c|x|#");
   EXPECT_EQ(one.Receive(), ".+customer_information|v|c" + kStamp + "x|#");
-  EXPECT_EQ(Log(), Texts{Arrived("v", "1")});
+  EXPECT_EQ(Log(), Lines{Arrived("v", "1")});
   EXPECT_TRUE(Pushes().empty());
 
   visitor.SendRecords(".+customer_information|2|v|c|hello|#");
-  EXPECT_EQ(Log(), (Texts{Arrived("v", "1"), Wrote("v", "2")}));
-  EXPECT_EQ(Pushes(), Texts{"2|c|v|3|hello"});
+  EXPECT_EQ(Log(), (Lines{Arrived("v", "1"), Wrote("v", "2")}));
+  EXPECT_EQ(Pushes(), Lines{"2|c|v|3|hello"});
 }
 
 TEST_F(VisitorChat, ASecondRegistrationOnOneSlotClosesItAndLeavesItsTag) {
@@ -96,7 +94,7 @@ TEST_F(VisitorChat, ASecondRegistrationOnOneSlotClosesItAndLeavesItsTag) {
   EXPECT_EQ(slots().State(1), SocketState::kClosed);
   EXPECT_EQ(slots().Tag(1), "v");
   EXPECT_EQ(agent.Receive(), ".+customer_information|v|c" + kStamp + "x|#");
-  EXPECT_EQ(Kefu(), (Texts{"v|c", "v|c"}));
+  EXPECT_EQ(Kefu(), (Lines{"v|c", "v|c"}));
 }
 
 TEST_F(VisitorChat, AVisitorWhoComesAgainDropsTheEarlierConnection) {
@@ -138,8 +136,8 @@ TEST_F(VisitorChat, ARegistrationWithoutItsLastFieldSendsNothingAndIsLogged) {
   Visitor visitor(server);
   visitor.SendRecords(".+customer|1|v|c|x");
   EXPECT_EQ(agent.Receive(), "");
-  EXPECT_EQ(Kefu(), Texts{"v|c"});
-  EXPECT_EQ(Log(), Texts{Arrived("v", "1")});
+  EXPECT_EQ(Kefu(), Lines{"v|c"});
+  EXPECT_EQ(Log(), Lines{Arrived("v", "1")});
 }
 
 TEST_F(VisitorChat, RegistrationsOfAnyLengthAreHarmless) {
@@ -165,7 +163,7 @@ TEST_F(VisitorChat, AnAgentWhoHasGoneIsStillLoggedForALine) {
   visitor.SendRecords(".+customer||v|c|x|#");
   agent.Close();
   visitor.SendRecords(".+customer_information|1|v|c|hello|#");
-  EXPECT_EQ(Log(), Texts{Wrote("v", "1")});
+  EXPECT_EQ(Log(), Lines{Wrote("v", "1")});
 }
 
 // --- On the main port ---
@@ -176,8 +174,8 @@ TEST_F(VisitorChat, OnTheMainPortTheSlotThereTakesTheVisitorsName) {
   page.Send(".+customer|1,2|v|c|x|#");
   EXPECT_EQ(agent.Receive(), ".+customer_information|v|c" + kStamp + "x|#");
   EXPECT_EQ(server.host().SckServer.Tag(2), "v");
-  EXPECT_EQ(Kefu(), Texts{"v|c"});
-  EXPECT_EQ(Log(), Texts{Arrived("v", "1")});
+  EXPECT_EQ(Kefu(), Lines{"v|c"});
+  EXPECT_EQ(Log(), Lines{Arrived("v", "1")});
   EXPECT_EQ(page.Receive(), "");
 
   page.Send(".+customer_information|1|v|c|hello|#");
@@ -209,14 +207,14 @@ TEST_F(VisitorChat, OnTheMainPortALineIsCarriedOverBetweenReads) {
   EXPECT_EQ(agent.Receive(), ".+customer_information|v|c" + kStamp + "one two|#");
 }
 
-// --- Lines ---
+// --- Texts ---
 
 TEST_F(VisitorChat, ALineGoesToItsAgentAsItStandsAndIsLogged) {
   TestClient agent = server.Online("1");
   Visitor visitor(server);
   visitor.SendRecords(".+customer_information|1|v|c|%u4F60%u597D|#");
   EXPECT_EQ(agent.Receive(), ".+customer_information|v|c" + kStamp + "%u4F60%u597D|#");
-  EXPECT_EQ(Log(), Texts{Wrote("v", "1")});
+  EXPECT_EQ(Log(), Lines{Wrote("v", "1")});
 }
 
 TEST_F(VisitorChat, WhatStandsInTheLastFieldStandsLastWithoutAClosing) {
@@ -237,7 +235,7 @@ TEST_F(VisitorChat, ThePushCarriesTheTextUnescapedAndNoPushGoesForAnAgentWhoIsOn
   RegisterPhone("1");
   Visitor visitor(server);
   visitor.SendRecords(".+customer_information|1|v|Paris|%u4F60%u597D|#");
-  EXPECT_EQ(Pushes(), Texts{"1|Paris|v|3|你好"});
+  EXPECT_EQ(Pushes(), Lines{"1|Paris|v|3|你好"});
   TestClient agent = server.Online("1");
   server.host().PushQueue.Clear();
   visitor.SendRecords(".+customer_information|1|v|Paris|x|#");
@@ -247,7 +245,7 @@ TEST_F(VisitorChat, ThePushCarriesTheTextUnescapedAndNoPushGoesForAnAgentWhoIsOn
 TEST_F(VisitorChat, AVisitorNamedLikeTheAgentIsPushedByTheTagOfTheMainPortsSlotOfThatNumber) {
   Visitor visitor(server);  // slot 1 of its port
   visitor.SendRecords(".+customer_information|1|1|c|note|#");
-  EXPECT_EQ(Pushes(), Texts{"1|c|1|3|note"});
+  EXPECT_EQ(Pushes(), Lines{"1|c|1|3|note"});
   server.host().PushQueue.Clear();
   server.host().SckServer.SetTag(1, "9m");
   visitor.SendRecords(".+customer_information|1|1|c|note|#");
@@ -260,7 +258,7 @@ TEST_F(VisitorChat, ALineWithoutItsTextIsNotSentAndYetLogged) {
   Visitor visitor(server);
   visitor.SendRecords(".+customer_information|1|v#");
   EXPECT_EQ(agent.Receive(), "");
-  EXPECT_EQ(Log(), Texts{"v# To 1" + server.Lang("im107") + "|v#|127.0.0.1|5"});
+  EXPECT_EQ(Log(), Lines{"v# To 1" + server.Lang("im107") + "|v#|127.0.0.1|5"});
   EXPECT_TRUE(Pushes().empty());
 }
 

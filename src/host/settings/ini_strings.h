@@ -15,8 +15,8 @@
 namespace vnq {
 
 /// Reads settings and texts that deployments keep in their legacy code page. A read sees the file
-/// as
-/// it is at that moment; who tells of turns has it seen as it was at the turn's first read of it.
+/// as it is at that moment; who tells of turns has it seen as it was at the turn's first read of
+/// it.
 class IniStrings {
  public:
   /// `codePage` is never null.

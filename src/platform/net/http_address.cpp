@@ -30,7 +30,7 @@ std::optional<HttpAddress> ParseHttpAddress(std::string_view url) {
   const size_t start = TargetStart(url);
   HttpAddress address{std::string(url.substr(0, start)) + "/",
                       EncodeRequestTarget(url).substr(start)};
-  if (!address.target.starts_with('/')) address.target.insert(0, "/");
+  if (!address.target.starts_with('/')) address.target = "/" + address.target;
   return address;
 }
 

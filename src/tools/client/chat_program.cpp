@@ -279,7 +279,8 @@ void ChatProgram::KeepUp() {
     ShowMissed();
   }
   std::string error;
-  if (caughtUp_ && !catchUp_->MarkShown(error)) {
+  const bool isSeen = caughtUp_ && screen_.OutputError().empty();
+  if (isSeen && !catchUp_->MarkShown(error)) {
     Complain("What was shown is not marked as read: " + error);
   }
 }

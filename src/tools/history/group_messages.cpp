@@ -17,14 +17,14 @@ constexpr int32_t kLastMark = std::numeric_limits<int16_t>::max();
 HistoryEntry ReadRow(const Cursor& row, const std::string& UserID) {
   HistoryEntry entry;
   entry.kind = HistoryEntry::Kind::kGroup;
-  entry.Msg_ID = row["Msg_ID"].text();
-  entry.from = row["MyID"].text();
-  entry.to = row["ClotID"].text();
-  entry.FcName = row["FcName"].text();
-  entry.date = FormatAsDate(row["To_Date"].text());
-  entry.time = FormatAsTime(row["To_Time"].text());
-  entry.UserText = row["UserText"].text();
-  entry.FontInfo = row["FontInfo"].text();
+  entry.Msg_ID = OrEmpty(row["Msg_ID"]);
+  entry.from = OrEmpty(row["MyID"]);
+  entry.to = OrEmpty(row["ClotID"]);
+  entry.FcName = OrEmpty(row["FcName"]);
+  entry.date = FormatAsDate(OrEmpty(row["To_Date"]));
+  entry.time = FormatAsTime(OrEmpty(row["To_Time"]));
+  entry.UserText = OrEmpty(row["UserText"]);
+  entry.FontInfo = OrEmpty(row["FontInfo"]);
   entry.To_Type = ToInt32(row["To_Type"]).value_or(0);
   entry.TypeID = ToInt32(row["TypeID"]).value_or(0);
   entry.isOwn = SameButForCase(entry.from, UserID);
@@ -35,7 +35,7 @@ HistoryEntry ReadRow(const Cursor& row, const std::string& UserID) {
 bool ReadAddressed(Database& database, const std::string& UserID, std::set<std::string>& ids) {
   Cursor rows(database);
   if (!rows.Open(Sql("Select Msg_ID from Msg_Acks where YouID='?'", UserID))) return false;
-  for (; !rows.EndOfRows(); rows.MoveNext()) ids.insert(rows["Msg_ID"].text());
+  for (; !rows.EndOfRows(); rows.MoveNext()) ids.insert(OrEmpty(rows["Msg_ID"]));
   return true;
 }
 
@@ -68,7 +68,7 @@ bool ReadMemberships(Database& database, const DeviceRules& rules, const std::st
   Cursor rows(database);
   if (!rows.Open(Sql("Select * from Clot_Form where UserID='?'", UserID))) return false;
   for (; !rows.EndOfRows(); rows.MoveNext()) {
-    groups.push_back({rows["UpperID"].text(), ToInt32(rows[rules.mark]).value_or(0)});
+    groups.push_back({OrEmpty(rows["UpperID"]), ToInt32(rows[rules.mark]).value_or(0)});
   }
   return true;
 }

@@ -110,7 +110,9 @@ void AddConversations(CLI::App& history, HistoryOptions& options) {
                                    "Only messages of this group, by its name or its id");
   history.add_flag("--notices", options.notices, "Only notices")->excludes(with)->excludes(group);
   group->excludes(with);
-  history.add_option("--since", options.since, "Nothing older than this moment")
+  history
+      .add_option("--since", options.since,
+                  "Nothing older than YYYY-MM-DD or \"YYYY-MM-DD hh:mm:ss\"")
       ->check(CheckMoment);
   history.add_option("--search", options.search, "Only what holds these words");
   history
@@ -131,9 +133,14 @@ void AddHistoryCommand(CLI::App& app, int& exitCode) {
   history->add_flag("--unread", options->onlyUnread, "Only what the user's device has not had");
   history->add_flag("--mark-read", options->markRead,
                     "What is shown counts as had by the user's device from now on");
-  history->add_option("--device", options->device, "The device that counts")
-      ->transform(CLI::CheckedTransformer(std::map<std::string, Device>{
-          {"desktop", Device::kDesktop}, {"mobile", Device::kMobile}}))
+  history
+      ->add_option_function<std::string>(
+          "--device",
+          [options](const std::string& device) {
+            options->device = device == "mobile" ? Device::kMobile : Device::kDesktop;
+          },
+          "The device that counts")
+      ->check(CLI::IsMember({"desktop", "mobile"}))
       ->default_str("desktop");
   history->add_flag("--json", options->json, "As a JSON array, an object a message");
   history->callback(

@@ -21,14 +21,14 @@ bool IsOne(const Expr& flag) {
 HistoryEntry PeerMessage(const Cursor& row, bool isOwn, std::string_view flag) {
   HistoryEntry entry;
   entry.kind = Kind::kPeer;
-  entry.Msg_ID = row["Msg_ID"].text();
-  entry.from = row["MyID"].text();
-  entry.to = row["YouID"].text();
-  entry.FcName = row["FcName"].text();
-  entry.date = FormatAsDate(row["To_Date"].text());
-  entry.time = FormatAsTime(row["To_Time"].text());
-  entry.UserText = row["UserText"].text();
-  entry.FontInfo = row["FontInfo"].text();
+  entry.Msg_ID = OrEmpty(row["Msg_ID"]);
+  entry.from = OrEmpty(row["MyID"]);
+  entry.to = OrEmpty(row["YouID"]);
+  entry.FcName = OrEmpty(row["FcName"]);
+  entry.date = FormatAsDate(OrEmpty(row["To_Date"]));
+  entry.time = FormatAsTime(OrEmpty(row["To_Time"]));
+  entry.UserText = OrEmpty(row["UserText"]);
+  entry.FontInfo = OrEmpty(row["FontInfo"]);
   entry.To_Type = ToInt32(row["To_Type"]).value_or(0);
   entry.isOwn = isOwn;
   entry.isUnread = IsOne(row[flag]);
@@ -38,13 +38,13 @@ HistoryEntry PeerMessage(const Cursor& row, bool isOwn, std::string_view flag) {
 HistoryEntry Notice(const Cursor& row) {
   HistoryEntry entry;
   entry.kind = Kind::kNotice;
-  entry.Msg_ID = row["Msg_ID"].text();
-  entry.from = row["MyID"].text();
-  entry.date = FormatAsDate(row["To_Date"].text());
-  entry.time = FormatAsTime(row["To_Date"].text());
-  entry.UserText = row["Ntitle"].text();
-  entry.content = row["Ncontent"].text();
-  entry.link = row["Nlink"].text();
+  entry.Msg_ID = OrEmpty(row["Msg_ID"]);
+  entry.from = OrEmpty(row["MyID"]);
+  entry.date = FormatAsDate(OrEmpty(row["To_Date"]));
+  entry.time = FormatAsTime(OrEmpty(row["To_Date"]));
+  entry.UserText = OrEmpty(row["Ntitle"]);
+  entry.content = OrEmpty(row["Ncontent"]);
+  entry.link = OrEmpty(row["Nlink"]);
   return entry;
 }
 
@@ -53,7 +53,7 @@ bool ReadOwed(Database& database, const DeviceRules& rules, const std::string& U
               std::set<std::string>& ids) {
   Cursor rows(database);
   if (!rows.Open(Sql(rules.owedReceipts, UserID))) return false;
-  for (; !rows.EndOfRows(); rows.MoveNext()) ids.insert(rows["Msg_ID"].text());
+  for (; !rows.EndOfRows(); rows.MoveNext()) ids.insert(OrEmpty(rows["Msg_ID"]));
   return true;
 }
 
@@ -64,7 +64,7 @@ bool ReadPostedNotices(Database& database, const std::string& UserID,
   Cursor rows(database);
   if (!rows.Open(Sql("Select * from MessengNotice_Text where MyID='?'", UserID))) return false;
   for (; !rows.EndOfRows(); rows.MoveNext()) {
-    if (received.contains(rows["Msg_ID"].text())) continue;
+    if (received.contains(OrEmpty(rows["Msg_ID"]))) continue;
     entries.push_back(Notice(rows));
     entries.back().isOwn = true;
   }
@@ -87,7 +87,7 @@ bool ReadPeerMessages(Database& database, const HistoryQuery& query,
     return false;
   }
   for (; !rows.EndOfRows(); rows.MoveNext()) {
-    const bool isOwn = SameButForCase(rows["MyID"].text(), query.UserID);
+    const bool isOwn = SameButForCase(OrEmpty(rows["MyID"]), query.UserID);
     entries.push_back(PeerMessage(rows, isOwn, rules.received));
   }
   if (!rows.Open(
@@ -96,7 +96,7 @@ bool ReadPeerMessages(Database& database, const HistoryQuery& query,
     return false;
   }
   for (; !rows.EndOfRows(); rows.MoveNext()) {
-    const bool isNote = SameButForCase(rows["YouID"].text(), query.UserID);  // is there already
+    const bool isNote = SameButForCase(OrEmpty(rows["YouID"]), query.UserID);  // is there already
     if (!isNote) entries.push_back(PeerMessage(rows, true, rules.own));
   }
   return true;

@@ -9,8 +9,8 @@ HistoryStore::HistoryStore(ProgramDatabase opened)
       database_(std::move(opened.driver)),
       texts_(folder_.strings, folder_.appPath, folder_.platform.languageId) {}
 
-std::unique_ptr<HistoryStore> HistoryStore::Open(const std::string& folder, std::string& error) {
-  auto opened = OpenProgramDatabase(folder, error);
+std::unique_ptr<HistoryStore> HistoryStore::Open(const std::string& appPath, std::string& error) {
+  auto opened = OpenProgramDatabase(appPath, error);
   if (!opened) return nullptr;
   return std::unique_ptr<HistoryStore>(new HistoryStore(std::move(*opened)));
 }

@@ -17,7 +17,7 @@ bool FindOne(Database& database, const Statement& byName, const Statement& byId,
     error = "there is no such " + what;
     return false;
   }
-  id = rows.Column(0).text();
+  id = OrEmpty(rows.Column(0));
   return true;
 }
 
@@ -27,7 +27,7 @@ const std::string& Look(Database& database, std::map<std::string, std::string>& 
   if (known != names.end()) return known->second;
   Cursor row(database);
   row.Open(Sql(select, id));
-  return names[id] = row.Column(0).text();
+  return names[id] = OrEmpty(row.Column(0));
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ bool TakeJsonString(std::string_view line, size_t& at, std::string& text, std::s
 std::string JsonString(std::string_view text) {
   std::string json = "\"";
   for (size_t at = 0; at < text.size();) {
-    const char32_t value = NextSequence(text, at);
+    const char32_t value = NextCodePoint(text, at);
     if (value == '"' || value == '\\') {
       json += '\\';
       json += static_cast<char>(value);

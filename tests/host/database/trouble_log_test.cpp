@@ -7,13 +7,12 @@
 
 #include "host/database/database.h"
 #include "host/values/skipped.h"
+#include "tests/harness/lines.h"
 #include "tests/harness/said_lines.h"
 #include "tests/platform/sql/sqlite_fixture.h"
 
 namespace vnq {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 class TroubleLogTest : public testing::TestWithParam<SqlCommit> {
  protected:
@@ -51,7 +50,7 @@ class TroubleLogTest : public testing::TestWithParam<SqlCommit> {
   }
 
   TemporaryFolder folder_;
-  std::string path_ = folder_.File("test.db");
+  std::string path_ = folder_ / "test.db";
   TestClock clock_;
   OtherProgram other_{path_};
   std::unique_ptr<Database> database_;
@@ -117,7 +116,7 @@ TEST_P(TroubleLogTest, AFullDiskIsSaidWithItsCauseAndEndsWithRoom) {
 
 TEST_P(TroubleLogTest, AFileThatMayOnlyBeReadIsSaid) {
   database_.reset();
-  chmod(folder_.File("").c_str(), 0777);
+  chmod(folder_.path().c_str(), 0777);
   chmod(path_.c_str(), 0444);
   const uid_t user = geteuid();
   if (user == 0) {
@@ -151,10 +150,10 @@ class UndoneTurn : public testing::Test {};
 
 TEST_F(UndoneTurn, EachOfItsStatementsIsASkippedOneAndItIsSaidOnce) {
   TemporaryFolder folder;
-  OtherProgram other(folder.File("test.db"));
+  OtherProgram other(folder / "test.db");
   other.Run("pragma journal_mode=wal; create table T(a text) strict");
   SqliteOptions options;
-  options.path = folder.File("test.db");
+  options.path = folder / "test.db";
   options.commit = SqlCommit::kTurn;
   TestClock clock;
   SaidLines said;

@@ -11,7 +11,7 @@ TEST(Expr, DefaultIsFailedAndHoldsNoText) {
   Expr failed;
   EXPECT_FALSE(failed.ok());
   EXPECT_FALSE(failed.IsNull());
-  EXPECT_EQ(failed.text(), "");
+  EXPECT_EQ(OrEmpty(failed), "");
 }
 
 TEST(Expr, NullIsAValueOfItsOwn) {
@@ -38,7 +38,7 @@ TEST(Join, NullIsTheEmptyText) {
 TEST(Join, AFailedPartFailsTheWhole) {
   Expr joined = Join("a", Expr::Failed(), "b");
   EXPECT_FALSE(joined.ok());
-  EXPECT_EQ(joined.text(), "");
+  EXPECT_EQ(OrEmpty(joined), "");
 }
 
 TEST(NumbersOfExpr, NullAndFailedAreNoNumbers) {

@@ -3,16 +3,15 @@
 #include <gtest/gtest.h>
 
 #include "host/values/skipped.h"
+#include "tests/harness/lines.h"
 
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 TEST(SplitText, EverySeparatorEndsAnElement) {
-  EXPECT_EQ(SplitText("a,b", ","), (Texts{"a", "b"}));
-  EXPECT_EQ(SplitText(",a,,", ","), (Texts{"", "a", "", ""}));
-  EXPECT_EQ(SplitText("a", ","), (Texts{"a"}));
+  EXPECT_EQ(SplitText("a,b", ","), (Lines{"a", "b"}));
+  EXPECT_EQ(SplitText(",a,,", ","), (Lines{"", "a", "", ""}));
+  EXPECT_EQ(SplitText("a", ","), (Lines{"a"}));
 }
 
 TEST(SplitText, TheEmptyTextHasNoElement) {
@@ -20,8 +19,8 @@ TEST(SplitText, TheEmptyTextHasNoElement) {
 }
 
 TEST(SplitText, SeparatorsOfSeveralCharactersDoNotOverlap) {
-  EXPECT_EQ(SplitText("a.+b.+", ".+"), (Texts{"a", "b", ""}));
-  EXPECT_EQ(SplitText("aaa", "aa"), (Texts{"", "a"}));
+  EXPECT_EQ(SplitText("a.+b.+", ".+"), (Lines{"a", "b", ""}));
+  EXPECT_EQ(SplitText("aaa", "aa"), (Lines{"", "a"}));
 }
 
 TEST(Fields, ElementZeroIsTheCommandAndTheHashIsAnElement) {

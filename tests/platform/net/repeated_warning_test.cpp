@@ -2,13 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/harness/lines.h"
 #include "tests/harness/said_lines.h"
 #include "tests/harness/stepped_clock.h"
 
 namespace vnq {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 class RepeatedWarnings : public ::testing::Test {
  protected:

@@ -12,8 +12,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 struct Engine {
   const char* name;
   std::unique_ptr<EngineDatabase> (*open)();  // null: this run has no server of the kind
@@ -61,7 +59,7 @@ class SqlDriverContract : public DriverTest, public testing::WithParamInterface<
     MustRun("insert into People(Name,Age) values(?,?)", {T(name), I(age)});
   }
 
-  Texts Columns(Texts written) const {
+  Lines Columns(Lines written) const {
     for (std::string& name : written) name = database_->ColumnName(name);
     return written;
   }
@@ -70,7 +68,7 @@ class SqlDriverContract : public DriverTest, public testing::WithParamInterface<
   bool Set(SqlRows& rows, size_t row, const std::string& column, const SqlValue& value) {
     const std::string name = database_->ColumnName(column);
     if (!driver_->UpdateRow(rows, row, Assigned{{name, value}})) return false;
-    const Texts names = Names(rows);
+    const Lines names = Names(rows);
     const auto found = std::find(names.begin(), names.end(), name);
     if (found != names.end()) {
       rows.cells[row * names.size() + static_cast<size_t>(found - names.begin())] = value;
@@ -458,7 +456,7 @@ TEST_P(SqlDriverContract, AnAliasedTableWithALimitAndAConditionIsWritten) {
 TEST_P(SqlDriverContract, RowsOfSeveralTablesAndOfNoneAreForReadingOnly) {
   AddPerson("a", 1);
   MustRun("insert into Numbered(Name) values('a')");
-  Texts selects = {"select * from People as aa,Numbered as bb where aa.Name=bb.Name",
+  Lines selects = {"select * from People as aa,Numbered as bb where aa.Name=bb.Name",
                    "select bb.* from People as aa,Numbered as bb where aa.Name=bb.Name",
                    "select count(*) from People",
                    "select count(*) from Numbered",

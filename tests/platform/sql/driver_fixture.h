@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/sql/sql_driver.h"
+#include "tests/harness/lines.h"
 
 namespace vnq {
 
@@ -66,8 +67,8 @@ class EngineDatabase {
   virtual std::string ColumnName(const std::string& written) const { return written; }
 };
 
-inline std::vector<std::string> Names(const SqlRows& rows) {
-  std::vector<std::string> names;
+inline Lines Names(const SqlRows& rows) {
+  Lines names;
   for (const SqlColumn& column : *rows.columns) names.push_back(column.name);
   return names;
 }

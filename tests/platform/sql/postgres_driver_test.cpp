@@ -5,8 +5,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 class PostgresDriverTest : public PostgresTest {
  protected:
   void SetUp() override {
@@ -29,8 +27,8 @@ TEST_F(PostgresDriverTest, TextsOfAllScriptsComeBack) {
     EXPECT_TRUE(Run("insert into People(Secret) values(?)", {SqlValue::Text(text)}));
     EXPECT_TRUE(Run("insert into People(Secret) values('中文😀')"));
     EXPECT_EQ(Cells(Rows("select Secret from People where Secret=?", {SqlValue::Text(text)})),
-              Texts{"'" + text + "'"});
-    EXPECT_EQ(Cells(Rows("select Secret from People where Secret='中文😀'")), Texts{"'中文😀'"});
+              Lines{"'" + text + "'"});
+    EXPECT_EQ(Cells(Rows("select Secret from People where Secret='中文😀'")), Lines{"'中文😀'"});
   }
 }
 
@@ -74,6 +72,21 @@ TEST_F(PostgresDriverTest, ATextThatIsNoNumberEqualsNone) {
 TEST_F(PostgresDriverTest, ATextTooLongForItsColumnFails) {
   EXPECT_FALSE(Run("insert into People(Name) values(?)", {T(std::string(51, 'x'))}));
   ExpectError("22001");
+}
+
+TEST_F(PostgresDriverTest, WhatKeepsTheDatabaseFromWritingIsTold) {
+  const std::string insert = "insert into People(Name) values('x')";
+  EXPECT_FALSE(Run("insert into Nowhere values(1)"));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kNone);
+  EXPECT_TRUE(Run("set lock_timeout='20ms'"));
+  Other("begin");
+  Other("lock table People in exclusive mode");
+  EXPECT_FALSE(Run(insert));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kLocked);
+  Other("rollback");
+  EXPECT_TRUE(Run("set default_transaction_read_only=on"));
+  EXPECT_FALSE(Run(insert));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kReadOnly);
 }
 
 TEST_F(PostgresDriverTest, SeveralStatementsInOneTextAreRefused) {
@@ -166,7 +179,7 @@ TEST_F(PostgresDriverTest, ATableThatTookAnothersNameIsNotWrittenForIt) {
   EXPECT_EQ(OtherReads("select count(*) from People"), "0");
   EXPECT_EQ(OtherReads("select count(*) from Former"), "1");
   rows = Rows("select * from People");
-  EXPECT_EQ(Names(rows), Texts{"name"});
+  EXPECT_EQ(Names(rows), Lines{"name"});
   EXPECT_TRUE(driver_->Insert(rows, Assigned{{"name", SqlValue::Text("b")}}));
   EXPECT_EQ(OtherReads("select Name from People"), "b");
 }
@@ -186,7 +199,7 @@ TEST_F(PostgresDriverTest, MoreStatementsThanAreKeptAllRun) {
     SqlRows rows = Rows("select " + std::to_string(i) + ",Name from People");
     EXPECT_EQ(rows.rowCount(), 0U);
   }
-  EXPECT_EQ(Cells(Rows("select 0 where 1=1")), Texts{"0"});
+  EXPECT_EQ(Cells(Rows("select 0 where 1=1")), Lines{"0"});
   SqlRows count = Rows("select count(*) from pg_prepared_statements");
   EXPECT_GE(count.cells.front().integer, 500);
   EXPECT_LE(count.cells.front().integer, 550);
@@ -224,11 +237,11 @@ TEST_F(PostgresDriverTest, SessionsFollowTheDurability) {
     options_.durability = durability;
     driver_ = OpenPostgres(options_);
     EXPECT_EQ(Cells(Rows("select current_setting('synchronous_commit')")),
-              Texts{"'" + expected + "'"});
+              Lines{"'" + expected + "'"});
     EXPECT_TRUE(Run("insert into People(Age) values(1)"));
     EXPECT_TRUE(driver_->SyncCommitted());
     EXPECT_EQ(Cells(Rows("select current_setting('synchronous_commit')")),
-              Texts{"'" + expected + "'"});
+              Lines{"'" + expected + "'"});
   }
 }
 

@@ -6,8 +6,6 @@
 namespace vnq {
 namespace {
 
-using Texts = std::vector<std::string>;
-
 class PostgresTablesTest : public PostgresTest {
  protected:
   bool Set(SqlRows& rows, size_t row, const std::string& column, const SqlValue& value) {
@@ -58,7 +56,7 @@ TEST_F(PostgresTablesTest, AKeyOfTwoColumnsFindsTheRowEvenWhenNotSelected) {
   Other("create table Pairs(A varchar(9),B integer,Note text,primary key(A,B))");
   Other("insert into Pairs values('x',1,'n'),('x',2,'n'),('X',1,'n')");
   SqlRows rows = Rows("select Note from Pairs where A='x' and B=1");
-  EXPECT_EQ(Names(rows), Texts{"note"});
+  EXPECT_EQ(Names(rows), Lines{"note"});
   EXPECT_EQ(rows.identityWidth, 2U);
   size_t row = 0;
   while (row + 1 < rows.rowCount() && rows.identity[row * 2].text != "x") ++row;
@@ -95,7 +93,7 @@ TEST_F(PostgresTablesTest, OtherProgramsTypesAreReadAsNumbersAndTexts) {
       "insert into Odd values(9000000000,true,'2024-02-01 10:11:12',12.50,'abcde','ab',-2,"
       "'2024-02-29')");
   SqlRows rows = Rows("select * from Odd");
-  EXPECT_EQ(Cells(rows), (Texts{"9000000000", "1", "'2024-02-01 10:11:12'", "'12.50'", "'abcde'",
+  EXPECT_EQ(Cells(rows), (Lines{"9000000000", "1", "'2024-02-01 10:11:12'", "'12.50'", "'abcde'",
                                 "'ab  '", "-2", "'2024-02-29'"}));
   EXPECT_EQ((*rows.columns)[1].type, SqlColumnType::kInteger);
   EXPECT_EQ((*rows.columns)[3].type, SqlColumnType::kText);
@@ -107,7 +105,7 @@ TEST_F(PostgresTablesTest, OtherProgramsTypesAreReadAsNumbersAndTexts) {
                            {"id", SqlValue::Integer(-9'000'000'000)}};
   EXPECT_TRUE(driver_->UpdateRow(rows, 0, values)) << driver_->LastError();
   EXPECT_EQ(Cells(Rows("select Flag,Made,Price,Id from Odd")),
-            (Texts{"0", "'2025-01-01 00:00:00'", "'7.25'", "-9000000000"}));
+            (Lines{"0", "'2025-01-01 00:00:00'", "'7.25'", "-9000000000"}));
   EXPECT_TRUE(driver_->Insert(rows, values)) << driver_->LastError();
   EXPECT_FALSE(Set(rows, 0, "code", SqlValue::Text("abcdef"))) << "one letter too many";
   EXPECT_TRUE(Set(rows, 0, "code", SqlValue::Text("汉字汉字汉"))) << driver_->LastError();
@@ -118,7 +116,7 @@ TEST_F(PostgresTablesTest, NamesInMixedCaseAndWithQuotesAreKept) {
       "create table \"Mixed Case\"(\"Key \"\"1\"\"\" integer primary key,\"Name\" text,name text)");
   Other("insert into \"Mixed Case\" values(1,'a','b')");
   SqlRows rows = Rows("select * from \"Mixed Case\"");
-  EXPECT_EQ(Names(rows), (Texts{"Key \"1\"", "Name", "name"}));
+  EXPECT_EQ(Names(rows), (Lines{"Key \"1\"", "Name", "name"}));
   EXPECT_TRUE(Set(rows, 0, "Name", SqlValue::Text("c"))) << driver_->LastError();
   EXPECT_TRUE(driver_->Insert(
       rows, Assigned{{"Key \"1\"", SqlValue::Integer(2)}, {"name", SqlValue::Text("d")}}))
@@ -140,7 +138,7 @@ TEST_F(PostgresTablesTest, ASelectMayCallAColumnLikeTheKey) {
   Other("create table Keyed(Id integer primary key,Name text)");
   Other("insert into Keyed values(1,'b'),(2,'a')");
   SqlRows rows = Rows("select Name as Id from Keyed order by Id");
-  EXPECT_EQ(Cells(rows), (Texts{"'a'", "'b'"}));
+  EXPECT_EQ(Cells(rows), (Lines{"'a'", "'b'"}));
   EXPECT_TRUE(Set(rows, 0, "name", SqlValue::Text("c"))) << driver_->LastError();
   EXPECT_EQ(OtherReads("select Name from Keyed where Id=2"), "c");
 }
@@ -180,7 +178,7 @@ TEST_F(PostgresTablesTest, ARowThatAnotherRowSetHasWrittenIsStillFound) {
   }
   EXPECT_TRUE(Set(early, 0, "name", SqlValue::Text("c"))) << driver_->LastError();
   EXPECT_EQ(Cells(Rows("select Name,Age from Moving order by Name")),
-            (Texts{"'b'", "1", "'c'", "4"}));
+            (Lines{"'b'", "1", "'c'", "4"}));
   SqlRows third = Rows("select * from Moving where Name='c'");
   EXPECT_TRUE(driver_->DeleteRow(early, 0));
   EXPECT_FALSE(Set(third, 0, "age", SqlValue::Integer(9)));

@@ -4,7 +4,9 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "platform/sql/sql_driver.h"
 #include "tests/platform/sql/sqlite_fixture.h"
@@ -207,6 +209,73 @@ TEST_F(SqliteTurnTest, AReplacedFileIsNoticedBetweenTurns) {
   clock_.nowMs += 1000;
   driver_->EndTurn();
   EXPECT_EQ(Count(), 2);
+}
+
+// The same select again and again, among everything that can change what it gives.
+TEST_F(SqliteTurnTest, ARepeatedSelectGivesWhatItWouldGive) {
+  auto reads = [&](const std::string& select) {
+    SqlRows rows;
+    EXPECT_TRUE(driver_->Query(select, {}, rows)) << driver_->LastError();
+    std::string text;
+    for (const SqlValue& cell : rows.cells) {
+      text += (cell.kind == SqlValue::Kind::kText ? cell.text : std::to_string(cell.integer)) + ",";
+    }
+    return text;
+  };
+  const std::string each = "select a from T";
+  const std::string inner = "select 1 from Other where x in (select a from T)";
+  EXPECT_TRUE(Run("create table Other(x integer) strict"));
+  EXPECT_TRUE(Run("insert into Other values(1),(2)"));
+  EXPECT_TRUE(Run("create view Seen as select a from T"));
+  for (int i = 1; i <= 4; ++i) {
+    for (int again = 0; again < 3; ++again) {
+      std::string expected;
+      for (int k = 1; k < i; ++k) expected += std::to_string(k) + ",";
+      EXPECT_EQ(reads(each), expected);
+      EXPECT_EQ(reads("select a from Seen"), expected);
+      EXPECT_EQ(reads("select count(*) from T"), std::to_string(i - 1) + ",");
+      EXPECT_EQ(reads(inner),
+                std::string("1,1,").substr(0, static_cast<size_t>(2 * std::min(i - 1, 2))));
+    }
+    EXPECT_TRUE(Insert(i));
+    EXPECT_FALSE(Insert(i));
+  }
+  EXPECT_TRUE(
+      Run("create trigger Copy after insert on Other begin "
+          "insert into T(a) values(new.x); end"));
+  for (int again = 0; again < 3; ++again) reads(each);
+  EXPECT_TRUE(Run("insert into Other values(9)"));
+  EXPECT_EQ(reads(each), "1,2,3,4,9,") << "written by a trigger";
+  for (int again = 0; again < 3; ++again) reads("select * from Other where x=9");
+  EXPECT_TRUE(Run("alter table Other add column y integer default 5"));
+  EXPECT_EQ(reads("select * from Other where x=9"), "9,5,");
+  EXPECT_TRUE(Run("delete from T"));
+  EXPECT_EQ(reads(each), "");
+  for (int again = 0; again < 3; ++again) reads(each);
+  EXPECT_TRUE(driver_->EndTurn());
+  other_->Run("insert into T(a) values(77)");
+  EXPECT_EQ(reads(each), "77,") << "another program's, in the next turn";
+}
+
+TEST_F(SqliteTurnTest, ARepeatedSelectOfChanceIsRunEachTime) {
+  std::set<int64_t> seen;
+  for (int i = 0; i < 5; ++i) {
+    SqlRows rows;
+    ASSERT_TRUE(driver_->Query("select random()", {}, rows));
+    seen.insert(rows.cells[0].integer);
+  }
+  EXPECT_EQ(seen.size(), 5U);
+}
+
+TEST_F(SqliteTurnTest, ARepeatedSelectDependsOnItsValues) {
+  for (int i = 1; i <= 3; ++i) EXPECT_TRUE(Insert(i));
+  for (const int64_t value : {1, 1, 1, 2, 1, 3, 3, 3, 2}) {
+    SqlRows rows;
+    const SqlValue wanted = SqlValue::Integer(value);
+    ASSERT_TRUE(driver_->Query("select a from T where a=?", {&wanted, 1}, rows));
+    ASSERT_EQ(rows.rowCount(), 1U);
+    EXPECT_EQ(rows.cells[0].integer, value);
+  }
 }
 
 TEST_F(SqliteTurnTest, ARowOfTheTurnIsChangedAndDeletedByItsIdentity) {

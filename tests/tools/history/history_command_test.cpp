@@ -78,7 +78,7 @@ TEST_P(HistoryCommand, ConversationIsChosen) {
   EXPECT_EQ(History(), "2026-03-04 06:00:00 * [Team (Clot000001)] Ann Lee (1): t\n");
   options_.group = "";
   options_.notices = true;
-  EXPECT_THAT(History(), AllOf(HasSubstr("title"), Not(HasSubstr("Ann Lee (1): t"))));
+  EXPECT_EQ(History(), "2026-03-04 07:00:00 * notice of Ann Lee (1): title - the content\n");
 }
 
 TEST_P(HistoryCommand, SearchFindsChineseAndAnyLetterCase) {
@@ -242,22 +242,20 @@ TEST_P(HistoryCommand, ReceiptThatADeviceOwesMakesAGroupMessageUnread) {
 }
 
 TEST_P(HistoryCommand, MarkThatTheServerCouldNotKeepIsStoodInForByTheOwnLastMessage) {
+  BeginTypeIdsBehind(40000);
   for (const char* id : {"G1", "G2", "G3", "G4"})
     Group(id, std::string(id) == "G3" ? "2" : "1", id);
-  if (GetParam() == DatabaseEngine::kSqlServer) GTEST_SKIP() << "TypeID is an identity column";
-  Do("update MessengClot_Text set TypeID=TypeID+40000");
   EXPECT_EQ(Take(), "2026-03-04 06:00:00 * [Team (Clot000001)] Ann Lee (1): G4\n");
   EXPECT_EQ(Rows("select last_ack_typeid1 from Clot_Form where UserID='2'"), "40004");
   EXPECT_EQ(Take(), "");
 }
 
 TEST_P(HistoryCommand, JoiningLateBringsNoOldMessages) {
+  BeginTypeIdsBehind(40000);
   Do("insert into Clot_Form(UpperID,UserID) values('Clot000001','4')");
   Do("insert into Users_ID(UserID,UserName,FcName) values('4','dee','Dee')");
   Group("G1", "1", "old");
   Group("G2", "1", "new");
-  if (GetParam() == DatabaseEngine::kSqlServer) GTEST_SKIP() << "TypeID is an identity column";
-  Do("update MessengClot_Text set TypeID=TypeID+40000");
   Do("insert into Msg_Acks(Msg_ID,ClotID,MyID,YouID) values('G2','Clot000001','1','4')");
   options_.user = "4";
   EXPECT_EQ(Unread(), "2026-03-04 06:00:00 * [Team (Clot000001)] Ann Lee (1): new\n");

@@ -8,9 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "host/database/schema.h"
 #include "tests/tools/schema/server_database.h"
 #include "tools/folder/init_command.h"
 #include "tools/history/history_command.h"
+#include "tools/schema/growing_id.h"
 
 namespace vnq {
 
@@ -57,6 +59,14 @@ class HistoryFolder : public ::testing::TestWithParam<DatabaseEngine> {
       text += cell.kind == SqlValue::Kind::kInteger ? std::to_string(cell.integer) : cell.text;
     }
     return text;
+  }
+
+  /// The next group message gets the TypeID behind this one.
+  void BeginTypeIdsBehind(int64_t last) {
+    for (const TableDef& table : SchemaTables()) {
+      if (table.name != "MessengClot_Text") continue;
+      ASSERT_TRUE(RaiseGrowingId(*driver_, GetParam(), table, last)) << driver_->LastError();
+    }
   }
 
   void Join(const std::string& group, const std::string& user) {

@@ -40,6 +40,7 @@ class OdbcDriver final : public SqlDriver {
   // The server commits durably by itself.
   bool SyncCommitted() override { return true; }
   const std::string& LastError() const override { return lastError_; }
+  SqlTrouble LastTrouble() const override { return trouble_; }
 
  private:
   enum class Repeatable { kNo, kYes };
@@ -62,17 +63,20 @@ class OdbcDriver final : public SqlDriver {
   ServerAvailability availability_;
   std::unique_ptr<OdbcConnection> connection_;
   std::string lastError_;
+  SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   int64_t lastAnswerMs_ = 0;
   bool inTransaction_ = false;  // until it ends, also when its connection does before
 };
 
 bool OdbcDriver::Fail(std::string_view statement, std::string_view why) {
   lastError_ = StatementFailure(statement, why);
+  trouble_ = SqlTrouble::kNone;
   return false;
 }
 
 bool OdbcDriver::EnsureConnected() {
   if (connection_) return true;
+  trouble_ = SqlTrouble::kUnavailable;
   if (!availability_.MayTry()) {
     lastError_ = availability_.why();
     return false;
@@ -88,6 +92,7 @@ bool OdbcDriver::EnsureConnected() {
 
 void OdbcDriver::Lose(int64_t startMs) {
   connection_.reset();
+  trouble_ = SqlTrouble::kUnavailable;
   availability_.NoteLost(lastError_, MonotonicMs(nullptr) - startMs);
 }
 
@@ -110,7 +115,10 @@ bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& may
   int64_t start = MonotonicMs(nullptr);
   OdbcError error;
   bool done = work(*connection_, error);
-  if (!done) Fail(statement, error.Describe());
+  if (!done) {
+    Fail(statement, error.Describe());
+    trouble_ = error.trouble;
+  }
   if (!done && (error.IsLost() || connection_->IsDead())) {
     mayRepeat = mayRepeat && !error.IsTimeOut();
     mayRepeat ? connection_.reset() : Lose(start);

@@ -7,6 +7,28 @@
 #include "support/utf16.h"
 
 namespace vnq {
+namespace {
+
+// By SQL Server's number of the error.
+SqlTrouble TroubleOf(SQLINTEGER number) {
+  switch (number) {
+    case 1101:  // a filegroup has no room
+    case 1105:
+    case 9002:  // the transaction log has none
+      return SqlTrouble::kFull;
+    case 1222:  // a lock was waited for in vain
+      return SqlTrouble::kLocked;
+    case 3906:
+      return SqlTrouble::kReadOnly;
+    case 823:
+    case 824:
+      return SqlTrouble::kWriteFailed;
+    default:
+      return SqlTrouble::kNone;
+  }
+}
+
+}  // namespace
 
 OdbcHandle::OdbcHandle(OdbcHandle&& other) noexcept
     : type_(other.type_), handle_(std::exchange(other.handle_, nullptr)) {}
@@ -45,9 +67,11 @@ OdbcError ReadOdbcError(const OdbcHandle& handle) {
     SQLRETURN code = SQLGetDiagRecW(handle.type(), handle.get(), record, state, &native, text,
                                     static_cast<SQLSMALLINT>(std::size(text)), &length);
     if (!OdbcSucceeded(code)) break;
-    OdbcError found{OdbcUtf8(state, 5, std::size(state)), OdbcUtf8(text, length, std::size(text))};
+    OdbcError found{OdbcUtf8(state, 5, std::size(state)), OdbcUtf8(text, length, std::size(text)),
+                    TroubleOf(native)};
     // The gravest reason is the one that counts.
     if (error.state.empty() || (found.IsLost() && !error.IsLost())) error.state = found.state;
+    if (error.trouble == SqlTrouble::kNone) error.trouble = found.trouble;
     if (!error.text.empty()) error.text += "; ";
     error.text += found.text + " (" + std::to_string(native) + ")";
   }

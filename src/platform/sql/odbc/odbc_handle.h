@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/sql/sql_driver.h"
+
 namespace vnq {
 
 /// An ODBC handle and the duty to free it.
@@ -35,6 +37,7 @@ class OdbcHandle {
 struct OdbcError {
   std::string state;  ///< SQLSTATE; empty for what the driver manager was not asked
   std::string text;   ///< the driver's own words, all records of them
+  SqlTrouble trouble = SqlTrouble::kNone;
 
   bool IsTimeOut() const { return state.starts_with("HYT"); }
   /// True when the connection cannot be trusted any more.

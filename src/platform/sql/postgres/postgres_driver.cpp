@@ -41,6 +41,13 @@ bool IsOutOfDate(const PostgresReply& reply, const PostgresStatement& prepared) 
   return reply.sqlState == "0A000" || reply.sqlState == "26000" || (prepared.table && nameless);
 }
 
+SqlTrouble TroubleOf(std::string_view sqlState) {
+  if (sqlState == "53100") return SqlTrouble::kFull;
+  if (sqlState == "55P03") return SqlTrouble::kLocked;
+  if (sqlState == "25006") return SqlTrouble::kReadOnly;
+  return sqlState == "58030" ? SqlTrouble::kWriteFailed : SqlTrouble::kNone;
+}
+
 bool IsCommit(std::string_view statement) {
   constexpr std::string_view kCommit = "commit";
   return statement.size() >= kCommit.size() &&
@@ -75,6 +82,7 @@ class PostgresDriver final : public SqlDriver {
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
+  SqlTrouble LastTrouble() const override { return trouble_; }
 
  private:
   struct Session {
@@ -103,7 +111,8 @@ class PostgresDriver final : public SqlDriver {
   void NoteMoved(const std::string& table, const std::vector<SqlValue>& before,
                  const std::vector<SqlValue>& now);
   std::vector<SqlValue> CurrentIdentity(const SqlRows& rows, size_t row);
-  bool Fail(std::string_view statement, std::string_view why);
+  bool Fail(std::string_view statement, std::string_view why,
+            SqlTrouble trouble = SqlTrouble::kNone);
 
   ServerDatabaseOptions options_;
   ServerAvailability availability_;
@@ -112,12 +121,14 @@ class PostgresDriver final : public SqlDriver {
   std::map<std::string, std::shared_ptr<const PostgresTable>, std::less<>> tables_;
   RecentCache<std::vector<SqlValue>> moved_{kMovedRows};
   std::string lastError_;
+  SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   bool inTransaction_ = false;
   bool written_ = false;  // since the last sync
 };
 
-bool PostgresDriver::Fail(std::string_view statement, std::string_view why) {
+bool PostgresDriver::Fail(std::string_view statement, std::string_view why, SqlTrouble trouble) {
   lastError_ = StatementFailure(statement, why);
+  trouble_ = trouble;
   return false;
 }
 
@@ -144,7 +155,7 @@ bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
   }
   fresh = !session_;
   if (session_ || (availability_.MayTry() && Connect())) return true;
-  return Fail(statement, availability_.why());
+  return Fail(statement, availability_.why(), SqlTrouble::kUnavailable);
 }
 
 bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> parameters, Use use,
@@ -190,11 +201,11 @@ bool PostgresDriver::Conclude(std::string_view statement, const PostgresDeadline
     session_.reset();
     inTransaction_ = false;
     availability_.NoteLost(why, deadline.SpentMs());
-    return Fail(statement, why);
+    return Fail(statement, why, SqlTrouble::kUnavailable);
   }
   inTransaction_ = session_->connection->InTransaction();
   availability_.NoteWorking();
-  return reply.done() || Fail(statement, why);
+  return reply.done() || Fail(statement, why, TroubleOf(reply.sqlState));
 }
 
 // What is the same at each run of a statement is read from its first.

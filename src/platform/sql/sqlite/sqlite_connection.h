@@ -11,6 +11,7 @@
 
 #include "platform/sql/recent_cache.h"
 #include "platform/sql/sql_driver.h"
+#include "platform/sql/sqlite/sqlite_memo.h"
 
 namespace vnq {
 
@@ -26,16 +27,21 @@ struct SqliteStatement {
   std::shared_ptr<const std::vector<SqlColumn>> columns;
   std::string table;  ///< the one table; then each row has the rowid as one more cell at its end
   int repreparations = 0;
+  SqliteTouched touched;
+  SqliteMemo memo;
 };
 
 /// Prepared statements by their written text, the least recently used dropped first.
 class SqliteStatementCache {
  public:
-  explicit SqliteStatementCache(sqlite3* database) : database_(database) {}
+  explicit SqliteStatementCache(sqlite3* database) : database_(database), touches_(database) {}
 
   /// The statement, prepared if it was not. Owned by the cache and good until the next call. Null
   /// on failure; the engine's error is then the connection's, `refusal` says what else was wrong.
   SqliteStatement* Prepare(std::string_view written, std::string& refusal);
+
+  /// The statement, if it is prepared; null otherwise.
+  SqliteStatement* Find(std::string_view written) { return recent_.Find(written); }
 
   size_t size() const { return recent_.size(); }
 
@@ -47,6 +53,7 @@ class SqliteStatementCache {
   bool Make(std::string_view written, SqliteStatement& statement, std::string& refusal);
 
   sqlite3* database_;
+  SqliteTouchWatch touches_;
   RecentCache<SqliteStatement> recent_{kCapacity};
   SqliteStatement unkept_;
 };

@@ -134,6 +134,7 @@ class SqliteDriver final : public SqlDriver {
   SqliteStatement* Begin(std::string_view statement, const Markers& values);
   bool BindAll(SqliteStatement& prepared, const Markers& values);
   bool Run(std::string_view statement, const Markers& values);
+  const SqlRows* KnownRows(std::string_view statement, std::span<const SqlValue> parameters);
   bool JoinTurn(const SqliteStatement& prepared, int64_t nowMs);
   bool End(SqliteStatement& prepared, int code);
   bool Fail(std::string_view statement, std::string_view why);
@@ -248,6 +249,8 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code) {
   sqlite3_stmt* handle = prepared.handle.get();
   bool done = code == SQLITE_DONE;
   bool wrote = done && !sqlite3_stmt_readonly(handle);
+  for (uint64_t* writes : prepared.touched.writes) ++*writes;
+  if (turn_ && wrote && !prepared.touched.isKnown) turn_->Renumber();
   sqlite3_reset(handle);
   sqlite3_clear_bindings(handle);
   if (!done) return FailByEngine(prepared.written);
@@ -284,8 +287,20 @@ void SqliteDriver::Conclude(int extendedCode) {
   sqlite3_busy_timeout(connection_->handle(), 0);
 }
 
+// What the select has given in this transaction already, and would give again; else null.
+const SqlRows* SqliteDriver::KnownRows(std::string_view statement,
+                                       std::span<const SqlValue> parameters) {
+  if (!turn_ || !turn_->IsOpen() || turn_->IsOver(NowMs())) return nullptr;
+  const SqliteStatement* prepared = connection_->statements().Find(statement);
+  return prepared ? prepared->memo.Find(turn_->number(), prepared->touched, parameters) : nullptr;
+}
+
 bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
                          SqlRows& rows) {
+  if (const SqlRows* known = KnownRows(statement, parameters)) {
+    rows = *known;
+    return true;
+  }
   SqliteStatement* prepared = Begin(statement, parameters);
   if (!prepared) return false;
   sqlite3_stmt* handle = prepared->handle.get();
@@ -297,6 +312,7 @@ bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> p
   read.identityWidth = read.table.empty() ? 0 : 1;
   for (; code == SQLITE_ROW; code = sqlite3_step(handle)) ReadRow(*prepared, read);
   if (!End(*prepared, code)) return false;
+  if (turn_) prepared->memo.Note(turn_->number(), prepared->touched, parameters, read);
   rows = std::move(read);
   return true;
 }

@@ -60,13 +60,17 @@ void RefreshDescription(SqliteStatement& statement) {
   int count = sqlite3_stmt_status(statement.handle.get(), SQLITE_STMTSTATUS_REPREPARE, 0);
   if (count == statement.repreparations) return;
   statement.repreparations = count;
+  statement.touched.isKnown = false;  // it may be of other tables now
   Describe(statement, !statement.table.empty());
 }
 
 SqliteStatement* SqliteStatementCache::Prepare(std::string_view written, std::string& refusal) {
   if (SqliteStatement* found = recent_.Find(written)) return found;
   SqliteStatement made;
-  if (!Make(written, made, refusal)) return nullptr;
+  touches_.NoteIn(&made.touched);
+  const bool isMade = Make(written, made, refusal);
+  touches_.NoteIn(nullptr);
+  if (!isMade) return nullptr;
   if (written.size() > kLongestKept) {
     unkept_ = std::move(made);
     return &unkept_;

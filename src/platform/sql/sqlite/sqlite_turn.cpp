@@ -1,5 +1,6 @@
 #include "platform/sql/sqlite/sqlite_turn.h"
 
+#include <thread>
 #include <utility>
 
 namespace vnq {
@@ -41,9 +42,22 @@ bool SqliteTurn::Join(bool writes, int64_t nowMs) {
   return Begin(State::kWriting, nowMs);
 }
 
+void SqliteTurn::LeaveAloneBetweenBursts() {
+  const auto now = RealTime::now();
+  const auto alone = now - released_;
+  if (alone >= kLeftAlone) {
+    burst_ = now;
+  } else if (now - burst_ >= std::chrono::milliseconds(kLongestMs)) {
+    std::this_thread::sleep_for(kLeftAlone - alone);
+    burst_ = RealTime::now();
+  }
+}
+
 bool SqliteTurn::Begin(State state, int64_t nowMs) {
+  if (state == State::kWriting) LeaveAloneBetweenBursts();
   if (!Run(state == State::kWriting ? beginWriting_ : beginReading_)) return false;
   state_ = state;
+  ++number_;
   beganMs_ = nowMs;
   statements_ = 1;
   return true;
@@ -62,6 +76,7 @@ bool SqliteTurn::End(int& code, std::string& why) {
 }
 
 size_t SqliteTurn::Drop() {
+  if (state_ == State::kWriting) released_ = RealTime::now();
   state_ = State::kNone;
   statements_ = 0;
   return std::exchange(writes_, 0);

@@ -4,9 +4,11 @@
 //
 // One for writing is begun as such: one that grew out of reading could be refused because another
 // program has written since. While it is open no other program can write, so it is bounded in time
-// and in statements.
+// and in statements. And who waits for the lock asks for it now and then: one that is free for
+// moments only would never be found free, so behind so long it is left alone for a while.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 
@@ -20,12 +22,18 @@ class SqliteTurn {
 
   bool IsOpen() const { return state_ != State::kNone; }
 
+  /// The number of its transaction, another one for each that was begun.
+  uint64_t number() const { return number_; }
+
   /// True when it must end before the next statement may join.
   bool IsOver(int64_t nowMs) const;
 
   /// Begins or changes the transaction for the next statement. False: refused, nothing is open, and
   /// the engine's error is the connection's.
   bool Join(bool writes, int64_t nowMs);
+
+  /// Has its number be another one: what was read in it may not be so any more.
+  void Renumber() { ++number_; }
 
   /// Counts a statement of this turn that has written.
   void NoteWrite() { ++writes_; }
@@ -42,17 +50,23 @@ class SqliteTurn {
 
   static constexpr int64_t kLongestMs = 3;
   static constexpr size_t kMostStatements = 300;
+  static constexpr std::chrono::microseconds kLeftAlone{1000};
 
  private:
   enum class State { kNone, kReading, kWriting };
 
+  using RealTime = std::chrono::steady_clock;
+
   bool Begin(State state, int64_t nowMs);
+  void LeaveAloneBetweenBursts();
 
   sqlite3* database_;
   SqliteHandle beginReading_, beginWriting_, commit_, rollback_;
   State state_ = State::kNone;
+  uint64_t number_ = 0;
   int64_t beganMs_ = 0;
   size_t statements_ = 0, writes_ = 0;
+  RealTime::time_point burst_, released_;  // when the lock was taken behind a pause, and given back
 };
 
 }  // namespace vnq
