@@ -26,7 +26,11 @@ class SqliteFile {
 class SqliteTestDatabase final : public TestDatabase {
  public:
   std::string Settings() const override;
-  std::string PlatformIni() const override { return {}; }
+  /// The variable VNQ_TEST_COMMIT picks how the server of a run commits.
+  std::string PlatformIni() const override {
+    const char* commit = getenv("VNQ_TEST_COMMIT");
+    return commit ? std::string("[database]\ncommit=") + commit + "\n" : "";
+  }
   void Open(const std::string& folder) override;
   std::vector<std::string> Rows(const std::string& select) override { return file_->Rows(select); }
   void Run(const std::string& statements) override { file_->Run(statements); }

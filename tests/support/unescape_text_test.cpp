@@ -106,7 +106,7 @@ TEST(UnescapeText, TextsAsTheyAreChattedDecodeAsTheLiteralWalkDoes) {
       "%20",    "%21", "%u4E2D", "%u6587", "%uD83D", "%uDE00", "%ud83d", "%udc00", "%0A", "%E9",
       "%D0",    "%A7", "%u00E9", "plain",  " words", "中",     "😀",      "%uFFFD", "ï¿½", "í ½",
       "í¸", "ÿ",   "%",      "%u",     "%4",     "%g1",    "%u12g4", "%41",    "%25", "%00"};
-  for (int i = 0; i < 40000; ++i) {
+  for (int i = 0; i < 10000; ++i) {
     const size_t usual = i % 2 == 0 ? 18 : std::size(pieces);
     std::string text;
     for (size_t n = random() % 12; n > 0; --n) text += pieces[random() % usual];
@@ -115,8 +115,8 @@ TEST(UnescapeText, TextsAsTheyAreChattedDecodeAsTheLiteralWalkDoes) {
   }
 }
 
-TEST(UnescapeText, EachValueOfBothFormsDecodesAsTheLiteralWalkDoes) {
-  for (unsigned value = 0; value < 0x10000; ++value) {
+TEST(UnescapeText, ValuesOfBothFormsDecodeAsTheLiteralWalkDoes) {
+  for (unsigned value = 0; value < 0x10000; value += value < 0x200 ? 1 : 13) {
     std::string text = "a%u";
     AppendHex(text, value, 4);
     text += "%uDE00 0%";

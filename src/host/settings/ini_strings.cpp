@@ -1,19 +1,18 @@
 #include "host/settings/ini_strings.h"
 
-#include <filesystem>
-#include <system_error>
-
 namespace vnq {
 
 void IniStrings::Look(std::string_view path) {
   if (looked_ && path == lastPath_) return;
-  std::error_code ignored;
-  if (path != lastPath_ || !std::filesystem::exists(lastMapped_, ignored)) {
+  uint64_t version = path == lastPath_ ? reader_.Look(lastMapped_) : 0;
+  // A file that cannot be read may stand there in other letters now.
+  if (version == 0) {
     lastPath_ = path;
     lastMapped_ = paths_.Map(path);
+    version = reader_.Look(lastMapped_);
     lastVersion_ = 0;
+    lastTexts_.clear();
   }
-  const uint64_t version = reader_.Look(lastMapped_);
   if (version != lastVersion_) lastTexts_.clear();
   lastVersion_ = version;
   looked_ = looksOnceATurn_;
