@@ -17,22 +17,22 @@ const std::map<std::string_view, Lines> kRecords = {
     {".+landing", {"|name1|pw1|10.0.0.1|mac|x|#", "|PC1|u|a|#"}},
     {".+modify_isSilence", {"|1|g|1|#", "|1|g|0|#"}},
     {".+new_group_information", {"|1|Name|r|s|1:1:a-2:0:b-|#"}},
-    {".+modify_group_information", {"|1|Clot000001|n|r|s|#"}},
-    {".+modify_group_members", {"|1|Clot000001|3:0:c-|#"}},
-    {".+add_group_members", {"|1|Clot000001|2:0:b-|#"}},
-    {".+del_group_members", {"|1|Clot000001|2|#"}},
-    {".+set_group_administrator", {"|1|Clot000001|3:1|#"}},
-    {".+modify_group_photos", {"|1|Clot000001|5|#"}},
-    {".+clear_group_photos", {"|1|Clot000001|6|#"}},
+    {".+modify_group_information", {"|1|Clot000003|n|r|s|#"}},
+    {".+modify_group_members", {"|1|Clot000003|3:0:c-|#"}},
+    {".+add_group_members", {"|1|Clot000003|2:0:b-|#"}},
+    {".+del_group_members", {"|1|Clot000003|2|#"}},
+    {".+set_group_administrator", {"|1|Clot000003|3:1|#"}},
+    {".+modify_group_photos", {"|1|Clot000003|5|#"}},
+    {".+clear_group_photos", {"|1|Clot000003|6|#"}},
     {".+request_synchronous_LOGO", {"|1|9|#"}},
     {".+request_personalized_photos", {"|1|1|1|99|#"}},
     {".+message", {"|2|1|text|font|M1|1|#", "|2|1|text|font|M2|5|#"}},
-    {".+clot_messeng", {"|Clot000001|1|text|font|G1|1|#"}},
-    {".+mass_information", {"|2*3|1|text|1|#", "|Clot000001|1|text|2|#"}},
+    {".+clot_messeng", {"|Clot000003|1|text|font|G1|1|#"}},
+    {".+mass_information", {"|2*3|1|text|1|#", "|Clot000003|1|text|2|#"}},
     {".+messengverify",
      {"|3|1||1|1|1|0|#", "|3|1||1|1|2|1|#", "|2|1||1|1|2|3|#", "|3|1||1|2|1|0|#",
-      "|Clot000001|2||2|1|1|0|#", "|Clot000001|2||2|1|2|1|#", "|Clot000001|3||2|2|1|0|#",
-      "|Clot000001|1||2|2|2|1|#"}},
+      "|Clot000003|2||2|1|1|0|#", "|Clot000003|2||2|1|2|1|#", "|Clot000003|3||2|2|1|0|#",
+      "|Clot000003|1||2|2|2|1|#"}},
     {".+jitter_window", {"|2|1|#"}},
     {".+meeting_message", {"|2|1|0|1|1|1|0|5|#"}},
     {".+request_remote", {"|2|1|2|#"}},
@@ -52,7 +52,7 @@ const std::map<std::string_view, Lines> kRecords = {
 constexpr const char* kRows =
     "insert into Messeng_Type(UserID1,UserID2,To_Type) values('1','2',1);"
     "insert into MessengKefu_Type(UserID1,UserID2) values('1','2');"
-    "insert into ClotFile(ClotID,Msg_ID) values('Clot000001','F1');"
+    "insert into ClotFile(ClotID,Msg_ID) values('Clot000003','F1');"
     "insert into Clot_Ro(TypeID,TypeName) values('Clot000002','Other');"
     "insert into Clot_Form(UpperID,UserID,IsAdmin) values('Clot000002','1',1),('Clot000002','2',0);"
     "insert into Tab_Chat(ChatId,MyID,YouID,Status) values(5,'1','2',0);"

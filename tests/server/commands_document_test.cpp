@@ -65,7 +65,7 @@ std::string WireOf(const PortRow& row) {
     case Wire::kBase64:
       return "Base64 of the code page's bytes";
     case Wire::kPlainText:
-      return "plain text in the code page";
+      return "Plain text in the code page";
     case Wire::kWebSocket:
       return "WebSocket text frames of Base64, behind an HTTP upgrade";
   }

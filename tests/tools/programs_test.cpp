@@ -86,7 +86,7 @@ TEST_F(Programs, SettingsThatCannotBeReadEndTheServerWithTwo) {
 
 TEST_F(Programs, OutputThatCannotBeWrittenIsAFailure) {
   Init();
-  folder_.Write("script", "\"a\"");
+  folder_.Write("script", "[\"a\"]");
   const std::string tool = VNQ_CTL_PROGRAM " ";
   const std::string archive = folder_.path() + "/archive";
   const std::string commandLines[] = {
@@ -108,7 +108,7 @@ TEST_F(Programs, OutputThatCannotBeWrittenIsAFailure) {
       tool + "user add bob --password pw" + AppPath(),
       "echo abc | " + tool + "text escape",
       tool + "text guid",
-      "echo 1 | " + tool + "json parse",
+      "echo [1] | " + tool + "json parse",
       tool + "script eval " + folder_.path() + "/script",
   };
   for (const std::string& commandLine : commandLines) {

@@ -44,13 +44,17 @@ class Init {
     std::error_code ignored;
     const bool isNew = !std::filesystem::exists(platformIni, ignored);
     const int language = Language(isNew);
-    if (!maker_.MakePlatformIni(language, Page(language), options_.demo)) return false;
-    if (!maker_.MakeDataBaseIni()) return false;
+    // The folder is opened before it gets more than platform.ini, and again with all settings.
+    return maker_.MakePlatformIni(language, Page(language), options_.demo) && OpenFolder() &&
+           IsAsAsked("language_id", options_.languageId, folder_->platform.languageId) &&
+           IsAsAsked("code_page", options_.codePage, folder_->platform.codePage) &&
+           maker_.MakeDataBaseIni() && OpenFolder();
+  }
+
+  bool OpenFolder() {
     std::string error;
     folder_ = OpenProgramFolder(options_.appPath, {}, options_.localeName, error);
-    if (!folder_) return Fail(error);
-    return IsAsAsked("language_id", options_.languageId, folder_->platform.languageId) &&
-           IsAsAsked("code_page", options_.codePage, folder_->platform.codePage);
+    return folder_ || Fail(error);
   }
 
   // A locale that names no language with texts, such as C, would leave people without any.

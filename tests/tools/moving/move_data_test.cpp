@@ -377,7 +377,8 @@ TEST_F(MoveData, ImportIsRefusedWhileAServerRunsAndExportIsNot) {
   ASSERT_EQ(to.Acquire(Path("to/.vnq_main_service.lock"), error), InstanceLock::Result::kHeld);
   EXPECT_EQ(Export(), 0) << err_.str();
   EXPECT_EQ(Import(), 1);
-  EXPECT_EQ(err_.str(), "the server runs on " + Path("to") + "; stop it before an import\n");
+  EXPECT_EQ(err_.str(),
+            "vnqctl import: the server runs on " + Path("to") + "; stop it before an import\n");
 }
 
 TEST_F(MoveData, FolderThatIsNotThereIsNamed) {
