@@ -30,18 +30,20 @@ class LateComers {
   bool MayCome(const Scenario& scenario, int64_t nowNs) {
     if (nowNs < settledByNs_) return true;
     const uint64_t missing = Missing(scenario);
-    if (!due_) due_ = missing;
+    if (!hasSettled_) due_ = missing;
+    hasSettled_ = true;
     if (missing != missing_) lastNs_ = nowNs;
     missing_ = missing;
     return nowNs - lastNs_ < kSilenceNs;
   }
 
-  uint64_t Came(const Scenario& scenario) const { return due_ ? *due_ - Missing(scenario) : 0; }
+  uint64_t Came(const Scenario& scenario) const { return hasSettled_ ? due_ - Missing(scenario) : 0; }
 
  private:
   int64_t settledByNs_;
   int64_t lastNs_ = 0;
-  std::optional<uint64_t> due_;
+  bool hasSettled_ = false;
+  uint64_t due_ = 0;  // when the settling time ended
   uint64_t missing_ = 0;
 };
 
