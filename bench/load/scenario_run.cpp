@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <optional>
 
 #include "bench/load/pacing.h"
 #include "bench/load/process_probe.h"
@@ -37,7 +36,9 @@ class LateComers {
     return nowNs - lastNs_ < kSilenceNs;
   }
 
-  uint64_t Came(const Scenario& scenario) const { return hasSettled_ ? due_ - Missing(scenario) : 0; }
+  uint64_t Came(const Scenario& scenario) const {
+    return hasSettled_ ? due_ - Missing(scenario) : 0;
+  }
 
  private:
   int64_t settledByNs_;
