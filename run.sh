@@ -115,7 +115,8 @@ ShowHints() {
 # Its diagnostics come through this script, which waits for the word "ready" among them.
 exec 3< <(exec $build/bin/vnq_main_service --app-path $demo --bind "$bind" 2>&1)
 server=$!
-trap 'kill -TERM $server 2>/dev/null || true' INT TERM HUP
+interrupted=no
+trap 'interrupted=yes; kill -TERM $server 2>/dev/null || true' INT TERM HUP
 
 told=no
 while IFS= read -r line <&3; do
@@ -126,10 +127,13 @@ while IFS= read -r line <&3; do
   fi
 done
 
+# A signal ends the wait, not the server, and may come when the server has just ended: its code is what the first
+# undisturbed wait gives. One that was told already is not told again (127).
 result=0
-wait "$server" || result=$?
-# A signal that comes during the wait ends the wait, not the server.
-while kill -0 "$server" 2>/dev/null; do
-  wait "$server" && result=0 || result=$?
+while true; do
+  interrupted=no
+  wait "$server" && code=0 || code=$?
+  [[ $code -eq 127 ]] || result=$code
+  [[ $interrupted == yes && $code -ne 127 ]] || break
 done
 exit $result
