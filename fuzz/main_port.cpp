@@ -4,6 +4,7 @@
 // any other is taken as it came on the wire. Behind them the next good record must be answered.
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -22,8 +23,8 @@ void Feed(vnq::TestClient& client, std::string_view read) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static auto* const server = [] {
-    auto* made = new vnq::TestServer;
+  static const std::unique_ptr<vnq::TestServer> server = [] {
+    auto made = std::make_unique<vnq::TestServer>();
     made->AddUser("1");
     made->AddUser("2", {"Registration_Id=push"});
     return made;
