@@ -45,6 +45,8 @@ fuzz_seconds=${VNQ_FUZZ_SECONDS:-60}
 test_options=(-LE '^long$')
 # They look at the embedded file itself: its transactions, its triggers.
 embedded_only='^end_to_end/(TurnCommit|CommandWrites)\.'
+# Without descriptors the checks of the sanitizer itself fail, which open pipes to look at memory.
+no_descriptors='^end_to_end/(Process\.OutOfDescriptors|RefusedConnections\.WithoutADescriptor)'
 package_list="test"
 if [[ $full == yes ]]; then
   test_options=()
@@ -119,7 +121,7 @@ fi
 BuildStep "headers alone" cmake --build build/release --target vnq_headers
 if BuildStep "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \
   -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DVNQ_SANITIZE=address,undefined; then
-  Tests "sanitizer tests" build/asan "${test_options[@]}"
+  Tests "sanitizer tests" build/asan "${test_options[@]}" -E "$no_descriptors"
 fi
 
 Step "package lists" scripts/check_packages.py build/release build/asan
