@@ -171,6 +171,17 @@ def program_file(word):
     return []
 
 
+def examples(paths, most=5):
+    """A few of the files, and of those in one folder the first only while there are others."""
+    rank = collections.Counter()
+    ranked = []
+    for path in sorted(paths):
+        folder = os.path.dirname(path.partition(" ")[0])
+        ranked.append((rank[folder], path))
+        rank[folder] += 1
+    return [path for _, path in sorted(ranked)][:most]
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--without", metavar="PACKAGE", action="append", default=[])
@@ -193,7 +204,7 @@ def main():
             missing[kind, " or ".join(sorted(names)) or "no package"].append(f"{path} (for {user})")
     for (kind, names), paths in sorted(missing.items()):
         print(f"{names}: not in the list \"{kind}\", nor brought by one of its packages; {len(paths)} files, e.g.")
-        print("".join(f"    {path}\n" for path in sorted(paths)[:3]), end="")
+        print("".join(f"    {path}\n" for path in examples(paths)), end="")
     if missing:
         return 1
     print(f"{len({path for _, path, _ in used})} headers, libraries and programs come from the listed packages")

@@ -18,6 +18,7 @@
 #include <memory>
 #include <sstream>
 
+#include "tests/harness/own_address.h"
 #include "tests/harness/real_process.h"
 #include "tests/harness/sqlite_test_database.h"
 #include "tools/folder/init_command.h"
@@ -25,9 +26,8 @@
 namespace vnq {
 namespace {
 
-std::string OwnAddress(int number) {
-  const unsigned pid = static_cast<unsigned>(getpid());
-  return fmt::format("127.{}.{}.{}", 220 + number, 1 + pid / 254 % 254, 1 + pid % 254);
+std::string OwnAddress(unsigned number) {
+  return AddressOfThisProcess(210 + number);
 }
 
 class Process : public ::testing::Test {
@@ -43,7 +43,7 @@ class Process : public ::testing::Test {
     std::filesystem::remove_all(folder, ignored);
   }
 
-  std::unique_ptr<RealProcess> Start(int address = 0, std::vector<std::string> more = {},
+  std::unique_ptr<RealProcess> Start(unsigned address = 0, std::vector<std::string> more = {},
                                      const std::vector<std::string>& variables = {}) {
     std::vector<std::string> line = {VNQ_SERVER_PROGRAM, "--app-path", folder, "--bind",
                                      OwnAddress(address)};

@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "support/base64_text.h"
+#include "tests/harness/own_address.h"
 #include "tests/harness/real_process.h"
 #include "tests/harness/test_server.h"
 #include "tests/platform/sql/sqlite_fixture.h"
@@ -109,10 +110,7 @@ class KilledServer : public ::testing::Test {
 
   std::string DatabasePath() const { return folder_ / "app" + "/Web/Data/vnq.db"; }
 
-  static std::string Address() {
-    const unsigned pid = static_cast<unsigned>(getpid());
-    return fmt::format("127.231.{}.{}", 1 + pid / 254 % 254, 1 + pid % 254);
-  }
+  static std::string Address() { return AddressOfThisProcess(212); }
 
   static int Connect() {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

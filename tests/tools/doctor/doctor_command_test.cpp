@@ -17,6 +17,7 @@
 #include "support/replace_all.h"
 #include "tests/harness/app_folder.h"
 #include "tests/harness/as_nobody.h"
+#include "tests/harness/own_address.h"
 #include "tools/folder/init_command.h"
 #include "tools/schema/schema_sql.h"
 
@@ -36,7 +37,7 @@ class DoctorCommand : public ::testing::Test {
   DoctorCommand() {
     std::ostringstream said;
     EXPECT_EQ(RunInit({folder_.path(), false, "en_US"}, said, said), 0) << said.str();
-    Replace("platform.ini", ";bind_address=0.0.0.0", "bind_address=127.41.3.7");
+    Replace("platform.ini", ";bind_address=0.0.0.0", "bind_address=" + address_);
   }
 
   int Run() {
@@ -77,6 +78,7 @@ class DoctorCommand : public ::testing::Test {
   }
 
   AppFolder folder_;
+  const std::string address_ = AddressOfThisProcess(213);
   std::ostringstream out_;
 };
 
@@ -86,7 +88,7 @@ TEST_F(DoctorCommand, FreshFolderHasNoErrors) {
   EXPECT_THAT(out_.str(), HasSubstr("0 errors, "));
   EXPECT_THAT(out_.str(), HasSubstr("ok: schema: all 46 tables"));
   EXPECT_THAT(out_.str(), HasSubstr("ok: texts in the database: Chinese and emoji come back"));
-  EXPECT_THAT(out_.str(), HasSubstr("are free on 127.41.3.7"));
+  EXPECT_THAT(out_.str(), HasSubstr("are free on " + address_));
 }
 
 TEST_F(DoctorCommand, DeploymentInOrderHasNeitherErrorsNorWarnings) {
@@ -126,7 +128,7 @@ TEST_F(DoctorCommand, MissingFolderIsAnError) {
 }
 
 TEST_F(DoctorCommand, UnusablePlatformIniIsAnError) {
-  Replace("platform.ini", "bind_address=127.41.3.7", "bind_address=localhost");
+  Replace("platform.ini", "bind_address=" + address_, "bind_address=localhost");
   EXPECT_THAT(Errors(), HasSubstr("platform.ini: [network] bind_address=localhost is not"));
 }
 
@@ -390,9 +392,9 @@ TEST_F(DoctorCommand, PortOfAnotherProgramIsAnError) {
   TcpListener other(loop);
   std::string error;
   ASSERT_TRUE(other.Listen(
-      "127.41.3.7", 6003, [](AcceptedSocket) {}, error))
+      address_, 6003, [](AcceptedSocket) {}, error))
       << error;
-  EXPECT_THAT(Errors(), HasSubstr("port 127.41.3.7:6003: Address already in use"));
+  EXPECT_THAT(Errors(), HasSubstr("port " + address_ + ":6003: Address already in use"));
 }
 
 TEST_F(DoctorCommand, PortsOfTheServerItselfAreFine) {
@@ -402,7 +404,7 @@ TEST_F(DoctorCommand, PortsOfTheServerItselfAreFine) {
   InstanceLock lock;
   std::string error;
   ASSERT_TRUE(server.Listen(
-      "127.41.3.7", 6004, [](AcceptedSocket) {}, error))
+      address_, 6004, [](AcceptedSocket) {}, error))
       << error;
   ASSERT_EQ(lock.Acquire(folder_.path() + "/.vnq_main_service.lock", error),
             InstanceLock::Result::kHeld);

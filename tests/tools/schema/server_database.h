@@ -12,6 +12,7 @@
 #include "host/database/database_engine.h"
 #include "platform/sql/sql_driver.h"
 #include "tests/harness/app_folder.h"
+#include "tests/harness/own_address.h"
 
 namespace vnq {
 
@@ -61,8 +62,9 @@ class ServerDatabase {
     const bool isPostgres = engine_ == DatabaseEngine::kPostgres;
     folder.Write("platform.ini",
                  std::string("[locale]\nlanguage_id=1033\ncode_page=936\n[network]\n"
-                             "bind_address=127.41.3.8\n[database]\ndriver=") +
-                     (isPostgres ? "postgresql\n" : "FreeTDS\n"));
+                             "bind_address=") +
+                     AddressOfThisProcess(214) +
+                     "\n[database]\ndriver=" + (isPostgres ? "postgresql\n" : "FreeTDS\n"));
     folder.Write("Web/Data/DataBase.ini",
                  "[server_connection]\nDB_TYPE=server\nDataBaseIp=127.0.0.1\nDB_SERVER=" +
                      address_ + "\nDB_PORT=" + port_ + "\nDB_NAME=" + database +
