@@ -146,8 +146,9 @@ std::string ModelCheck::Run(int deeds) {
     Do(deed);
     CompareClients();
     CompareSlots();
-    if (i % 10 == 9) CompareTables();
+    if (i % 20 == 19) CompareTables();
   }
+  CompareOpen();
   CompareTables();
   CompareCounts();
   if (difference_.empty()) return {};
@@ -225,15 +226,30 @@ void ModelCheck::Expect(const std::string& what, const std::string& real,
 }
 
 void ModelCheck::CompareClients() {
+  server_.Pump();
   for (size_t i = 0; i < peers_.size(); ++i) {
     Peer& peer = *peers_[i];
-    Expect(fmt::format("client {} heard", i), Masked(peer.client.Receive()),
+    Expect(fmt::format("what client {} heard", i), Masked(Decoded(peer.client.ReceiveNow())),
            Masked(model_.TakeHeard(peer.number)));
-    Expect(fmt::format("client {} is closed", i), peer.client.IsClosed() ? "yes" : "no",
-           model_.IsClosed(peer.number) ? "yes" : "no");
+    if (!model_.IsClosed(peer.number)) continue;
+    Expect(fmt::format("client {} is closed", i), peer.client.IsClosed() ? "yes" : "no", "yes");
   }
   // Who was put out goes, as a client does that sees the end of its connection.
   std::erase_if(peers_, [this](const auto& peer) { return model_.IsClosed(peer->number); });
+}
+
+void ModelCheck::CompareOpen() {
+  for (size_t i = 0; i < peers_.size(); ++i) {
+    Expect(fmt::format("client {} is closed", i), peers_[i]->client.IsClosed() ? "yes" : "no",
+           "no");
+  }
+}
+
+// Each text that was sent has its own padding.
+std::string ModelCheck::Decoded(const std::string& wire) const {
+  std::string bytes;
+  for (size_t i = 0; i + 4 <= wire.size(); i += 4) bytes += Base64DecodeBytes(wire.substr(i, 4));
+  return server_.page().FromBytes(bytes);
 }
 
 void ModelCheck::CompareSlots() {

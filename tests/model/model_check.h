@@ -34,9 +34,11 @@ class ModelCheck {
   void Seconds(int count);
 
   void CompareClients();
+  void CompareOpen();
   void CompareSlots();
   void CompareTables();
   void CompareCounts();
+  std::string Decoded(const std::string& wire) const;
   void Expect(const std::string& what, const std::string& real, const std::string& model);
 
   uint64_t seed_;

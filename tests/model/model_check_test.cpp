@@ -17,7 +17,7 @@ namespace vnq::model {
 namespace {
 
 struct Amount {
-  uint64_t seeds = 60, first = 1;
+  uint64_t seeds = 20, first = 1;
   int deeds = 120;
 };
 Amount amount;
