@@ -34,6 +34,7 @@ int Read(sqlite3_file* file, void* bytes, int count, sqlite3_int64 at) {
   return Own(file)->pMethods->xRead(Own(file), bytes, count, at);
 }
 int Write(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 at) {
+  if (disk->refusal() != 0) return disk->refusal();
   if (Of(file).path != nullptr) {
     disk->BeforeChange();
     disk->Written(Of(file).path, at, bytes, static_cast<size_t>(count));
@@ -41,6 +42,7 @@ int Write(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 at) {
   return Own(file)->pMethods->xWrite(Own(file), bytes, count, at);
 }
 int Truncate(sqlite3_file* file, sqlite3_int64 size) {
+  if (disk->refusal() != 0) return disk->refusal();
   if (Of(file).path != nullptr) {
     disk->BeforeChange();
     disk->Truncated(Of(file).path, size);

@@ -35,6 +35,10 @@ class SyncedDisk {
   }
   uint64_t changes() const { return changes_; }
 
+  /// From here on each write and truncation is refused with this code of SQLite; 0: with none.
+  void RefuseWrites(int code) { refusal_ = code; }
+  int refusal() const { return refusal_; }
+
   // --- For the functions that SQLite calls ---
 
   void Opened(const std::string& path);
@@ -60,6 +64,7 @@ class SyncedDisk {
   std::map<std::string, File> files_;
   std::function<void(uint64_t)> beforeChange_;
   uint64_t changes_ = 0;
+  int refusal_ = 0;
   sqlite3_vfs* vfs_ = nullptr;
 };
 
