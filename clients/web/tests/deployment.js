@@ -13,7 +13,7 @@ import { chromium } from 'playwright-core';
 const clients = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 const programs = path.resolve(process.env.VNQ_PROGRAMS ?? path.join(clients, '../build/release/bin'));
 const vnqctl = process.env.VNQ_VNQCTL ?? path.join(programs, 'vnqctl');
-const gatewayProgram = process.env.VNQ_GATEWAY ?? path.join(clients, '.build/gateway.cjs');
+const gatewayProgram = process.env.VNQ_GATEWAY ?? path.join(clients, 'gateway/dist/vnq-gateway.cjs');
 export const screenshots = path.resolve(process.env.VNQ_SCREENSHOTS ?? path.join(clients, '.build/screenshots'));
 mkdirSync(screenshots, { recursive: true });
 
@@ -167,7 +167,7 @@ export class Person {
   async open(name) {
     await this.tab(/People|通讯录/).click();
     await this.row(name).first().click();
-    await this.page.locator('.head h1', { hasText: name }).waitFor();
+    await this.page.locator('.head h2', { hasText: name }).waitFor();
   }
 
   row(name) {

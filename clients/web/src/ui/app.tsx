@@ -73,7 +73,7 @@ function useAttention(): void {
 }
 
 function Work() {
-  const element = useRef<HTMLDivElement>(null);
+  const element = useRef<HTMLElement>(null);
   useAddress();
   useAttention();
   useEffect(() => {
@@ -84,18 +84,19 @@ function Work() {
     return () => clearTimeout(timer);
   }, [shaken.value]);
   return (
-    <div ref={element} class={`work ${current.value === '' ? '' : 'has-conversation'}`}>
+    <main ref={element} class={`work ${current.value === '' ? '' : 'has-conversation'}`}>
+      <h1 class="unseen">VNQ</h1>
       <ConnectionBar />
       <Sidebar />
       {current.value === '' ? (
-        <main class="conversation nothing">
+        <section class="conversation nothing">
           <p>{t('choose')}</p>
-        </main>
+        </section>
       ) : (
         <ConversationView />
       )}
       <Dialogs />
-    </div>
+    </main>
   );
 }
 

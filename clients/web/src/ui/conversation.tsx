@@ -250,7 +250,7 @@ function Head({ about, title }: { about: Conversation; title: string }) {
         <Avatar id={id} name={title} kind={kind === 'group' ? 'group' : 'person'} {...(person ? { state: person.state } : {})} />
       )}
       <div class="grow">
-        <h1>{kind === 'visitor' ? `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 8)}` : title}</h1>
+        <h2>{kind === 'visitor' ? `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 8)}` : title}</h2>
         <p>{subtitle(about)}</p>
       </div>
       {kind === 'peer' && person && <IconButton icon="nudge" label={t('nudge')} onClick={nudge} />}
@@ -272,7 +272,7 @@ export function ConversationView() {
   const about = conversations.value.get(key) ?? conversation(key);
   const title = titleOf(about, t('notices'));
   return (
-    <main class="conversation">
+    <section class="conversation" aria-label={t('conversation_with', title)}>
       <Head about={about} title={title} />
       <Lines key={key} about={about} />
       {about.isWindow && (
@@ -281,6 +281,6 @@ export function ConversationView() {
         </button>
       )}
       {about.kind !== 'notices' && <Composer key={`write ${key}`} about={key} name={title} />}
-    </main>
+    </section>
   );
 }

@@ -106,7 +106,7 @@ function GroupRows({ wanted }: { wanted: (name: string) => boolean }) {
   if (shown.length === 0) return null;
   return (
     <section>
-      <h3>{t('groups')}</h3>
+      <h2>{t('groups')}</h2>
       <ul>
         {shown.map(({ id, name, remark }) => (
           <li key={id}>
@@ -133,9 +133,9 @@ function PeopleList({ wanted }: { wanted: (name: string) => boolean }) {
         const there = shown.filter(({ state }) => state > 0).length;
         return (
           <section key={department.id} class={`depth-${Math.min(depth, 3)}`}>
-            <h3>
+            <h2>
               {department.name || t('no_department')} <span class="hint">{there}/{shown.length}</span>
-            </h3>
+            </h2>
             <ul>{shown.map((person) => <PersonRow key={person.id} person={person} />)}</ul>
           </section>
         );
@@ -227,7 +227,7 @@ function Found() {
       <PeopleList wanted={wanted} />
       {found.value && (
         <section aria-live="polite">
-          <h3>{t('search_messages')}</h3>
+          <h2>{t('search_messages')}</h2>
           {found.value.length === 0 && <p class="empty">{t('no_results')}</p>}
           <ul>{found.value.map((entry) => <FoundRow key={`${entry.kind}${entry.Msg_ID}${entry.to}`} entry={entry} />)}</ul>
         </section>
