@@ -104,6 +104,9 @@ std::string Fault(const JsonRequest& request) {
     return "device must be desktop or mobile";
   }
   if (!since.empty() && !ParseDateAndTime(since)) return "since must be a date";
+  for (const char* key : {"user", "with", "group", "of"}) {
+    if (request.Text(key).find('\'') != std::string::npos) return "an id cannot hold a quote";
+  }
   return "";
 }
 

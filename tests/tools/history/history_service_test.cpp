@@ -226,14 +226,11 @@ TEST_P(HistoryServing, WhatIsNoRequestIsRefusedAndTheNextIsAnswered) {
         R"({"id":1,"do":"unread","user":"2","device":"tablet"})",
         R"({"id":1,"do":"search","user":"2"})", R"({"id":1,"do":"read","user":"2","entries":{}})",
         R"({"id":1,"do":"read","user":"2","entries":[{"kind":"x","Msg_ID":"1"}]})",
+        R"({"id":1,"do":"messages","user":"2","with":"1' or '1'='1"})",
         R"({"id":1,"do":"read","user":"2"})"}) {
     EXPECT_THAT(Raw(line), HasSubstr(R"("kind":"bad_request","error":")")) << line;
   }
   EXPECT_EQ(Ids(R"("do":"unread")"), "");
-}
-
-TEST_P(HistoryServing, QuoteInAnIdIsOnlyAnUnknownId) {
-  EXPECT_THAT(Ask(R"("do":"messages","with":"1' or '1'='1")"), Not(HasSubstr("Msg_ID")));
 }
 
 TEST_P(HistoryServing, EachLineIsAnsweredByALine) {
