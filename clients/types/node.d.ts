@@ -123,7 +123,7 @@ declare module 'node:tls' {
 }
 
 declare module 'node:fs' {
-  export function readFileSync(path: string | URL, encoding: 'utf8'): string;
+  export function readFileSync(path: string | URL | number, encoding: 'utf8'): string;
   export function readFileSync(path: string | URL): Buffer;
   export function writeFileSync(
     path: string,

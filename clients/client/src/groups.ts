@@ -1,7 +1,7 @@
 // Groups: making and changing them, joining and leaving.
 
 import { Answer, Incoming, MemberEntry, outgoing } from '@vnq/protocol';
-import type { WaitOptions } from './emitter';
+import { abortError, WaitOptions } from './emitter';
 import type { Sender } from './friends';
 
 type GroupRecord = Extract<Incoming, { type: 'group' }>;
@@ -30,20 +30,18 @@ export class Groups {
     members: readonly MemberEntry[] = [],
     { remark = '', ownName = '', signal }: { remark?: string; ownName?: string; signal?: AbortSignal } = {},
   ): Promise<string> {
+    if (signal?.aborted) throw abortError(signal);
+    // Without a session there is nobody who could be its administrator.
+    this.client.transmit();
     const { userId } = this.client;
     const all = [{ userId, isAdmin: true, name: ownName }, ...members];
     const record = outgoing.newGroup(userId, { name, remark, sender: userId }, all);
-    const wait = { timeout: answerMs, ...(signal ? { signal } : {}) };
-    // Only members are told who they are.
+    this.client.transmit(record);
+    // The answer cannot come before this turn of the loop has ended. Only members are told who
+    // they are.
     const isIt = (group: GroupRecord) => group.name === name && group.members !== undefined;
-    const made = this.client.next('group', isIt, wait);
-    try {
-      this.client.transmit(record);
-    } catch (error) {
-      made.catch(() => undefined);
-      throw error;
-    }
-    return (await made).groupId;
+    const wait = { timeout: answerMs, ...(signal ? { signal } : {}) };
+    return (await this.client.next('group', isIt, wait)).groupId;
   }
 
   change(groupId: string, name: string, remark = '', owner = this.client.userId): void {
