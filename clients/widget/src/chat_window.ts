@@ -49,6 +49,7 @@ function icon(path: string): SVGElement {
 
 export class ChatWindow {
   readonly host = document.createElement('vnq-visitor-chat');
+  readonly #root = make('div', { className: 'root' });
   readonly #texts: Texts;
   readonly #road: Road;
   readonly #byRef = new Map<string, Shown>();
@@ -85,7 +86,7 @@ export class ChatWindow {
 
   /** Opens or closes the window. */
   show(isOpen: boolean, moveFocus = true): void {
-    this.host.classList.toggle('open', isOpen);
+    this.#root.classList.toggle('open', isOpen);
     this.#panel.hidden = !isOpen;
     this.#launcher.hidden = isOpen;
     this.#store(openKey, isOpen ? '1' : '0');
@@ -135,8 +136,9 @@ export class ChatWindow {
     sheet.replaceSync(style);
     const root = this.host.attachShadow({ mode: 'open' });
     root.adoptedStyleSheets = [sheet];
-    if (this.settings.accent !== '') this.host.style.setProperty('--accent', this.settings.accent);
-    root.append(this.#launcher, this.#panel);
+    if (this.settings.accent !== '') this.#root.style.setProperty('--accent', this.settings.accent);
+    this.#root.append(this.#launcher, this.#panel);
+    root.append(this.#root);
     this.#showState('connecting');
     document.body.append(this.host);
   }

@@ -1,8 +1,9 @@
 // The window's own style. It lives in a shadow tree, so that it neither takes nor leaves a trace in
-// the page around it. Colours keep a contrast of 4.5 to 1 and more in both schemes.
+// the page around it. Even what a page says of every element, which reaches the host, ends at the
+// root inside. Colours keep a contrast of 4.5 to 1 and more in both schemes.
 
 export const style = `
-:host {
+.root {
   all: initial;
   --accent: #1d4ed8;
   --on-accent: #ffffff;
@@ -14,13 +15,14 @@ export const style = `
   --bad: #b91c1c;
   color-scheme: light dark;
   font: 16px/1.45 system-ui, -apple-system, "Segoe UI", "Noto Sans", "Noto Sans CJK SC", sans-serif;
+  color: var(--text);
   position: fixed;
   inset-inline-end: 20px;
   inset-block-end: 20px;
   z-index: 2147483000;
 }
 @media (prefers-color-scheme: dark) {
-  :host {
+  .root {
     --accent: #93b4ff;
     --on-accent: #0b1220;
     --ground: #111827;
@@ -75,10 +77,10 @@ button { cursor: pointer; }
 .own .text { background: var(--accent); color: var(--on-accent); border-radius: 14px; border-end-end-radius: 4px; }
 .state { font-size: 13px; color: var(--soft); min-height: 1.2em; }
 .state.bad, .note.bad { color: var(--bad); }
-.note { padding: 12px 16px 0; color: var(--soft); font-size: 15px; }
+.note { padding: 4px 16px 12px; color: var(--soft); font-size: 15px; }
 form { padding: 12px; border-top: 1px solid var(--line); display: flex; gap: 10px; align-items: flex-end; }
 form.leave { flex-direction: column; align-items: stretch; overflow-y: auto; }
-label { display: block; font-size: 14px; color: var(--soft); }
+label { display: grid; gap: 4px; font-size: 14px; color: var(--soft); }
 input, textarea {
   width: 100%; padding: 10px 12px; border: 1px solid var(--soft); border-radius: 10px;
   background: var(--ground); color: var(--text); resize: none;
@@ -88,7 +90,7 @@ textarea::placeholder { color: var(--soft); opacity: 1; }
 .send:disabled { background: var(--theirs); color: var(--soft); cursor: default; }
 [hidden] { display: none !important; }
 @media (max-width: 520px) {
-  :host(.open) { inset: 0; }
+  .root.open { inset: 0; }
   .panel { width: 100vw; height: 100vh; height: 100dvh; border: 0; border-radius: 0; }
 }
 @media (prefers-reduced-motion: no-preference) { .panel { animation: up .16s ease-out; } }
