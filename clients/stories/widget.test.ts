@@ -66,7 +66,7 @@ test('widget: a visitor asks on a phone and reads the agent\'s answer', async ()
   await launcher(visitor).click();
   const panel = await visitor.locator('vnq-visitor-chat .panel').boundingBox();
   assert.deepEqual([panel?.x, panel?.y, panel?.width, panel?.height], [0, 0, 390, 844]);
-  await visitor.locator('vnq-visitor-chat[data-state=here]').waitFor();
+  await visitor.locator('vnq-visitor-chat .root[data-state=here]').waitFor();
   await write(visitor, 'Is the manual there in 中文?');
   const id = await visitorId('Is%20the%20manual');
   alice.wire.send(outgoing.message({ target: id, sender: '1', text: 'Yes: 手册在第二页 <b>bold?</b>', id: `P${id}` }));
@@ -95,7 +95,7 @@ test('widget: lines and the open window stay over a reload, and an answer meanwh
   assert.deepEqual((await lines(visitor)).slice(1), ['Question before the reload', 'Answer']);
   await visitor.locator('vnq-visitor-chat .close').click();
   await visitor.reload();
-  await visitor.locator('vnq-visitor-chat[data-state=here]').waitFor();
+  await visitor.locator('vnq-visitor-chat .root[data-state=here]').waitFor();
   assert.equal(await visitor.locator('vnq-visitor-chat .badge').isVisible(), false);
   await visitor.context().close();
 });
@@ -111,7 +111,7 @@ test('widget: when nobody is there a form is offered', async () => {
   const ben = await deployment.login('ben');
   ben.wire.send(outgoing.offlineRequest('2'));
   await ben.wire.saw('Please%20call%20me');
-  await visitor.locator('vnq-visitor-chat[data-state=here]').waitFor();
+  await visitor.locator('vnq-visitor-chat .root[data-state=here]').waitFor();
   ben.wire.close();
   await visitor.context().close();
 });
@@ -120,7 +120,7 @@ test('widget: the styles of the site stay outside, and contrast is enough in lig
   const axe = readFileSync(join(clients, 'node_modules/axe-core/axe.min.js'), 'utf8');
   for (const colorScheme of ['light', 'dark'] as const) {
     const visitor = await visit(page(`${usual()} data-open data-language="zh"`), { viewport: desk, colorScheme });
-    await visitor.locator('vnq-visitor-chat[data-state=here]').waitFor();
+    await visitor.locator('vnq-visitor-chat .root[data-state=here]').waitFor();
     await write(visitor, '请问手册在哪里？');
     await visitor.locator('.state >> text=已发送').waitFor();
     await picture(visitor, `widget_${colorScheme}`);
@@ -163,7 +163,7 @@ test('widget: a keyboard is enough', async () => {
 test('widget: works under a site\'s content security policy', async () => {
   site.headers = { 'Content-Security-Policy': `default-src 'self'; script-src ${gateway()}; style-src 'none'; connect-src ${gateway().replace('http', 'ws')}` };
   const visitor = await visit(page(`${usual()} data-open`));
-  await visitor.locator('vnq-visitor-chat[data-state=here]').waitFor();
+  await visitor.locator('vnq-visitor-chat .root[data-state=here]').waitFor();
   assert.equal(await visitor.locator('vnq-visitor-chat .panel').evaluate((element) => getComputedStyle(element).borderRadius), '14px');
   site.headers = {};
   await visitor.context().close();
@@ -171,7 +171,7 @@ test('widget: works under a site\'s content security policy', async () => {
 
 test('widget: one way into the visitor port, without a gateway', async () => {
   const visitor = await visit(page(`data-one-way="ws://${deployment.address}:6001/" data-agents="1" data-code-page="936" data-open`));
-  await visitor.locator('vnq-visitor-chat[data-state=here]').waitFor();
+  await visitor.locator('vnq-visitor-chat .root[data-state=here]').waitFor();
   await write(visitor, 'One way 单向');
   await visitorId('One%20way%20%u5355');
   await visitor.locator('.state >> text=Sent').waitFor();
@@ -182,7 +182,7 @@ test('widget: one way into the visitor port, without a gateway', async () => {
 test('widget: the server\'s death and return lose and double nothing', async () => {
   const visitor = await visit(page(usual()));
   await launcher(visitor).click();
-  await visitor.locator('vnq-visitor-chat[data-state=here]').waitFor();
+  await visitor.locator('vnq-visitor-chat .root[data-state=here]').waitFor();
   await write(visitor, 'Said before the crash');
   const id = await visitorId('before%20the%20crash');
   await deployment.endServer('SIGKILL');

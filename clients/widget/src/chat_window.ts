@@ -201,7 +201,7 @@ export class ChatWindow {
   }
 
   #showState(state: RoadState): void {
-    this.host.dataset.state = state;
+    this.#root.dataset.state = state;
     this.#status.textContent = this.#texts[state];
     const isAway = state === 'away';
     if (isAway === this.#leave.hidden && (isAway || state === 'here')) this.#chooseForm(isAway);
