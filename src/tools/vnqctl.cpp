@@ -16,6 +16,9 @@
 #include "tools/moving/import_command.h"
 #include "tools/terminal/command_line.h"
 #include "tools/users/user_command.h"
+#include "tools/watch/presence_command.h"
+#include "tools/watch/probe_command.h"
+#include "tools/watch/status_commands.h"
 
 int main(int argc, char** argv) {
   // What goes wrong is said by the commands themselves; the log would stand between their lines.
@@ -28,6 +31,9 @@ int main(int argc, char** argv) {
   int exitCode = 0;
   vnq::AddInitCommand(app, exitCode);
   vnq::AddDoctorCommand(app, exitCode);
+  vnq::AddStatusCommands(app, exitCode);
+  vnq::AddPresenceCommand(app, exitCode);
+  vnq::AddProbeCommand(app, exitCode);
   vnq::AddExportCommand(app, exitCode);
   vnq::AddImportCommand(app, exitCode);
   vnq::AddUserCommand(app, exitCode);
