@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/backup/backup_command.h"
 #include "tools/client/chat_command.h"
 #include "tools/client/control_command.h"
 #include "tools/client/meeting_command.h"
@@ -34,6 +35,7 @@ int main(int argc, char** argv) {
   vnq::AddStatusCommands(app, exitCode);
   vnq::AddPresenceCommand(app, exitCode);
   vnq::AddProbeCommand(app, exitCode);
+  vnq::AddBackupCommands(app, exitCode);
   vnq::AddExportCommand(app, exitCode);
   vnq::AddImportCommand(app, exitCode);
   vnq::AddUserCommand(app, exitCode);
