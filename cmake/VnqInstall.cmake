@@ -84,16 +84,16 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_SERVER_PACKAGE_NAME vnq-main-service)
 set(CPACK_DEBIAN_SERVER_DESCRIPTION "main server of an instant-messaging and live-support suite
- Serves clients, web visitors, managed computers and sibling services from one
- process, with a database of its own or the company's. vnqctl sets it up,
- watches it, saves it, and talks to it from a terminal.")
-set(CPACK_DEBIAN_SERVER_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers, init-system-helpers")
+Serves clients, web visitors, managed computers and sibling services from one
+process, with a database of its own or the company's. vnqctl sets it up,
+watches it, saves it, and talks to it from a terminal.")
+set(CPACK_DEBIAN_SERVER_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers")
 set(CPACK_DEBIAN_SERVER_PACKAGE_RECOMMENDS "polkitd")
 set(CPACK_DEBIAN_SERVER_PACKAGE_SUGGESTS "mdbtools, tdsodbc, prometheus, bash-completion")
 set(CPACK_DEBIAN_SERVER_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/postinst
   ${CMAKE_SOURCE_DIR}/packaging/debian/prerm ${CMAKE_SOURCE_DIR}/packaging/debian/postrm)
 set(CPACK_DEBIAN_BENCH_PACKAGE_NAME vnq-bench)
 set(CPACK_DEBIAN_BENCH_DESCRIPTION "load generator for the VNQ Main Service
- Logs thousands of clients in, lets them talk, checks every record that comes
- back, and tells how long it took.")
+Logs thousands of clients in, lets them talk, checks every record that comes
+back, and tells how long it took.")
 include(CPack)

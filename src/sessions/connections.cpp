@@ -21,6 +21,11 @@ void ResetPresence(Host& host, const std::string& tag) {
   row.Update();
 }
 
+void SayGoodbye(Host& host, SlotIndex slot, const std::string& why) {
+  SendRecord(host, slot, Join(".+forced_disconnection|", why, "|#"));
+  ResetPresence(host, host.SckServer.Tag(slot));
+}
+
 // Kept: a lost mobile session changes no presence, and nobody is told of either.
 void SweepClient(Host& host, SlotIndex slot) {
   SlotArray& slots = host.SckServer;
@@ -66,10 +71,15 @@ std::optional<std::vector<RepairedPresence>> RepairPresence(
   return repaired;
 }
 
+void EndSession(Host& host, SlotIndex slot, const std::string& why) {
+  SayGoodbye(host, slot, why);
+  host.SckServer.Close(slot);
+  host.SckServer.SetTag(slot, "");
+}
+
 void TakeLeaveOfClient(Host& host, SlotIndex slot) {
   host.loop.Yield();
-  SendRecord(host, slot, Join(".+forced_disconnection|", host.ReadLang("im13"), "|#"));
-  ResetPresence(host, host.SckServer.Tag(slot));
+  SayGoodbye(host, slot, host.ReadLang("im13"));
 }
 
 }  // namespace vnq

@@ -114,6 +114,10 @@ std::optional<std::vector<RepairedPresence>> RepairPresence(
     Database& database, const std::function<bool(const std::string& userId)>& hasSession,
     bool isDryRun);
 
+/// Ends a session as an operator wants it: the client is told why, its presence is reset, and the
+/// connection is closed. Yields: no. Database: Users_ID.
+void EndSession(Host& host, SlotIndex slot, const std::string& why);
+
 /// What a connected client is owed when the server stops: a last record, and its presence reset.
 /// Yields: yes, before the record. Database: Users_ID.
 void TakeLeaveOfClient(Host& host, SlotIndex slot);

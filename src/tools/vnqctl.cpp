@@ -8,6 +8,7 @@
 #include "tools/client/control_command.h"
 #include "tools/client/meeting_command.h"
 #include "tools/client/notify_command.h"
+#include "tools/company/company.h"
 #include "tools/doctor/doctor_command.h"
 #include "tools/folder/init_command.h"
 #include "tools/history/history_command.h"
@@ -15,6 +16,7 @@
 #include "tools/library/text_command.h"
 #include "tools/moving/export_command.h"
 #include "tools/moving/import_command.h"
+#include "tools/settings/setting_command.h"
 #include "tools/terminal/command_line.h"
 #include "tools/users/user_command.h"
 #include "tools/watch/presence_command.h"
@@ -39,6 +41,11 @@ int main(int argc, char** argv) {
   vnq::AddExportCommand(app, exitCode);
   vnq::AddImportCommand(app, exitCode);
   vnq::AddUserCommand(app, exitCode);
+  vnq::AddDepartmentCommand(app, exitCode);
+  vnq::AddRoleCommand(app, exitCode);
+  vnq::AddGroupCommand(app, exitCode);
+  vnq::AddKeywordCommand(app, exitCode);
+  vnq::AddSettingCommand(app, exitCode);
   vnq::AddHistoryCommand(app, exitCode);
   vnq::AddChatCommand(app, exitCode);
   vnq::AddNotifyCommand(app, exitCode);

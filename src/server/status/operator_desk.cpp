@@ -13,6 +13,8 @@
 namespace vnq {
 namespace {
 
+constexpr std::string_view kLogout = "logout ";
+
 std::string Ok(const std::string& answer) {
   return "ok\n" + answer;
 }
@@ -74,6 +76,8 @@ std::string OperatorDesk::AnswerLine(const std::string& line) {
   if (line == "who json") return Ok(SessionsJson(ReadSessions(form_.host())));
   if (line == "presence repair") return RepairPresence(false);
   if (line == "presence repair test") return RepairPresence(true);
+  if (line == "keywords") return ReadKeywords();
+  if (line.starts_with(kLogout)) return EndSessions(line.substr(kLogout.size()));
   return "error this server does not know that question; is it older than vnqctl?\n";
 }
 
@@ -91,6 +95,30 @@ std::string OperatorDesk::RepairPresence(bool isDryRun) {
     answer += fmt::format("{}\t{}\t{}\t{}\n", user.userId, user.was, user.now, user.userName);
   }
   return Ok(answer);
+}
+
+std::string OperatorDesk::ReadKeywords() {
+  form_.ReadKeywordsAgain();
+  const Host& host = form_.host();
+  return Ok(fmt::format("the server has read {} masked and {} blocking words\n",
+                        host.MaskKeywords.size(), host.BlockKeywords.size()));
+}
+
+std::string OperatorDesk::EndSessions(const std::string& userIdAndText) {
+  Host& host = form_.host();
+  const size_t blank = std::min(userIdAndText.find(' '), userIdAndText.size());
+  const std::string userId = userIdAndText.substr(0, blank);
+  const std::string text = userIdAndText.substr(std::min(blank + 1, userIdAndText.size()));
+  int ended = 0;
+  for (const std::string& tag : {userId, userId + "m"}) {
+    SlotIndex slot = kNoSlot;
+    while ((slot = host.SckServer.FirstConnected(tag)) != kNoSlot) {
+      EndSession(host, slot, text);
+      ++ended;
+    }
+  }
+  spdlog::info("{} sessions of user {} ended by the operator", ended, userId);
+  return Ok(fmt::format("{} sessions ended\n", ended));
 }
 
 // --- The listener ---

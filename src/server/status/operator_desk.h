@@ -6,6 +6,8 @@
 //             status json              the same as JSON
 //             who, who json            the connections
 //             presence repair [test]   what was set right in Users_ID; "test" changes nothing
+//             keywords                 the keyword lists are read again; how long they are
+//             logout USERID TEXT       the user's sessions are ended, and told TEXT; how many
 //   The first line of an answer is "ok", or "error WHY" and nothing behind it.
 //
 //   listener  GET /metrics             the status as metrics
@@ -47,6 +49,8 @@ class OperatorDesk {
   std::string AnswerLine(const std::string& line);
   std::string AnswerHttp(const std::string& head);
   std::string RepairPresence(bool isDryRun);
+  std::string ReadKeywords();
+  std::string EndSessions(const std::string& userIdAndText);
   std::vector<std::string> Faults();
   bool DatabaseTakesWrites();
 

@@ -138,7 +138,10 @@ bool CheckBackup(const std::string& path, BackupContents& contents, std::string&
 }
 
 bool IsBackupEntry(std::string_view name) {
-  if (!IsKnownPlace(name) || name.ends_with('/') || name.find('\0') != name.npos) return false;
+  if (!IsKnownPlace(name) || name.ends_with('/') || name.find("//") != name.npos ||
+      name.find('\0') != name.npos) {
+    return false;
+  }
   for (const auto& part : std::filesystem::path(name)) {
     if (part == ".." || part == "." || part.empty()) return false;
   }

@@ -62,8 +62,9 @@ class Party : private ChatSink {
     const auto result = connection_.Read(bytes, 0);
     if (result == Connection::ReadResult::kData) heardMs_ = now;
     Hear(stream_.Feed(bytes), now);
-    if (stream_.HasRest() && now - heardMs_ >= kQuietMs) Hear(stream_.TakeRest(), now);
-    if (result == Connection::ReadResult::kClosed) session_.OnPeerClosed();
+    const bool isClosed = result == Connection::ReadResult::kClosed;
+    if (isClosed || now - heardMs_ >= kQuietMs) Hear(stream_.TakeRest(), now);
+    if (isClosed) session_.OnPeerClosed();
     session_.Tick(now);
     if (texts_.empty() || now < nextTextMs_ || !connection_.IsOpen()) return;
     if (!connection_.Send(texts_.front(), kPollMs)) session_.OnPeerClosed();

@@ -67,7 +67,7 @@ TEST_F(ServerStatusTest, APortThatIsClosedIsNotBound) {
 TEST_F(ServerStatusTest, CountsRecordsAndSkipsByCommandTheMostFrequentFirst) {
   TestClient client = server.Connect();
   for (int i = 0; i < 3; ++i) client.Send(".+y|#");
-  client.Send(".+modify_isverify|nobody|x'|#");
+  client.Send(".+modify_isverify|no'body|1|#");
   const uint64_t skipped = SkippedStatements();
   const std::vector<CommandStatus> commands = Read().commands;
   ASSERT_EQ(commands.size(), 2U);
@@ -108,11 +108,11 @@ TEST_F(ServerStatusTest, TellsWhatWaits) {
 TEST_F(ServerStatusTest, ALateLookShowsForAMinute) {
   server.AdvanceMs(3000);
   EXPECT_EQ(Read().pulse.worstLagMs, 0);
-  server.StallMs(3400);
-  EXPECT_EQ(Read().pulse.lagMs, 2400);
+  server.StallMs(3000);
+  EXPECT_EQ(Read().pulse.lagMs, 2000);
   server.AdvanceMs(2000);
   EXPECT_EQ(Read().pulse.lagMs, 0);
-  EXPECT_EQ(Read().pulse.worstLagMs, 2400);
+  EXPECT_EQ(Read().pulse.worstLagMs, 2000);
   server.AdvanceMs(60'000);
   EXPECT_EQ(Read().pulse.worstLagMs, 0);
 }
