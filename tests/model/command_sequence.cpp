@@ -45,7 +45,7 @@ std::string CommandSequence::Message() {
 
 std::string CommandSequence::AnyRecord() {
   const std::string user = One(kUsers), other = One(kUsers), text = One(kTexts);
-  switch (Below(24)) {
+  switch (Below(38)) {
     case 0:
     case 1:
       return fmt::format(".+landing|name{}|{}|{}|{}|maker|{}", user,
@@ -92,6 +92,50 @@ std::string CommandSequence::AnyRecord() {
                          text);
     case 20:
       return ".+y|#";
+    case 21:
+      return fmt::format(".+meeting_message|{}|{}|{}|{}|{}|{}|{}|{}|#", user, other,
+                         One({"0", "1", "x"}), One({"1", "2", ""}), One({"", "1"}),
+                         One({"0", "1", "2", "3"}), One({"", "5"}), One({"41", "42", "43", "x"}));
+    case 22:
+      return fmt::format(".+request_remote|{}|{}|{}|#", user, other, One({"1", "2", "2"}));
+    case 23:
+      return fmt::format("{}|{}|{}|yes|#", One({".+reply_request_remote", ".+remote_control"}),
+                         user, other);
+    case 24:
+      return fmt::format("{}|{}|{}|#",
+                         One({".+modify_personal_pictures", ".+clear_personal_pictures"}), user,
+                         Below(5));
+    case 25:
+      return fmt::format(".+request_personalized_photos|{}|{}|{}|{}|#", user, One({"1", "2", "3"}),
+                         One({other, "Clot000001", "Clot000002"}), One({"0", "1", "7", "7x", ""}));
+    case 26:
+      return ".+delete_bulletin|" + user + "|" + One({"motif", "none"}) + "|#";
+    case 27:
+      return ".+shared_notice|" + user + "|" + One({"1\\2", "", "3\\", other}) + "|#";
+    case 29:
+    case 30: {
+      const std::string list = One({"1:1:Ann-2:0:Ben-", "m5:0:Eve-", "4:1:Dan-4:0:Dan-3:x:Cid-", "",
+                                    "6:0:Fay", user + ":1:New-" + other + ":0:-"});
+      return fmt::format("{}|{}|{}|{}|#", One({".+add_group_members", ".+modify_group_members"}),
+                         other, One(kGroups), list);
+    }
+    case 31:
+      return fmt::format(".+del_group_members|{}|{}|{}|#", user, One(kGroups),
+                         One({other, user + "," + other + ",", "", "1,2"}));
+    case 32:
+      return fmt::format(".+set_group_administrator|{}|{}|{}:{}|#", user, One(kGroups), other,
+                         One({"0", "1", "2", "x"}));
+    case 33:
+      return fmt::format(".+new_group_information|{}|Group {}|remark|{}|{}|#", user, Below(9),
+                         other, One({"1:1:Ann-2:0:Ben-", user + ":1:Me-" + other + ":0:You-", ""}));
+    case 34:
+      return fmt::format(".+modify_group_information|{}|{}|Name {}|remark|{}|#", user, One(kGroups),
+                         Below(9), other);
+    case 35:
+      return fmt::format("{}|{}|{}|{}|#", One({".+modify_group_photos", ".+clear_group_photos"}),
+                         user, One(kGroups), Below(5));
+    case 28:
+      return ".+offline_request_web_information|" + user + "|#";
     default:
       return Message();
   }

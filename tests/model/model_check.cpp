@@ -36,6 +36,21 @@ const std::map<std::string, std::vector<std::string>> kTables = {
     {"Msg_Acks", {"Msg_ID", "ClotID", "MyID", "YouID", "IsReceipt1", "IsReceipt2"}},
     {"MessengNotice_Text", {"Msg_ID", "MyID", "Ntitle", "Ncontent", "Nlink", "TO_IP", "To_Date"}},
     {"Notice_Acks", {"Msg_ID", "MyID", "YouID", "IsAck1", "IsAck2"}},
+    {"Tab_Chat",
+     {"ChatId", "MyID", "YouID", "IsVideo", "LoginType1", "LoginType2", "Status", "CloseRole",
+      "InTime"}},
+    {"remote_chat", {"ChatId", "MyID", "YouID", "Status", "CloseRole", "ip"}},
+    {"Users_Pic", {"UserID", "pic"}},
+    {"Clot_Pic", {"ClotID", "pic"}},
+    {"Clot_Ro",
+     {"TypeID", "TypeName", "Remark", "To_Date", "Sender", "Users_IDVesr", "Users_FormVesr"}},
+    {"MessengVerify_Type",
+     {"UserID1", "ClotID", "UserID2", "UserText", "TO_IP", "To_Date", "To_Type1", "To_Type2",
+      "To_Type3", "To_Type4"}},
+    {"News_Form", {"UserID", "Motif"}},
+    {"News_Ro", {"MyID", "UserID"}},
+    {"Messeng_Type", {"UserID1", "UserID2", "To_Date", "To_Type", "UserText", "FontInfo"}},
+    {"MessengKefu_Type", {"UserID1", "UserID2", "FcName", "To_Date", "To_Type", "UserText"}},
     {"UpDateForm",
      {"id", "Users_RoVesr", "Users_IDVesr", "Clot_RoVesr", "Clot_FormVesr", "NewGo_Vesr",
       "NewRo_Vesr", "LeaveFile_Vesr", "ClotFile_Vesr"}},
@@ -57,6 +72,16 @@ insert into Role(ID,Permissions,Plug,PtpSize,PtpType,ClotSize,ClotType,UsersSize
 insert into Clot_Form(UpperID,UserID,IsAdmin,remark)
   values('Clot000001','1',1,'ann'),('Clot000001','2',0,'ben'),('Clot000001','m5',0,'eve'),
         ('Clot000002','3',2,'cid'),('Clot000002','2',0,'ben');
+insert into Clot_Ro(TypeID,TypeName) values('Clot000001','One'),('Clot000002','Two');
+insert into Tab_Chat(ChatId,MyID,YouID,IsVideo,LoginType1,LoginType2,Status,CloseRole)
+  values(41,'1','2',0,1,2,0,0),(42,'3','m5',1,2,1,0,0);
+insert into Clot_Pic(ClotID,pic) values('Clot000001','7'),('Clot000002','x');
+insert into News_Form(UserID,Motif) values('1','motif'),('1','motif'),('2','other');
+insert into Messeng_Type(UserID1,UserID2,To_Date,To_Type,UserText,FontInfo)
+  values('1','2','2026-01-02 03:04:05',7,'old','f'),('1','3','2026-01-02 03:04:06',2,'older','f'),
+        ('2','3','2026-01-02 03:04:07',3,'x',NULL);
+insert into MessengKefu_Type(UserID1,UserID2,FcName,To_Date,To_Type,UserText)
+  values('1','v1','Vis','2026-01-02 03:04:08',3,'line'),('2','v2',NULL,'2026-01-02 03:04:09',1,'l');
 delete from vnq_keyword;
 insert into vnq_keyword(col_keyword,col_type) values('bad,very',0);
 insert into vnq_keyword(col_keyword,col_type) values('stop',1);
@@ -188,24 +213,25 @@ void ModelCheck::Do(const Deed& deed) {
 // What one client sends twice before the server looks is one read, and behind the padding of its
 // first text nothing is seen.
 void ModelCheck::Send(const std::vector<Read>& reads) {
-  std::vector<std::pair<size_t, std::string>> arrivals;  // by client, as they came
+  const AnsiText& page = server_.page();
+  std::vector<std::pair<size_t, std::string>> arrivals;  // bytes by client, as they came
   std::vector<bool> padded(peers_.size(), false);
   for (const Read& read : reads) {
     peers_[read.client]->client.SendQuietly(read.text);
     const auto found = std::find_if(arrivals.begin(), arrivals.end(), [&](const auto& arrival) {
       return arrival.first == read.client;
     });
+    const std::string bytes = page.ToBytes(read.text);
     if (found == arrivals.end()) {
-      arrivals.emplace_back(read.client, read.text);
+      arrivals.emplace_back(read.client, bytes);
     } else if (!padded[read.client]) {
-      found->second += read.text;
+      found->second += bytes;
     }
-    if (Base64EncodeText(server_.page(), read.text).ends_with('=')) padded[read.client] = true;
+    if (bytes.size() % 3 != 0) padded[read.client] = true;
   }
   server_.Pump();
-  const AnsiText& page = server_.page();
-  for (const auto& [client, text] : arrivals) {
-    model_.Arrive(peers_[client]->number, page.FromBytes(page.ToBytes(text)));
+  for (const auto& [client, bytes] : arrivals) {
+    model_.Arrive(peers_[client]->number, page.FromBytes(bytes));
   }
   model_.RunAll();
 }

@@ -103,6 +103,8 @@ void NaiveServer::Leave(const Text& tag, int kind, const Text& id) {
 }
 
 Text NaiveServer::Delivered(int kind, const std::string& id) {
+  if (kind >= 71 && kind <= 74) return Meeting(kind, id);
+  if (kind == 84) return RemoteRequest(id);
   const std::string table = kind == 4                  ? "MessengNotice_Text"
                             : kind >= 21 && kind <= 24 ? "MessengClot_Text"
                                                        : "Messeng_Text";

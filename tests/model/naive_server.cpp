@@ -88,6 +88,24 @@ const std::vector<NaiveServer::CommandRow>& NaiveServer::Commands() {
       {".+jitter_window", &NaiveServer::Jitter},
       {".+meeting_force", &NaiveServer::MeetingForce},
       {".+notification", &NaiveServer::Notification},
+      {".+new_group_information", &NaiveServer::NewGroup},
+      {".+modify_group_information", &NaiveServer::ModifyGroup},
+      {".+modify_group_photos", &NaiveServer::ModifyGroupPhoto},
+      {".+clear_group_photos", &NaiveServer::ClearGroupPhoto},
+      {".+add_group_members", &NaiveServer::AddMembers},
+      {".+modify_group_members", &NaiveServer::ModifyMembers},
+      {".+del_group_members", &NaiveServer::DelMembers},
+      {".+set_group_administrator", &NaiveServer::SetAdministrator},
+      {".+meeting_message", &NaiveServer::MeetingMessage},
+      {".+request_remote", &NaiveServer::RequestRemote},
+      {".+reply_request_remote", &NaiveServer::ReplyRequestRemote},
+      {".+remote_control", &NaiveServer::RemoteControl},
+      {".+modify_personal_pictures", &NaiveServer::ModifyPicture},
+      {".+clear_personal_pictures", &NaiveServer::ClearPicture},
+      {".+request_personalized_photos", &NaiveServer::RequestPicture},
+      {".+delete_bulletin", &NaiveServer::DeleteBulletin},
+      {".+shared_notice", &NaiveServer::SharedNotice},
+      {".+offline_request_web_information", &NaiveServer::OfflineRequest},
       {".+y", &NaiveServer::KeepAlive},
   };
   return commands;
@@ -216,7 +234,7 @@ void NaiveServer::Receipt(const CommandRow& row, const Record& record) {
 // --- Sending ---
 
 void NaiveServer::Send(int slot, const Text& records) {
-  if (!records || !On(slot)) return;
+  if (!records || slot == 0 || !On(slot)) return;
   heard_[static_cast<size_t>(At(slot).client)] += *records;
 }
 
@@ -229,6 +247,11 @@ Steps NaiveServer::TellSlot(int slot, Text records) {
 Steps NaiveServer::TellTag(Text tag, Text records) {
   const int slot = Connected(tag);
   if (slot != 0) co_await TellSlot(slot, records);
+}
+
+Steps NaiveServer::YieldThenTell(int slot, Text records) {
+  co_await turns_.Give();
+  Send(slot, records);
 }
 
 // With a turn before a slot is looked at and another before the send.

@@ -106,6 +106,7 @@ class NaiveServer {
   void Send(int slot, const Text& records);
   Steps TellSlot(int slot, Text records);
   Steps TellTag(Text tag, Text records);
+  Steps YieldThenTell(int slot, Text records);
   Steps TellOthersTwice(int slot, Text records);
   Steps TellEverybody(Text records, int except);
 
@@ -146,6 +147,43 @@ class NaiveServer {
   Steps ReplyTransmission(Record& record);
   Steps Jitter(Record& record);
   Steps MeetingForce(Record& record);
+
+  // Calls, requests, pictures, bulletins.
+  Steps MeetingMessage(Record& record);
+  Steps RequestRemote(Record& record);
+  Steps ReplyRequestRemote(Record& record);
+  Steps RemoteControl(Record& record);
+  Steps ModifyPicture(Record& record);
+  Steps ClearPicture(Record& record);
+  Steps Picture(Record& record, std::string key);
+  Steps RequestPicture(Record& record);
+  Steps DeleteBulletin(Record& record);
+  Steps SharedNotice(Record& record);
+  Steps OfflineRequest(Record& record);
+  void LeaveToOtherDevice(const Record& record, int desktopKind, const Text& id);
+  Text Meeting(int kind, const std::string& id);
+  Text RemoteRequest(const std::string& id);
+
+  // Groups.
+  Steps NewGroup(Record& record);
+  Steps ModifyGroup(Record& record);
+  Steps ModifyGroupPhoto(Record& record);
+  Steps ClearGroupPhoto(Record& record);
+  Steps GroupPhoto(Record& record, std::string key);
+  Steps AddMembers(Record& record);
+  Steps ModifyMembers(Record& record);
+  Steps DelMembers(Record& record);
+  Steps SetAdministrator(Record& record);
+  Table MembersOf(const Text& group, const Text& butNot);
+  void InsertMember(const Text& group, const std::vector<std::string>& entry, int lastId);
+  Steps TellBothDevices(Text userId, Text records);
+  Steps DeliverOrPark(Text tag, std::vector<std::string> fields, std::string ip);
+  Steps NotifyMember(const Record& record, Text group, Text userId, std::string type2);
+  Steps TellMembers(Table members, Text records);
+  Steps CloseOut(const Record& record, Text told, std::string key);
+  std::string OtherSession(const Record& record);
+
+  // What messages are made of.
   void UserMesseng(const Record& record);
   void ClotMesseng(const Record& record);
   void Leave(const Text& tag, int kind, const Text& id);
