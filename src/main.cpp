@@ -14,6 +14,7 @@
 #include "host/settings/program_folder.h"
 #include "platform/system/descriptor_limit.h"
 #include "platform/system/instance.h"
+#include "platform/system/memory.h"
 #include "platform/system/signals.h"
 #include "platform/system/standard_output.h"
 #include "server/index_form.h"
@@ -82,6 +83,16 @@ void UseAllDescriptors() {
   }
 }
 
+// Memory that a storm took goes back to the system, and what a shortage took is held again.
+void KeepMemory(vnq::EventLoop& loop) {
+  constexpr int64_t kMemoryIntervalMs = 20'000;
+  vnq::HoldMemoryInReserve();
+  loop.StartTimer(kMemoryIntervalMs, [] {
+    vnq::GiveBackFreeMemory();
+    vnq::HoldMemoryInReserve();
+  });
+}
+
 // The first order to stop counts; the others find it on its way.
 void StopServing(vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
   if (std::exchange(stopping, true)) return;
@@ -108,6 +119,7 @@ int Serve(vnq::ProgramFolder folder) {
   const std::string address = folder.platform.bindAddress;
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
+  KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));
   bool stopping = false;
