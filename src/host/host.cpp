@@ -31,14 +31,16 @@ Host::Host(HostParts parts)
       SckServer6008(loop, "6008"),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)) {
   ConnectionString = vnq::ConnectionString(settings, AppPath);
-  loop.SetSettle([this, &strings = parts.folder.strings] {
-    database.EndTurn();
-    strings.EndTurn();
-  });
+  loop.SetSettle(
+      [this, &strings = parts.folder.strings] {
+        database.EndTurn();
+        strings.EndTurn();
+      },
+      [this] { return database.OwesCommit(); });
 }
 
 Host::~Host() {
-  loop.SetSettle(nullptr);
+  loop.SetSettle(nullptr, nullptr);
 }
 
 }  // namespace vnq

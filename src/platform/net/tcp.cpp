@@ -139,7 +139,14 @@ void TcpConnection::CountUnsent(bool unsent) {
 
 bool TcpConnection::Send(std::string_view bytes) {
   if (state_ != State::kOpen) return false;
-  loop_.Settle();
+  if (!loop_.OwesSettle()) return SendNow(bytes);
+  loop_.AfterSettle(
+      [self = shared_from_this(), owed = std::string(bytes)] { self->SendNow(owed); });
+  return true;
+}
+
+bool TcpConnection::SendNow(std::string_view bytes) {
+  if (state_ != State::kOpen && state_ != State::kClosing) return false;
   if (unsent_.empty()) {
     const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
@@ -154,11 +161,13 @@ bool TcpConnection::Send(std::string_view bytes) {
 
 void TcpConnection::Close() {
   if (state_ != State::kOpen) return;
-  loop_.Settle();
+  state_ = State::kClosing;
+  ++lingering;
   events_ = {};
   arrivals_.clear();
   waitingBytes_ = 0;
-  Linger();
+  if (!loop_.OwesSettle()) return Linger();
+  loop_.AfterSettle([self = shared_from_this()] { self->Linger(); });
 }
 
 void TcpConnection::OnEvents(uint32_t epollEvents) {
@@ -223,8 +232,10 @@ void TcpConnection::EndOfStream() {
   peerClosedTold_ = true;
   loop_.Enqueue([self = shared_from_this()] {
     if (self->state_ != State::kOpen) return;
+    self->loop_.Settle();  // what was sent to a peer that only reads on
     const auto onPeerClosed = std::move(self->events_.onPeerClosed);
     self->events_ = {};
+    ++lingering;
     self->Linger();
     if (onPeerClosed) onPeerClosed();
   });
@@ -232,7 +243,6 @@ void TcpConnection::EndOfStream() {
 
 void TcpConnection::Linger() {
   state_ = State::kLingering;
-  ++lingering;
   // The timer is what keeps the connection alive from here on.
   lingerTimer_ = loop_.RunAfter(kLingerMs, [self = shared_from_this()] { self->Release(); });
   Flush();
@@ -277,7 +287,7 @@ void TcpConnection::Flush() {
 
 void TcpConnection::Release() {
   if (state_ == State::kReleased) return;
-  if (state_ == State::kLingering) --lingering;
+  if (state_ == State::kClosing || state_ == State::kLingering) --lingering;
   CountUnsent(false);
   state_ = State::kReleased;
   const auto keepAlive = weak_from_this().lock();  // the timer may hold the last reference

@@ -94,11 +94,13 @@ class TcpConnection : private EventLoop::Watcher,
 
   ~TcpConnection() override;
 
-  /// Sends at once; what the kernel does not take waits. False once either side has closed.
+  /// Sends at once, or behind the loop's next Settle where that is owed; what the kernel does not
+  /// take waits. One call to the system for each, in the order of these calls over all connections.
+  /// False once either side has closed.
   bool Send(std::string_view bytes);
 
   /// Ends the connection: no more events, waiting arrivals are dropped, and the descriptor closes
-  /// once the peer has taken what was sent.
+  /// once the peer has taken what was sent. The peer sees it behind the loop's next Settle.
   void Close();
 
   /// Connections of this process that are closed here and not yet by their peer, and how many of
@@ -113,9 +115,10 @@ class TcpConnection : private EventLoop::Watcher,
   TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events);
 
  private:
-  enum class State { kOpen, kLingering, kReleased };
+  enum class State { kOpen, kClosing, kLingering, kReleased };
 
   void OnEvents(uint32_t epollEvents) override;
+  bool SendNow(std::string_view bytes);
   void Receive();
   void ReceiveAndDiscard();
   void Flush();
