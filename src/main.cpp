@@ -66,6 +66,7 @@ int RefuseSecondInstance(vnq::ProgramFolder& folder) {
 // What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
 // theirs meets a closed port; a peer that does not take its bytes is not waited for long.
 void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
+  loop.Settle();
   const int64_t start = clock.MonotonicMs();
   auto waitsFor = [&](int connections, int64_t limitMs) {
     return connections > 0 && clock.MonotonicMs() - start < limitMs;

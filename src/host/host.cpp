@@ -45,16 +45,18 @@ Host::Host(HostParts parts)
       PendingRecord(loop, RecordLimitsOf(platform.limits)),
       PendingVisitorRecord(loop, RecordLimitsOf(platform.limits)),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)),
-      PushQueue(loop, settings.pushIntervalMs > 0 ? Bytes(platform.limits.pushMb) : 0) {
+      PushQueue(loop, Bytes(platform.limits.pushMb)) {
   ConnectionString = vnq::ConnectionString(settings, AppPath);
-  loop.SetSettle([this, &strings = parts.folder.strings] {
-    database.EndTurn();
-    strings.EndTurn();
-  });
+  loop.SetSettle(
+      [this, &strings = parts.folder.strings] {
+        database.EndTurn();
+        strings.EndTurn();
+      },
+      [this] { return database.OwesCommit(); });
 }
 
 Host::~Host() {
-  loop.SetSettle(nullptr);
+  loop.SetSettle(nullptr, nullptr);
 }
 
 }  // namespace vnq

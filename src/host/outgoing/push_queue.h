@@ -13,15 +13,11 @@ namespace vnq {
 /// Lines of the form target|extra|source|kind|label, in the order they were queued.
 class PushQueue {
  public:
-  /// mostBytes: of all lines; further ones are dropped, which is said. 0 where no push is ever made:
-  /// nothing is queued.
+  /// mostBytes: of all lines; further ones are dropped, which is said.
   PushQueue(EventLoop& loop, size_t mostBytes)
       : mostBytes_(mostBytes), full_(loop, "a mobile notification is dropped") {}
 
-  bool isOff() const { return mostBytes_ == 0; }
-
   void Add(std::string line) {
-    if (isOff()) return;
     if (bytes_ + line.size() > mostBytes_) {
       return full_.Note(std::to_string(lines_.size()) + " wait for the next push");
     }

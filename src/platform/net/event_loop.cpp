@@ -152,6 +152,7 @@ EventLoop::~EventLoop() {
   for (Handler* handler : std::vector<Handler*>(handlers_)) DestroyHandler(handler);
   // What tasks own may call back into the loop as it goes, so they go while the loop is whole.
   std::exchange(timers_, {});
+  std::exchange(leaving_, {});
   std::exchange(waitingForRoom_, {});
   std::exchange(firstsWaiting_, {});
   std::exchange(ready_, {});
@@ -279,6 +280,7 @@ void EventLoop::RunItem(ReadyItem& item) {
   } else if (handler->yielded) {
     // What the kernel has by now comes first: it is what the handler yields to.
     handler->yielded = false;
+    SettleAtYield();
     Poll(0);
     GoOnLater(handler);
   }
@@ -323,6 +325,35 @@ void EventLoop::UnwindHandlers() {
     delete handler;
   }
   liveHandlers_ = 0;
+}
+
+// --- What others see ---
+
+void EventLoop::Settle() {
+  if (settle_) RunTask(settle_);
+  unsettledYields_ = 0;
+  if (leaving_.empty()) return;
+  std::vector<Task> leaving;
+  leaving.swap(leaving_);
+  for (const Task& leave : leaving) RunTask(leave);
+  leaving.clear();
+  if (leaving_.empty()) leaving_.swap(leaving);  // for its memory
+}
+
+void EventLoop::AfterSettle(Task leave) {
+  leaving_.push_back(std::move(leave));
+  if (leaving_.size() >= kMostLeaving) Settle();
+}
+
+// Handlers that write and yield side by side are settled together. But what is to leave does not
+// wait for the next one, and what was only read is not to get old while others write.
+void EventLoop::SettleAtYield() {
+  const bool mayWait = leaving_.empty() && OwesSettle() &&
+                       ++unsettledYields_ <= kMostUnsettledYields &&
+                       clock_.MonotonicMs() - settledMs_ < kLongestUnsettledMs;
+  if (mayWait) return;
+  Settle();
+  settledMs_ = polledMs_;
 }
 
 // --- Descriptors ---
@@ -370,7 +401,7 @@ void EventLoop::StopTimer(TimerId timer) {
 }
 
 void EventLoop::FireTimers() try {
-  const int64_t now = clock_.MonotonicMs();
+  const int64_t now = polledMs_ = clock_.MonotonicMs();
   for (size_t i = 0; i < timers_.size();) {
     Timer& timer = timers_[i];
     if (timer.dueMs > now) {
@@ -402,7 +433,6 @@ int EventLoop::WaitUntilTimer(int waitMs) const {
 // --- Running ---
 
 void EventLoop::Poll(int waitMs) {
-  Settle();
   epoll_event events[kEventsPerPoll];
   const int count = epoll_wait(epoll_, events, kEventsPerPoll, waitMs);
   for (int i = 0; i < count; ++i) {
@@ -422,8 +452,10 @@ void EventLoop::Poll(int waitMs) {
 }
 
 bool EventLoop::Turn(int waitMs) {
+  Settle();
   const int busyWaitMs = std::exchange(starved_, false) ? kStarvedMs : 0;
   Poll(ready_.empty() && late_ == nullptr ? WaitUntilTimer(waitMs) : busyWaitMs);
+  settledMs_ = polledMs_;
   TakeUpLate();
   bool ran = false;
   for (size_t left = ready_.size(); left > 0 && !ready_.empty(); --left) {
@@ -436,6 +468,7 @@ bool EventLoop::Turn(int waitMs) {
 }
 
 void EventLoop::TurnWithoutHandlers(int waitMs) {
+  Settle();
   Poll(waitMs);
   for (size_t left = ready_.size(); left > 0; --left) {
     ReadyItem item = std::move(ready_.front());

@@ -90,14 +90,28 @@ class EventLoop {
   // --- What others see ---
 
   /// Sets the step that completes what handlers have done before anybody outside can see it or has
-  /// to wait for it. It must not yield; an empty one takes it away.
-  void SetSettle(Task settle) { settle_ = std::move(settle); }
-
-  /// Runs that step. The loop does so before each poll; who lets bytes out, ends a connection or
-  /// starts a program does so before.
-  void Settle() {
-    if (settle_) settle_();
+  /// to wait for it, and what tells whether it has anything to complete. Neither may yield; empty
+  /// ones take them away.
+  void SetSettle(Task settle, std::function<bool()> isOwed) {
+    settle_ = std::move(settle);
+    isOwed_ = std::move(isOwed);
   }
+
+  /// Runs that step, and then what waits for it. The loop does so before each poll, but for the
+  /// polls of a few yields, which handlers may share one settling over; who starts an outgoing call
+  /// or a program does so before.
+  void Settle();
+
+  /// True while what leaves has to wait for a Settle.
+  bool OwesSettle() const { return !leaving_.empty() || (isOwed_ && isOwed_()); }
+
+  /// Has a step that lets something out run behind the next Settle, in the order of these calls. It
+  /// must not yield.
+  void AfterSettle(Task leave);
+
+  static constexpr size_t kMostLeaving = 256;        ///< steps that wait; with more it is settled
+  static constexpr int kMostUnsettledYields = 64;    ///< in a row
+  static constexpr int64_t kLongestUnsettledMs = 1;  ///< over yields
 
   // --- Descriptors ---
 
@@ -151,6 +165,7 @@ class EventLoop {
     Task task;
   };
 
+  void SettleAtYield();
   void Poll(int waitMs);
   int WaitUntilTimer(int waitMs) const;
   void FireTimers();
@@ -172,6 +187,10 @@ class EventLoop {
   size_t liveHandlers_ = 0;
   Task settle_;
   Task outOfMemory_;
+  std::function<bool()> isOwed_;
+  std::vector<Task> leaving_;  // behind the next Settle
+  int unsettledYields_ = 0;
+  int64_t polledMs_ = 0, settledMs_ = 0;
   std::deque<ReadyItem> ready_;
   std::deque<Task> waitingForRoom_, firstsWaiting_;
   Handler* late_ = nullptr;  // ready ones that there was no memory to queue

@@ -17,6 +17,7 @@ namespace vnq {
 namespace {
 
 constexpr size_t kReceiveBytes = 1024 * 1024;
+constexpr size_t kMaxOwedBytes = 64 * 1024;  // that are worth a copy until the next Settle
 constexpr int kBacklog = 1024;
 constexpr int kRequestsPerEvent = 64;
 constexpr int64_t kAcceptPauseMs = 100;
@@ -158,18 +159,31 @@ void TcpConnection::CountUnsent(bool unsent) {
 
 bool TcpConnection::Send(std::string_view bytes) {
   if (state_ != State::kOpen || givenUp_) return false;
-  loop_.Settle();
-  if (!SendAtOnce(bytes)) return false;
-  if (!bytes.empty()) ChangeUnsent([&] { unsent_.Append(bytes); });
+  if (bytes.size() > kMaxOwedBytes) loop_.Settle();
+  if (!loop_.OwesSettle()) return SendNow(bytes, nullptr);
+  loop_.AfterSettle(
+      [self = shared_from_this(), owed = std::string(bytes)] { self->SendNow(owed, nullptr); });
   return true;
 }
 
 bool TcpConnection::Send(const SharedBytes& bytes) {
   if (state_ != State::kOpen || givenUp_) return false;
-  loop_.Settle();
-  std::string_view left = *bytes;
-  if (!SendAtOnce(left)) return false;
-  if (!left.empty()) ChangeUnsent([&] { unsent_.Append(bytes, bytes->size() - left.size()); });
+  if (!loop_.OwesSettle()) return SendNow(*bytes, bytes);
+  loop_.AfterSettle([self = shared_from_this(), bytes] { self->SendNow(*bytes, bytes); });
+  return true;
+}
+
+bool TcpConnection::SendNow(std::string_view bytes, const SharedBytes& shared) {
+  if ((state_ != State::kOpen && state_ != State::kClosing) || givenUp_) return false;
+  if (!SendAtOnce(bytes)) return false;
+  if (bytes.empty()) return true;
+  ChangeUnsent([&] {
+    if (shared) {
+      unsent_.Append(shared, shared->size() - bytes.size());
+    } else {
+      unsent_.Append(bytes);
+    }
+  });
   return true;
 }
 
@@ -209,10 +223,12 @@ void TcpConnection::GiveUp() {
 
 void TcpConnection::Close() {
   if (state_ != State::kOpen) return;
-  loop_.Settle();
+  state_ = State::kClosing;
+  ++lingering;
   events_ = {};
   DropArrivals();
-  Linger();
+  if (!loop_.OwesSettle()) return Linger();
+  loop_.AfterSettle([self = shared_from_this()] { self->Linger(); });
 }
 
 void TcpConnection::DropArrivals() {
@@ -336,8 +352,10 @@ void TcpConnection::EndOfStream() {
       self->peerClosedTold_ = false;  // it is told again when they have begun
       return;
     }
+    self->loop_.Settle();  // what was sent to a peer that only reads on
     const auto onPeerClosed = std::move(self->events_.onPeerClosed);
     self->events_ = {};
+    ++lingering;
     self->Linger();
     if (onPeerClosed) onPeerClosed();
   });
@@ -345,7 +363,6 @@ void TcpConnection::EndOfStream() {
 
 void TcpConnection::Linger() {
   state_ = State::kLingering;
-  ++lingering;
   if (givenUp_) return Release();
   // The timer is what keeps the connection alive from here on.
   lingerTimer_ = loop_.RunAfter(kLingerMs, [self = shared_from_this()] { self->Release(); });
@@ -390,7 +407,7 @@ void TcpConnection::SendUnsent() {
 
 void TcpConnection::Release() {
   if (state_ == State::kReleased) return;
-  if (state_ == State::kLingering) --lingering;
+  if (state_ == State::kClosing || state_ == State::kLingering) --lingering;
   CountUnsent(false);
   state_ = State::kReleased;
   const auto keepAlive = weak_from_this().lock();  // the timer may hold the last reference

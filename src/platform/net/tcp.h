@@ -104,7 +104,9 @@ class TcpConnection : private EventLoop::Watcher,
 
   ~TcpConnection() override;
 
-  /// Sends at once; what the kernel does not take waits. False once either side has closed.
+  /// Sends at once, or behind the loop's next Settle where that is owed; what the kernel does not
+  /// take waits. One call to the system for each, in the order of these calls over all connections.
+  /// False once either side has closed.
   bool Send(std::string_view bytes);
 
   /// The same of bytes that go to others too: what waits is not copied.
@@ -116,7 +118,7 @@ class TcpConnection : private EventLoop::Watcher,
   void ReleaseArrivals();
 
   /// Ends the connection: no more events, waiting arrivals are dropped, and the descriptor closes
-  /// once the peer has taken what was sent.
+  /// once the peer has taken what was sent. The peer sees it behind the loop's next Settle.
   void Close();
 
   /// Connections of this process that are closed here and not yet by their peer, and how many of
@@ -132,13 +134,15 @@ class TcpConnection : private EventLoop::Watcher,
                 std::shared_ptr<ConnectionBudget> budget);
 
  private:
-  enum class State { kOpen, kLingering, kReleased };
+  enum class State { kOpen, kClosing, kLingering, kReleased };
 
   void OnEvents(uint32_t epollEvents) override;
   size_t UnsentBytes() const override { return unsent_.size(); }
   void GiveUp() override;
   void ReadOn() override { UpdateWatch(); }
 
+  /// shared: what the bytes lie in, null where they have to be copied to wait.
+  bool SendNow(std::string_view bytes, const SharedBytes& shared);
   /// Hands the kernel what it takes of the bytes; the rest is what is left of them. False: lost.
   bool SendAtOnce(std::string_view& bytes);
   template <typename Change>
