@@ -64,8 +64,8 @@ struct Host {
   SlotArray SckServer6003;  ///< control channel; Tag: the sibling's name
   SlotArray SckServer6007;  ///< account application
   SlotArray SckServer6008;  ///< managed endpoints; Tag: the endpoint's WindowsInfo
-  PendingRecords PendingRecord;  ///< by main-port slot: a record whose end has not come
-  SlotTexts ReplyBuffer;         ///< by main-port slot: records for the next tick of Timer1
+  PendingRecords PendingRecord;         ///< by main-port slot: a record whose end has not come
+  SlotTexts ReplyBuffer;                ///< by main-port slot: records for the next tick of Timer1
   PendingRecords PendingVisitorRecord;  ///< by 6001 slot: the same for visitor lines
   SlotTable<int32_t> HeartbeatAge;      ///< by 6003 slot: seconds since the sibling was heard
 

@@ -30,7 +30,7 @@ struct PortRow {
   std::string_view greeting;  ///< goes to each new connection; empty: none
   Wire wire;
   TextReader read;
-  bool splits;               ///< a read is any number of records; else it is one
+  bool splits;                    ///< a read is any number of records; else it is one
   PendingRecords Host::*pending;  ///< where unfinished records wait; null: nothing is carried over
   std::span<const CommandRow> (*commands)();
   void (*takeLeave)(Host& host, SlotIndex slot);  ///< runs at unload for each connected slot before

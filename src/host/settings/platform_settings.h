@@ -14,8 +14,8 @@ namespace vnq {
 struct LimitSettings {
   int connectionOutputMb = 128;  ///< waiting to be sent to one connection, which ends above it
   int outputMb = 512;            ///< the same to all; those that are furthest behind end
-  int inputMb = 64;    ///< received and not worked off, of all; above it sockets are left unread
-  int recordMb = 16;   ///< of a record whose end has not come; above it the record is dropped
+  int inputMb = 64;     ///< received and not worked off, of all; above it sockets are left unread
+  int recordMb = 16;    ///< of a record whose end has not come; above it the record is dropped
   int pendingMb = 128;  ///< the same of all; the longest is dropped
   int pushMb = 4;       ///< of notifications that wait for the next push; further ones are dropped
 };

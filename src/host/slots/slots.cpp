@@ -116,8 +116,7 @@ SharedBytes SlotArray::Share(std::string bytes) {
 }
 
 void SlotArray::LetOthersRun(SlotIndex slot) {
-  const auto connection =
-      Exists(slot) ? slots_[static_cast<size_t>(slot)].connection : nullptr;
+  const auto connection = Exists(slot) ? slots_[static_cast<size_t>(slot)].connection : nullptr;
   if (connection) connection->HoldArrivals();
   loop_.Yield();
   if (connection) connection->ReleaseArrivals();

@@ -173,7 +173,7 @@ class SlotArray {
   bool clearsTag_;
   std::shared_ptr<ConnectionBudget> budget_;
   OnArrival onArrival_;
-  std::deque<Slot> slots_;      // element 0 is never used
+  std::deque<Slot> slots_;       // element 0 is never used
   SlotBits closed_, connected_;  // the slots in these states
   std::unordered_map<std::string, std::set<SlotIndex>, TagHash, std::equal_to<>> byTag_;
 };

@@ -193,8 +193,8 @@ class EventLoop {
   int64_t polledMs_ = 0, settledMs_ = 0;
   std::deque<ReadyItem> ready_;
   std::deque<Task> waitingForRoom_, firstsWaiting_;
-  Handler* late_ = nullptr;  // ready ones that there was no memory to queue
-  bool starved_ = false;     // a handler found no memory for its stack in this turn
+  Handler* late_ = nullptr;          // ready ones that there was no memory to queue
+  bool starved_ = false;             // a handler found no memory for its stack in this turn
   std::vector<WatchEntry> watches_;  // by descriptor
   std::vector<Timer> timers_;        // a handful: searched in order
   TimerId lastTimer_ = 0;

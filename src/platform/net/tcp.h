@@ -176,9 +176,9 @@ class TcpConnection : private EventLoop::Watcher,
   bool writingShut_ = false;
   bool countsAsUnsent_ = false;
   uint32_t watched_ = 0;
-  int handlers_ = 0;       // started and not ended
-  int notBegun_ = 0;       // of these, which take the arrivals in front when they begin
-  int holds_ = 0;          // handlers that others wait for
+  int handlers_ = 0;         // started and not ended
+  int notBegun_ = 0;         // of these, which take the arrivals in front when they begin
+  int holds_ = 0;            // handlers that others wait for
   size_t waitingBytes_ = 0;  // of arrivals without a handler
   size_t heldBytes_ = 0;     // of all that wait or are with handlers
   std::deque<std::string> arrivals_;
