@@ -1,5 +1,5 @@
-// What peers can have the server hold and do is bounded: bytes that they do not take, bytes that they
-// send, records that they do not end, and the turns of others that their work takes.
+// What peers can have the server hold and do is bounded: bytes that they do not take, bytes that
+// they send, records that they do not end, and the turns of others that their work takes.
 #include <sys/socket.h>
 #include <unistd.h>
 
