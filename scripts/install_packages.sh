@@ -12,7 +12,7 @@
 set -euo pipefail
 
 run_packages=(g++ cmake ninja-build pkg-config sqlite3 libboost-context1.81-dev libicu-dev
-  libsqlite3-dev libpq-dev unixodbc-dev libcurl4-openssl-dev libcli11-dev libfmt-dev libspdlog-dev)
+  libsqlite3-dev libpq-dev unixodbc-dev libcurl4-openssl-dev libssl-dev libcli11-dev libfmt-dev libspdlog-dev)
 test_packages=(git python3 libgtest-dev libgmock-dev mdbtools postgresql tdsodbc clang-format clang-tidy)
 full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap)
 

@@ -1,12 +1,14 @@
 #include "host/host.h"
 
 #include "host/database/open_database.h"
+#include "host/protection/protection.h"
 
 namespace vnq {
 namespace {
 
 OutgoingSettings OutgoingOf(const ProgramFolder& folder) {
-  return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand};
+  return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand,
+          !folder.platform.protection.restartInBackground};
 }
 
 }  // namespace
@@ -30,6 +32,7 @@ Host::Host(HostParts parts)
       SckServer6007(loop, "6007"),
       SckServer6008(loop, "6008"),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)) {
+  protection = Protection::Of(*this);
   ConnectionString = vnq::ConnectionString(settings, AppPath);
   loop.SetSettle([this, &strings = parts.folder.strings] {
     database.EndTurn();

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "endpoints/endpoints.h"
+#include "host/protection/protection.h"
 #include "server/command_table.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
@@ -91,10 +92,16 @@ void Ports::Load() {
 
 void Ports::Listen(Port& port) {
   SlotArray& slots = host_.*port.row.slots;
-  auto onRequest = [&slots, greeting = Greeting(host_, port.row)](AcceptedSocket request) {
+  auto onRequest = [this, &slots, &row = port.row,
+                    greeting = Greeting(host_, port.row)](AcceptedSocket request) {
+    Protection* const walls = host_.protection.get();
+    if (walls && !walls->AdmitsConnection(row.number, request.remoteIp())) return;
     const SlotIndex slot = slots.Accept(std::move(request));
-    if (slot != kNoSlot && !greeting.empty()) slots.Send(slot, greeting);
+    if (slot == kNoSlot) return;
+    if (walls) walls->SlotTaken(slots, slot, row.pending);
+    if (!greeting.empty()) slots.Send(slot, greeting);
   };
+  port.listener.SetUnreadTimeout(host_.platform.protection.unreadTimeoutS);
   std::string error;
   if (!port.listener.Listen(host_.platform.bindAddress, port.row.number, std::move(onRequest),
                             error)) {
@@ -117,8 +124,10 @@ void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {
 }
 
 void Ports::Read(Port& port, SlotIndex slot, const std::string& bytes) {
-  const std::string remoteIp = (host_.*port.row.slots).RemoteHostIP(slot);
+  SlotArray& slots = host_.*port.row.slots;
+  const std::string remoteIp = slots.RemoteHostIP(slot);
   const std::optional<std::string> text = port.row.read(host_, slot, bytes);
+  if (text && host_.protection && !host_.protection->AdmitsRead(slots, slot, *text)) return;
   if (text) port.dispatcher.Run(host_, *text, slot, remoteIp);
 }
 

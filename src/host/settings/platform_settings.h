@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/protection/protection_settings.h"
 #include "platform/sql/sql_driver.h"
 
 namespace vnq {
@@ -31,6 +32,8 @@ struct PlatformSettings {
 
   // [services]; %s is the service's name
   std::string stopCommand = "systemctl stop %s", startCommand = "systemctl start %s";
+
+  ProtectionSettings protection;  ///< [protection]
 };
 
 /// What the command line says instead of the file.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/protection/protection.h"
 #include "host/slots/records.h"
 #include "host/values/skipped.h"
 
@@ -50,12 +51,14 @@ void Dispatcher::Run(Host& host, const std::string& text, SlotIndex slot,
 
 void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
                            const std::string& remoteIp) {
+  if (host.protection && !host.protection->AdmitsRecord(text.size(), remoteIp)) return;
   Fields fields = Fields::Split(text);
   const CommandRow* row = Find(fields[0]);
   if (row == nullptr) {
     CarryOver(host, text, slot, remoteIp);
     return;
   }
+  if (!Admits(host, *row, fields, slot, remoteIp)) return;
   if (row->needsHash && !text.ends_with('#')) {
     (host.*pending_)[slot] = text;
   } else {
@@ -71,15 +74,25 @@ void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
   if (pending_ == nullptr || (host.*pending_)[slot].empty()) return;
   std::string& pending = (host.*pending_)[slot];
   pending += text;
+  if (host.protection && !host.protection->AdmitsRecord(pending.size(), remoteIp)) {
+    pending.clear();
+    return;
+  }
   if (!pending.ends_with('#')) return;
   Fields fields = Fields::Split(pending);
   const CommandRow* row = Find(fields[0]);
-  if (row != nullptr && row->needsHash) {
+  if (row != nullptr && row->needsHash && Admits(host, *row, fields, slot, remoteIp)) {
     RunCommand(host, *row, fields, slot, remoteIp);
     if (WantsReceiptAfterCarryOver(*row, fields))
       AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
   }
   (host.*pending_)[slot].clear();  // the command may have yielded, and the table have moved
+}
+
+bool Dispatcher::Admits(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot,
+                        const std::string& remoteIp) const {
+  return !host.protection ||
+         host.protection->AdmitsCommand(row.word, row.needs, fields, slot, remoteIp);
 }
 
 void Dispatcher::RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slot,

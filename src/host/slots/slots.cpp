@@ -40,6 +40,7 @@ SlotIndex SlotArray::Accept(AcceptedSocket request) {
   Slot& entry = slots_[static_cast<size_t>(slot)];
   entry.state = SocketState::kConnected;
   entry.remoteHostIp = request.remoteIp();
+  entry.connectionNumber = ++connections_;
   TcpConnection::Events events;
   events.onArrival = [this, slot](std::string bytes) {
     if (onArrival_) onArrival_(slot, std::move(bytes));
@@ -97,6 +98,18 @@ void SlotArray::Close(SlotIndex slot) {
   entry.connection.reset();
   entry.state = SocketState::kClosed;
   closed_.insert(slot);
+}
+
+void SlotArray::Lose(SlotIndex slot) {
+  if (!IsConnected(slot)) return;
+  Slot& entry = slots_[static_cast<size_t>(slot)];
+  entry.connection->Close();
+  entry.connection.reset();
+  entry.state = SocketState::kClosing;
+}
+
+uint64_t SlotArray::ConnectionNumber(SlotIndex slot) const {
+  return Exists(slot) ? slots_[static_cast<size_t>(slot)].connectionNumber : 0;
 }
 
 SlotIndex SlotArray::FirstConnected(const Expr& tag, SlotIndex except) const {

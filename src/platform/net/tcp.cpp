@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace vnq {
@@ -23,17 +24,53 @@ constexpr int64_t kAcceptPauseMs = 100;
 int lingering = 0;
 int lingeringUnsent = 0;
 
-std::string AddressText(const sockaddr_in& address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-  return text;
-}
+// An IPv4 or IPv6 address and a port, as the system's calls want them.
+struct SocketAddress {
+  sockaddr_storage bytes{};
+  socklen_t size = sizeof bytes;
+
+  sockaddr* any() { return reinterpret_cast<sockaddr*>(&bytes); }
+  sockaddr_in* v4() { return reinterpret_cast<sockaddr_in*>(&bytes); }
+  sockaddr_in6* v6() { return reinterpret_cast<sockaddr_in6*>(&bytes); }
+
+  bool Set(const std::string& address, uint16_t port) {
+    if (inet_pton(AF_INET, address.c_str(), &v4()->sin_addr) == 1) {
+      bytes.ss_family = AF_INET;
+      v4()->sin_port = htons(port);
+      size = sizeof(sockaddr_in);
+      return true;
+    }
+    if (inet_pton(AF_INET6, address.c_str(), &v6()->sin6_addr) != 1) return false;
+    bytes.ss_family = AF_INET6;
+    v6()->sin6_port = htons(port);
+    size = sizeof(sockaddr_in6);
+    return true;
+  }
+
+  std::string Text() {
+    char text[INET6_ADDRSTRLEN] = "";
+    const void* address = &v4()->sin_addr;
+    if (bytes.ss_family == AF_INET6) address = &v6()->sin6_addr;
+    inet_ntop(bytes.ss_family, address, text, sizeof text);
+    return text;
+  }
+};
 
 // One buffer serves all connections: a read is copied out at its true size, so an idle connection
 // holds none.
 std::vector<char>& ReceiveBuffer() {
   static thread_local std::vector<char> buffer(kReceiveBytes);
   return buffer;
+}
+
+// The kernel ends a connection whose peer acknowledges nothing, or takes nothing behind a closed
+// window, for so long; and asks one that is silent whether it is still there.
+void LimitUnread(int descriptor, int seconds) {
+  const int timeoutMs = seconds * 1000, on = 1, idle = std::max(1, seconds / 2);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeoutMs, sizeof timeoutMs);
+  setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &idle, sizeof idle);
 }
 
 }  // namespace
@@ -47,25 +84,27 @@ AcceptedSocket::~AcceptedSocket() {
 bool TcpListener::Listen(const std::string& address, uint16_t port, OnRequest onRequest,
                          std::string& error) {
   Close();
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(port);
-  if (inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1) {
-    error = fmt::format("{}:{}: not an IPv4 address", address, port);
+  SocketAddress local;
+  if (!local.Set(address, port)) {
+    error = fmt::format("{}:{}: not an IPv4 or IPv6 address", address, port);
     return false;
   }
   const int on = 1;
-  descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  descriptor_ = socket(local.bytes.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  // Another listener may have the same port for IPv4.
+  if (local.bytes.ss_family == AF_INET6) {
+    setsockopt(descriptor_, IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
+  }
   if (descriptor_ < 0 || setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-      bind(descriptor_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 ||
-      listen(descriptor_, kBacklog) != 0 || !loop_.Watch(descriptor_, EPOLLIN, this)) {
+      bind(descriptor_, local.any(), local.size) != 0 || listen(descriptor_, kBacklog) != 0 ||
+      !loop_.Watch(descriptor_, EPOLLIN, this)) {
     error = fmt::format("{}:{}: {}", address, port, strerror(errno));
     if (descriptor_ >= 0) close(descriptor_);
     descriptor_ = -1;
     return false;
   }
   onRequest_ = std::move(onRequest);
-  localAddress_ = AddressText(local);
+  localAddress_ = local.Text();
   return true;
 }
 
@@ -80,16 +119,15 @@ void TcpListener::Close() {
 
 void TcpListener::OnEvents(uint32_t) {
   for (int i = 0; i < kRequestsPerEvent; ++i) {
-    sockaddr_in peer{};
-    socklen_t size = sizeof peer;
-    const int accepted = accept4(descriptor_, reinterpret_cast<sockaddr*>(&peer), &size,
-                                 SOCK_NONBLOCK | SOCK_CLOEXEC);
+    SocketAddress peer;
+    const int accepted = accept4(descriptor_, peer.any(), &peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (accepted < 0) {
       if (errno == EINTR || errno == ECONNABORTED) continue;
       if (errno != EAGAIN) Pause(errno);
       return;
     }
-    auto request = std::make_shared<AcceptedSocket>(accepted, AddressText(peer));
+    if (unreadTimeoutS_ > 0) LimitUnread(accepted, unreadTimeoutS_);
+    auto request = std::make_shared<AcceptedSocket>(accepted, peer.Text());
     loop_.Enqueue([onRequest = onRequest_, request] { onRequest(std::move(*request)); });
   }
 }

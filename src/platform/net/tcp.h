@@ -49,9 +49,13 @@ class TcpListener : private EventLoop::Watcher {
       : loop_(loop), starved_(starved) {}
   ~TcpListener() override { Close(); }
 
-  /// Listens on an IPv4 address. False, with the reason in `error`: the listener stays closed.
+  /// Listens on an IPv4 or IPv6 address. False, with the reason in `error`: the listener stays closed.
   bool Listen(const std::string& address, uint16_t port, OnRequest onRequest, std::string& error);
   void Close();
+
+  /// How long a peer may leave unread what was sent to it, or be away from the network, before its
+  /// connection is reset; 0: as long as it likes. For connections from now on.
+  void SetUnreadTimeout(int seconds) { unreadTimeoutS_ = seconds; }
 
   /// The address that it is bound to; empty while closed.
   const std::string& LocalAddress() const { return localAddress_; }
@@ -65,6 +69,7 @@ class TcpListener : private EventLoop::Watcher {
   OnRequest onRequest_;
   std::string localAddress_;
   int descriptor_ = -1;
+  int unreadTimeoutS_ = 0;
   EventLoop::TimerId pause_ = 0;
 };
 
