@@ -89,11 +89,11 @@ bool Protection::AdmitsConnection(uint16_t port, const std::string& address) {
   return false;
 }
 
-void Protection::SlotTaken(SlotArray& slots, SlotIndex slot, SlotTexts Host::*pending) {
+void Protection::SlotTaken(SlotArray& slots, SlotIndex slot, PendingRecords Host::*pending) {
   if (slotRate_.IsLimited()) slotRecords_[&slots][slot] = Allowance();
   if (!settings_.clearSlots) return;
   slots.SetTag(slot, "");
-  if (pending != nullptr) (host_.*pending)[slot].clear();
+  if (pending != nullptr) (host_.*pending).Clear(slot);
   if (&slots == &host_.SckServer) host_.ReplyBuffer[slot].clear();
 }
 

@@ -25,6 +25,7 @@
 #include "host/protection/rate_limit.h"
 #include "host/protection/stored_passwords.h"
 #include "host/protection/unstored_receipts.h"
+#include "host/slots/pending_records.h"
 #include "host/slots/slots.h"
 #include "host/values/fields.h"
 
@@ -46,7 +47,7 @@ class Protection {
 
   /// A connection has taken a slot, which is to keep nothing of the last one. pending: where the
   /// port's unfinished records wait; may be null.
-  void SlotTaken(SlotArray& slots, SlotIndex slot, SlotTexts Host::*pending);
+  void SlotTaken(SlotArray& slots, SlotIndex slot, PendingRecords Host::*pending);
 
   // --- Reads and records ---
 

@@ -16,6 +16,7 @@ constexpr int kHighestLanguageId = 0xFFFF;
 constexpr int kHighestCodePage = 65535;
 constexpr int kLongestTimeoutS = 3600;
 constexpr int kLongestBusyTimeoutMs = 600000;
+constexpr int kHighestLimitMb = 65536;
 
 bool IsIpv4Address(std::string_view text) {
   int numbers = 0;
@@ -85,6 +86,18 @@ void ReadDrives(const IniValues& reader, std::map<std::string, std::string>& dri
   }
 }
 
+void ReadLimits(IniValues& reader, LimitSettings& limits) {
+  const std::pair<std::string_view, int*> keys[] = {
+      {"connection_output_mb", &limits.connectionOutputMb},
+      {"output_mb", &limits.outputMb},
+      {"input_mb", &limits.inputMb},
+      {"record_mb", &limits.recordMb},
+      {"pending_mb", &limits.pendingMb},
+      {"push_mb", &limits.pushMb},
+  };
+  for (const auto& [key, value] : keys) reader.Read("limits", key, 1, kHighestLimitMb, *value);
+}
+
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(file), {}};
@@ -129,8 +142,10 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
   ReadLocale(reader, settings);
   ReadNetwork(reader, settings);
   ReadDatabase(reader, settings);
+  ReadLimits(reader, settings.limits);
   ReadDrives(reader, settings.drives);
   ReadProtection(reader, settings.protection);
+  ReadListeners(reader, settings.bindAddress, settings.listeners);
   reader.Read("services", "stop_command", settings.stopCommand);
   reader.Read("services", "start_command", settings.startCommand);
   return reader.ok() ? std::optional(std::move(settings)) : std::nullopt;

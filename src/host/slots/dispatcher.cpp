@@ -1,6 +1,7 @@
 #include "host/slots/dispatcher.h"
 
 #include <algorithm>
+#include <new>
 
 #include "host/protection/protection.h"
 #include "host/slots/records.h"
@@ -18,6 +19,30 @@ bool WantsReceiptAfterCarryOver(const CommandRow& row, const Fields& fields) {
   return row.receipt != Receipt::kNone && ToNumber(fields[5]).value_or(1) != 0;
 }
 
+// Ends the turn of a read of many records, where the rules leave open what comes first.
+class ReadTurns {
+ public:
+  ReadTurns(Host& host, SlotArray& slots, SlotIndex slot)
+      : host_(host), slots_(slots), slot_(slot), beganMs_(host.clock.MonotonicMs()) {}
+
+  void BeforeRecord() {
+    if (records_++ < Dispatcher::kRecordsPerTurn &&
+        host_.clock.MonotonicMs() - beganMs_ < Dispatcher::kTurnMs) {
+      return;
+    }
+    slots_.LetOthersRun(slot_);
+    records_ = 1;
+    beganMs_ = host_.clock.MonotonicMs();
+  }
+
+ private:
+  Host& host_;
+  SlotArray& slots_;
+  SlotIndex slot_;
+  int records_ = 0;
+  int64_t beganMs_;
+};
+
 }  // namespace
 
 int CommandRow::FieldCount() const {
@@ -25,8 +50,13 @@ int CommandRow::FieldCount() const {
   return static_cast<int>(std::count(fields.begin(), fields.end(), '|')) + 1;
 }
 
-Dispatcher::Dispatcher(std::span<const CommandRow> commands, bool splits, SlotTexts Host::*pending)
-    : commands_(commands), counters_(commands.size()), splits_(splits), pending_(pending) {
+Dispatcher::Dispatcher(std::span<const CommandRow> commands, SlotArray Host::*slots, bool splits,
+                       PendingRecords Host::*pending)
+    : commands_(commands),
+      slots_(slots),
+      counters_(commands.size()),
+      splits_(splits),
+      pending_(pending) {
   for (const CommandRow& row : commands) byWord_.emplace(row.word, &row);
 }
 
@@ -41,12 +71,16 @@ const CommandCounters& Dispatcher::CountersOf(const CommandRow& row) const {
 
 void Dispatcher::Run(Host& host, const std::string& text, SlotIndex slot,
                      const std::string& remoteIp) {
-  auto run = [&](const std::string& record) { RunRecord(host, record, slot, remoteIp); };
-  if (splits_) {
-    ForEachRecord(text, run);
-  } else {
-    run(text);
-  }
+  if (!splits_) return RunRecord(host, text, slot, remoteIp);
+  ReadTurns turns(host, host.*slots_, slot);
+  ForEachRecord(text, [&](const std::string& record) {
+    turns.BeforeRecord();
+    try {
+      RunRecord(host, record, slot, remoteIp);
+    } catch (const std::bad_alloc&) {
+      host.loop.NoteOutOfMemory();
+    }
+  });
 }
 
 void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
@@ -60,7 +94,7 @@ void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
   }
   if (!Admits(host, *row, fields, slot, remoteIp)) return;
   if (row->needsHash && !text.ends_with('#')) {
-    (host.*pending_)[slot] = text;
+    (host.*pending_).Set(slot, text);
   } else {
     RunCommand(host, *row, fields, slot, remoteIp);
     if (WantsReceipt(*row, fields)) AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
@@ -72,11 +106,10 @@ void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
 void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
                            const std::string& remoteIp) {
   if (pending_ == nullptr || (host.*pending_)[slot].empty()) return;
-  std::string& pending = (host.*pending_)[slot];
-  pending += text;
+  (host.*pending_).Append(slot, text);
+  const std::string& pending = (host.*pending_)[slot];
   if (host.protection && !host.protection->AdmitsRecord(pending.size(), remoteIp)) {
-    pending.clear();
-    return;
+    return (host.*pending_).Clear(slot);
   }
   if (!pending.ends_with('#')) return;
   Fields fields = Fields::Split(pending);
@@ -86,7 +119,7 @@ void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
     if (WantsReceiptAfterCarryOver(*row, fields))
       AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
   }
-  (host.*pending_)[slot].clear();  // the command may have yielded, and the table have moved
+  (host.*pending_).Clear(slot);
 }
 
 bool Dispatcher::Admits(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot,

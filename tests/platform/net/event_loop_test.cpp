@@ -44,8 +44,8 @@ TEST_F(EventLoopTest, AYieldLetsEverythingThatIsReadyRunFirst) {
   EXPECT_EQ(said, (std::vector<std::string>{"before", "other", "step", "after"}));
 }
 
-TEST_F(EventLoopTest, WorkIsSettledBeforeEachPollAYieldsToo) {
-  loop.SetSettle([this] { said.push_back("settled"); });
+TEST_F(EventLoopTest, WorkIsSettledBeforeEachPollAYieldsTooThatOwesNothing) {
+  loop.SetSettle([this] { said.push_back("settled"); }, [] { return false; });
   loop.StartHandler([this] {
     said.push_back("before");
     loop.Yield();
@@ -54,9 +54,52 @@ TEST_F(EventLoopTest, WorkIsSettledBeforeEachPollAYieldsToo) {
   loop.Turn(0);
   EXPECT_EQ(said, (std::vector<std::string>{"settled", "before", "settled"}));
   loop.Turn(0);
-  loop.SetSettle(nullptr);
+  loop.SetSettle(nullptr, nullptr);
   loop.Turn(0);
   EXPECT_EQ(said, (std::vector<std::string>{"settled", "before", "settled", "settled", "after"}));
+}
+
+TEST_F(EventLoopTest, HandlersThatOweAndYieldInOneTurnAreSettledTogether) {
+  int settled = 0;
+  loop.SetSettle([&] { ++settled; }, [] { return true; });
+  for (int i = 0; i < EventLoop::kMostUnsettledYields; ++i) {
+    loop.StartHandler([this] { loop.Yield(); });
+  }
+  loop.Turn(0);
+  EXPECT_EQ(settled, 1) << "in front of the turn";
+  loop.Turn(0);
+  EXPECT_EQ(settled, 2);
+}
+
+TEST_F(EventLoopTest, ManyYieldsInOneTurnAreSettledInBetween) {
+  int settled = 0;
+  loop.SetSettle([&] { ++settled; }, [] { return true; });
+  for (int i = 0; i <= EventLoop::kMostUnsettledYields; ++i) {
+    loop.StartHandler([this] { loop.Yield(); });
+  }
+  loop.Turn(0);
+  EXPECT_EQ(settled, 2);
+}
+
+TEST_F(EventLoopTest, YieldSettlesWhatIsOwedForLong) {
+  int settled = 0;
+  loop.SetSettle([&] { ++settled; }, [] { return true; });
+  loop.StartHandler([this] {
+    clock.AdvanceMs(EventLoop::kLongestUnsettledMs);
+    loop.Yield();
+  });
+  loop.Turn(0);
+  EXPECT_EQ(settled, 2);
+}
+
+TEST_F(EventLoopTest, StepsThatLetSomethingOutRunBehindTheSettleInOrder) {
+  loop.SetSettle([this] { said.push_back("settled"); }, [] { return false; });
+  loop.AfterSettle([this] { said.push_back("first"); });
+  loop.AfterSettle([this] { said.push_back("second"); });
+  EXPECT_TRUE(loop.OwesSettle());
+  loop.Turn(0);
+  EXPECT_FALSE(loop.OwesSettle());
+  EXPECT_EQ(said, (std::vector<std::string>{"settled", "first", "second"}));
 }
 
 TEST_F(EventLoopTest, AYieldSeesWhatTheKernelHasByThen) {
