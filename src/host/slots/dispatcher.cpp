@@ -26,7 +26,7 @@ class ReadTurns {
       : host_(host), slots_(slots), slot_(slot), beganMs_(host.clock.MonotonicMs()) {}
 
   void BeforeRecord() {
-    if (records_++ < Dispatcher::kRecordsPerTurn &&
+    if (records_++ < Dispatcher::RecordsPerTurn(host_.loop.LiveHandlers()) &&
         host_.clock.MonotonicMs() - beganMs_ < Dispatcher::kTurnMs) {
       return;
     }
@@ -67,6 +67,11 @@ const CommandRow* Dispatcher::Find(const Expr& word) const {
 
 const CommandCounters& Dispatcher::CountersOf(const CommandRow& row) const {
   return counters_[static_cast<size_t>(&row - commands_.data())];
+}
+
+int Dispatcher::RecordsPerTurn(size_t liveHandlers) {
+  const size_t share = kRecordsPerRound / std::max<size_t>(liveHandlers, 1);
+  return static_cast<int>(std::clamp<size_t>(share, 1, kMostRecordsPerTurn));
 }
 
 void Dispatcher::Run(Host& host, const std::string& text, SlotIndex slot,

@@ -56,8 +56,10 @@ class Dispatcher {
   Dispatcher(std::span<const CommandRow> commands, SlotArray Host::*slots, bool splits,
              PendingRecords Host::*pending);
 
-  /// Records of one read that run in a row, and for how long, before the others get a turn.
-  static constexpr int kRecordsPerTurn = 64;
+  /// How many records of one read run in a row before the others get a turn: the fewer, the more
+  /// handlers go round. And for how long at most.
+  static int RecordsPerTurn(size_t liveHandlers);
+  static constexpr size_t kMostRecordsPerTurn = 64, kRecordsPerRound = 1024;
   static constexpr int64_t kTurnMs = 10;
 
   /// Runs the command of each record of a read, in order; a record that there is no memory for is

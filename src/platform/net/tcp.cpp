@@ -257,9 +257,9 @@ void TcpConnection::ChangeUnsent(const Change& change) {
   } catch (const std::bad_alloc&) {
     lost = true;
   }
+  UpdateWatch();
   if (budget_) budget_->ChangeUnsent(*this, before, unsent_.OwnBytes());
   if (lost || (budget_ && unsent_.size() > budget_->limits().unsentBytes)) GiveUp();
-  UpdateWatch();
 }
 
 // What it had sent before is still heard.
@@ -267,10 +267,15 @@ void TcpConnection::GiveUp() {
   if (givenUp_ || state_ == State::kReleased) return;
   givenUp_ = true;
   endOfStream_ = true;
-  if (budget_) budget_->NoteGivenUp(PeerAddress(descriptor_), unsent_.size());
+  const size_t behind = unsent_.size();
+  const std::string peer = PeerAddress(descriptor_);
   ChangeUnsent([this] { unsent_.Clear(); });
-  if (state_ == State::kLingering) return Release();
-  StartArrivals();
+  if (state_ == State::kLingering) {
+    Release();
+  } else {
+    StartArrivals();
+  }
+  if (budget_) budget_->NoteGivenUp(peer, behind);
 }
 
 void TcpConnection::Close() {
@@ -413,7 +418,6 @@ void TcpConnection::ReleaseArrivals() {
 // it was.
 void TcpConnection::EndOfStream() {
   if (peerClosedTold_) return;
-  peerClosedTold_ = true;
   loop_.Enqueue([self = shared_from_this()] {
     if (self->state_ != State::kOpen) return;
     if (!self->arrivals_.empty() || self->holds_ > 0) {
@@ -427,6 +431,7 @@ void TcpConnection::EndOfStream() {
     self->Linger();
     if (onPeerClosed) onPeerClosed();
   });
+  peerClosedTold_ = true;
 }
 
 void TcpConnection::Linger() {
