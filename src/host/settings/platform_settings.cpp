@@ -40,10 +40,9 @@ void ReadLocale(IniValues& reader, PlatformSettings& settings) {
       reader.Read("locale", "code_page", 1, kHighestCodePage, settings.codePage);
 }
 
-void ReadNetwork(IniValues& reader, PlatformSettings& settings) {
-  if (!reader.Read("network", "bind_address", settings.bindAddress)) return;
-  if (IsIpv4Address(settings.bindAddress)) return;
-  reader.Fail("network", "bind_address", settings.bindAddress, "an IPv4 address");
+void ReadAddress(IniValues& reader, std::string_view section, std::string& address) {
+  if (!reader.Read(section, "bind_address", address) || IsIpv4Address(address)) return;
+  reader.Fail(section, "bind_address", address, "an IPv4 address");
 }
 
 void ReadDurability(IniValues& reader, SqlDurability& durability) {
@@ -140,10 +139,12 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
   PlatformSettings settings;
   settings.languageId = LanguageIdOfLocale(localeName);
   ReadLocale(reader, settings);
-  ReadNetwork(reader, settings);
+  ReadAddress(reader, "network", settings.bindAddress);
   ReadDatabase(reader, settings);
   ReadLimits(reader, settings.limits);
   ReadDrives(reader, settings.drives);
+  ReadAddress(reader, "metrics", settings.metricsAddress);
+  reader.Read("metrics", "port", 0, 65535, settings.metricsPort);
   ReadProtection(reader, settings.protection);
   ReadListeners(reader, settings.bindAddress, settings.listeners);
   reader.Read("services", "stop_command", settings.stopCommand);

@@ -44,6 +44,10 @@ struct PlatformSettings {
 
   LimitSettings limits;  ///< [limits]
 
+  // [metrics]; for a monitoring system
+  std::string metricsAddress = "127.0.0.1";
+  int metricsPort = 0;  ///< 0: there is no such listener
+
   // [services]; %s is the service's name
   std::string stopCommand = "systemctl stop %s", startCommand = "systemctl start %s";
 

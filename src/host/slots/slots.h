@@ -129,6 +129,11 @@ class SlotArray {
   void SetTag(SlotIndex slot, const Expr& tag);
   const std::string& RemoteHostIP(SlotIndex slot) const;
 
+  /// When the slot's connection was accepted, by the loop's clock. Of a slot that never had one: 0.
+  int64_t AcceptedMs(SlotIndex slot) const;
+  /// What was sent and the kernel has not taken yet; of a slot that is not connected: 0.
+  size_t UnsentBytes(SlotIndex slot) const;
+
   /// Sends bytes as they are. A slot that is not connected: skipped.
   bool Send(SlotIndex slot, std::string_view bytes);
 
@@ -162,6 +167,7 @@ class SlotArray {
     SocketState state = SocketState::kClosed;
     std::string tag;
     std::string remoteHostIp;
+    int64_t acceptedMs = 0;
     std::shared_ptr<TcpConnection> connection;
     uint64_t connectionNumber = 0;
   };

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <chrono>
 #include <new>
 #include <utility>
 
@@ -115,8 +116,9 @@ struct EventLoop::Handler {
   bool yielded = false;  // wants its place at the tail of the ready queue
   bool ranOutOfMemory = false;
   Handler* nextLate = nullptr;
-  StackRange stack;      // the handler's own
-  StackRange loopStack;  // the loop's, learnt on arrival
+  std::string_view what;  // see NameHandler
+  StackRange stack;       // the handler's own
+  StackRange loopStack;   // the loop's, learnt on arrival
   void* fakeStack = nullptr;
 
   void SwitchToLoop() {
@@ -179,6 +181,11 @@ void EventLoop::Yield() {
 void EventLoop::Suspend() {
   assert(current_ != nullptr);
   SwitchToLoop();
+}
+
+void EventLoop::NameHandler(std::string_view what) {
+  running_ = what;
+  if (current_ != nullptr) current_->what = what;
 }
 
 void EventLoop::Wake(Handler* handler) {
@@ -255,6 +262,7 @@ bool EventLoop::StartOnStack(ReadyItem& item) {
     Handler* handler = TakeHandler();
     handler->task = std::move(item.task);
     handler->hasTask = true;
+    handler->what = {};
     item.handler = handler;
     return true;
   } catch (const std::bad_alloc&) {
@@ -457,14 +465,25 @@ bool EventLoop::Turn(int waitMs) {
   Poll(ready_.empty() && late_ == nullptr ? WaitUntilTimer(waitMs) : busyWaitMs);
   settledMs_ = polledMs_;
   TakeUpLate();
-  bool ran = false;
+  if (ready_.empty()) return false;
+  RunReady();
+  return true;
+}
+
+// What is ready now; where one stretch ends the next begins, so that each costs one look at the
+// clock.
+void EventLoop::RunReady() {
+  auto began = std::chrono::steady_clock::now();
   for (size_t left = ready_.size(); left > 0 && !ready_.empty(); --left) {
     ReadyItem item = std::move(ready_.front());
     ready_.pop_front();
+    running_ = item.handler != nullptr ? item.handler->what : std::string_view();
     RunItem(item);
-    ran = true;
+    const auto ended = std::chrono::steady_clock::now();
+    const auto took = std::chrono::duration_cast<std::chrono::microseconds>(ended - began).count();
+    if (took > longest_.microseconds) longest_ = {took, running_};
+    began = ended;
   }
-  return ran;
 }
 
 void EventLoop::TurnWithoutHandlers(int waitMs) {
