@@ -1,7 +1,8 @@
 // TCP listeners and connections on the event loop.
 //
-// One recv of everything that is there is one arrival, or what a filter makes of it (stream_filter.h), and each arrival starts one handler. End of
-// stream is acted on only after every arrival in front of it has been started.
+// One recv of everything that is there is one arrival, or what a filter makes of it
+// (stream_filter.h), and each arrival starts one handler. End of stream is acted on only after every
+// arrival in front of it has been started.
 #pragma once
 
 #include <cstdint>
@@ -67,7 +68,8 @@ class TcpListener : private EventLoop::Watcher {
       : loop_(loop), starved_(starved) {}
   ~TcpListener() override { Close(); }
 
-  /// Listens on an IPv4 or IPv6 address. False, with the reason in `error`: the listener stays closed.
+  /// Listens on an IPv4 or IPv6 address. False, with the reason in `error`: the listener stays
+  /// closed.
   bool Listen(const std::string& address, uint16_t port, OnRequest onRequest, std::string& error);
   void Close();
 

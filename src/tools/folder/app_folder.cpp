@@ -78,6 +78,20 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ;receipt_when_stored=no
 ;restart_in_background=no
 
+; listeners beside the six ports, a section each, with any name: which port's protocol, where, and how
+; it travels; certificates are read again on SIGHUP
+;[listener clients]
+;protocol=6004
+;address=0.0.0.0
+;port=16004
+;tls=yes
+;certificate=/etc/vnq/fullchain.pem
+;key=/etc/vnq/privkey.pem
+; plain or websocket
+;framing=plain
+; from where connections come with a PROXY header, and none without
+;proxy_from=127.0.0.1
+
 [drives]
 ; the folder that stands for a drive letter in paths from settings and tables
 ;D=/srv/im
