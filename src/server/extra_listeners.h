@@ -1,5 +1,5 @@
-// The listeners that a deployment adds beside the six fixed ports, each speaking one port's protocol
-// in another way: through TLS, in WebSocket messages, behind a proxy, on an IPv6 address.
+// The listeners that a deployment adds beside the six fixed ports, each speaking one port's
+// protocol in another way: through TLS, in WebSocket messages, behind a proxy, on an IPv6 address.
 #pragma once
 
 #include <cstddef>

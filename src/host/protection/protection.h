@@ -1,15 +1,15 @@
 // The walls of a deployment, asked at few points: when a connection comes, when a read has come,
 // in front of a command, at a login's result, and before receipts leave.
 //
-//   point                     asked by                  walls (keys of [protection])
-//   connection                server/ports.cpp          control_from, endpoint_from,
-//                                                       connections_per_minute, clear_slots
-//   read                      server/ports.cpp          records_per_second, address_records_per_second
-//   record                    host/slots/dispatcher     longest_record
-//   command                   host/slots/dispatcher     login_first, sender_is_user, phone_log_from,
-//                                                       interface_information_from, longest_list
-//   login                     sessions/landing.cpp      login_*, hash_passwords
-//   receipts                  host/slots/sending.cpp    receipt_when_stored
+//   point          asked by                  walls (keys of [protection])
+//   connection     server/ports.cpp          control_from, endpoint_from,
+//                                            connections_per_minute, clear_slots
+//   read           server/ports.cpp          records_per_second, address_records_per_second
+//   record         host/slots/dispatcher     longest_record
+//   command        host/slots/dispatcher     login_first, sender_is_user, phone_log_from,
+//                                            interface_information_from, longest_list
+//   login          sessions/landing.cpp      login_*, hash_passwords
+//   receipts       host/slots/sending.cpp    receipt_when_stored
 //
 // The host has none while all are down, so that asking is one test. What is refused is dropped
 // without an answer, as a word that nobody knows, and said on standard error once a spell.

@@ -1,8 +1,8 @@
 // TCP listeners and connections on the event loop.
 //
 // One recv of everything that is there is one arrival, or what a filter makes of it
-// (stream_filter.h), and each arrival starts one handler. End of stream is acted on only after every
-// arrival in front of it has been started.
+// (stream_filter.h), and each arrival starts one handler. End of stream is acted on only after
+// every arrival in front of it has been started.
 #pragma once
 
 #include <cstdint>
