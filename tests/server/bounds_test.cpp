@@ -1,5 +1,5 @@
-// What peers can have the server hold and do is bounded: bytes that they do not take, bytes that they
-// send, records that they do not end, and the turns of others that their work takes.
+// What peers can have the server hold and do is bounded: bytes that they do not take, bytes that
+// they send, records that they do not end, and the turns of others that their work takes.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -197,7 +197,7 @@ TEST_F(InputBound, OfManyRecordsWithoutAnEndTheLongestIsDropped) {
   EXPECT_EQ(pending[2].size(), 14 + 7 * kText);
 }
 
-TEST_F(Bounds, ARecordOfNothingButSeparatorsTakesLittleMoreThanItsLength) {
+TEST_F(Bounds, ARecordOfNothingButSeparatorsHasAnElementForEach) {
   const std::string record(360'000, '|');
   const Fields fields = Fields::Split(record);
   EXPECT_EQ(fields.size(), record.size() + 1);

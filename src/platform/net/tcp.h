@@ -97,7 +97,7 @@ class TcpListener : private EventLoop::Watcher {
 ///
 /// Held by shared_ptr: a closed connection lives on by itself until what was sent has left.
 ///
-/// What it holds counts against a budget. A peer that is further behind than that allows is ended by
+/// What it holds counts against a budget. A peer that is further behind than it allows is ended by
 /// a reset, and is told of as one that has gone; one that sends more than handlers work off is left
 /// unread for a while.
 class TcpConnection : private EventLoop::Watcher,

@@ -31,8 +31,8 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ;commit=turn
 
 [limits]
-; what peers may have the server hold, in megabytes: waiting to be sent to one connection, which ends
-; above it, and to all; received and not worked off; of one unfinished record, and of all; of
+; what peers may have the server hold, in megabytes: waiting to be sent to one connection, which
+; ends above it, and to all; received and not worked off; of one unfinished record, and of all; of
 ; notifications for the next push
 ;connection_output_mb=128
 ;output_mb=512
