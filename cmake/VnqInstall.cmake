@@ -37,6 +37,15 @@ install(FILES packaging/vnq-main-service.rules RENAME 50-vnq-main-service.rules
 install(FILES packaging/vnqctl.bash RENAME vnqctl
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT server)
 
+# The gateway of the web clients: what clients/build_gateway.sh and the build of the staff's client have made, where
+# they ran.
+foreach(built gateway/dist/vnq-gateway.cjs widget/dist/widget.js)
+  install(FILES clients/${built} DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway COMPONENT gateway OPTIONAL)
+endforeach()
+install(DIRECTORY clients/web/dist/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway/web COMPONENT gateway OPTIONAL)
+install(FILES packaging/vnq-gateway.service DESTINATION lib/systemd/system COMPONENT gateway)
+install(FILES packaging/vnq-gateway.conf DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT gateway)
+
 # The documents lie as they are linked to one another.
 set(docs ${CMAKE_INSTALL_DATAROOTDIR}/doc/vnq-main-service)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${docs} COMPONENT server)

@@ -14,6 +14,7 @@
 #include "host/settings/program_folder.h"
 #include "platform/system/descriptor_limit.h"
 #include "platform/system/instance.h"
+#include "platform/system/memory.h"
 #include "platform/system/signals.h"
 #include "platform/system/standard_output.h"
 #include "server/index_form.h"
@@ -67,6 +68,7 @@ int RefuseSecondInstance(vnq::ProgramFolder& folder) {
 // What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
 // theirs meets a closed port; a peer that does not take its bytes is not waited for long.
 void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
+  loop.Settle();
   const int64_t start = clock.MonotonicMs();
   auto waitsFor = [&](int connections, int64_t limitMs) {
     return connections > 0 && clock.MonotonicMs() - start < limitMs;
@@ -82,6 +84,16 @@ void UseAllDescriptors() {
   if (limit.now > limit.before) {
     spdlog::info("descriptor limit raised from {} to {}", limit.before, limit.now);
   }
+}
+
+// Memory that a storm took goes back to the system, and what a shortage took is held again.
+void KeepMemory(vnq::EventLoop& loop) {
+  constexpr int64_t kMemoryIntervalMs = 20'000;
+  vnq::HoldMemoryInReserve();
+  loop.StartTimer(kMemoryIntervalMs, [] {
+    vnq::GiveBackFreeMemory();
+    vnq::HoldMemoryInReserve();
+  });
 }
 
 // The first order to stop counts; the others find it on its way.
@@ -132,6 +144,7 @@ int Serve(vnq::ProgramFolder folder) {
                     socketPath = vnq::InstanceSocketPath(folder.appPath);
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
+  KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));
   std::optional<vnq::OperatorDesk> desk;

@@ -93,6 +93,9 @@ class Database {
   /// followed from them.
   void EndTurn();
 
+  /// True while EndTurn may have something to commit.
+  bool OwesCommit() const { return driver_->OwesCommit(); }
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
   void Close();

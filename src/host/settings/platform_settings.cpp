@@ -16,6 +16,7 @@ constexpr int kHighestLanguageId = 0xFFFF;
 constexpr int kHighestCodePage = 65535;
 constexpr int kLongestTimeoutS = 3600;
 constexpr int kLongestBusyTimeoutMs = 600000;
+constexpr int kHighestLimitMb = 65536;
 
 bool IsIpv4Address(std::string_view text) {
   int numbers = 0;
@@ -133,6 +134,18 @@ void ReadDrives(const Reader& reader, std::map<std::string, std::string>& drives
   }
 }
 
+void ReadLimits(Reader& reader, LimitSettings& limits) {
+  const std::pair<std::string_view, int*> keys[] = {
+      {"connection_output_mb", &limits.connectionOutputMb},
+      {"output_mb", &limits.outputMb},
+      {"input_mb", &limits.inputMb},
+      {"record_mb", &limits.recordMb},
+      {"pending_mb", &limits.pendingMb},
+      {"push_mb", &limits.pushMb},
+  };
+  for (const auto& [key, value] : keys) reader.Read("limits", key, 1, kHighestLimitMb, *value);
+}
+
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(file), {}};
@@ -177,6 +190,7 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
   ReadLocale(reader, settings);
   ReadAddress(reader, "network", settings.bindAddress);
   ReadDatabase(reader, settings);
+  ReadLimits(reader, settings.limits);
   ReadDrives(reader, settings.drives);
   ReadAddress(reader, "metrics", settings.metricsAddress);
   reader.Read("metrics", "port", 0, 65535, settings.metricsPort);

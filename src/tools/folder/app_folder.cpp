@@ -30,6 +30,17 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ; turn: what the server does between two looks at the network is one commit; statement: each is one
 ;commit=turn
 
+[limits]
+; what peers may have the server hold, in megabytes: waiting to be sent to one connection, which ends
+; above it, and to all; received and not worked off; of one unfinished record, and of all; of
+; notifications for the next push
+;connection_output_mb=128
+;output_mb=512
+;input_mb=64
+;record_mb=16
+;pending_mb=128
+;push_mb=4
+
 [drives]
 ; the folder that stands for a drive letter in paths from settings and tables
 ;D=/srv/im
