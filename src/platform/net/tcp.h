@@ -122,7 +122,7 @@ class TcpConnection : private EventLoop::Watcher,
   void Close();
 
   /// What the kernel has not taken yet.
-  size_t UnsentBytes() const { return unsent_.size() - unsentFrom_; }
+  size_t UnsentBytes() const override { return unsent_.size(); }
 
   /// Connections of this process that are closed here and not yet by their peer, and how many of
   /// them still have something to send.
@@ -140,7 +140,6 @@ class TcpConnection : private EventLoop::Watcher,
   enum class State { kOpen, kClosing, kLingering, kReleased };
 
   void OnEvents(uint32_t epollEvents) override;
-  size_t UnsentBytes() const override { return unsent_.size(); }
   void GiveUp() override;
   void ReadOn() override { UpdateWatch(); }
 
