@@ -216,7 +216,7 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
            Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions, "|",
                 host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
   slots.SetTag(slot, tag);
-  spdlog::info("log-in of user {} from {}: {}", tag, ip, Printable(fields[1]));
+  spdlog::info("log-in of user {} from {}: {}", person.UserID, ip, Printable(fields[1]));
 }
 
 void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
