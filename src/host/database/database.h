@@ -93,9 +93,15 @@ class Database {
   /// followed from them.
   void EndTurn();
 
+  /// True while EndTurn may have something to commit.
+  bool OwesCommit() const { return driver_->OwesCommit(); }
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
   void Close();
+
+  /// True while statements fail for what keeps the database from running any.
+  bool IsInTrouble() const { return trouble_.Lasts(); }
 
   /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
   /// Called once a second, it also has the log tell of trouble that lasts or is over.
