@@ -13,8 +13,8 @@ usage: ./test.sh [--full] [--help]
              undefined-behaviour sanitizers, clang-tidy on what changed, and whether
              the package lists hold all that was used
   --full     what a release must pass: also a debug build, clang-tidy on everything,
-             tests that take long, the visitor page in a headless browser, a minute
-             of libFuzzer on each fuzz target, the Debian packages, and, as root, those,
+             tests that take long, the visitor page and the clients in a headless browser, a
+             minute of libFuzzer on each fuzz target, the Debian packages, and, as root, those,
              ./run.sh and ./test.sh in a Debian where nothing is installed
 
 The database servers are started for the run, on loopback addresses. Logs are in
@@ -133,6 +133,9 @@ fi
 
 # In real time and on real frames, so it wants a machine that is not busy with anything else.
 Step "visitor page in a browser" scripts/browser_tests.sh build/release/bin
+Step "clients in browsers" env VNQ_PROGRAMS=build/release/bin clients/stories/run.sh
+Step "clients in browsers on PostgreSQL" scripts/with_postgres.sh env VNQ_PROGRAMS=build/release/bin \
+  clients/stories/run.sh chat
 
 if BuildStep "debug build" Build build/debug -DCMAKE_BUILD_TYPE=Debug; then
   Tests "debug tests" build/debug
