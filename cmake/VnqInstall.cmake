@@ -44,7 +44,9 @@ set(clients ${CMAKE_SOURCE_DIR}/clients)
 set(VNQ_COMPONENTS server bench)
 if(EXISTS ${clients}/gateway/dist/vnq-gateway.cjs)
   list(APPEND VNQ_COMPONENTS gateway)
-  install(FILES ${clients}/gateway/dist/vnq-gateway.cjs ${clients}/widget/dist/widget.js
+  install(PROGRAMS ${clients}/gateway/dist/vnq-gateway.cjs DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway
+    COMPONENT gateway)
+  install(FILES ${clients}/widget/dist/widget.js
     DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway COMPONENT gateway)
   install(DIRECTORY ${clients}/web/dist/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway/web
     COMPONENT gateway OPTIONAL)
