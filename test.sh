@@ -9,14 +9,15 @@ usage: ./test.sh [--full] [--help]
 
   (nothing)  what every change must pass: formatting, layers, a release build with
              warnings as errors, all tests, those from end to end also on a PostgreSQL
-             and through FreeTDS, those of the clients and the gateway, all tests again under the address and
-             undefined-behaviour sanitizers, clang-tidy on what changed, and whether
-             the package lists hold all that was used
+             and through FreeTDS, those of the clients and the gateway, all tests of the
+             server again under the address and undefined-behaviour sanitizers,
+             clang-tidy on what changed, and whether the package lists hold all that was
+             used
   --full     what a release must pass: also a debug build, clang-tidy on everything,
              tests that take long, visitor page, web client and stories in a headless
-             browser, a minute
-             of libFuzzer on each fuzz target, the Debian packages, and, as root, those,
-             ./run.sh and ./test.sh in a Debian where nothing is installed
+             browser, a minute of libFuzzer on each fuzz target, the Debian packages,
+             and, as root, those, ./run.sh and ./test.sh in a Debian where nothing is
+             installed
 
 The database servers are started for the run, on loopback addresses. Logs are in
 build/logs. The exit code is 0 when something ran and nothing failed. As root, or with
