@@ -69,7 +69,9 @@ endif()
 set(docs ${CMAKE_INSTALL_DATAROOTDIR}/doc/vnq-main-service)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${docs} COMPONENT server)
 install(DIRECTORY docs examples DESTINATION ${docs} COMPONENT server)
+install(FILES clients/README.md DESTINATION ${docs}/clients COMPONENT server)
 install(FILES clients/gateway/API.md clients/gateway/README.md DESTINATION ${docs}/clients/gateway COMPONENT server)
+install(FILES clients/client/README.md DESTINATION ${docs}/clients/client COMPONENT server)
 
 # vnq_compressed(<file> <destination> <component>): installed as <file>.gz, the same bytes at each build.
 function(vnq_compressed file destination component)
