@@ -190,6 +190,11 @@ bool Database::Query(const Statement& statement, SqlRows& rows) {
   return Conclude("query", driver_->Query(statement.text(), statement.parameters(), rows));
 }
 
+bool Database::Describe(const Statement& statement, SqlRows& rows) {
+  if (!statement.ok()) return Skip(statement.text(), statement.failure());
+  return Conclude("query", driver_->Describe(statement.text(), statement.parameters(), rows));
+}
+
 bool Database::Execute(const Statement& statement) {
   if (!statement.ok()) return Skip(statement.text(), statement.failure());
   return Conclude("execute", driver_->Execute(statement.text(), statement.parameters()));
@@ -257,6 +262,12 @@ void Database::SyncCommitted() {
 bool Cursor::Open(const Statement& statement) {
   Close();
   open_ = database_->Query(statement, rows_);
+  return open_;
+}
+
+bool Cursor::OpenForNewRows(const Statement& statement) {
+  Close();
+  open_ = database_->Describe(statement, rows_);
   return open_;
 }
 

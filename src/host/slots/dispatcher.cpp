@@ -85,6 +85,7 @@ void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
 void Dispatcher::RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slot,
                             const std::string& remoteIp) {
   const uint64_t skippedBefore = SkippedStatements();
+  if (!row.writes.empty()) host.database.ExpectWrites();
   row.handler(host, fields, slot, remoteIp);
   CommandCounters& counters = counters_[static_cast<size_t>(&row - commands_.data())];
   ++counters.calls;

@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "host/values/expr.h"
 #include "platform/net/repeated_warning.h"
@@ -110,11 +111,16 @@ class SlotArray {
     std::string remoteHostIp;
     std::shared_ptr<TcpConnection> connection;
   };
+  // In rising order. Most tags have one slot, and ten thousand slots without a name are moved along
+  // in no time.
+  using SlotList = std::vector<SlotIndex>;
   struct TagHash : std::hash<std::string_view> {
     using is_transparent = void;
   };
 
   bool Exists(SlotIndex slot) const { return slot >= 1 && slot <= Highest(); }
+  void EnterTag(SlotIndex slot, const std::string& tag);
+  void LeaveTag(SlotIndex slot, const std::string& tag);
   SlotIndex TakeClosedSlot();
   void AddSlot();
   void PeerClosed(SlotIndex slot, const TcpConnection* connection);
@@ -125,7 +131,7 @@ class SlotArray {
   OnArrival onArrival_;
   std::deque<Slot> slots_;      // element 0 is never used
   std::set<SlotIndex> closed_;  // the slots in state 0
-  std::unordered_map<std::string, std::set<SlotIndex>, TagHash, std::equal_to<>> byTag_;
+  std::unordered_map<std::string, SlotList, TagHash, std::equal_to<>> byTag_;
 };
 
 /// A value per slot, kept apart from the slot: it outlives the connection, and the next peer

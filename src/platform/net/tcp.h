@@ -5,8 +5,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -142,7 +142,7 @@ class TcpConnection : private EventLoop::Watcher,
   uint32_t watched_ = 0;
   int handlers_ = 0;
   size_t waitingBytes_ = 0;
-  std::deque<std::string> arrivals_;
+  std::list<std::string> arrivals_;  // an empty list holds no memory, as most are
   std::string unsent_;
   size_t unsentFrom_ = 0;
   EventLoop::TimerId lingerTimer_ = 0;

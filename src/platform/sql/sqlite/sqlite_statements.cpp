@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cctype>
+
 #include "platform/sql/sql_dialect.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
 #include "support/ascii_case.h"
@@ -12,6 +15,15 @@ SqlColumnType TypeOf(const char* declared) {
   const bool integer =
       declared && (SameButForCase(declared, "integer") || SameButForCase(declared, "int"));
   return integer ? SqlColumnType::kInteger : SqlColumnType::kText;
+}
+
+// True for `select count(*) from TABLE`.
+bool CountsRows(std::string_view written) {
+  constexpr std::string_view kCount = "select count(*) from ";
+  if (!SameButForCase(written.substr(0, kCount.size()), kCount)) return false;
+  written.remove_prefix(kCount.size());
+  return std::all_of(written.begin(), written.end(),
+                     [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; });
 }
 
 // Like sqlite3_prepare_v3, and refuses a text of several statements. Null on failure.
@@ -100,6 +112,8 @@ bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& state
     }
   }
   Describe(statement, identified);
+  const bool countsRows = CountsRows(written) && statement.touched.reads.size() == 1;
+  statement.memo = SqliteMemo(countsRows);
   return true;
 }
 
