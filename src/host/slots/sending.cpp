@@ -71,7 +71,7 @@ void FlushReplies(Host& host) {
   for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsConnected(slot) || host.ReplyBuffer[slot].empty()) continue;
     SendRecord(host, slot, host.ReplyBuffer[slot]);
-    host.ReplyBuffer[slot].clear();
+    std::string().swap(host.ReplyBuffer[slot]);  // its memory too
   }
 }
 

@@ -361,6 +361,7 @@ bool SqliteDriver::Run(std::string_view statement, const Markers& values, bool a
   do {
     code = sqlite3_step(prepared->handle.get());
   } while (code == SQLITE_ROW);
+  RefreshDescription(*prepared);
   return End(*prepared, code, addsRow);
 }
 

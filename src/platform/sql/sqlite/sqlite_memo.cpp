@@ -55,6 +55,13 @@ SqliteTouchWatch::SqliteTouchWatch(sqlite3* database) {
   sqlite3_set_authorizer(database, Note, this);
 }
 
+SqliteTableWrites& SqliteTouchWatch::WritesTo(const char* table) {
+  const std::string name = table ? table : "";
+  SqliteTableWrites& writes = writes_[name];
+  writes.table = name;
+  return writes;
+}
+
 int SqliteTouchWatch::Note(void* self, int action, const char* first, const char* second,
                            const char*, const char*) {
   auto watch = static_cast<SqliteTouchWatch*>(self);

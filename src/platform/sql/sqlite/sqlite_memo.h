@@ -20,6 +20,7 @@ namespace vnq {
 
 /// What this connection has written to a table.
 struct SqliteTableWrites {
+  std::string table;
   uint64_t statements = 0;
   uint64_t rowsAdded = 0;  ///< by those of them that added one row and did nothing else
 };
@@ -50,7 +51,7 @@ class SqliteTouchWatch {
  private:
   static int Note(void* self, int action, const char* first, const char* second, const char*,
                   const char*);
-  SqliteTableWrites& WritesTo(const char* table) { return writes_[table ? table : ""]; }
+  SqliteTableWrites& WritesTo(const char* table);
 
   std::map<std::string, SqliteTableWrites> writes_;  // by table
   SqliteTouched* touched_ = nullptr;

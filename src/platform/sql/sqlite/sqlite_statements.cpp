@@ -1,6 +1,3 @@
-#include <algorithm>
-#include <cctype>
-
 #include "platform/sql/sql_dialect.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
 #include "support/ascii_case.h"
@@ -18,12 +15,12 @@ SqlColumnType TypeOf(const char* declared) {
 }
 
 // True for `select count(*) from TABLE`.
-bool CountsRows(std::string_view written) {
+bool CountsRows(const SqliteStatement& statement) {
   constexpr std::string_view kCount = "select count(*) from ";
-  if (!SameButForCase(written.substr(0, kCount.size()), kCount)) return false;
-  written.remove_prefix(kCount.size());
-  return std::all_of(written.begin(), written.end(),
-                     [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; });
+  const std::string_view written = statement.written;
+  const auto& reads = statement.touched.reads;
+  return SameButForCase(written.substr(0, kCount.size()), kCount) && reads.size() == 1 &&
+         SameButForCase(written.substr(kCount.size()), reads.front()->table);
 }
 
 // Like sqlite3_prepare_v3, and refuses a text of several statements. Null on failure.
@@ -112,8 +109,7 @@ bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& state
     }
   }
   Describe(statement, identified);
-  const bool countsRows = CountsRows(written) && statement.touched.reads.size() == 1;
-  statement.memo = SqliteMemo(countsRows);
+  statement.memo = SqliteMemo(CountsRows(statement));
   return true;
 }
 
