@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
+#include <unordered_map>
 #include <utility>
 
 #include "host/values/skipped.h"
@@ -62,9 +62,14 @@ ParsedWords Parse(std::string_view rest, size_t listLength) {
 // run time would fill the memory: beyond so many, they are parsed at each use.
 constexpr size_t kMostKeptWords = 2000;
 
+struct WordsHash : std::hash<std::string_view> {
+  using is_transparent = void;
+};
+
 // The words parsed, kept for good; else in `unkept`.
 const ParsedWords& Parsed(std::string_view words, ParsedWords& unkept) {
-  static thread_local std::map<std::string, ParsedWords, std::less<>> known;
+  static thread_local std::unordered_map<std::string, ParsedWords, WordsHash, std::equal_to<>>
+      known;
   const auto found = known.find(words);
   if (found != known.end()) return found->second;
   unkept = Parse(words, 0);
