@@ -17,6 +17,8 @@
 #include "platform/system/signals.h"
 #include "platform/system/standard_output.h"
 #include "server/index_form.h"
+#include "server/status/operator_desk.h"
+#include "server/status/status_text.h"
 
 namespace {
 
@@ -93,11 +95,32 @@ void StopServing(vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
   });
 }
 
-void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
+/// Tells the service manager, once a second, that the event thread runs, and now and then how it
+/// fares.
+class LifeSign {
+ public:
+  void Give(vnq::OperatorDesk& desk) {
+    const bool isStatusDue = ++beats_ % kBeatsPerStatus == 0;
+    if (!watched_ && !isStatusDue) return;
+    std::string state = watched_ ? "WATCHDOG=1\n" : "";
+    if (isStatusDue) state += "STATUS=" + vnq::StatusLine(desk.Status());
+    vnq::NotifyServiceManager(state);
+  }
+
+ private:
+  static constexpr int kBeatsPerStatus = 10;
+  const bool watched_ = vnq::ServiceManagerWatches();
+  int beats_ = 0;
+};
+
+void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, vnq::OperatorDesk* desk,
+              bool& stopping) {
   if (number == SIGTERM || number == SIGINT) {
     StopServing(loop, form, stopping);
   } else if (number == SIGHUP) {
     form.ReadKeywordsAgain();
+  } else if (number == SIGUSR1 && desk != nullptr) {
+    desk->LogStatus();
   } else {
     spdlog::info("SIG{} has no meaning here", sigabbrev_np(number));
   }
@@ -106,22 +129,29 @@ void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, bool& stop
 // Comes back only where there is nothing to serve.
 int Serve(vnq::ProgramFolder folder) {
   UseAllDescriptors();
-  const std::string address = folder.platform.bindAddress;
+  const std::string address = folder.platform.bindAddress,
+                    socketPath = vnq::InstanceSocketPath(folder.appPath);
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));
+  std::optional<vnq::OperatorDesk> desk;
   bool stopping = false;
-  vnq::ProcessSignals signals(loop, [&](int number) { OnSignal(number, loop, form, stopping); });
+  vnq::ProcessSignals signals(
+      loop, [&](int number) { OnSignal(number, loop, form, desk ? &*desk : nullptr, stopping); });
   if (!form.Load()) {
     spdlog::error("no port could be bound on {}; nothing is served", address);
     return kExitNotServing;
   }
+  LifeSign lifeSign;
+  desk.emplace(loop, form, [&] { lifeSign.Give(*desk); });
+  desk->Open(socketPath);
   const std::string readiness = form.Readiness();
   spdlog::info("ready on {}: {}", address, readiness);
   vnq::NotifyServiceManager("READY=1\nSTATUS=" + readiness);
   loop.Run();
   Drain(loop, clock);
+  desk.reset();
   form.host().database.Close();
   spdlog::info("stopped");
   spdlog::shutdown();

@@ -61,7 +61,10 @@ void IndexForm::StartTimers() {
   for (const TimerRow& row : TimerTable()) {
     const int64_t intervalMs = row.intervalMs(host_.settings);
     if (intervalMs <= 0) continue;
-    timers_.push_back(loop_.StartTimer(intervalMs, [this, &row] { row.tick(host_); }));
+    timers_.push_back(loop_.StartTimer(intervalMs, [this, &row] {
+      loop_.NameHandler(row.work);
+      row.tick(host_);
+    }));
   }
 }
 

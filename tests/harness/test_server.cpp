@@ -253,6 +253,12 @@ void TestServer::AdvanceMs(int64_t ms) {
   }
 }
 
+void TestServer::StallMs(int64_t ms) {
+  Pump();
+  clock_.AdvanceMs(ms);
+  Pump();
+}
+
 TestClient TestServer::ConnectTo(uint16_t port) {
   return TestClient(*this, port);
 }

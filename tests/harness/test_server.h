@@ -94,6 +94,8 @@ class TestServer {
 
   /// Moves the clock in steps of at most a second, pumping after each.
   void AdvanceMs(int64_t ms);
+  /// Moves the clock at once, as if the event thread had been held up, and pumps.
+  void StallMs(int64_t ms);
   /// To the next tick of Timer1, which sends the reply buffers.
   void Tick() { AdvanceMs(1000); }
 

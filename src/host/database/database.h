@@ -104,6 +104,9 @@ class Database {
   /// again. No statement may follow.
   void Close();
 
+  /// True while statements fail for what keeps the database from running any.
+  bool IsInTrouble() const { return trouble_.Lasts(); }
+
   /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
   /// Called once a second, it also has the log tell of trouble that lasts or is over.
   void SyncCommitted();

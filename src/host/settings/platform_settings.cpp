@@ -88,10 +88,9 @@ void ReadLocale(Reader& reader, PlatformSettings& settings) {
       reader.Read("locale", "code_page", 1, kHighestCodePage, settings.codePage);
 }
 
-void ReadNetwork(Reader& reader, PlatformSettings& settings) {
-  if (!reader.Read("network", "bind_address", settings.bindAddress)) return;
-  if (IsIpv4Address(settings.bindAddress)) return;
-  reader.Fail("network", "bind_address", settings.bindAddress, "an IPv4 address");
+void ReadAddress(Reader& reader, std::string_view section, std::string& address) {
+  if (!reader.Read(section, "bind_address", address) || IsIpv4Address(address)) return;
+  reader.Fail(section, "bind_address", address, "an IPv4 address");
 }
 
 void ReadDurability(Reader& reader, SqlDurability& durability) {
@@ -176,9 +175,11 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
   PlatformSettings settings;
   settings.languageId = LanguageIdOfLocale(localeName);
   ReadLocale(reader, settings);
-  ReadNetwork(reader, settings);
+  ReadAddress(reader, "network", settings.bindAddress);
   ReadDatabase(reader, settings);
   ReadDrives(reader, settings.drives);
+  ReadAddress(reader, "metrics", settings.metricsAddress);
+  reader.Read("metrics", "port", 0, 65535, settings.metricsPort);
   reader.Read("services", "stop_command", settings.stopCommand);
   reader.Read("services", "start_command", settings.startCommand);
   return reader.ok() ? std::optional(std::move(settings)) : std::nullopt;

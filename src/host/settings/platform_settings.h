@@ -29,6 +29,10 @@ struct PlatformSettings {
   // [drives]
   std::map<std::string, std::string> drives;  ///< folder by upper-case drive letter
 
+  // [metrics]; for a monitoring system
+  std::string metricsAddress = "127.0.0.1";
+  int metricsPort = 0;  ///< 0: there is no such listener
+
   // [services]; %s is the service's name
   std::string stopCommand = "systemctl stop %s", startCommand = "systemctl start %s";
 };

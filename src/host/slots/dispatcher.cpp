@@ -86,6 +86,7 @@ void Dispatcher::RunCommand(Host& host, const CommandRow& row, Fields& fields, S
                             const std::string& remoteIp) {
   const uint64_t skippedBefore = SkippedStatements();
   if (!row.writes.empty()) host.database.ExpectWrites();
+  host.loop.NameHandler(row.word);
   row.handler(host, fields, slot, remoteIp);
   CommandCounters& counters = counters_[static_cast<size_t>(&row - commands_.data())];
   ++counters.calls;

@@ -53,6 +53,7 @@ SlotIndex SlotArray::Accept(AcceptedSocket request) {
   Slot& entry = slots_[static_cast<size_t>(slot)];
   entry.state = SocketState::kConnected;
   entry.remoteHostIp = request.remoteIp();
+  entry.acceptedMs = loop_.NowMs();
   TcpConnection::Events events;
   events.onArrival = [this, slot](std::string bytes) {
     if (onArrival_) onArrival_(slot, std::move(bytes));
@@ -91,6 +92,14 @@ void SlotArray::SetTag(SlotIndex slot, const Expr& tag) {
 
 const std::string& SlotArray::RemoteHostIP(SlotIndex slot) const {
   return Exists(slot) ? slots_[static_cast<size_t>(slot)].remoteHostIp : kNothing;
+}
+
+int64_t SlotArray::AcceptedMs(SlotIndex slot) const {
+  return Exists(slot) ? slots_[static_cast<size_t>(slot)].acceptedMs : 0;
+}
+
+size_t SlotArray::UnsentBytes(SlotIndex slot) const {
+  return IsConnected(slot) ? slots_[static_cast<size_t>(slot)].connection->UnsentBytes() : 0;
 }
 
 bool SlotArray::Send(SlotIndex slot, std::string_view bytes) {

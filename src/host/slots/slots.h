@@ -91,6 +91,11 @@ class SlotArray {
   void SetTag(SlotIndex slot, const Expr& tag);
   const std::string& RemoteHostIP(SlotIndex slot) const;
 
+  /// When the slot's connection was accepted, by the loop's clock. Of a slot that never had one: 0.
+  int64_t AcceptedMs(SlotIndex slot) const;
+  /// What was sent and the kernel has not taken yet; of a slot that is not connected: 0.
+  size_t UnsentBytes(SlotIndex slot) const;
+
   /// Sends bytes as they are. A slot that is not connected: skipped.
   bool Send(SlotIndex slot, std::string_view bytes);
 
@@ -109,6 +114,7 @@ class SlotArray {
     SocketState state = SocketState::kClosed;
     std::string tag;
     std::string remoteHostIp;
+    int64_t acceptedMs = 0;
     std::shared_ptr<TcpConnection> connection;
   };
   // In rising order. Most tags have one slot, and ten thousand slots without a name are moved along

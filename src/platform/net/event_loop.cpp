@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <chrono>
 #include <new>
 #include <utility>
 
@@ -111,9 +112,10 @@ struct EventLoop::Handler {
   ExceptionState exceptions;
   bool hasTask = false;
   bool quit = false;
-  bool yielded = false;  // wants its place at the tail of the ready queue
-  StackRange stack;      // the handler's own
-  StackRange loopStack;  // the loop's, learnt on arrival
+  bool yielded = false;   // wants its place at the tail of the ready queue
+  std::string_view what;  // see NameHandler
+  StackRange stack;       // the handler's own
+  StackRange loopStack;   // the loop's, learnt on arrival
   void* fakeStack = nullptr;
 
   void SwitchToLoop() {
@@ -175,6 +177,11 @@ void EventLoop::Suspend() {
   SwitchToLoop();
 }
 
+void EventLoop::NameHandler(std::string_view what) {
+  running_ = what;
+  if (current_ != nullptr) current_->what = what;
+}
+
 void EventLoop::Wake(Handler* handler) {
   ready_.push_back({handler, nullptr, false});
 }
@@ -220,6 +227,7 @@ void EventLoop::RunItem(ReadyItem item) {
     handler = TakeHandler();
     handler->task = std::move(item.task);
     handler->hasTask = true;
+    handler->what = {};
   }
   Resume(handler);
   if (!handler->hasTask) {
@@ -392,14 +400,25 @@ bool EventLoop::Turn(int waitMs) {
   Settle();
   Poll(ready_.empty() ? WaitUntilTimer(waitMs) : 0);
   settledMs_ = polledMs_;
-  bool ran = false;
+  if (ready_.empty()) return false;
+  RunReady();
+  return true;
+}
+
+// What is ready now; where one stretch ends the next begins, so that each costs one look at the
+// clock.
+void EventLoop::RunReady() {
+  auto began = std::chrono::steady_clock::now();
   for (size_t left = ready_.size(); left > 0 && !ready_.empty(); --left) {
     ReadyItem item = std::move(ready_.front());
     ready_.pop_front();
+    running_ = item.handler != nullptr ? item.handler->what : std::string_view();
     RunItem(std::move(item));
-    ran = true;
+    const auto ended = std::chrono::steady_clock::now();
+    const auto took = std::chrono::duration_cast<std::chrono::microseconds>(ended - began).count();
+    if (took > longest_.microseconds) longest_ = {took, running_};
+    began = ended;
   }
-  return ran;
 }
 
 void EventLoop::TurnWithoutHandlers(int waitMs) {

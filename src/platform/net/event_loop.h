@@ -12,6 +12,8 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/net/clock.h"
@@ -69,6 +71,22 @@ class EventLoop {
 
   /// Handlers that were started and have not ended.
   size_t LiveHandlers() const { return liveHandlers_; }
+
+  /// A stretch that nothing else could run in: a step, or a handler up to its end or its next
+  /// yield.
+  struct Stretch {
+    int64_t microseconds = 0;
+    std::string_view what;  ///< what the handler was said to do; empty when nobody said
+  };
+
+  /// Says what the running handler does, from here on; `what` outlives the loop.
+  void NameHandler(std::string_view what);
+
+  /// The longest stretch since the last call, by the machine's clock.
+  Stretch TakeLongestStretch() { return std::exchange(longest_, {}); }
+
+  /// The clock that timers go by.
+  int64_t NowMs() const { return clock_.MonotonicMs(); }
 
   /// Runs `step` once, as soon as a handler has ended and fewer than kMaxHandlers are alive.
   void WhenHandlerEnds(Task step) { waitingForRoom_.push_back(std::move(step)); }
@@ -155,6 +173,7 @@ class EventLoop {
   void Poll(int waitMs);
   int WaitUntilTimer(int waitMs) const;
   void FireTimers();
+  void RunReady();
   void RunItem(ReadyItem item);
   void Resume(Handler* handler);
   void SwitchToLoop();
@@ -166,6 +185,8 @@ class EventLoop {
   int epoll_ = -1;
   bool stopped_ = false;
   Handler* current_ = nullptr;
+  std::string_view running_;  // what the present item was said to do
+  Stretch longest_;
   size_t liveHandlers_ = 0;
   Task settle_;
   std::function<bool()> isOwed_;

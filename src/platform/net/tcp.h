@@ -103,6 +103,9 @@ class TcpConnection : private EventLoop::Watcher,
   /// once the peer has taken what was sent. The peer sees it behind the loop's next Settle.
   void Close();
 
+  /// What the kernel has not taken yet.
+  size_t UnsentBytes() const { return unsent_.size() - unsentFrom_; }
+
   /// Connections of this process that are closed here and not yet by their peer, and how many of
   /// them still have something to send.
   static int Lingering();

@@ -38,6 +38,11 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ; %s is the service's name
 ;stop_command=systemctl stop %s
 ;start_command=systemctl start %s
+
+[metrics]
+; a listener for a monitoring system: /metrics, /livez, /readyz; without a port there is none
+;bind_address=127.0.0.1
+;port=9464
 )";
 
 constexpr int kLanguages[] = {1033, 2052, 1028};
