@@ -101,7 +101,7 @@ Value() {
 
 # Run <server> <row>: the figure.
 Run() {
-  local server=$1 row=$2 json folder=$scratch/run kind scale waits="" writer=
+  local server=$1 row=$2 json folder=$scratch/run kind scale writer=
   read -r kind scale _ <<<"$(Counted "$row")"
   if [[ $row == rows ]]; then
     folder=$scratch/many
