@@ -262,8 +262,8 @@ bool SqliteDriver::JoinTurn(const SqliteStatement& prepared, int64_t nowMs) {
   return turn_->Join(writes, nowMs) || FailByEngine(prepared.written);
 }
 
-// Takes the lock for a turn that is going to write, where it is free: who only reads as yet does not
-// wait for it.
+// Takes the lock for a turn that is going to write, where it is free: who only reads as yet does
+// not wait for it.
 bool SqliteDriver::JoinAsWriter(int64_t nowMs) {
   if (turn_->IsWriting()) return turn_->Join(true, nowMs);
   sqlite3_busy_timeout(connection_->handle(), 0);
