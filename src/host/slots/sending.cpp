@@ -65,9 +65,19 @@ void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
   Append(host.ReplyBuffer[slot], records);
 }
 
+bool SyncWritten(Host& host) {
+  const bool done = host.database.SyncCommitted();
+  if (done) {
+    host.unsyncedReceipts.Settle();
+  } else {
+    host.unsyncedReceipts.TakeOut(host.ReplyBuffer);
+  }
+  return done;
+}
+
 void FlushReplies(Host& host) {
   SlotArray& slots = host.SckServer;
-  host.database.SyncCommitted();
+  SyncWritten(host);
   for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsConnected(slot) || host.ReplyBuffer[slot].empty()) continue;
     SendRecord(host, slot, host.ReplyBuffer[slot]);
@@ -77,7 +87,10 @@ void FlushReplies(Host& host) {
 
 void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
                    const Expr& msgId) {
-  AppendReply(host, slot, Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#"));
+  const size_t begin = host.ReplyBuffer[slot].size();
+  AppendReply(host, slot,
+              Join(kReceiptWord, "|", static_cast<int>(stored), "|", owner, "|", msgId, "|#"));
+  host.unsyncedReceipts.Note(slot, begin, host.ReplyBuffer[slot].size());
 }
 
 }  // namespace vnq
