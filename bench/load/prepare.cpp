@@ -5,6 +5,7 @@
 #include "bench/load/accounts.h"
 #include "host/database/open_database.h"
 #include "host/settings/program_folder.h"
+#include "platform/net/clock.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/folder/init_command.h"
 
