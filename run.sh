@@ -5,10 +5,13 @@ here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 
 Usage() {
   cat <<'END'
-usage: ./run.sh [--bind ADDRESS] [--help]
+usage: ./run.sh [--bind ADDRESS] [--web] [--help]
 
   --bind ADDRESS  address that the server listens on; 127.0.0.1 unless given, so that
                   nobody but this machine reaches it. 0.0.0.0 opens it to every network
+  --web           also builds and runs the gateway for browsers, on port 8080 of a loopback
+                  address: the staff's client and a page with the visitors' chat. Takes
+                  Node and, the first time, packages from npm
 
 The demo folder is ./demo, with an embedded database, some users and a group. It stays
 between runs; remove it to begin anew. As root, or with sudo, missing Debian packages are
@@ -17,6 +20,7 @@ END
 }
 
 bind=127.0.0.1
+web=no
 while [[ $# -gt 0 ]]; do
   case "$1" in
     --bind)
@@ -25,6 +29,7 @@ while [[ $# -gt 0 ]]; do
       shift
       ;;
     --bind=*) bind=${1#--bind=} ;;
+    --web) web=yes ;;
     --help | -h)
       Usage
       exit 0
@@ -46,18 +51,31 @@ build=build/release
 log=build/logs/run.log
 demo=demo
 ports=(6004 6001 6002 6003 6007 6008)
+# Without a certificate the gateway takes only loopback addresses.
+web_address=127.0.0.1
+[[ "$bind" != 127.* ]] || web_address=$bind
+web_port=8080
 mkdir -p build/logs
 
 # A server goes on without a port that is taken, and the hints below would lead to whoever has them.
 RefuseTakenPorts() {
   local taken
-  taken=$(scripts/taken_ports.sh "$bind" "${ports[@]}") && return
+  taken=$(scripts/taken_ports.sh "$bind" "${ports[@]}") && RefuseTakenWebPort && return
+  [[ -n "$taken" ]] || exit 1
   {
     echo "The server cannot start: of its ports on $bind these are taken:"
     sed 's/^/  /' <<<"$taken"
     echo "End what holds them, or take another address of this machine, e.g. ./run.sh --bind 127.0.0.2"
   } >&2
   exit 1
+}
+
+RefuseTakenWebPort() {
+  local taken
+  [[ $web == yes ]] || return 0
+  taken=$(scripts/taken_ports.sh "$web_address" $web_port) && return
+  printf 'The gateway cannot start: its port on %s is taken:\n  %s\n' "$web_address" "$taken" >&2
+  return 1
 }
 
 Failed() {
@@ -88,6 +106,7 @@ HoldLock build/.lock builds
 scripts/install_packages.sh run
 : >"$log"
 BuildPrograms
+[[ $web == no ]] || { scripts/install_packages.sh web && scripts/build_web.sh "$log"; } || exit 1
 LetLockGo
 trap - INT
 RefuseTakenPorts
@@ -112,6 +131,36 @@ ShowHints() {
   printf '\nCtrl-C stops the server.\n\n'
 }
 
+# "login name" and "password" of the nth sample account.
+SampleUser() {
+  awk -v wanted="$1" '/^UserID +login name +password/ { inTable = 1; next }
+    inTable && NF >= 4 && ++at == wanted { print $2 " " $3 }' <<<"$accounts"
+}
+
+# The gateway's log goes to a file; what it says while it comes up tells whether it did.
+gateway=
+StartGateway() {
+  local folder=$PWD/clients
+  node "$folder/gateway/dist/vnq-gateway.cjs" --listen "$web_address:$web_port" --server "$server_address:6004" \
+    --app-path $demo --vnqctl $build/bin/vnqctl --web "$folder/web/dist" --widget "$folder/widget/dist/widget.js" \
+    --agents 2,1 --visitor-data $demo/visitors 2>build/logs/gateway.log 3<&- &
+  gateway=$!
+  until grep -q '"listening"' build/logs/gateway.log; do
+    kill -0 $gateway 2>/dev/null || { tail -n 5 build/logs/gateway.log >&2 && return 1; }
+    sleep 0.1
+  done
+}
+
+ShowAddresses() {
+  local origin=http://$web_address:$web_port name password
+  printf '\nIn a browser, beside the terminals:\n\n'
+  for number in 1 2; do
+    read -r name password < <(SampleUser $number)
+    printf '  %-40s the staff client; log in as %s, password %s\n' "$origin/?user=$name" "$name" "$password"
+  done
+  printf '  %-40s a page with the visitors'"'"' chat; %s answers\n\n' "$origin/visitor.html" "$name"
+}
+
 # Its diagnostics come through this script, which waits for the word "ready" among them.
 exec 3< <(exec $build/bin/vnq_main_service --app-path $demo --bind "$bind" 2>&1)
 server=$!
@@ -124,6 +173,9 @@ while IFS= read -r line <&3; do
   if [[ $told == no && "$line" =~ (^|[^a-z])ready([^a-z]|$) ]]; then
     told=yes
     ShowHints
+    if [[ $web == yes ]]; then
+      if StartGateway; then ShowAddresses; else kill -TERM $server; fi
+    fi
   fi
 done
 
@@ -136,4 +188,8 @@ while true; do
   [[ $code -eq 127 ]] || result=$code
   [[ $interrupted == yes && $code -ne 127 ]] || break
 done
+if [[ -n "$gateway" ]]; then
+  kill -TERM "$gateway" 2>/dev/null || true
+  wait "$gateway" || true
+fi
 exit $result

@@ -14,8 +14,8 @@ usage: ./test.sh [--full] [--help]
              the package lists hold all that was used
   --full     what a release must pass: also a debug build, clang-tidy on everything,
              tests that take long, the visitor page in a headless browser, a minute
-             of libFuzzer on each fuzz target, and, as root, ./run.sh and ./test.sh in
-             a Debian where nothing is installed
+             of libFuzzer on each fuzz target, the Debian packages, and, as root, those,
+             ./run.sh and ./test.sh in a Debian where nothing is installed
 
 The database servers are started for the run, on loopback addresses. Logs are in
 build/logs. The exit code is 0 when something ran and nothing failed. As root, or with
@@ -144,6 +144,9 @@ if BuildStep "fuzzer build" BuildFuzzers; then
     [[ "$name" == standalone_main ]] || Step "fuzz $name" Fuzz "$name"
   done
 fi
+Step "examples for monitoring" scripts/check_examples.sh build/release/bin
+Step "Debian packages" scripts/package.sh build/release
+Step "packages on a bare Debian" scripts/bare_root.sh package build/release
 Step "run.sh on a bare Debian" scripts/bare_root.sh run
 Step "test.sh on a bare Debian" scripts/bare_root.sh test
 Finish

@@ -4,6 +4,8 @@
 #   scripts/bare_root.sh run    ./run.sh gets ready, a line that it prints logs in, Ctrl-C ends it with 0, a second
 #                               start builds nothing
 #   scripts/bare_root.sh test   ./test.sh passes, skips no test, and leaves nothing running, in /tmp or in the tree
+#   scripts/bare_root.sh package BUILD_FOLDER
+#                               the Debian packages of that build install, work, follow on an older version, and go again
 #
 # Makes the root with debootstrap from the archives of this machine's apt, clones HEAD into it and runs the command with
 # processes and mounts of its own; the network is this machine's. Needs root, and the time that the command takes. The
@@ -12,7 +14,8 @@ set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 what=${1:-}
-[[ "$what" == run || "$what" == test ]] || { sed -n '2,12s/^# \{0,1\}//p' "$0" >&2 && exit 2; }
+[[ "$what" == run || "$what" == test || ("$what" == package && -n "${2:-}") ]] ||
+  { sed -n '2,14s/^# \{0,1\}//p' "$0" >&2 && exit 2; }
 [[ "$(id -u)" -eq 0 ]] || { echo "bare_root: making a root takes root's rights" >&2 && exit 1; }
 # A server of this machine may be on the first loopback address.
 address="127.$((10 + RANDOM % 200)).$((RANDOM % 254 + 1)).$((RANDOM % 254 + 1))"
@@ -83,14 +86,60 @@ TryTest() {
   tail -n 3 /root/test.txt
 }
 
+# The packages of the build, and those of a version before it, which are the same but for the number.
+MakePackages() {
+  scripts/package.sh "$1" "$logs/packages" >"$logs/package.log" 2>&1 &&
+    scripts/package.sh "$1" "$logs/older" 0.0.9 >>"$logs/package.log" 2>&1 ||
+    { tail -n 20 "$logs/package.log" && return 1; }
+  cp -r "$logs/packages" "$logs/older" "$root/root/"
+}
+
+TryPackage() {
+  local bind=$1 data=/var/lib/vnq
+  export DEBIAN_FRONTEND=noninteractive VNQ_PASSWORD=secret
+  as_vnq=(setpriv --reuid vnq --regid vnq --init-groups)
+  Fails() { echo "$1" && tail -n 20 /root/package.txt && return 1; }
+  Serves() {
+    "${as_vnq[@]}" vnq_main_service --app-path $data --bind "$bind" 2>/root/server.txt &
+    until grep -q 'ready on' /root/server.txt; do kill -0 $! || return 1; sleep 0.2; done
+    "${as_vnq[@]}" vnqctl status --app-path $data &&
+      "${as_vnq[@]}" vnqctl probe --server "$bind" --app-path $data --from anna --to bert &&
+      "${as_vnq[@]}" vnqctl backup --app-path $data $data/backup.tar.gz && kill -TERM $! && wait $!
+  }
+  apt-get update -q >/dev/null
+  apt-get install -y -q --no-install-recommends /root/older/*.deb >/root/package.txt 2>&1 || Fails "not installed" || return
+  [[ "$(stat -c '%U:%G %a' $data)" == 'vnq:vnq 750' ]] || Fails "$data is not the user's" || return
+  vnqctl init --app-path $data --language 1033 >>/root/package.txt || Fails "no folder was made" || return
+  for name in anna bert; do vnqctl user add --app-path $data "$name" >>/root/package.txt || return; done
+  Serves >>/root/package.txt 2>&1 || Fails "the older version does not serve" || return
+  apt-get install -y -q --no-install-recommends /root/packages/*.deb >>/root/package.txt 2>&1 ||
+    Fails "no upgrade" || return
+  [[ "$(dpkg-query -W -f '${Version}' vnq-main-service)" != 0.0.9 ]] || Fails "still the older version" || return
+  Serves >>/root/package.txt 2>&1 || Fails "after the upgrade it does not serve" || return
+  [[ -z "$(dpkg --verify vnq-main-service vnq-bench)" ]] || Fails "files are not as packed" || return
+  for page in vnqctl.1 vnq_bench.1 vnq_main_service.8; do
+    [[ -e /usr/share/man/man${page##*.}/$page.gz || ! -d /usr/share/man/man1 ]] || Fails "no page $page" || return
+  done
+  apt-get remove -y -q vnq-main-service vnq-bench >>/root/package.txt 2>&1 || Fails "not removed" || return
+  ! command -v vnqctl || Fails "still there" || return
+  apt-get purge -y -q vnq-main-service >>/root/package.txt 2>&1 || Fails "not purged" || return
+  [[ -s $data/Web/Data/vnq.db ]] || Fails "purging took what people have said" || return
+  left=$(find / -xdev -name '*vnq*' -not -path '/root/*' -not -path '/var/lib/vnq*' -not -path '/proc/*' -not -path '/tmp/*')
+  [[ -z "$left" ]] || Fails "left behind: $left" || return
+}
+
 rm -rf "$logs"
 mkdir -p "$logs"
 MakeRoot || exit 1
 case "$what" in
   run) Within TryRun "$address" ;;
   test) Within TryTest ;;
+  package) MakePackages "$2" && Within TryPackage "$address" ;;
 esac
 result=$?
 cp -r "$root"/root/*.txt "$root/root/tree/build/logs/." "$logs" 2>/dev/null
-[[ $result -ne 0 ]] || echo "./$what.sh works where nothing is installed"
+case "$result$what" in
+  0package) echo "the packages install, follow on an older version, and go again where nothing is installed" ;;
+  0*) echo "./$what.sh works where nothing is installed" ;;
+esac
 exit $result

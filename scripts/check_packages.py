@@ -22,7 +22,8 @@ PRODUCT = ("vnq_main_service", "vnqctl")
 
 # What runs before the packages are there, or as part of the product, is "run"; what has a list of its own is not asked.
 SCRIPTS_OF = {"run": ["run.sh", "scripts/install_packages.sh", "scripts/building.sh", "scripts/taken_ports.sh"],
-              "full": ["scripts/bare_root.sh", "scripts/browser_tests.sh"]}
+              "full": ["scripts/bare_root.sh", "scripts/browser_tests.sh", "scripts/package.sh",
+                       "scripts/check_examples.sh"]}
 
 # What tests and tools start or open by a name that no script shows in front of a command.
 STARTED_BY_TESTS = ["mdb-json", "mdb-schema", "mdb-count", "node", "python3", "git", "clang-format", "clang-tidy",

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that are missing. Does nothing, and asks for nothing, when all are there.
 #
-#   scripts/install_packages.sh [--list] [run|test|full]
+#   scripts/install_packages.sh [--list] [run|web|test|full]
 #
 #   run     what building and running the server takes (the default)
+#   web     what building the clients for browsers takes besides
 #   test    also what ./test.sh takes
 #   full    also what ./test.sh --full takes
 #   --list  only prints the packages, one a line
@@ -12,9 +13,11 @@
 set -euo pipefail
 
 run_packages=(g++ cmake ninja-build pkg-config sqlite3 libboost-context1.81-dev libicu-dev
-  libsqlite3-dev libpq-dev unixodbc-dev libcurl4-openssl-dev libcli11-dev libfmt-dev libspdlog-dev)
+  libsqlite3-dev libpq-dev unixodbc-dev libcurl4-openssl-dev libarchive-dev libcli11-dev libfmt-dev libspdlog-dev)
 test_packages=(git python3 libgtest-dev libgmock-dev mdbtools postgresql tdsodbc clang-format clang-tidy)
-full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap)
+# The clients in TypeScript; what tests them builds them, too.
+web_packages=(esbuild node-typescript node-ws)
+full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap dpkg-dev file lintian systemd)
 
 list_only=no
 [[ "${1:-}" != --list ]] || { list_only=yes && shift; }
@@ -22,14 +25,19 @@ list=${1:-run}
 wanted=("${run_packages[@]}")
 case "$list" in
   run) ;;
-  test) wanted+=("${test_packages[@]}") ;;
-  full) wanted+=("${test_packages[@]}" "${full_packages[@]}") ;;
+  web)
+    wanted=("${web_packages[@]}")
+    # A Node of one's own brings its npm along.
+    command -v npm >/dev/null || wanted+=(npm)
+    ;;
+  test) wanted+=("${test_packages[@]}" "${web_packages[@]}") ;;
+  full) wanted+=("${test_packages[@]}" "${web_packages[@]}" "${full_packages[@]}") ;;
   *)
     echo "usage: $0 [--list] [run|test|full]" >&2
     exit 2
     ;;
 esac
-# One test compares with the JSON.parse of Node; any Node will do.
+# Any Node will do.
 if [[ "$list" != run ]] && { [[ $list_only == yes ]] || ! command -v node >/dev/null; }; then
   wanted+=(nodejs)
 fi

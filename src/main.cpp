@@ -14,9 +14,12 @@
 #include "host/settings/program_folder.h"
 #include "platform/system/descriptor_limit.h"
 #include "platform/system/instance.h"
+#include "platform/system/memory.h"
 #include "platform/system/signals.h"
 #include "platform/system/standard_output.h"
 #include "server/index_form.h"
+#include "server/status/operator_desk.h"
+#include "server/status/status_text.h"
 
 namespace {
 
@@ -65,6 +68,7 @@ int RefuseSecondInstance(vnq::ProgramFolder& folder) {
 // What was sent last still leaves. Peers get a moment to close on their side, so that nothing of
 // theirs meets a closed port; a peer that does not take its bytes is not waited for long.
 void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
+  loop.Settle();
   const int64_t start = clock.MonotonicMs();
   auto waitsFor = [&](int connections, int64_t limitMs) {
     return connections > 0 && clock.MonotonicMs() - start < limitMs;
@@ -82,6 +86,16 @@ void UseAllDescriptors() {
   }
 }
 
+// Memory that a storm took goes back to the system, and what a shortage took is held again.
+void KeepMemory(vnq::EventLoop& loop) {
+  constexpr int64_t kMemoryIntervalMs = 20'000;
+  vnq::HoldMemoryInReserve();
+  loop.StartTimer(kMemoryIntervalMs, [] {
+    vnq::GiveBackFreeMemory();
+    vnq::HoldMemoryInReserve();
+  });
+}
+
 // The first order to stop counts; the others find it on its way.
 void StopServing(vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
   if (std::exchange(stopping, true)) return;
@@ -92,11 +106,32 @@ void StopServing(vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
   });
 }
 
-void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
+/// Tells the service manager, once a second, that the event thread runs, and now and then how it
+/// fares.
+class LifeSign {
+ public:
+  void Give(vnq::OperatorDesk& desk) {
+    const bool isStatusDue = ++beats_ % kBeatsPerStatus == 0;
+    if (!watched_ && !isStatusDue) return;
+    std::string state = watched_ ? "WATCHDOG=1\n" : "";
+    if (isStatusDue) state += "STATUS=" + vnq::StatusLine(desk.Status());
+    vnq::NotifyServiceManager(state);
+  }
+
+ private:
+  static constexpr int kBeatsPerStatus = 10;
+  const bool watched_ = vnq::ServiceManagerWatches();
+  int beats_ = 0;
+};
+
+void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, vnq::OperatorDesk* desk,
+              bool& stopping) {
   if (number == SIGTERM || number == SIGINT) {
     StopServing(loop, form, stopping);
   } else if (number == SIGHUP) {
     form.ReadKeywordsAgain();
+  } else if (number == SIGUSR1 && desk != nullptr) {
+    desk->LogStatus();
   } else {
     spdlog::info("SIG{} has no meaning here", sigabbrev_np(number));
   }
@@ -105,22 +140,30 @@ void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, bool& stop
 // Comes back only where there is nothing to serve.
 int Serve(vnq::ProgramFolder folder) {
   UseAllDescriptors();
-  const std::string address = folder.platform.bindAddress;
+  const std::string address = folder.platform.bindAddress,
+                    socketPath = vnq::InstanceSocketPath(folder.appPath);
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
+  KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));
+  std::optional<vnq::OperatorDesk> desk;
   bool stopping = false;
-  vnq::ProcessSignals signals(loop, [&](int number) { OnSignal(number, loop, form, stopping); });
+  vnq::ProcessSignals signals(
+      loop, [&](int number) { OnSignal(number, loop, form, desk ? &*desk : nullptr, stopping); });
   if (!form.Load()) {
     spdlog::error("no port could be bound on {}; nothing is served", address);
     return kExitNotServing;
   }
+  LifeSign lifeSign;
+  desk.emplace(loop, form, [&] { lifeSign.Give(*desk); });
+  desk->Open(socketPath);
   const std::string readiness = form.Readiness();
   spdlog::info("ready on {}: {}", address, readiness);
   vnq::NotifyServiceManager("READY=1\nSTATUS=" + readiness);
   loop.Run();
   Drain(loop, clock);
+  desk.reset();
   form.host().database.Close();
   spdlog::info("stopped");
   spdlog::shutdown();

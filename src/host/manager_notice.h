@@ -20,7 +20,7 @@ inline constexpr int64_t kManagerNoticeTimeoutMs = 5000;
 ///
 ///   .+interface_information|userName|manager,manager,|title|content||3|#
 ///
-/// as one text and closes. The record is formed before the call returns; everything else runs
+/// as one text and closes; a ".+" in a name goes out as ". +", without line ends. The record is formed before the call returns; everything else runs
 /// beside the handlers. A connection that is refused, or a greeting that does not come, loses the
 /// notice, and nobody is told. Any other kind has neither title nor content. A failed name: the
 /// whole call is skipped. Yields: no. Database: Users_ID.

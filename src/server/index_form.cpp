@@ -21,9 +21,13 @@ IndexForm::IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& command
       page_(folder_.codePage),
       http_(loop),
       host_({loop, clock, page_, folder_, http_, commands}),
-      ports_(host_) {}
+      ports_(host_),
+      outOfMemory_(loop, "memory is short") {
+  loop_.SetOutOfMemory([this] { outOfMemory_.Note("something that a client sent is lost"); });
+}
 
 IndexForm::~IndexForm() {
+  loop_.SetOutOfMemory(nullptr);
   for (const EventLoop::TimerId timer : timers_) loop_.StopTimer(timer);
 }
 
@@ -61,7 +65,10 @@ void IndexForm::StartTimers() {
   for (const TimerRow& row : TimerTable()) {
     const int64_t intervalMs = row.intervalMs(host_.settings);
     if (intervalMs <= 0) continue;
-    timers_.push_back(loop_.StartTimer(intervalMs, [this, &row] { row.tick(host_); }));
+    timers_.push_back(loop_.StartTimer(intervalMs, [this, &row] {
+      loop_.NameHandler(row.work);
+      row.tick(host_);
+    }));
   }
 }
 

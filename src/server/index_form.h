@@ -65,6 +65,7 @@ class IndexForm {
   HttpClient http_;
   Host host_;
   Ports ports_;
+  RepeatedWarning outOfMemory_;
   std::vector<EventLoop::TimerId> timers_;
 };
 

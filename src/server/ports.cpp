@@ -3,6 +3,7 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <new>
 
 #include "endpoints/endpoints.h"
 #include "server/command_table.h"
@@ -64,8 +65,8 @@ std::span<const PortRow> PortTable() {
 Ports::Ports(Host& host) : host_(host), starved_(host.loop, "connections have to wait") {
   for (const PortRow& row : kPorts) {
     Port& port = ports_.emplace_back(row, host.loop, starved_);
-    (host.*row.slots).SetOnArrival([this, &port](SlotIndex slot, const std::string& bytes) {
-      Read(port, slot, bytes);
+    (host.*row.slots).SetOnArrival([this, &port](SlotIndex slot, std::string bytes) {
+      Read(port, slot, std::move(bytes));
     });
   }
 }
@@ -116,9 +117,10 @@ void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {
   Read(Find(number), slot, bytes);
 }
 
-void Ports::Read(Port& port, SlotIndex slot, const std::string& bytes) {
+void Ports::Read(Port& port, SlotIndex slot, std::string bytes) {
   const std::string remoteIp = (host_.*port.row.slots).RemoteHostIP(slot);
   const std::optional<std::string> text = port.row.read(host_, slot, bytes);
+  std::string().swap(bytes);  // its commands may take long
   if (text) port.dispatcher.Run(host_, *text, slot, remoteIp);
 }
 
@@ -135,11 +137,20 @@ void Ports::Unload() {
   }
 }
 
+// Where memory is short, a slot loses its farewell, and the others do not.
+void Ports::TakeLeave(const PortRow& row, SlotIndex slot) {
+  try {
+    if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
+  } catch (const std::bad_alloc&) {
+    host_.loop.NoteOutOfMemory();
+  }
+}
+
 void Ports::CloseSlots(const PortRow& row) {
   SlotArray& slots = host_.*row.slots;
   for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsConnected(slot)) continue;
-    if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
+    TakeLeave(row, slot);
     slots.Close(slot);
     slots.SetTag(slot, "");
   }

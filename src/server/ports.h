@@ -30,8 +30,8 @@ struct PortRow {
   std::string_view greeting;  ///< goes to each new connection; empty: none
   Wire wire;
   TextReader read;
-  bool splits;               ///< a read is any number of records; else it is one
-  SlotTexts Host::*pending;  ///< where unfinished records wait; null: nothing is carried over
+  bool splits;                    ///< a read is any number of records; else it is one
+  PendingRecords Host::*pending;  ///< where unfinished records wait; null: nothing is carried over
   std::span<const CommandRow> (*commands)();
   void (*takeLeave)(Host& host, SlotIndex slot);  ///< runs at unload for each connected slot before
                                                   ///< it is closed; null: nothing
@@ -70,7 +70,7 @@ class Ports {
     Port(const PortRow& portRow, EventLoop& loop, RepeatedWarning& starved)
         : row(portRow),
           listener(loop, &starved),
-          dispatcher(portRow.commands(), portRow.splits, portRow.pending) {}
+          dispatcher(portRow.commands(), portRow.slots, portRow.splits, portRow.pending) {}
 
     const PortRow& row;
     TcpListener listener;
@@ -79,7 +79,8 @@ class Ports {
 
   Port& Find(uint16_t number);
   void Listen(Port& port);
-  void Read(Port& port, SlotIndex slot, const std::string& bytes);
+  void Read(Port& port, SlotIndex slot, std::string bytes);
+  void TakeLeave(const PortRow& row, SlotIndex slot);
   void CloseSlots(const PortRow& row);
 
   Host& host_;

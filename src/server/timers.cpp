@@ -9,9 +9,10 @@ namespace vnq {
 namespace {
 
 constexpr TimerRow kTimers[] = {
-    {[](const Settings& settings) -> int64_t { return settings.pushIntervalMs; }, WeatherTimeTick},
-    {[](const Settings&) -> int64_t { return 20'000; }, ErrTimerTick},
-    {[](const Settings&) -> int64_t { return 1'000; }, Timer1Tick},
+    {"push", [](const Settings& settings) -> int64_t { return settings.pushIntervalMs; },
+     WeatherTimeTick},
+    {"sweep of lost clients", [](const Settings&) -> int64_t { return 20'000; }, ErrTimerTick},
+    {"receipts", [](const Settings&) -> int64_t { return 1'000; }, Timer1Tick},
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 namespace vnq {
 
@@ -12,6 +13,7 @@ struct Settings;
 /// Each tick runs as a handler of its own and may overlap with the one before, where that one still
 /// waits in a yield.
 struct TimerRow {
+  std::string_view work;                            ///< in a few words
   int64_t (*intervalMs)(const Settings& settings);  ///< 0: the timer does not run
   void (*tick)(Host& host);
 };

@@ -8,13 +8,22 @@
 namespace vnq {
 namespace {
 
+int16_t PresenceWithoutSession(const Cursor& user) {
+  return IsNot(user["Registration_Id"], "") ? kPresenceOnPhone : kPresenceOffline;
+}
+
 // Others see 3 where a phone is registered, else 0. A mobile tag finds no row.
 void ResetPresence(Host& host, const std::string& tag) {
   Cursor row(host.database);
   row.Open(Sql("Select UserID,UserIcoLine,Registration_Id from Users_ID where UserID='?'", tag));
   if (row.RecordCount() < 1) return;
-  row.Set("UserIcoLine", IsNot(row["Registration_Id"], "") ? kPresenceOnPhone : kPresenceOffline);
+  row.Set("UserIcoLine", PresenceWithoutSession(row));
   row.Update();
+}
+
+void SayGoodbye(Host& host, SlotIndex slot, const std::string& why) {
+  SendRecord(host, slot, Join(".+forced_disconnection|", why, "|#"));
+  ResetPresence(host, host.SckServer.Tag(slot));
 }
 
 // Kept: a lost mobile session changes no presence, and nobody is told of either.
@@ -42,10 +51,35 @@ void SweepLostClients(Host& host) {
   }
 }
 
+std::optional<std::vector<RepairedPresence>> RepairPresence(
+    Database& database, const std::function<bool(const std::string& userId)>& hasSession,
+    bool isDryRun) {
+  std::vector<RepairedPresence> repaired;
+  Cursor row(database);
+  if (!row.Open(Sql("Select UserID,UserName,UserIcoLine,Registration_Id from Users_ID "
+                    "where UserIcoLine<>0 order by UserID"))) {
+    return std::nullopt;
+  }
+  for (; !row.EndOfRows(); row.MoveNext()) {
+    RepairedPresence user{OrEmpty(row["UserID"]), OrEmpty(row["UserName"])};
+    Assign(user.was, ToInt16(row["UserIcoLine"]));
+    user.now = PresenceWithoutSession(row);
+    if (user.was == user.now || hasSession(user.userId)) continue;
+    row.Set("UserIcoLine", user.now);
+    if (isDryRun || row.Update()) repaired.push_back(std::move(user));
+  }
+  return repaired;
+}
+
+void EndSession(Host& host, SlotIndex slot, const std::string& why) {
+  SayGoodbye(host, slot, why);
+  host.SckServer.Close(slot);
+  host.SckServer.SetTag(slot, "");
+}
+
 void TakeLeaveOfClient(Host& host, SlotIndex slot) {
   host.loop.Yield();
-  SendRecord(host, slot, Join(".+forced_disconnection|", host.ReadLang("im13"), "|#"));
-  ResetPresence(host, host.SckServer.Tag(slot));
+  SayGoodbye(host, slot, host.ReadLang("im13"));
 }
 
 }  // namespace vnq

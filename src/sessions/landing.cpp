@@ -212,6 +212,10 @@ void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::strin
   // here.
   SlotArray& slots = host.SckServer;
   for (const SlotIndex each : slots.AllNow()) {
+    if (slots.State(each) == SocketState::kClosed) {  // after a storm of connections most are
+      if (slots.Tag(each) == userId) slots.SetTag(each, "");
+      continue;
+    }
     if (slots.Tag(each) == userId) {
       host.loop.Yield();
       if (oldState != kPresenceOnPhone && slots.IsConnected(each)) {

@@ -4,7 +4,10 @@
 // Users_ID.UserIcoLine.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/host.h"
 #include "host/values/fields.h"
@@ -96,6 +99,24 @@ void HandleRequestDataSynchronization(Host& host, Fields& fields, SlotIndex slot
 /// Closes the main-port slots whose peer has gone and resets what others see of their users, whom
 /// nobody is told of. Yields: no. Database: Users_ID, ServerLog.
 void SweepLostClients(Host& host);
+
+/// What others see of somebody without a session, set right.
+struct RepairedPresence {
+  std::string userId, userName;
+  int16_t was = 0, now = 0;  ///< Users_ID.UserIcoLine
+};
+
+/// Resets the presence of users who have no session, as the end of their session would have, had
+/// the server come to it: to "on a phone" where one is registered, else to "offline". Nobody is
+/// told. `hasSession` says whether a user has one; `isDryRun` leaves the rows as they are. Nothing
+/// comes back where the database does not answer. Yields: no. Database: Users_ID.
+std::optional<std::vector<RepairedPresence>> RepairPresence(
+    Database& database, const std::function<bool(const std::string& userId)>& hasSession,
+    bool isDryRun);
+
+/// Ends a session as an operator wants it: the client is told why, its presence is reset, and the
+/// connection is closed. Yields: no. Database: Users_ID.
+void EndSession(Host& host, SlotIndex slot, const std::string& why);
 
 /// What a connected client is owed when the server stops: a last record, and its presence reset.
 /// Yields: yes, before the record. Database: Users_ID.

@@ -187,6 +187,7 @@ TestServer::TestServer(const TestServerOptions& options)
   if (TestDatabase::IsPostgres()) platform.databaseDriver = "postgresql";
   if (!options.databaseDriver.empty()) platform.databaseDriver = options.databaseDriver;
   platform.durability = options.durability;
+  platform.limits = options.limits;
   form_ = std::make_unique<IndexForm>(*loop_, clock_, commands_,
                                       ReadProgramFolder(folder_, platform, codePage_));
   form_->Load();
@@ -251,6 +252,12 @@ void TestServer::AdvanceMs(int64_t ms) {
     Pump();
     ms -= step;
   }
+}
+
+void TestServer::StallMs(int64_t ms) {
+  Pump();
+  clock_.AdvanceMs(ms);
+  Pump();
 }
 
 TestClient TestServer::ConnectTo(uint16_t port) {

@@ -80,6 +80,7 @@ struct TestServerOptions {
   std::string databaseDriver = {};                  ///< of platform.ini; empty: as the run is for
   SqlDurability durability = SqlDurability::kNone;  ///< a test's rows need not survive the machine
   std::string versionFile = "0|0";
+  LimitSettings limits = {};
   std::string sql = {};  ///< run on the database before load, beside the schema
 };
 
@@ -94,6 +95,8 @@ class TestServer {
 
   /// Moves the clock in steps of at most a second, pumping after each.
   void AdvanceMs(int64_t ms);
+  /// Moves the clock at once, as if the event thread had been held up, and pumps.
+  void StallMs(int64_t ms);
   /// To the next tick of Timer1, which sends the reply buffers.
   void Tick() { AdvanceMs(1000); }
 

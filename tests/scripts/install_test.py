@@ -1,4 +1,5 @@
 """cmake --install of a build that made only a part of the programs."""
+import gzip
 import os
 import re
 import shutil
@@ -53,10 +54,57 @@ class InstallTest(unittest.TestCase):
 
     def test_unit_names_programs_and_a_document_that_are_installed(self):
         with open(self.installed("lib/systemd/system/vnq-main-service.service"), encoding="utf-8") as stream:
-            named = re.findall(r"/usr/local/(\S+)", stream.read())
+            named = re.findall(re.escape(self.prefix) + r"/(\S+)", stream.read())
         self.assertEqual(len(named), 2)
         for path in named:
             self.assertTrue(os.path.exists(self.installed(path)), path)
+
+    @unittest.skipUnless(shutil.which("systemd-analyze"), "without systemd nothing rates the unit")
+    def test_unit_lets_the_server_do_hardly_more_than_it_has_to(self):
+        unit = self.installed("lib/systemd/system/vnq-main-service.service")
+        said = self.run_here("systemd-analyze", "security", "--offline=true", "--no-pager", unit)
+        exposure = float(re.search(r"Overall exposure level for \S+: ([0-9.]+)", said).group(1))
+        self.assertLessEqual(exposure, 2.0, said)
+
+    def test_manual_pages_tell_each_command(self):
+        commands = self.commands()
+        self.assertIn("status", commands)
+        with gzip.open(self.installed("share/man/man1/vnqctl.1.gz"), "rt", encoding="utf-8") as stream:
+            page = stream.read()
+        for command in commands:
+            self.assertRegex(page, rf"\.BR? (.*[\" ])?{command}\b")
+        self.assertTrue(os.path.exists(self.installed("share/man/man8/vnq_main_service.8.gz")))
+
+    def test_completion_knows_commands_their_commands_and_options(self):
+        self.assertEqual(sorted(self.complete("")), sorted(self.commands()))
+        self.assertEqual(self.complete("pres"), ["presence"])
+        self.assertEqual(self.complete("user", "pass"), ["passwd"])
+        self.assertEqual(self.complete("top", "--int"), ["--interval"])
+        self.assertEqual(self.complete("user", "list", "--js"), ["--json"])
+
+    def test_each_library_that_is_looked_for_has_its_licence_told(self):
+        with open(os.path.join(ROOT, "CMakeLists.txt"), encoding="utf-8") as stream:
+            lists = stream.read()
+        with open(os.path.join(ROOT, "docs", "third-party.md"), encoding="utf-8") as stream:
+            table = stream.read().lower()
+        names = re.findall(r"find_package\((\w+) REQUIRED", lists) + re.findall(r"find_library\(VNQ_(\w+) ", lists)
+        known_as = {"PostgreSQL": "libpq", "SQLite3": "sqlite", "Threads": "glibc", "CURL": "libcurl", "ODBC": "unixodbc",
+                    "BOOST_CONTEXT": "boost.context", "GTest": "googletest"}
+        self.assertGreater(len(names), 8)
+        for name in names:
+            self.assertIn(known_as.get(name, name).lower(), table)
+
+    def commands(self):
+        said = self.run_here(self.installed("bin", "vnqctl"), "--help")
+        return re.findall(r"^  ([a-z]+)", said[said.index("Subcommands:"):], re.MULTILINE)
+
+    def complete(self, *words):
+        program = self.installed("bin", "vnqctl")
+        script = self.installed("share/bash-completion/completions/vnqctl")
+        line = " ".join(f"'{word}'" for word in (program,) + words)
+        said = self.run_here("bash", "-c", f"source {script}; COMP_WORDS=({line}); COMP_CWORD={len(words)}; _vnqctl; "
+                                           "printf '%s\\n' \"${COMPREPLY[@]}\"")
+        return said.split()
 
 
 if __name__ == "__main__":

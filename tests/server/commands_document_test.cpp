@@ -115,7 +115,7 @@ TEST(PortTableRows, StandInTheOrderOfLoadAndNameTheOrderOfUnload) {
 
 TEST(PortTableRows, EveryRowOfEveryPortIsWhole) {
   for (const PortRow& port : PortTable()) {
-    const Dispatcher dispatcher(port.commands(), port.splits, port.pending);
+    const Dispatcher dispatcher(port.commands(), port.slots, port.splits, port.pending);
     for (const CommandRow& row : port.commands()) {
       EXPECT_TRUE(row.word.starts_with(".+")) << port.number << row.word;
       EXPECT_NE(row.handler, nullptr) << port.number << row.word;

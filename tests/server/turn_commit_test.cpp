@@ -39,24 +39,90 @@ class TurnCommit : public ServerTest {
 
 TEST_F(TurnCommit, RowsAreThereBeforeBytesLeave) {
   TestClient client = server.ConnectTo(6003);
+  client.ReceiveBytes();
+  std::string seen, received;
   server.InHandler([&](Host& host) {
     Write(host);
-    EXPECT_EQ(Seen(), "0") << "nobody can know of it yet";
+    host.loop.AfterSettle([&] {  // right in front of the bytes
+      seen = Seen();
+      received = client.ReceiveNow();
+    });
     EXPECT_TRUE(host.SckServer6003.Send(1, "x"));
-    EXPECT_EQ(Seen(), "1");
+    EXPECT_EQ(Seen(), "0") << "nobody can know of it yet";
+    EXPECT_EQ(client.ReceiveNow(), "");
+  });
+  EXPECT_EQ(client.ReceiveBytes(), "x");
+  EXPECT_EQ(seen, "1");
+  EXPECT_EQ(received, "");
+}
+
+TEST_F(TurnCommit, SendsBetweenStatementsDoNotEndTheTurn) {
+  TestClient client = server.ConnectTo(6003);
+  client.ReceiveBytes();
+  server.InHandler([&](Host& host) {
+    for (const char* bytes : {"x", "y", "z"}) {
+      Write(host);
+      EXPECT_TRUE(host.SckServer6003.Send(1, bytes));
+    }
+    EXPECT_EQ(Seen(), "0");
+  });
+  EXPECT_EQ(client.ReceiveBytes(), "xyz");
+  EXPECT_EQ(Seen(), "3");
+}
+
+TEST_F(TurnCommit, BytesThatFollowFromReadsAloneLeaveAtOnce) {
+  TestClient client = server.ConnectTo(6003);
+  client.ReceiveBytes();
+  server.InHandler([&](Host& host) {
+    EXPECT_TRUE(host.database.ReadValue(Sql("select count(*) from ServerLog")).ok());
+    EXPECT_TRUE(host.SckServer6003.Send(1, "x"));
+    EXPECT_EQ(client.ReceiveNow(), "x");
   });
 }
 
 TEST_F(TurnCommit, RowsAreThereBeforeAConnectionEnds) {
   TestClient client = server.ConnectTo(6003);
+  std::string seen;
   server.InHandler([&](Host& host) {
     Write(host);
+    host.loop.AfterSettle([&] { seen = Seen(); });
     host.SckServer6003.Close(1);
-    EXPECT_EQ(Seen(), "1");
+    EXPECT_EQ(Seen(), "0");
   });
+  EXPECT_EQ(seen, "1");
+  EXPECT_TRUE(client.IsClosed());
 }
 
-TEST_F(TurnCommit, RowsAreThereBeforeAYieldsPoll) {
+TEST_F(TurnCommit, HandlersThatYieldSideBySideShareACommit) {
+  for (int i = 0; i < 2; ++i) {
+    server.loop().StartHandler([&] {
+      Write(server.host());
+      server.loop().Yield();
+    });
+  }
+  server.loop().StartHandler([&] { EXPECT_EQ(Seen(), "0"); });
+  server.Pump();
+  EXPECT_EQ(Seen(), "2");
+}
+
+TEST_F(TurnCommit, WhatAHandlerHasReadIsReadAgainBehindAYield) {
+  const auto count = [](Host& host) {
+    return OrEmpty(host.database.ReadValue(Sql("select count(*) from ServerErrLog")));
+  };
+  std::vector<std::string> counts;
+  server.loop().StartHandler([&] {
+    counts.push_back(count(server.host()));
+    server.loop().Yield();
+  });
+  server.loop().StartHandler([&] {
+    other_->Run("insert into ServerErrLog(Err1) values('x')");
+    counts.push_back(count(server.host()));
+  });
+  server.Pump();
+  EXPECT_EQ(counts, (std::vector<std::string>{"0", "1"}));
+}
+
+TEST_F(TurnCommit, RowsAreThereBehindAYield) {
   server.InHandler([&](Host& host) {
     Write(host);
     EXPECT_EQ(Seen(), "0");

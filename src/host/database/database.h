@@ -93,9 +93,15 @@ class Database {
   /// followed from them.
   void EndTurn();
 
+  /// True while EndTurn may have something to commit.
+  bool OwesCommit() const { return driver_->OwesCommit(); }
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
   void Close();
+
+  /// True while statements fail for what keeps the database from running any.
+  bool IsInTrouble() const { return trouble_.Lasts(); }
 
   /// Makes everything written since the last call survive a power cut. False: some of it may be
   /// lost already, or will be in a power cut; that is said once until a call succeeds. Called once

@@ -34,6 +34,9 @@ class TroubleLog {
   /// missing, for that stops only some of the statements. To be called about once a second.
   void Tick();
 
+  /// True from the first failure until the trouble is over.
+  bool Lasts() const { return !causes_.empty(); }
+
   static constexpr int64_t kCountMs = 60'000;
   static constexpr int64_t kCalmMs = 5'000;
 

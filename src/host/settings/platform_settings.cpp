@@ -16,6 +16,7 @@ constexpr int kHighestLanguageId = 0xFFFF;
 constexpr int kHighestCodePage = 65535;
 constexpr int kLongestTimeoutS = 3600;
 constexpr int kLongestBusyTimeoutMs = 600000;
+constexpr int kHighestLimitMb = 65536;
 
 bool IsIpv4Address(std::string_view text) {
   int numbers = 0;
@@ -88,10 +89,9 @@ void ReadLocale(Reader& reader, PlatformSettings& settings) {
       reader.Read("locale", "code_page", 1, kHighestCodePage, settings.codePage);
 }
 
-void ReadNetwork(Reader& reader, PlatformSettings& settings) {
-  if (!reader.Read("network", "bind_address", settings.bindAddress)) return;
-  if (IsIpv4Address(settings.bindAddress)) return;
-  reader.Fail("network", "bind_address", settings.bindAddress, "an IPv4 address");
+void ReadAddress(Reader& reader, std::string_view section, std::string& address) {
+  if (!reader.Read(section, "bind_address", address) || IsIpv4Address(address)) return;
+  reader.Fail(section, "bind_address", address, "an IPv4 address");
 }
 
 void ReadDurability(Reader& reader, SqlDurability& durability) {
@@ -133,6 +133,18 @@ void ReadDrives(const Reader& reader, std::map<std::string, std::string>& drives
     const std::string drive(1, letter);
     if (const auto folder = reader.Find("drives", drive)) drives[drive] = *folder;
   }
+}
+
+void ReadLimits(Reader& reader, LimitSettings& limits) {
+  const std::pair<std::string_view, int*> keys[] = {
+      {"connection_output_mb", &limits.connectionOutputMb},
+      {"output_mb", &limits.outputMb},
+      {"input_mb", &limits.inputMb},
+      {"record_mb", &limits.recordMb},
+      {"pending_mb", &limits.pendingMb},
+      {"push_mb", &limits.pushMb},
+  };
+  for (const auto& [key, value] : keys) reader.Read("limits", key, 1, kHighestLimitMb, *value);
 }
 
 std::string ReadFile(const std::string& path) {
@@ -177,9 +189,12 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
   PlatformSettings settings;
   settings.languageId = LanguageIdOfLocale(localeName);
   ReadLocale(reader, settings);
-  ReadNetwork(reader, settings);
+  ReadAddress(reader, "network", settings.bindAddress);
   ReadDatabase(reader, settings);
+  ReadLimits(reader, settings.limits);
   ReadDrives(reader, settings.drives);
+  ReadAddress(reader, "metrics", settings.metricsAddress);
+  reader.Read("metrics", "port", 0, 65535, settings.metricsPort);
   reader.Read("services", "stop_command", settings.stopCommand);
   reader.Read("services", "start_command", settings.startCommand);
   return reader.ok() ? std::optional(std::move(settings)) : std::nullopt;

@@ -18,6 +18,10 @@ std::string UnknownPage(const std::string& platformIni, const PlatformOverrides&
 
 }  // namespace
 
+std::string InstanceSocketPath(const std::string& appPath) {
+  return appPath + "/.vnq_main_service.sock";
+}
+
 std::string AbsoluteAppPath(const std::string& path) {
   std::error_code ignored;
   std::string absolute = path.empty() ? "" : std::filesystem::absolute(path, ignored).string();

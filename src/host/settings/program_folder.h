@@ -35,6 +35,9 @@ struct ProgramFolder {
 ProgramFolder ReadProgramFolder(std::string appPath, PlatformSettings platform,
                                 std::shared_ptr<const CodePage> codePage);
 
+/// The socket that the instance of a folder answers questions about itself on.
+std::string InstanceSocketPath(const std::string& appPath);
+
 /// A path as it stands at the front of every other: absolute, without a separator at its end. Empty
 /// for the empty path.
 std::string AbsoluteAppPath(const std::string& path);

@@ -12,6 +12,8 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/net/clock.h"
@@ -34,8 +36,10 @@ class EventLoop {
   /// Identifies a suspended handler. Valid until the handler is woken.
   struct Handler;
 
-  /// Handlers that may be alive at one time before arrivals are held back.
+  /// Handlers that may be alive at one time before arrivals are held back, and before those of
+  /// peers that have no other handler are.
   static constexpr size_t kMaxHandlers = 4096;
+  static constexpr size_t kMaxFirstHandlers = 3 * kMaxHandlers;
 
   explicit EventLoop(const Clock& clock);
   ~EventLoop();
@@ -70,20 +74,62 @@ class EventLoop {
   /// Handlers that were started and have not ended.
   size_t LiveHandlers() const { return liveHandlers_; }
 
-  /// Runs `step` once, as soon as a handler has ended and fewer than kMaxHandlers are alive.
-  void WhenHandlerEnds(Task step) { waitingForRoom_.push_back(std::move(step)); }
+  /// A stretch that nothing else could run in: a step, or a handler up to its end or its next
+  /// yield.
+  struct Stretch {
+    int64_t microseconds = 0;
+    std::string_view what;  ///< what the handler was said to do; empty when nobody said
+  };
+
+  /// Says what the running handler does, from here on; `what` outlives the loop.
+  void NameHandler(std::string_view what);
+
+  /// The longest stretch since the last call, by the machine's clock.
+  Stretch TakeLongestStretch() { return std::exchange(longest_, {}); }
+
+  /// The clock that timers go by.
+  int64_t NowMs() const { return clock_.MonotonicMs(); }
+
+  /// Runs `step` once, as soon as a handler has ended and fewer than kMaxHandlers are alive, or, for
+  /// a first handler, fewer than kMaxFirstHandlers.
+  void WhenHandlerEnds(bool isFirst, Task step) {
+    (isFirst ? firstsWaiting_ : waitingForRoom_).push_back(std::move(step));
+  }
+
+  // --- Short memory ---
+
+  /// Sets the step that is told when the memory for something could not be had: a step, a handler
+  /// or a record of one was lost by it, everything else goes on.
+  void SetOutOfMemory(Task outOfMemory) { outOfMemory_ = std::move(outOfMemory); }
+
+  /// Tells it.
+  void NoteOutOfMemory() noexcept;
 
   // --- What others see ---
 
   /// Sets the step that completes what handlers have done before anybody outside can see it or has
-  /// to wait for it. It must not yield; an empty one takes it away.
-  void SetSettle(Task settle) { settle_ = std::move(settle); }
-
-  /// Runs that step. The loop does so before each poll; who lets bytes out, ends a connection or
-  /// starts a program does so before.
-  void Settle() {
-    if (settle_) settle_();
+  /// to wait for it, and what tells whether it has anything to complete. Neither may yield; empty
+  /// ones take them away.
+  void SetSettle(Task settle, std::function<bool()> isOwed) {
+    settle_ = std::move(settle);
+    isOwed_ = std::move(isOwed);
   }
+
+  /// Runs that step, and then what waits for it. The loop does so before each poll, but for the
+  /// polls of a few yields, which handlers may share one settling over; who starts an outgoing call
+  /// or a program does so before.
+  void Settle();
+
+  /// True while what leaves has to wait for a Settle.
+  bool OwesSettle() const { return !leaving_.empty() || (isOwed_ && isOwed_()); }
+
+  /// Has a step that lets something out run behind the next Settle, in the order of these calls. It
+  /// must not yield.
+  void AfterSettle(Task leave);
+
+  static constexpr size_t kMostLeaving = 256;        ///< steps that wait; with more it is settled
+  static constexpr int kMostUnsettledYields = 64;    ///< in a row
+  static constexpr int64_t kLongestUnsettledMs = 1;  ///< over yields
 
   // --- Descriptors ---
 
@@ -137,10 +183,16 @@ class EventLoop {
     Task task;
   };
 
+  void SettleAtYield();
   void Poll(int waitMs);
   int WaitUntilTimer(int waitMs) const;
   void FireTimers();
-  void RunItem(ReadyItem item);
+  void RunReady();
+  void RunItem(ReadyItem& item);
+  void RunTask(const Task& step);
+  bool StartOnStack(ReadyItem& item);
+  void GoOnLater(Handler* handler) noexcept;
+  void TakeUpLate();
   void Resume(Handler* handler);
   void SwitchToLoop();
   Handler* TakeHandler();
@@ -151,10 +203,19 @@ class EventLoop {
   int epoll_ = -1;
   bool stopped_ = false;
   Handler* current_ = nullptr;
+  std::string_view running_;  // what the present item was said to do
+  Stretch longest_;
   size_t liveHandlers_ = 0;
   Task settle_;
+  Task outOfMemory_;
+  std::function<bool()> isOwed_;
+  std::vector<Task> leaving_;  // behind the next Settle
+  int unsettledYields_ = 0;
+  int64_t polledMs_ = 0, settledMs_ = 0;
   std::deque<ReadyItem> ready_;
-  std::deque<Task> waitingForRoom_;
+  std::deque<Task> waitingForRoom_, firstsWaiting_;
+  Handler* late_ = nullptr;          // ready ones that there was no memory to queue
+  bool starved_ = false;             // a handler found no memory for its stack in this turn
   std::vector<WatchEntry> watches_;  // by descriptor
   std::vector<Timer> timers_;        // a handful: searched in order
   TimerId lastTimer_ = 0;

@@ -10,12 +10,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <new>
 #include <vector>
 
 namespace vnq {
 namespace {
 
 constexpr size_t kReceiveBytes = 1024 * 1024;
+constexpr size_t kMaxOwedBytes = 64 * 1024;  // that are worth a copy until the next Settle
 constexpr int kBacklog = 1024;
 constexpr int kRequestsPerEvent = 64;
 constexpr int64_t kAcceptPauseMs = 100;
@@ -27,6 +29,18 @@ std::string AddressText(const sockaddr_in& address) {
   char text[INET_ADDRSTRLEN] = "";
   inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
   return text;
+}
+
+std::string PeerAddress(int descriptor) {
+  sockaddr_in peer{};
+  socklen_t size = sizeof peer;
+  getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size);
+  return peer.sin_family == AF_INET ? AddressText(peer) : "a peer";
+}
+
+// What an arrival costs: many small ones more than their bytes.
+size_t HeldBytes(const std::string& arrival) {
+  return arrival.size() + sizeof(std::string);
 }
 
 // One buffer serves all connections: a read is copied out at its true size, so an idle connection
@@ -89,7 +103,8 @@ void TcpListener::OnEvents(uint32_t) {
       if (errno != EAGAIN) Pause(errno);
       return;
     }
-    auto request = std::make_shared<AcceptedSocket>(accepted, AddressText(peer));
+    AcceptedSocket socket(accepted, AddressText(peer));  // closes it if memory is short
+    auto request = std::make_shared<AcceptedSocket>(std::move(socket));
     loop_.Enqueue([onRequest = onRequest_, request] { onRequest(std::move(*request)); });
   }
 }
@@ -107,15 +122,20 @@ void TcpListener::Pause(int error) {
 // --- TcpConnection ---
 
 std::shared_ptr<TcpConnection> TcpConnection::Start(EventLoop& loop, AcceptedSocket socket,
-                                                    Events events) {
-  auto connection =
-      std::make_shared<TcpConnection>(ForPrivateUse{}, loop, std::move(socket), std::move(events));
+                                                    Events events,
+                                                    std::shared_ptr<ConnectionBudget> budget) {
+  auto connection = std::make_shared<TcpConnection>(ForPrivateUse{}, loop, std::move(socket),
+                                                    std::move(events), std::move(budget));
   connection->UpdateWatch();
   return connection;
 }
 
-TcpConnection::TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events)
-    : loop_(loop), events_(std::move(events)), descriptor_(socket.Release()) {
+TcpConnection::TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events,
+                             std::shared_ptr<ConnectionBudget> budget)
+    : loop_(loop),
+      events_(std::move(events)),
+      descriptor_(socket.Release()),
+      budget_(std::move(budget)) {
   const int on = 1;
   setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
@@ -138,27 +158,92 @@ void TcpConnection::CountUnsent(bool unsent) {
 }
 
 bool TcpConnection::Send(std::string_view bytes) {
-  if (state_ != State::kOpen) return false;
-  loop_.Settle();
-  if (unsent_.empty()) {
-    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
-    if (bytes.empty()) return true;
-    // A reset shows itself as a read event too, which ends the connection in its turn.
-    if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
-  }
-  unsent_.append(bytes);
-  UpdateWatch();
+  if (state_ != State::kOpen || givenUp_) return false;
+  if (bytes.size() > kMaxOwedBytes) loop_.Settle();
+  if (!loop_.OwesSettle()) return SendNow(bytes, nullptr);
+  loop_.AfterSettle(
+      [self = shared_from_this(), owed = std::string(bytes)] { self->SendNow(owed, nullptr); });
   return true;
+}
+
+bool TcpConnection::Send(const SharedBytes& bytes) {
+  if (state_ != State::kOpen || givenUp_) return false;
+  if (!loop_.OwesSettle()) return SendNow(*bytes, bytes);
+  loop_.AfterSettle([self = shared_from_this(), bytes] { self->SendNow(*bytes, bytes); });
+  return true;
+}
+
+bool TcpConnection::SendNow(std::string_view bytes, const SharedBytes& shared) {
+  if ((state_ != State::kOpen && state_ != State::kClosing) || givenUp_) return false;
+  if (!SendAtOnce(bytes)) return false;
+  if (bytes.empty()) return true;
+  ChangeUnsent([&] {
+    if (shared) {
+      unsent_.Append(shared, shared->size() - bytes.size());
+    } else {
+      unsent_.Append(bytes);
+    }
+  });
+  return true;
+}
+
+bool TcpConnection::SendAtOnce(std::string_view& bytes) {
+  if (!unsent_.empty()) return true;
+  const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
+  // A reset shows itself as a read event too, which ends the connection in its turn.
+  return sent >= 0 || errno == EAGAIN || errno == EINTR;
+}
+
+// Half a record is worse than none: who cannot be sent the rest of one has gone.
+template <typename Change>
+void TcpConnection::ChangeUnsent(const Change& change) {
+  const size_t before = unsent_.OwnBytes();
+  bool lost = false;
+  try {
+    change();
+  } catch (const std::bad_alloc&) {
+    lost = true;
+  }
+  UpdateWatch();
+  if (budget_) budget_->ChangeUnsent(*this, before, unsent_.OwnBytes());
+  if (lost || (budget_ && unsent_.size() > budget_->limits().unsentBytes)) GiveUp();
+}
+
+// What it had sent before is still heard.
+void TcpConnection::GiveUp() {
+  if (givenUp_ || state_ == State::kReleased) return;
+  givenUp_ = true;
+  endOfStream_ = true;
+  const size_t behind = unsent_.size();
+  const std::string peer = PeerAddress(descriptor_);
+  ChangeUnsent([this] { unsent_.Clear(); });
+  if (state_ == State::kLingering) {
+    Release();
+  } else {
+    StartArrivals();
+  }
+  if (budget_) budget_->NoteGivenUp(peer, behind);
 }
 
 void TcpConnection::Close() {
   if (state_ != State::kOpen) return;
-  loop_.Settle();
+  state_ = State::kClosing;
+  ++lingering;
   events_ = {};
+  DropArrivals();
+  if (!loop_.OwesSettle()) return Linger();
+  loop_.AfterSettle([self = shared_from_this()] { self->Linger(); });
+}
+
+void TcpConnection::DropArrivals() {
+  size_t bytes = 0;
+  for (const std::string& arrival : arrivals_) bytes += HeldBytes(arrival);
   arrivals_.clear();
+  notBegun_ = 0;
   waitingBytes_ = 0;
-  Linger();
+  heldBytes_ -= bytes;
+  if (budget_) budget_->RemoveArrived(bytes);
 }
 
 void TcpConnection::OnEvents(uint32_t epollEvents) {
@@ -173,46 +258,91 @@ void TcpConnection::OnEvents(uint32_t epollEvents) {
 
 void TcpConnection::Receive() {
   if (endOfStream_) return;
+  if (!WantsToRead()) return UpdateWatch();
   std::vector<char>& buffer = ReceiveBuffer();
   const ssize_t count = recv(descriptor_, buffer.data(), buffer.size(), 0);
   if (count > 0) {
-    arrivals_.emplace_back(buffer.data(), static_cast<size_t>(count));
-    waitingBytes_ += static_cast<size_t>(count);
+    TakeArrival(std::string(buffer.data(), static_cast<size_t>(count)));
   } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
     endOfStream_ = true;
   }
   StartArrivals();
 }
 
+void TcpConnection::TakeArrival(std::string bytes) {
+  arrivals_.push_back(std::move(bytes));
+  const size_t held = HeldBytes(arrivals_.back());
+  waitingBytes_ += arrivals_.back().size();
+  heldBytes_ += held;
+  if (budget_) budget_->AddArrived(held);
+}
+
+// The next record of one peer is not kept waiting by what many others have begun.
+bool TcpConnection::MayStartHandler() const {
+  const size_t most = handlers_ == 0 ? EventLoop::kMaxFirstHandlers : EventLoop::kMaxHandlers;
+  return loop_.LiveHandlers() < most;
+}
+
+void TcpConnection::WaitForHandlerRoom() {
+  if (waitingForRoom_) return;
+  waitingForRoom_ = true;
+  loop_.WhenHandlerEnds(handlers_ == 0, [self = shared_from_this()] {
+    self->waitingForRoom_ = false;
+    self->StartArrivals();
+  });
+}
+
 void TcpConnection::StartArrivals() {
-  while (!arrivals_.empty() && handlers_ < kMaxHandlers) {
-    if (loop_.LiveHandlers() >= EventLoop::kMaxHandlers) {
-      if (!waitingForRoom_) {
-        waitingForRoom_ = true;
-        loop_.WhenHandlerEnds([self = shared_from_this()] {
-          self->waitingForRoom_ = false;
-          self->StartArrivals();
-        });
-      }
+  while (holds_ == 0 && static_cast<size_t>(notBegun_) < arrivals_.size() &&
+         handlers_ < kMaxHandlers) {
+    if (!MayStartHandler()) {
+      WaitForHandlerRoom();
       break;
     }
+    loop_.StartHandler([self = shared_from_this()] { self->RunArrival(); });
+    waitingBytes_ -= arrivals_[static_cast<size_t>(notBegun_)].size();
     ++handlers_;
-    waitingBytes_ -= arrivals_.front().size();
-    loop_.StartHandler([self = shared_from_this(), bytes = std::move(arrivals_.front())]() mutable {
-      if (self->events_.onArrival) {
-        const auto onArrival = self->events_.onArrival;  // Close in the handler drops the event
-        onArrival(std::move(bytes));
-      }
-      self->HandlerEnded();
-    });
-    arrivals_.pop_front();
+    ++notBegun_;
   }
-  if (endOfStream_ && arrivals_.empty()) EndOfStream();
+  if (endOfStream_ && arrivals_.size() == static_cast<size_t>(notBegun_)) EndOfStream();
   UpdateWatch();
 }
 
-void TcpConnection::HandlerEnded() {
+void TcpConnection::RunArrival() {
+  if (arrivals_.empty()) return HandlerEnded(0);  // closed meanwhile
+  --notBegun_;
+  if (holds_ > 0) {  // in time another handler comes for it
+    waitingBytes_ += arrivals_[static_cast<size_t>(notBegun_)].size();
+    --handlers_;
+    return;
+  }
+  std::string bytes = std::move(arrivals_.front());
+  arrivals_.pop_front();
+  const size_t held = HeldBytes(bytes);
+  if (events_.onArrival) {
+    const auto onArrival = events_.onArrival;  // Close in the handler drops the event
+    try {
+      onArrival(std::move(bytes));
+    } catch (const std::bad_alloc&) {
+      loop_.NoteOutOfMemory();
+    }
+  }
+  HandlerEnded(held);
+}
+
+void TcpConnection::HandlerEnded(size_t heldBytes) {
   --handlers_;
+  heldBytes_ -= heldBytes;
+  if (budget_) budget_->RemoveArrived(heldBytes);
+  if (state_ == State::kOpen) StartArrivals();
+}
+
+void TcpConnection::HoldArrivals() {
+  ++holds_;
+}
+
+void TcpConnection::ReleaseArrivals() {
+  --holds_;
   if (state_ == State::kOpen) StartArrivals();
 }
 
@@ -220,19 +350,25 @@ void TcpConnection::HandlerEnded() {
 // it was.
 void TcpConnection::EndOfStream() {
   if (peerClosedTold_) return;
-  peerClosedTold_ = true;
   loop_.Enqueue([self = shared_from_this()] {
     if (self->state_ != State::kOpen) return;
+    if (!self->arrivals_.empty() || self->holds_ > 0) {
+      self->peerClosedTold_ = false;  // it is told again when they have begun
+      return;
+    }
+    self->loop_.Settle();  // what was sent to a peer that only reads on
     const auto onPeerClosed = std::move(self->events_.onPeerClosed);
     self->events_ = {};
+    ++lingering;
     self->Linger();
     if (onPeerClosed) onPeerClosed();
   });
+  peerClosedTold_ = true;
 }
 
 void TcpConnection::Linger() {
   state_ = State::kLingering;
-  ++lingering;
+  if (givenUp_) return Release();
   // The timer is what keeps the connection alive from here on.
   lingerTimer_ = loop_.RunAfter(kLingerMs, [self = shared_from_this()] { self->Release(); });
   Flush();
@@ -253,19 +389,7 @@ void TcpConnection::ReceiveAndDiscard() {
 }
 
 void TcpConnection::Flush() {
-  while (!unsent_.empty()) {
-    const ssize_t sent =
-        send(descriptor_, unsent_.data() + unsentFrom_, unsent_.size() - unsentFrom_, MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) continue;
-    if (sent < 0 && errno != EAGAIN) unsent_.clear();
-    if (sent < 0) break;
-    unsentFrom_ += static_cast<size_t>(sent);
-    if (unsentFrom_ == unsent_.size()) unsent_.clear();
-  }
-  if (unsent_.empty()) {
-    unsentFrom_ = 0;
-    unsent_.shrink_to_fit();
-  }
+  if (!unsent_.empty()) ChangeUnsent([this] { SendUnsent(); });
   if (state_ == State::kLingering) CountUnsent(!unsent_.empty());
   if (state_ == State::kLingering && unsent_.empty()) {
     if (endOfStream_) return Release();
@@ -275,23 +399,52 @@ void TcpConnection::Flush() {
   UpdateWatch();
 }
 
+void TcpConnection::SendUnsent() {
+  while (!unsent_.empty()) {
+    const std::string_view bytes = unsent_.Front();
+    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0 && errno != EAGAIN) unsent_.Clear();
+    if (sent < 0) return;
+    unsent_.Leave(static_cast<size_t>(sent));
+  }
+}
+
 void TcpConnection::Release() {
   if (state_ == State::kReleased) return;
-  if (state_ == State::kLingering) --lingering;
+  if (state_ == State::kClosing || state_ == State::kLingering) --lingering;
   CountUnsent(false);
   state_ = State::kReleased;
   const auto keepAlive = weak_from_this().lock();  // the timer may hold the last reference
   loop_.StopTimer(lingerTimer_);
   if (watched_ != 0) loop_.Unwatch(descriptor_);
   watched_ = 0;
+  if (givenUp_) {
+    const linger now{1, 0};  // what the kernel still has for the peer goes too
+    setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  }
   close(descriptor_);
+  DropArrivals();
+  if (!budget_) return;
+  const size_t unsent = unsent_.OwnBytes();
+  unsent_.Clear();
+  budget_->ChangeUnsent(*this, unsent, 0);
+  budget_->Forget(*this);
+}
+
+// Who is left unread for the others' sake has to be told when that is over.
+bool TcpConnection::WantsToRead() {
+  if (state_ == State::kLingering) return true;
+  if (waitingBytes_ >= kMaxWaitingBytes || heldBytes_ >= kMaxHeldBytes) return false;
+  if (!budget_ || budget_->MayRead(heldBytes_)) return true;
+  budget_->WaitForRoom(*this);
+  return false;
 }
 
 void TcpConnection::UpdateWatch() {
   if (state_ == State::kReleased) return;
   uint32_t wanted = 0;
-  const bool reads = state_ == State::kLingering || waitingBytes_ < kMaxWaitingBytes;
-  if (!endOfStream_ && reads) wanted |= EPOLLIN;
+  if (!endOfStream_ && WantsToRead()) wanted |= EPOLLIN;
   if (!unsent_.empty()) wanted |= EPOLLOUT;
   if (wanted == watched_) return;
   // A descriptor watched for nothing still reports a hang-up without end: take it out instead.

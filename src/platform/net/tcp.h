@@ -12,7 +12,9 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/net/connection_budget.h"
 #include "platform/net/event_loop.h"
+#include "platform/net/outgoing_bytes.h"
 #include "platform/net/repeated_warning.h"
 
 namespace vnq {
@@ -71,7 +73,12 @@ class TcpListener : private EventLoop::Watcher {
 /// One connection, from its acceptance until one of the two sides ends it.
 ///
 /// Held by shared_ptr: a closed connection lives on by itself until what was sent has left.
+///
+/// What it holds counts against a budget. A peer that is further behind than that allows is ended by
+/// a reset, and is told of as one that has gone; one that sends more than handlers work off is left
+/// unread for a while.
 class TcpConnection : private EventLoop::Watcher,
+                      private ConnectionBudget::Holder,
                       public std::enable_shared_from_this<TcpConnection> {
  public:
   struct Events {
@@ -83,23 +90,39 @@ class TcpConnection : private EventLoop::Watcher,
   static constexpr int kMaxHandlers = 8;
   /// Bytes that may wait for a handler before the socket is left unread.
   static constexpr size_t kMaxWaitingBytes = 64 * 1024;
+  /// Bytes that may wait or be with handlers before the same.
+  static constexpr size_t kMaxHeldBytes = kMegabyte;
   /// How long a closed connection may take to hand over what was sent.
   static constexpr int64_t kLingerMs = 3000;
 
-  static std::shared_ptr<TcpConnection> Start(EventLoop& loop, AcceptedSocket socket,
-                                              Events events);
+  /// budget: null for a connection without bounds.
+  static std::shared_ptr<TcpConnection> Start(EventLoop& loop, AcceptedSocket socket, Events events,
+                                              std::shared_ptr<ConnectionBudget> budget = nullptr);
 
   /// Replaces the events; for an owner that needs the connection to name itself in them.
   void SetEvents(Events events) { events_ = std::move(events); }
 
   ~TcpConnection() override;
 
-  /// Sends at once; what the kernel does not take waits. False once either side has closed.
+  /// Sends at once, or behind the loop's next Settle where that is owed; what the kernel does not
+  /// take waits. One call to the system for each, in the order of these calls over all connections.
+  /// False once either side has closed.
   bool Send(std::string_view bytes);
 
+  /// The same of bytes that go to others too: what waits is not copied.
+  bool Send(const SharedBytes& bytes);
+
+  /// Until the second call, arrivals behind the one that a handler works on wait for it even while
+  /// it yields.
+  void HoldArrivals();
+  void ReleaseArrivals();
+
   /// Ends the connection: no more events, waiting arrivals are dropped, and the descriptor closes
-  /// once the peer has taken what was sent.
+  /// once the peer has taken what was sent. The peer sees it behind the loop's next Settle.
   void Close();
+
+  /// What the kernel has not taken yet.
+  size_t UnsentBytes() const { return unsent_.size() - unsentFrom_; }
 
   /// Connections of this process that are closed here and not yet by their peer, and how many of
   /// them still have something to send.
@@ -110,17 +133,35 @@ class TcpConnection : private EventLoop::Watcher,
   struct ForPrivateUse {};
 
  public:
-  TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events);
+  TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events,
+                std::shared_ptr<ConnectionBudget> budget);
 
  private:
-  enum class State { kOpen, kLingering, kReleased };
+  enum class State { kOpen, kClosing, kLingering, kReleased };
 
   void OnEvents(uint32_t epollEvents) override;
+  size_t UnsentBytes() const override { return unsent_.size(); }
+  void GiveUp() override;
+  void ReadOn() override { UpdateWatch(); }
+
+  /// shared: what the bytes lie in, null where they have to be copied to wait.
+  bool SendNow(std::string_view bytes, const SharedBytes& shared);
+  /// Hands the kernel what it takes of the bytes; the rest is what is left of them. False: lost.
+  bool SendAtOnce(std::string_view& bytes);
+  template <typename Change>
+  void ChangeUnsent(const Change& change);
   void Receive();
+  void TakeArrival(std::string bytes);
+  void DropArrivals();
   void ReceiveAndDiscard();
   void Flush();
+  void SendUnsent();
+  bool MayStartHandler() const;
+  void WaitForHandlerRoom();
   void StartArrivals();
-  void HandlerEnded();
+  void RunArrival();
+  void HandlerEnded(size_t heldBytes);
+  bool WantsToRead();
   void EndOfStream();
   void Linger();
   void Release();
@@ -132,16 +173,20 @@ class TcpConnection : private EventLoop::Watcher,
   int descriptor_;
   State state_ = State::kOpen;
   bool endOfStream_ = false;
+  bool givenUp_ = false;  // it was too far behind
   bool peerClosedTold_ = false;
   bool waitingForRoom_ = false;
   bool writingShut_ = false;
   bool countsAsUnsent_ = false;
   uint32_t watched_ = 0;
-  int handlers_ = 0;
-  size_t waitingBytes_ = 0;
+  int handlers_ = 0;         // started and not ended
+  int notBegun_ = 0;         // of these, which take the arrivals in front when they begin
+  int holds_ = 0;            // handlers that others wait for
+  size_t waitingBytes_ = 0;  // of arrivals without a handler
+  size_t heldBytes_ = 0;     // of all that wait or are with handlers
   std::deque<std::string> arrivals_;
-  std::string unsent_;
-  size_t unsentFrom_ = 0;
+  OutgoingBytes unsent_;
+  std::shared_ptr<ConnectionBudget> budget_;
   EventLoop::TimerId lingerTimer_ = 0;
 };
 

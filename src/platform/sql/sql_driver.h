@@ -103,6 +103,10 @@ class SqlDriver {
   /// when nothing is open.
   virtual bool EndTurn() { return true; }
 
+  /// True while EndTurn may have to commit what a statement was reported to have done, so that
+  /// nobody outside may be told of it yet.
+  virtual bool OwesCommit() const { return true; }
+
   /// Statements that were reported as done and have been undone since, with the transaction that
   /// they shared. Each is told of once.
   virtual size_t TakeUndone() { return 0; }

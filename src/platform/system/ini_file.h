@@ -43,7 +43,8 @@ class IniReader {
   std::string ReadBytes(const std::string& path, std::string_view section, std::string_view key);
 
   /// Looks whether the file has changed and reads it if so. A number that is another one for each
-  /// reading; 0 for a file that cannot be read.
+  /// reading; 0 for a file that cannot be read. Where the process has no descriptor left or the
+  /// machine no memory, what was read before stays.
   uint64_t Look(const std::string& path);
 
   /// Like ReadBytes, of the file as it was at the last look.

@@ -69,4 +69,10 @@ void NotifyServiceManager(const std::string& state) {
   close(descriptor);
 }
 
+bool ServiceManagerWatches() {
+  const char* limit = std::getenv("WATCHDOG_USEC");
+  const char* pid = std::getenv("WATCHDOG_PID");
+  return limit != nullptr && (pid == nullptr || pid == std::to_string(getpid()));
+}
+
 }  // namespace vnq

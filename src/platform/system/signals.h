@@ -32,4 +32,8 @@ class ProcessSignals : private EventLoop::Watcher {
 /// one.
 void NotifyServiceManager(const std::string& state);
 
+/// True when the service manager ends this process once it has not heard "WATCHDOG=1" from it for
+/// some time.
+bool ServiceManagerWatches();
+
 }  // namespace vnq

@@ -30,6 +30,17 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ; turn: what the server does between two looks at the network is one commit; statement: each is one
 ;commit=turn
 
+[limits]
+; what peers may have the server hold, in megabytes: waiting to be sent to one connection, which ends
+; above it, and to all; received and not worked off; of one unfinished record, and of all; of
+; notifications for the next push
+;connection_output_mb=128
+;output_mb=512
+;input_mb=64
+;record_mb=16
+;pending_mb=128
+;push_mb=4
+
 [drives]
 ; the folder that stands for a drive letter in paths from settings and tables
 ;D=/srv/im
@@ -38,6 +49,11 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ; %s is the service's name
 ;stop_command=systemctl stop %s
 ;start_command=systemctl start %s
+
+[metrics]
+; a listener for a monitoring system: /metrics, /livez, /readyz; without a port there is none
+;bind_address=127.0.0.1
+;port=9464
 )";
 
 constexpr int kLanguages[] = {1033, 2052, 1028};

@@ -1,16 +1,16 @@
 #include "tools/history/history_command.h"
 
-#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include "support/ascii_case.h"
 #include "support/dates.h"
+#include "tools/history/history_choice.h"
 #include "tools/history/history_list.h"
 #include "tools/history/history_reader.h"
+#include "tools/history/history_service.h"
 #include "tools/history/history_store.h"
 #include "tools/history/read_marks.h"
 #include "tools/terminal/command_line.h"
@@ -18,80 +18,59 @@
 namespace vnq {
 namespace {
 
-using Kind = HistoryEntry::Kind;
-
-// The ids behind the names of the command line.
-struct Chosen {
-  std::string user, with, group;
-};
-
-bool Resolve(const HistoryOptions& options, NameBook& names, Chosen& chosen, std::string& error) {
+// The conversation behind the names of the command line, and whose history it is.
+bool Resolve(const HistoryOptions& options, NameBook& names, std::string& user,
+             HistoryChoice& choice, std::string& error) {
   const auto named = [&error](const char* option, const std::string& name) {
     error = std::string(option) + " " + name + ": " + error;
     return false;
   };
-  if (!names.FindUser(options.user, chosen.user, error)) return named("--user", options.user);
-  if (!options.with.empty() && !names.FindUser(options.with, chosen.with, error)) {
+  if (!names.FindUser(options.user, user, error)) return named("--user", options.user);
+  if (!options.with.empty() && !names.FindUser(options.with, choice.with, error)) {
     return named("--with", options.with);
   }
-  if (!options.group.empty() && !names.FindGroup(options.group, chosen.group, error)) {
+  if (!options.group.empty() && !names.FindGroup(options.group, choice.group, error)) {
     return named("--group", options.group);
   }
   return true;
 }
 
-bool IsChosen(const HistoryEntry& entry, const Chosen& chosen, bool onlyNotices) {
-  if (onlyNotices) return entry.kind == Kind::kNotice;
-  if (!chosen.group.empty()) {
-    return entry.kind == Kind::kGroup && SameButForCase(entry.to, chosen.group);
-  }
-  if (chosen.with.empty()) return true;
-  const std::string& other = entry.isOwn ? entry.to : entry.from;
-  return entry.kind == Kind::kPeer && SameButForCase(other, chosen.with);
-}
-
-std::string Moment(const HistoryEntry& entry) {
-  return entry.date + " " + entry.time;
-}
-
-void Choose(const HistoryOptions& options, const Chosen& chosen, const LabelOf& label,
-            std::vector<HistoryEntry>& entries) {
-  const std::string since =
-      options.since.empty() ? "" : FormatAsDate(options.since) + " " + FormatAsTime(options.since);
-  std::erase_if(entries, [&](const HistoryEntry& entry) {
-    return !IsChosen(entry, chosen, options.notices) || Moment(entry) < since ||
-           !HoldsWords(entry, options.search, label);
-  });
-  if (options.limit == 0 || entries.size() <= options.limit) return;
-  const auto surplus = static_cast<std::ptrdiff_t>(entries.size() - options.limit);
-  if (options.onlyUnread) {
-    entries.erase(entries.end() - surplus, entries.end());
-  } else {
-    entries.erase(entries.begin(), entries.begin() + surplus);
-  }
-}
-
 }  // namespace
 
 int RunHistory(const HistoryOptions& options, std::ostream& out, std::ostream& err) {
-  std::string error;
+  std::string error, user;
   const auto store = HistoryStore::Open(options.appPath, error);
-  Chosen chosen;
-  if (store == nullptr || !Resolve(options, store->names(), chosen, error))
+  HistoryChoice choice{{}, {}, options.notices, options.since, options.search};
+  if (store == nullptr || !Resolve(options, store->names(), user, choice, error))
     return Fail(err, "history", error);
   std::vector<HistoryEntry> entries;
-  if (!ReadHistory(store->database(), {chosen.user, options.device, options.onlyUnread}, entries)) {
+  if (!ReadHistory(store->database(), {user, options.device, options.onlyUnread}, entries)) {
     return Fail(err, "history", store->database().driver().LastError());
   }
-  Choose(options, chosen, store->labels(), entries);
+  KeepChosen(choice, store->labels(), entries);
+  if (options.limit > 0) (options.onlyUnread ? KeepFirst : KeepLast)(options.limit, entries);
   const auto print = options.json ? PrintHistoryAsJson : PrintHistory;
   print(entries, store->names(), store->labels(), out);
   if (!out.flush()) return Fail(err, "history", "the output is lost; nothing was marked as read");
   if (!options.markRead) return 0;
   std::erase_if(entries, [](const HistoryEntry& entry) { return !entry.isUnread; });
   const bool marked =
-      MarkRead(store->database(), store->engine(), chosen.user, options.device, entries, error);
+      MarkRead(store->database(), store->engine(), user, options.device, entries, error);
   return marked ? 0 : Fail(err, "history", "nothing was marked as read: " + error);
+}
+
+int RunHistoryService(const std::string& appPath, std::istream& in, std::ostream& out,
+                      std::ostream& err) {
+  std::string error;
+  const auto store = HistoryStore::Open(appPath, error);
+  if (store == nullptr) return Fail(err, "history", error);
+  HistoryService service(*store);
+  for (std::string line; std::getline(in, line);) {
+    if (!(out << service.Answer(line) << std::endl)) {
+      return Fail(err, "history", "the output is lost");
+    }
+  }
+  return 0;
 }
 
 // --- The command line ---
@@ -121,6 +100,16 @@ void AddConversations(CLI::App& history, HistoryOptions& options) {
       ->check(CLI::PositiveNumber);
 }
 
+// Either one user's history or the requests of a program, which say whose.
+void RequireOneUse(const CLI::App& history, const HistoryOptions& options) {
+  if (!options.serve && options.user.empty()) throw CLI::RequiredError("--user");
+  const auto given = history.get_options([](const CLI::Option* option) {
+    return option->count() > 0 && !option->check_name("--app-path") &&
+           !option->check_name("--serve");
+  });
+  if (options.serve && !given.empty()) throw CLI::ExcludesError("--serve", given[0]->get_name());
+}
+
 }  // namespace
 
 void AddHistoryCommand(CLI::App& app, int& exitCode) {
@@ -128,7 +117,7 @@ void AddHistoryCommand(CLI::App& app, int& exitCode) {
   CLI::App* history = app.add_subcommand(
       "history", "Show a user's messages and notices, beside a running server, too");
   AddAppPath(*history, options->appPath)->required();
-  history->add_option("--user", options->user, "Whose; a login name or a UserID")->required();
+  history->add_option("--user", options->user, "Whose; a login name or a UserID");
   AddConversations(*history, *options);
   history->add_flag("--unread", options->onlyUnread, "Only what the user's device has not had");
   history->add_flag("--mark-read", options->markRead,
@@ -143,8 +132,13 @@ void AddHistoryCommand(CLI::App& app, int& exitCode) {
       ->check(CLI::IsMember({"desktop", "mobile"}))
       ->default_str("desktop");
   history->add_flag("--json", options->json, "As a JSON array, an object a message");
-  history->callback(
-      [options, &exitCode] { exitCode = RunHistory(*options, std::cout, std::cerr); });
+  history->add_flag("--serve", options->serve,
+                    "Answer requests, a JSON object a line, from standard input until it ends");
+  history->callback([options, history, &exitCode] {
+    RequireOneUse(*history, *options);
+    exitCode = options->serve ? RunHistoryService(options->appPath, std::cin, std::cout, std::cerr)
+                              : RunHistory(*options, std::cout, std::cerr);
+  });
 }
 
 }  // namespace vnq

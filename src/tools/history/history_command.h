@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <istream>
 #include <ostream>
 #include <string>
 
@@ -26,11 +27,17 @@ struct HistoryOptions {
   bool markRead = false;    ///< what is shown counts as had by the device
   Device device = Device::kDesktop;
   bool json = false;
+  bool serve = false;  ///< answer a program's requests; takes nothing else but appPath
 };
 
 /// Shows the conversations on `out`, in order of time. With markRead they are marked once they are
 /// out. Returns the exit code: 0, or 1 after a failure that it names on `err`.
 int RunHistory(const HistoryOptions& options, std::ostream& out, std::ostream& err);
+
+/// Answers requests, a line each (history_service.h), until `in` ends. Returns the exit code: 0, or 1
+/// when the folder cannot be opened, which it names on `err`, or `out` takes no more.
+int RunHistoryService(const std::string& appPath, std::istream& in, std::ostream& out,
+                      std::ostream& err);
 
 /// Adds the subcommand; when it runs, `exitCode` is set.
 void AddHistoryCommand(CLI::App& app, int& exitCode);

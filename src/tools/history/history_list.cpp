@@ -63,12 +63,16 @@ std::string Particulars(const HistoryEntry& entry) {
     return fmt::format(R"("content":{},"link":{})", JsonString(ReadEscapedText(entry.content)),
                        JsonString(ReadEscapedText(entry.link)));
   }
-  std::string particulars = R"("UserText":)" + JsonString(entry.UserText);
+  std::string particulars =
+      fmt::format(R"("UserText":{},"To_Type":{},"FontInfo":{})", JsonString(entry.UserText),
+                  entry.To_Type, JsonString(entry.FontInfo));
   if (entry.kind == Kind::kGroup) particulars += fmt::format(R"(,"TypeID":{})", entry.TypeID);
   return particulars;
 }
 
-std::string JsonEntry(const HistoryEntry& entry, NameBook& names, const LabelOf& label) {
+}  // namespace
+
+std::string EntryAsJson(const HistoryEntry& entry, NameBook& names, const LabelOf& label) {
   return fmt::format(
       R"({{"kind":"{}","Msg_ID":{},"time":{},"from":{},"from_name":{},{},"own":{},"unread":{},)"
       R"("text":{},{}}})",
@@ -76,8 +80,6 @@ std::string JsonEntry(const HistoryEntry& entry, NameBook& names, const LabelOf&
       JsonString(entry.from), JsonString(SenderName(entry, names)), Receiver(entry, names),
       entry.isOwn, entry.isUnread, JsonString(ShownText(entry, label)), Particulars(entry));
 }
-
-}  // namespace
 
 void PrintHistory(const std::vector<HistoryEntry>& entries, NameBook& names, const LabelOf& label,
                   std::ostream& out) {
@@ -92,7 +94,7 @@ void PrintHistoryAsJson(const std::vector<HistoryEntry>& entries, NameBook& name
   out << '[';
   std::string_view separator = "\n";
   for (const HistoryEntry& entry : entries) {
-    out << separator << JsonEntry(entry, names, label);
+    out << separator << EntryAsJson(entry, names, label);
     separator = ",\n";
   }
   out << (entries.empty() ? "]\n" : "\n]\n");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "tools/history/history_entry.h"
@@ -27,9 +28,11 @@ void PrintHistory(const std::vector<HistoryEntry>& entries, NameBook& names, con
 ///   to, to_name      the person or the group; null for a notice that the user posted
 ///   own, unread      booleans
 ///   text             as a person reads it; a notice's title
-///   UserText         as it is stored; messages only
+///   UserText, To_Type, FontInfo
+///                    as they are stored; messages only
 ///   TypeID           of group messages
 ///   content, link    of notices
+std::string EntryAsJson(const HistoryEntry& entry, NameBook& names, const LabelOf& label);
 void PrintHistoryAsJson(const std::vector<HistoryEntry>& entries, NameBook& names,
                         const LabelOf& label, std::ostream& out);
 

@@ -48,6 +48,22 @@ HistoryEntry Notice(const Cursor& row) {
   return entry;
 }
 
+bool IsWith(const HistoryQuery& query, const Expr& other) {
+  return query.with.empty() || SameButForCase(OrEmpty(other), query.with);
+}
+
+Statement Received(const HistoryQuery& query, const DeviceRules& rules) {
+  if (query.onlyUnread) return Sql(rules.unreadReceived, query.UserID);
+  if (query.with.empty()) return Sql("Select * from Messeng_Text where YouID='?'", query.UserID);
+  return Sql("Select * from Messeng_Text where YouID='?' and MyID='?'", query.UserID, query.with);
+}
+
+Statement Sent(const HistoryQuery& query, const DeviceRules& rules) {
+  if (query.onlyUnread) return Sql(rules.unreadOwn, query.UserID);
+  if (query.with.empty()) return Sql("Select * from Messeng_Text where MyID='?'", query.UserID);
+  return Sql("Select * from Messeng_Text where MyID='?' and YouID='?'", query.UserID, query.with);
+}
+
 // Msg_IDs of group messages whose receipt the device still owes.
 bool ReadOwed(Database& database, const DeviceRules& rules, const std::string& UserID,
               std::set<std::string>& ids) {
@@ -81,23 +97,17 @@ bool ReadPeerMessages(Database& database, const HistoryQuery& query,
                       std::vector<HistoryEntry>& entries) {
   const DeviceRules& rules = RulesOf(query.device);
   Cursor rows(database);
-  if (!rows.Open(Sql(
-          query.onlyUnread ? rules.unreadReceived : "Select * from Messeng_Text where YouID='?'",
-          query.UserID))) {
-    return false;
-  }
+  if (!rows.Open(Received(query, rules))) return false;
   for (; !rows.EndOfRows(); rows.MoveNext()) {
+    if (!IsWith(query, rows["MyID"])) continue;
     const bool isOwn = SameButForCase(OrEmpty(rows["MyID"]), query.UserID);
     entries.push_back(PeerMessage(rows, isOwn, rules.received));
   }
-  if (!rows.Open(
-          Sql(query.onlyUnread ? rules.unreadOwn : "Select * from Messeng_Text where MyID='?'",
-              query.UserID))) {
-    return false;
-  }
+  if (!rows.Open(Sent(query, rules))) return false;
   for (; !rows.EndOfRows(); rows.MoveNext()) {
     const bool isNote = SameButForCase(OrEmpty(rows["YouID"]), query.UserID);  // is there already
-    if (!isNote) entries.push_back(PeerMessage(rows, true, rules.own));
+    if (isNote || !IsWith(query, rows["YouID"])) continue;
+    entries.push_back(PeerMessage(rows, true, rules.own));
   }
   return true;
 }
@@ -113,6 +123,7 @@ bool ReadGroupHistory(Database& database, const HistoryQuery& query,
   }
   const size_t before = entries.size();
   for (const Membership& group : groups) {
+    if (!query.group.empty() && !SameButForCase(group.ClotID, query.group)) continue;
     if (!done.insert(AsciiLower(group.ClotID)).second) continue;
     const int32_t from = query.onlyUnread && owed.empty() ? group.mark : 0;
     if (!ReadGroupMessages(database, query.UserID, group, from, entries)) return false;
@@ -150,10 +161,10 @@ bool ReadNotices(Database& database, const HistoryQuery& query,
 
 bool ReadHistory(Database& database, const HistoryQuery& query,
                  std::vector<HistoryEntry>& entries) {
-  if (!ReadPeerMessages(database, query, entries) || !ReadGroupHistory(database, query, entries) ||
-      !ReadNotices(database, query, entries)) {
-    return false;
-  }
+  const bool all = query.with.empty() && query.group.empty();
+  if (query.group.empty() && !ReadPeerMessages(database, query, entries)) return false;
+  if (query.with.empty() && !ReadGroupHistory(database, query, entries)) return false;
+  if (all && !ReadNotices(database, query, entries)) return false;
   std::stable_sort(entries.begin(), entries.end(),
                    [](const auto& a, const auto& b) { return OrderOf(a) < OrderOf(b); });
   return true;

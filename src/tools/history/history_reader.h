@@ -13,6 +13,8 @@ struct HistoryQuery {
   std::string UserID;
   Device device = Device::kDesktop;  ///< whose marks count
   bool onlyUnread = false;
+  std::string with{};   ///< only messages with this person; group must be empty then
+  std::string group{};  ///< only messages of this group
 };
 
 /// Each appends its entries, unordered but for the rows' own order. False when a statement fails,
@@ -29,7 +31,7 @@ bool ReadGroupHistory(Database& database, const HistoryQuery& query,
 /// Notices for the user and, unless only unread ones are asked for, those that the user posted.
 bool ReadNotices(Database& database, const HistoryQuery& query, std::vector<HistoryEntry>& entries);
 
-/// All of them, in order of time; within a second by kind, and a group's by TypeID.
+/// The ones that the query wants, in order of time; within a second by kind, and a group's by TypeID.
 bool ReadHistory(Database& database, const HistoryQuery& query, std::vector<HistoryEntry>& entries);
 
 }  // namespace vnq

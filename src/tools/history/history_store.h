@@ -19,6 +19,7 @@ class HistoryStore {
   static std::unique_ptr<HistoryStore> Open(const std::string& appPath, std::string& error);
 
   Database& database() { return database_; }
+  const ProgramFolder& folder() const { return folder_; }
   DatabaseEngine engine() const { return folder_.engine; }
   NameBook& names() { return names_; }
 

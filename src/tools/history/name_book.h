@@ -8,7 +8,7 @@
 
 namespace vnq {
 
-/// Looks names up, each once.
+/// Looks names up, each once until Forget.
 class NameBook {
  public:
   explicit NameBook(Database& database) : database_(&database) {}
@@ -26,6 +26,12 @@ class NameBook {
   /// FcName of a user, TypeName of a group; empty for one that is gone.
   const std::string& UserName(const std::string& UserID);
   const std::string& GroupName(const std::string& ClotID);
+
+  /// Names may have changed since.
+  void Forget() {
+    users_.clear();
+    groups_.clear();
+  }
 
  private:
   Database* database_;

@@ -93,6 +93,7 @@ int Fail(std::ostream& err, std::string_view command, std::string_view why, int 
 
 CLI::Option* AddAppPath(CLI::App& command, std::string& appPath) {
   return command.add_option("--app-path", appPath, "The program's folder")
+      ->envname("VNQ_APP_PATH")
       ->check([](const std::string& path) { return path.empty() ? "the path is empty" : ""; });
 }
 

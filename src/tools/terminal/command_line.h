@@ -21,7 +21,8 @@ inline constexpr int kExitArguments = 2;
 int Fail(std::ostream& err, std::string_view command, std::string_view why,
          int exitCode = kExitFailed);
 
-/// Adds --app-path, the program's folder. An empty path is a bad argument. Not required yet.
+/// Adds --app-path, the program's folder, which the variable VNQ_APP_PATH may name, too. An empty
+/// path is a bad argument. Not required yet.
 CLI::Option* AddAppPath(CLI::App& command, std::string& appPath);
 
 /// Reads the arguments, which runs the command that they choose, and returns the program's exit

@@ -15,6 +15,7 @@
 #include "support/numbers.h"
 #include "tools/client/chat_text.h"
 #include "tools/client/password.h"
+#include "tools/company/company.h"
 #include "tools/library/json_string.h"
 #include "tools/terminal/command_line.h"
 #include "tools/terminal/text_table.h"
@@ -260,6 +261,7 @@ void AddUserCommand(CLI::App& app, int& exitCode) {
   AddPasswd(*user, exitCode);
   AddEnable(*user, "enable", "Let users log in", true, exitCode);
   AddEnable(*user, "disable", "Let users log in no more", false, exitCode);
+  AddPersonCommands(*user, exitCode);
 }
 
 }  // namespace vnq

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <sys/epoll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -44,8 +46,8 @@ TEST_F(EventLoopTest, AYieldLetsEverythingThatIsReadyRunFirst) {
   EXPECT_EQ(said, (std::vector<std::string>{"before", "other", "step", "after"}));
 }
 
-TEST_F(EventLoopTest, WorkIsSettledBeforeEachPollAYieldsToo) {
-  loop.SetSettle([this] { said.push_back("settled"); });
+TEST_F(EventLoopTest, WorkIsSettledBeforeEachPollAYieldsTooThatOwesNothing) {
+  loop.SetSettle([this] { said.push_back("settled"); }, [] { return false; });
   loop.StartHandler([this] {
     said.push_back("before");
     loop.Yield();
@@ -54,9 +56,52 @@ TEST_F(EventLoopTest, WorkIsSettledBeforeEachPollAYieldsToo) {
   loop.Turn(0);
   EXPECT_EQ(said, (std::vector<std::string>{"settled", "before", "settled"}));
   loop.Turn(0);
-  loop.SetSettle(nullptr);
+  loop.SetSettle(nullptr, nullptr);
   loop.Turn(0);
   EXPECT_EQ(said, (std::vector<std::string>{"settled", "before", "settled", "settled", "after"}));
+}
+
+TEST_F(EventLoopTest, HandlersThatOweAndYieldInOneTurnAreSettledTogether) {
+  int settled = 0;
+  loop.SetSettle([&] { ++settled; }, [] { return true; });
+  for (int i = 0; i < EventLoop::kMostUnsettledYields; ++i) {
+    loop.StartHandler([this] { loop.Yield(); });
+  }
+  loop.Turn(0);
+  EXPECT_EQ(settled, 1) << "in front of the turn";
+  loop.Turn(0);
+  EXPECT_EQ(settled, 2);
+}
+
+TEST_F(EventLoopTest, ManyYieldsInOneTurnAreSettledInBetween) {
+  int settled = 0;
+  loop.SetSettle([&] { ++settled; }, [] { return true; });
+  for (int i = 0; i <= EventLoop::kMostUnsettledYields; ++i) {
+    loop.StartHandler([this] { loop.Yield(); });
+  }
+  loop.Turn(0);
+  EXPECT_EQ(settled, 2);
+}
+
+TEST_F(EventLoopTest, YieldSettlesWhatIsOwedForLong) {
+  int settled = 0;
+  loop.SetSettle([&] { ++settled; }, [] { return true; });
+  loop.StartHandler([this] {
+    clock.AdvanceMs(EventLoop::kLongestUnsettledMs);
+    loop.Yield();
+  });
+  loop.Turn(0);
+  EXPECT_EQ(settled, 2);
+}
+
+TEST_F(EventLoopTest, StepsThatLetSomethingOutRunBehindTheSettleInOrder) {
+  loop.SetSettle([this] { said.push_back("settled"); }, [] { return false; });
+  loop.AfterSettle([this] { said.push_back("first"); });
+  loop.AfterSettle([this] { said.push_back("second"); });
+  EXPECT_TRUE(loop.OwesSettle());
+  loop.Turn(0);
+  EXPECT_FALSE(loop.OwesSettle());
+  EXPECT_EQ(said, (std::vector<std::string>{"settled", "first", "second"}));
 }
 
 TEST_F(EventLoopTest, AYieldSeesWhatTheKernelHasByThen) {
@@ -194,6 +239,40 @@ TEST_F(EventLoopTest, WithoutHandlersOnlyPlainStepsRun) {
   loop.Enqueue([this] { said.push_back("step"); });
   loop.TurnWithoutHandlers(0);
   EXPECT_EQ(said, std::vector<std::string>{"step"});
+}
+
+TEST_F(EventLoopTest, WhatFindsNoMemoryIsLostAloneAndTold) {
+  int told = 0;
+  loop.SetOutOfMemory([&] { ++told; });
+  loop.StartHandler([] { throw std::bad_alloc(); });
+  loop.StartHandler([this] {
+    loop.Yield();
+    said.push_back("handler");
+    throw std::bad_alloc();
+  });
+  loop.Enqueue([] { throw std::bad_alloc(); });
+  loop.Enqueue([this] { said.push_back("step"); });
+  loop.RunAfter(0, [] { throw std::bad_alloc(); });
+  Pump();
+  EXPECT_EQ(told, 4);
+  EXPECT_EQ(said, (std::vector<std::string>{"step", "handler"}));
+  EXPECT_EQ(loop.LiveHandlers(), 0u);
+}
+
+TEST_F(EventLoopTest, AHandlerWithoutMemoryForItsStackStartsWhenThereIsSome) {
+  rlimit before{};
+  getrlimit(RLIMIT_AS, &before);
+  loop.StartHandler([this] { loop.Suspend(); });
+  Pump();
+  loop.StartHandler([this] { said.push_back("started"); });
+  const rlimit none{1, before.rlim_max};
+  setrlimit(RLIMIT_AS, &none);
+  for (int i = 0; i < 3; ++i) loop.Turn(0);
+  setrlimit(RLIMIT_AS, &before);
+  EXPECT_EQ(said, std::vector<std::string>{});
+  Pump();
+  EXPECT_EQ(said, std::vector<std::string>{"started"});
+  loop.UnwindHandlers();
 }
 
 }  // namespace

@@ -118,11 +118,11 @@ TEST_P(HistoryCommand, JsonHasEveryFieldOfItsKind) {
             "[\n"
             R"({"kind":"message","Msg_ID":"M1","time":"2026-03-04 05:06:07","from":"1",)"
             R"("from_name":"Ann Lee","to":"2","to_name":"Ben","own":false,"unread":true,)"
-            R"("text":"say \"hi\"","UserText":"say%20%22hi%22"},)"
+            R"("text":"say \"hi\"","UserText":"say%20%22hi%22","To_Type":10,"FontInfo":"font"},)"
             "\n"
             R"({"kind":"group_message","Msg_ID":"G1","time":"2026-03-04 06:00:00","from":"2",)"
             R"("from_name":"Ben","to":"Clot000001","to_name":"Team","own":true,"unread":true,)"
-            R"("text":"t","UserText":"t","TypeID":1},)"
+            R"("text":"t","UserText":"t","To_Type":1,"FontInfo":"font","TypeID":1},)"
             "\n"
             R"({"kind":"notice","Msg_ID":"N1","time":"2026-03-04 07:00:00","from":"1",)"
             R"("from_name":"Ann Lee","to":"2","to_name":"Ben","own":false,"unread":true,)"
@@ -354,6 +354,7 @@ TEST(HistoryArguments, ThoseThatMeanNothingAreRefused) {
   EXPECT_EQ(Parse({"--limit", "0"}), 2);
   EXPECT_EQ(Parse({"--with", "a", "--group", "b"}), 2);
   EXPECT_EQ(Parse({"--notices", "--group", "b"}), 2);
+  EXPECT_EQ(Parse({"--serve"}), 2) << "requests say whose history they want";
 }
 
 }  // namespace

@@ -40,6 +40,7 @@ class OdbcDriver final : public SqlDriver {
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
+  bool OwesCommit() const override { return false; }
   // The server commits durably by itself.
   bool SyncCommitted() override { return true; }
   const std::string& LastError() const override { return lastError_; }

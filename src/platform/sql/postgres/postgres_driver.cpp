@@ -102,6 +102,7 @@ class PostgresDriver final : public SqlDriver {
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool EndTurn() override;
+  bool OwesCommit() const override { return !pending_.empty(); }
   size_t TakeUndone() override { return std::exchange(undone_, 0); }
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
@@ -143,7 +144,7 @@ class PostgresDriver final : public SqlDriver {
   bool Conclude(std::string_view statement, Use use, const PostgresDeadline& deadline,
                 const PostgresReply& reply);
   void NoteTimeOut(std::string_view statement, const PostgresReply& reply, int64_t spentMs);
-  void Describe(const Ran& ran);
+  void TakeDescription(const Ran& ran);
   bool Defer(RowStatement& insert);
   bool RunBehindPending(std::string_view statement, std::span<const SqlValue> parameters, Use use,
                         const PostgresDeadline& deadline, Ran& ran);
@@ -209,7 +210,9 @@ bool PostgresDriver::Connect() {
 // A session that the server has ended meanwhile is replaced at once: nothing was sent in vain. The
 // rest of a transaction that went with it must not run by itself.
 bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
-  if (session_ && session_->connection->FoundClosed()) {
+  // A select is run again anyway, so it needs no look before.
+  const bool isTrusted = StartsWith(statement, "select") && !inTransaction_;
+  if (session_ && !isTrusted && session_->connection->FoundClosed()) {
     PostgresReply ended;
     ended.outcome = Outcome::kNotSent;
     ended.message = inTransaction_ ? "the connection broke within a transaction"
@@ -323,7 +326,7 @@ void PostgresDriver::NoteTimeOut(std::string_view statement, const PostgresReply
 }
 
 // What is the same at each run of a statement is read from its first.
-void PostgresDriver::Describe(const Ran& ran) {
+void PostgresDriver::TakeDescription(const Ran& ran) {
   PostgresStatement& prepared = *ran.prepared;
   if (!prepared.columns) {
     const size_t behind = prepared.table ? prepared.table->identity.size() : 0;
@@ -338,7 +341,7 @@ bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue>
                            SqlRows& rows) {
   Ran ran;
   if (!Run(statement, parameters, Use::kRows, ran)) return false;
-  Describe(ran);
+  TakeDescription(ran);
   SqlRows read;
   read.columns = ran.prepared->columns;
   if (const PostgresTable* table = ran.prepared->table.get()) {

@@ -120,6 +120,7 @@ class SqliteDriver final : public SqlDriver {
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool EndTurn() override;
+  bool OwesCommit() const override { return turn_ && turn_->IsWriting(); }
   size_t TakeUndone() override { return std::exchange(undone_, 0); }
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }

@@ -21,6 +21,7 @@ class SqliteTurn {
   explicit SqliteTurn(sqlite3* database);
 
   bool IsOpen() const { return state_ != State::kNone; }
+  bool IsWriting() const { return state_ == State::kWriting; }
 
   /// The number of its transaction, another one for each that was begun.
   uint64_t number() const { return number_; }

@@ -1,0 +1,145 @@
+// What was said while nobody was here, by way of a gateway's interface.
+
+import { readMessageText } from '@vnq/protocol';
+import type { Delivery } from './client';
+
+/** A message or a notice of the history, as the gateway and `vnqctl history --json` give it. */
+export interface HistoryEntry {
+  readonly kind: 'message' | 'group_message' | 'notice';
+  readonly Msg_ID: string;
+  /** "2026-03-04 14:35:09" */
+  readonly time: string;
+  readonly from: string;
+  readonly from_name?: string;
+  readonly to: string | null;
+  readonly to_name?: string | null;
+  readonly own: boolean;
+  readonly unread: boolean;
+  /** As a person reads it. */
+  readonly text: string;
+  readonly UserText?: string;
+  readonly To_Type?: number;
+  readonly FontInfo?: string;
+  readonly TypeID?: number;
+  readonly content?: string;
+  readonly link?: string;
+}
+
+/** The event that a live client would have got. */
+export function deliveryOf(entry: HistoryEntry): Delivery {
+  const [date, time = ''] = entry.time.split(' ');
+  if (entry.kind === 'notice') {
+    const { text, content = '', link = '' } = entry;
+    return { type: 'notice', title: text, content, link, date: entry.time, id: entry.Msg_ID };
+  }
+  const words = readMessageText(entry.UserText ?? '');
+  const isFile = words.isFile || entry.To_Type === 60;
+  const common = {
+    ...words,
+    isFile,
+    isOwn: entry.own,
+    date,
+    time,
+    font: entry.FontInfo ?? '',
+    id: entry.Msg_ID,
+  };
+  if (entry.kind === 'group_message') {
+    return { type: 'groupMessage', groupId: entry.to ?? '', userId: entry.from, ...common };
+  }
+  const userId = entry.own ? entry.to ?? '' : entry.from;
+  return { type: 'message', userId, otherDeviceWaits: false, ...common };
+}
+
+/** A gateway has refused a request. */
+export class GatewayError extends Error {
+  override name = 'GatewayError';
+  constructor(readonly status: number, message: string) {
+    super(message);
+  }
+}
+
+export type ConversationName =
+  | { readonly with: string }
+  | { readonly group: string }
+  | { readonly notices: true };
+
+export interface PageOptions {
+  readonly limit?: number;
+  /** Only what stands in front of, or behind, the entry with this Msg_ID. */
+  readonly before?: string;
+  readonly after?: string;
+  /** Nothing older than "YYYY-MM-DD" or "YYYY-MM-DD hh:mm:ss". */
+  readonly since?: string;
+}
+
+export interface EntryPage {
+  readonly entries: readonly HistoryEntry[];
+  readonly more: boolean;
+}
+
+/** Requests to a gateway with the token of a session. */
+export class Gateway {
+  /**
+   * @param base "https://chat.example.org"; "" in a page that the gateway itself serves
+   * @param token asked at each request: it is another one after each log-in
+   */
+  constructor(
+    private readonly base: string,
+    private readonly token: () => string,
+    private readonly fetcher: typeof fetch = (input, init) => fetch(input, init),
+  ) {}
+
+  async get<T>(path: string, query: Record<string, unknown> = {}, signal?: AbortSignal): Promise<T> {
+    const given = Object.entries(query).filter(([, value]) => value !== undefined);
+    const search = new URLSearchParams(given.map(([key, value]) => [key, String(value)]));
+    const tail = given.length > 0 ? `?${search}` : '';
+    return this.#request<T>(`${path}${tail}`, { ...(signal ? { signal } : {}) });
+  }
+
+  async post<T>(path: string, body: unknown): Promise<T> {
+    const headers = { 'Content-Type': 'application/json' };
+    return this.#request<T>(path, { method: 'POST', headers, body: JSON.stringify(body) });
+  }
+
+  messages(conversation: ConversationName, page: PageOptions = {}, signal?: AbortSignal): Promise<EntryPage> {
+    const named = 'notices' in conversation ? { notices: 1 } : conversation;
+    return this.get<EntryPage>('/api/messages', { ...named, ...page }, signal);
+  }
+
+  search(words: string, page: PageOptions = {}, signal?: AbortSignal): Promise<EntryPage> {
+    return this.get<EntryPage>('/api/search', { q: words, ...page }, signal);
+  }
+
+  /** Entries, or a conversation up to an entry, count as read by this device from now on. */
+  async markRead(
+    what: { entries: readonly HistoryEntry[] } | (ConversationName & { through?: string }),
+  ): Promise<void> {
+    await this.post('/api/read', what);
+  }
+
+  /**
+   * Everything that this device has not had, oldest first, and marked as read. Hand it to a client:
+   * `catchUp: (signal) => gateway.takeUnread(signal)`.
+   */
+  async takeUnread(signal?: AbortSignal): Promise<Delivery[]> {
+    const missed: Delivery[] = [];
+    for (let more = true; more; ) {
+      const page = await this.get<EntryPage>('/api/unread', { limit: 500 }, signal);
+      if (page.entries.length === 0) break;
+      missed.push(...page.entries.map(deliveryOf));
+      await this.markRead({ entries: page.entries });
+      more = page.more;
+    }
+    return missed;
+  }
+
+  async #request<T>(path: string, init: RequestInit): Promise<T> {
+    const headers = { ...init.headers, Authorization: `Bearer ${this.token()}` };
+    const response = await this.fetcher(this.base + path, { ...init, headers, cache: 'no-store' });
+    const body = (await response.json().catch(() => ({}))) as { error?: string };
+    if (!response.ok) {
+      throw new GatewayError(response.status, body.error ?? `the gateway answers ${response.status}`);
+    }
+    return body as unknown as T;
+  }
+}

@@ -1,0 +1,161 @@
+// Histories, by a few `vnqctl history --serve` beside the gateway: a JSON object a line each way.
+//
+// The rules about what is unread, for whom and on which device are those of that program; here is
+// nothing but the asking.
+
+import { spawn, type ChildProcess } from 'node:child_process';
+import { createInterface } from 'node:readline';
+import type { Log } from './log';
+
+/** A request that was refused, or that could not be carried out. */
+export class HistoryError extends Error {
+  override name = 'HistoryError';
+  constructor(
+    readonly kind: 'bad_request' | 'not_found' | 'not_allowed' | 'database',
+    message: string,
+  ) {
+    super(message);
+  }
+}
+
+export interface HistoryRequest {
+  readonly do: string;
+  readonly [key: string]: unknown;
+}
+
+export interface HistoryOptions {
+  readonly vnqctl: string;
+  readonly appPath: string;
+  readonly processes: number;
+}
+
+interface Waiting {
+  resolve(result: any): void;
+  reject(error: Error): void;
+  readonly timer: ReturnType<typeof setTimeout>;
+}
+
+const answerWithinMs = 30_000;
+const mostWaiting = 500;
+const slowestRestartMs = 10_000;
+
+class Reader {
+  readonly waiting = new Map<number, Waiting>();
+  #child: ChildProcess | undefined;
+  #next = 1;
+  #restartMs = 100;
+  #timer: ReturnType<typeof setTimeout> | undefined;
+  #stopped = false;
+  #lastWords = '';
+
+  constructor(
+    private readonly options: HistoryOptions,
+    private readonly log: Log,
+  ) {
+    this.#start();
+  }
+
+  get isThere(): boolean {
+    return this.#child !== undefined;
+  }
+
+  ask(request: HistoryRequest): Promise<any> {
+    const child = this.#child;
+    if (!child) return Promise.reject(new HistoryError('database', 'the history reader is not running'));
+    const id = this.#next++;
+    return new Promise((resolve, reject) => {
+      const timer = setTimeout(() => this.#giveUp(id), answerWithinMs);
+      this.waiting.set(id, { resolve, reject, timer });
+      child.stdin.write(`${JSON.stringify({ ...request, id })}\n`);
+    });
+  }
+
+  stop(): void {
+    this.#stopped = true;
+    if (this.#timer) clearTimeout(this.#timer);
+    this.#child?.stdin.end();
+  }
+
+  #start(): void {
+    const { vnqctl, appPath } = this.options;
+    const child = spawn(vnqctl, ['history', '--serve', '--app-path', appPath], {
+      stdio: ['pipe', 'pipe', 'pipe'],
+    });
+    this.#child = child;
+    child.stdin.on('error', () => undefined);
+    child.stderr.on('data', (text: Uint8Array) => {
+      this.#lastWords = text.toString().trim().slice(-500);
+    });
+    child.once('error', (error: Error) => this.#ended(child, error.message));
+    child.once('close', (code: number | null) => this.#ended(child, this.#lastWords || `code ${code}`));
+    void this.#read(child);
+  }
+
+  async #read(child: ChildProcess): Promise<void> {
+    for await (const line of createInterface({ input: child.stdout })) this.#take(line);
+  }
+
+  #take(line: string): void {
+    const answer = JSON.parse(line);
+    const waiting = this.waiting.get(answer.id);
+    if (!waiting) return;
+    this.waiting.delete(answer.id);
+    clearTimeout(waiting.timer);
+    this.#restartMs = 100;
+    if (answer.kind) waiting.reject(new HistoryError(answer.kind, answer.error));
+    else waiting.resolve(answer.result);
+  }
+
+  // It answers in order, so what stands behind would wait just as long.
+  #giveUp(id: number): void {
+    if (!this.waiting.has(id)) return;
+    this.log.error('history_reader_hangs', { seconds: answerWithinMs / 1000 });
+    this.#child?.kill('SIGKILL');
+  }
+
+  #ended(child: ChildProcess, why: string): void {
+    if (this.#child !== child) return;
+    this.#child = undefined;
+    for (const { reject, timer } of this.waiting.values()) {
+      clearTimeout(timer);
+      reject(new HistoryError('database', 'the history reader has ended'));
+    }
+    this.waiting.clear();
+    if (this.#stopped) return;
+    this.log.warning('history_reader_ended', { why, again_ms: this.#restartMs });
+    this.#timer = setTimeout(() => this.#start(), this.#restartMs);
+    this.#restartMs = Math.min(this.#restartMs * 2, slowestRestartMs);
+  }
+}
+
+export class History {
+  readonly #readers: Reader[] = [];
+
+  constructor(options: HistoryOptions, log: Log) {
+    for (let i = 0; i < options.processes; ++i) this.#readers.push(new Reader(options, log));
+  }
+
+  get isThere(): boolean {
+    return this.#readers.some((reader) => reader.isThere);
+  }
+
+  get waiting(): number {
+    return this.#readers.reduce((sum, reader) => sum + reader.waiting.size, 0);
+  }
+
+  /** Asks the reader with the least to do. Rejects with a HistoryError. */
+  ask(request: HistoryRequest): Promise<any> {
+    if (this.waiting >= mostWaiting) {
+      return Promise.reject(new HistoryError('database', 'too many requests are waiting'));
+    }
+    const there = this.#readers.filter((reader) => reader.isThere);
+    const [least] = (there.length > 0 ? there : this.#readers).sort(
+      (a, b) => a.waiting.size - b.waiting.size,
+    );
+    return least.ask(request);
+  }
+
+  stop(): void {
+    for (const reader of this.#readers) reader.stop();
+  }
+}

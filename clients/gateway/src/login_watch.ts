@@ -1,0 +1,83 @@
+// Who is behind a connection to the main port, by the server's own log-in.
+//
+//   browser   one frame: `.+landing|name|password|address|...|#` and nothing else
+//   server    `.+SuccessfulConnection|#`, then `.+landing_successful|UserID|...`
+//
+// What a client sends later can make the server pass on texts that it chose, and a record that looks
+// like an answer may stand in one. So the proof is only in the very first bytes: the greeting, and
+// right behind it an answer to the first frame. Every text of the server begins with a word of its
+// own, and a text is a whole number of Base64 groups, so nothing but the answer can stand there.
+// Where anything else does, nobody is proven, and the client connects anew.
+
+import { base64Decode, base64Encode, type CodePage } from '@vnq/protocol';
+
+export type Device = 'desktop' | 'mobile';
+export interface Proven {
+  readonly user: string;
+  readonly device: Device;
+}
+
+const latin1 = (bytes: Uint8Array) => Buffer.from(bytes).toString('latin1');
+
+const greeting = base64Encode(Buffer.from('.+SuccessfulConnection|#'));
+const answer = '.+landing_successful|';
+
+// Far more than the answer's first field; behind it no answer comes.
+const mostBytes = 4096;
+
+export class LoginWatch {
+  #state: 'fresh' | 'asked' | 'over' = 'fresh';
+  #device: Device = 'desktop';
+  #received = '';
+
+  /** @param page the server's code page; a page that is not known reads as single bytes */
+  constructor(private readonly page: Pick<CodePage, 'fromBytes'> | undefined) {}
+
+  get isOver(): boolean {
+    return this.#state === 'over';
+  }
+
+  /** A frame is on its way to the server. */
+  sent(frame: Uint8Array): void {
+    if (this.#state === 'over') return;
+    const device = this.#state === 'fresh' ? this.#deviceOf(frame) : undefined;
+    this.#state = device ? 'asked' : 'over';
+    if (device) this.#device = device;
+  }
+
+  /** Bytes have come from the server; who is proven by them, once. */
+  received(bytes: Uint8Array): Proven | undefined {
+    if (this.#state === 'over') return undefined;
+    this.#received += latin1(bytes);
+    const user = this.#user();
+    if (user === undefined) return undefined;
+    const isProven = this.#state === 'asked' && user !== '';
+    this.#state = 'over';
+    this.#received = '';
+    return isProven ? { user, device: this.#device } : undefined;
+  }
+
+  // The user of the answer; "" when something else has come, nothing while it is not decided.
+  #user(): string | undefined {
+    const text = this.#received;
+    const expected = greeting.slice(0, text.length);
+    if (!text.startsWith(expected)) return '';
+    if (text.length <= greeting.length) return undefined;
+    const bytes = base64Decode(text.slice(greeting.length));
+    const read = latin1(bytes);
+    if (!read.startsWith(answer.slice(0, read.length))) return '';
+    const end = read.indexOf('|', answer.length);
+    if (end < 0) return text.length < mostBytes ? undefined : '';
+    return this.#text(bytes.slice(answer.length, end));
+  }
+
+  #deviceOf(frame: Uint8Array): Device | undefined {
+    const record = this.#text(base64Decode(latin1(frame))).replace(/[\r\n]/g, '');
+    if (!record.startsWith('.+landing|') || record.includes('.+', 2)) return undefined;
+    return record.split('|')[3]?.length === 1 ? 'mobile' : 'desktop';
+  }
+
+  #text(bytes: Uint8Array): string {
+    return this.page ? this.page.fromBytes(bytes) : latin1(bytes);
+  }
+}

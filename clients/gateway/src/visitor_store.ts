@@ -1,0 +1,168 @@
+// Conversations of visitors, a file each: what was said both ways, and which agents may read it.
+//
+//   DIR/web-5f0c2a9e1b7d4433.jsonl    lines of JSON: {"visitor","agents","city"} first and whenever
+//                                     it changes, then a line of the conversation each, and
+//                                     {"taken":id} once the server has a visitor's line
+//   DIR/secret                        proves that an id was given by this gateway
+
+import { createHmac, randomBytes, timingSafeEqual } from 'node:crypto';
+import { appendFileSync, existsSync, mkdirSync, readdirSync, readFileSync, rmSync, statSync, writeFileSync } from 'node:fs';
+import { join } from 'node:path';
+
+export interface VisitorLine {
+  /** Of an answer its Msg_ID; else made here. */
+  readonly id: string;
+  /** The visitor's own mark, by which a line that was sent twice is known. */
+  readonly ref?: string;
+  readonly time: string;
+  /** The visitor's id, or the UserID of the agent. */
+  readonly from: string;
+  readonly text: string;
+  readonly form?: boolean;
+  /** Of a visitor's line: the server has had it. */
+  taken?: boolean;
+}
+
+export interface Conversation {
+  readonly visitor: string;
+  agents: string[];
+  city: string;
+  readonly lines: VisitorLine[];
+}
+
+const idForm = /^web-[0-9a-f]{16}$/;
+const dayMs = 86_400_000;
+
+/** "YYYY-MM-DD hh:mm:ss" in the machine's time zone, as the server writes it. */
+export function localMoment(date: Date): string {
+  const two = (value: number) => String(value).padStart(2, '0');
+  const day = [date.getFullYear(), two(date.getMonth() + 1), two(date.getDate())].join('-');
+  return `${day} ${[date.getHours(), date.getMinutes(), date.getSeconds()].map(two).join(':')}`;
+}
+
+export class VisitorStore {
+  readonly #conversations = new Map<string, Conversation>();
+  readonly #secret: Uint8Array;
+
+  /** Makes the folder where it is missing. Throws when it cannot be read or written. */
+  constructor(
+    private readonly folder: string,
+    private readonly days: number,
+  ) {
+    mkdirSync(folder, { recursive: true });
+    this.#secret = this.#readSecret();
+    this.sweep();
+    for (const file of this.#files()) this.#load(file);
+  }
+
+  /** A new visitor's id and the key that proves it. */
+  invite(): { id: string; key: string } {
+    const id = `web-${randomBytes(8).toString('hex')}`;
+    return { id, key: this.#keyOf(id) };
+  }
+
+  isProven(id: unknown, key: unknown): id is string {
+    if (typeof id !== 'string' || typeof key !== 'string' || !idForm.test(id)) return false;
+    const wanted = Buffer.from(this.#keyOf(id));
+    const given = Buffer.from(key);
+    return wanted.length === given.length && timingSafeEqual(wanted, given);
+  }
+
+  keyOf(id: string): string {
+    return this.#keyOf(id);
+  }
+
+  /** The conversation, begun where there is none; who may read it and where from is brought up to date. */
+  begin(visitor: string, agents: readonly string[], city: string): Conversation {
+    const known = this.#conversations.get(visitor);
+    const all = [...new Set([...(known?.agents ?? []), ...agents])];
+    const isSame = known && known.agents.length === all.length && known.city === city;
+    const conversation = known ?? { visitor, agents: all, city, lines: [] };
+    conversation.agents = all;
+    conversation.city = city;
+    this.#conversations.set(visitor, conversation);
+    if (!isSame) this.#append(visitor, { visitor, agents: all, city });
+    return conversation;
+  }
+
+  find(visitor: string): Conversation | undefined {
+    return this.#conversations.get(visitor);
+  }
+
+  /** Keeps a line. False when it is there already, by its id or its ref. */
+  add(visitor: string, line: VisitorLine): boolean {
+    const conversation = this.#conversations.get(visitor);
+    if (!conversation || this.lineOf(conversation, line)) return false;
+    this.#append(visitor, line);
+    conversation.lines.push(line);
+    return true;
+  }
+
+  /** The server has had a visitor's line. */
+  take(visitor: string, line: VisitorLine): void {
+    line.taken = true;
+    this.#append(visitor, { taken: line.id });
+  }
+
+  lineOf(conversation: Conversation, line: { id?: string; ref?: string }): VisitorLine | undefined {
+    return conversation.lines.find(
+      (each) => each.id === line.id || (line.ref !== undefined && each.ref === line.ref),
+    );
+  }
+
+  all(): Conversation[] {
+    return [...this.#conversations.values()];
+  }
+
+  /** Drops what nobody has written to for too long. */
+  sweep(now = Date.now()): void {
+    for (const file of this.#files()) {
+      if (now - statSync(join(this.folder, file)).mtimeMs <= this.days * dayMs) continue;
+      rmSync(join(this.folder, file), { force: true });
+      this.#conversations.delete(file.slice(0, -'.jsonl'.length));
+    }
+  }
+
+  #files(): string[] {
+    return readdirSync(this.folder).filter((file) => idForm.test(file.replace(/\.jsonl$/, '')) && file.endsWith('.jsonl'));
+  }
+
+  #load(file: string): void {
+    let conversation: Conversation | undefined;
+    for (const text of readFileSync(join(this.folder, file), 'utf8').split('\n')) {
+      const line = parsed(text);
+      if (line?.visitor) {
+        conversation = { visitor: line.visitor, agents: line.agents, city: line.city, lines: conversation?.lines ?? [] };
+      } else if (line?.taken) {
+        const known = conversation?.lines.find((each) => each.id === line.taken);
+        if (known) known.taken = true;
+      } else if (line?.id) {
+        conversation?.lines.push(line);
+      }
+    }
+    if (conversation) this.#conversations.set(conversation.visitor, conversation);
+  }
+
+  #append(visitor: string, value: unknown): void {
+    appendFileSync(join(this.folder, `${visitor}.jsonl`), `${JSON.stringify(value)}\n`);
+  }
+
+  #keyOf(id: string): string {
+    return createHmac('sha256', this.#secret).update(id).digest('hex');
+  }
+
+  #readSecret(): Uint8Array {
+    const file = join(this.folder, 'secret');
+    if (!existsSync(file)) writeFileSync(file, randomBytes(32), { mode: 0o600 });
+    return readFileSync(file);
+  }
+}
+
+// A line that was cut off by a crash is no line.
+function parsed(text: string): any {
+  try {
+    return JSON.parse(text);
+  } catch {
+    return undefined;
+  }
+}

@@ -1,0 +1,145 @@
+import { createServer } from 'node:net';
+import { after, before, test } from 'node:test';
+import assert from 'node:assert/strict';
+import { outgoing } from '@vnq/protocol';
+import { Deployment, sample, until } from './deployment';
+
+let deployment: Deployment;
+before(async () => {
+  deployment = await new Deployment().start();
+});
+after(() => deployment.stop());
+
+test('session: the log-in opens one, and its token dies with it', async () => {
+  const alice = await deployment.login('alice');
+  assert.deepEqual(
+    { ...alice.wire.texts[0], token: undefined },
+    { type: 'session', user: '1', device: 'desktop', token: undefined },
+  );
+  assert.equal((await alice.get('/api/conversations')).status, 200);
+  assert.equal((await deployment.get('/api/conversations')).status, 401);
+  assert.equal((await deployment.get('/api/conversations', { Authorization: 'Bearer x' })).status, 401);
+});
+
+test('session: a wrong password opens none', async () => {
+  const wire = deployment.open('/ws');
+  await wire.saw('.+SuccessfulConnection');
+  wire.send(outgoing.landing({ user: 'alice', password: 'guess' }));
+  await wire.saw('.+LoginFailed');
+  assert.equal((await wire.ended()).code, 1012);
+  assert.deepEqual(wire.texts, []);
+});
+
+test('session: the road without a password opens none', async () => {
+  const wire = deployment.open('/ws');
+  await wire.saw('.+SuccessfulConnection');
+  wire.send('.+phone_log|3|#');
+  wire.send(outgoing.landing({ user: 'alice', password: sample.alice.password }));
+  await wire.saw('.+landing_successful|1|');
+  assert.deepEqual(wire.texts, []);
+});
+
+test('session: a message whose text looks like an answer gives nobody a token', async () => {
+  const forger = deployment.open('/ws');
+  await forger.saw('.+SuccessfulConnection');
+  forger.send('.+customer||web-forger|x|y|#');
+  const ben = await deployment.login('ben');
+  ben.wire.send(`.+message|web-forger|2|.+landing_successful/1|font|F${process.pid}|1|#`.replace('/', '|'));
+  await forger.saw('.+message|2|');
+  forger.send(outgoing.landing({ user: 'carol', password: 'guess' }));
+  await forger.saw('.+LoginFailed');
+  assert.deepEqual(forger.texts, []);
+});
+
+test('session: every byte goes both ways as it is, a frame in one piece', async () => {
+  const reads: Uint8Array[] = [];
+  const echo = createServer((socket) => {
+    socket.on('data', (bytes: Uint8Array) => {
+      reads.push(bytes);
+      socket.write(bytes);
+    });
+  });
+  await new Promise<void>((done) => echo.listen(0, deployment.address, done));
+  const own = new Deployment();
+  await own.startGateway('--server', `${deployment.address}:${(echo.address() as { port: number }).port}`);
+  const wire = own.open('/ws');
+  await wire.opened();
+  const frames = [1, 3, 256, 1400].map((size) => Buffer.from(Array.from({ length: size }, (_, i) => (i * 7) % 256)));
+  for (const [index, frame] of frames.entries()) {
+    wire.ws.send(frame, { binary: true });
+    await until(() => wire.frames.length > index, 'the echo');
+  }
+  assert.deepEqual(reads.map((read) => read.length), [1, 3, 256, 1400]);
+  assert.ok(Buffer.concat(wire.frames).equals(Buffer.concat(frames)));
+  await own.stop();
+  echo.close();
+});
+
+test('session: a text frame from the browser ends it', async () => {
+  const wire = deployment.open('/ws');
+  await wire.opened();
+  wire.say({ type: 'session', user: '1' });
+  assert.equal((await wire.ended()).code, 1008);
+});
+
+test('session: a frame that is too long ends it', async () => {
+  const wire = deployment.open('/ws');
+  await wire.opened();
+  wire.ws.send(Buffer.alloc((1 << 20) + 1), { binary: true });
+  assert.equal((await wire.ended()).code, 1009);
+});
+
+test('session: a page of another site is turned away', async () => {
+  const wire = deployment.open('/ws', { Origin: 'https://evil.example' });
+  assert.equal((await wire.ended()).code, 1006);
+  const own = deployment.open('/ws', { Origin: `http://${deployment.address}:${deployment.port}` });
+  await own.saw('.+SuccessfulConnection');
+});
+
+test('session: other paths are no WebSockets', async () => {
+  assert.equal((await deployment.open('/elsewhere').ended()).code, 1006);
+  assert.equal((await deployment.open('/visitor').ended()).code, 1006);
+});
+
+test('session: a browser that reads nothing holds the server back, not the memory', async () => {
+  const slow = await new Deployment().startWithFakeServer(1 << 25);
+  const wire = slow.open('/ws');
+  await wire.opened();
+  wire.ws.pause();
+  await until(() => slow.fake!.isHeldBack(), 'a server that is held back');
+  assert.ok(slow.fake!.written() < 1 << 25, 'everything was taken from the server');
+  wire.ws.resume();
+  await until(() => wire.frames.reduce((sum, frame) => sum + frame.length, 0) === 1 << 25, 'all bytes');
+  await slow.stop();
+});
+
+test('session: the end of the server closes with 1012, and an absent one with 1013', async () => {
+  const own = await new Deployment().start();
+  const alice = await own.login('alice');
+  await own.endServer('SIGKILL');
+  assert.equal((await alice.wire.ended()).code, 1012);
+  assert.equal((await own.open('/ws').ended()).code, 1013);
+  const health = await own.get('/health');
+  assert.deepEqual([health.status, health.json.server], [503, false]);
+  await own.stop();
+});
+
+test('session: too many from one address are refused with the reason', async () => {
+  const own = await new Deployment().start('--sessions-per-address', '2', '--max-sessions', '3');
+  const wires = [own.open('/ws'), own.open('/ws')];
+  for (const wire of wires) await wire.saw('.+SuccessfulConnection');
+  assert.deepEqual(await own.open('/ws').ended(), { code: 1008, reason: 'too many connections from this address' });
+  wires[0].close();
+  await until(async () => !(await own.get('/metrics')).text.includes('vnq_gateway_sessions 2'), 'a free place');
+  await own.open('/ws').saw('.+SuccessfulConnection');
+  assert.match((await own.get('/metrics')).text, /vnq_gateway_refused_total\{why="address"\} 1/);
+  await own.stop();
+});
+
+test('session: a stop tells browsers to come again', async () => {
+  const own = await new Deployment().start();
+  const alice = await own.login('alice');
+  await own.gateway.stop();
+  assert.equal((await alice.wire.ended()).code, 1001);
+  await own.stop();
+});
