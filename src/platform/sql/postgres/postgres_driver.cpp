@@ -210,8 +210,9 @@ bool PostgresDriver::Connect() {
 // A session that the server has ended meanwhile is replaced at once: nothing was sent in vain. The
 // rest of a transaction that went with it must not run by itself.
 bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
-  // A select is run again anyway, so it needs no look before.
-  const bool isTrusted = StartsWith(statement, "select") && !inTransaction_;
+  // A select by itself is run again anyway, so it needs no look before.
+  const bool isTrusted =
+      StartsWith(statement, "select") && !inTransaction_ && pending_.empty();
   if (session_ && !isTrusted && session_->connection->FoundClosed()) {
     PostgresReply ended;
     ended.outcome = Outcome::kNotSent;
