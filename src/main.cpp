@@ -130,6 +130,7 @@ void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, vnq::Opera
     StopServing(loop, form, stopping);
   } else if (number == SIGHUP) {
     form.ReadKeywordsAgain();
+    form.ReadCertificatesAgain();
   } else if (number == SIGUSR1 && desk != nullptr) {
     desk->LogStatus();
   } else {

@@ -1,6 +1,7 @@
 #include "host/slots/sending.h"
 
 #include "host/host.h"
+#include "host/protection/protection.h"
 #include "support/base64_text.h"
 
 namespace vnq {
@@ -97,6 +98,7 @@ bool SyncWritten(Host& host) {
 void FlushReplies(Host& host) {
   SlotArray& slots = host.SckServer;
   SyncWritten(host);
+  if (host.protection) host.protection->WithholdReceipts();
   for (const SlotIndex slot : slots.AllConnected()) {
     if (host.ReplyBuffer[slot].empty()) continue;
     SendRecord(host, slot, host.ReplyBuffer[slot]);
@@ -106,10 +108,12 @@ void FlushReplies(Host& host) {
 
 void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
                    const Expr& msgId) {
+  const Expr record =
+      Join(kReceiptWord, "|", static_cast<int>(stored), "|", owner, "|", msgId, "|#");
   const size_t begin = host.ReplyBuffer[slot].size();
-  AppendReply(host, slot,
-              Join(kReceiptWord, "|", static_cast<int>(stored), "|", owner, "|", msgId, "|#"));
+  AppendReply(host, slot, record);
   host.unsyncedReceipts.Note(slot, begin, host.ReplyBuffer[slot].size());
+  if (host.protection) host.protection->NoteReceipt(slot, stored, owner, msgId, record);
 }
 
 }  // namespace vnq

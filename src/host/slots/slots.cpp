@@ -51,6 +51,7 @@ SlotIndex SlotArray::Accept(AcceptedSocket request) {
   if (clearsTag_) SetTag(slot, "");
   Slot& entry = slots_[static_cast<size_t>(slot)];
   entry.remoteHostIp = request.remoteIp();
+  entry.connectionNumber = ++connections_;
   entry.acceptedMs = loop_.NowMs();
   TcpConnection::Events events;
   events.onArrival = [this, slot](std::string bytes) {
@@ -137,6 +138,18 @@ void SlotArray::Close(SlotIndex slot) {
   if (entry.connection) entry.connection->Close();
   entry.connection.reset();
   SetState(slot, SocketState::kClosed);
+}
+
+void SlotArray::Lose(SlotIndex slot) {
+  if (!IsConnected(slot)) return;
+  Slot& entry = slots_[static_cast<size_t>(slot)];
+  entry.connection->Close();
+  entry.connection.reset();
+  SetState(slot, SocketState::kClosing);
+}
+
+uint64_t SlotArray::ConnectionNumber(SlotIndex slot) const {
+  return Exists(slot) ? slots_[static_cast<size_t>(slot)].connectionNumber : 0;
 }
 
 SlotIndex SlotArray::FirstConnected(const Expr& tag, SlotIndex except) const {

@@ -148,6 +148,13 @@ class SlotArray {
   /// Makes the slot closed at once; its tag stays. What was sent before still leaves.
   void Close(SlotIndex slot);
 
+  /// Ends the connection as if its peer had gone: the slot keeps its tag and waits for a sweep.
+  void Lose(SlotIndex slot);
+
+  /// A number that no other connection of this array has had; that of the slot's last one where it
+  /// has none now.
+  uint64_t ConnectionNumber(SlotIndex slot) const;
+
   /// The lowest connected slot with exactly this tag, as the walk from 1 upward finds it; `except`
   /// is passed over. kNoSlot without one; a failed tag is skipped, and finds none.
   SlotIndex FirstConnected(const Expr& tag, SlotIndex except = kNoSlot) const;
@@ -162,6 +169,7 @@ class SlotArray {
     std::string remoteHostIp;
     int64_t acceptedMs = 0;
     std::shared_ptr<TcpConnection> connection;
+    uint64_t connectionNumber = 0;
   };
   struct TagHash : std::hash<std::string_view> {
     using is_transparent = void;
@@ -179,6 +187,7 @@ class SlotArray {
   bool clearsTag_;
   std::shared_ptr<ConnectionBudget> budget_;
   OnArrival onArrival_;
+  uint64_t connections_ = 0;     // that there have been
   std::deque<Slot> slots_;       // element 0 is never used
   SlotBits closed_, connected_;  // the slots in these states
   std::unordered_map<std::string, std::set<SlotIndex>, TagHash, std::equal_to<>> byTag_;
