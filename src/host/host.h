@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "host/settings/texts.h"
 #include "host/slots/pending_records.h"
 #include "host/slots/slots.h"
+#include "host/slots/unsynced_receipts.h"
 #include "platform/net/clock.h"
 #include "platform/net/event_loop.h"
 #include "platform/system/paths.h"
@@ -34,6 +36,8 @@ struct HostParts {
   HttpClient& http;
   CommandRunner& commands;
 };
+
+class Protection;
 
 struct Host {
   /// Prepares the database that the folder's settings name; opens no port.
@@ -66,6 +70,7 @@ struct Host {
   SlotArray SckServer6008;  ///< managed endpoints; Tag: the endpoint's WindowsInfo
   PendingRecords PendingRecord;         ///< by main-port slot: a record whose end has not come
   SlotTexts ReplyBuffer;                ///< by main-port slot: records for the next tick of Timer1
+  UnsyncedReceipts unsyncedReceipts;    ///< those in ReplyBuffer that no sync has followed yet
   PendingRecords PendingVisitorRecord;  ///< by 6001 slot: the same for visitor lines
   SlotTable<int32_t> HeartbeatAge;      ///< by 6003 slot: seconds since the sibling was heard
 
@@ -80,6 +85,9 @@ struct Host {
   std::string DefaultFontInfo;
   std::string PushUrl;
   std::string WebSocketResponseTemplate;
+
+  // --- What a deployment lets nobody do ---
+  std::unique_ptr<Protection> protection;  ///< null where every wall is down
 
   // --- Outgoing ---
   OutgoingCalls outgoing;

@@ -5,7 +5,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "host/protection/protection_settings.h"
+#include "host/settings/listener_settings.h"
 #include "platform/sql/sql_driver.h"
 
 namespace vnq {
@@ -31,10 +34,11 @@ struct PlatformSettings {
 
   // [database]
   std::string databaseDriver = "FreeTDS";  ///< of a server database
+  std::string databaseSocket;  ///< folder of a PostgreSQL server's socket; empty: DB_SERVER
   int connectTimeoutS = 5, statementTimeoutS = 10;
   int busyTimeoutMs = 2000;  ///< how long a statement waits for another program's write
   SqlDurability durability = SqlDurability::kReceipt;
-  SqlCommit commit = SqlCommit::kTurn;  ///< of the server on an embedded database
+  SqlCommit commit = SqlCommit::kTurn;  ///< of the server; not of SQL Server
 
   // [drives]
   std::map<std::string, std::string> drives;  ///< folder by upper-case drive letter
@@ -47,6 +51,9 @@ struct PlatformSettings {
 
   // [services]; %s is the service's name
   std::string stopCommand = "systemctl stop %s", startCommand = "systemctl start %s";
+
+  ProtectionSettings protection;            ///< [protection]
+  std::vector<ListenerSettings> listeners;  ///< [listener NAME]
 };
 
 /// What the command line says instead of the file.
