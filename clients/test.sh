@@ -7,6 +7,7 @@
 # esbuild, node-typescript and node-ws, or what `npm ci` has put into node_modules. Writes to clients/.build.
 # The last line is "N passed, N failed".
 set -uo pipefail
+programs=${VNQ_PROGRAMS:+$(realpath "$VNQ_PROGRAMS")}
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
 Fail() {
@@ -15,7 +16,7 @@ Fail() {
   exit 1
 }
 
-programs=$(realpath "${VNQ_PROGRAMS:-../build/release/bin}")
+programs=${programs:-$(realpath ../build/release/bin)}
 [[ -x "$programs/vnq_main_service" && -x "$programs/vnqctl" ]] || Fail "no programs in $programs"
 export VNQ_PROGRAMS=$programs VNQ_CLIENTS=$PWD
 # Where Debian keeps the packages of Node.

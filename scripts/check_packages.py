@@ -22,6 +22,7 @@ PRODUCT = ("vnq_main_service", "vnqctl")
 
 # What runs before the packages are there, or as part of the product, is "run"; what has a list of its own is not asked.
 SCRIPTS_OF = {"run": ["run.sh", "scripts/install_packages.sh", "scripts/building.sh", "scripts/taken_ports.sh"],
+              "web": ["scripts/build_web.sh", "scripts/run_gateway.sh"],
               "full": ["scripts/bare_root.sh", "scripts/browser_tests.sh", "scripts/package.sh",
                        "scripts/check_examples.sh"]}
 
@@ -154,7 +155,7 @@ def programs():
     """(list, program file, script that calls it)"""
     scripts = [file[len(ROOT) + 1:] for file in glob.glob(ROOT + "/*.sh") + glob.glob(ROOT + "/scripts/*.sh")]
     for script in sorted(scripts):
-        if script in SCRIPTS_OF["full"]:
+        if script in SCRIPTS_OF["full"] + SCRIPTS_OF["web"]:
             continue
         kind = "run" if script in SCRIPTS_OF["run"] else "test"
         for word in sorted(called_words(script)):

@@ -15,7 +15,6 @@ import {
   refreshVisitors,
   setStatus,
   showUnconfirmed,
-  titleOf,
 } from './conversations';
 import {
   changeGroup,
@@ -209,7 +208,7 @@ function wordsOf({ about, step, target, userId }: Verify, own: string): string {
     return text ? t(text, other) : '';
   }
   const key = `group_${step}` as Text;
-  return t(key, nameOfPerson(userId), titleOf({ kind: 'group', id: target }, ''));
+  return t(key, nameOfPerson(userId), nameOfGroup(target));
 }
 
 // Broadcasts of presence end where a server has many connections; a look now and then mends that.

@@ -89,6 +89,12 @@ function Status({ line }: { line: Line }) {
   );
 }
 
+function nameOf(line: Line, about: Conversation): string {
+  if (line.isOwn) return t('you');
+  if (line.from === about.id) return titleOf(about);
+  return line.from === '' ? '' : nameOfPerson(line.from);
+}
+
 interface LineViewProps {
   readonly line: Line;
   readonly about: Conversation;
@@ -96,7 +102,7 @@ interface LineViewProps {
 }
 
 function LineView({ line, about, isFirst }: LineViewProps) {
-  const name = line.isOwn ? t('you') : line.from === '' ? '' : nameOfPerson(line.from);
+  const name = nameOf(line, about);
   const mayRetract = line.isOwn && about.kind !== 'visitor' && about.kind !== 'notices' && !retracted.value.has(line.id);
   const kind = `line ${line.isOwn ? 'own' : 'other'} ${isFirst ? 'first' : ''} ${highlighted.value === line.id ? 'found' : ''}`;
   return (
@@ -150,7 +156,7 @@ function Lines({ about }: { about: Conversation }) {
     height.current = element.scrollHeight;
   };
   return (
-    <div class="lines" ref={list} onScroll={onScroll} tabIndex={0} role="log" aria-live="polite" aria-label={t('conversation_with', titleOf(about, t('notices')))}>
+    <div class="lines" ref={list} onScroll={onScroll} tabIndex={0} role="log" aria-live="polite" aria-label={t('conversation_with', titleOf(about))}>
       {hasOlder && (
         <button type="button" class="plain centered" onClick={() => void loadOlder(current.value).catch(() => toast(t('history_unavailable')))}>
           {t('older')}
@@ -250,7 +256,7 @@ function Head({ about, title }: { about: Conversation; title: string }) {
         <Avatar id={id} name={title} kind={kind === 'group' ? 'group' : 'person'} {...(person ? { state: person.state } : {})} />
       )}
       <div class="grow">
-        <h2>{kind === 'visitor' ? `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 8)}` : title}</h2>
+        <h2>{title}</h2>
         <p>{subtitle(about)}</p>
       </div>
       {kind === 'peer' && person && <IconButton icon="nudge" label={t('nudge')} onClick={nudge} />}
@@ -270,7 +276,7 @@ function Head({ about, title }: { about: Conversation; title: string }) {
 export function ConversationView() {
   const key = current.value;
   const about = conversations.value.get(key) ?? conversation(key);
-  const title = titleOf(about, t('notices'));
+  const title = titleOf(about);
   return (
     <section class="conversation" aria-label={t('conversation_with', title)}>
       <Head about={about} title={title} />
