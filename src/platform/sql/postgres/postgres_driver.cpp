@@ -4,6 +4,7 @@
 #include <deque>
 #include <utility>
 
+#include "platform/net/clock.h"
 #include "platform/sql/lock_patience.h"
 #include "platform/sql/postgres/postgres_rows.h"
 #include "platform/sql/postgres/postgres_sessions.h"
@@ -29,6 +30,9 @@ constexpr std::string_view kSyncStatement =
 // request.
 constexpr std::string_view kLockNotHad = "55P03";
 constexpr std::string_view kGivenUp = "57014";
+
+// How long the columns of a table are taken for what they were.
+constexpr int64_t kDescriptionMs = 1000;
 
 // Rows that wait to be sent are kept in memory.
 constexpr size_t kMostPendingRows = 100;
@@ -69,6 +73,15 @@ bool MayHaveWritten(const PostgresReply& reply) {
   return !reads && reply.rowsTouched() != "0";
 }
 
+SqlRows WithoutRows(const PostgresStatement& prepared) {
+  SqlRows rows;
+  rows.columns = prepared.columns;
+  if (!prepared.table) return rows;
+  rows.table = prepared.table->name;
+  rows.identityWidth = prepared.table->identity.size();
+  return rows;
+}
+
 class PostgresDriver final : public SqlDriver {
  public:
   explicit PostgresDriver(ServerDatabaseOptions options)
@@ -79,6 +92,8 @@ class PostgresDriver final : public SqlDriver {
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
+  bool Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
@@ -274,6 +289,7 @@ void PostgresDriver::TakeDescription(const Ran& ran) {
     prepared.columns = std::make_shared<const std::vector<SqlColumn>>(
         ReadPostgresColumns(ran.reply.result.get(), behind, hidden, prepared.shown));
   }
+  prepared.describedMs = MonotonicMs(options_.clock);
   if (prepared.table) rows_.NoteTable(prepared.table);
 }
 
@@ -282,14 +298,24 @@ bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue>
   Ran ran;
   if (!Run(statement, parameters, Use::kRows, ran)) return false;
   TakeDescription(ran);
-  SqlRows read;
-  read.columns = ran.prepared->columns;
-  if (const PostgresTable* table = ran.prepared->table.get()) {
-    read.table = table->name;
-    read.identityWidth = table->identity.size();
-  }
+  SqlRows read = WithoutRows(*ran.prepared);
   ReadPostgresRows(ran.reply.result.get(), ran.prepared->shown, read);
   rows = std::move(read);
+  return true;
+}
+
+// Told from a run that was not long ago. A table that was changed since refuses what does not suit
+// it.
+bool PostgresDriver::Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                              SqlRows& rows) {
+  const int64_t now = MonotonicMs(options_.clock);
+  const bool mayBeKnown = options_.commit == SqlCommit::kTurn && sessions_.current();
+  const PostgresStatement* known =
+      mayBeKnown ? Session().statements.Find(statement, parameters, Use::kRows) : nullptr;
+  if (!known || !known->columns || now - known->describedMs >= kDescriptionMs) {
+    return Query(statement, parameters, rows);
+  }
+  rows = WithoutRows(*known);
   return true;
 }
 
