@@ -194,6 +194,40 @@ TEST_F(PendingRows, ThatWereOnTheirWayWhenTheSessionEndedCountAsUndone) {
   EXPECT_EQ(Stored(), "b");
 }
 
+TEST_F(PendingRows, OfALockedTableWaitOnceForAllOfThem) {
+  options_.busyTimeoutMs = 300;
+  driver_ = OpenPostgres(options_);
+  target_ = Rows("select * from Once");
+  Add("first");
+  Other("begin");
+  Other("lock table Once in exclusive mode");
+  for (int i = 0; i < 20; ++i) Add(std::to_string(i));
+  EXPECT_LT(MsOf([&] { EXPECT_FALSE(driver_->EndTurn()); }), 600);
+  EXPECT_EQ(driver_->TakeUndone(), 20U);
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kLocked);
+  Other("rollback");
+  Add("last");
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Stored(), "first,last");
+}
+
+TEST_F(PendingRows, AreDescribedByARunThatWasNotLongAgo) {
+  MustRun("delete from Once");
+  SqlRows described;
+  ASSERT_TRUE(driver_->Describe("select top 1 * from Once", {}, described));
+  Other("insert into Once values('other',1)");
+  ASSERT_TRUE(driver_->Describe("select top 1 * from Once", {}, described));
+  EXPECT_EQ(described.rowCount(), 0U);
+  EXPECT_EQ(Names(described), (Lines{"name", "age"}));
+  ASSERT_TRUE(driver_->Insert(described, Assigned{{"name", T("a")}})) << driver_->LastError();
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Stored(), "a,other");
+  Other("alter table Once add Note text");
+  clock_.nowMs += 1000;
+  ASSERT_TRUE(driver_->Describe("select top 1 * from Once", {}, described));
+  EXPECT_EQ(Names(described), (Lines{"name", "age", "note"}));
+}
+
 TEST_F(PendingRows, AreManyInOneTurnAndAllThere) {
   const std::string large(10'000, 'x');
   for (int i = 0; i < 500; ++i) ASSERT_TRUE(Add(std::to_string(i) + large));

@@ -1,17 +1,14 @@
-#include <fmt/format.h>
-#include <spdlog/spdlog.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <deque>
 #include <utility>
 
+#include "platform/net/clock.h"
 #include "platform/sql/lock_patience.h"
-#include "platform/sql/postgres/postgres_attempt.h"
 #include "platform/sql/postgres/postgres_rows.h"
-#include "platform/sql/postgres/postgres_statements.h"
+#include "platform/sql/postgres/postgres_sessions.h"
 #include "platform/sql/row_statements.h"
-#include "platform/sql/server_availability.h"
 
 namespace vnq {
 namespace {
@@ -34,23 +31,12 @@ constexpr std::string_view kSyncStatement =
 constexpr std::string_view kLockNotHad = "55P03";
 constexpr std::string_view kGivenUp = "57014";
 
-// The least wait for a lock that the server knows; 0 is without end.
-constexpr int64_t kNoWaitMs = 1;
-
-// How long an attempt to connect may hold the thread, when the server has answered before or was
-// tried in vain: at its beginning, and at each statement that it keeps waiting.
-constexpr int kFirstLookMs = 400;
-constexpr int kLookMs = 2;
+// How long the columns of a table are taken for what they were.
+constexpr int64_t kDescriptionMs = 1000;
 
 // Rows that wait to be sent are kept in memory.
 constexpr size_t kMostPendingRows = 100;
 constexpr size_t kMostPendingBytes = 1 << 20;
-
-std::string NameOf(const ServerDatabaseOptions& options) {
-  return fmt::format("database {} on {}{}{}", options.database,
-                     options.socketFolder.empty() ? options.host : options.socketFolder,
-                     options.port.empty() ? "" : ":", options.port);
-}
 
 // What was prepared is out of date: the server does not know it any more, its columns have changed,
 // or the table under the name is another one now. None of it was run, or only read.
@@ -87,16 +73,27 @@ bool MayHaveWritten(const PostgresReply& reply) {
   return !reads && reply.rowsTouched() != "0";
 }
 
+SqlRows WithoutRows(const PostgresStatement& prepared) {
+  SqlRows rows;
+  rows.columns = prepared.columns;
+  if (!prepared.table) return rows;
+  rows.table = prepared.table->name;
+  rows.identityWidth = prepared.table->identity.size();
+  return rows;
+}
+
 class PostgresDriver final : public SqlDriver {
  public:
   explicit PostgresDriver(ServerDatabaseOptions options)
       : options_(std::move(options)),
-        availability_(NameOf(options_), options_.clock),
+        sessions_(options_),
         patience_(options_.busyTimeoutMs, options_.clock) {}
   ~PostgresDriver() override { PostgresDriver::EndTurn(); }
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
+  bool Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
@@ -109,16 +106,6 @@ class PostgresDriver final : public SqlDriver {
   SqlTrouble LastTrouble() const override { return trouble_; }
 
  private:
-  struct Session {
-    Session(std::unique_ptr<PostgresConnection> opened, const ServerDatabaseOptions& options)
-        : connection(std::move(opened)),
-          statements(*connection, options.exactColumns),
-          lockWaitMs(std::max<int64_t>(kNoWaitMs, options.busyTimeoutMs)) {}
-    std::unique_ptr<PostgresConnection> connection;
-    PostgresStatements statements;
-    int64_t lockWaitMs;  // that the server knows of
-  };
-
   // A statement that was run.
   struct Ran {
     PostgresReply reply;
@@ -134,7 +121,7 @@ class PostgresDriver final : public SqlDriver {
   PostgresDeadline Deadline() const {
     return PostgresDeadline(std::chrono::seconds(options_.statementTimeoutS));
   }
-  bool Connect();
+  PostgresSession& Session() { return *sessions_.current(); }  // when one stands
   bool EnsureSession(std::string_view statement, bool& fresh);
   void LoseSession(const PostgresReply& reply, bool wasWriting, int64_t spentMs);
   bool Run(std::string_view statement, std::span<const SqlValue> parameters, Use use, Ran& ran);
@@ -158,15 +145,12 @@ class PostgresDriver final : public SqlDriver {
             SqlTrouble trouble = SqlTrouble::kNone);
 
   ServerDatabaseOptions options_;
-  ServerAvailability availability_;
+  PostgresSessions sessions_;
   LockPatience patience_;
   std::string wantedLock_;  // the statement that waited for it in vain
-  std::unique_ptr<PostgresAttempt> attempt_;
-  bool hasTried_ = false;  // to connect, since the process began
-  std::unique_ptr<Session> session_;
   std::deque<PendingRow> pending_;
   size_t pendingBytes_ = 0;
-  uint64_t sessions_ = 0, pendingSession_ = 0;  // how many there were, and whose names pending_ has
+  uint64_t pendingSession_ = 0;  // whose names pending_ has
   PostgresRows rows_;
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
@@ -184,45 +168,21 @@ bool PostgresDriver::Fail(std::string_view statement, std::string_view why, SqlT
 
 // --- Sessions ---
 
-// Only the first attempt of all is waited for: who starts has nothing else to do. Later ones go on
-// beside the statements, which fail meanwhile.
-bool PostgresDriver::Connect() {
-  const PostgresDeadline began{std::chrono::milliseconds(0)};
-  const bool isNew = !attempt_;
-  if (isNew) attempt_ = std::make_unique<PostgresAttempt>(options_);
-  const bool isFirst = !std::exchange(hasTried_, true);
-  const int waitMs = isFirst ? options_.connectTimeoutS * 1000 : isNew ? kFirstLookMs : kLookMs;
-  const auto state = attempt_->Advance(waitMs);
-  if (state == PostgresAttempt::State::kPending) {
-    if (isNew) availability_.NoteLost("no answer to the attempt to connect", began.SpentMs());
-    return false;
-  }
-  const auto attempt = std::exchange(attempt_, nullptr);
-  if (state == PostgresAttempt::State::kFailed) {
-    availability_.NoteLost(attempt->error(), began.SpentMs());
-    return false;
-  }
-  session_ = std::make_unique<Session>(attempt->Take(), options_);
-  ++sessions_;
-  return true;
-}
-
 // A session that the server has ended meanwhile is replaced at once: nothing was sent in vain. The
 // rest of a transaction that went with it must not run by itself.
 bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
   // A select by itself is run again anyway, so it needs no look before.
-  const bool isTrusted =
-      StartsWith(statement, "select") && !inTransaction_ && pending_.empty();
-  if (session_ && !isTrusted && session_->connection->FoundClosed()) {
+  const bool isTrusted = StartsWith(statement, "select") && !inTransaction_ && pending_.empty();
+  PostgresSession* session = sessions_.current();
+  if (session && !isTrusted && session->connection->FoundClosed()) {
     PostgresReply ended;
     ended.outcome = Outcome::kNotSent;
     ended.message = inTransaction_ ? "the connection broke within a transaction"
                                    : "the server has ended the session";
     LoseSession(ended, false, 0);
   }
-  fresh = !session_;
-  if (availability_.MayTry() && (session_ || Connect())) return true;
-  return Fail(statement, availability_.why(), SqlTrouble::kUnavailable);
+  fresh = !sessions_.current();
+  return sessions_.Ensure() || Fail(statement, sessions_.why(), SqlTrouble::kUnavailable);
 }
 
 // What was written since the last sync is lost if the server has crashed, and whether it has cannot
@@ -232,13 +192,8 @@ void PostgresDriver::LoseSession(const PostgresReply& reply, bool wasWriting, in
   const bool wasUnsynced = written_ && options_.durability == SqlDurability::kReceipt;
   const bool wasCutOff = wasWriting && reply.outcome == Outcome::kLost;
   mayBeLost_ = mayBeLost_ || wasUnsynced || wasCutOff;
-  session_.reset();
   const bool wasInTransaction = std::exchange(inTransaction_, false);
-  if (reply.isTimeOut || wasInTransaction) {
-    availability_.NoteLost(reply.message, spentMs);
-  } else {
-    spdlog::warn("{}: {}; connecting again", availability_.name(), reply.message);
-  }
+  sessions_.Drop(reply.message, reply.isTimeOut || wasInTransaction, spentMs);
 }
 
 // --- Statements ---
@@ -248,10 +203,10 @@ bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> p
   bool fresh = false;
   if (!EnsureSession(statement, fresh)) return false;
   PostgresDeadline deadline = Deadline();
-  const bool spoilt = session_->connection->TransactionFailed();
+  const bool spoilt = Session().connection->TransactionFailed();
   if (!RunBehindPending(statement, parameters, use, deadline, ran)) {
     EndTurn();
-    if (!session_ && !EnsureSession(statement, fresh)) return false;
+    if (!sessions_.current() && !EnsureSession(statement, fresh)) return false;
     RunOnce(statement, parameters, use, deadline, ran);
   }
   const bool reads = StartsWith(statement, "select");
@@ -276,22 +231,22 @@ void PostgresDriver::RunOnce(std::string_view statement, std::span<const SqlValu
   if (!ran.reply.done()) return;
   for (bool anew : {false, true}) {
     ran.reply =
-        session_->statements.Prepare(statement, parameters, use, anew, deadline, ran.prepared);
+        Session().statements.Prepare(statement, parameters, use, anew, deadline, ran.prepared);
     if (!ran.reply.done()) return;
     PostgresParameters values(parameters);
-    ran.reply = session_->connection->RunPrepared(ran.prepared->name, values, deadline);
-    bool spoilt = session_->connection->TransactionFailed();
+    ran.reply = Session().connection->RunPrepared(ran.prepared->name, values, deadline);
+    bool spoilt = Session().connection->TransactionFailed();
     if (spoilt || !IsOutOfDate(ran.reply, *ran.prepared)) return;
   }
 }
 
 // Has the server wait for locks as long as it may now. A transaction keeps what it began with.
 PostgresReply PostgresDriver::TellLockWait(const PostgresDeadline& deadline) {
-  const int64_t waitMs = std::max(kNoWaitMs, patience_.WaitMs());
-  if (waitMs == session_->lockWaitMs || inTransaction_) return {};
+  const int64_t waitMs = std::max(PostgresSession::kNoWaitMs, patience_.WaitMs());
+  if (waitMs == Session().lockWaitMs || inTransaction_) return {};
   PostgresReply reply =
-      session_->connection->Run("set lock_timeout=" + std::to_string(waitMs), deadline);
-  if (reply.done()) session_->lockWaitMs = waitMs;
+      Session().connection->Run("set lock_timeout=" + std::to_string(waitMs), deadline);
+  if (reply.done()) Session().lockWaitMs = waitMs;
   return reply;
 }
 
@@ -304,11 +259,10 @@ bool PostgresDriver::Conclude(std::string_view statement, Use use, const Postgre
     LoseSession(reply, !StartsWith(statement, "select"), deadline.SpentMs());
     return Fail(statement, why, SqlTrouble::kUnavailable);
   }
-  inTransaction_ = session_->connection->InTransaction();
+  inTransaction_ = Session().connection->InTransaction();
   NoteTimeOut(statement, reply, deadline.SpentMs());
-  if (!reply.done()) return Fail(statement, why, TroubleOf(reply.sqlState, use));
-  availability_.NoteWorking();
-  return true;
+  if (reply.sqlState != kGivenUp) sessions_.NoteWorking();
+  return reply.done() || Fail(statement, why, TroubleOf(reply.sqlState, use));
 }
 
 // A wait in vain for a lock stops the waiting, and nothing else; a statement that was given up for
@@ -319,7 +273,7 @@ void PostgresDriver::NoteTimeOut(std::string_view statement, const PostgresReply
     patience_.NoteVain();
     wantedLock_ = statement;
   } else if (reply.sqlState == kGivenUp && spentMs >= ServerAvailability::kBackOffMs / 2) {
-    availability_.NoteLost(reply.message, spentMs);
+    sessions_.Pause(reply.message, spentMs);
   } else if (!wantedLock_.empty() && reply.done() && statement == wantedLock_) {
     patience_.NoteHad();
     wantedLock_.clear();
@@ -335,6 +289,7 @@ void PostgresDriver::TakeDescription(const Ran& ran) {
     prepared.columns = std::make_shared<const std::vector<SqlColumn>>(
         ReadPostgresColumns(ran.reply.result.get(), behind, hidden, prepared.shown));
   }
+  prepared.describedMs = MonotonicMs(options_.clock);
   if (prepared.table) rows_.NoteTable(prepared.table);
 }
 
@@ -343,14 +298,24 @@ bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue>
   Ran ran;
   if (!Run(statement, parameters, Use::kRows, ran)) return false;
   TakeDescription(ran);
-  SqlRows read;
-  read.columns = ran.prepared->columns;
-  if (const PostgresTable* table = ran.prepared->table.get()) {
-    read.table = table->name;
-    read.identityWidth = table->identity.size();
-  }
+  SqlRows read = WithoutRows(*ran.prepared);
   ReadPostgresRows(ran.reply.result.get(), ran.prepared->shown, read);
   rows = std::move(read);
+  return true;
+}
+
+// Told from a run that was not long ago. A table that was changed since refuses what does not suit
+// it.
+bool PostgresDriver::Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                              SqlRows& rows) {
+  const int64_t now = MonotonicMs(options_.clock);
+  const bool mayBeKnown = options_.commit == SqlCommit::kTurn && sessions_.current();
+  const PostgresStatement* known =
+      mayBeKnown ? Session().statements.Find(statement, parameters, Use::kRows) : nullptr;
+  if (!known || !known->columns || now - known->describedMs >= kDescriptionMs) {
+    return Query(statement, parameters, rows);
+  }
+  rows = WithoutRows(*known);
   return true;
 }
 
@@ -364,7 +329,8 @@ bool PostgresDriver::Execute(std::string_view statement, std::span<const SqlValu
 bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
   RowStatement insert = InsertStatement(target.table, values, kWriting);
-  const bool mayWait = options_.commit == SqlCommit::kTurn && session_ && !inTransaction_;
+  const bool mayWait =
+      options_.commit == SqlCommit::kTurn && sessions_.current() && !inTransaction_;
   if (mayWait && Defer(insert)) return true;
   Ran ran;
   return Run(insert.text, insert.parameters, Use::kOwn, ran);
@@ -373,10 +339,10 @@ bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment
 // False where the row cannot wait: its statement is not prepared yet.
 bool PostgresDriver::Defer(RowStatement& insert) {
   const PostgresStatement* known =
-      session_->statements.Find(insert.text, insert.parameters, Use::kOwn);
+      Session().statements.Find(insert.text, insert.parameters, Use::kOwn);
   if (!known || known->name.empty()) return false;
-  if (!pending_.empty() && pendingSession_ != sessions_) return false;
-  pendingSession_ = sessions_;
+  if (!pending_.empty() && pendingSession_ != Session().number) return false;
+  pendingSession_ = Session().number;
   for (const SqlValue& value : insert.parameters) pendingBytes_ += value.text.size();
   pending_.push_back({std::move(insert), known->name});
   if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) EndTurn();
@@ -388,8 +354,8 @@ bool PostgresDriver::Defer(RowStatement& insert) {
 bool PostgresDriver::RunBehindPending(std::string_view statement,
                                       std::span<const SqlValue> parameters, Use use,
                                       const PostgresDeadline& deadline, Ran& ran) {
-  if (pending_.empty() || pendingSession_ != sessions_ || use != Use::kRows) return false;
-  PostgresStatement* known = session_->statements.Find(statement, parameters, use);
+  if (pending_.empty() || pendingSession_ != Session().number || use != Use::kRows) return false;
+  PostgresStatement* known = Session().statements.Find(statement, parameters, use);
   if (!known || known->name.empty() || !StartsWith(statement, "select")) return false;
   ran.reply = TellLockWait(deadline);
   if (ran.reply.broken()) return true;
@@ -407,7 +373,7 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
   pendingBytes_ = 0;
   std::vector<PostgresCall> calls;
   for (const PendingRow& row : pending) calls.push_back({row.name, row.insert.parameters});
-  PostgresReply added = session_->connection->RunGroup(calls, then, deadline, reply);
+  PostgresReply added = Session().connection->RunGroup(calls, then, deadline, reply);
   if (added.broken()) {
     undone_ += pending.size();
     mayBeLost_ = true;
@@ -416,6 +382,7 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
   }
   written_ = written_ || added.done();
   if (added.done()) return then != nullptr;
+  NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
   AddPendingSingly(pending);
   return false;
 }
@@ -434,7 +401,7 @@ bool PostgresDriver::EndTurn() {
   const std::string first = pending_.front().insert.text;
   const PostgresDeadline deadline = Deadline();
   bool fresh = false;
-  if (!EnsureSession(first, fresh) || pendingSession_ != sessions_) {
+  if (!EnsureSession(first, fresh) || pendingSession_ != Session().number) {
     AddPendingSingly(std::exchange(pending_, {}));  // nothing of them was sent
     return undone_ == undoneBefore;
   }
@@ -492,7 +459,7 @@ PostgresIdentity PostgresDriver::FindAgain(const PostgresTable& table, const Sql
                                            size_t row) {
   if (inTransaction_) return {};
   std::vector<std::string> columns;
-  session_->statements.ReadIndexedColumns(table.number, Deadline(), columns);
+  Session().statements.ReadIndexedColumns(table.number, Deadline(), columns);
   std::vector<SqlValue> values;
   const std::string select = SelectByColumns(table, columns, rows, row, values);
   Ran ran;

@@ -28,6 +28,7 @@ struct PostgresStatement {
   std::string name;  ///< on the server; empty for one that is overwritten by the next such
   std::shared_ptr<const std::vector<SqlColumn>> columns;  ///< null until it was run
   std::vector<int> shown;                                 ///< by column, where it is in the results
+  int64_t describedMs = 0;                                ///< when `columns` was last seen to be so
   bool showsRowColumn = false;                            ///< its text names kSqlRowColumn
   std::shared_ptr<const PostgresTable> table;  ///< null when its rows are for reading only; else
                                                ///< the identity is at the end of its columns

@@ -294,7 +294,7 @@ bool SqliteDriver::JoinAsWriter(int64_t nowMs) {
   if (turn_->IsWriting()) return turn_->Join(true, nowMs);
   sqlite3_busy_timeout(connection_->handle(), 0);
   expectsWrites_ = turn_->Join(true, nowMs);
-  sqlite3_busy_timeout(connection_->handle(), impatient_ ? 0 : options_.busyTimeoutMs);
+  sqlite3_busy_timeout(connection_->handle(), static_cast<int>(lockWaitMs_));
   return expectsWrites_;
 }
 
