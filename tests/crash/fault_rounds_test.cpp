@@ -36,6 +36,7 @@ class FaultRounds : public ::testing::Test {
     server->AddUser("2");
     ann = std::make_unique<TestClient>(server->Online("1"));
     ben = std::make_unique<TestClient>(server->Online("2"));
+    server->Tick();  // what was written so far is synced
     said = std::make_unique<SaidLines>();
   }
   void TearDown() override {

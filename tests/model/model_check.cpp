@@ -121,7 +121,7 @@ std::string Missing(const Lines& lines, const Lines& others) {
 
 TestServerOptions ModelCheck::Options() {
   TestServerOptions options;
-  options.settings = DefaultSettings("control_computer=1\n") + "[message_push]\ninterval_time=0\n";
+  options.settings = DefaultSettings("control_computer=1\n") + "[message_push]\ninterval_time=30\n";
   options.versionFile = "7|8";
   options.sql = kRows;
   return options;

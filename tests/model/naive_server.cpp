@@ -289,6 +289,7 @@ void NaiveServer::SweepLost() {
 void NaiveServer::Second(const LocalTime& now) {
   around_.now = now;
   if (++seconds_ % 20 == 0) SweepLost();
+  if (seconds_ % 30 == 0) pushes_.clear();  // they were sent
   for (int slot = 1; slot <= Highest(); ++slot) {
     if (!On(slot)) continue;
     Send(slot, At(slot).reply);
