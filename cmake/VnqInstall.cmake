@@ -67,7 +67,7 @@ endif()
 
 # The documents lie as they are linked to one another.
 set(docs ${CMAKE_INSTALL_DATAROOTDIR}/doc/vnq-main-service)
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${docs} COMPONENT server)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${docs} COMPONENT server)
 install(DIRECTORY docs examples DESTINATION ${docs} COMPONENT server)
 install(FILES clients/README.md DESTINATION ${docs}/clients COMPONENT server)
 install(FILES clients/gateway/API.md clients/gateway/README.md DESTINATION ${docs}/clients/gateway COMPONENT server)

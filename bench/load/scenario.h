@@ -21,8 +21,9 @@ struct LoadContext {
   Poller& poller;
   const AnsiText& ansi;
   in_addr server;
+  const TlsClient* tls;  ///< for clients of the main port; null: in clear
 
-  sockaddr_in Address(uint16_t port) const;
+  LoadTarget Target(uint16_t port) const;
 };
 
 inline constexpr uint16_t kMainPort = 6004;
@@ -61,6 +62,7 @@ class Scenario {
 
 std::unique_ptr<Scenario> MakePeerScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeGroupScenario(LoadContext& context);
+std::unique_ptr<Scenario> MakeNoticeScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeLoginScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeBroadcastScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeIdleScenario(LoadContext& context);

@@ -39,7 +39,7 @@ class Session {
   Session(Poller& poller, const AnsiText& ansi, size_t account);
 
   /// Connects, and logs in unless `onlyConnect`; kReady then, or kFailed with failure().
-  void Begin(const sockaddr_in& server, bool onlyConnect);
+  void Begin(const LoadTarget& server, bool onlyConnect);
 
   /// Says good-bye; the server closes.
   void Leave();
@@ -53,6 +53,8 @@ class Session {
   void SetOnStep(std::function<void(Session&)> onStep) { onStep_ = std::move(onStep); }
 
   void Send(std::string_view record) { client_.SendRecord(record); }
+  /// The same in one text, however long it is.
+  void SendWhole(std::string_view record) { client_.SendWholeRecord(record); }
   bool Flush() { return client_.Flush(); }
   bool HasUnsent() const { return client_.HasUnsent(); }
 
@@ -81,7 +83,7 @@ using Sessions = std::vector<std::unique_ptr<Session>>;
 
 /// Brings sessions up, a few at a time. False, with the reason in `error`, when one fails or not
 /// all are ready within two minutes.
-bool BringUp(Poller& poller, const sockaddr_in& server, const Sessions& sessions, bool onlyConnect,
+bool BringUp(Poller& poller, const LoadTarget& server, const Sessions& sessions, bool onlyConnect,
              std::string& error);
 
 }  // namespace vnq::bench

@@ -1,12 +1,14 @@
 #include "host/host.h"
 
 #include "host/database/open_database.h"
+#include "host/protection/protection.h"
 
 namespace vnq {
 namespace {
 
 OutgoingSettings OutgoingOf(const ProgramFolder& folder) {
-  return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand};
+  return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand,
+          !folder.platform.protection.restartInBackground};
 }
 
 size_t Bytes(int megabytes) {
@@ -46,6 +48,7 @@ Host::Host(HostParts parts)
       PendingVisitorRecord(loop, RecordLimitsOf(platform.limits)),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)),
       PushQueue(loop, Bytes(platform.limits.pushMb)) {
+  protection = Protection::Of(*this);
   ConnectionString = vnq::ConnectionString(settings, AppPath);
   loop.SetSettle(
       [this, &strings = parts.folder.strings] {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,8 @@ struct HostParts {
   HttpClient& http;
   CommandRunner& commands;
 };
+
+class Protection;
 
 struct Host {
   /// Prepares the database that the folder's settings name; opens no port.
@@ -80,6 +83,9 @@ struct Host {
   std::string DefaultFontInfo;
   std::string PushUrl;
   std::string WebSocketResponseTemplate;
+
+  // --- What a deployment lets nobody do ---
+  std::unique_ptr<Protection> protection;  ///< null where every wall is down
 
   // --- Outgoing ---
   OutgoingCalls outgoing;

@@ -49,6 +49,10 @@ std::string IndexForm::Readiness() {
   const size_t all = PortTable().size();
   std::string line = fmt::format("{} of {} ports", all - unbound.size(), all);
   if (!unbound.empty()) line += fmt::format(" (without {})", fmt::join(unbound, ", "));
+  const std::vector<std::string> closed = ports_.extra().Closed();
+  const size_t extra = ports_.extra().Count();
+  if (extra > 0) line += fmt::format(", {} of {} listeners", extra - closed.size(), extra);
+  if (!closed.empty()) line += fmt::format(" (without {})", fmt::join(closed, ", "));
   return line + (DatabaseAnswers(host_) ? ", database usable" : ", database not usable");
 }
 

@@ -12,6 +12,7 @@
 #include "host/host.h"
 #include "host/slots/dispatcher.h"
 #include "platform/net/tcp.h"
+#include "server/extra_listeners.h"
 
 namespace vnq {
 
@@ -47,7 +48,7 @@ class Ports {
   /// Ties each port's reads to its commands; opens nothing.
   explicit Ports(Host& host);
 
-  /// Opens the listeners. A port that cannot be bound stays silent, and a line says why.
+  /// Opens the ports' listeners, then the deployment's. One that cannot be bound is said and silent.
   void Load();
 
   /// Takes leave of the connected slots and closes them and the listener, port by port. Runs as a
@@ -65,6 +66,9 @@ class Ports {
 
   const Dispatcher& DispatcherOf(uint16_t number);
 
+  /// The listeners beside those of the ports.
+  ExtraListeners& extra() { return extra_; }
+
  private:
   struct Port {
     Port(const PortRow& portRow, EventLoop& loop, RepeatedWarning& starved)
@@ -78,6 +82,7 @@ class Ports {
   };
 
   Port& Find(uint16_t number);
+  TcpListener::OnRequest RequestsOf(Port& port);
   void Listen(Port& port);
   void Read(Port& port, SlotIndex slot, std::string bytes);
   void TakeLeave(const PortRow& row, SlotIndex slot);
@@ -86,6 +91,7 @@ class Ports {
   Host& host_;
   RepeatedWarning starved_;
   std::deque<Port> ports_;
+  ExtraListeners extra_;
 };
 
 }  // namespace vnq

@@ -1,5 +1,8 @@
 // Login: from a bare connection to a tagged slot. By name and password, or of a phone that is
 // already known.
+#include <spdlog/spdlog.h>
+
+#include "host/protection/protection.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/sending.h"
@@ -33,9 +36,41 @@ void CloseSlot(Host& host, SlotIndex slot) {
   host.SckServer.SetTag(slot, "");
 }
 
+// A name as a peer gave it, which must not look like a line of the log.
+std::string Printable(const Expr& name) {
+  std::string text = OrEmpty(name).substr(0, 64);
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
+  }
+  return text;
+}
+
+// The words up to the address stay as they are: programs look for them.
+void SayRefused(Host& host, SlotIndex slot, const Fields& fields, std::string_view why) {
+  spdlog::warn("log-in refused from {}: {}: {}", host.SckServer.RemoteHostIP(slot), why,
+               Printable(fields[1]));
+}
+
 void Refuse(Host& host, SlotIndex slot, std::string_view record) {
   TellSlot(host, slot, record);
   CloseSlot(host, slot);
+}
+
+StoredPasswords* HashedPasswords(Host& host) {
+  return host.protection ? host.protection->passwords() : nullptr;
+}
+
+// False when the slot has lost the connection meanwhile. Yields: yes, where passwords are stored as
+// hashes.
+bool OpenUser(Host& host, Cursor& row, const Fields& fields, SlotIndex slot) {
+  StoredPasswords* const passwords = HashedPasswords(host);
+  if (passwords == nullptr) {
+    row.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+    return true;
+  }
+  const uint64_t connection = host.SckServer.ConnectionNumber(slot);
+  passwords->OpenUser(row, fields[1], Trim(fields[2]));
+  return host.SckServer.ConnectionNumber(slot) == connection;
 }
 
 Person ReadPerson(const Cursor& row, const Fields& fields) {
@@ -135,7 +170,11 @@ bool IsDesktopForm(const Fields& fields) {
 
 void RecordLogin(Host& host, const Fields& fields, const Person& person, const std::string& ip) {
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+  if (HashedPasswords(host) != nullptr) {
+    Adodc1.Open(Sql("Select * from Users_ID where UserID='?'", person.UserID));
+  } else {
+    Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+  }
   if (Adodc1.RecordCount() < 1) return;
   Adodc1.Set("LoginTime", host.clock.Now().DateAndTime());
   if (IsMobileForm(fields)) {
@@ -155,6 +194,20 @@ void RecordLogin(Host& host, const Fields& fields, const Person& person, const s
   Adodc1.Update();
 }
 
+// A wrong name or password, which the walls may have answered late.
+void RefusePassword(Host& host, const Fields& fields, const std::string& ip, SlotIndex slot) {
+  if (host.protection && !host.protection->WaitsAsFailed(fields[1], ip, slot)) return;
+  Refuse(host, slot, ".+LoginFailed|#");
+}
+
+void NoteRightPassword(Host& host, const Fields& fields, const Expr& storedPassword,
+                       const std::string& userId, const std::string& ip) {
+  if (!host.protection) return;
+  host.protection->LoginSucceeded(fields[1], ip);
+  StoredPasswords* const passwords = host.protection->passwords();
+  if (passwords != nullptr) passwords->HashInPlace(userId, storedPassword);
+}
+
 }  // namespace
 
 void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
@@ -163,16 +216,27 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
   if (!Is(fields[6], "#")) {
     const auto version = ToInt32(fields[6]);
     if (version && *version < host.MinClientVersion) {
+      SayRefused(host, slot, fields, "the client is too old");
       return Refuse(host, slot, ".+UpgradedVersion|#");
     }
   }
 
+  if (host.protection && !host.protection->BeginsLogin(fields[1], ip)) {
+    return Refuse(host, slot, ".+LoginFailed|#");
+  }
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
-  if (Adodc1.RecordCount() < 1) return Refuse(host, slot, ".+LoginFailed|#");
+  if (!OpenUser(host, Adodc1, fields, slot)) return;
+  if (Adodc1.RecordCount() < 1) {
+    SayRefused(host, slot, fields, "no such name and password");
+    return RefusePassword(host, fields, ip, slot);
+  }
   const auto userState = ToInt16(Adodc1["UserState"]);
-  if (userState && *userState == 0) return Refuse(host, slot, ".+ProhibitLanding|#");
+  if (userState && *userState == 0) {
+    SayRefused(host, slot, fields, "the account is disabled");
+    return Refuse(host, slot, ".+ProhibitLanding|#");
+  }
   const Person person = ReadPerson(Adodc1, fields);
+  NoteRightPassword(host, fields, Adodc1["UserPaws"], person.UserID, ip);
   const std::string tag = IsMobileForm(fields) ? person.UserID + "m" : person.UserID;
   Adodc1.Close();
 
@@ -181,6 +245,7 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
   if (!EndOtherSession(host, fields, person, tag, slot)) return;
   const std::string permissions = PermissionList(host, person.UserID);
   if (!Admitted(permissions, person, fields[4], ip)) {
+    SayRefused(host, slot, fields, "the roles admit neither this address nor this machine");
     // Kept: this one record has no closing "|#".
     return Refuse(host, slot, ".+landing_restrictions");
   }
@@ -191,6 +256,7 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
            Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions, "|",
                 host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
   slots.SetTag(slot, tag);
+  spdlog::info("log-in of user {} from {}: {}", person.UserID, ip, Printable(fields[1]));
 }
 
 void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string&) {

@@ -1,13 +1,14 @@
-// What peers can have the server hold and do is bounded: bytes that they do not take, bytes that they
-// send, records that they do not end, and the turns of others that their work takes.
+// What peers can have the server hold and do is bounded: bytes that they do not take, bytes that
+// they send, records that they do not end, and the turns of others that their work takes.
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <new>
 
 #include "host/slots/dispatcher.h"
 #include "host/slots/sending.h"
-#include "server/timers.h"
+#include "support/base64_text.h"
 #include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
@@ -167,7 +168,7 @@ TEST_F(InputBound, ConnectionsThatSendWithoutEndAreLeftUnread) {
 }
 
 TEST_F(InputBound, ARecordWithoutAnEndIsDroppedAtItsLongest) {
-  server.AddUser("2");
+  server.AddUser("1");
   TestClient client = server.Connect();
   PendingRecords& pending = server.host().PendingRecord;
   client.Send(".+message|2|1|");
@@ -196,7 +197,7 @@ TEST_F(InputBound, OfManyRecordsWithoutAnEndTheLongestIsDropped) {
   EXPECT_EQ(pending[2].size(), 14 + 7 * kText);
 }
 
-TEST_F(Bounds, ARecordOfNothingButSeparatorsTakesLittleMoreThanItsLength) {
+TEST_F(Bounds, ARecordOfNothingButSeparatorsHasAnElementForEach) {
   const std::string record(360'000, '|');
   const Fields fields = Fields::Split(record);
   EXPECT_EQ(fields.size(), record.size() + 1);
@@ -209,7 +210,7 @@ TEST_F(Bounds, AReadOfManyRecordsLetsOthersRunInBetween) {
   TestClient sender = server.Connect();
   TestClient other = server.Connect();
   std::string records;
-  for (int i = 0; i < 5000; ++i) records += ".+reply_transmission|1|nobody|2|#";
+  for (int i = 0; i < 1000; ++i) records += ".+reply_transmission|1|nobody|2|#";
   sender.SendQuietly(records);
   other.SendQuietly(".+y|#");
   const auto& row = *server.ClientDispatcher().Find(".+reply_transmission");
@@ -219,9 +220,9 @@ TEST_F(Bounds, AReadOfManyRecordsLetsOthersRunInBetween) {
     answer = other.ReceiveNow();
   }
   EXPECT_EQ(answer, Base64EncodeText(server.page(), ".+y|#"));
-  EXPECT_LT(server.ClientDispatcher().CountersOf(row).calls, 1000u);
+  EXPECT_LT(server.ClientDispatcher().CountersOf(row).calls, 500u);
   server.Pump();
-  EXPECT_EQ(server.ClientDispatcher().CountersOf(row).calls, 5000u);
+  EXPECT_EQ(server.ClientDispatcher().CountersOf(row).calls, 1000u);
 }
 
 TEST_F(Bounds, TheMoreHandlersGoRoundTheShorterIsATurn) {
@@ -233,17 +234,18 @@ TEST_F(Bounds, TheMoreHandlersGoRoundTheShorterIsATurn) {
 
 TEST_F(Bounds, TheNextReadOfTheSameConnectionWaitsForTheWholeOfTheFirst) {
   TestClient sender = server.Connect();
-  TestClient target = server.Online("1");
-  std::string records, relayed;
+  std::string records;
+  Lines users;
   for (int i = 0; i < 200; ++i) {
-    records += ".+reply_transmission|" + std::to_string(i) + "|1|a|#";
-    relayed += ".+reply_transmission|" + std::to_string(i) + "|a|#";
+    records += ".+delete_bulletin|" + std::to_string(i) + "|a|#";
+    users.push_back(std::to_string(i));
   }
+  users.push_back("last");
   sender.SendQuietly(records);
   server.loop().Turn(0);
-  sender.SendQuietly(".+reply_transmission|last|1|a|#");
+  sender.SendQuietly(".+delete_bulletin|last|a|#");
   sender.Close();
-  EXPECT_EQ(target.Receive(), relayed + ".+reply_transmission|last|a|#");
+  EXPECT_EQ(server.Rows("select UserID from ServerLog order by rowid"), users);
   EXPECT_EQ(server.State(1), SocketState::kClosing);
 }
 
@@ -289,7 +291,7 @@ TEST_F(Bounds, AfterAStormCommandsVisitConnectedSlotsOnly) {
     client.SendQuietly(record);
     EXPECT_LT(TurnsOf(server), 30) << record;
   }
-  EXPECT_EQ(other.Receive(), ".+new_is_offline|9|#");
+  EXPECT_TRUE(other.Receive().starts_with(".+new_is_offline|9|#"));
 }
 
 TEST_F(Bounds, AfterAStormLandingAgainGivesNoTurnForEachClosedSlot) {

@@ -96,6 +96,10 @@ class Database {
   /// True while EndTurn may have something to commit.
   bool OwesCommit() const { return driver_->OwesCommit(); }
 
+  /// Says that the statements to come will write, so that a transaction that they share can be
+  /// begun for it at once. Only a hint, good until EndTurn.
+  void ExpectWrites() { driver_->ExpectWrites(); }
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
   void Close();
@@ -110,6 +114,7 @@ class Database {
  private:
   friend class Cursor;
   bool Query(const Statement& statement, SqlRows& rows);
+  bool Describe(const Statement& statement, SqlRows& rows);
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values);
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values);
   bool DeleteRow(const SqlRows& rows, size_t row);
@@ -133,6 +138,9 @@ class Cursor {
 
   /// Runs the query and stands on the first row. Whatever was open before is closed first.
   bool Open(const Statement& statement);
+
+  /// The same for new rows alone: which rows the query has does not matter, and it may show none.
+  bool OpenForNewRows(const Statement& statement);
   void Close();
 
   bool IsOpen() const { return open_; }

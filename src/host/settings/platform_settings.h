@@ -5,7 +5,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "host/protection/protection_settings.h"
+#include "host/settings/listener_settings.h"
 #include "platform/sql/sql_driver.h"
 
 namespace vnq {
@@ -47,6 +50,9 @@ struct PlatformSettings {
 
   // [services]; %s is the service's name
   std::string stopCommand = "systemctl stop %s", startCommand = "systemctl start %s";
+
+  ProtectionSettings protection;            ///< [protection]
+  std::vector<ListenerSettings> listeners;  ///< [listener NAME]
 };
 
 /// What the command line says instead of the file.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "host/protection/protection.h"
 #include "host/slots/records.h"
 #include "host/values/skipped.h"
 
@@ -89,12 +90,14 @@ void Dispatcher::Run(Host& host, const std::string& text, SlotIndex slot,
 
 void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
                            const std::string& remoteIp) {
+  if (host.protection && !host.protection->AdmitsRecord(text.size(), remoteIp)) return;
   Fields fields = Fields::Split(text);
   const CommandRow* row = Find(fields[0]);
   if (row == nullptr) {
     CarryOver(host, text, slot, remoteIp);
     return;
   }
+  if (!Admits(host, *row, fields, slot, remoteIp)) return;
   if (row->needsHash && !text.ends_with('#')) {
     (host.*pending_).Set(slot, text);
   } else {
@@ -110,10 +113,13 @@ void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
   if (pending_ == nullptr || (host.*pending_)[slot].empty()) return;
   (host.*pending_).Append(slot, text);
   const std::string& pending = (host.*pending_)[slot];
+  if (host.protection && !host.protection->AdmitsRecord(pending.size(), remoteIp)) {
+    return (host.*pending_).Clear(slot);
+  }
   if (!pending.ends_with('#')) return;
   Fields fields = Fields::Split(pending);
   const CommandRow* row = Find(fields[0]);
-  if (row != nullptr && row->needsHash) {
+  if (row != nullptr && row->needsHash && Admits(host, *row, fields, slot, remoteIp)) {
     RunCommand(host, *row, fields, slot, remoteIp);
     if (WantsReceiptAfterCarryOver(*row, fields))
       AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
@@ -121,9 +127,16 @@ void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
   (host.*pending_).Clear(slot);
 }
 
+bool Dispatcher::Admits(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot,
+                        const std::string& remoteIp) const {
+  return !host.protection ||
+         host.protection->AdmitsCommand(row.word, row.needs, fields, slot, remoteIp);
+}
+
 void Dispatcher::RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slot,
                             const std::string& remoteIp) {
   const uint64_t skippedBefore = SkippedStatements();
+  if (!row.writes.empty()) host.database.ExpectWrites();
   host.loop.NameHandler(row.word);
   row.handler(host, fields, slot, remoteIp);
   CommandCounters& counters = counters_[static_cast<size_t>(&row - commands_.data())];

@@ -1,6 +1,7 @@
 #include "host/slots/sending.h"
 
 #include "host/host.h"
+#include "host/protection/protection.h"
 #include "support/base64_text.h"
 
 namespace vnq {
@@ -86,6 +87,7 @@ void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
 
 void FlushReplies(Host& host) {
   SlotArray& slots = host.SckServer;
+  if (host.protection) host.protection->WithholdReceipts();
   host.database.SyncCommitted();
   for (const SlotIndex slot : slots.AllConnected()) {
     if (host.ReplyBuffer[slot].empty()) continue;
@@ -96,7 +98,9 @@ void FlushReplies(Host& host) {
 
 void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
                    const Expr& msgId) {
-  AppendReply(host, slot, Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#"));
+  const Expr record = Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#");
+  AppendReply(host, slot, record);
+  if (host.protection) host.protection->NoteReceipt(slot, stored, owner, msgId, record);
 }
 
 }  // namespace vnq

@@ -11,10 +11,10 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "host/slots/slot_bits.h"
 #include "host/values/expr.h"
@@ -148,6 +148,13 @@ class SlotArray {
   /// Makes the slot closed at once; its tag stays. What was sent before still leaves.
   void Close(SlotIndex slot);
 
+  /// Ends the connection as if its peer had gone: the slot keeps its tag and waits for a sweep.
+  void Lose(SlotIndex slot);
+
+  /// A number that no other connection of this array has had; that of the slot's last one where it
+  /// has none now.
+  uint64_t ConnectionNumber(SlotIndex slot) const;
+
   /// The lowest connected slot with exactly this tag, as the walk from 1 upward finds it; `except`
   /// is passed over. kNoSlot without one; a failed tag is skipped, and finds none.
   SlotIndex FirstConnected(const Expr& tag, SlotIndex except = kNoSlot) const;
@@ -162,12 +169,18 @@ class SlotArray {
     std::string remoteHostIp;
     int64_t acceptedMs = 0;
     std::shared_ptr<TcpConnection> connection;
+    uint64_t connectionNumber = 0;
   };
+  // In rising order. Most tags have one slot, and ten thousand slots without a name are moved along
+  // in no time.
+  using SlotList = std::vector<SlotIndex>;
   struct TagHash : std::hash<std::string_view> {
     using is_transparent = void;
   };
 
   bool Exists(SlotIndex slot) const { return slot >= 1 && slot <= Highest(); }
+  void EnterTag(SlotIndex slot, const std::string& tag);
+  void LeaveTag(SlotIndex slot, const std::string& tag);
   SlotIndex TakeClosedSlot();
   void SetState(SlotIndex slot, SocketState state);
   void AddSlot();
@@ -179,9 +192,10 @@ class SlotArray {
   bool clearsTag_;
   std::shared_ptr<ConnectionBudget> budget_;
   OnArrival onArrival_;
+  uint64_t connections_ = 0;     // that there have been
   std::deque<Slot> slots_;       // element 0 is never used
   SlotBits closed_, connected_;  // the slots in these states
-  std::unordered_map<std::string, std::set<SlotIndex>, TagHash, std::equal_to<>> byTag_;
+  std::unordered_map<std::string, SlotList, TagHash, std::equal_to<>> byTag_;
 };
 
 inline ConnectedWalk::Iterator& ConnectedWalk::Iterator::operator++() {

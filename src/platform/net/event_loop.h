@@ -90,7 +90,7 @@ class EventLoop {
   /// The clock that timers go by.
   int64_t NowMs() const { return clock_.MonotonicMs(); }
 
-  /// Runs `step` once, as soon as a handler has ended and fewer than kMaxHandlers are alive, or, for
+  /// Runs `step` once, when a handler has ended and fewer than kMaxHandlers are alive, or, for
   /// a first handler, fewer than kMaxFirstHandlers.
   void WhenHandlerEnds(bool isFirst, Task step) {
     (isFirst ? firstsWaiting_ : waitingForRoom_).push_back(std::move(step));

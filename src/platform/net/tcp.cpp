@@ -10,6 +10,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
 #include <new>
 #include <vector>
 
@@ -25,17 +27,43 @@ constexpr int64_t kAcceptPauseMs = 100;
 int lingering = 0;
 int lingeringUnsent = 0;
 
-std::string AddressText(const sockaddr_in& address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-  return text;
-}
+// An IPv4 or IPv6 address and a port, as the system's calls want them.
+struct SocketAddress {
+  sockaddr_storage bytes{};
+  socklen_t size = sizeof bytes;
+
+  sockaddr* any() { return reinterpret_cast<sockaddr*>(&bytes); }
+  sockaddr_in* v4() { return reinterpret_cast<sockaddr_in*>(&bytes); }
+  sockaddr_in6* v6() { return reinterpret_cast<sockaddr_in6*>(&bytes); }
+
+  bool Set(const std::string& address, uint16_t port) {
+    if (inet_pton(AF_INET, address.c_str(), &v4()->sin_addr) == 1) {
+      bytes.ss_family = AF_INET;
+      v4()->sin_port = htons(port);
+      size = sizeof(sockaddr_in);
+      return true;
+    }
+    if (inet_pton(AF_INET6, address.c_str(), &v6()->sin6_addr) != 1) return false;
+    bytes.ss_family = AF_INET6;
+    v6()->sin6_port = htons(port);
+    size = sizeof(sockaddr_in6);
+    return true;
+  }
+
+  std::string Text() {
+    char text[INET6_ADDRSTRLEN] = "";
+    const void* address = &v4()->sin_addr;
+    if (bytes.ss_family == AF_INET6) address = &v6()->sin6_addr;
+    inet_ntop(bytes.ss_family, address, text, sizeof text);
+    return text;
+  }
+};
 
 std::string PeerAddress(int descriptor) {
-  sockaddr_in peer{};
-  socklen_t size = sizeof peer;
-  getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size);
-  return peer.sin_family == AF_INET ? AddressText(peer) : "a peer";
+  SocketAddress peer;
+  getpeername(descriptor, peer.any(), &peer.size);
+  const std::string text = peer.Text();
+  return text.empty() ? "a peer" : text;
 }
 
 // What an arrival costs: many small ones more than their bytes.
@@ -50,10 +78,27 @@ std::vector<char>& ReceiveBuffer() {
   return buffer;
 }
 
+// The kernel ends a connection whose peer acknowledges nothing, or takes nothing behind a closed
+// window, for so long; and asks one that is silent whether it is still there.
+void LimitUnread(int descriptor, int seconds) {
+  const int timeoutMs = seconds * 1000, on = 1, idle = std::max(1, seconds / 2);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeoutMs, sizeof timeoutMs);
+  setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &idle, sizeof idle);
+}
+
 }  // namespace
 
 AcceptedSocket::~AcceptedSocket() {
   if (descriptor_ >= 0) close(descriptor_);
+}
+
+void AcceptedSocket::SpeakThrough(std::unique_ptr<StreamFilter> filter,
+                                  std::vector<std::string> early) {
+  filter_ = std::move(filter);
+  early_ = std::move(early);
+  if (std::string peer = filter_->PeerAddress(); !peer.empty()) remoteIp_ = std::move(peer);
 }
 
 // --- TcpListener ---
@@ -61,25 +106,27 @@ AcceptedSocket::~AcceptedSocket() {
 bool TcpListener::Listen(const std::string& address, uint16_t port, OnRequest onRequest,
                          std::string& error) {
   Close();
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(port);
-  if (inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1) {
-    error = fmt::format("{}:{}: not an IPv4 address", address, port);
+  SocketAddress local;
+  if (!local.Set(address, port)) {
+    error = fmt::format("{}:{}: not an IPv4 or IPv6 address", address, port);
     return false;
   }
   const int on = 1;
-  descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  descriptor_ = socket(local.bytes.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  // Another listener may have the same port for IPv4.
+  if (local.bytes.ss_family == AF_INET6) {
+    setsockopt(descriptor_, IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
+  }
   if (descriptor_ < 0 || setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-      bind(descriptor_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 ||
-      listen(descriptor_, kBacklog) != 0 || !loop_.Watch(descriptor_, EPOLLIN, this)) {
+      bind(descriptor_, local.any(), local.size) != 0 || listen(descriptor_, kBacklog) != 0 ||
+      !loop_.Watch(descriptor_, EPOLLIN, this)) {
     error = fmt::format("{}:{}: {}", address, port, strerror(errno));
     if (descriptor_ >= 0) close(descriptor_);
     descriptor_ = -1;
     return false;
   }
   onRequest_ = std::move(onRequest);
-  localAddress_ = AddressText(local);
+  localAddress_ = local.Text();
   return true;
 }
 
@@ -94,16 +141,15 @@ void TcpListener::Close() {
 
 void TcpListener::OnEvents(uint32_t) {
   for (int i = 0; i < kRequestsPerEvent; ++i) {
-    sockaddr_in peer{};
-    socklen_t size = sizeof peer;
-    const int accepted = accept4(descriptor_, reinterpret_cast<sockaddr*>(&peer), &size,
-                                 SOCK_NONBLOCK | SOCK_CLOEXEC);
+    SocketAddress peer;
+    const int accepted = accept4(descriptor_, peer.any(), &peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (accepted < 0) {
       if (errno == EINTR || errno == ECONNABORTED) continue;
       if (errno != EAGAIN) Pause(errno);
       return;
     }
-    AcceptedSocket socket(accepted, AddressText(peer));  // closes it if memory is short
+    AcceptedSocket socket(accepted, peer.Text());  // closes it if memory is short
+    if (unreadTimeoutS_ > 0) LimitUnread(accepted, unreadTimeoutS_);
     auto request = std::make_shared<AcceptedSocket>(std::move(socket));
     loop_.Enqueue([onRequest = onRequest_, request] { onRequest(std::move(*request)); });
   }
@@ -124,9 +170,11 @@ void TcpListener::Pause(int error) {
 std::shared_ptr<TcpConnection> TcpConnection::Start(EventLoop& loop, AcceptedSocket socket,
                                                     Events events,
                                                     std::shared_ptr<ConnectionBudget> budget) {
+  std::vector<std::string> early = socket.TakeEarly();
   auto connection = std::make_shared<TcpConnection>(ForPrivateUse{}, loop, std::move(socket),
                                                     std::move(events), std::move(budget));
   connection->UpdateWatch();
+  if (!early.empty()) connection->TakeEarly(std::move(early));
   return connection;
 }
 
@@ -135,6 +183,7 @@ TcpConnection::TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket sock
     : loop_(loop),
       events_(std::move(events)),
       descriptor_(socket.Release()),
+      filter_(socket.TakeFilter()),
       budget_(std::move(budget)) {
   const int on = 1;
   setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -175,6 +224,10 @@ bool TcpConnection::Send(const SharedBytes& bytes) {
 
 bool TcpConnection::SendNow(std::string_view bytes, const SharedBytes& shared) {
   if ((state_ != State::kOpen && state_ != State::kClosing) || givenUp_) return false;
+  return filter_ ? SendWire(filter_->ToPeer(bytes), nullptr) : SendWire(bytes, shared);
+}
+
+bool TcpConnection::SendWire(std::string_view bytes, const SharedBytes& shared) {
   if (!SendAtOnce(bytes)) return false;
   if (bytes.empty()) return true;
   ChangeUnsent([&] {
@@ -262,11 +315,27 @@ void TcpConnection::Receive() {
   std::vector<char>& buffer = ReceiveBuffer();
   const ssize_t count = recv(descriptor_, buffer.data(), buffer.size(), 0);
   if (count > 0) {
-    TakeArrival(std::string(buffer.data(), static_cast<size_t>(count)));
+    TakeBytes({buffer.data(), static_cast<size_t>(count)});
   } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
     endOfStream_ = true;
   }
   StartArrivals();
+}
+
+void TcpConnection::TakeBytes(std::string_view bytes) {
+  if (!filter_) return TakeArrival(std::string(bytes));
+  StreamFilter::Result result = filter_->FromPeer(bytes);
+  for (std::string& arrival : result.arrivals) TakeArrival(std::move(arrival));
+  if (!result.wire.empty()) SendWire(result.wire, nullptr);
+  if (result.ended) endOfStream_ = true;
+}
+
+// Their handlers start once the owner has set its events.
+void TcpConnection::TakeEarly(std::vector<std::string> arrivals) {
+  for (std::string& arrival : arrivals) TakeArrival(std::move(arrival));
+  loop_.Enqueue([self = shared_from_this()] {
+    if (self->state_ == State::kOpen) self->StartArrivals();
+  });
 }
 
 void TcpConnection::TakeArrival(std::string bytes) {
@@ -300,7 +369,7 @@ void TcpConnection::StartArrivals() {
       break;
     }
     loop_.StartHandler([self = shared_from_this()] { self->RunArrival(); });
-    waitingBytes_ -= arrivals_[static_cast<size_t>(notBegun_)].size();
+    waitingBytes_ -= std::next(arrivals_.begin(), notBegun_)->size();
     ++handlers_;
     ++notBegun_;
   }
@@ -312,7 +381,7 @@ void TcpConnection::RunArrival() {
   if (arrivals_.empty()) return HandlerEnded(0);  // closed meanwhile
   --notBegun_;
   if (holds_ > 0) {  // in time another handler comes for it
-    waitingBytes_ += arrivals_[static_cast<size_t>(notBegun_)].size();
+    waitingBytes_ += std::next(arrivals_.begin(), notBegun_)->size();
     --handlers_;
     return;
   }
@@ -367,6 +436,7 @@ void TcpConnection::EndOfStream() {
 }
 
 void TcpConnection::Linger() {
+  if (filter_ && !givenUp_) SendWire(filter_->Farewell(), nullptr);
   state_ = State::kLingering;
   if (givenUp_) return Release();
   // The timer is what keeps the connection alive from here on.

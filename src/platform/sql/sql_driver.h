@@ -79,6 +79,12 @@ class SqlDriver {
   virtual bool Query(std::string_view statement, std::span<const SqlValue> parameters,
                      SqlRows& rows) = 0;
 
+  /// The same where only columns and table of the rows matter: there may be fewer rows, or none.
+  virtual bool Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                        SqlRows& rows) {
+    return Query(statement, parameters, rows);
+  }
+
   /// Runs a statement that gives no rows.
   virtual bool Execute(std::string_view statement, std::span<const SqlValue> parameters) = 0;
 
@@ -100,6 +106,10 @@ class SqlDriver {
   /// True while EndTurn may have to commit what a statement was reported to have done, so that
   /// nobody outside may be told of it yet.
   virtual bool OwesCommit() const { return true; }
+
+  /// Says that the statements until then will write. A hint: where they share a transaction it can
+  /// be begun for writing at once.
+  virtual void ExpectWrites() {}
 
   /// Statements that were reported as done and have been undone since, with the transaction that
   /// they shared. Each is told of once.

@@ -101,6 +101,20 @@ std::optional<std::string> IniData::Find(std::string_view section, std::string_v
   return entry->second;
 }
 
+std::vector<std::string> IniData::Sections() const {
+  std::vector<std::string> names;
+  for (const auto& [name, entries] : sections_) names.push_back(name);
+  return names;
+}
+
+std::vector<std::string> IniData::Keys(std::string_view section) const {
+  std::vector<std::string> names;
+  const auto entries = sections_.find(AsciiLower(TrimBlanks(section)));
+  if (entries == sections_.end()) return names;
+  for (const auto& [name, value] : entries->second) names.push_back(name);
+  return names;
+}
+
 uint64_t IniReader::Look(const std::string& path) {
   struct stat state {};
   const auto known = files_.find(path);

@@ -30,6 +30,10 @@ class IniData {
   /// when there is none. A section name that occurs twice counts as its first occurrence only.
   std::optional<std::string> Find(std::string_view section, std::string_view key) const;
 
+  /// The names of all sections, and of the keys that count in one, in lower case, by the alphabet.
+  std::vector<std::string> Sections() const;
+  std::vector<std::string> Keys(std::string_view section) const;
+
  private:
   std::map<std::string, std::map<std::string, std::string>> sections_;  // names in lower case
 };

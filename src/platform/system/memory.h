@@ -3,7 +3,7 @@
 
 namespace vnq {
 
-/// Holds a few megabytes back, for the first time that memory cannot be had: then they are given up,
+/// Holds a few megabytes back for when memory cannot be had: then they are given up,
 /// so that what must go on has its few bytes, and what asks for much fails. They are taken again as
 /// soon as they can be had, when this is called again.
 void HoldMemoryInReserve();

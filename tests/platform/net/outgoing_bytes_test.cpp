@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
+#include <string>
+
 namespace vnq {
 namespace {
 
@@ -39,7 +43,9 @@ TEST(OutgoingBytes, WhatHasLeftGoesThoughThePeerStaysBehind) {
   size_t most = 0;
   for (int i = 0; i < 6000; ++i) {
     bytes.Append(text);
-    if (i >= 600) EXPECT_EQ(Taken(bytes, text.size()).size(), text.size());
+    if (i >= 600) {
+      EXPECT_EQ(Taken(bytes, text.size()).size(), text.size());
+    }
     most = std::max(most, bytes.OwnBytes());
   }
   EXPECT_LE(most, 601 * text.size());

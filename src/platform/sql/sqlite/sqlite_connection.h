@@ -27,6 +27,7 @@ struct SqliteStatement {
   std::shared_ptr<const std::vector<SqlColumn>> columns;
   std::string table;  ///< the one table; then each row has the rowid as one more cell at its end
   int repreparations = 0;
+  uint64_t turn = 0;  ///< the last one that it has read in; 0 is none
   SqliteTouched touched;
   SqliteMemo memo;
 };

@@ -39,7 +39,11 @@ class Markers {
 
 void AppendQuoted(std::string& text, std::string_view name) {
   text += '"';
-  for (const char c : name) text.append(c == '"' ? 2 : 1, c);
+  if (name.find('"') == name.npos) {
+    text += name;
+  } else {
+    for (const char c : name) text.append(c == '"' ? 2 : 1, c);
+  }
   text += '"';
 }
 
@@ -98,6 +102,12 @@ SqlValue ReadCell(sqlite3_stmt* statement, int column) {
   return SqlValue::Text(text ? std::string(text, bytes) : std::string());
 }
 
+void Head(const SqliteStatement& statement, SqlRows& rows) {
+  rows.columns = statement.columns;
+  rows.table = statement.table;
+  rows.identityWidth = rows.table.empty() ? 0 : 1;
+}
+
 void ReadRow(SqliteStatement& statement, SqlRows& rows) {
   sqlite3_stmt* handle = statement.handle.get();
   int count = static_cast<int>(statement.columns->size());
@@ -113,12 +123,15 @@ class SqliteDriver final : public SqlDriver {
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
+  bool Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool EndTurn() override;
   bool OwesCommit() const override { return turn_ && turn_->IsWriting(); }
+  void ExpectWrites() override { expectsWrites_ = true; }
   size_t TakeUndone() override { return std::exchange(undone_, 0); }
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
@@ -132,12 +145,14 @@ class SqliteDriver final : public SqlDriver {
   void CloseFile();
   void Unavailable(const std::string& why);
   void RegainPatience();
-  SqliteStatement* Begin(std::string_view statement, const Markers& values);
+  SqliteStatement* Begin(std::string_view statement, const Markers& values, int64_t nowMs,
+                         SqliteStatement* known = nullptr);
   bool BindAll(SqliteStatement& prepared, const Markers& values);
-  bool Run(std::string_view statement, const Markers& values);
-  const SqlRows* KnownRows(std::string_view statement, std::span<const SqlValue> parameters);
+  bool Run(std::string_view statement, const Markers& values, bool addsRow = false);
+  SqliteStatement* PreparedInTurn(std::string_view statement, int64_t nowMs);
   bool JoinTurn(const SqliteStatement& prepared, int64_t nowMs);
-  bool End(SqliteStatement& prepared, int code);
+  bool JoinAsWriter(int64_t nowMs);
+  bool End(SqliteStatement& prepared, int code, bool addsRow = false);
   bool Fail(std::string_view statement, std::string_view why);
   bool FailByEngine(std::string_view statement);
   void Conclude(int extendedCode);
@@ -146,6 +161,7 @@ class SqliteDriver final : public SqlDriver {
   SqliteOptions options_;
   std::unique_ptr<SqliteConnection> connection_;
   std::optional<SqliteTurn> turn_;  // none where each statement is committed by itself
+  bool expectsWrites_ = false;      // in this turn
   size_t undone_ = 0;
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
@@ -209,18 +225,18 @@ void SqliteDriver::RegainPatience() {
   sqlite3_busy_timeout(connection_->handle(), options_.busyTimeoutMs);
 }
 
-// The statement, bound and ready to step; null when it failed.
-SqliteStatement* SqliteDriver::Begin(std::string_view statement, const Markers& values) {
-  const int64_t now = NowMs();
-  if (!EnsureOpen(now)) return nullptr;
-  if (impatient_ && now >= patientAgainMs_) RegainPatience();
+// The statement, bound and ready to step; null when it failed. known: it, where it is prepared.
+SqliteStatement* SqliteDriver::Begin(std::string_view statement, const Markers& values,
+                                     int64_t nowMs, SqliteStatement* known) {
+  if (!EnsureOpen(nowMs)) return nullptr;
+  if (impatient_ && nowMs >= patientAgainMs_) RegainPatience();
   std::string refusal;
-  SqliteStatement* prepared = connection_->statements().Prepare(statement, refusal);
+  SqliteStatement* prepared = known ? known : connection_->statements().Prepare(statement, refusal);
   if (!prepared) {
     refusal.empty() ? FailByEngine(statement) : Fail(statement, refusal);
     return nullptr;
   }
-  if (BindAll(*prepared, values) && JoinTurn(*prepared, now)) return prepared;
+  if (BindAll(*prepared, values) && JoinTurn(*prepared, nowMs)) return prepared;
   if (connection_) sqlite3_clear_bindings(prepared->handle.get());  // which went with it
   return nullptr;
 }
@@ -242,15 +258,27 @@ bool SqliteDriver::JoinTurn(const SqliteStatement& prepared, int64_t nowMs) {
   if (!turn_) return true;
   if (turn_->IsOver(nowMs) && !EndTurn() && !turn_) return false;  // the file was closed over it
   const bool writes = sqlite3_stmt_readonly(prepared.handle.get()) == 0;
+  if (!writes && expectsWrites_ && JoinAsWriter(nowMs)) return true;
   return turn_->Join(writes, nowMs) || FailByEngine(prepared.written);
 }
 
-// Ends a run whose last step gave `code`; nothing of it stays open.
-bool SqliteDriver::End(SqliteStatement& prepared, int code) {
+// Takes the lock for a turn that is going to write, where it is free: who only reads as yet does
+// not wait for it.
+bool SqliteDriver::JoinAsWriter(int64_t nowMs) {
+  if (turn_->IsWriting()) return turn_->Join(true, nowMs);
+  sqlite3_busy_timeout(connection_->handle(), 0);
+  expectsWrites_ = turn_->Join(true, nowMs);
+  sqlite3_busy_timeout(connection_->handle(), impatient_ ? 0 : options_.busyTimeoutMs);
+  return expectsWrites_;
+}
+
+// Ends a run whose last step gave `code`; nothing of it stays open. addsRow: it is an insert of one
+// row.
+bool SqliteDriver::End(SqliteStatement& prepared, int code, bool addsRow) {
   sqlite3_stmt* handle = prepared.handle.get();
   bool done = code == SQLITE_DONE;
   bool wrote = done && !sqlite3_stmt_readonly(handle);
-  for (uint64_t* writes : prepared.touched.writes) ++*writes;
+  prepared.touched.NoteRun(addsRow && done);
   if (turn_ && wrote && !prepared.touched.isKnown) turn_->Renumber();
   sqlite3_reset(handle);
   sqlite3_clear_bindings(handle);
@@ -288,44 +316,53 @@ void SqliteDriver::Conclude(int extendedCode) {
   sqlite3_busy_timeout(connection_->handle(), 0);
 }
 
-// What the select has given in this transaction already, and would give again; else null.
-const SqlRows* SqliteDriver::KnownRows(std::string_view statement,
-                                       std::span<const SqlValue> parameters) {
-  if (!turn_ || !turn_->IsOpen() || turn_->IsOver(NowMs())) return nullptr;
-  const SqliteStatement* prepared = connection_->statements().Find(statement);
-  return prepared ? prepared->memo.Find(turn_->number(), prepared->touched, parameters) : nullptr;
+// The statement, where it has been prepared and the transaction goes on; else null.
+SqliteStatement* SqliteDriver::PreparedInTurn(std::string_view statement, int64_t nowMs) {
+  if (!turn_ || !turn_->IsOpen() || turn_->IsOver(nowMs)) return nullptr;
+  return connection_->statements().Find(statement);
+}
+
+// Columns and table stay as they are for as long as a transaction that has seen them.
+bool SqliteDriver::Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                            SqlRows& rows) {
+  const SqliteStatement* known = PreparedInTurn(statement, NowMs());
+  if (!known || known->turn != turn_->number()) return Query(statement, parameters, rows);
+  rows = {};
+  Head(*known, rows);
+  return true;
 }
 
 bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
                          SqlRows& rows) {
-  if (const SqlRows* known = KnownRows(statement, parameters)) {
-    rows = *known;
-    return true;
-  }
-  SqliteStatement* prepared = Begin(statement, parameters);
+  const int64_t now = NowMs();
+  SqliteStatement* known = PreparedInTurn(statement, now);
+  if (known && known->memo.Find(turn_->number(), known->touched, parameters, rows)) return true;
+  SqliteStatement* prepared = Begin(statement, parameters, now, known);
   if (!prepared) return false;
   sqlite3_stmt* handle = prepared->handle.get();
   int code = sqlite3_step(handle);
   RefreshDescription(*prepared);
   SqlRows read;
-  read.columns = prepared->columns;
-  read.table = prepared->table;
-  read.identityWidth = read.table.empty() ? 0 : 1;
+  Head(*prepared, read);
   for (; code == SQLITE_ROW; code = sqlite3_step(handle)) ReadRow(*prepared, read);
   if (!End(*prepared, code)) return false;
-  if (turn_) prepared->memo.Note(turn_->number(), prepared->touched, parameters, read);
+  if (turn_) {
+    prepared->turn = turn_->number();
+    prepared->memo.Note(prepared->turn, prepared->touched, parameters, read);
+  }
   rows = std::move(read);
   return true;
 }
 
-bool SqliteDriver::Run(std::string_view statement, const Markers& values) {
-  SqliteStatement* prepared = Begin(statement, values);
+bool SqliteDriver::Run(std::string_view statement, const Markers& values, bool addsRow) {
+  SqliteStatement* prepared = Begin(statement, values, NowMs());
   if (!prepared) return false;
   int code;
   do {
     code = sqlite3_step(prepared->handle.get());
   } while (code == SQLITE_ROW);
-  return End(*prepared, code);
+  RefreshDescription(*prepared);
+  return End(*prepared, code, addsRow);
 }
 
 bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
@@ -342,7 +379,7 @@ bool SqliteDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> 
     ownText_ += &each == &values.back() ? ") values(" : ",";
   }
   for (size_t i = 0; i < values.size(); ++i) ownText_ += i + 1 == values.size() ? "?)" : "?,";
-  return Run(ownText_, Markers(values));
+  return Run(ownText_, Markers(values), true);
 }
 
 bool SqliteDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
@@ -376,6 +413,7 @@ bool SqliteDriver::ChangeOneRow(const SqlRows& rows, size_t row,
 }
 
 bool SqliteDriver::EndTurn() {
+  expectsWrites_ = false;
   int code = SQLITE_OK;
   std::string why;
   if (!turn_ || turn_->End(code, why)) return true;
