@@ -17,6 +17,7 @@
 
 #include "tests/crash/rounds.h"
 #include "tests/crash/synced_disk.h"
+#include "tests/harness/as_nobody.h"
 #include "tests/harness/own_address.h"
 #include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
@@ -159,6 +160,24 @@ TEST_F(FaultRounds, AClockThatIsSetBackAndForthStopsNoTimer) {
   server->SetDate(dates[0]);
   server->AdvanceMs(20'000);
   EXPECT_EQ(server->State(2), SocketState::kClosed);
+}
+
+// A user without root's rights, whose folder somebody else may write by now.
+TEST(UnwritableFolder, WhatIsOpenIsStillWritten) {
+  if (!TestDatabase::IsEmbedded()) GTEST_SKIP() << "of the embedded database";
+  const std::string result = AsNobody([] {
+    TestServer server;
+    server.AddUser("1");
+    TestClient ann = server.Online("1");
+    const std::string folder = server.folder();
+    for (const char* place : {"/Web/Data", "/Web", ""}) chmod((folder + place).c_str(), 0555);
+    ann.Send(".+message|2|1|hello|font|U1|1|#");
+    server.Tick();
+    const std::string heard = ann.Receive();
+    for (const char* place : {"", "/Web", "/Web/Data"}) chmod((folder + place).c_str(), 0755);
+    return heard + server.Value("select UserText from Messeng_Text where Msg_ID='U1'");
+  });
+  EXPECT_EQ(result, ".+reply|1|2|U1|#hello");
 }
 
 // A port that takes connections and never says a word.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <map>
 #include <random>
 #include <set>
@@ -106,6 +107,10 @@ TEST_F(KillRounds, NoMessageWithAReceiptIsLostAndAResendLeavesOneRow) {
     deployment.Kill();
     Listen();  // what had left before the end
     ASSERT_NO_FATAL_FAILURE(Check(round));
+    if (round % 100 == 99) {
+      fmt::print("{} kills, {} messages\n", round + 1, sent);
+      fflush(stdout);
+    }
   }
   ASSERT_TRUE(Begin()) << deployment.server().standardError();
   const auto end = Clock::now() + std::chrono::seconds(30);

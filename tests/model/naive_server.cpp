@@ -254,10 +254,11 @@ Steps NaiveServer::YieldThenTell(int slot, Text records) {
   Send(slot, records);
 }
 
-// With a turn before a slot is looked at and another before the send.
+// With a turn at each connected slot and another before the send.
 Steps NaiveServer::TellOthersTwice(int slot, Text records) {
   const int highest = Highest();
   for (int other = 1; other <= highest; ++other) {
+    if (!On(other)) continue;
     co_await turns_.Give();
     if (other != slot) co_await TellSlot(other, records);
   }

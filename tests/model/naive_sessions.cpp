@@ -159,6 +159,10 @@ Steps NaiveServer::PhoneLog(Record& record) {
   }
   const int highest = Highest();
   for (int each = 1; each <= highest; ++each) {
+    if (At(each).state == 0) {  // nobody hears of it, and no turn is given
+      if (At(each).tag == userId) At(each).tag.clear();
+      continue;
+    }
     if (At(each).tag == userId) {
       co_await turns_.Give();
       if (!wasOnPhone) Send(each, ".+busy_force|" + around_.lang("im54") + "|#");
