@@ -8,25 +8,31 @@ usage: bench/compare.sh [options] OLD NEW
 
   OLD, NEW          two builds of vnq_main_service
   --bench PROGRAM   vnq_bench; build/bench/bin/vnq_bench unless given
-  --seconds N       measured time of each row; 4 unless given
-  --rounds N        pairs of runs of each row; 3 unless given
-  --rows WORDS      rows to run, e.g. "saturated login"; all unless given
+  --seconds N       measured time of each run; 3 unless given
+  --rounds N        pairs of runs of each row; 2 unless given
+  --rows WORDS      rows to run, e.g. "saturated login"; all unless given, which takes ten minutes
   --limit PERCENT   how much dearer NEW may be; 10 unless given
+  --old-rows N      rows of Messeng_Text in the row "rows"; 1000000 unless given
 
-Each row runs OLD and NEW in turn, each on its own copy of one folder and in a fresh process, so that
-other work on the machine meets both alike. A row shows the medians of the server's CPU time for an
-operation. Exit code 1 when a row of NEW is dearer than the limit allows, or when a check failed.
+Each row runs OLD and NEW in turn, each time in a fresh process and on its own copy of one folder
+(but for the row "rows", whose folder is too large for copies), so that other work on the machine
+meets both alike. A row shows the medians. The first column says what is counted: the server's CPU
+time for an operation, what it can do in a second, what a connection takes of its memory, or how
+long another program that writes to the database waits. Exit code 1 when a row of NEW is worse
+than the limit allows, or when a check failed. Waits are shown and not judged: they are the
+machine's as much as the server's.
 END
 }
 
 bench=$(dirname "${BASH_SOURCE[0]}")/../build/bench/bin/vnq_bench
-seconds=4 rounds=3 limit=10
-rows="saturated rate2000 rate500 group login broadcast idle visitor"
+seconds=3 rounds=2 limit=10 old_rows=1000000
+rows="saturated fastest rate2000 rate500 group notice login broadcast visitor idle slots rows writer"
 while [[ $# -gt 0 && $1 == -* ]]; do
   case "$1" in
-    --bench | --seconds | --rounds | --rows | --limit)
+    --bench | --seconds | --rounds | --rows | --limit | --old-rows)
       [[ $# -ge 2 ]] || { Usage >&2 && exit 2; }
-      declare "${1#--}=$2"
+      name=${1#--}
+      declare "${name//-/_}=$2"
       shift
       ;;
     --help | -h) Usage && exit 0 ;;
@@ -51,38 +57,79 @@ StopServer() {
 }
 trap 'StopServer; rm -rf "$scratch"' EXIT
 
-# What the scenario of a row is.
+# The row's scenario, what is counted, and what a counted figure is multiplied by:
+#   us | per_second | kb | wait_ms (of another program)
 Scenario() {
   case "$1" in
     saturated) echo "peer --pairs 40 --window 800" ;;
+    fastest) echo "peer --pairs 40 --window 1500" ;;
     rate2000) echo "peer --pairs 20 --rate 2000" ;;
     rate500) echo "peer --pairs 20 --rate 500" ;;
     group) echo "group --members 100 --connected 99 --window 20" ;;
+    notice) echo "notice --receivers 4000 --window 5" ;;
     login) echo "login --clients 20" ;;
     broadcast) echo "broadcast --clients 1000" ;;
-    idle) echo "idle --clients 10000 --online" ;;
     visitor) echo "visitor --visitors 20 --agents 4" ;;
+    idle) echo "idle --clients 10000 --online" ;;
+    slots) echo "peer --pairs 40 --window 800 --others 18900" ;;
+    rows) echo "peer --pairs 40 --window 800" ;;
+    writer) echo "peer --pairs 20 --rate 3000" ;;
     *) echo "compare.sh: $1: no such row" >&2 && return 1 ;;
   esac
 }
+Counted() {
+  case "$1" in
+    saturated) echo "us 1 a message at saturation, us" ;;
+    fastest) echo "per_second 1 messages a second" ;;
+    rate2000) echo "us 1 a message at 2,000 a second, us" ;;
+    rate500) echo "us 1 a message at 500 a second, us" ;;
+    group) echo "us 0.010101 a member of a group message, us" ;;
+    notice) echo "us 0.0025 a notice to 10,000, ms" ;;
+    login) echo "us 1 a log-in session, us" ;;
+    broadcast) echo "us 0.001001 a client told of a change, us" ;;
+    visitor) echo "us 1 a visitor's line, us" ;;
+    idle) echo "kb 1 an idle connection, KB" ;;
+    slots) echo "us 1 a message with 19,000 connected, us" ;;
+    rows) echo "us 1 a message with $old_rows old rows, us" ;;
+    writer) echo "wait_ms 1 another program's write at 3,000 a second, p50 / p99 / worst wait, ms" ;;
+  esac
+}
 
-# Run <server> <scenario and its options...>: "CPU us an operation, operations, KB a connection".
+Value() {
+  grep -o "\"$1\":[0-9.]*" <<<"$2" | head -n 1 | cut -d: -f2
+}
+
+# Run <server> <row>: the figure.
 Run() {
-  local server=$1 json
-  shift
-  rm -rf "$scratch/run"
-  cp -r "$scratch/folder" "$scratch/run"
-  "$server" --app-path "$scratch/run" --bind "$address" 2>"$scratch/server.log" &
+  local server=$1 row=$2 json folder=$scratch/run kind scale writer=
+  read -r kind scale _ <<<"$(Counted "$row")"
+  if [[ $row == rows ]]; then
+    folder=$scratch/many
+  else
+    rm -rf "$folder"
+    cp -r "$scratch/folder" "$folder"
+  fi
+  "$server" --app-path "$folder" --bind "$address" 2>"$scratch/server.log" &
   pid=$!
   for _ in $(seq 200); do
     grep -q ready "$scratch/server.log" && break
     sleep 0.05
   done
-  json=$("$bench" "$@" --server "$address" --pid "$pid" --seconds "$seconds" --quiet --json) || failed=1
+  if [[ $kind == wait_ms ]]; then
+    "$bench" writer --app-path "$folder" --seconds "$((seconds + 1))" >"$scratch/waits" &
+    writer=$!
+  fi
+  # shellcheck disable=SC2046
+  json=$("$bench" $(Scenario "$row") --server "$address" --pid "$pid" --seconds "$seconds" \
+    --quiet --json) || { failed=1 && echo "$row: ${json##*\"checks\"}" >&2; }
+  [[ -z $writer ]] || wait "$writer" || failed=1
   StopServer
-  Value() { grep -o "\"$1\":[0-9.]*" <<<"$json" | head -n 1 | cut -d: -f2; }
-  echo "$(Value cpu_us_per_operation) $(awk "BEGIN { print $(Value operations) / $seconds }")" \
-    "$(Value kb_per_connection)"
+  case "$kind" in
+    us) awk "BEGIN { print $(Value cpu_us_per_operation "$json") * $scale }" ;;
+    per_second) awk "BEGIN { print $(Value operations "$json") / $(Value settled_seconds "$json") }" ;;
+    kb) Value kb_per_connection "$json" ;;
+    wait_ms) sed -E 's/.*p50 ([0-9.]+), p99 ([0-9.]+), max ([0-9.]+) ms/\1 \2 \3/' "$scratch/waits" ;;
+  esac
 }
 
 # Median <file> <column>
@@ -90,23 +137,36 @@ Median() {
   cut -d' ' -f"$2" "$1" | sort -g | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'
 }
 
-"$bench" prepare --app-path "$scratch/folder" --users 12000 --message-rows 1000 >&2
-echo "| row | OLD, us | NEW, us | NEW / OLD | OLD, a second | NEW, a second | OLD, KB a connection | NEW, KB a connection |"
-echo "|---|--:|--:|--:|--:|--:|--:|--:|"
+# One line of the table; false where NEW is worse than the limit allows.
+Line() {
+  local kind=$1 words=$2
+  if [[ $kind == wait_ms ]]; then
+    Waits() { echo "$(Median "$1" 1) / $(Median "$1" 2) / $(cut -d' ' -f3 "$1" | sort -g | tail -n 1)"; }
+    echo "| $words | $(Waits "$scratch/old") | $(Waits "$scratch/new") | |"
+    return
+  fi
+  awk -v words="$words" -v kind="$kind" -v a="$(Median "$scratch/old" 1)" \
+    -v b="$(Median "$scratch/new" 1)" -v limit="$limit" 'BEGIN {
+      format = a < 1000 ? "%.1f" : "%.0f"
+      printf("| %s | " format " | " format " | %.2f |\n", words, a, b, a > 0 ? b / a : 0)
+      exit kind == "per_second" ? b < a / (1 + limit / 100) : b > a * (1 + limit / 100) }'
+}
+
+"$bench" prepare --app-path "$scratch/folder" --users 19100 --message-rows 1000 >&2
+if [[ " $rows " == *" rows "* ]]; then
+  "$bench" prepare --app-path "$scratch/many" --message-rows "$old_rows" >&2
+fi
+echo "| | OLD | NEW | NEW / OLD |"
+echo "|---|--:|--:|--:|"
 for row in $rows; do
-  read -ra scenario <<<"$(Scenario "$row")"
+  Scenario "$row" >/dev/null
+  read -r kind _ words <<<"$(Counted "$row")"
   : >"$scratch/old" && : >"$scratch/new"
   for _ in $(seq "$rounds"); do
-    echo "${scenario[*]}" >&2
-    Run "$old" "${scenario[@]}" >>"$scratch/old"
-    Run "$new" "${scenario[@]}" >>"$scratch/new"
+    echo "$row" >&2
+    Run "$old" "$row" >>"$scratch/old"
+    Run "$new" "$row" >>"$scratch/new"
   done
-  before=$(Median "$scratch/old" 1) after=$(Median "$scratch/new" 1)
-  awk -v row="${scenario[*]}" -v a="$before" -v b="$after" \
-    -v oldRate="$(Median "$scratch/old" 2)" -v newRate="$(Median "$scratch/new" 2)" \
-    -v oldKb="$(Median "$scratch/old" 3)" -v newKb="$(Median "$scratch/new" 3)" -v limit="$limit" 'BEGIN {
-      printf("| %s | %.1f | %.1f | %.2f | %.0f | %.0f | %.1f | %.1f |\n", row, a, b, b / a,
-             oldRate, newRate, oldKb, newKb)
-      exit b > a * (1 + limit / 100) }' || failed=1
+  Line "$kind" "$words" || failed=1
 done
 exit $failed

@@ -83,6 +83,14 @@ void AddGroup(CLI::App& command, LoadOptions& o) {
   AddTextOptions(command, o);
 }
 
+void AddNotice(CLI::App& command, LoadOptions& o) {
+  // The server takes a notice out of one read, so it must fit one packet of the loopback device.
+  command.add_option("--receivers", o.receivers, "Persons that a notice is for")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 5000));
+  AddTextOptions(command, o);
+}
+
 void AddLogin(CLI::App& command, LoadOptions& o) {
   AddCount(command, "--clients", o.clients, "Sessions at one time");
   AddRate(command, o, "sessions");
@@ -118,6 +126,7 @@ constexpr ScenarioRow kScenarios[] = {
     {"peer", "Pairs chat: every message is stored, delivered and receipted", AddPeer,
      MakePeerScenario},
     {"group", "One writes to a group", AddGroup, MakeGroupScenario},
+    {"notice", "One publishes notices to many", AddNotice, MakeNoticeScenario},
     {"login", "Connect, log in, come online, leave", AddLogin, MakeLoginScenario},
     {"broadcast", "Changes of presence that all others are told of", AddBroadcast,
      MakeBroadcastScenario},

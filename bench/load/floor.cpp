@@ -26,6 +26,7 @@ constexpr int kMessages = 20000;
 constexpr int kUsers = 1000;
 constexpr int kConnections = 64;
 constexpr int kRounds = 200;
+constexpr size_t kMostInTurn = 50;  // messages: their statements are as many as a turn may have
 
 class BareDatabase {
  public:
@@ -61,6 +62,9 @@ class BareDatabase {
     Step(5, {&target});
   }
 
+  void Begin() { Step(6, {}); }
+  void Commit() { Step(7, {}); }
+
   void Run(const char* sql) {
     ok_ = sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) == SQLITE_OK && ok_;
   }
@@ -85,7 +89,9 @@ class BareDatabase {
         " values(?,?,?,?,'Bench','2026-01-01','12:00:00','',10,1,1,1)",
         "select * from Messeng_Text where Msg_ID=? and IsAck3=1",
         "insert into ServerLog(UserID,Txt,Ip,Ico) values(?,'sent a message','127.0.0.1',5)",
-        "select * from Users_ID where UserID=?"};
+        "select * from Users_ID where UserID=?",
+        "begin immediate",
+        "commit"};
     for (size_t i = 0; i < statements_.size(); ++i) {
       ok_ = sqlite3_prepare_v2(handle_, texts[i], -1, &statements_[i], nullptr) == SQLITE_OK && ok_;
     }
@@ -107,11 +113,17 @@ class BareDatabase {
   }
 
   sqlite3* handle_ = nullptr;
-  std::array<sqlite3_stmt*, 6> statements_{};
+  std::array<sqlite3_stmt*, 8> statements_{};
   bool ok_ = true;
 };
 
-std::optional<double> DatabaseUs(size_t textBytes) {
+void OneTurn(BareDatabase& database, int from, int to, const std::string& text) {
+  database.Begin();
+  for (int i = from; i < to; ++i) database.OneMessage(i, text);
+  database.Commit();
+}
+
+std::optional<double> DatabaseUs(int inTurn, size_t textBytes) {
   std::string name = (std::filesystem::temp_directory_path() / "vnq_floor_XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) return std::nullopt;
   const std::string text(textBytes, 'x');
@@ -119,10 +131,12 @@ std::optional<double> DatabaseUs(size_t textBytes) {
   bool ok = false;
   {
     BareDatabase database(name + "/floor.db");
-    for (int i = 0; i < kMessages / 10; ++i) database.OneMessage(i, text);
+    OneTurn(database, 0, kMessages / 10, text);
     for (int from = kMessages / 10; from < kMessages; from += 1000) {
       const double before = ThreadCpuUs();
-      for (int i = from; i < from + 1000; ++i) database.OneMessage(i, text);
+      for (int i = from; i < from + 1000; i += inTurn) {
+        OneTurn(database, i, std::min(i + inTurn, from + 1000), text);
+      }
       us += ThreadCpuUs() - before;
       database.Run("pragma wal_checkpoint(passive)");
     }
@@ -207,9 +221,10 @@ std::optional<double> SocketUs(size_t window, size_t textBytes) {
 
 }  // namespace
 
-std::optional<Floor> MeasureFloor(size_t window, size_t textBytes, std::string& error) {
-  const auto databaseUs = DatabaseUs(textBytes);
-  const auto socketUs = SocketUs(std::max<size_t>(window, 1), textBytes);
+std::optional<Floor> MeasureFloor(const FloorShape& shape, std::string& error) {
+  const size_t inTurn = std::clamp<size_t>(shape.turn, 1, kMostInTurn);
+  const auto databaseUs = DatabaseUs(static_cast<int>(inTurn), shape.textBytes);
+  const auto socketUs = SocketUs(std::max<size_t>(shape.window, 1), shape.textBytes);
   if (databaseUs && socketUs) return Floor{*databaseUs, *socketUs};
   error = databaseUs ? "no connection over loopback" : "no database file in the temporary folder";
   return std::nullopt;

@@ -8,13 +8,19 @@
 namespace vnq::bench {
 
 struct Floor {
-  double databaseUs = 0;  ///< four point selects, two inserts, each committed by itself
+  double databaseUs = 0;  ///< four point selects, two inserts, its share of the turn's one commit
   double socketUs = 0;    ///< one read of its text, its share of the writes of two flushed buffers
   double TotalUs() const { return databaseUs + socketUs; }
 };
 
-/// CPU µs per message. window: messages that leave in one flush of a connection. Nothing, with the
-/// reason in `error`, when no file or connection could be made.
-std::optional<Floor> MeasureFloor(size_t window, size_t textBytes, std::string& error);
+struct FloorShape {
+  size_t turn = 1;    ///< messages that share a commit, as far as a turn may have so many
+  size_t window = 1;  ///< messages that leave in one flush of a connection
+  size_t textBytes = 0;
+};
+
+/// CPU µs per message. Nothing, with the reason in `error`, when no file or connection could be
+/// made.
+std::optional<Floor> MeasureFloor(const FloorShape& shape, std::string& error);
 
 }  // namespace vnq::bench

@@ -10,6 +10,8 @@
 
 #include <utility>
 
+#include "support/base64_text.h"
+
 namespace vnq::bench {
 
 bool LoadClient::Connect(const LoadTarget& server) {
@@ -42,6 +44,12 @@ void LoadClient::Close() {
 
 void LoadClient::SendRecord(std::string_view record) {
   for (std::string& text : EncodeForMainPort(ansi_, record)) SendText(std::move(text));
+}
+
+void LoadClient::SendWholeRecord(std::string_view record) {
+  std::string bytes = ansi_.ToBytes(record);
+  bytes.append((3 - bytes.size() % 3) % 3, '\n');  // no padding, as in EncodeForMainPort
+  SendText(Base64EncodeBytes(bytes));
 }
 
 void LoadClient::SendText(std::string text) {

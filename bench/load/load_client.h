@@ -45,6 +45,9 @@ class LoadClient : private Poller::Watcher {
   /// Sends a record as a client does, one text for it (more for a long one).
   void SendRecord(std::string_view record);
 
+  /// Sends a record of any length as one text.
+  void SendWholeRecord(std::string_view record);
+
   /// Sends bytes in one piece, which the server reads in one piece, or whole together with others.
   void SendText(std::string text);
 

@@ -25,8 +25,9 @@ struct LoadOptions {
 
   size_t pairs = 10;
   size_t members = 100, connected = 50;
-  size_t clients = 100;  ///< sessions of login, broadcast, idle
-  size_t actors = 1;     ///< broadcast: who changes presence
+  size_t receivers = 4000;  ///< notice
+  size_t clients = 100;     ///< sessions of login, broadcast, idle
+  size_t actors = 1;        ///< broadcast: who changes presence
   size_t visitors = 10, agents = 2;
   bool online = false;  ///< idle: logged in, not only connected
   size_t others = 0;    ///< further sessions that are online and silent during the run

@@ -62,6 +62,7 @@ class Scenario {
 
 std::unique_ptr<Scenario> MakePeerScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeGroupScenario(LoadContext& context);
+std::unique_ptr<Scenario> MakeNoticeScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeLoginScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeBroadcastScenario(LoadContext& context);
 std::unique_ptr<Scenario> MakeIdleScenario(LoadContext& context);

@@ -147,7 +147,9 @@ class Run {
   int Print() {
     std::string error;
     if (options_.withFloor) {
-      result_.floor = MeasureFloor(options_.window, options_.textBytes, error);
+      // At a fixed rate nearly each message is a turn of its own.
+      const size_t turn = options_.rate > 0 ? 1 : options_.window;
+      result_.floor = MeasureFloor({turn, options_.window, options_.textBytes}, error);
       if (!result_.floor) result_.findings.push_back("floor: " + error);
     }
     if (!options_.plot.empty() && !WritePlot(result_, options_.plot)) {

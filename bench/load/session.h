@@ -53,6 +53,8 @@ class Session {
   void SetOnStep(std::function<void(Session&)> onStep) { onStep_ = std::move(onStep); }
 
   void Send(std::string_view record) { client_.SendRecord(record); }
+  /// The same in one text, however long it is.
+  void SendWhole(std::string_view record) { client_.SendWholeRecord(record); }
   bool Flush() { return client_.Flush(); }
   bool HasUnsent() const { return client_.HasUnsent(); }
 

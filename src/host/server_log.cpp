@@ -30,7 +30,7 @@ void WriteServerLog(Host& host, const Expr& text, const Expr& userId, const Expr
   if (Skips("WriteServerLog", text, userId, ip)) return;
   EmptyWhenFull(host, "select count(*) from ServerLog", "Delete from ServerLog");
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql("Select top 1 * from ServerLog"));
+  Adodc1.OpenForNewRows(Sql("Select top 1 * from ServerLog"));
   Adodc1.AddNew();
   Adodc1.Set("Txt", text);
   Adodc1.Set("UserID", userId);
@@ -42,7 +42,7 @@ void WriteServerLog(Host& host, const Expr& text, const Expr& userId, const Expr
 void ErrLog(Host& host, const Expr& err1, const Expr& err2) {
   EmptyWhenFull(host, "select count(*) from ServerErrLog", "Delete from ServerErrLog");
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql("Select top 1 * from ServerErrLog"));
+  Adodc1.OpenForNewRows(Sql("Select top 1 * from ServerErrLog"));
   Adodc1.AddNew();
   Adodc1.Set("ToDate", ErrorStamp(host.clock.Now()));
   Adodc1.Set("Err1", err1);

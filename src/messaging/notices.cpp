@@ -17,7 +17,7 @@ constexpr std::string_view kNoSender = "0000";  // the push of a notice names no
 
 void StoreNotice(Host& host, const Fields& fields, SlotIndex slot, const std::string& id) {
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql("Select top 1 * from MessengNotice_Text"));
+  Adodc1.OpenForNewRows(Sql("Select top 1 * from MessengNotice_Text"));
   Adodc1.AddNew();
   Adodc1.Set("Msg_ID", id);
   Adodc1.Set("MyID", fields[1]);
@@ -58,7 +58,7 @@ void DeleteFirstBulletin(Host& host, const Expr& userId, const Expr& motif) {
 void ReplaceSharers(Host& host, const Expr& myId, const std::vector<std::string>& list) {
   host.database.Execute(Sql("Delete from News_Ro where MyID='?'", myId));
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql("Select top 1 * from News_Ro"));
+  Adodc1.OpenForNewRows(Sql("Select top 1 * from News_Ro"));
   for (const std::string& userId : list) {
     Adodc1.AddNew();
     Adodc1.Set("MyID", myId);

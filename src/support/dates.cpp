@@ -1,7 +1,8 @@
 #include "support/dates.h"
 
 #include <charconv>
-#include <cstdio>
+
+#include "support/padded_number.h"
 
 namespace vnq {
 namespace {
@@ -75,18 +76,13 @@ std::optional<DateAndTime> ParseDateAndTime(std::string_view text) {
 std::string FormatAsDate(std::string_view text) {
   const auto moment = ParseDateAndTime(text);
   if (!moment) return std::string(text);
-  char buffer[48];
-  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", moment->year, moment->month, moment->day);
-  return buffer;
+  return JoinPadded(moment->year, 4, '-', moment->month, moment->day);
 }
 
 std::string FormatAsTime(std::string_view text) {
   const auto moment = ParseDateAndTime(text);
   if (!moment) return std::string(text);
-  char buffer[48];
-  std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d", moment->hour, moment->minute,
-                moment->second);
-  return buffer;
+  return JoinPadded(moment->hour, 2, ':', moment->minute, moment->second);
 }
 
 }  // namespace vnq

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
+#include <unordered_map>
 #include <utility>
 
 #include "host/values/skipped.h"
@@ -62,9 +62,14 @@ ParsedWords Parse(std::string_view rest, size_t listLength) {
 // run time would fill the memory: beyond so many, they are parsed at each use.
 constexpr size_t kMostKeptWords = 2000;
 
+struct WordsHash : std::hash<std::string_view> {
+  using is_transparent = void;
+};
+
 // The words parsed, kept for good; else in `unkept`.
 const ParsedWords& Parsed(std::string_view words, ParsedWords& unkept) {
-  static thread_local std::map<std::string, ParsedWords, std::less<>> known;
+  static thread_local std::unordered_map<std::string, ParsedWords, WordsHash, std::equal_to<>>
+      known;
   const auto found = known.find(words);
   if (found != known.end()) return found->second;
   unkept = Parse(words, 0);
@@ -190,6 +195,11 @@ bool Database::Query(const Statement& statement, SqlRows& rows) {
   return Conclude("query", driver_->Query(statement.text(), statement.parameters(), rows));
 }
 
+bool Database::Describe(const Statement& statement, SqlRows& rows) {
+  if (!statement.ok()) return Skip(statement.text(), statement.failure());
+  return Conclude("query", driver_->Describe(statement.text(), statement.parameters(), rows));
+}
+
 bool Database::Execute(const Statement& statement) {
   if (!statement.ok()) return Skip(statement.text(), statement.failure());
   return Conclude("execute", driver_->Execute(statement.text(), statement.parameters()));
@@ -244,19 +254,28 @@ Expr Database::ReadValue(const Statement& statement) {
   return ToExpr(rows.cells.front());
 }
 
-void Database::SyncCommitted() {
+bool Database::SyncCommitted() {
   EndTurn();
   trouble_.Tick();
-  bool failed = !driver_->SyncCommitted();
-  if (failed && !syncFailed_) {
-    spdlog::error("{}; what is acknowledged may be lost in a power cut", driver_->LastError());
+  const bool done = driver_->SyncCommitted();
+  if (!done && !syncFailed_) {
+    spdlog::error("{}; what was written may be lost, and receipts for it are held back",
+                  driver_->LastError());
   }
-  syncFailed_ = failed;
+  if (done && syncFailed_) spdlog::info("database: what is acknowledged is synced again");
+  syncFailed_ = !done;
+  return done;
 }
 
 bool Cursor::Open(const Statement& statement) {
   Close();
   open_ = database_->Query(statement, rows_);
+  return open_;
+}
+
+bool Cursor::OpenForNewRows(const Statement& statement) {
+  Close();
+  open_ = database_->Describe(statement, rows_);
   return open_;
 }
 

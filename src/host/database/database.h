@@ -96,6 +96,10 @@ class Database {
   /// True while EndTurn may have something to commit.
   bool OwesCommit() const { return driver_->OwesCommit(); }
 
+  /// Says that the statements to come will write, so that a transaction that they share can be
+  /// begun for it at once. Only a hint, good until EndTurn.
+  void ExpectWrites() { driver_->ExpectWrites(); }
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
   void Close();
@@ -103,13 +107,15 @@ class Database {
   /// True while statements fail for what keeps the database from running any.
   bool IsInTrouble() const { return trouble_.Lasts(); }
 
-  /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
-  /// Called once a second, it also has the log tell of trouble that lasts or is over.
-  void SyncCommitted();
+  /// Makes everything written since the last call survive a power cut. False: some of it may be
+  /// lost already, or will be in a power cut; that is said once until a call succeeds. Called once
+  /// a second, it also has the log tell of trouble that lasts or is over.
+  bool SyncCommitted();
 
  private:
   friend class Cursor;
   bool Query(const Statement& statement, SqlRows& rows);
+  bool Describe(const Statement& statement, SqlRows& rows);
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values);
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values);
   bool DeleteRow(const SqlRows& rows, size_t row);
@@ -133,6 +139,9 @@ class Cursor {
 
   /// Runs the query and stands on the first row. Whatever was open before is closed first.
   bool Open(const Statement& statement);
+
+  /// The same for new rows alone: which rows the query has does not matter, and it may show none.
+  bool OpenForNewRows(const Statement& statement);
   void Close();
 
   bool IsOpen() const { return open_; }

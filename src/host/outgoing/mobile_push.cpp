@@ -21,7 +21,7 @@ bool IsPushWanted(Host& host, const Expr& target, const Expr& source,
   int16_t userIcoLine = 0;
   std::string registrationId;
   Cursor user(host.database);
-  user.Open(Sql("Select * from Users_ID where UserID='?'", target));
+  user.Open(Sql("Select UserIcoLine,Registration_Id from Users_ID where UserID='?'", target));
   if (!user.EndOfRows()) {
     Assign(userIcoLine, ToInt16(user["UserIcoLine"]));
     Assign(registrationId, Join(user["Registration_Id"]));

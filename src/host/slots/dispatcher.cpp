@@ -136,6 +136,7 @@ bool Dispatcher::Admits(Host& host, const CommandRow& row, const Fields& fields,
 void Dispatcher::RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slot,
                             const std::string& remoteIp) {
   const uint64_t skippedBefore = SkippedStatements();
+  if (!row.writes.empty()) host.database.ExpectWrites();
   host.loop.NameHandler(row.word);
   row.handler(host, fields, slot, remoteIp);
   CommandCounters& counters = counters_[static_cast<size_t>(&row - commands_.data())];

@@ -1,5 +1,8 @@
 #include "host/slots/slots.h"
 
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
 #include <limits>
 
 #include "host/values/skipped.h"
@@ -22,7 +25,19 @@ SlotArray::SlotArray(EventLoop& loop, std::string name, bool clearsTag,
 void SlotArray::AddSlot() {
   slots_.emplace_back();
   closed_.Insert(Highest());
-  byTag_[""].insert(Highest());
+  EnterTag(Highest(), "");
+}
+
+void SlotArray::EnterTag(SlotIndex slot, const std::string& tag) {
+  SlotList& slots = byTag_[tag];
+  slots.insert(std::lower_bound(slots.begin(), slots.end(), slot), slot);
+}
+
+void SlotArray::LeaveTag(SlotIndex slot, const std::string& tag) {
+  const auto found = byTag_.find(tag);
+  SlotList& slots = found->second;
+  slots.erase(std::lower_bound(slots.begin(), slots.end(), slot));
+  if (slots.empty()) byTag_.erase(found);
 }
 
 SlotIndex SlotArray::TakeClosedSlot() {
@@ -69,6 +84,8 @@ SlotIndex SlotArray::Accept(AcceptedSocket request) {
 void SlotArray::PeerClosed(SlotIndex slot, const TcpConnection* connection) {
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.connection.get() != connection) return;
+  spdlog::debug("the peer at {} has left after {} s", entry.remoteHostIp,
+                (loop_.NowMs() - entry.acceptedMs) / 1000);
   SetState(slot, SocketState::kClosing);
   entry.connection.reset();
 }
@@ -85,11 +102,9 @@ void SlotArray::SetTag(SlotIndex slot, const Expr& tag) {
   if (Skips("Tag", tag) || !Exists(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.tag == tag.text()) return;
-  const auto old = byTag_.find(entry.tag);
-  old->second.erase(slot);
-  if (old->second.empty()) byTag_.erase(old);
+  LeaveTag(slot, entry.tag);
   entry.tag = tag.text();
-  byTag_[entry.tag].insert(slot);
+  EnterTag(slot, entry.tag);
 }
 
 const std::string& SlotArray::RemoteHostIP(SlotIndex slot) const {
@@ -174,7 +189,7 @@ SlotIndex SlotArray::FirstUnnamed(SlotIndex except) const {
 SlotIndex SlotArray::FirstWithTag(const Expr& tag) const {
   if (Skips("look for a tag", tag)) return kNoSlot;
   const auto found = byTag_.find(tag.text());
-  return found == byTag_.end() ? kNoSlot : *found->second.begin();
+  return found == byTag_.end() ? kNoSlot : found->second.front();
 }
 
 }  // namespace vnq

@@ -11,10 +11,10 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "host/slots/slot_bits.h"
 #include "host/values/expr.h"
@@ -171,11 +171,16 @@ class SlotArray {
     std::shared_ptr<TcpConnection> connection;
     uint64_t connectionNumber = 0;
   };
+  // In rising order. Most tags have one slot, and ten thousand slots without a name are moved along
+  // in no time.
+  using SlotList = std::vector<SlotIndex>;
   struct TagHash : std::hash<std::string_view> {
     using is_transparent = void;
   };
 
   bool Exists(SlotIndex slot) const { return slot >= 1 && slot <= Highest(); }
+  void EnterTag(SlotIndex slot, const std::string& tag);
+  void LeaveTag(SlotIndex slot, const std::string& tag);
   SlotIndex TakeClosedSlot();
   void SetState(SlotIndex slot, SocketState state);
   void AddSlot();
@@ -190,7 +195,7 @@ class SlotArray {
   uint64_t connections_ = 0;     // that there have been
   std::deque<Slot> slots_;       // element 0 is never used
   SlotBits closed_, connected_;  // the slots in these states
-  std::unordered_map<std::string, std::set<SlotIndex>, TagHash, std::equal_to<>> byTag_;
+  std::unordered_map<std::string, SlotList, TagHash, std::equal_to<>> byTag_;
 };
 
 inline ConnectedWalk::Iterator& ConnectedWalk::Iterator::operator++() {

@@ -65,16 +65,38 @@ class Expr {
   std::string text_;
 };
 
+/// Appends one part of a join, without a copy of a text. False: it has failed.
+template <typename Part>
+bool AppendPart(std::string& joined, const Part& part) {
+  if constexpr (std::is_same_v<Part, Expr>) {
+    if (part.ok()) joined += part.text();
+    return part.ok();
+  } else if constexpr (std::is_integral_v<Part>) {
+    joined += std::to_string(part);
+  } else {
+    joined += std::string_view(part);
+  }
+  return true;
+}
+
+/// About how many bytes a part of a join has.
+template <typename Part>
+size_t PartSize(const Part& part) {
+  if constexpr (std::is_same_v<Part, Expr>) {
+    return part.ok() ? part.text().size() : 0;
+  } else if constexpr (std::is_integral_v<Part>) {
+    return 3 * sizeof(Part);
+  } else {
+    return std::string_view(part).size();
+  }
+}
+
 /// The parts as one text. NULL joins as the empty text; a failed part fails the whole.
 template <typename... Parts>
 Expr Join(const Parts&... parts) {
   std::string joined;
-  bool ok = true;
-  auto append = [&](const Expr& part) {
-    ok = ok && part.ok();
-    if (ok) joined += part.text();
-  };
-  (append(Expr(parts)), ...);
+  joined.reserve((0 + ... + PartSize(parts)));
+  const bool ok = (... && AppendPart(joined, parts));
   return ok ? Expr(std::move(joined)) : Expr::Failed();
 }
 

@@ -1,9 +1,9 @@
 #include "platform/net/clock.h"
 
-#include <fmt/format.h>
-
 #include <chrono>
 #include <ctime>
+
+#include "support/padded_number.h"
 
 namespace vnq {
 namespace {
@@ -27,11 +27,11 @@ void SetDay(LocalTime& time, sys_days day) {
 }  // namespace
 
 std::string LocalTime::Date() const {
-  return fmt::format("{:04}-{:02}-{:02}", year, month, day);
+  return JoinPadded(year, 4, '-', month, day);
 }
 
 std::string LocalTime::Time() const {
-  return fmt::format("{:02}:{:02}:{:02}", hour, minute, second);
+  return JoinPadded(hour, 2, ':', minute, second);
 }
 
 std::string LocalTime::DateAndTime() const {

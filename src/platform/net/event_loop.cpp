@@ -34,7 +34,7 @@ constexpr size_t kStackBytes = 1024 * 1024;  // instrumented frames are several 
 #else
 constexpr size_t kStackBytes = 256 * 1024;
 #endif
-constexpr size_t kMaxIdleHandlers = 256;
+constexpr size_t kMaxIdleHandlers = 32;  // each keeps the pages that it has touched
 constexpr int kEventsPerPoll = 256;
 constexpr int kStarvedMs = 10;  // between two tries to get a stack
 

@@ -178,6 +178,20 @@ TEST_F(DatabaseTest, TopOneOfAnEmptyTableAllowsAddNewAndDefaultsApply) {
   EXPECT_EQ(Skipped(), 0U);
 }
 
+TEST_F(DatabaseTest, ARowSetForNewRowsTakesThem) {
+  AddUsers();
+  Cursor users(*database_);
+  ASSERT_TRUE(users.OpenForNewRows(Sql("Select top 1 * from Users_ID")));
+  users.AddNew();
+  EXPECT_TRUE(users.Set("userid", "4"));
+  EXPECT_FALSE(users.Set("Nothing", "4"));
+  EXPECT_TRUE(users.Update());
+  EXPECT_EQ(other_->Read("select UserIcoLine from Users_ID where UserID='4'"), "0");
+  EXPECT_FALSE(users.OpenForNewRows(Sql("Select top 1 * from Nowhere")));
+  EXPECT_FALSE(users.IsOpen());
+  EXPECT_EQ(Skipped(), 2U);
+}
+
 TEST_F(DatabaseTest, AddNewWithoutAssignmentsAddsARowOfDefaults) {
   Cursor Adodc1(*database_);
   Adodc1.Open(Sql("Select top 1 * from Users_ID"));

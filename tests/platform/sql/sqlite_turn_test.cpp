@@ -278,6 +278,102 @@ TEST_F(SqliteTurnTest, ARepeatedSelectDependsOnItsValues) {
   }
 }
 
+// A count is carried on over rows that are added one by one, and over nothing else.
+TEST_F(SqliteTurnTest, ARepeatedCountFollowsEveryWrite) {
+  EXPECT_TRUE(Run("create view Odd as select a from T where a%2=1"));
+  SqlRows all;
+  ASSERT_TRUE(driver_->Query("select * from T", {}, all));
+  int64_t odd = 0, expected = 0;
+  const auto counts = [&] {
+    for (int again = 0; again < 3; ++again) {
+      EXPECT_EQ(Count(), expected);
+      SqlRows rows;
+      EXPECT_TRUE(driver_->Query("select count(*) from Odd", {}, rows));
+      EXPECT_EQ(rows.cells[0].integer, odd);
+    }
+  };
+  const auto add = [&](int a) {
+    const std::vector<SqlAssignment> values = {{"a", SqlValue::Integer(a)}};
+    return driver_->Insert(all, values);
+  };
+  counts();
+  for (int a = 1; a <= 4; ++a) {
+    EXPECT_TRUE(add(a));
+    ++expected;
+    odd += a % 2;
+    counts();
+    EXPECT_FALSE(add(a)) << "is not unique";
+    counts();
+  }
+  EXPECT_TRUE(Run("insert into T(a) values(6),(8)"));
+  expected += 2;
+  counts();
+  EXPECT_TRUE(add(10));
+  EXPECT_TRUE(Run("delete from T where a<3"));
+  expected -= 1;
+  odd -= 1;
+  counts();
+  EXPECT_TRUE(
+      Run("create trigger Twice after insert on T when new.a<100 begin "
+          "insert into T(a) values(new.a+100); end"));
+  counts();
+  EXPECT_TRUE(add(12));
+  expected += 2;
+  counts();
+  EXPECT_TRUE(driver_->EndTurn());
+  other_->Run("insert into T(a) values(500)");
+  expected += 1;
+  counts();
+}
+
+TEST_F(SqliteTurnTest, ADescriptionWithoutRowsIsTheSameAndFollowsTheSchema) {
+  EXPECT_TRUE(Insert(1));
+  SqlRows rows, described;
+  ASSERT_TRUE(driver_->Query("select * from T", {}, rows));
+  ASSERT_TRUE(driver_->Describe("select * from T", {}, described));
+  EXPECT_EQ(described.columns, rows.columns);
+  EXPECT_EQ(described.table, "T");
+  EXPECT_EQ(described.rowCount(), 0U) << "known from this turn";
+  EXPECT_TRUE(Run("alter table T add column c text"));
+  ASSERT_TRUE(driver_->Describe("select * from T", {}, described));
+  EXPECT_EQ(described.columns->size(), 3U);
+  EXPECT_TRUE(driver_->EndTurn());
+  other_->Run("alter table T add column d text");
+  ASSERT_TRUE(driver_->Describe("select * from T", {}, described));
+  EXPECT_EQ(described.columns->size(), 4U);
+  EXPECT_FALSE(driver_->Describe("select * from Nowhere", {}, described));
+}
+
+TEST_F(SqliteTurnTest, ATurnThatIsSaidToWriteTakesTheLockAtItsFirstRead) {
+  driver_->ExpectWrites();
+  EXPECT_EQ(Count(), 0);
+  EXPECT_FALSE(OthersCanWrite());
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Count(), 0);
+  EXPECT_TRUE(OthersCanWrite()) << "it is said of one turn";
+}
+
+TEST_F(SqliteTurnTest, ATurnThatIsSaidToWriteReadsBesideAForeignLock) {
+  other_->Run("insert into T(a) values(1); begin immediate; insert into T(a) values(9)");
+  driver_->ExpectWrites();
+  EXPECT_EQ(Count(), 1);
+  EXPECT_EQ(Count(), 1);
+  other_->Run("commit");
+  EXPECT_TRUE(Insert(2)) << driver_->LastError();
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(SeenByOthers(), "1,2,9");
+}
+
+TEST_F(SqliteTurnTest, OnlyWhatWasWrittenIsOwed) {
+  EXPECT_FALSE(driver_->OwesCommit());
+  Count();
+  EXPECT_FALSE(driver_->OwesCommit());
+  EXPECT_TRUE(Insert(1));
+  EXPECT_TRUE(driver_->OwesCommit());
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_FALSE(driver_->OwesCommit());
+}
+
 TEST_F(SqliteTurnTest, ARowOfTheTurnIsChangedAndDeletedByItsIdentity) {
   EXPECT_TRUE(Insert(1));
   SqlRows rows;

@@ -27,6 +27,7 @@ struct SqliteStatement {
   std::shared_ptr<const std::vector<SqlColumn>> columns;
   std::string table;  ///< the one table; then each row has the rowid as one more cell at its end
   int repreparations = 0;
+  uint64_t turn = 0;  ///< the last one that it has read in; 0 is none
   SqliteTouched touched;
   SqliteMemo memo;
 };
@@ -78,6 +79,9 @@ class SqliteConnection {
 
   /// True when the file's name leads to another file now, or to none.
   bool HasMoved() const;
+
+  /// True when something was committed since the last sync.
+  bool hasUnsynced() const { return written_; }
 
   /// Syncs what was committed since the last successful call, when `durability` leaves that to it,
   /// and moves a long write-ahead log into the file.

@@ -5,15 +5,16 @@
 #include <utility>
 
 #include "platform/net/clock.h"
+#include "platform/sql/lock_patience.h"
 #include "platform/sql/row_statements.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
+#include "platform/sql/sqlite/sqlite_files.h"
 #include "platform/sql/sqlite/sqlite_turn.h"
 
 namespace vnq {
 namespace {
 
-constexpr int64_t kRetryMs = 1000;    // between two attempts to open the file
-constexpr int64_t kBackOffMs = 1000;  // without waiting, after a wait for a lock was in vain
+constexpr int64_t kRetryMs = 1000;  // between two attempts to open the file
 constexpr int64_t kMovedCheckMs = 1000;
 
 // The values for a statement's markers, where they lie: given ones, or assigned columns and behind
@@ -39,7 +40,11 @@ class Markers {
 
 void AppendQuoted(std::string& text, std::string_view name) {
   text += '"';
-  for (const char c : name) text.append(c == '"' ? 2 : 1, c);
+  if (name.find('"') == name.npos) {
+    text += name;
+  } else {
+    for (const char c : name) text.append(c == '"' ? 2 : 1, c);
+  }
   text += '"';
 }
 
@@ -98,6 +103,12 @@ SqlValue ReadCell(sqlite3_stmt* statement, int column) {
   return SqlValue::Text(text ? std::string(text, bytes) : std::string());
 }
 
+void Head(const SqliteStatement& statement, SqlRows& rows) {
+  rows.columns = statement.columns;
+  rows.table = statement.table;
+  rows.identityWidth = rows.table.empty() ? 0 : 1;
+}
+
 void ReadRow(SqliteStatement& statement, SqlRows& rows) {
   sqlite3_stmt* handle = statement.handle.get();
   int count = static_cast<int>(statement.columns->size());
@@ -108,17 +119,21 @@ void ReadRow(SqliteStatement& statement, SqlRows& rows) {
 
 class SqliteDriver final : public SqlDriver {
  public:
-  explicit SqliteDriver(SqliteOptions options) : options_(std::move(options)) {}
-  ~SqliteDriver() override { SqliteDriver::EndTurn(); }
+  explicit SqliteDriver(SqliteOptions options)
+      : options_(std::move(options)), patience_(options_.busyTimeoutMs, options_.clock) {}
+  ~SqliteDriver() override;
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
+  bool Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool EndTurn() override;
   bool OwesCommit() const override { return turn_ && turn_->IsWriting(); }
+  void ExpectWrites() override { expectsWrites_ = true; }
   size_t TakeUndone() override { return std::exchange(undone_, 0); }
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
@@ -131,13 +146,16 @@ class SqliteDriver final : public SqlDriver {
   void Open(int64_t nowMs);
   void CloseFile();
   void Unavailable(const std::string& why);
-  void RegainPatience();
-  SqliteStatement* Begin(std::string_view statement, const Markers& values);
+  void LeaveReplacedFile(int64_t nowMs);
+  void TellLockWait();
+  SqliteStatement* Begin(std::string_view statement, const Markers& values, int64_t nowMs,
+                         SqliteStatement* known = nullptr);
   bool BindAll(SqliteStatement& prepared, const Markers& values);
-  bool Run(std::string_view statement, const Markers& values);
-  const SqlRows* KnownRows(std::string_view statement, std::span<const SqlValue> parameters);
+  bool Run(std::string_view statement, const Markers& values, bool addsRow = false);
+  SqliteStatement* PreparedInTurn(std::string_view statement, int64_t nowMs);
   bool JoinTurn(const SqliteStatement& prepared, int64_t nowMs);
-  bool End(SqliteStatement& prepared, int code);
+  bool JoinAsWriter(int64_t nowMs);
+  bool End(SqliteStatement& prepared, int code, bool addsRow = false);
   bool Fail(std::string_view statement, std::string_view why);
   bool FailByEngine(std::string_view statement);
   void Conclude(int extendedCode);
@@ -146,16 +164,25 @@ class SqliteDriver final : public SqlDriver {
   SqliteOptions options_;
   std::unique_ptr<SqliteConnection> connection_;
   std::optional<SqliteTurn> turn_;  // none where each statement is committed by itself
+  bool expectsWrites_ = false;      // in this turn
   size_t undone_ = 0;
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
-  std::string unavailable_;     // why the file cannot be used, once said; empty while it can
-  bool impatient_ = false;      // a wait for a lock was in vain
-  int64_t patientAgainMs_ = 0;  // when the next statement may wait again
+  std::string unavailable_;  // why the file cannot be used, once said; empty while it can
+  LockPatience patience_;
+  int64_t lockWaitMs_ = 0;  // that the engine knows of
+  SqliteFiles files_;       // of the last connection
+  bool mayBeLost_ = false;  // what was written last: the file was another one already
   int64_t nextAttemptMs_ = INT64_MIN;
   int64_t nextMovedCheckMs_ = INT64_MIN;
   std::string ownText_;  // of the statement that a row made, kept for its memory
 };
+
+SqliteDriver::~SqliteDriver() {
+  SqliteDriver::EndTurn();
+  CloseFile();
+  RemoveLogOfReplaced(files_);
+}
 
 // A connection that stands is looked at now and then: who puts a backup in the file's place must
 // not have the server go on writing to the file that has no name any more.
@@ -163,10 +190,7 @@ bool SqliteDriver::EnsureOpen(int64_t nowMs) {
   const bool inTurn = turn_ && turn_->IsOpen();
   if (connection_ && !inTurn && nowMs >= nextMovedCheckMs_) {
     nextMovedCheckMs_ = nowMs + kMovedCheckMs;
-    if (connection_->HasMoved()) {
-      CloseFile();
-      nextAttemptMs_ = nowMs;
-    }
+    if (connection_->HasMoved()) LeaveReplacedFile(nowMs);
   }
   if (connection_) return true;
   if (nowMs >= nextAttemptMs_) {
@@ -180,13 +204,29 @@ bool SqliteDriver::EnsureOpen(int64_t nowMs) {
 
 void SqliteDriver::Open(int64_t nowMs) {
   std::string error;
-  connection_ = SqliteConnection::Open(options_, error);
-  if (!connection_) return Unavailable(error);
+  SqliteOptions now = options_;
+  now.busyTimeoutMs = static_cast<int>(patience_.WaitMs());
+  RemoveLogOfReplaced(files_);
+  const int64_t start = MonotonicMs(nullptr);
+  connection_ = SqliteConnection::Open(now, error);
+  if (!connection_) {
+    const int64_t spentMs = MonotonicMs(nullptr) - start;
+    if (now.busyTimeoutMs > 0 && spentMs >= now.busyTimeoutMs) patience_.NoteVain();
+    return Unavailable(error);
+  }
+  lockWaitMs_ = now.busyTimeoutMs;
+  files_ = FilesOf(connection_->handle());
   if (options_.commit == SqlCommit::kTurn && connection_->hasWriteAheadLog()) {
     turn_.emplace(connection_->handle());
   }
-  impatient_ = false;
   nextMovedCheckMs_ = nowMs + kMovedCheckMs;
+}
+
+// What was written since the last sync went to a file that has this name no more.
+void SqliteDriver::LeaveReplacedFile(int64_t nowMs) {
+  mayBeLost_ = mayBeLost_ || connection_->hasUnsynced();
+  CloseFile();
+  nextAttemptMs_ = nowMs;
 }
 
 void SqliteDriver::CloseFile() {
@@ -204,23 +244,25 @@ void SqliteDriver::Unavailable(const std::string& why) {
   unavailable_ = why;
 }
 
-void SqliteDriver::RegainPatience() {
-  impatient_ = false;
-  sqlite3_busy_timeout(connection_->handle(), options_.busyTimeoutMs);
+void SqliteDriver::TellLockWait() {
+  const int64_t waitMs = patience_.WaitMs();
+  if (waitMs == lockWaitMs_) return;
+  sqlite3_busy_timeout(connection_->handle(), static_cast<int>(waitMs));
+  lockWaitMs_ = waitMs;
 }
 
-// The statement, bound and ready to step; null when it failed.
-SqliteStatement* SqliteDriver::Begin(std::string_view statement, const Markers& values) {
-  const int64_t now = NowMs();
-  if (!EnsureOpen(now)) return nullptr;
-  if (impatient_ && now >= patientAgainMs_) RegainPatience();
+// The statement, bound and ready to step; null when it failed. known: it, where it is prepared.
+SqliteStatement* SqliteDriver::Begin(std::string_view statement, const Markers& values,
+                                     int64_t nowMs, SqliteStatement* known) {
+  if (!EnsureOpen(nowMs)) return nullptr;
+  TellLockWait();
   std::string refusal;
-  SqliteStatement* prepared = connection_->statements().Prepare(statement, refusal);
+  SqliteStatement* prepared = known ? known : connection_->statements().Prepare(statement, refusal);
   if (!prepared) {
     refusal.empty() ? FailByEngine(statement) : Fail(statement, refusal);
     return nullptr;
   }
-  if (BindAll(*prepared, values) && JoinTurn(*prepared, now)) return prepared;
+  if (BindAll(*prepared, values) && JoinTurn(*prepared, nowMs)) return prepared;
   if (connection_) sqlite3_clear_bindings(prepared->handle.get());  // which went with it
   return nullptr;
 }
@@ -242,20 +284,32 @@ bool SqliteDriver::JoinTurn(const SqliteStatement& prepared, int64_t nowMs) {
   if (!turn_) return true;
   if (turn_->IsOver(nowMs) && !EndTurn() && !turn_) return false;  // the file was closed over it
   const bool writes = sqlite3_stmt_readonly(prepared.handle.get()) == 0;
+  if (!writes && expectsWrites_ && JoinAsWriter(nowMs)) return true;
   return turn_->Join(writes, nowMs) || FailByEngine(prepared.written);
 }
 
-// Ends a run whose last step gave `code`; nothing of it stays open.
-bool SqliteDriver::End(SqliteStatement& prepared, int code) {
+// Takes the lock for a turn that is going to write, where it is free: who only reads as yet does
+// not wait for it.
+bool SqliteDriver::JoinAsWriter(int64_t nowMs) {
+  if (turn_->IsWriting()) return turn_->Join(true, nowMs);
+  sqlite3_busy_timeout(connection_->handle(), 0);
+  expectsWrites_ = turn_->Join(true, nowMs);
+  sqlite3_busy_timeout(connection_->handle(), static_cast<int>(lockWaitMs_));
+  return expectsWrites_;
+}
+
+// Ends a run whose last step gave `code`; nothing of it stays open. addsRow: it is an insert of one
+// row.
+bool SqliteDriver::End(SqliteStatement& prepared, int code, bool addsRow) {
   sqlite3_stmt* handle = prepared.handle.get();
   bool done = code == SQLITE_DONE;
   bool wrote = done && !sqlite3_stmt_readonly(handle);
-  for (uint64_t* writes : prepared.touched.writes) ++*writes;
+  prepared.touched.NoteRun(addsRow && done);
   if (turn_ && wrote && !prepared.touched.isKnown) turn_->Renumber();
   sqlite3_reset(handle);
   sqlite3_clear_bindings(handle);
   if (!done) return FailByEngine(prepared.written);
-  if (impatient_ && wrote) RegainPatience();
+  if (wrote) patience_.NoteHad();
   if (turn_ && wrote) turn_->NoteWrite();
   if (!unavailable_.empty()) {
     unavailable_.clear();
@@ -282,50 +336,56 @@ bool SqliteDriver::FailByEngine(std::string_view statement) {
 void SqliteDriver::Conclude(int extendedCode) {
   trouble_ = TroubleOf(extendedCode);
   if (trouble_ == SqlTrouble::kUnavailable) return Unavailable(std::string(lastError_));
-  if (trouble_ != SqlTrouble::kLocked || impatient_) return;
-  impatient_ = true;
-  patientAgainMs_ = NowMs() + kBackOffMs;
-  sqlite3_busy_timeout(connection_->handle(), 0);
+  if (trouble_ == SqlTrouble::kLocked) patience_.NoteVain();
 }
 
-// What the select has given in this transaction already, and would give again; else null.
-const SqlRows* SqliteDriver::KnownRows(std::string_view statement,
-                                       std::span<const SqlValue> parameters) {
-  if (!turn_ || !turn_->IsOpen() || turn_->IsOver(NowMs())) return nullptr;
-  const SqliteStatement* prepared = connection_->statements().Find(statement);
-  return prepared ? prepared->memo.Find(turn_->number(), prepared->touched, parameters) : nullptr;
+// The statement, where it has been prepared and the transaction goes on; else null.
+SqliteStatement* SqliteDriver::PreparedInTurn(std::string_view statement, int64_t nowMs) {
+  if (!turn_ || !turn_->IsOpen() || turn_->IsOver(nowMs)) return nullptr;
+  return connection_->statements().Find(statement);
+}
+
+// Columns and table stay as they are for as long as a transaction that has seen them.
+bool SqliteDriver::Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                            SqlRows& rows) {
+  const SqliteStatement* known = PreparedInTurn(statement, NowMs());
+  if (!known || known->turn != turn_->number()) return Query(statement, parameters, rows);
+  rows = {};
+  Head(*known, rows);
+  return true;
 }
 
 bool SqliteDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
                          SqlRows& rows) {
-  if (const SqlRows* known = KnownRows(statement, parameters)) {
-    rows = *known;
-    return true;
-  }
-  SqliteStatement* prepared = Begin(statement, parameters);
+  const int64_t now = NowMs();
+  SqliteStatement* known = PreparedInTurn(statement, now);
+  if (known && known->memo.Find(turn_->number(), known->touched, parameters, rows)) return true;
+  SqliteStatement* prepared = Begin(statement, parameters, now, known);
   if (!prepared) return false;
   sqlite3_stmt* handle = prepared->handle.get();
   int code = sqlite3_step(handle);
   RefreshDescription(*prepared);
   SqlRows read;
-  read.columns = prepared->columns;
-  read.table = prepared->table;
-  read.identityWidth = read.table.empty() ? 0 : 1;
+  Head(*prepared, read);
   for (; code == SQLITE_ROW; code = sqlite3_step(handle)) ReadRow(*prepared, read);
   if (!End(*prepared, code)) return false;
-  if (turn_) prepared->memo.Note(turn_->number(), prepared->touched, parameters, read);
+  if (turn_) {
+    prepared->turn = turn_->number();
+    prepared->memo.Note(prepared->turn, prepared->touched, parameters, read);
+  }
   rows = std::move(read);
   return true;
 }
 
-bool SqliteDriver::Run(std::string_view statement, const Markers& values) {
-  SqliteStatement* prepared = Begin(statement, values);
+bool SqliteDriver::Run(std::string_view statement, const Markers& values, bool addsRow) {
+  SqliteStatement* prepared = Begin(statement, values, NowMs());
   if (!prepared) return false;
   int code;
   do {
     code = sqlite3_step(prepared->handle.get());
   } while (code == SQLITE_ROW);
-  return End(*prepared, code);
+  RefreshDescription(*prepared);
+  return End(*prepared, code, addsRow);
 }
 
 bool SqliteDriver::Execute(std::string_view statement, std::span<const SqlValue> parameters) {
@@ -342,7 +402,7 @@ bool SqliteDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> 
     ownText_ += &each == &values.back() ? ") values(" : ",";
   }
   for (size_t i = 0; i < values.size(); ++i) ownText_ += i + 1 == values.size() ? "?)" : "?,";
-  return Run(ownText_, Markers(values));
+  return Run(ownText_, Markers(values), true);
 }
 
 bool SqliteDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
@@ -376,6 +436,7 @@ bool SqliteDriver::ChangeOneRow(const SqlRows& rows, size_t row,
 }
 
 bool SqliteDriver::EndTurn() {
+  expectsWrites_ = false;
   int code = SQLITE_OK;
   std::string why;
   if (!turn_ || turn_->End(code, why)) return true;
@@ -388,6 +449,12 @@ bool SqliteDriver::EndTurn() {
 
 bool SqliteDriver::SyncCommitted() {
   EndTurn();
+  const bool isReplaced = connection_ && connection_->hasUnsynced() && connection_->HasMoved();
+  if (isReplaced) LeaveReplacedFile(NowMs());
+  if (std::exchange(mayBeLost_, false)) {
+    lastError_ = fmt::format("database file {}: it was replaced before a sync", options_.path);
+    return false;
+  }
   if (!connection_) return true;
   std::string error;
   if (connection_->Sync(options_.durability, error)) return true;

@@ -41,12 +41,25 @@ size_t TextBytes(const SqlRows& rows) {
 }  // namespace
 
 uint64_t SqliteTouched::WritesToRead() const {
-  return std::accumulate(reads.begin(), reads.end(), uint64_t{0},
-                         [](uint64_t sum, const uint64_t* count) { return sum + *count; });
+  return std::accumulate(
+      reads.begin(), reads.end(), uint64_t{0},
+      [](uint64_t sum, const SqliteTableWrites* table) { return sum + table->statements; });
+}
+
+void SqliteTouched::NoteRun(bool addsRow) const {
+  for (SqliteTableWrites* table : writes) ++table->statements;
+  if (addsRow && writes.size() == 1) ++writes.front()->rowsAdded;
 }
 
 SqliteTouchWatch::SqliteTouchWatch(sqlite3* database) {
   sqlite3_set_authorizer(database, Note, this);
+}
+
+SqliteTableWrites& SqliteTouchWatch::WritesTo(const char* table) {
+  const std::string name = table ? table : "";
+  SqliteTableWrites& writes = writes_[name];
+  writes.table = name;
+  return writes;
 }
 
 int SqliteTouchWatch::Note(void* self, int action, const char* first, const char* second,
@@ -58,7 +71,7 @@ int SqliteTouchWatch::Note(void* self, int action, const char* first, const char
     case SQLITE_SELECT:
       break;
     case SQLITE_READ: {
-      const uint64_t* writes = &watch->WritesTo(first);
+      const SqliteTableWrites* writes = &watch->WritesTo(first);
       auto& reads = touched->reads;
       if (std::find(reads.begin(), reads.end(), writes) == reads.end()) reads.push_back(writes);
       break;
@@ -77,12 +90,28 @@ int SqliteTouchWatch::Note(void* self, int action, const char* first, const char
   return SQLITE_OK;
 }
 
-const SqlRows* SqliteMemo::Find(uint64_t turn, const SqliteTouched& touched,
-                                std::span<const SqlValue> values) const {
+// Makes the kept count be true again, where all that was written since are single rows that were
+// added.
+bool SqliteMemo::CarryOn(const SqliteTouched& touched) {
+  const uint64_t writes = touched.WritesToRead();
+  if (writes == writes_) return true;
+  if (!countsRows_) return false;
+  const uint64_t added = touched.reads.front()->rowsAdded;
+  if (writes - writes_ != added - rowsAdded_) return false;
+  rows_.cells.front().integer += static_cast<int64_t>(added - rowsAdded_);
+  writes_ = writes;
+  rowsAdded_ = added;
+  return true;
+}
+
+bool SqliteMemo::Find(uint64_t turn, const SqliteTouched& touched, std::span<const SqlValue> values,
+                      SqlRows& rows) {
   const bool isThere =
-      isKept_ && turn == turn_ && touched.WritesToRead() == writes_ &&
-      std::equal(values.begin(), values.end(), values_.begin(), values_.end(), IsSame);
-  return isThere ? &rows_ : nullptr;
+      isKept_ && turn == turn_ &&
+      std::equal(values.begin(), values.end(), values_.begin(), values_.end(), IsSame) &&
+      CarryOn(touched);
+  if (isThere) rows = rows_;
+  return isThere;
 }
 
 void SqliteMemo::Note(uint64_t turn, const SqliteTouched& touched, std::span<const SqlValue> values,
@@ -95,6 +124,7 @@ void SqliteMemo::Note(uint64_t turn, const SqliteTouched& touched, std::span<con
             TextBytes(rows) <= kMostTextBytes;
   if (!isKept_) return;
   writes_ = touched.WritesToRead();
+  if (countsRows_) rowsAdded_ = touched.reads.front()->rowsAdded;
   values_.assign(values.begin(), values.end());
   rows_ = rows;
 }

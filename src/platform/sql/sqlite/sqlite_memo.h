@@ -18,14 +18,24 @@
 
 namespace vnq {
 
+/// What this connection has written to a table.
+struct SqliteTableWrites {
+  std::string table;
+  uint64_t statements = 0;
+  uint64_t rowsAdded = 0;  ///< by those of them that added one row and did nothing else
+};
+
 /// What a statement touches, as the engine tells while it prepares it.
 struct SqliteTouched {
-  std::vector<const uint64_t*> reads;  ///< counts of the tables' writes
-  std::vector<uint64_t*> writes;
+  std::vector<const SqliteTableWrites*> reads;
+  std::vector<SqliteTableWrites*> writes;
   bool isKnown = true;  ///< false: something else too, or what gives another result each time
 
   /// A number that grows with each write to what is read.
   uint64_t WritesToRead() const;
+
+  /// Notes that the statement ran. addsRow: it is an insert of one row, and was done.
+  void NoteRun(bool addsRow) const;
 };
 
 /// Listens while statements are prepared. One for a connection, for as long as that is open.
@@ -41,18 +51,22 @@ class SqliteTouchWatch {
  private:
   static int Note(void* self, int action, const char* first, const char* second, const char*,
                   const char*);
-  uint64_t& WritesTo(const char* table) { return writes_[table ? table : ""]; }
+  SqliteTableWrites& WritesTo(const char* table);
 
-  std::map<std::string, uint64_t> writes_;  // by table
+  std::map<std::string, SqliteTableWrites> writes_;  // by table
   SqliteTouched* touched_ = nullptr;
 };
 
 /// The last result of one select.
 class SqliteMemo {
  public:
-  /// The rows for these values in this turn; null when they are not known.
-  const SqlRows* Find(uint64_t turn, const SqliteTouched& touched,
-                      std::span<const SqlValue> values) const;
+  /// countsRows: the select gives the number of all rows of one table, and nothing else. Such a
+  /// number is carried on over the rows that this connection adds.
+  explicit SqliteMemo(bool countsRows = false) : countsRows_(countsRows) {}
+
+  /// Gives the rows for these values in this turn. False when they are not known.
+  bool Find(uint64_t turn, const SqliteTouched& touched, std::span<const SqlValue> values,
+            SqlRows& rows);
 
   /// Takes a result. It is kept when the run before had the same values in the same turn: most
   /// selects are not repeated, and a copy costs too.
@@ -63,7 +77,10 @@ class SqliteMemo {
   static constexpr size_t kMostCells = 200;
   static constexpr size_t kMostTextBytes = 4096;
 
-  uint64_t turn_ = 0, writes_ = 0;
+  bool CarryOn(const SqliteTouched& touched);
+
+  bool countsRows_;
+  uint64_t turn_ = 0, writes_ = 0, rowsAdded_ = 0;
   size_t hash_ = 0;
   bool isKept_ = false;
   std::vector<SqlValue> values_;

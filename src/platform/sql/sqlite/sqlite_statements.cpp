@@ -14,6 +14,15 @@ SqlColumnType TypeOf(const char* declared) {
   return integer ? SqlColumnType::kInteger : SqlColumnType::kText;
 }
 
+// True for `select count(*) from TABLE`.
+bool CountsRows(const SqliteStatement& statement) {
+  constexpr std::string_view kCount = "select count(*) from ";
+  const std::string_view written = statement.written;
+  const auto& reads = statement.touched.reads;
+  return SameButForCase(written.substr(0, kCount.size()), kCount) && reads.size() == 1 &&
+         SameButForCase(written.substr(kCount.size()), reads.front()->table);
+}
+
 // Like sqlite3_prepare_v3, and refuses a text of several statements. Null on failure.
 sqlite3_stmt* PrepareOne(sqlite3* database, const std::string& text, std::string& refusal) {
   sqlite3_stmt* statement = nullptr;
@@ -100,6 +109,7 @@ bool SqliteStatementCache::Make(std::string_view written, SqliteStatement& state
     }
   }
   Describe(statement, identified);
+  statement.memo = SqliteMemo(CountsRows(statement));
   return true;
 }
 
