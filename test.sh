@@ -80,20 +80,8 @@ BuildStep() {
   return $ended
 }
 
-BuildFuzzers() {
-  cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
-    -DVNQ_BUILD_FUZZERS=ON -DVNQ_SANITIZE=address,undefined -DVNQ_WARNINGS_AS_ERRORS=OFF &&
-    cmake --build build/fuzz
-}
-
-# New inputs are kept in build/, the seeds stay as they are.
-Fuzz() {
-  local name=$1 found="build/fuzz/found/$1" seeds="fuzz/corpus/$1"
-  mkdir -p "$found"
-  [[ -d "$seeds" ]] || seeds=
-  "build/fuzz/bin/fuzz_$name" -max_total_time="$fuzz_seconds" -max_len=4096 -print_final_stats=1 \
-    -artifact_prefix="build/fuzz/crash-$name-" "$found" $seeds
-}
+BuildFuzzers() { fuzz/run.sh --build; }
+Fuzz() { fuzz/run.sh "$fuzz_seconds" "$1"; }
 
 export ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1

@@ -210,7 +210,7 @@ class TcpConnection : private EventLoop::Watcher,
   size_t waitingBytes_ = 0;  // of arrivals without a handler
   size_t heldBytes_ = 0;     // of all that wait or are with handlers
   std::unique_ptr<StreamFilter> filter_;  // null: bytes travel as they are
-  std::list<std::string> arrivals_;  // an empty list holds no memory, as most are
+  std::list<std::string> arrivals_;       // an empty list holds no memory, as most are
   OutgoingBytes unsent_;
   std::shared_ptr<ConnectionBudget> budget_;
   EventLoop::TimerId lingerTimer_ = 0;
