@@ -48,7 +48,7 @@ install(FILES packaging/vnq-gateway.conf DESTINATION ${CMAKE_INSTALL_DOCDIR} COM
 
 # The documents lie as they are linked to one another.
 set(docs ${CMAKE_INSTALL_DATAROOTDIR}/doc/vnq-main-service)
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${docs} COMPONENT server)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${docs} COMPONENT server)
 install(DIRECTORY docs examples DESTINATION ${docs} COMPONENT server)
 
 # vnq_compressed(<file> <destination> <component>): installed as <file>.gz, the same bytes at each build.

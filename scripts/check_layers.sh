@@ -11,7 +11,7 @@ declare -A floor=([support]=1 [platform]=2 [host]=3 [accounts]=4 [endpoints]=4 [
 # The arrows between rooms, which share a floor. Only from a source, and only to the other room's one header.
 room_arrows="messaging>webgate relations>messaging remote>messaging"
 
-third_party='<(boost/|sqlite3\.h|curl/|unicode/|libpq|sql\.h|sqlext\.h|sys/epoll\.h|sys/socket\.h|netinet/|arpa/)'
+third_party='<(boost/|sqlite3\.h|curl/|openssl/|unicode/|libpq|sql\.h|sqlext\.h|sys/epoll\.h|sys/socket\.h|netinet/|arpa/)'
 findings=0
 
 Finding() {

@@ -13,8 +13,9 @@
 set -euo pipefail
 
 run_packages=(g++ cmake ninja-build pkg-config sqlite3 libboost-context1.81-dev libicu-dev
-  libsqlite3-dev libpq-dev unixodbc-dev libcurl4-openssl-dev libarchive-dev libcli11-dev libfmt-dev libspdlog-dev)
-test_packages=(git python3 libgtest-dev libgmock-dev mdbtools postgresql tdsodbc clang-format clang-tidy)
+  libsqlite3-dev libpq-dev unixodbc-dev libcurl4-openssl-dev libssl-dev libarchive-dev libcli11-dev libfmt-dev
+  libspdlog-dev)
+test_packages=(git python3 openssl libgtest-dev libgmock-dev mdbtools postgresql tdsodbc clang-format clang-tidy)
 # The clients in TypeScript; what tests them builds them, too.
 web_packages=(esbuild node-typescript node-ws)
 full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap dpkg-dev file lintian systemd)

@@ -14,6 +14,7 @@
 #include "host/settings/program_folder.h"
 #include "platform/system/descriptor_limit.h"
 #include "platform/system/instance.h"
+#include "platform/system/memory.h"
 #include "platform/system/signals.h"
 #include "platform/system/standard_output.h"
 #include "server/index_form.h"
@@ -85,6 +86,16 @@ void UseAllDescriptors() {
   }
 }
 
+// Memory that a storm took goes back to the system, and what a shortage took is held again.
+void KeepMemory(vnq::EventLoop& loop) {
+  constexpr int64_t kMemoryIntervalMs = 20'000;
+  vnq::HoldMemoryInReserve();
+  loop.StartTimer(kMemoryIntervalMs, [] {
+    vnq::GiveBackFreeMemory();
+    vnq::HoldMemoryInReserve();
+  });
+}
+
 // The first order to stop counts; the others find it on its way.
 void StopServing(vnq::EventLoop& loop, vnq::IndexForm& form, bool& stopping) {
   if (std::exchange(stopping, true)) return;
@@ -119,6 +130,7 @@ void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, vnq::Opera
     StopServing(loop, form, stopping);
   } else if (number == SIGHUP) {
     form.ReadKeywordsAgain();
+    form.ReadCertificatesAgain();
   } else if (number == SIGUSR1 && desk != nullptr) {
     desk->LogStatus();
   } else {
@@ -133,6 +145,7 @@ int Serve(vnq::ProgramFolder folder) {
                     socketPath = vnq::InstanceSocketPath(folder.appPath);
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
+  KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));
   std::optional<vnq::OperatorDesk> desk;

@@ -23,6 +23,8 @@ CLI::Option* AddCount(CLI::App& command, const std::string& name, size_t& target
 
 void AddCommonOptions(CLI::App& command, LoadOptions& o) {
   command.add_option("--server", o.server, "IPv4 address of the server")->capture_default_str();
+  command.add_option("--port", o.port, "Port that clients come to")->capture_default_str();
+  AddTlsOptions(command, o.tls);
   command.add_option("--code-page", o.codePage, "Code page of the server")->capture_default_str();
   command.add_option("--seconds", o.seconds, "Measured time")
       ->capture_default_str()

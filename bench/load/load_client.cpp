@@ -14,19 +14,20 @@
 
 namespace vnq::bench {
 
-bool LoadClient::Connect(const sockaddr_in& server) {
+bool LoadClient::Connect(const LoadTarget& server) {
   Close();
   descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (descriptor_ < 0) return false;
   const int on = 1;
   setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  const int result =
-      connect(descriptor_, reinterpret_cast<const sockaddr*>(&server), sizeof server);
+  const int result = connect(descriptor_, reinterpret_cast<const sockaddr*>(&server.address),
+                             sizeof server.address);
   if ((result != 0 && errno != EINPROGRESS) ||
       !poller_.Watch(descriptor_, EPOLLIN | EPOLLOUT, this)) {
     Close();
     return false;
   }
+  if (server.tls != nullptr) filter_ = server.tls->Filter(server.host);
   return true;
 }
 
@@ -35,6 +36,8 @@ void LoadClient::Close() {
   poller_.Unwatch(descriptor_);
   close(std::exchange(descriptor_, -1));
   connected_ = false;
+  filter_.reset();
+  wire_.clear();
   unsent_.clear();
   stream_ = RecordStream(ansi_);
 }
@@ -60,14 +63,16 @@ bool LoadClient::QueueIsEmpty() const {
 }
 
 bool LoadClient::Flush() {
-  while (!unsent_.empty()) {
-    if (!connected_ || !QueueIsEmpty()) return false;
-    std::string& text = unsent_.front();
-    const ssize_t sent = send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
+  while (HasUnsent()) {
+    if (!connected_ || !QueueIsEmpty() || (wire_.empty() && !IsReady())) return false;
+    if (wire_.empty()) {
+      wire_ = filter_ ? filter_->ToPeer(unsent_.front()) : std::move(unsent_.front());
+      unsent_.pop_front();
+    }
+    const ssize_t sent = send(descriptor_, wire_.data(), wire_.size(), MSG_NOSIGNAL);
     if (sent < 0) return false;
-    text.erase(0, static_cast<size_t>(sent));
-    if (!text.empty()) return false;
-    unsent_.pop_front();
+    wire_.erase(0, static_cast<size_t>(sent));
+    if (!wire_.empty()) return false;
   }
   return true;
 }
@@ -76,6 +81,7 @@ void LoadClient::OnEvents(uint32_t epollEvents) {
   if (!connected_ && (epollEvents & EPOLLOUT) != 0 && (epollEvents & EPOLLERR) == 0) {
     connected_ = true;
     poller_.Change(descriptor_, EPOLLIN, this);
+    if (filter_) Take("");  // a client speaks first
     Flush();
   }
   if ((epollEvents & (EPOLLIN | EPOLLERR | EPOLLHUP)) != 0) Receive();
@@ -85,7 +91,7 @@ void LoadClient::Receive() {
   char buffer[65536];
   for (;;) {
     const ssize_t count = recv(descriptor_, buffer, sizeof buffer, 0);
-    if (count > 0) HandOut({buffer, static_cast<size_t>(count)});
+    if (count > 0) Take({buffer, static_cast<size_t>(count)});
     if (count > 0 && descriptor_ >= 0 && static_cast<size_t>(count) == sizeof buffer) continue;
     if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) {
       Close();
@@ -93,6 +99,16 @@ void LoadClient::Receive() {
     }
     return;
   }
+}
+
+void LoadClient::Take(std::string_view bytes) {
+  if (!filter_) return HandOut(bytes);
+  StreamFilter::Result result = filter_->FromPeer(bytes);
+  wire_ += result.wire;
+  std::string all;
+  for (const std::string& each : result.arrivals) all += each;
+  Flush();
+  if (!all.empty()) HandOut(all);
 }
 
 // What ends in "|#" when nothing more is there is whole: the records here have no such field.

@@ -6,13 +6,22 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "bench/load/poller.h"
+#include "platform/net/tls.h"
 #include "tools/client/record_stream.h"
 
 namespace vnq::bench {
+
+/// Where a connection goes, and how it speaks.
+struct LoadTarget {
+  sockaddr_in address{};
+  const TlsClient* tls = nullptr;  ///< null: in clear
+  std::string host = {};           ///< whom the certificate has to be for
+};
 
 class LoadClient : private Poller::Watcher {
  public:
@@ -29,7 +38,7 @@ class LoadClient : private Poller::Watcher {
   LoadClient& operator=(const LoadClient&) = delete;
 
   /// Begins to connect. What is sent before it has succeeded waits.
-  bool Connect(const sockaddr_in& server);
+  bool Connect(const LoadTarget& server);
   void Close();
   bool IsOpen() const { return descriptor_ >= 0; }
 
@@ -46,12 +55,14 @@ class LoadClient : private Poller::Watcher {
   /// machine's own queue: two texts that wait there together may be joined and cut anywhere.
   /// False when something still waits.
   bool Flush();
-  bool HasUnsent() const { return !unsent_.empty(); }
+  bool HasUnsent() const { return !unsent_.empty() || !wire_.empty(); }
 
  private:
   void OnEvents(uint32_t epollEvents) override;
   void Receive();
+  void Take(std::string_view bytes);
   void HandOut(std::string_view bytes);
+  bool IsReady() const { return connected_ && (!filter_ || filter_->IsReady()); }
   bool QueueIsEmpty() const;
 
   Poller& poller_;
@@ -60,6 +71,8 @@ class LoadClient : private Poller::Watcher {
   RecordStream stream_;
   int descriptor_ = -1;
   bool connected_ = false;
+  std::unique_ptr<StreamFilter> filter_;  // null: in clear
+  std::string wire_;                      // of the filter's own and of a text that is on its way
   std::deque<std::string> unsent_;
 };
 

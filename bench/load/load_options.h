@@ -5,10 +5,14 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/client/tls_options.h"
+
 namespace vnq::bench {
 
 struct LoadOptions {
   std::string server = "127.0.0.1";
+  uint16_t port = 6004;  ///< of clients of the main port
+  TlsOptions tls;        ///< for the same
   int codePage = 936;
 
   double warmupSeconds = 1, seconds = 5;

@@ -27,7 +27,7 @@ class LoginScenario : public Scenario {
     for (size_t i = 0; i < context_.options.others; ++i) {
       others_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, count + i));
     }
-    return BringUp(context_.poller, context_.Address(kMainPort), others_, false, error);
+    return BringUp(context_.poller, context_.Target(kMainPort), others_, false, error);
   }
 
   void BeginPhase(int64_t nowNs, bool measured) override {
@@ -73,7 +73,7 @@ class LoginScenario : public Scenario {
     const size_t index = free_.front();
     free_.pop_front();
     starts_[index] = dueNs;
-    sessions_[index]->Begin(context_.Address(kMainPort), false);
+    sessions_[index]->Begin(context_.Target(kMainPort), false);
   }
 
   void OnStep(Session& session) {

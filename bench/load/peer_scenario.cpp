@@ -26,7 +26,7 @@ class PeerScenario : public MessageScenario {
           [this](Session& session, std::string_view record) { Take(session, record); });
     }
     turn_.resize(context_.options.pairs);
-    return BringUp(context_.poller, context_.Address(kMainPort), sessions_, false, error) &&
+    return BringUp(context_.poller, context_.Target(kMainPort), sessions_, false, error) &&
            BringUpOthers(count, error);
   }
 

@@ -21,8 +21,9 @@ struct LoadContext {
   Poller& poller;
   const AnsiText& ansi;
   in_addr server;
+  const TlsClient* tls;  ///< for clients of the main port; null: in clear
 
-  sockaddr_in Address(uint16_t port) const;
+  LoadTarget Target(uint16_t port) const;
 };
 
 inline constexpr uint16_t kMainPort = 6004;

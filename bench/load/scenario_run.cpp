@@ -59,7 +59,10 @@ class Run {
     if (codePage == nullptr)
       return Fail(fmt::format("code page {} is not known", options_.codePage));
     const AnsiCodePage ansi(codePage);
-    LoadContext context{options_, poller_, ansi, {}};
+    TlsClient tls;
+    std::string error;
+    if (options_.tls.use && !tls.Load(options_.tls.trust, error)) return Fail(error);
+    LoadContext context{options_, poller_, ansi, {}, options_.tls.use ? &tls : nullptr};
     if (inet_pton(AF_INET, options_.server.c_str(), &context.server) != 1) {
       return Fail(options_.server + " is no IPv4 address");
     }
@@ -176,12 +179,14 @@ class Run {
 
 }  // namespace
 
-sockaddr_in LoadContext::Address(uint16_t port) const {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr = server;
-  address.sin_port = htons(port);
-  return address;
+LoadTarget LoadContext::Target(uint16_t port) const {
+  LoadTarget target;
+  target.address.sin_family = AF_INET;
+  target.address.sin_addr = server;
+  target.address.sin_port = htons(port == kMainPort ? options.port : port);
+  if (port == kMainPort) target.tls = tls;
+  target.host = options.server;
+  return target;
 }
 
 int RunScenario(std::string_view name, ScenarioMaker make, const LoadOptions& options) {

@@ -51,7 +51,7 @@ Session::Session(Poller& poller, const AnsiText& ansi, size_t account)
       account_(account),
       userId_(UserId(account)) {}
 
-void Session::Begin(const sockaddr_in& server, bool onlyConnect) {
+void Session::Begin(const LoadTarget& server, bool onlyConnect) {
   onlyConnect_ = onlyConnect;
   failure_.clear();
   step_ = Step::kGreeting;
@@ -108,7 +108,7 @@ void Session::Fail(std::string why) {
   Go(Step::kFailed);
 }
 
-bool BringUp(Poller& poller, const sockaddr_in& server, const Sessions& sessions, bool onlyConnect,
+bool BringUp(Poller& poller, const LoadTarget& server, const Sessions& sessions, bool onlyConnect,
              std::string& error) {
   const int64_t endNs = NowNs() + kBringUpNs;
   size_t begun = 0, ready = 0;

@@ -39,7 +39,7 @@ class Session {
   Session(Poller& poller, const AnsiText& ansi, size_t account);
 
   /// Connects, and logs in unless `onlyConnect`; kReady then, or kFailed with failure().
-  void Begin(const sockaddr_in& server, bool onlyConnect);
+  void Begin(const LoadTarget& server, bool onlyConnect);
 
   /// Says good-bye; the server closes.
   void Leave();
@@ -83,7 +83,7 @@ using Sessions = std::vector<std::unique_ptr<Session>>;
 
 /// Brings sessions up, a few at a time. False, with the reason in `error`, when one fails or not
 /// all are ready within two minutes.
-bool BringUp(Poller& poller, const sockaddr_in& server, const Sessions& sessions, bool onlyConnect,
+bool BringUp(Poller& poller, const LoadTarget& server, const Sessions& sessions, bool onlyConnect,
              std::string& error);
 
 }  // namespace vnq::bench

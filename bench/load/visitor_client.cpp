@@ -28,7 +28,7 @@ VisitorClient::VisitorClient(Poller& poller, const AnsiText& ansi)
                [this](std::string_view bytes) { Take(bytes); },
                [this] { Fail("closed by the gateway"); }}) {}
 
-void VisitorClient::Begin(const sockaddr_in& gateway, size_t number) {
+void VisitorClient::Begin(const LoadTarget& gateway, size_t number) {
   key_ = Base64EncodeBytes(fmt::format("{:016}", number));
   step_ = Step::kUpgrading;
   if (!client_.Connect(gateway)) return Fail("cannot connect to the gateway");

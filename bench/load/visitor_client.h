@@ -24,7 +24,7 @@ class VisitorClient {
 
   VisitorClient(Poller& poller, const AnsiText& ansi);
 
-  void Begin(const sockaddr_in& gateway, size_t number);
+  void Begin(const LoadTarget& gateway, size_t number);
 
   /// Sends a record in one frame. Only one frame may be on its way at a time, so
   /// the caller waits for what comes of a record before it sends another. False when the record

@@ -21,7 +21,7 @@ class VisitorScenario : public MessageScenario {
       agents_.back()->SetOnRecord(
           [this](Session& agent, std::string_view record) { Take(agent, record); });
     }
-    return BringUp(context_.poller, context_.Address(kMainPort), agents_, false, error) &&
+    return BringUp(context_.poller, context_.Target(kMainPort), agents_, false, error) &&
            BringUpOthers(agents_.size(), error) && Upgrade(error) && Register(error);
   }
 
@@ -59,7 +59,7 @@ class VisitorScenario : public MessageScenario {
     for (size_t i = 0; i < context_.options.visitors; ++i) {
       visitors_.push_back(std::make_unique<VisitorClient>(context_.poller, context_.ansi));
       VisitorClient& visitor = *visitors_.back();
-      visitor.Begin(context_.Address(kVisitorPort), i);
+      visitor.Begin(context_.Target(kVisitorPort), i);
       if (!WaitFor([&] { return visitor.step() == VisitorClient::Step::kReady; }, "the upgrade",
                    error)) {
         return false;

@@ -1,6 +1,7 @@
 // The account port's commands.
 #include "accounts/accounts.h"
 #include "host/manager_notice.h"
+#include "host/protection/protection.h"
 #include "host/server_log.h"
 #include "host/slots/sending.h"
 #include "host/values/fields.h"
@@ -47,6 +48,12 @@ Expr AddApplicant(Host& host, const Fields& fields, int16_t apply) {
   return CreateAccount(host.database, host.settings.IsAccess(), account);
 }
 
+// Yields: yes, where passwords are stored as hashes.
+void HashPasswordField(Host& host, Fields& fields) {
+  StoredPasswords* const passwords = host.protection ? host.protection->passwords() : nullptr;
+  if (passwords != nullptr) fields.Set(5, passwords->Hashed(Trim(fields[5])));
+}
+
 // The password's place stays, and stays empty.
 Expr CreateAccountRecord(const Fields& fields, const Expr& newId) {
   return Join(".+create_account|", fields[1], "|", fields[2], "|", fields[3], "|", fields[4], "||",
@@ -64,6 +71,7 @@ void Announce(Host& host, const Fields& fields, const Expr& newId, const std::st
 
 void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
                               const std::string& remoteIp) {
+  HashPasswordField(host, fields);
   std::string FcName;
   if (CountAccountsNamed(host.database, fields[3], FcName) >= 1) {
     return RefuseTakenName(host, fields, FcName, slot, remoteIp);

@@ -15,7 +15,7 @@ void TellUsersWentOffline(Host& host, const std::string& list) {
 }
 
 void AppendToList(std::string& list, const Expr& user) {
-  Assign(list, Join(list, user, "|"));
+  Append(list, Join(user, "|"));
 }
 
 void SendToEndpoint(Host& host, const Expr& endpoint, std::string_view record) {

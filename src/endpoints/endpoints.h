@@ -58,6 +58,10 @@ void HandleBroadcast(Host& host, Fields& fields, SlotIndex slot, const std::stri
 /// loses its connection and is restarted. Yields: yes, while a restart request has no answer yet.
 void AgeSiblings(Host& host);
 
+/// Closes the slots whose peer has gone, but for those of siblings that are still to be restarted.
+/// No rule asks for it, only a deployment that wants its slots back. Yields: no.
+void SweepControlChannel(Host& host);
+
 // --- The managed endpoints ---
 
 /// .+landing|endpoint|user|Upan|#   Registers a computer, by its address when it gives no name.

@@ -10,6 +10,10 @@ void SendPlainText(Host& host, SlotArray& slots, SlotIndex slot, const Expr& tex
 void DropHolders(Host& host, SlotArray& slots, const Expr& name) {
   for (const SlotIndex slot : slots.AllNow()) {
     if (!Is(name, slots.Tag(slot))) continue;
+    if (slots.State(slot) == SocketState::kClosed) {
+      slots.SetTag(slot, "");
+      continue;
+    }
     host.loop.Yield();  // the slot may have changed hands; the name goes all the same
     slots.SetTag(slot, "");
     slots.Close(slot);

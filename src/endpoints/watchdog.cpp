@@ -52,6 +52,15 @@ void AgeSiblings(Host& host) {
   }
 }
 
+void SweepControlChannel(Host& host) {
+  SlotArray& slots = host.SckServer6003;
+  for (const SlotIndex slot : slots.AllNow()) {
+    if (!slots.IsGone(slot) || FindSibling(slots.Tag(slot)) != nullptr) continue;
+    slots.Close(slot);
+    slots.SetTag(slot, "");
+  }
+}
+
 void SweepEndpoints(Host& host) {
   SlotArray& slots = host.SckServer6008;
   for (const SlotIndex slot : slots.AllNow()) {

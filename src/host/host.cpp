@@ -1,12 +1,26 @@
 #include "host/host.h"
 
 #include "host/database/open_database.h"
+#include "host/protection/protection.h"
 
 namespace vnq {
 namespace {
 
 OutgoingSettings OutgoingOf(const ProgramFolder& folder) {
-  return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand};
+  return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand,
+          !folder.platform.protection.restartInBackground};
+}
+
+size_t Bytes(int megabytes) {
+  return static_cast<size_t>(megabytes) * kMegabyte;
+}
+
+ConnectionLimits ConnectionLimitsOf(const LimitSettings& limits) {
+  return {Bytes(limits.connectionOutputMb), Bytes(limits.outputMb), Bytes(limits.inputMb)};
+}
+
+PendingRecords::Limits RecordLimitsOf(const LimitSettings& limits) {
+  return {Bytes(limits.recordMb), Bytes(limits.pendingMb)};
 }
 
 }  // namespace
@@ -23,13 +37,18 @@ Host::Host(HostParts parts)
       database(
           OpenConfiguredDatabase(settings, platform, paths, AppPath, &parts.clock, platform.commit),
           &parts.clock),
-      SckServer(loop, "6004"),
-      SckServer6001(loop, "6001", true),
-      SckServer6002(loop, "6002"),
-      SckServer6003(loop, "6003"),
-      SckServer6007(loop, "6007"),
-      SckServer6008(loop, "6008"),
-      outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)) {
+      budget(std::make_shared<ConnectionBudget>(loop, ConnectionLimitsOf(platform.limits))),
+      SckServer(loop, "6004", false, budget),
+      SckServer6001(loop, "6001", true, budget),
+      SckServer6002(loop, "6002", false, budget),
+      SckServer6003(loop, "6003", false, budget),
+      SckServer6007(loop, "6007", false, budget),
+      SckServer6008(loop, "6008", false, budget),
+      PendingRecord(loop, RecordLimitsOf(platform.limits)),
+      PendingVisitorRecord(loop, RecordLimitsOf(platform.limits)),
+      outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)),
+      PushQueue(loop, Bytes(platform.limits.pushMb)) {
+  protection = Protection::Of(*this);
   ConnectionString = vnq::ConnectionString(settings, AppPath);
   loop.SetSettle(
       [this, &strings = parts.folder.strings] {

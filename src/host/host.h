@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "host/settings/ansi_code_page.h"
 #include "host/settings/program_folder.h"
 #include "host/settings/texts.h"
+#include "host/slots/pending_records.h"
 #include "host/slots/slots.h"
 #include "platform/net/clock.h"
 #include "platform/net/event_loop.h"
@@ -33,6 +35,8 @@ struct HostParts {
   HttpClient& http;
   CommandRunner& commands;
 };
+
+class Protection;
 
 struct Host {
   /// Prepares the database that the folder's settings name; opens no port.
@@ -56,16 +60,17 @@ struct Host {
   Database database;
 
   // --- Connections ---
+  std::shared_ptr<ConnectionBudget> budget;  ///< what those of all ports may hold
   SlotArray SckServer;      ///< 6004, clients; Tag: UserID, with `m` behind it for a mobile session
   SlotArray SckServer6001;  ///< web visitors; Tag: stage, then the visitor's identifier
   SlotArray SckServer6002;  ///< screen relay
   SlotArray SckServer6003;  ///< control channel; Tag: the sibling's name
   SlotArray SckServer6007;  ///< account application
   SlotArray SckServer6008;  ///< managed endpoints; Tag: the endpoint's WindowsInfo
-  SlotTexts PendingRecord;  ///< by main-port slot: a record whose end has not come
-  SlotTexts ReplyBuffer;    ///< by main-port slot: records for the next tick of Timer1
-  SlotTexts PendingVisitorRecord;   ///< by 6001 slot: the same for visitor lines
-  SlotTable<int32_t> HeartbeatAge;  ///< by 6003 slot: seconds since the sibling was heard
+  PendingRecords PendingRecord;         ///< by main-port slot: a record whose end has not come
+  SlotTexts ReplyBuffer;                ///< by main-port slot: records for the next tick of Timer1
+  PendingRecords PendingVisitorRecord;  ///< by 6001 slot: the same for visitor lines
+  SlotTable<int32_t> HeartbeatAge;      ///< by 6003 slot: seconds since the sibling was heard
 
   // --- What load leaves behind ---
   std::string ServerIp;                    ///< local address of the main listener
@@ -78,6 +83,9 @@ struct Host {
   std::string DefaultFontInfo;
   std::string PushUrl;
   std::string WebSocketResponseTemplate;
+
+  // --- What a deployment lets nobody do ---
+  std::unique_ptr<Protection> protection;  ///< null where every wall is down
 
   // --- Outgoing ---
   OutgoingCalls outgoing;

@@ -6,8 +6,10 @@
 #include <utility>
 
 #include "host/host.h"
+#include "host/slots/records.h"
 #include "platform/net/tcp_client.h"
 #include "support/base64_text.h"
+#include "support/replace_all.h"
 
 namespace vnq {
 namespace {
@@ -21,9 +23,19 @@ struct Notice {
 
 constexpr int kToNamedUsers = 3;
 
+// The reader takes line ends out and then begins a record at each ".+": what people have named
+// themselves is not to be one.
+std::string WithoutRecords(std::string text) {
+  std::erase(text, '\r');
+  std::erase(text, '\n');
+  ReplaceAll(text, kRecordPrefix, ". +");
+  return text;
+}
+
 Expr InterfaceInformationRecord(const Notice& notice) {
-  return Join(".+interface_information|", notice.MyUserName, "|", notice.YouUserNames, "|",
-              notice.ntitle, "|", notice.ncontent, "|", notice.nlink, "|", kToNamedUsers, "|#");
+  const Expr fields = Join(notice.MyUserName, "|", notice.YouUserNames, "|", notice.ntitle, "|",
+                           notice.ncontent, "|", notice.nlink, "|", kToNamedUsers, "|#");
+  return Join(".+interface_information|", Map(fields, WithoutRecords));
 }
 
 // Each name is followed by a comma, the last one too.

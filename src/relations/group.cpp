@@ -68,13 +68,12 @@ void AddMember(Host& host, const NewGroup& group, const Fields& member, const Ex
 }
 
 // Everybody who is connected and no member learns that the group exists, but not who is in it.
-// Kept: neither a test of the slot's state nor a turn of the event loop stands before the send.
+// Kept: no turn of the event loop stands before the send.
 void TellNonMembers(Host& host, const NewGroup& group, const std::set<std::string>& members) {
   SlotArray& slots = host.SckServer;
-  const Expr record = BaseInformationRecord(group);
-  for (const SlotIndex slot : slots.AllNow()) {
-    const bool isMember = slots.IsConnected(slot) && members.contains(BareTag(slots.Tag(slot)));
-    if (!isMember) SendRecord(host, slot, record);
+  SharedRecord record(BaseInformationRecord(group));
+  for (const SlotIndex slot : slots.AllConnected()) {
+    if (!members.contains(BareTag(slots.Tag(slot)))) record.Send(host, slot);
   }
 }
 

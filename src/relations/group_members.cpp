@@ -1,7 +1,7 @@
 // The members of a standing group: the list is replaced, added to, taken from, and one member gets
 // or loses the administrator's right. Nobody is asked. Field 1 is the acting user, field 2 the
 // group.
-#include <algorithm>
+#include <unordered_set>
 
 #include "host/database/version_counters.h"
 #include "host/server_log.h"
@@ -50,30 +50,40 @@ void LogMembership(Host& host, const Fields& fields, std::string_view key,
 
 // --- The rows against a wanted list ---
 
+using UserIds = std::unordered_set<std::string>;
+
 struct Comparison {
-  std::vector<std::string> kept, removed;
+  UserIds kept;
+  std::vector<std::string> removed;
 };
 
-bool Names(const std::vector<Fields>& entries, const Expr& userId) {
-  return std::any_of(entries.begin(), entries.end(),
-                     [&](const Fields& entry) { return Same(entry[0], userId); });
+UserIds NamedBy(const std::vector<Fields>& entries) {
+  UserIds users;
+  for (const Fields& entry : entries) {
+    if (entry[0].ok()) users.insert(entry[0].text());
+  }
+  return users;
 }
 
-bool Holds(const std::vector<std::string>& users, const Expr& userId) {
-  return std::any_of(users.begin(), users.end(),
-                     [&](const std::string& user) { return Is(userId, user); });
+bool Holds(const UserIds& users, const Expr& userId) {
+  return userId.ok() && users.contains(userId.text());
 }
 
 // The group's rows, the acting user's left out, against the wanted list.
 Comparison Compare(Host& host, const Fields& fields, const std::vector<Fields>& wanted) {
   Comparison found;
+  const UserIds named = NamedBy(wanted);
   Cursor members(host.database);
   members.Open(
       Sql("select * from Clot_Form where UpperID='?' and UserID<>'?'", fields[2], fields[1]));
   for (; !members.EndOfRows(); members.MoveNext()) {
     const Expr userId = Join(members["UserID"]);
     if (Skips("compare a member", userId)) continue;
-    (Names(wanted, userId) ? found.kept : found.removed).push_back(userId.text());
+    if (Holds(named, userId)) {
+      found.kept.insert(userId.text());
+    } else {
+      found.removed.push_back(userId.text());
+    }
   }
   std::erase(found.removed, "");
   return found;

@@ -43,6 +43,10 @@ namespace vnq {
 /// writes.
 void ProcessVerification(Host& host, Fields& fields, SlotIndex slot);
 
+/// Whether field 2 of a verification record is the user who acts, and not one whom an administrator
+/// has decided about.
+bool NamesWhoActs(const Fields& fields);
+
 /// Sends elements 0 to 7 of a record to the first connected slot with a tag, or parks them in
 /// MessengVerify_Type under that tag. Nobody looks whether the same record is parked already, or
 /// whether such a session ever was.

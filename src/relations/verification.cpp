@@ -16,24 +16,44 @@ struct VerificationCase {
   const char* type3;  // null: not looked at
   const char* type4;  // null: not looked at
   void (*action)(const Verification& run);
+  bool namesWhoActs = false;
 };
 
 constexpr const char* kAny = nullptr;
+constexpr bool kActs = true;
 
 // The first row that fits decides.
 constexpr VerificationCase kCases[] = {
-    {"1", "1", "1", kAny, FriendRequest},     {"1", "1", "2", "1", FriendAccepted},
-    {"1", "1", "2", "2", FriendRefused},      {"1", "1", "2", "3", FriendRefusedAndBlocked},
-    {"1", "2", kAny, kAny, FriendDeleted},    {"2", "3", kAny, kAny, RelayToUser},
-    {"2", "4", kAny, kAny, RelayToUser},      {"2", "1", "1", kAny, JoinRequest},
-    {"2", "1", "2", "0", RelayToUser},        {"2", "1", "2", "1", ApplicationAccepted},
-    {"2", "1", "2", "2", ApplicationRefused}, {"2", "1", "2", "3", ApplicationRefusedAndBlocked},
-    {"2", "2", "1", kAny, MemberLeaves},      {"2", "2", "2", "0", RelayToUser},
-    {"2", "2", "2", "1", GroupDisbanded},
+    {"1", "1", "1", kAny, FriendRequest, kActs},
+    {"1", "1", "2", "1", FriendAccepted, kActs},
+    {"1", "1", "2", "2", FriendRefused, kActs},
+    {"1", "1", "2", "3", FriendRefusedAndBlocked, kActs},
+    {"1", "2", kAny, kAny, FriendDeleted, kActs},
+    {"2", "3", kAny, kAny, RelayToUser},
+    {"2", "4", kAny, kAny, RelayToUser},
+    {"2", "1", "1", kAny, JoinRequest, kActs},
+    {"2", "1", "2", "0", RelayToUser},
+    {"2", "1", "2", "1", ApplicationAccepted},
+    {"2", "1", "2", "2", ApplicationRefused},
+    {"2", "1", "2", "3", ApplicationRefusedAndBlocked},
+    {"2", "2", "1", kAny, MemberLeaves, kActs},
+    {"2", "2", "2", "0", RelayToUser},
+    {"2", "2", "2", "1", GroupDisbanded, kActs},
 };
 
 bool Fits(const Expr& field, const char* wanted) {
   return wanted == kAny || Is(field, wanted);
+}
+
+// Null for a combination that means nothing.
+const VerificationCase* FindCase(const Fields& fields) {
+  for (const VerificationCase& each : kCases) {
+    if (Fits(fields[kType1], each.type1) && Fits(fields[kType2], each.type2) &&
+        Fits(fields[kType3], each.type3) && Fits(fields[kType4], each.type4)) {
+      return &each;
+    }
+  }
+  return nullptr;
 }
 
 void ParkRecord(Host& host, const Fields& fields, const Expr& targetTag, SlotIndex slot) {
@@ -58,12 +78,13 @@ void ParkRecord(Host& host, const Fields& fields, const Expr& targetTag, SlotInd
 // --- The engine ---
 
 void ProcessVerification(Host& host, Fields& fields, SlotIndex slot) {
-  for (const VerificationCase& each : kCases) {
-    if (Fits(fields[kType1], each.type1) && Fits(fields[kType2], each.type2) &&
-        Fits(fields[kType3], each.type3) && Fits(fields[kType4], each.type4)) {
-      return each.action(Verification(host, fields, slot));
-    }
-  }
+  const VerificationCase* found = FindCase(fields);
+  if (found != nullptr) found->action(Verification(host, fields, slot));
+}
+
+bool NamesWhoActs(const Fields& fields) {
+  const VerificationCase* found = FindCase(fields);
+  return found != nullptr && found->namesWhoActs;
 }
 
 void DeliverOrQueueVerify(Host& host, const Fields& fields, const Expr& targetTag, SlotIndex slot) {

@@ -21,9 +21,13 @@ IndexForm::IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& command
       page_(folder_.codePage),
       http_(loop),
       host_({loop, clock, page_, folder_, http_, commands}),
-      ports_(host_) {}
+      ports_(host_),
+      outOfMemory_(loop, "memory is short") {
+  loop_.SetOutOfMemory([this] { outOfMemory_.Note("something that a client sent is lost"); });
+}
 
 IndexForm::~IndexForm() {
+  loop_.SetOutOfMemory(nullptr);
   for (const EventLoop::TimerId timer : timers_) loop_.StopTimer(timer);
 }
 
@@ -45,6 +49,10 @@ std::string IndexForm::Readiness() {
   const size_t all = PortTable().size();
   std::string line = fmt::format("{} of {} ports", all - unbound.size(), all);
   if (!unbound.empty()) line += fmt::format(" (without {})", fmt::join(unbound, ", "));
+  const std::vector<std::string> closed = ports_.extra().Closed();
+  const size_t extra = ports_.extra().Count();
+  if (extra > 0) line += fmt::format(", {} of {} listeners", extra - closed.size(), extra);
+  if (!closed.empty()) line += fmt::format(" (without {})", fmt::join(closed, ", "));
   return line + (DatabaseAnswers(host_) ? ", database usable" : ", database not usable");
 }
 

@@ -34,6 +34,9 @@ class IndexForm {
   /// database does not answer. Yields: no. Database: vnq_keyword.
   void ReadKeywordsAgain();
 
+  /// Reads the certificates of listeners with TLS again, for connections from now on, and says so.
+  void ReadCertificatesAgain() { ports_.extra().ReadCertificatesAgain(); }
+
   /// Tells every client, resets presence, closes all slots and listeners. Runs as a handler.
   /// Yields: yes.
   void Unload();
@@ -65,6 +68,7 @@ class IndexForm {
   HttpClient http_;
   Host host_;
   Ports ports_;
+  RepeatedWarning outOfMemory_;
   std::vector<EventLoop::TimerId> timers_;
 };
 

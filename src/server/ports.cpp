@@ -3,8 +3,10 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <new>
 
 #include "endpoints/endpoints.h"
+#include "host/protection/protection.h"
 #include "server/command_table.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
@@ -61,11 +63,14 @@ std::span<const PortRow> PortTable() {
   return kPorts;
 }
 
-Ports::Ports(Host& host) : host_(host), starved_(host.loop, "connections have to wait") {
+Ports::Ports(Host& host)
+    : host_(host),
+      starved_(host.loop, "connections have to wait"),
+      extra_(host.loop, host.platform.listeners, starved_) {
   for (const PortRow& row : kPorts) {
     Port& port = ports_.emplace_back(row, host.loop, starved_);
-    (host.*row.slots).SetOnArrival([this, &port](SlotIndex slot, const std::string& bytes) {
-      Read(port, slot, bytes);
+    (host.*row.slots).SetOnArrival([this, &port](SlotIndex slot, std::string bytes) {
+      Read(port, slot, std::move(bytes));
     });
   }
 }
@@ -87,17 +92,28 @@ const Dispatcher& Ports::DispatcherOf(uint16_t number) {
 
 void Ports::Load() {
   for (Port& port : ports_) Listen(port);
+  extra_.Load([this](uint16_t protocol) { return RequestsOf(Find(protocol)); },
+              host_.platform.protection.unreadTimeoutS);
+}
+
+// What becomes of a connection, whichever way it has come.
+TcpListener::OnRequest Ports::RequestsOf(Port& port) {
+  SlotArray& slots = host_.*port.row.slots;
+  return [this, &slots, &row = port.row,
+          greeting = Greeting(host_, port.row)](AcceptedSocket request) {
+    Protection* const walls = host_.protection.get();
+    if (walls && !walls->AdmitsConnection(row.number, request.remoteIp())) return;
+    const SlotIndex slot = slots.Accept(std::move(request));
+    if (slot == kNoSlot) return;
+    if (walls) walls->SlotTaken(slots, slot, row.pending);
+    if (!greeting.empty()) slots.Send(slot, greeting);
+  };
 }
 
 void Ports::Listen(Port& port) {
-  SlotArray& slots = host_.*port.row.slots;
-  auto onRequest = [&slots, greeting = Greeting(host_, port.row)](AcceptedSocket request) {
-    const SlotIndex slot = slots.Accept(std::move(request));
-    if (slot != kNoSlot && !greeting.empty()) slots.Send(slot, greeting);
-  };
+  port.listener.SetUnreadTimeout(host_.platform.protection.unreadTimeoutS);
   std::string error;
-  if (!port.listener.Listen(host_.platform.bindAddress, port.row.number, std::move(onRequest),
-                            error)) {
+  if (!port.listener.Listen(host_.platform.bindAddress, port.row.number, RequestsOf(port), error)) {
     spdlog::error("cannot listen on {}", error);
   }
 }
@@ -116,9 +132,12 @@ void Ports::OnRead(uint16_t number, SlotIndex slot, const std::string& bytes) {
   Read(Find(number), slot, bytes);
 }
 
-void Ports::Read(Port& port, SlotIndex slot, const std::string& bytes) {
-  const std::string remoteIp = (host_.*port.row.slots).RemoteHostIP(slot);
+void Ports::Read(Port& port, SlotIndex slot, std::string bytes) {
+  SlotArray& slots = host_.*port.row.slots;
+  const std::string remoteIp = slots.RemoteHostIP(slot);
   const std::optional<std::string> text = port.row.read(host_, slot, bytes);
+  std::string().swap(bytes);  // its commands may take long
+  if (text && host_.protection && !host_.protection->AdmitsRead(slots, slot, *text)) return;
   if (text) port.dispatcher.Run(host_, *text, slot, remoteIp);
 }
 
@@ -132,6 +151,16 @@ void Ports::Unload() {
   for (Port* port : inTurn) {
     CloseSlots(port->row);
     port->listener.Close();
+    extra_.Close(port->row.number);
+  }
+}
+
+// Where memory is short, a slot loses its farewell, and the others do not.
+void Ports::TakeLeave(const PortRow& row, SlotIndex slot) {
+  try {
+    if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
+  } catch (const std::bad_alloc&) {
+    host_.loop.NoteOutOfMemory();
   }
 }
 
@@ -139,7 +168,7 @@ void Ports::CloseSlots(const PortRow& row) {
   SlotArray& slots = host_.*row.slots;
   for (const SlotIndex slot : slots.AllNow()) {
     if (!slots.IsConnected(slot)) continue;
-    if (row.takeLeave != nullptr) row.takeLeave(host_, slot);
+    TakeLeave(row, slot);
     slots.Close(slot);
     slots.SetTag(slot, "");
   }

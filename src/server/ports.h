@@ -12,6 +12,7 @@
 #include "host/host.h"
 #include "host/slots/dispatcher.h"
 #include "platform/net/tcp.h"
+#include "server/extra_listeners.h"
 
 namespace vnq {
 
@@ -30,8 +31,8 @@ struct PortRow {
   std::string_view greeting;  ///< goes to each new connection; empty: none
   Wire wire;
   TextReader read;
-  bool splits;               ///< a read is any number of records; else it is one
-  SlotTexts Host::*pending;  ///< where unfinished records wait; null: nothing is carried over
+  bool splits;                    ///< a read is any number of records; else it is one
+  PendingRecords Host::*pending;  ///< where unfinished records wait; null: nothing is carried over
   std::span<const CommandRow> (*commands)();
   void (*takeLeave)(Host& host, SlotIndex slot);  ///< runs at unload for each connected slot before
                                                   ///< it is closed; null: nothing
@@ -47,7 +48,7 @@ class Ports {
   /// Ties each port's reads to its commands; opens nothing.
   explicit Ports(Host& host);
 
-  /// Opens the listeners. A port that cannot be bound stays silent, and a line says why.
+  /// Opens the ports' listeners, then the deployment's. One that cannot be bound is said and silent.
   void Load();
 
   /// Takes leave of the connected slots and closes them and the listener, port by port. Runs as a
@@ -65,12 +66,15 @@ class Ports {
 
   const Dispatcher& DispatcherOf(uint16_t number);
 
+  /// The listeners beside those of the ports.
+  ExtraListeners& extra() { return extra_; }
+
  private:
   struct Port {
     Port(const PortRow& portRow, EventLoop& loop, RepeatedWarning& starved)
         : row(portRow),
           listener(loop, &starved),
-          dispatcher(portRow.commands(), portRow.splits, portRow.pending) {}
+          dispatcher(portRow.commands(), portRow.slots, portRow.splits, portRow.pending) {}
 
     const PortRow& row;
     TcpListener listener;
@@ -78,13 +82,16 @@ class Ports {
   };
 
   Port& Find(uint16_t number);
+  TcpListener::OnRequest RequestsOf(Port& port);
   void Listen(Port& port);
-  void Read(Port& port, SlotIndex slot, const std::string& bytes);
+  void Read(Port& port, SlotIndex slot, std::string bytes);
+  void TakeLeave(const PortRow& row, SlotIndex slot);
   void CloseSlots(const PortRow& row);
 
   Host& host_;
   RepeatedWarning starved_;
   std::deque<Port> ports_;
+  ExtraListeners extra_;
 };
 
 }  // namespace vnq

@@ -1,5 +1,6 @@
 // Login: from a bare connection to a tagged slot. By name and password, or of a phone that is
 // already known.
+#include "host/protection/protection.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/sending.h"
@@ -36,6 +37,23 @@ void CloseSlot(Host& host, SlotIndex slot) {
 void Refuse(Host& host, SlotIndex slot, std::string_view record) {
   TellSlot(host, slot, record);
   CloseSlot(host, slot);
+}
+
+StoredPasswords* HashedPasswords(Host& host) {
+  return host.protection ? host.protection->passwords() : nullptr;
+}
+
+// False when the slot has lost the connection meanwhile. Yields: yes, where passwords are stored as
+// hashes.
+bool OpenUser(Host& host, Cursor& row, const Fields& fields, SlotIndex slot) {
+  StoredPasswords* const passwords = HashedPasswords(host);
+  if (passwords == nullptr) {
+    row.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+    return true;
+  }
+  const uint64_t connection = host.SckServer.ConnectionNumber(slot);
+  passwords->OpenUser(row, fields[1], Trim(fields[2]));
+  return host.SckServer.ConnectionNumber(slot) == connection;
 }
 
 Person ReadPerson(const Cursor& row, const Fields& fields) {
@@ -135,7 +153,11 @@ bool IsDesktopForm(const Fields& fields) {
 
 void RecordLogin(Host& host, const Fields& fields, const Person& person, const std::string& ip) {
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+  if (HashedPasswords(host) != nullptr) {
+    Adodc1.Open(Sql("Select * from Users_ID where UserID='?'", person.UserID));
+  } else {
+    Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
+  }
   if (Adodc1.RecordCount() < 1) return;
   Adodc1.Set("LoginTime", host.clock.Now().DateAndTime());
   if (IsMobileForm(fields)) {
@@ -155,6 +177,20 @@ void RecordLogin(Host& host, const Fields& fields, const Person& person, const s
   Adodc1.Update();
 }
 
+// A wrong name or password, which the walls may have answered late.
+void RefusePassword(Host& host, const Fields& fields, const std::string& ip, SlotIndex slot) {
+  if (host.protection && !host.protection->WaitsAsFailed(fields[1], ip, slot)) return;
+  Refuse(host, slot, ".+LoginFailed|#");
+}
+
+void NoteRightPassword(Host& host, const Fields& fields, const Expr& storedPassword,
+                       const std::string& userId, const std::string& ip) {
+  if (!host.protection) return;
+  host.protection->LoginSucceeded(fields[1], ip);
+  StoredPasswords* const passwords = host.protection->passwords();
+  if (passwords != nullptr) passwords->HashInPlace(userId, storedPassword);
+}
+
 }  // namespace
 
 void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
@@ -167,12 +203,16 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
     }
   }
 
+  if (host.protection && !host.protection->BeginsLogin(fields[1], ip)) {
+    return Refuse(host, slot, ".+LoginFailed|#");
+  }
   Cursor Adodc1(host.database);
-  Adodc1.Open(Sql(kSelectUser, fields[1], Trim(fields[2])));
-  if (Adodc1.RecordCount() < 1) return Refuse(host, slot, ".+LoginFailed|#");
+  if (!OpenUser(host, Adodc1, fields, slot)) return;
+  if (Adodc1.RecordCount() < 1) return RefusePassword(host, fields, ip, slot);
   const auto userState = ToInt16(Adodc1["UserState"]);
   if (userState && *userState == 0) return Refuse(host, slot, ".+ProhibitLanding|#");
   const Person person = ReadPerson(Adodc1, fields);
+  NoteRightPassword(host, fields, Adodc1["UserPaws"], person.UserID, ip);
   const std::string tag = IsMobileForm(fields) ? person.UserID + "m" : person.UserID;
   Adodc1.Close();
 
@@ -212,6 +252,10 @@ void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::strin
   // here.
   SlotArray& slots = host.SckServer;
   for (const SlotIndex each : slots.AllNow()) {
+    if (slots.State(each) == SocketState::kClosed) {  // after a storm of connections most are
+      if (slots.Tag(each) == userId) slots.SetTag(each, "");
+      continue;
+    }
     if (slots.Tag(each) == userId) {
       host.loop.Yield();
       if (oldState != kPresenceOnPhone && slots.IsConnected(each)) {

@@ -17,11 +17,14 @@ constexpr std::string_view kSelectPresence =
 
 // Sends to every connected slot but the acting one, whoever is logged in there. The highest slot is
 // fixed at the start; a slot's state is read between the two turns, as it may have changed. Yields:
-// yes, twice a slot.
-void TellOthers(Host& host, SlotIndex slot, const Expr& record) {
-  for (const SlotIndex other : host.SckServer.AllNow()) {
+// yes, twice a connected slot.
+void TellOthers(Host& host, SlotIndex slot, const Expr& text) {
+  SharedRecord record(text);
+  for (const SlotIndex other : host.SckServer.AllConnected()) {
     host.loop.Yield();
-    if (other != slot) TellSlot(host, other, record);
+    if (other == slot || !host.SckServer.IsConnected(other)) continue;
+    host.loop.Yield();
+    record.Send(host, other);
   }
 }
 

@@ -1,6 +1,7 @@
 // What users change of their own: the profile, the password, who may become a friend unasked, and
 // which groups are muted.
 #include "host/database/version_counters.h"
+#include "host/protection/protection.h"
 #include "host/server_log.h"
 #include "host/slots/sending.h"
 #include "sessions/sessions.h"
@@ -39,6 +40,18 @@ void WriteProfile(Host& host, const Fields& fields, const std::string& remoteIp)
                  LogIcon::kCommand);
 }
 
+// The password as it is stored. Yields: yes, where that is a hash.
+Expr PasswordToStore(Host& host, const Expr& password) {
+  StoredPasswords* const passwords = host.protection ? host.protection->passwords() : nullptr;
+  return passwords == nullptr ? password : passwords->Hashed(password);
+}
+
+// What the log shows of it.
+Expr PasswordForLog(Host& host, const Expr& password) {
+  const bool hidden = host.protection && host.protection->settings().hidePasswordsInLog;
+  return hidden ? Map(password, [](const std::string&) { return ""; }) : password;
+}
+
 }  // namespace
 
 // The row, the counters, and the record that lets every other client follow.
@@ -51,14 +64,15 @@ void HandleModifyData(Host& host, Fields& fields, SlotIndex slot, const std::str
 }
 
 void HandleChangePassword(Host& host, Fields& fields, SlotIndex, const std::string& remoteIp) {
+  const Expr password = PasswordToStore(host, Trim(fields[2]));
   Cursor Adodc2(host.database);
   Adodc2.Open(Sql("Select UserID,UserPaws from Users_ID where UserID='?'", fields[1]));
   if (Adodc2.RecordCount() != 1) return;
-  Adodc2.Set("UserPaws", Trim(fields[2]));
+  Adodc2.Set("UserPaws", password);
   Adodc2.Update();
   // Kept: the log shows the new password in clear, as it came, blanks included.
-  WriteServerLog(host, Join(fields[1], host.ReadLang("im59"), fields[2]), fields[1], remoteIp,
-                 LogIcon::kCommand);
+  WriteServerLog(host, Join(fields[1], host.ReadLang("im59"), PasswordForLog(host, fields[2])),
+                 fields[1], remoteIp, LogIcon::kCommand);
 }
 
 void HandleModifyIsVerify(Host& host, Fields& fields, SlotIndex, const std::string& remoteIp) {

@@ -18,10 +18,10 @@ Expr LineOf(Host& host, const Fields& fields) {
 }
 
 // The lowest connected main-port slot with an agent's tag, kNoSlot when there is none. Yields: yes,
-// at each slot of the walk, so the walk sees what changes on its way.
+// at each connected slot of the walk, so the walk sees what changes on its way.
 SlotIndex FindAgent(Host& host, const Expr& agent) {
   SlotArray& slots = host.SckServer;
-  for (const SlotIndex slot : slots.AllNow()) {
+  for (const SlotIndex slot : slots.AllConnected()) {
     host.loop.Yield();
     if (Is(agent, slots.Tag(slot)) && slots.IsConnected(slot)) return slot;
   }

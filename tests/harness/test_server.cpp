@@ -187,6 +187,12 @@ TestServer::TestServer(const TestServerOptions& options)
   if (TestDatabase::IsPostgres()) platform.databaseDriver = "postgresql";
   if (!options.databaseDriver.empty()) platform.databaseDriver = options.databaseDriver;
   platform.durability = options.durability;
+  platform.protection = options.protection;
+  platform.listeners = options.listeners;
+  for (ListenerSettings& listener : platform.listeners) {
+    if (listener.address.empty()) listener.address = address_;
+  }
+  platform.limits = options.limits;
   form_ = std::make_unique<IndexForm>(*loop_, clock_, commands_,
                                       ReadProgramFolder(folder_, platform, codePage_));
   form_->Load();

@@ -80,6 +80,9 @@ struct TestServerOptions {
   std::string databaseDriver = {};                  ///< of platform.ini; empty: as the run is for
   SqlDurability durability = SqlDurability::kNone;  ///< a test's rows need not survive the machine
   std::string versionFile = "0|0";
+  ProtectionSettings protection = {};
+  std::vector<ListenerSettings> listeners = {};  ///< without an address: the server's own
+  LimitSettings limits = {};
   std::string sql = {};  ///< run on the database before load, beside the schema
 };
 

@@ -169,5 +169,28 @@ TEST_F(PushQueueTest, MessageToAnOnlineUserIsNotPushedAndToAnAwayOneIs) {
   EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|1|b"});
 }
 
+TEST_F(PushQueueTest, WithTheTimerOffNothingIsQueued) {
+  server.host().settings.pushIntervalMs = 0;
+  for (int i = 0; i < 100; ++i) {
+    server.InHandler(
+        [](Host& host) { QueueMobilePush(host, "2", "", "1", PushKind::kGroup, "text", "1"); });
+  }
+  EXPECT_TRUE(server.host().PushQueue.empty());
+}
+
+TEST_F(PushQueueTest, WhatIsQueuedForOnePushIsBounded) {
+  const std::string group(100'000, 'g');
+  server.InHandler([&](Host& host) {
+    for (int i = 0; i < 100; ++i) {
+      QueueMobilePush(host, group, "", "1", PushKind::kGroup, "text", "1");
+    }
+  });
+  EXPECT_EQ(server.host().PushQueue.lines().size(), 41u) << "of 4 MB in all";
+  server.host().PushQueue.Clear();
+  server.InHandler(
+      [](Host& host) { QueueMobilePush(host, "2", "", "1", PushKind::kGroup, "text", "1"); });
+  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|2|text"});
+}
+
 }  // namespace
 }  // namespace vnq

@@ -22,8 +22,8 @@ Made from the tables of `src/server/command_table.cpp` and `src/server/ports.cpp
 
     VNQ_WRITE_DOCUMENTS=1 build/bin/vnq_end_to_end_tests --gtest_filter='CommandsDocument.*'
 
-A record is `.+command|field 1|field 2|...|#`. Any connection may send any command of its port, logged in or not, and a record
-with fewer fields runs with what is there. Nobody is answered but who stands under "who hears of it"; a word that is not listed is
+A record is `.+command|field 1|field 2|...|#`. Any connection may send any command of its port, logged in or not, where
+[no wall](../SECURITY.md) stands in its way, and a record with fewer fields runs with what is there. Nobody is answered but who stands under "who hears of it"; a word that is not listed is
 dropped without an answer. "everybody" and "all others" are the connected clients of port 6004, and "devices" a user's desktop
 and mobile. "Writes" are the tables whose rows a command may add, change or delete.
 )";
@@ -115,7 +115,7 @@ TEST(PortTableRows, StandInTheOrderOfLoadAndNameTheOrderOfUnload) {
 
 TEST(PortTableRows, EveryRowOfEveryPortIsWhole) {
   for (const PortRow& port : PortTable()) {
-    const Dispatcher dispatcher(port.commands(), port.splits, port.pending);
+    const Dispatcher dispatcher(port.commands(), port.slots, port.splits, port.pending);
     for (const CommandRow& row : port.commands()) {
       EXPECT_TRUE(row.word.starts_with(".+")) << port.number << row.word;
       EXPECT_NE(row.handler, nullptr) << port.number << row.word;

@@ -55,6 +55,17 @@ TEST_F(ManagerNotice, WithoutManagersItGoesToNobody) {
   EXPECT_EQ(Taken(), ".+interface_information|zoe|||||3|#");
 }
 
+// As the main port reads it: line ends go, and each ".+" begins a record.
+TEST_F(ManagerNotice, NamesThatHoldACommandBeginNoRecord) {
+  server.Run("update Users_ID set UserName='m.+y' where UserID='2'");
+  Push("a.+phone_log", "b.\r\n+phone_log..++", 3);
+  EXPECT_EQ(Taken(), ".+interface_information|a. +phone_log|name1,m. +y,||||3|#");
+  Push("zoe", "b.\r\n+phone_log..++", kGroupFileNotice);
+  const std::string notice = Taken();
+  EXPECT_EQ(notice.find(".+", 2), std::string::npos) << notice;
+  EXPECT_NE(notice.find("\"b. +phone_log.. ++\""), std::string::npos) << notice;
+}
+
 TEST_F(ManagerNotice, FailedNameSkipsTheWholeCall) {
   for (const int16_t kind : {kGroupFileNotice, kApplicationNotice}) {
     const uint64_t before = SkippedStatements();

@@ -26,7 +26,7 @@ export const contentSecurityPolicy = [
   "default-src 'none'",
   "script-src 'self'",
   "style-src 'self'",
-  "img-src 'self' data: blob:",
+  "img-src 'self'",
   "font-src 'self'",
   "media-src 'self'",
   "connect-src 'self'",

@@ -2,7 +2,7 @@
 
 import { execFileSync, spawn, type ChildProcess } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdtempSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { request as httpRequest } from 'node:http';
 import { createServer, type Socket } from 'node:net';
 import { tmpdir } from 'node:os';
@@ -18,6 +18,7 @@ export const sample = {
   alice: { id: '1', password: 'alice-pw-1' },
   ben: { id: '2', password: 'ben-pw-2' },
   carol: { id: '3', password: 'carol-pw-3' },
+  wangfang: { id: '4', password: 'wangfang-pw-4' },
 } as const;
 export type SampleUser = keyof typeof sample;
 
@@ -57,8 +58,21 @@ export class Deployment {
     return this;
   }
 
+  /** Makes the folder; with VNQ_TEST_POSTGRES=ADDRESS:PORT its database is a new one there. */
   init(): void {
+    const postgres = process.env.VNQ_TEST_POSTGRES;
+    if (postgres) this.#useDatabaseAt(...(postgres.split(':') as [string, string]));
     execFileSync(join(programs, 'vnqctl'), ['init', '--app-path', this.folder, '--demo'], { stdio: 'ignore' });
+  }
+
+  #useDatabaseAt(host: string, port: string): void {
+    const name = `vnq_web_${process.pid}_${deployments}`;
+    execFileSync('psql', ['-q', '-h', host, '-p', port, '-U', 'vnq', '-d', 'postgres', '-c', `create database ${name}`]);
+    mkdirSync(join(this.folder, 'Web/Data'), { recursive: true });
+    writeFileSync(join(this.folder, 'platform.ini'), '[locale]\nlanguage_id=1033\ncode_page=936\n[database]\ndriver=postgresql\n');
+    const settings = { DB_TYPE: 'server', DataBaseIp: '127.0.0.1', DB_SERVER: host, DB_PORT: port, DB_NAME: name, DB_USER: 'vnq', DB_PWD: '' };
+    const lines = Object.entries(settings).map(([key, value]) => `${key}=${value}\n`);
+    writeFileSync(join(this.folder, 'Web/Data/DataBase.ini'), `[server_connection]\n${lines.join('')}`);
   }
 
   async startServer(): Promise<void> {

@@ -66,6 +66,7 @@ let count = 0;
 export class Deployment {
   address = `127.${88 + count++}.${1 + (Math.floor(process.pid / 254) % 254)}.${1 + (process.pid % 254)}`;
   folder = mkdtempSync(path.join(tmpdir(), 'vnq_web_'));
+  #people = [];
   /** What a page has complained about: errors, and breaches of the content security policy. */
   complaints = [];
 
@@ -106,6 +107,7 @@ export class Deployment {
 
   /** A browser of somebody's own. */
   async person(account, options = {}) {
+    // A phone's or a desk's browser with a storage of its own.
     const context = await this.browser.newContext({
       locale: 'en-GB',
       viewport: { width: 1180, height: 760 },
@@ -121,7 +123,21 @@ export class Deployment {
       this.complaints.push(`${account.user}: ${text}`);
     });
     await page.goto(this.url);
-    return new Person(page, account);
+    const person = new Person(page, account);
+    this.#people.push(person);
+    return person;
+  }
+
+  /** Logged in, with the lists there. */
+  async comes(account, options = {}) {
+    const person = await this.person(account, options);
+    await person.logIn();
+    return person.ready();
+  }
+
+  /** Ends all browsers, so that the next test begins with nobody. */
+  async allLeave() {
+    for (const person of this.#people.splice(0)) await person.leave().catch(() => undefined);
   }
 
   async stop() {
@@ -142,6 +158,11 @@ export class Person {
   constructor(page, account) {
     this.page = page;
     this.account = account;
+  }
+
+  /** Closes the browser, without a word to the server. */
+  async leave() {
+    await this.page.context().close();
   }
 
   async logIn(password = this.account.password) {

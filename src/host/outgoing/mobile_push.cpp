@@ -38,6 +38,7 @@ bool IsPushWanted(Host& host, const Expr& target, const Expr& source,
 void QueueMobilePush(Host& host, const Expr& target, const Expr& extra, const Expr& source,
                      PushKind kind, const Expr& text, const std::string& senderTag) {
   if (Skips("QueueMobilePush", target, extra, source, text)) return;
+  if (host.settings.pushIntervalMs <= 0) return;  // nothing would ever empty the queue
   const ControlToken* token = FindControlToken(text.text());
   const std::string label = token != nullptr ? host.ReadLang(token->labelKey) : text.text();
   if (NamesOnePerson(kind) && !IsPushWanted(host, target, source, senderTag)) return;

@@ -18,7 +18,8 @@ enum class PushKind : int {
   kVisitorGroupLine = 6,  ///< a web visitor's line for a group of agents
 };
 
-/// Queues a mobile notification in PushQueue, as target|extra|source|kind|label.
+/// Queues a mobile notification in PushQueue, as target|extra|source|kind|label; where the timer
+/// that sends them is off, nothing is queued.
 ///
 /// target      one person for kPerson and kVisitorLine: queued only where that user's row and
 ///             CheckIM1 want it, or for a note to oneself from a desktop. The other kinds are

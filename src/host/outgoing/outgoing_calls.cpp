@@ -118,9 +118,15 @@ void OutgoingCalls::SameTime(int32_t code, int32_t service) {
 
 void OutgoingCalls::RestartByShell(int32_t number) {
   const std::string_view name = ServiceName(kShellServices, number);
-  if (name.empty()) return;
+  if (name.empty() || stopping_.contains(number)) return;
   commands_.Start(CommandFor(name, settings_.stopCommand));
-  commands_.BlockFor(kServiceStopMs);
+  if (settings_.restartBlocks) {
+    commands_.BlockFor(kServiceStopMs);
+  } else {
+    stopping_.insert(number);
+    commands_.WaitFor(kServiceStopMs);
+    stopping_.erase(number);
+  }
   commands_.Start(CommandFor(name, settings_.startCommand));
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,7 @@ struct OutgoingSettings {
   std::string stopCommand =
       "systemctl stop %s";  ///< shell command; each "%s" is the service's name
   std::string startCommand = "systemctl start %s";  ///< the same
+  bool restartBlocks = true;  ///< false: everything else goes on while a service has time to stop
 };
 
 class OutgoingCalls {
@@ -82,7 +84,8 @@ class OutgoingCalls {
   ///         3 VNQ_Download_Service      7 VNQ_Telnet_Service
   ///         4 VNQ_Main_Service          any other does nothing
   ///
-  /// Exit codes are not read. Yields: no.
+  /// Exit codes are not read. Yields: no; but where the deployment wants no blocking: yes, and a
+  /// second call for a service while it stops does nothing.
   void RestartByShell(int32_t number);
 
   /// Hands queued notices to the push server by one GET of `<PushUrl>?bigdata=<text>`; nobody waits
@@ -94,6 +97,7 @@ class OutgoingCalls {
   CommandRunner& commands_;
   const AnsiText& page_;
   OutgoingSettings settings_;
+  std::set<int32_t> stopping_;  // services that have not been started again yet
 };
 
 }  // namespace vnq

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/system/ini_file.h"
+#include "host/settings/ini_values.h"
 #include "support/numbers.h"
 
 namespace vnq {
@@ -16,6 +16,7 @@ constexpr int kHighestLanguageId = 0xFFFF;
 constexpr int kHighestCodePage = 65535;
 constexpr int kLongestTimeoutS = 3600;
 constexpr int kLongestBusyTimeoutMs = 600000;
+constexpr int kHighestLimitMb = 65536;
 
 bool IsIpv4Address(std::string_view text) {
   int numbers = 0;
@@ -32,68 +33,19 @@ bool IsIpv4Address(std::string_view text) {
   return false;
 }
 
-/// Reads values into variables until one cannot be used; from then on it does nothing.
-class Reader {
- public:
-  Reader(const std::string& path, const IniData& data, std::string& error)
-      : path_(path), data_(data), error_(error) {}
-
-  bool ok() const { return ok_; }
-
-  /// The value; nothing when the key is missing or empty.
-  std::optional<std::string> Find(std::string_view section, std::string_view key) const {
-    auto value = ok_ ? data_.Find(section, key) : std::nullopt;
-    return value && !value->empty() ? value : std::nullopt;
-  }
-
-  bool Read(std::string_view section, std::string_view key, std::string& variable) {
-    const auto value = Find(section, key);
-    if (value) variable = *value;
-    return value.has_value();
-  }
-
-  bool Read(std::string_view section, std::string_view key, int lowest, int highest,
-            int& variable) {
-    const auto value = Find(section, key);
-    if (!value) return false;
-    const auto number = ParseInt32(*value);
-    if (!number || *number < lowest || *number > highest) {
-      Fail(section, key, *value,
-           "a number from " + FormatNumber(int64_t{lowest}) + " to " +
-               FormatNumber(int64_t{highest}));
-      return false;
-    }
-    variable = *number;
-    return true;
-  }
-
-  void Fail(std::string_view section, std::string_view key, std::string_view value,
-            std::string_view wanted) {
-    error_ = path_ + ": [" + std::string(section) + "] " + std::string(key) + "=" +
-             std::string(value) + " is not " + std::string(wanted);
-    ok_ = false;
-  }
-
- private:
-  const std::string& path_;
-  const IniData& data_;
-  std::string& error_;
-  bool ok_ = true;
-};
-
-void ReadLocale(Reader& reader, PlatformSettings& settings) {
+void ReadLocale(IniValues& reader, PlatformSettings& settings) {
   reader.Read("locale", "language_id", 0, kHighestLanguageId, settings.languageId);
   settings.codePage = DefaultCodePage(settings.languageId);
   settings.codePageIsGiven =
       reader.Read("locale", "code_page", 1, kHighestCodePage, settings.codePage);
 }
 
-void ReadAddress(Reader& reader, std::string_view section, std::string& address) {
+void ReadAddress(IniValues& reader, std::string_view section, std::string& address) {
   if (!reader.Read(section, "bind_address", address) || IsIpv4Address(address)) return;
   reader.Fail(section, "bind_address", address, "an IPv4 address");
 }
 
-void ReadDurability(Reader& reader, SqlDurability& durability) {
+void ReadDurability(IniValues& reader, SqlDurability& durability) {
   std::string value;
   if (!reader.Read("database", "durability", value)) return;
   if (value == "receipt") {
@@ -107,7 +59,7 @@ void ReadDurability(Reader& reader, SqlDurability& durability) {
   }
 }
 
-void ReadCommit(Reader& reader, SqlCommit& commit) {
+void ReadCommit(IniValues& reader, SqlCommit& commit) {
   std::string value;
   if (!reader.Read("database", "commit", value)) return;
   if (value == "turn" || value == "statement") {
@@ -117,7 +69,7 @@ void ReadCommit(Reader& reader, SqlCommit& commit) {
   }
 }
 
-void ReadDatabase(Reader& reader, PlatformSettings& settings) {
+void ReadDatabase(IniValues& reader, PlatformSettings& settings) {
   reader.Read("database", "driver", settings.databaseDriver);
   reader.Read("database", "connect_timeout_s", 1, kLongestTimeoutS, settings.connectTimeoutS);
   reader.Read("database", "statement_timeout_s", 1, kLongestTimeoutS, settings.statementTimeoutS);
@@ -126,11 +78,23 @@ void ReadDatabase(Reader& reader, PlatformSettings& settings) {
   ReadCommit(reader, settings.commit);
 }
 
-void ReadDrives(const Reader& reader, std::map<std::string, std::string>& drives) {
+void ReadDrives(const IniValues& reader, std::map<std::string, std::string>& drives) {
   for (char letter = 'A'; letter <= 'Z'; ++letter) {
     const std::string drive(1, letter);
     if (const auto folder = reader.Find("drives", drive)) drives[drive] = *folder;
   }
+}
+
+void ReadLimits(IniValues& reader, LimitSettings& limits) {
+  const std::pair<std::string_view, int*> keys[] = {
+      {"connection_output_mb", &limits.connectionOutputMb},
+      {"output_mb", &limits.outputMb},
+      {"input_mb", &limits.inputMb},
+      {"record_mb", &limits.recordMb},
+      {"pending_mb", &limits.pendingMb},
+      {"push_mb", &limits.pushMb},
+  };
+  for (const auto& [key, value] : keys) reader.Read("limits", key, 1, kHighestLimitMb, *value);
 }
 
 std::string ReadFile(const std::string& path) {
@@ -171,15 +135,18 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
                                                      std::string_view localeName,
                                                      std::string& error) {
   const IniData data = IniData::Parse(ReadFile(path));
-  Reader reader(path, data, error);
+  IniValues reader(path, data, error);
   PlatformSettings settings;
   settings.languageId = LanguageIdOfLocale(localeName);
   ReadLocale(reader, settings);
   ReadAddress(reader, "network", settings.bindAddress);
   ReadDatabase(reader, settings);
+  ReadLimits(reader, settings.limits);
   ReadDrives(reader, settings.drives);
   ReadAddress(reader, "metrics", settings.metricsAddress);
   reader.Read("metrics", "port", 0, 65535, settings.metricsPort);
+  ReadProtection(reader, settings.protection);
+  ReadListeners(reader, settings.bindAddress, settings.listeners);
   reader.Read("services", "stop_command", settings.stopCommand);
   reader.Read("services", "start_command", settings.startCommand);
   return reader.ok() ? std::optional(std::move(settings)) : std::nullopt;

@@ -5,10 +5,23 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "host/protection/protection_settings.h"
+#include "host/settings/listener_settings.h"
 #include "platform/sql/sql_driver.h"
 
 namespace vnq {
+
+/// What peers may have the server hold, in megabytes. Far above what any client of the suite needs.
+struct LimitSettings {
+  int connectionOutputMb = 128;  ///< waiting to be sent to one connection, which ends above it
+  int outputMb = 512;            ///< the same to all; those that are furthest behind end
+  int inputMb = 64;     ///< received and not worked off, of all; above it sockets are left unread
+  int recordMb = 16;    ///< of a record whose end has not come; above it the record is dropped
+  int pendingMb = 128;  ///< the same of all; the longest is dropped
+  int pushMb = 4;       ///< of notifications that wait for the next push; further ones are dropped
+};
 
 struct PlatformSettings {
   // [locale]
@@ -29,12 +42,17 @@ struct PlatformSettings {
   // [drives]
   std::map<std::string, std::string> drives;  ///< folder by upper-case drive letter
 
+  LimitSettings limits;  ///< [limits]
+
   // [metrics]; for a monitoring system
   std::string metricsAddress = "127.0.0.1";
   int metricsPort = 0;  ///< 0: there is no such listener
 
   // [services]; %s is the service's name
   std::string stopCommand = "systemctl stop %s", startCommand = "systemctl start %s";
+
+  ProtectionSettings protection;            ///< [protection]
+  std::vector<ListenerSettings> listeners;  ///< [listener NAME]
 };
 
 /// What the command line says instead of the file.

@@ -1,7 +1,9 @@
 #include "host/slots/dispatcher.h"
 
 #include <algorithm>
+#include <new>
 
+#include "host/protection/protection.h"
 #include "host/slots/records.h"
 #include "host/values/skipped.h"
 
@@ -17,6 +19,30 @@ bool WantsReceiptAfterCarryOver(const CommandRow& row, const Fields& fields) {
   return row.receipt != Receipt::kNone && ToNumber(fields[5]).value_or(1) != 0;
 }
 
+// Ends the turn of a read of many records, where the rules leave open what comes first.
+class ReadTurns {
+ public:
+  ReadTurns(Host& host, SlotArray& slots, SlotIndex slot)
+      : host_(host), slots_(slots), slot_(slot), beganMs_(host.clock.MonotonicMs()) {}
+
+  void BeforeRecord() {
+    if (records_++ < Dispatcher::RecordsPerTurn(host_.loop.LiveHandlers()) &&
+        host_.clock.MonotonicMs() - beganMs_ < Dispatcher::kTurnMs) {
+      return;
+    }
+    slots_.LetOthersRun(slot_);
+    records_ = 1;
+    beganMs_ = host_.clock.MonotonicMs();
+  }
+
+ private:
+  Host& host_;
+  SlotArray& slots_;
+  SlotIndex slot_;
+  int records_ = 0;
+  int64_t beganMs_;
+};
+
 }  // namespace
 
 int CommandRow::FieldCount() const {
@@ -24,8 +50,13 @@ int CommandRow::FieldCount() const {
   return static_cast<int>(std::count(fields.begin(), fields.end(), '|')) + 1;
 }
 
-Dispatcher::Dispatcher(std::span<const CommandRow> commands, bool splits, SlotTexts Host::*pending)
-    : commands_(commands), counters_(commands.size()), splits_(splits), pending_(pending) {
+Dispatcher::Dispatcher(std::span<const CommandRow> commands, SlotArray Host::*slots, bool splits,
+                       PendingRecords Host::*pending)
+    : commands_(commands),
+      slots_(slots),
+      counters_(commands.size()),
+      splits_(splits),
+      pending_(pending) {
   for (const CommandRow& row : commands) byWord_.emplace(row.word, &row);
 }
 
@@ -38,26 +69,37 @@ const CommandCounters& Dispatcher::CountersOf(const CommandRow& row) const {
   return counters_[static_cast<size_t>(&row - commands_.data())];
 }
 
+int Dispatcher::RecordsPerTurn(size_t liveHandlers) {
+  const size_t share = kRecordsPerRound / std::max<size_t>(liveHandlers, 1);
+  return static_cast<int>(std::clamp<size_t>(share, 1, kMostRecordsPerTurn));
+}
+
 void Dispatcher::Run(Host& host, const std::string& text, SlotIndex slot,
                      const std::string& remoteIp) {
-  auto run = [&](const std::string& record) { RunRecord(host, record, slot, remoteIp); };
-  if (splits_) {
-    ForEachRecord(text, run);
-  } else {
-    run(text);
-  }
+  if (!splits_) return RunRecord(host, text, slot, remoteIp);
+  ReadTurns turns(host, host.*slots_, slot);
+  ForEachRecord(text, [&](const std::string& record) {
+    turns.BeforeRecord();
+    try {
+      RunRecord(host, record, slot, remoteIp);
+    } catch (const std::bad_alloc&) {
+      host.loop.NoteOutOfMemory();
+    }
+  });
 }
 
 void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
                            const std::string& remoteIp) {
+  if (host.protection && !host.protection->AdmitsRecord(text.size(), remoteIp)) return;
   Fields fields = Fields::Split(text);
   const CommandRow* row = Find(fields[0]);
   if (row == nullptr) {
     CarryOver(host, text, slot, remoteIp);
     return;
   }
+  if (!Admits(host, *row, fields, slot, remoteIp)) return;
   if (row->needsHash && !text.ends_with('#')) {
-    (host.*pending_)[slot] = text;
+    (host.*pending_).Set(slot, text);
   } else {
     RunCommand(host, *row, fields, slot, remoteIp);
     if (WantsReceipt(*row, fields)) AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
@@ -69,17 +111,26 @@ void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
 void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
                            const std::string& remoteIp) {
   if (pending_ == nullptr || (host.*pending_)[slot].empty()) return;
-  std::string& pending = (host.*pending_)[slot];
-  pending += text;
+  (host.*pending_).Append(slot, text);
+  const std::string& pending = (host.*pending_)[slot];
+  if (host.protection && !host.protection->AdmitsRecord(pending.size(), remoteIp)) {
+    return (host.*pending_).Clear(slot);
+  }
   if (!pending.ends_with('#')) return;
   Fields fields = Fields::Split(pending);
   const CommandRow* row = Find(fields[0]);
-  if (row != nullptr && row->needsHash) {
+  if (row != nullptr && row->needsHash && Admits(host, *row, fields, slot, remoteIp)) {
     RunCommand(host, *row, fields, slot, remoteIp);
     if (WantsReceiptAfterCarryOver(*row, fields))
       AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
   }
-  (host.*pending_)[slot].clear();  // the command may have yielded, and the table have moved
+  (host.*pending_).Clear(slot);
+}
+
+bool Dispatcher::Admits(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot,
+                        const std::string& remoteIp) const {
+  return !host.protection ||
+         host.protection->AdmitsCommand(row.word, row.needs, fields, slot, remoteIp);
 }
 
 void Dispatcher::RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slot,

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/host.h"
+#include "host/protection/command_needs.h"
 #include "host/slots/sending.h"
 #include "host/values/fields.h"
 
@@ -27,6 +28,7 @@ struct CommandRow {
   std::string_view fields;   ///< what the fields from 1 on hold, joined by '|'; with fewer the
                              ///< handler still runs
   CommandHandler handler;    ///< function of the room that owns the word; never null
+  CommandNeeds needs;        ///< what it asks of its sender where there are walls
   std::string_view summary;  ///< one sentence
   std::string_view heard;    ///< who hears of it, and in which record; empty: nobody
   std::string_view writes;   ///< tables whose rows it adds, changes or deletes; empty: none
@@ -51,11 +53,19 @@ class Dispatcher {
   /// splits   a text is any number of records, each beginning at a ".+"; else it is one record.
   /// pending  where an unfinished record waits for the reads that bring the rest; null where
   ///          nothing is carried over.
-  Dispatcher(std::span<const CommandRow> commands, bool splits, SlotTexts Host::*pending);
+  Dispatcher(std::span<const CommandRow> commands, SlotArray Host::*slots, bool splits,
+             PendingRecords Host::*pending);
 
-  /// Runs the command of each record of a read, in order. Unknown words go on with the unfinished
-  /// record of the slot; where there is none they are dropped without an answer. Nothing checks
-  /// that anybody has logged in. Yields: yes, wherever a command does.
+  /// How many records of one read run in a row before the others get a turn: the fewer, the more
+  /// handlers go round. And for how long at most.
+  static int RecordsPerTurn(size_t liveHandlers);
+  static constexpr size_t kMostRecordsPerTurn = 64, kRecordsPerRound = 1024;
+  static constexpr int64_t kTurnMs = 10;
+
+  /// Runs the command of each record of a read, in order; a record that there is no memory for is
+  /// lost alone. What the same connection sends meanwhile waits. Unknown words go on with the
+  /// unfinished record of the slot; where there is none they are dropped without an answer. Nothing checks
+  /// that anybody has logged in. Yields: yes, wherever a command does, and between records.
   void Run(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp);
 
   /// The row of a command word, null when there is none.
@@ -65,15 +75,18 @@ class Dispatcher {
 
  private:
   void RunRecord(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp);
+  bool Admits(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot,
+              const std::string& remoteIp) const;
   void RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slot,
                   const std::string& remoteIp);
   void CarryOver(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp);
 
   std::span<const CommandRow> commands_;
+  SlotArray Host::*slots_;
   std::unordered_map<std::string_view, const CommandRow*> byWord_;
   std::vector<CommandCounters> counters_;  // by row
   bool splits_;
-  SlotTexts Host::*pending_;
+  PendingRecords Host::*pending_;
 };
 
 }  // namespace vnq

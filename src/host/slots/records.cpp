@@ -1,15 +1,17 @@
 #include "host/slots/records.h"
 
-#include "host/values/fields.h"
-
 namespace vnq {
 
 void ForEachRecord(const std::string& text,
                    const std::function<void(const std::string&)>& onRecord) {
-  const std::vector<std::string> pieces = SplitText(text, kRecordPrefix);
-  for (size_t i = 0; i < pieces.size(); ++i) {
-    if (pieces[i].empty()) continue;
-    onRecord(i == 0 ? text : std::string(kRecordPrefix) + pieces[i]);
+  size_t begin = text.find(kRecordPrefix);
+  if (begin != 0 && !text.empty()) onRecord(text);
+  while (begin != std::string::npos) {
+    const size_t piece = begin + kRecordPrefix.size();
+    const size_t end = text.find(kRecordPrefix, piece);
+    const size_t length = (end == std::string::npos ? text.size() : end) - begin;
+    if (length > kRecordPrefix.size()) onRecord(text.substr(begin, length));
+    begin = end;
   }
 }
 

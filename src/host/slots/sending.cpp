@@ -1,6 +1,7 @@
 #include "host/slots/sending.h"
 
 #include "host/host.h"
+#include "host/protection/protection.h"
 #include "support/base64_text.h"
 
 namespace vnq {
@@ -16,6 +17,16 @@ void YieldThenTellTag(Host& host, const Expr& tag, const Expr& text) {
   if (slot != kNoSlot) SendRecord(host, slot, text);
 }
 
+// One that was large once would keep its memory for good.
+void Empty(std::string& buffer) {
+  constexpr size_t kKeptBytes = 4096;
+  if (buffer.capacity() > kKeptBytes) {
+    std::string().swap(buffer);
+  } else {
+    buffer.clear();
+  }
+}
+
 }  // namespace
 
 void SendRecord(Host& host, SlotIndex slot, const Expr& text) {
@@ -25,6 +36,12 @@ void SendRecord(Host& host, SlotIndex slot, const Expr& text) {
 void SendRecord(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text) {
   if (Skips("SendRecord", text)) return;
   slots.Send(slot, Base64EncodeText(host.page, text.text()));
+}
+
+void SharedRecord::Send(Host& host, SlotIndex slot) {
+  if (Skips("SendRecord", text_)) return;
+  if (!wire_) wire_ = host.SckServer.Share(Base64EncodeText(host.page, text_.text()));
+  host.SckServer.Send(slot, wire_);
 }
 
 void TellSlot(Host& host, SlotIndex slot, const Expr& text) {
@@ -46,8 +63,11 @@ void TellUser(Host& host, const Expr& userId, const Expr& text) {
 }
 
 void TellEverybody(Host& host, const Expr& text, SlotIndex except) {
-  for (const SlotIndex slot : host.SckServer.AllNow()) {
-    if (slot != except) TellSlot(host, slot, text);
+  SharedRecord record(text);
+  for (const SlotIndex slot : host.SckServer.AllConnected()) {
+    if (slot == except) continue;
+    host.loop.Yield();
+    record.Send(host, slot);
   }
 }
 
@@ -67,17 +87,20 @@ void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
 
 void FlushReplies(Host& host) {
   SlotArray& slots = host.SckServer;
+  if (host.protection) host.protection->WithholdReceipts();
   host.database.SyncCommitted();
-  for (const SlotIndex slot : slots.AllNow()) {
-    if (!slots.IsConnected(slot) || host.ReplyBuffer[slot].empty()) continue;
+  for (const SlotIndex slot : slots.AllConnected()) {
+    if (host.ReplyBuffer[slot].empty()) continue;
     SendRecord(host, slot, host.ReplyBuffer[slot]);
-    std::string().swap(host.ReplyBuffer[slot]);  // its memory too
+    Empty(host.ReplyBuffer[slot]);
   }
 }
 
 void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
                    const Expr& msgId) {
-  AppendReply(host, slot, Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#"));
+  const Expr record = Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#");
+  AppendReply(host, slot, record);
+  if (host.protection) host.protection->NoteReceipt(slot, stored, owner, msgId, record);
 }
 
 }  // namespace vnq

@@ -28,6 +28,19 @@ void SendRecord(Host& host, SlotIndex slot, const Expr& text);
 /// The same on another port's array.
 void SendRecord(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text);
 
+/// A record that goes to many main-port slots: made into bytes once, which all of them wait on.
+class SharedRecord {
+ public:
+  explicit SharedRecord(const Expr& text) : text_(text) {}
+
+  /// As SendRecord.
+  void Send(Host& host, SlotIndex slot);
+
+ private:
+  const Expr text_;
+  SharedBytes wire_;  // null before the first slot
+};
+
 /// Sends to a main-port slot that is connected, with a turn of the event loop before the send.
 void TellSlot(Host& host, SlotIndex slot, const Expr& text);
 

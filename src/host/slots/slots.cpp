@@ -10,14 +10,19 @@ namespace {
 const std::string kNothing;
 }  // namespace
 
-SlotArray::SlotArray(EventLoop& loop, std::string name, bool clearsTag)
-    : loop_(loop), full_(loop, name + ": no slot left"), clearsTag_(clearsTag), slots_(1) {
+SlotArray::SlotArray(EventLoop& loop, std::string name, bool clearsTag,
+                     std::shared_ptr<ConnectionBudget> budget)
+    : loop_(loop),
+      full_(loop, name + ": no slot left"),
+      clearsTag_(clearsTag),
+      budget_(std::move(budget)),
+      slots_(1) {
   AddSlot();
 }
 
 void SlotArray::AddSlot() {
   slots_.emplace_back();
-  closed_.insert(Highest());
+  closed_.Insert(Highest());
   EnterTag(Highest(), "");
 }
 
@@ -34,11 +39,19 @@ void SlotArray::LeaveTag(SlotIndex slot, const std::string& tag) {
 }
 
 SlotIndex SlotArray::TakeClosedSlot() {
-  if (closed_.empty()) {
-    if (Highest() == std::numeric_limits<SlotIndex>::max()) return kNoSlot;
-    AddSlot();
-  }
-  return *closed_.begin();
+  const int closed = closed_.Next(1);
+  if (closed != kNoSlot) return static_cast<SlotIndex>(closed);
+  if (Highest() == std::numeric_limits<SlotIndex>::max()) return kNoSlot;
+  AddSlot();
+  return Highest();
+}
+
+void SlotArray::SetState(SlotIndex slot, SocketState state) {
+  slots_[static_cast<size_t>(slot)].state = state;
+  closed_.Erase(slot);
+  connected_.Erase(slot);
+  if (state == SocketState::kClosed) closed_.Insert(slot);
+  if (state == SocketState::kConnected) connected_.Insert(slot);
 }
 
 SlotIndex SlotArray::Accept(AcceptedSocket request) {
@@ -49,27 +62,27 @@ SlotIndex SlotArray::Accept(AcceptedSocket request) {
     return kNoSlot;
   }
   if (clearsTag_) SetTag(slot, "");
-  closed_.erase(slot);
   Slot& entry = slots_[static_cast<size_t>(slot)];
-  entry.state = SocketState::kConnected;
   entry.remoteHostIp = request.remoteIp();
+  entry.connectionNumber = ++connections_;
   entry.acceptedMs = loop_.NowMs();
   TcpConnection::Events events;
   events.onArrival = [this, slot](std::string bytes) {
     if (onArrival_) onArrival_(slot, std::move(bytes));
   };
-  entry.connection = TcpConnection::Start(loop_, std::move(request), {});
+  entry.connection = TcpConnection::Start(loop_, std::move(request), {}, budget_);
   events.onPeerClosed = [this, slot, connection = entry.connection.get()] {
     PeerClosed(slot, connection);
   };
   entry.connection->SetEvents(std::move(events));
+  SetState(slot, SocketState::kConnected);
   return slot;
 }
 
 void SlotArray::PeerClosed(SlotIndex slot, const TcpConnection* connection) {
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.connection.get() != connection) return;
-  entry.state = SocketState::kClosing;
+  SetState(slot, SocketState::kClosing);
   entry.connection.reset();
 }
 
@@ -110,21 +123,61 @@ bool SlotArray::Send(SlotIndex slot, std::string_view bytes) {
   return slots_[static_cast<size_t>(slot)].connection->Send(bytes);
 }
 
+bool SlotArray::Send(SlotIndex slot, const SharedBytes& bytes) {
+  if (!IsConnected(slot)) {
+    NoteSkipped("send", "slot not connected");
+    return false;
+  }
+  return slots_[static_cast<size_t>(slot)].connection->Send(bytes);
+}
+
+SharedBytes SlotArray::Share(std::string bytes) {
+  if (budget_) return budget_->Share(std::move(bytes));
+  return std::make_shared<const std::string>(std::move(bytes));
+}
+
+void SlotArray::LetOthersRun(SlotIndex slot) {
+  const auto connection = Exists(slot) ? slots_[static_cast<size_t>(slot)].connection : nullptr;
+  if (connection) connection->HoldArrivals();
+  loop_.Yield();
+  if (connection) connection->ReleaseArrivals();
+}
+
 void SlotArray::Close(SlotIndex slot) {
   if (!Exists(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.connection) entry.connection->Close();
   entry.connection.reset();
-  entry.state = SocketState::kClosed;
-  closed_.insert(slot);
+  SetState(slot, SocketState::kClosed);
+}
+
+void SlotArray::Lose(SlotIndex slot) {
+  if (!IsConnected(slot)) return;
+  Slot& entry = slots_[static_cast<size_t>(slot)];
+  entry.connection->Close();
+  entry.connection.reset();
+  SetState(slot, SocketState::kClosing);
+}
+
+uint64_t SlotArray::ConnectionNumber(SlotIndex slot) const {
+  return Exists(slot) ? slots_[static_cast<size_t>(slot)].connectionNumber : 0;
 }
 
 SlotIndex SlotArray::FirstConnected(const Expr& tag, SlotIndex except) const {
   if (Skips("look for a tag", tag)) return kNoSlot;
+  if (tag.text().empty()) return FirstUnnamed(except);
   const auto found = byTag_.find(tag.text());
   if (found == byTag_.end()) return kNoSlot;
   for (const SlotIndex slot : found->second) {
     if (slot != except && IsConnected(slot)) return slot;
+  }
+  return kNoSlot;
+}
+
+// Nearly all that have no name are closed slots.
+SlotIndex SlotArray::FirstUnnamed(SlotIndex except) const {
+  for (const SlotIndex slot : AllConnected()) {
+    if (slot != except && Tag(slot).empty()) return slot;
   }
   return kNoSlot;
 }

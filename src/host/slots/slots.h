@@ -11,12 +11,12 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "host/slots/slot_bits.h"
 #include "host/values/expr.h"
 #include "platform/net/repeated_warning.h"
 #include "platform/net/tcp.h"
@@ -57,6 +57,35 @@ class SlotWalk {
   int highest_;
 };
 
+class SlotArray;
+
+/// The connected slots of one walk, in order. Each is looked for when the walk gets there: one that
+/// was lost meanwhile is passed over, one that has come ahead of it is visited, up to the highest
+/// slot there was at the start.
+class ConnectedWalk {
+ public:
+  class Iterator {
+   public:
+    Iterator(const SlotArray* slots, int slot, int highest)
+        : slots_(slots), slot_(slot), highest_(highest) {}
+    SlotIndex operator*() const { return static_cast<SlotIndex>(slot_); }
+    Iterator& operator++();
+    bool operator==(const Iterator& other) const { return slot_ == other.slot_; }
+
+   private:
+    const SlotArray* slots_;
+    int slot_, highest_;
+  };
+
+  ConnectedWalk(const SlotArray& slots, SlotIndex highest) : slots_(slots), highest_(highest) {}
+  Iterator begin() const { return ++Iterator(&slots_, 0, highest_); }
+  Iterator end() const { return {&slots_, highest_ + 1, highest_}; }
+
+ private:
+  const SlotArray& slots_;
+  int highest_;
+};
+
 class SlotArray {
  public:
   /// Run as a handler for each arrival, with all bytes that one read gave. Yields: may.
@@ -64,7 +93,9 @@ class SlotArray {
 
   /// name: for diagnostics. clearsTag: a reused slot loses the tag of its previous peer at
   /// acceptance.
-  SlotArray(EventLoop& loop, std::string name, bool clearsTag = false);
+  /// budget: what the connections may hold in memory; null: whatever they do.
+  SlotArray(EventLoop& loop, std::string name, bool clearsTag = false,
+            std::shared_ptr<ConnectionBudget> budget = nullptr);
 
   void SetOnArrival(OnArrival onArrival) { onArrival_ = std::move(onArrival); }
 
@@ -78,6 +109,13 @@ class SlotArray {
   /// All slots that there are now, in order: `for (SlotIndex slot : slots.AllNow())`. A body may
   /// yield; what it looks at may then have changed, the walk itself has not.
   SlotWalk AllNow() const { return SlotWalk(Highest()); }
+
+  /// Those of them that are connected when the walk gets to them. After a storm of connections most
+  /// slots are closed, and a walk over all of them would cost what it did in the storm.
+  ConnectedWalk AllConnected() const { return {*this, Highest()}; }
+
+  /// The lowest connected slot from `slot` on, kNoSlot when there is none.
+  SlotIndex NextConnected(int slot) const { return static_cast<SlotIndex>(connected_.Next(slot)); }
 
   SocketState State(SlotIndex slot) const;
   bool IsConnected(SlotIndex slot) const { return State(slot) == SocketState::kConnected; }
@@ -99,8 +137,23 @@ class SlotArray {
   /// Sends bytes as they are. A slot that is not connected: skipped.
   bool Send(SlotIndex slot, std::string_view bytes);
 
+  /// Bytes for several slots, of which those that wait are held once.
+  SharedBytes Share(std::string bytes);
+  bool Send(SlotIndex slot, const SharedBytes& bytes);
+
+  /// Gives the event loop a turn in the middle of a read: what others have sent is run, what the
+  /// same connection has sent since waits. Yields: yes.
+  void LetOthersRun(SlotIndex slot);
+
   /// Makes the slot closed at once; its tag stays. What was sent before still leaves.
   void Close(SlotIndex slot);
+
+  /// Ends the connection as if its peer had gone: the slot keeps its tag and waits for a sweep.
+  void Lose(SlotIndex slot);
+
+  /// A number that no other connection of this array has had; that of the slot's last one where it
+  /// has none now.
+  uint64_t ConnectionNumber(SlotIndex slot) const;
 
   /// The lowest connected slot with exactly this tag, as the walk from 1 upward finds it; `except`
   /// is passed over. kNoSlot without one; a failed tag is skipped, and finds none.
@@ -116,6 +169,7 @@ class SlotArray {
     std::string remoteHostIp;
     int64_t acceptedMs = 0;
     std::shared_ptr<TcpConnection> connection;
+    uint64_t connectionNumber = 0;
   };
   // In rising order. Most tags have one slot, and ten thousand slots without a name are moved along
   // in no time.
@@ -128,17 +182,27 @@ class SlotArray {
   void EnterTag(SlotIndex slot, const std::string& tag);
   void LeaveTag(SlotIndex slot, const std::string& tag);
   SlotIndex TakeClosedSlot();
+  void SetState(SlotIndex slot, SocketState state);
   void AddSlot();
+  SlotIndex FirstUnnamed(SlotIndex except) const;
   void PeerClosed(SlotIndex slot, const TcpConnection* connection);
 
   EventLoop& loop_;
   RepeatedWarning full_;
   bool clearsTag_;
+  std::shared_ptr<ConnectionBudget> budget_;
   OnArrival onArrival_;
-  std::deque<Slot> slots_;      // element 0 is never used
-  std::set<SlotIndex> closed_;  // the slots in state 0
+  uint64_t connections_ = 0;     // that there have been
+  std::deque<Slot> slots_;       // element 0 is never used
+  SlotBits closed_, connected_;  // the slots in these states
   std::unordered_map<std::string, SlotList, TagHash, std::equal_to<>> byTag_;
 };
+
+inline ConnectedWalk::Iterator& ConnectedWalk::Iterator::operator++() {
+  slot_ = slots_->NextConnected(slot_ + 1);
+  if (slot_ == kNoSlot || slot_ > highest_) slot_ = highest_ + 1;
+  return *this;
+}
 
 /// A value per slot, kept apart from the slot: it outlives the connection, and the next peer
 /// inherits it.
@@ -150,6 +214,9 @@ class SlotTable {
     if (values_.size() <= index) values_.resize(index + 1);
     return values_[index];
   }
+
+  /// One more than the highest slot that has been looked at.
+  int size() const { return static_cast<int>(values_.size()); }
 
  private:
   std::deque<T> values_;

@@ -7,6 +7,7 @@
 // next one reads.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,7 +43,7 @@ class Fields {
 
   /// Lengthens or shortens the array to `count` elements, keeping what it holds; new elements are
   /// empty.
-  void Resize(size_t count) { elements_.resize(count); }
+  void Resize(size_t count);
 
   size_t size() const { return elements_.size(); }
 
@@ -50,7 +51,17 @@ class Fields {
   int last() const { return static_cast<int>(elements_.size()) - 1; }
 
  private:
-  std::vector<std::string> elements_;
+  // Where an element stands in the text. A record of nothing but separators has as many elements as
+  // characters, so they take little each.
+  struct Element {
+    uint32_t begin = 0, length = 0;
+  };
+
+  void Take(std::string_view text, std::string_view separator);
+  std::string_view At(size_t field) const;
+
+  std::string text_;  // of the record, and behind it what was set
+  std::vector<Element> elements_;
 };
 
 }  // namespace vnq

@@ -36,6 +36,7 @@ constexpr size_t kStackBytes = 256 * 1024;
 #endif
 constexpr size_t kMaxIdleHandlers = 32;  // each keeps the pages that it has touched
 constexpr int kEventsPerPoll = 256;
+constexpr int kStarvedMs = 10;  // between two tries to get a stack
 
 struct StackRange {
   const void* bottom = nullptr;
@@ -112,7 +113,9 @@ struct EventLoop::Handler {
   ExceptionState exceptions;
   bool hasTask = false;
   bool quit = false;
-  bool yielded = false;   // wants its place at the tail of the ready queue
+  bool yielded = false;  // wants its place at the tail of the ready queue
+  bool ranOutOfMemory = false;
+  Handler* nextLate = nullptr;
   std::string_view what;  // see NameHandler
   StackRange stack;       // the handler's own
   StackRange loopStack;   // the loop's, learnt on arrival
@@ -132,6 +135,8 @@ struct EventLoop::Handler {
       try {
         task();
       } catch (const HandlerUnwound&) {
+      } catch (const std::bad_alloc&) {
+        ranOutOfMemory = true;
       }
       task = nullptr;
       hasTask = false;
@@ -151,6 +156,7 @@ EventLoop::~EventLoop() {
   std::exchange(timers_, {});
   std::exchange(leaving_, {});
   std::exchange(waitingForRoom_, {});
+  std::exchange(firstsWaiting_, {});
   std::exchange(ready_, {});
   close(epoll_);
 }
@@ -183,7 +189,30 @@ void EventLoop::NameHandler(std::string_view what) {
 }
 
 void EventLoop::Wake(Handler* handler) {
-  ready_.push_back({handler, nullptr, false});
+  GoOnLater(handler);
+}
+
+// A handler that could not be queued would never go on.
+void EventLoop::GoOnLater(Handler* handler) noexcept {
+  try {
+    ready_.emplace_back();
+    ready_.back().handler = handler;
+  } catch (const std::bad_alloc&) {
+    handler->nextLate = std::exchange(late_, handler);
+  }
+}
+
+void EventLoop::TakeUpLate() {
+  for (Handler* handler = std::exchange(late_, nullptr); handler != nullptr;) {
+    GoOnLater(std::exchange(handler, handler->nextLate));
+  }
+}
+
+void EventLoop::NoteOutOfMemory() noexcept {
+  try {
+    if (outOfMemory_) outOfMemory_();
+  } catch (const std::bad_alloc&) {  // not even to say so; it will be said the next time
+  }
 }
 
 EventLoop::Handler* EventLoop::TakeHandler() {
@@ -192,11 +221,13 @@ EventLoop::Handler* EventLoop::TakeHandler() {
     idle_.pop_back();
     return handler;
   }
-  auto* handler = new Handler;
-  handlers_.push_back(handler);
+  auto made = std::make_unique<Handler>();
+  Handler* handler = made.get();
+  handlers_.reserve(handlers_.size() + 1);
   handler->self = boost::context::fiber(
       std::allocator_arg, GuardedStack(handler->stack),
       [handler](boost::context::fiber&& loop) { return handler->Run(std::move(loop)); });
+  handlers_.push_back(made.release());
   return handler;
 }
 
@@ -217,19 +248,41 @@ void EventLoop::SwitchToLoop() {
   if (handler->quit) throw HandlerUnwound();
 }
 
-void EventLoop::RunItem(ReadyItem item) {
-  Handler* handler = item.handler;
-  if (handler == nullptr) {
-    if (!item.yields) {
-      item.task();
-      return;
-    }
-    handler = TakeHandler();
+void EventLoop::RunTask(const Task& step) {
+  try {
+    step();
+  } catch (const std::bad_alloc&) {
+    NoteOutOfMemory();
+  }
+}
+
+// False: it is tried again, when other handlers may have given their stacks back.
+bool EventLoop::StartOnStack(ReadyItem& item) {
+  try {
+    Handler* handler = TakeHandler();
     handler->task = std::move(item.task);
     handler->hasTask = true;
     handler->what = {};
+    item.handler = handler;
+    return true;
+  } catch (const std::bad_alloc&) {
+    NoteOutOfMemory();
   }
+  starved_ = true;
+  try {
+    ready_.push_back(std::move(item));
+  } catch (const std::bad_alloc&) {
+    --liveHandlers_;
+  }
+  return false;
+}
+
+void EventLoop::RunItem(ReadyItem& item) {
+  if (item.handler == nullptr && !item.yields) return RunTask(item.task);
+  if (item.handler == nullptr && !StartOnStack(item)) return;
+  Handler* handler = item.handler;
   Resume(handler);
+  if (std::exchange(handler->ranOutOfMemory, false)) NoteOutOfMemory();
   if (!handler->hasTask) {
     Retire(handler);
   } else if (handler->yielded) {
@@ -237,7 +290,7 @@ void EventLoop::RunItem(ReadyItem item) {
     handler->yielded = false;
     SettleAtYield();
     Poll(0);
-    ready_.push_back({handler, nullptr, false});
+    GoOnLater(handler);
   }
 }
 
@@ -248,11 +301,12 @@ void EventLoop::Retire(Handler* handler) {
   } else {
     DestroyHandler(handler);
   }
-  if (!waitingForRoom_.empty() && liveHandlers_ < kMaxHandlers) {
-    Task step = std::move(waitingForRoom_.front());
-    waitingForRoom_.pop_front();
-    step();
-  }
+  std::deque<Task>& next = firstsWaiting_.empty() ? waitingForRoom_ : firstsWaiting_;
+  const size_t most = firstsWaiting_.empty() ? kMaxHandlers : kMaxFirstHandlers;
+  if (next.empty() || liveHandlers_ >= most) return;
+  const Task step = std::move(next.front());
+  next.pop_front();
+  RunTask(step);
 }
 
 void EventLoop::DestroyHandler(Handler* handler) {
@@ -268,6 +322,8 @@ void EventLoop::DestroyHandler(Handler* handler) {
 void EventLoop::UnwindHandlers() {
   ready_.clear();
   waitingForRoom_.clear();
+  firstsWaiting_.clear();
+  late_ = nullptr;
   for (Handler* handler : std::vector<Handler*>(handlers_)) {
     if (!handler->hasTask) continue;
     handler->quit = true;
@@ -282,12 +338,12 @@ void EventLoop::UnwindHandlers() {
 // --- What others see ---
 
 void EventLoop::Settle() {
-  if (settle_) settle_();
+  if (settle_) RunTask(settle_);
   unsettledYields_ = 0;
   if (leaving_.empty()) return;
   std::vector<Task> leaving;
   leaving.swap(leaving_);
-  for (const Task& leave : leaving) leave();
+  for (const Task& leave : leaving) RunTask(leave);
   leaving.clear();
   if (leaving_.empty()) leaving_.swap(leaving);  // for its memory
 }
@@ -352,21 +408,24 @@ void EventLoop::StopTimer(TimerId timer) {
   std::erase_if(timers_, [timer](const Timer& candidate) { return candidate.id == timer; });
 }
 
-void EventLoop::FireTimers() {
+void EventLoop::FireTimers() try {
   const int64_t now = polledMs_ = clock_.MonotonicMs();
   for (size_t i = 0; i < timers_.size();) {
     Timer& timer = timers_[i];
     if (timer.dueMs > now) {
       ++i;
     } else if (timer.intervalMs > 0) {
-      timer.dueMs += (now - timer.dueMs) / timer.intervalMs * timer.intervalMs + timer.intervalMs;
       StartHandler(timer.task);
+      timer.dueMs += (now - timer.dueMs) / timer.intervalMs * timer.intervalMs + timer.intervalMs;
       ++i;
     } else {
-      Enqueue(std::move(timer.task));
+      ready_.emplace_back();  // without memory for it the timer stays due
+      ready_.back().task = std::move(timer.task);
       timers_.erase(timers_.begin() + static_cast<std::ptrdiff_t>(i));
     }
   }
+} catch (const std::bad_alloc&) {
+  NoteOutOfMemory();
 }
 
 int EventLoop::WaitUntilTimer(int waitMs) const {
@@ -390,7 +449,11 @@ void EventLoop::Poll(int waitMs) {
     // An earlier event of this batch may have ended this watch, or put another on its descriptor.
     const WatchEntry entry = watches_[descriptor];
     if (entry.watcher != nullptr && entry.generation == generation) {
-      entry.watcher->OnEvents(events[i].events);
+      try {
+        entry.watcher->OnEvents(events[i].events);
+      } catch (const std::bad_alloc&) {
+        NoteOutOfMemory();
+      }
     }
   }
   FireTimers();
@@ -398,8 +461,10 @@ void EventLoop::Poll(int waitMs) {
 
 bool EventLoop::Turn(int waitMs) {
   Settle();
-  Poll(ready_.empty() ? WaitUntilTimer(waitMs) : 0);
+  const int busyWaitMs = std::exchange(starved_, false) ? kStarvedMs : 0;
+  Poll(ready_.empty() && late_ == nullptr ? WaitUntilTimer(waitMs) : busyWaitMs);
   settledMs_ = polledMs_;
+  TakeUpLate();
   if (ready_.empty()) return false;
   RunReady();
   return true;
@@ -413,7 +478,7 @@ void EventLoop::RunReady() {
     ReadyItem item = std::move(ready_.front());
     ready_.pop_front();
     running_ = item.handler != nullptr ? item.handler->what : std::string_view();
-    RunItem(std::move(item));
+    RunItem(item);
     const auto ended = std::chrono::steady_clock::now();
     const auto took = std::chrono::duration_cast<std::chrono::microseconds>(ended - began).count();
     if (took > longest_.microseconds) longest_ = {took, running_};
@@ -427,7 +492,7 @@ void EventLoop::TurnWithoutHandlers(int waitMs) {
   for (size_t left = ready_.size(); left > 0; --left) {
     ReadyItem item = std::move(ready_.front());
     ready_.pop_front();
-    if (item.handler == nullptr && !item.yields) item.task();
+    if (item.handler == nullptr && !item.yields) RunTask(item.task);
   }
 }
 

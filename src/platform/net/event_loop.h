@@ -36,8 +36,10 @@ class EventLoop {
   /// Identifies a suspended handler. Valid until the handler is woken.
   struct Handler;
 
-  /// Handlers that may be alive at one time before arrivals are held back.
+  /// Handlers that may be alive at one time before arrivals are held back, and before those of
+  /// peers that have no other handler are.
   static constexpr size_t kMaxHandlers = 4096;
+  static constexpr size_t kMaxFirstHandlers = 3 * kMaxHandlers;
 
   explicit EventLoop(const Clock& clock);
   ~EventLoop();
@@ -88,8 +90,20 @@ class EventLoop {
   /// The clock that timers go by.
   int64_t NowMs() const { return clock_.MonotonicMs(); }
 
-  /// Runs `step` once, as soon as a handler has ended and fewer than kMaxHandlers are alive.
-  void WhenHandlerEnds(Task step) { waitingForRoom_.push_back(std::move(step)); }
+  /// Runs `step` once, when a handler has ended and fewer than kMaxHandlers are alive, or, for
+  /// a first handler, fewer than kMaxFirstHandlers.
+  void WhenHandlerEnds(bool isFirst, Task step) {
+    (isFirst ? firstsWaiting_ : waitingForRoom_).push_back(std::move(step));
+  }
+
+  // --- Short memory ---
+
+  /// Sets the step that is told when the memory for something could not be had: a step, a handler
+  /// or a record of one was lost by it, everything else goes on.
+  void SetOutOfMemory(Task outOfMemory) { outOfMemory_ = std::move(outOfMemory); }
+
+  /// Tells it.
+  void NoteOutOfMemory() noexcept;
 
   // --- What others see ---
 
@@ -174,7 +188,11 @@ class EventLoop {
   int WaitUntilTimer(int waitMs) const;
   void FireTimers();
   void RunReady();
-  void RunItem(ReadyItem item);
+  void RunItem(ReadyItem& item);
+  void RunTask(const Task& step);
+  bool StartOnStack(ReadyItem& item);
+  void GoOnLater(Handler* handler) noexcept;
+  void TakeUpLate();
   void Resume(Handler* handler);
   void SwitchToLoop();
   Handler* TakeHandler();
@@ -189,12 +207,15 @@ class EventLoop {
   Stretch longest_;
   size_t liveHandlers_ = 0;
   Task settle_;
+  Task outOfMemory_;
   std::function<bool()> isOwed_;
   std::vector<Task> leaving_;  // behind the next Settle
   int unsettledYields_ = 0;
   int64_t polledMs_ = 0, settledMs_ = 0;
   std::deque<ReadyItem> ready_;
-  std::deque<Task> waitingForRoom_;
+  std::deque<Task> waitingForRoom_, firstsWaiting_;
+  Handler* late_ = nullptr;          // ready ones that there was no memory to queue
+  bool starved_ = false;             // a handler found no memory for its stack in this turn
   std::vector<WatchEntry> watches_;  // by descriptor
   std::vector<Timer> timers_;        // a handful: searched in order
   TimerId lastTimer_ = 0;

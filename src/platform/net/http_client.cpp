@@ -6,6 +6,7 @@
 
 #include <cassert>
 #include <map>
+#include <new>
 
 #include "platform/net/http_address.h"
 
@@ -51,7 +52,11 @@ size_t TakeAnswer(char* bytes, size_t, size_t count, void* owner) {
   auto& transfer = *static_cast<Transfer*>(owner);
   if (transfer.waiting == nullptr) return count;
   if (transfer.response.body.size() + count > HttpClient::kMaxAnswerBytes) return 0;
-  transfer.response.body.append(bytes, count);
+  try {
+    transfer.response.body.append(bytes, count);
+  } catch (const std::bad_alloc&) {
+    return 0;  // the library's frames know no exceptions
+  }
   return count;
 }
 

@@ -10,12 +10,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <new>
 #include <vector>
 
 namespace vnq {
 namespace {
 
 constexpr size_t kReceiveBytes = 1024 * 1024;
+constexpr size_t kMaxOwedBytes = 64 * 1024;  // that are worth a copy until the next Settle
 constexpr int kBacklog = 1024;
 constexpr int kRequestsPerEvent = 64;
 constexpr int64_t kAcceptPauseMs = 100;
@@ -23,10 +26,48 @@ constexpr int64_t kAcceptPauseMs = 100;
 int lingering = 0;
 int lingeringUnsent = 0;
 
-std::string AddressText(const sockaddr_in& address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-  return text;
+// An IPv4 or IPv6 address and a port, as the system's calls want them.
+struct SocketAddress {
+  sockaddr_storage bytes{};
+  socklen_t size = sizeof bytes;
+
+  sockaddr* any() { return reinterpret_cast<sockaddr*>(&bytes); }
+  sockaddr_in* v4() { return reinterpret_cast<sockaddr_in*>(&bytes); }
+  sockaddr_in6* v6() { return reinterpret_cast<sockaddr_in6*>(&bytes); }
+
+  bool Set(const std::string& address, uint16_t port) {
+    if (inet_pton(AF_INET, address.c_str(), &v4()->sin_addr) == 1) {
+      bytes.ss_family = AF_INET;
+      v4()->sin_port = htons(port);
+      size = sizeof(sockaddr_in);
+      return true;
+    }
+    if (inet_pton(AF_INET6, address.c_str(), &v6()->sin6_addr) != 1) return false;
+    bytes.ss_family = AF_INET6;
+    v6()->sin6_port = htons(port);
+    size = sizeof(sockaddr_in6);
+    return true;
+  }
+
+  std::string Text() {
+    char text[INET6_ADDRSTRLEN] = "";
+    const void* address = &v4()->sin_addr;
+    if (bytes.ss_family == AF_INET6) address = &v6()->sin6_addr;
+    inet_ntop(bytes.ss_family, address, text, sizeof text);
+    return text;
+  }
+};
+
+std::string PeerAddress(int descriptor) {
+  SocketAddress peer;
+  getpeername(descriptor, peer.any(), &peer.size);
+  const std::string text = peer.Text();
+  return text.empty() ? "a peer" : text;
+}
+
+// What an arrival costs: many small ones more than their bytes.
+size_t HeldBytes(const std::string& arrival) {
+  return arrival.size() + sizeof(std::string);
 }
 
 // One buffer serves all connections: a read is copied out at its true size, so an idle connection
@@ -36,10 +77,27 @@ std::vector<char>& ReceiveBuffer() {
   return buffer;
 }
 
+// The kernel ends a connection whose peer acknowledges nothing, or takes nothing behind a closed
+// window, for so long; and asks one that is silent whether it is still there.
+void LimitUnread(int descriptor, int seconds) {
+  const int timeoutMs = seconds * 1000, on = 1, idle = std::max(1, seconds / 2);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeoutMs, sizeof timeoutMs);
+  setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &idle, sizeof idle);
+}
+
 }  // namespace
 
 AcceptedSocket::~AcceptedSocket() {
   if (descriptor_ >= 0) close(descriptor_);
+}
+
+void AcceptedSocket::SpeakThrough(std::unique_ptr<StreamFilter> filter,
+                                  std::vector<std::string> early) {
+  filter_ = std::move(filter);
+  early_ = std::move(early);
+  if (std::string peer = filter_->PeerAddress(); !peer.empty()) remoteIp_ = std::move(peer);
 }
 
 // --- TcpListener ---
@@ -47,25 +105,27 @@ AcceptedSocket::~AcceptedSocket() {
 bool TcpListener::Listen(const std::string& address, uint16_t port, OnRequest onRequest,
                          std::string& error) {
   Close();
-  sockaddr_in local{};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(port);
-  if (inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1) {
-    error = fmt::format("{}:{}: not an IPv4 address", address, port);
+  SocketAddress local;
+  if (!local.Set(address, port)) {
+    error = fmt::format("{}:{}: not an IPv4 or IPv6 address", address, port);
     return false;
   }
   const int on = 1;
-  descriptor_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  descriptor_ = socket(local.bytes.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  // Another listener may have the same port for IPv4.
+  if (local.bytes.ss_family == AF_INET6) {
+    setsockopt(descriptor_, IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
+  }
   if (descriptor_ < 0 || setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-      bind(descriptor_, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0 ||
-      listen(descriptor_, kBacklog) != 0 || !loop_.Watch(descriptor_, EPOLLIN, this)) {
+      bind(descriptor_, local.any(), local.size) != 0 || listen(descriptor_, kBacklog) != 0 ||
+      !loop_.Watch(descriptor_, EPOLLIN, this)) {
     error = fmt::format("{}:{}: {}", address, port, strerror(errno));
     if (descriptor_ >= 0) close(descriptor_);
     descriptor_ = -1;
     return false;
   }
   onRequest_ = std::move(onRequest);
-  localAddress_ = AddressText(local);
+  localAddress_ = local.Text();
   return true;
 }
 
@@ -80,16 +140,16 @@ void TcpListener::Close() {
 
 void TcpListener::OnEvents(uint32_t) {
   for (int i = 0; i < kRequestsPerEvent; ++i) {
-    sockaddr_in peer{};
-    socklen_t size = sizeof peer;
-    const int accepted = accept4(descriptor_, reinterpret_cast<sockaddr*>(&peer), &size,
-                                 SOCK_NONBLOCK | SOCK_CLOEXEC);
+    SocketAddress peer;
+    const int accepted = accept4(descriptor_, peer.any(), &peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (accepted < 0) {
       if (errno == EINTR || errno == ECONNABORTED) continue;
       if (errno != EAGAIN) Pause(errno);
       return;
     }
-    auto request = std::make_shared<AcceptedSocket>(accepted, AddressText(peer));
+    AcceptedSocket socket(accepted, peer.Text());  // closes it if memory is short
+    if (unreadTimeoutS_ > 0) LimitUnread(accepted, unreadTimeoutS_);
+    auto request = std::make_shared<AcceptedSocket>(std::move(socket));
     loop_.Enqueue([onRequest = onRequest_, request] { onRequest(std::move(*request)); });
   }
 }
@@ -107,15 +167,23 @@ void TcpListener::Pause(int error) {
 // --- TcpConnection ---
 
 std::shared_ptr<TcpConnection> TcpConnection::Start(EventLoop& loop, AcceptedSocket socket,
-                                                    Events events) {
-  auto connection =
-      std::make_shared<TcpConnection>(ForPrivateUse{}, loop, std::move(socket), std::move(events));
+                                                    Events events,
+                                                    std::shared_ptr<ConnectionBudget> budget) {
+  std::vector<std::string> early = socket.TakeEarly();
+  auto connection = std::make_shared<TcpConnection>(ForPrivateUse{}, loop, std::move(socket),
+                                                    std::move(events), std::move(budget));
   connection->UpdateWatch();
+  if (!early.empty()) connection->TakeEarly(std::move(early));
   return connection;
 }
 
-TcpConnection::TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events)
-    : loop_(loop), events_(std::move(events)), descriptor_(socket.Release()) {
+TcpConnection::TcpConnection(ForPrivateUse, EventLoop& loop, AcceptedSocket socket, Events events,
+                             std::shared_ptr<ConnectionBudget> budget)
+    : loop_(loop),
+      events_(std::move(events)),
+      descriptor_(socket.Release()),
+      filter_(socket.TakeFilter()),
+      budget_(std::move(budget)) {
   const int on = 1;
   setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
@@ -138,25 +206,76 @@ void TcpConnection::CountUnsent(bool unsent) {
 }
 
 bool TcpConnection::Send(std::string_view bytes) {
-  if (state_ != State::kOpen) return false;
-  if (!loop_.OwesSettle()) return SendNow(bytes);
+  if (state_ != State::kOpen || givenUp_) return false;
+  if (bytes.size() > kMaxOwedBytes) loop_.Settle();
+  if (!loop_.OwesSettle()) return SendNow(bytes, nullptr);
   loop_.AfterSettle(
-      [self = shared_from_this(), owed = std::string(bytes)] { self->SendNow(owed); });
+      [self = shared_from_this(), owed = std::string(bytes)] { self->SendNow(owed, nullptr); });
   return true;
 }
 
-bool TcpConnection::SendNow(std::string_view bytes) {
-  if (state_ != State::kOpen && state_ != State::kClosing) return false;
-  if (unsent_.empty()) {
-    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
-    if (bytes.empty()) return true;
-    // A reset shows itself as a read event too, which ends the connection in its turn.
-    if (sent < 0 && errno != EAGAIN && errno != EINTR) return false;
-  }
-  unsent_.append(bytes);
-  UpdateWatch();
+bool TcpConnection::Send(const SharedBytes& bytes) {
+  if (state_ != State::kOpen || givenUp_) return false;
+  if (!loop_.OwesSettle()) return SendNow(*bytes, bytes);
+  loop_.AfterSettle([self = shared_from_this(), bytes] { self->SendNow(*bytes, bytes); });
   return true;
+}
+
+bool TcpConnection::SendNow(std::string_view bytes, const SharedBytes& shared) {
+  if ((state_ != State::kOpen && state_ != State::kClosing) || givenUp_) return false;
+  return filter_ ? SendWire(filter_->ToPeer(bytes), nullptr) : SendWire(bytes, shared);
+}
+
+bool TcpConnection::SendWire(std::string_view bytes, const SharedBytes& shared) {
+  if (!SendAtOnce(bytes)) return false;
+  if (bytes.empty()) return true;
+  ChangeUnsent([&] {
+    if (shared) {
+      unsent_.Append(shared, shared->size() - bytes.size());
+    } else {
+      unsent_.Append(bytes);
+    }
+  });
+  return true;
+}
+
+bool TcpConnection::SendAtOnce(std::string_view& bytes) {
+  if (!unsent_.empty()) return true;
+  const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
+  // A reset shows itself as a read event too, which ends the connection in its turn.
+  return sent >= 0 || errno == EAGAIN || errno == EINTR;
+}
+
+// Half a record is worse than none: who cannot be sent the rest of one has gone.
+template <typename Change>
+void TcpConnection::ChangeUnsent(const Change& change) {
+  const size_t before = unsent_.OwnBytes();
+  bool lost = false;
+  try {
+    change();
+  } catch (const std::bad_alloc&) {
+    lost = true;
+  }
+  UpdateWatch();
+  if (budget_) budget_->ChangeUnsent(*this, before, unsent_.OwnBytes());
+  if (lost || (budget_ && unsent_.size() > budget_->limits().unsentBytes)) GiveUp();
+}
+
+// What it had sent before is still heard.
+void TcpConnection::GiveUp() {
+  if (givenUp_ || state_ == State::kReleased) return;
+  givenUp_ = true;
+  endOfStream_ = true;
+  const size_t behind = unsent_.size();
+  const std::string peer = PeerAddress(descriptor_);
+  ChangeUnsent([this] { unsent_.Clear(); });
+  if (state_ == State::kLingering) {
+    Release();
+  } else {
+    StartArrivals();
+  }
+  if (budget_) budget_->NoteGivenUp(peer, behind);
 }
 
 void TcpConnection::Close() {
@@ -164,10 +283,19 @@ void TcpConnection::Close() {
   state_ = State::kClosing;
   ++lingering;
   events_ = {};
-  arrivals_.clear();
-  waitingBytes_ = 0;
+  DropArrivals();
   if (!loop_.OwesSettle()) return Linger();
   loop_.AfterSettle([self = shared_from_this()] { self->Linger(); });
+}
+
+void TcpConnection::DropArrivals() {
+  size_t bytes = 0;
+  for (const std::string& arrival : arrivals_) bytes += HeldBytes(arrival);
+  arrivals_.clear();
+  notBegun_ = 0;
+  waitingBytes_ = 0;
+  heldBytes_ -= bytes;
+  if (budget_) budget_->RemoveArrived(bytes);
 }
 
 void TcpConnection::OnEvents(uint32_t epollEvents) {
@@ -182,46 +310,107 @@ void TcpConnection::OnEvents(uint32_t epollEvents) {
 
 void TcpConnection::Receive() {
   if (endOfStream_) return;
+  if (!WantsToRead()) return UpdateWatch();
   std::vector<char>& buffer = ReceiveBuffer();
   const ssize_t count = recv(descriptor_, buffer.data(), buffer.size(), 0);
   if (count > 0) {
-    arrivals_.emplace_back(buffer.data(), static_cast<size_t>(count));
-    waitingBytes_ += static_cast<size_t>(count);
+    TakeBytes({buffer.data(), static_cast<size_t>(count)});
   } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
     endOfStream_ = true;
   }
   StartArrivals();
 }
 
+void TcpConnection::TakeBytes(std::string_view bytes) {
+  if (!filter_) return TakeArrival(std::string(bytes));
+  StreamFilter::Result result = filter_->FromPeer(bytes);
+  for (std::string& arrival : result.arrivals) TakeArrival(std::move(arrival));
+  if (!result.wire.empty()) SendWire(result.wire, nullptr);
+  if (result.ended) endOfStream_ = true;
+}
+
+// Their handlers start once the owner has set its events.
+void TcpConnection::TakeEarly(std::vector<std::string> arrivals) {
+  for (std::string& arrival : arrivals) TakeArrival(std::move(arrival));
+  loop_.Enqueue([self = shared_from_this()] {
+    if (self->state_ == State::kOpen) self->StartArrivals();
+  });
+}
+
+void TcpConnection::TakeArrival(std::string bytes) {
+  arrivals_.push_back(std::move(bytes));
+  const size_t held = HeldBytes(arrivals_.back());
+  waitingBytes_ += arrivals_.back().size();
+  heldBytes_ += held;
+  if (budget_) budget_->AddArrived(held);
+}
+
+// The next record of one peer is not kept waiting by what many others have begun.
+bool TcpConnection::MayStartHandler() const {
+  const size_t most = handlers_ == 0 ? EventLoop::kMaxFirstHandlers : EventLoop::kMaxHandlers;
+  return loop_.LiveHandlers() < most;
+}
+
+void TcpConnection::WaitForHandlerRoom() {
+  if (waitingForRoom_) return;
+  waitingForRoom_ = true;
+  loop_.WhenHandlerEnds(handlers_ == 0, [self = shared_from_this()] {
+    self->waitingForRoom_ = false;
+    self->StartArrivals();
+  });
+}
+
 void TcpConnection::StartArrivals() {
-  while (!arrivals_.empty() && handlers_ < kMaxHandlers) {
-    if (loop_.LiveHandlers() >= EventLoop::kMaxHandlers) {
-      if (!waitingForRoom_) {
-        waitingForRoom_ = true;
-        loop_.WhenHandlerEnds([self = shared_from_this()] {
-          self->waitingForRoom_ = false;
-          self->StartArrivals();
-        });
-      }
+  while (holds_ == 0 && static_cast<size_t>(notBegun_) < arrivals_.size() &&
+         handlers_ < kMaxHandlers) {
+    if (!MayStartHandler()) {
+      WaitForHandlerRoom();
       break;
     }
+    loop_.StartHandler([self = shared_from_this()] { self->RunArrival(); });
+    waitingBytes_ -= FirstWithoutHandler().size();
     ++handlers_;
-    waitingBytes_ -= arrivals_.front().size();
-    loop_.StartHandler([self = shared_from_this(), bytes = std::move(arrivals_.front())]() mutable {
-      if (self->events_.onArrival) {
-        const auto onArrival = self->events_.onArrival;  // Close in the handler drops the event
-        onArrival(std::move(bytes));
-      }
-      self->HandlerEnded();
-    });
-    arrivals_.pop_front();
+    ++notBegun_;
   }
-  if (endOfStream_ && arrivals_.empty()) EndOfStream();
+  if (endOfStream_ && arrivals_.size() == static_cast<size_t>(notBegun_)) EndOfStream();
   UpdateWatch();
 }
 
-void TcpConnection::HandlerEnded() {
+void TcpConnection::RunArrival() {
+  if (arrivals_.empty()) return HandlerEnded(0);  // closed meanwhile
+  --notBegun_;
+  if (holds_ > 0) {  // in time another handler comes for it
+    waitingBytes_ += FirstWithoutHandler().size();
+    --handlers_;
+    return;
+  }
+  std::string bytes = std::move(arrivals_.front());
+  arrivals_.pop_front();
+  const size_t held = HeldBytes(bytes);
+  if (events_.onArrival) {
+    const auto onArrival = events_.onArrival;  // Close in the handler drops the event
+    try {
+      onArrival(std::move(bytes));
+    } catch (const std::bad_alloc&) {
+      loop_.NoteOutOfMemory();
+    }
+  }
+  HandlerEnded(held);
+}
+
+void TcpConnection::HandlerEnded(size_t heldBytes) {
   --handlers_;
+  heldBytes_ -= heldBytes;
+  if (budget_) budget_->RemoveArrived(heldBytes);
+  if (state_ == State::kOpen) StartArrivals();
+}
+
+void TcpConnection::HoldArrivals() {
+  ++holds_;
+}
+
+void TcpConnection::ReleaseArrivals() {
+  --holds_;
   if (state_ == State::kOpen) StartArrivals();
 }
 
@@ -229,9 +418,12 @@ void TcpConnection::HandlerEnded() {
 // it was.
 void TcpConnection::EndOfStream() {
   if (peerClosedTold_) return;
-  peerClosedTold_ = true;
   loop_.Enqueue([self = shared_from_this()] {
     if (self->state_ != State::kOpen) return;
+    if (!self->arrivals_.empty() || self->holds_ > 0) {
+      self->peerClosedTold_ = false;  // it is told again when they have begun
+      return;
+    }
     self->loop_.Settle();  // what was sent to a peer that only reads on
     const auto onPeerClosed = std::move(self->events_.onPeerClosed);
     self->events_ = {};
@@ -239,10 +431,13 @@ void TcpConnection::EndOfStream() {
     self->Linger();
     if (onPeerClosed) onPeerClosed();
   });
+  peerClosedTold_ = true;
 }
 
 void TcpConnection::Linger() {
+  if (filter_ && !givenUp_) SendWire(filter_->Farewell(), nullptr);
   state_ = State::kLingering;
+  if (givenUp_) return Release();
   // The timer is what keeps the connection alive from here on.
   lingerTimer_ = loop_.RunAfter(kLingerMs, [self = shared_from_this()] { self->Release(); });
   Flush();
@@ -263,19 +458,7 @@ void TcpConnection::ReceiveAndDiscard() {
 }
 
 void TcpConnection::Flush() {
-  while (!unsent_.empty()) {
-    const ssize_t sent =
-        send(descriptor_, unsent_.data() + unsentFrom_, unsent_.size() - unsentFrom_, MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) continue;
-    if (sent < 0 && errno != EAGAIN) unsent_.clear();
-    if (sent < 0) break;
-    unsentFrom_ += static_cast<size_t>(sent);
-    if (unsentFrom_ == unsent_.size()) unsent_.clear();
-  }
-  if (unsent_.empty()) {
-    unsentFrom_ = 0;
-    unsent_.shrink_to_fit();
-  }
+  if (!unsent_.empty()) ChangeUnsent([this] { SendUnsent(); });
   if (state_ == State::kLingering) CountUnsent(!unsent_.empty());
   if (state_ == State::kLingering && unsent_.empty()) {
     if (endOfStream_) return Release();
@@ -283,6 +466,17 @@ void TcpConnection::Flush() {
     writingShut_ = true;
   }
   UpdateWatch();
+}
+
+void TcpConnection::SendUnsent() {
+  while (!unsent_.empty()) {
+    const std::string_view bytes = unsent_.Front();
+    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0 && errno != EAGAIN) unsent_.Clear();
+    if (sent < 0) return;
+    unsent_.Leave(static_cast<size_t>(sent));
+  }
 }
 
 void TcpConnection::Release() {
@@ -294,14 +488,32 @@ void TcpConnection::Release() {
   loop_.StopTimer(lingerTimer_);
   if (watched_ != 0) loop_.Unwatch(descriptor_);
   watched_ = 0;
+  if (givenUp_) {
+    const linger now{1, 0};  // what the kernel still has for the peer goes too
+    setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+  }
   close(descriptor_);
+  DropArrivals();
+  if (!budget_) return;
+  const size_t unsent = unsent_.OwnBytes();
+  unsent_.Clear();
+  budget_->ChangeUnsent(*this, unsent, 0);
+  budget_->Forget(*this);
+}
+
+// Who is left unread for the others' sake has to be told when that is over.
+bool TcpConnection::WantsToRead() {
+  if (state_ == State::kLingering) return true;
+  if (waitingBytes_ >= kMaxWaitingBytes || heldBytes_ >= kMaxHeldBytes) return false;
+  if (!budget_ || budget_->MayRead(heldBytes_)) return true;
+  budget_->WaitForRoom(*this);
+  return false;
 }
 
 void TcpConnection::UpdateWatch() {
   if (state_ == State::kReleased) return;
   uint32_t wanted = 0;
-  const bool reads = state_ == State::kLingering || waitingBytes_ < kMaxWaitingBytes;
-  if (!endOfStream_ && reads) wanted |= EPOLLIN;
+  if (!endOfStream_ && WantsToRead()) wanted |= EPOLLIN;
   if (!unsent_.empty()) wanted |= EPOLLOUT;
   if (wanted == watched_) return;
   // A descriptor watched for nothing still reports a hang-up without end: take it out instead.

@@ -12,6 +12,8 @@
 #include <chrono>
 #include <thread>
 
+#include "platform/net/handler_wait.h"
+
 extern char** environ;
 
 namespace vnq {
@@ -95,6 +97,10 @@ void ShellCommandRunner::Start(const std::string& commandLine) {
 void ShellCommandRunner::BlockFor(int64_t ms) {
   loop_.Settle();
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+void ShellCommandRunner::WaitFor(int64_t ms) {
+  WaitInHandler(loop_, ms);
 }
 
 void ShellCommandRunner::Reap() {

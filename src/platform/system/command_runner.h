@@ -23,6 +23,9 @@ class CommandRunner {
   /// Stops the whole calling thread for a time: no handler, no timer and no socket is served
   /// meanwhile.
   virtual void BlockFor(int64_t ms) = 0;
+
+  /// Lets the running handler wait, and everything else go on. Only in a handler. Yields: yes.
+  virtual void WaitFor(int64_t ms) = 0;
 };
 
 /// Runs commands by /bin/sh in a session of their own, their three standard descriptors on
@@ -34,6 +37,7 @@ class ShellCommandRunner : public CommandRunner {
 
   void Start(const std::string& commandLine) override;
   void BlockFor(int64_t ms) override;
+  void WaitFor(int64_t ms) override;
 
  private:
   class Child;

@@ -1,5 +1,6 @@
 #include "platform/system/ini_file.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -37,7 +38,7 @@ long long Nanoseconds(const timespec& time) {
 class OpenFile {
  public:
   explicit OpenFile(const std::string& path)
-      : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+      : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), error_(errno) {}
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
   ~OpenFile() {
@@ -46,6 +47,11 @@ class OpenFile {
 
   bool State(struct stat& state) const {
     return descriptor_ >= 0 && fstat(descriptor_, &state) == 0 && S_ISREG(state.st_mode);
+  }
+
+  /// The file may well be there; it is the machine that cannot open it now.
+  bool LacksResources() const {
+    return descriptor_ < 0 && (error_ == EMFILE || error_ == ENFILE || error_ == ENOMEM);
   }
 
   std::string ReadAll() const {
@@ -59,6 +65,7 @@ class OpenFile {
 
  private:
   int descriptor_;
+  int error_;  // where it could not be opened
 };
 
 }  // namespace
@@ -94,6 +101,20 @@ std::optional<std::string> IniData::Find(std::string_view section, std::string_v
   return entry->second;
 }
 
+std::vector<std::string> IniData::Sections() const {
+  std::vector<std::string> names;
+  for (const auto& [name, entries] : sections_) names.push_back(name);
+  return names;
+}
+
+std::vector<std::string> IniData::Keys(std::string_view section) const {
+  std::vector<std::string> names;
+  const auto entries = sections_.find(AsciiLower(TrimBlanks(section)));
+  if (entries == sections_.end()) return names;
+  for (const auto& [name, value] : entries->second) names.push_back(name);
+  return names;
+}
+
 uint64_t IniReader::Look(const std::string& path) {
   struct stat state {};
   const auto known = files_.find(path);
@@ -107,6 +128,7 @@ uint64_t IniReader::Look(const std::string& path) {
   }
 
   const OpenFile file(path);
+  if (file.LacksResources() && known != files_.end()) return known->second.version;
   if (!file.State(state)) {
     files_.erase(path);
     return 0;

@@ -30,6 +30,10 @@ class IniData {
   /// when there is none. A section name that occurs twice counts as its first occurrence only.
   std::optional<std::string> Find(std::string_view section, std::string_view key) const;
 
+  /// The names of all sections, and of the keys that count in one, in lower case, by the alphabet.
+  std::vector<std::string> Sections() const;
+  std::vector<std::string> Keys(std::string_view section) const;
+
  private:
   std::map<std::string, std::map<std::string, std::string>> sections_;  // names in lower case
 };
@@ -43,7 +47,8 @@ class IniReader {
   std::string ReadBytes(const std::string& path, std::string_view section, std::string_view key);
 
   /// Looks whether the file has changed and reads it if so. A number that is another one for each
-  /// reading; 0 for a file that cannot be read.
+  /// reading; 0 for a file that cannot be read. Where the process has no descriptor left or the
+  /// machine no memory, what was read before stays.
   uint64_t Look(const std::string& path);
 
   /// Like ReadBytes, of the file as it was at the last look.

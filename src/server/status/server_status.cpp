@@ -33,7 +33,9 @@ void ReadCommands(Ports& ports, const PortRow& row, PortStatus& port,
   }
 }
 
-Waiting CountWaiting(const SlotArray& slots, SlotTexts& texts) {
+// texts: a table by slot.
+template <typename Texts>
+Waiting CountWaiting(const SlotArray& slots, Texts& texts) {
   Waiting waiting;
   for (const SlotIndex slot : slots.AllNow()) {
     const size_t bytes = texts[slot].size();

@@ -19,6 +19,7 @@ void AddChatCommand(CLI::App& app, int& exitCode) {
                    "File with the password in its first line; without it VNQ_PASSWORD, else asked");
   AddServerPage(*chat, options->codePage, options->appPath);
   chat->add_option("--port", options->port, "Port of the server")->capture_default_str();
+  AddTlsOptions(*chat, options->tls);
   chat->add_option("--state-file", options->stateFile,
                    "File that keeps the names and ids seen so far");
   chat->add_option("--machine-id", options->machineId,

@@ -129,6 +129,7 @@ class ChatProgram : public ChatSink {
   const AnsiText& ansi_;
   ChatScreen& screen_;
   CatchUp* catchUp_;
+  TlsClient tls_;
   Connection connection_;
   RecordStream stream_;
   KnownNames names_;
@@ -169,8 +170,9 @@ int ChatProgram::Run() {
 
 bool ChatProgram::Connect() {
   std::string error;
-  if (TakePassword(error) &&
-      connection_.Open(options_.server, options_.port, kConnectWaitMs, error)) {
+  const TlsClient* const tls = options_.tls.use ? &tls_ : nullptr;
+  if ((tls == nullptr || tls_.Load(options_.tls.trust, error)) && TakePassword(error) &&
+      connection_.Open(options_.server, options_.port, kConnectWaitMs, error, tls)) {
     stream_ = RecordStream(ansi_);
     texts_.clear();
     nowMs_ = heardMs_ = NowMs();
@@ -235,6 +237,7 @@ int64_t ChatProgram::QuietMs() const {
 }
 
 int ChatProgram::PollTimeout() const {
+  if (connection_.HasRead()) return 0;
   int64_t wakeMs = nowMs_ + kLongestPollMs;
   if (!texts_.empty()) wakeMs = std::min(wakeMs, nextTextMs_);
   if (stream_.HasRest()) wakeMs = std::min(wakeMs, heardMs_ + QuietMs());

@@ -5,12 +5,14 @@
 #include <string>
 
 #include "tools/client/server_page.h"
+#include "tools/client/tls_options.h"
 
 namespace vnq {
 
 struct ChatOptions {
   std::string server, user;
   uint16_t port = 6004;
+  TlsOptions tls;
   std::string passwordFile;  ///< empty: VNQ_PASSWORD, else asked
   int codePage = kDefaultServerPage;
   bool codePageIsGiven = true;  ///< false: a person is told which one is spoken

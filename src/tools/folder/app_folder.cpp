@@ -30,6 +30,68 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ; turn: what the server does between two looks at the network is one commit; statement: each is one
 ;commit=turn
 
+[limits]
+; what peers may have the server hold, in megabytes: waiting to be sent to one connection, which
+; ends above it, and to all; received and not worked off; of one unfinished record, and of all; of
+; notifications for the next push
+;connection_output_mb=128
+;output_mb=512
+;input_mb=64
+;record_mb=16
+;pending_mb=128
+;push_mb=4
+
+[protection]
+; walls against peers who mean harm, each down by itself; SECURITY.md tells what each gives, what it
+; costs and which belong together
+; commands of clients only behind a login, and only in the name of who has logged in
+;login_first=no
+;sender_is_user=no
+; addresses and networks, such as 127.0.0.1,10.1.0.0/16, or none, that may take a user over without a
+; password, write in anybody's name, use port 6003 and use port 6008
+;phone_log_from=
+;interface_information_from=
+;control_from=
+;endpoint_from=
+; new connections of an address a minute, records of a connection and of an address a second; 0 is no
+; limit, and who does not count
+;connections_per_minute=0
+;records_per_second=0
+;address_records_per_second=0
+;unlimited_from=
+; bytes of a record, elements of a list in it, seconds for which a peer may take nothing; 0 is no limit
+;longest_record=0
+;longest_list=0
+;unread_timeout_s=0
+; failed logins of one name from one address, and of all names from one, until a lock of some seconds
+;login_failures=0
+;login_address_failures=0
+;login_lock_s=300
+;login_slowdown_ms=0
+;hide_passwords_in_log=no
+; cannot be taken back: only where no other program reads passwords
+;hash_passwords=no
+; slots of gone peers on 6001, 6002, 6003 and 6007 come back; a new connection inherits nothing
+;sweep_all_ports=no
+;clear_slots=no
+; no receipt for what is not in the database; no standing still while a sibling service restarts
+;receipt_when_stored=no
+;restart_in_background=no
+
+; listeners beside the six ports, a section each, with any name: which port's protocol, where, and how
+; it travels; certificates are read again on SIGHUP
+;[listener clients]
+;protocol=6004
+;address=0.0.0.0
+;port=16004
+;tls=yes
+;certificate=/etc/vnq/fullchain.pem
+;key=/etc/vnq/privkey.pem
+; plain or websocket
+;framing=plain
+; from where connections come with a PROXY header, and none without
+;proxy_from=127.0.0.1
+
 [drives]
 ; the folder that stands for a drive letter in paths from settings and tables
 ;D=/srv/im

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <sys/epoll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -237,6 +239,40 @@ TEST_F(EventLoopTest, WithoutHandlersOnlyPlainStepsRun) {
   loop.Enqueue([this] { said.push_back("step"); });
   loop.TurnWithoutHandlers(0);
   EXPECT_EQ(said, std::vector<std::string>{"step"});
+}
+
+TEST_F(EventLoopTest, WhatFindsNoMemoryIsLostAloneAndTold) {
+  int told = 0;
+  loop.SetOutOfMemory([&] { ++told; });
+  loop.StartHandler([] { throw std::bad_alloc(); });
+  loop.StartHandler([this] {
+    loop.Yield();
+    said.push_back("handler");
+    throw std::bad_alloc();
+  });
+  loop.Enqueue([] { throw std::bad_alloc(); });
+  loop.Enqueue([this] { said.push_back("step"); });
+  loop.RunAfter(0, [] { throw std::bad_alloc(); });
+  Pump();
+  EXPECT_EQ(told, 4);
+  EXPECT_EQ(said, (std::vector<std::string>{"step", "handler"}));
+  EXPECT_EQ(loop.LiveHandlers(), 0u);
+}
+
+TEST_F(EventLoopTest, AHandlerWithoutMemoryForItsStackStartsWhenThereIsSome) {
+  rlimit before{};
+  getrlimit(RLIMIT_AS, &before);
+  loop.StartHandler([this] { loop.Suspend(); });
+  Pump();
+  loop.StartHandler([this] { said.push_back("started"); });
+  const rlimit none{1, before.rlim_max};
+  setrlimit(RLIMIT_AS, &none);
+  for (int i = 0; i < 3; ++i) loop.Turn(0);
+  setrlimit(RLIMIT_AS, &before);
+  EXPECT_EQ(said, std::vector<std::string>{});
+  Pump();
+  EXPECT_EQ(said, std::vector<std::string>{"started"});
+  loop.UnwindHandlers();
 }
 
 }  // namespace

@@ -126,5 +126,16 @@ TEST_F(ShellCommandRunnerTest, BlockForBlocksTheThread) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
 }
 
+TEST_F(ShellCommandRunnerTest, WaitForLetsOthersRun) {
+  std::string order;
+  loop_.StartHandler([&] {
+    runner_.WaitFor(5);
+    order += "waited";
+  });
+  loop_.StartHandler([&] { order += "other "; });
+  for (int i = 0; i < 500 && !order.ends_with("waited"); ++i) loop_.Turn(10);
+  EXPECT_EQ(order, "other waited");
+}
+
 }  // namespace
 }  // namespace vnq

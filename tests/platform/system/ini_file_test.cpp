@@ -1,6 +1,7 @@
 #include "platform/system/ini_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "tests/platform/system/temporary_folder.h"
@@ -127,6 +128,19 @@ TEST_F(IniReading, OldFileIsReadAgainWhenItIsReplaced) {
   EXPECT_EQ(reader_.ReadBytes(folder_ / "a.ini", "s", "k"), "2");
   std::filesystem::remove(folder_ / "a.ini");
   EXPECT_EQ(reader_.ReadBytes(folder_ / "a.ini", "s", "k"), "");
+}
+
+TEST_F(IniReading, WithoutADescriptorLeftWhatWasReadBeforeStays) {
+  EXPECT_EQ(ReadValue("old"), "old");
+  const std::string file = folder_.Write("a.ini", "[s]\nk=edited\n");
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const std::string meanwhile = reader_.ReadBytes(file, "s", "k");
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(meanwhile, "old");
+  EXPECT_EQ(reader_.ReadBytes(file, "s", "k"), "edited");
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <set>
 #include <sstream>
 
+#include "host/protection/protection_settings.h"
+#include "host/settings/platform_settings.h"
 #include "host/settings/setting_keys.h"
 #include "tests/harness/app_folder.h"
 #include "tools/folder/init_command.h"
@@ -71,7 +73,8 @@ TEST(Manual, NamesEveryKeyOfPlatformIni) {
     const size_t equals = line.find('=');
     const size_t start = line.starts_with(';') ? 1 : 0;
     if (line.starts_with('[')) section = line.substr(1, line.size() - 2);
-    if (equals == line.npos || line.find(' ') < equals || section == "drives") continue;
+    if (section == "drives" || section == "protection") continue;  // have tables of their own
+    if (equals == line.npos || line.find(' ') < equals) continue;
     written.insert(section + " " + line.substr(start, equals - start));
   }
   for (const Cells& row : RowsBelow("### platform.ini")) {
@@ -79,6 +82,41 @@ TEST(Manual, NamesEveryKeyOfPlatformIni) {
     for (const std::string& key : Quoted(row.at(1))) told.insert(OneQuoted(row.at(0)) + " " + key);
   }
   EXPECT_EQ(told, written);
+}
+
+// What a key is while its wall is down, as the manual and a fresh platform.ini give it.
+std::string DownValue(const ProtectionKey& key) {
+  const ProtectionSettings down;
+  if (key.flag != nullptr) return "no";
+  return key.number != nullptr ? std::to_string(down.*key.number) : "";
+}
+
+TEST(Manual, NamesEveryWallWithWhatItIsWhileItIsDown) {
+  std::vector<Cells> expected, found;
+  for (const ProtectionKey& key : ProtectionKeys()) {
+    expected.push_back({std::string(key.key), DownValue(key)});
+  }
+  for (const Cells& row : RowsBelow("### Walls: section protection of platform.ini")) {
+    std::string value = row.at(1);
+    std::erase_if(value, [](char c) { return c == ' ' || c == '`'; });
+    found.push_back({OneQuoted(row.at(0)), value});
+  }
+  EXPECT_EQ(found, expected);
+}
+
+TEST(Manual, FreshPlatformIniNamesEveryWallAndPutsNoneUp) {
+  AppFolder folder;
+  std::ostringstream said;
+  ASSERT_EQ(RunInit({folder.path(), false, "en_US.UTF-8"}, said, said), 0) << said.str();
+  const std::string text = folder.ReadBytes("platform.ini");
+  for (const ProtectionKey& key : ProtectionKeys()) {
+    EXPECT_NE(text.find("\n;" + std::string(key.key) + "=" + DownValue(key) + "\n"), text.npos)
+        << key.key;
+  }
+  std::string error;
+  const auto settings = ReadPlatformSettings(PlatformIniPath(folder.path()), "C", error);
+  ASSERT_TRUE(settings) << error;
+  EXPECT_TRUE(settings->protection.AllDown());
 }
 
 }  // namespace

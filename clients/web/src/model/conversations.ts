@@ -250,7 +250,7 @@ export function receive(key: string, line: Line): boolean {
   const { lines, isWindow, unread } = conversation(key);
   if (lines.some(({ id }) => id === line.id)) return false;
   const isShown = key === current.value && isWatched() && !isWindow;
-  const count = line.isOwn || isShown ? unread : unread + 1;
+  const count = line.isOwn ? unread : unread + 1;
   change(key, { last: line, unread: count, ...(isWindow ? {} : { lines: withLine(lines, line) }) });
   if (refreshing) refreshAgain = true;
   if (isShown) markRead(key);
@@ -331,7 +331,9 @@ export function markRead(key: string): void {
   change(key, { unread: 0 });
   const name = nameFor(conversation(key));
   const done = gateway.markRead({ ...name, through: through.id }).catch(() => undefined);
-  marking.set(key, done.then(() => marking.delete(key)));
+  // What came meanwhile is marked by the next one.
+  const next = () => marking.delete(key) && key === current.value && markRead(key);
+  marking.set(key, done.then(next));
 }
 
 export function forgetConversations(): void {

@@ -1,0 +1,27 @@
+// A certificate of a test's own, made by the openssl command.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace vnq {
+
+struct Certificate {
+  std::string file, keyFile;
+};
+
+/// A self-signed one in a folder, for a name and an address.
+inline Certificate MakeCertificate(const std::string& folder, const std::string& address,
+                                   const std::string& stem = "server") {
+  Certificate made{folder + "/" + stem + ".pem", folder + "/" + stem + ".key"};
+  const std::string command =
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 -subj /CN=" +
+      stem + " -addext subjectAltName=DNS:im.example,IP:" + address + " -out " + made.file +
+      " -keyout " + made.keyFile + " 2>/dev/null";
+  EXPECT_EQ(std::system(command.c_str()), 0) << command;
+  return made;
+}
+
+}  // namespace vnq
