@@ -140,10 +140,8 @@ SampleUser() {
 # The gateway's log goes to a file; what it says while it comes up tells whether it did.
 gateway=
 StartGateway() {
-  local folder=$PWD/clients
-  node "$folder/gateway/dist/vnq-gateway.cjs" --listen "$web_address:$web_port" --server "$server_address:6004" \
-    --app-path $demo --vnqctl $build/bin/vnqctl --web "$folder/web/dist" --widget "$folder/widget/dist/widget.js" \
-    --agents 2,1 --visitor-data $demo/visitors 2>build/logs/gateway.log 3<&- &
+  scripts/run_gateway.sh "$web_address:$web_port" "$server_address:6004" $demo $build/bin \
+    2>build/logs/gateway.log 3<&- &
   gateway=$!
   until grep -q '"listening"' build/logs/gateway.log; do
     kill -0 $gateway 2>/dev/null || { tail -n 5 build/logs/gateway.log >&2 && return 1; }

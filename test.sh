@@ -9,13 +9,15 @@ usage: ./test.sh [--full] [--help]
 
   (nothing)  what every change must pass: formatting, layers, a release build with
              warnings as errors, all tests, those from end to end also on a PostgreSQL
-             and through FreeTDS, all tests again under the address and
-             undefined-behaviour sanitizers, clang-tidy on what changed, and whether
-             the package lists hold all that was used
+             and through FreeTDS, those of the clients and the gateway, all tests of the
+             server again under the address and undefined-behaviour sanitizers,
+             clang-tidy on what changed, and whether the package lists hold all that was
+             used
   --full     what a release must pass: also a debug build, clang-tidy on everything,
-             tests that take long, the visitor page in a headless browser, a minute
-             of libFuzzer on each fuzz target, the Debian packages, and, as root, those,
-             ./run.sh and ./test.sh in a Debian where nothing is installed
+             tests that take long, visitor page, web client and stories in a headless
+             browser, a minute of libFuzzer on each fuzz target, the Debian packages,
+             and, as root, those, ./run.sh and ./test.sh in a Debian where nothing is
+             installed
 
 The database servers are started for the run, on loopback addresses. Logs are in
 build/logs. The exit code is 0 when something ran and nothing failed. As root, or with
@@ -78,20 +80,8 @@ BuildStep() {
   return $ended
 }
 
-BuildFuzzers() {
-  cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
-    -DVNQ_BUILD_FUZZERS=ON -DVNQ_SANITIZE=address,undefined -DVNQ_WARNINGS_AS_ERRORS=OFF &&
-    cmake --build build/fuzz
-}
-
-# New inputs are kept in build/, the seeds stay as they are.
-Fuzz() {
-  local name=$1 found="build/fuzz/found/$1" seeds="fuzz/corpus/$1"
-  mkdir -p "$found"
-  [[ -d "$seeds" ]] || seeds=
-  "build/fuzz/bin/fuzz_$name" -max_total_time="$fuzz_seconds" -max_len=4096 -print_final_stats=1 \
-    -artifact_prefix="build/fuzz/crash-$name-" "$found" $seeds
-}
+BuildFuzzers() { fuzz/run.sh --build; }
+Fuzz() { fuzz/run.sh "$fuzz_seconds" "$1"; }
 
 export ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1
@@ -118,6 +108,9 @@ if BuildStep "release build" Build build/release -DCMAKE_BUILD_TYPE=Release; the
   VNQ_TEST_DATABASE=tds Tests "end to end through FreeTDS" build/release \
     "${test_options[@]}" -R '^end_to_end/' -E "$embedded_only"
 fi
+if [[ -x build/release/bin/vnqctl ]]; then
+  CountedStep "clients" env VNQ_PROGRAMS=build/release/bin clients/test.sh
+fi
 BuildStep "headers alone" cmake --build build/release --target vnq_headers
 if BuildStep "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \
   -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DVNQ_SANITIZE=address,undefined; then
@@ -133,6 +126,9 @@ fi
 
 # In real time and on real frames, so it wants a machine that is not busy with anything else.
 Step "visitor page in a browser" scripts/browser_tests.sh build/release/bin
+CountedStep "web client in a browser" env VNQ_PROGRAMS=build/release/bin clients/web/test.sh
+CountedStep "stories in a browser" env -u VNQ_TEST_POSTGRES VNQ_PROGRAMS=build/release/bin clients/stories/run.sh
+CountedStep "stories on PostgreSQL" env VNQ_PROGRAMS=build/release/bin clients/stories/run.sh
 
 if BuildStep "debug build" Build build/debug -DCMAKE_BUILD_TYPE=Debug; then
   Tests "debug tests" build/debug

@@ -5,11 +5,12 @@ here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
 Usage() {
   cat <<'END'
-usage: bench/run.sh [--build DIR] [--server PROGRAM] [--seconds N] [--no-suites] [--help]
+usage: bench/run.sh [--build DIR] [--server PROGRAM] [--seconds N] [--postgres] [--no-suites] [--help]
 
   --build DIR       build folder, made and built when needed; build/bench unless given
   --server PROGRAM  another build of the server to measure
   --seconds N       measured time of each scenario; 4 unless given
+  --postgres        on a PostgreSQL server that is made for it, reached through its socket
   --no-suites       leave the benchmark suites out
 
 Everything runs on a loopback address and in a temporary folder. The connections of the two
@@ -21,6 +22,8 @@ build=build/bench
 server=
 seconds=4
 suites=yes
+postgres=no
+arguments=("$@")
 while [[ $# -gt 0 ]]; do
   case "$1" in
     --build | --server | --seconds)
@@ -29,6 +32,7 @@ while [[ $# -gt 0 ]]; do
       shift
       ;;
     --no-suites) suites=no ;;
+    --postgres) postgres=yes ;;
     --help | -h)
       Usage
       exit 0
@@ -40,6 +44,9 @@ while [[ $# -gt 0 ]]; do
   esac
   shift
 done
+
+[[ $postgres == no || -n ${VNQ_TEST_POSTGRES:-} ]] ||
+  exec "$here/scripts/with_postgres.sh" "${BASH_SOURCE[0]}" "${arguments[@]}"
 
 cd "$here"
 targets=(vnq_main_service vnq_bench)
@@ -83,7 +90,19 @@ Row() {
   StopServer
 }
 
+# A database of its own for a folder, named by its settings.
+UsePostgres() {
+  local name=${1##*/} programs
+  programs=$(ls -d /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
+  "$programs/createdb" -h "${VNQ_TEST_POSTGRES%:*}" -p "${VNQ_TEST_POSTGRES#*:}" -U vnq "$name"
+  mkdir -p "$1/Web/Data"
+  printf '[database]\ndriver=postgresql\nsocket=%s\n' "${VNQ_TEST_POSTGRES_SOCKET:-}" >"$1/platform.ini"
+  printf '[server_connection]\nDB_TYPE=postgresql\nDB_SERVER=%s\nDB_PORT=%s\nDB_NAME=%s\nDB_USER=vnq\n' \
+    "${VNQ_TEST_POSTGRES%:*}" "${VNQ_TEST_POSTGRES#*:}" "$name" >"$1/Web/Data/DataBase.ini"
+}
+
 Prepare() {
+  [[ $postgres == no ]] || UsePostgres "$1"
   "$bench" prepare --app-path "$1" --users 12000 --message-rows "$2" >&2
 }
 

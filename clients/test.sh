@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Type-checks and tests the workspaces against a real server. Node's test reporter tells the counts.
 #
-#   VNQ_PROGRAMS=FOLDER clients/test.sh [WORKSPACE...]     (default: protocol client gateway)
+#   VNQ_PROGRAMS=FOLDER clients/test.sh [WORKSPACE...]     (default: protocol client gateway web)
 #
 # VNQ_PROGRAMS is the folder of vnq_main_service and vnqctl (default: build/release/bin). Takes Debian's nodejs,
 # esbuild, node-typescript and node-ws, or what `npm ci` has put into node_modules. Writes to clients/.build.
 # The last line is "N passed, N failed".
 set -uo pipefail
+programs=${VNQ_PROGRAMS:+$(realpath "$VNQ_PROGRAMS")}
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
 Fail() {
@@ -15,7 +16,7 @@ Fail() {
   exit 1
 }
 
-programs=$(realpath "${VNQ_PROGRAMS:-../build/release/bin}")
+programs=${programs:-$(realpath ../build/release/bin)}
 [[ -x "$programs/vnq_main_service" && -x "$programs/vnqctl" ]] || Fail "no programs in $programs"
 export VNQ_PROGRAMS=$programs VNQ_CLIENTS=$PWD
 # Where Debian keeps the packages of Node.
@@ -26,7 +27,7 @@ for tool in node esbuild tsc; do
 done
 
 workspaces=("$@")
-[[ ${#workspaces[@]} -gt 0 ]] || workspaces=(protocol client gateway)
+[[ ${#workspaces[@]} -gt 0 ]] || workspaces=(protocol client gateway web)
 
 tsc -p tsconfig.json || Fail "the types do not fit"
 

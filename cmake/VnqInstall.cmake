@@ -2,6 +2,7 @@
 #
 #   server   vnq-main-service: the server, vnqctl, units, documents
 #   bench    vnq-bench: the load generator
+#   gateway  vnq-gateway: browsers, where clients/build_gateway.sh has built it before the configuration
 
 set(VNQ_MAINTAINER "VNQ Main Service <vnq@localhost>" CACHE STRING "Who stands in the Debian packages as maintainer")
 
@@ -39,17 +40,38 @@ install(FILES packaging/vnqctl.bash RENAME vnqctl
 
 # The gateway of the web clients: what clients/build_gateway.sh and the build of the staff's client have made, where
 # they ran.
-foreach(built gateway/dist/vnq-gateway.cjs widget/dist/widget.js)
-  install(FILES clients/${built} DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway COMPONENT gateway OPTIONAL)
-endforeach()
-install(DIRECTORY clients/web/dist/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway/web COMPONENT gateway OPTIONAL)
-install(FILES packaging/vnq-gateway.service DESTINATION lib/systemd/system COMPONENT gateway)
-install(FILES packaging/vnq-gateway.conf DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT gateway)
+set(clients ${CMAKE_SOURCE_DIR}/clients)
+set(VNQ_COMPONENTS server bench)
+if(EXISTS ${clients}/gateway/dist/vnq-gateway.cjs)
+  list(APPEND VNQ_COMPONENTS gateway)
+  install(PROGRAMS ${clients}/gateway/dist/vnq-gateway.cjs DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway
+    COMPONENT gateway)
+  install(FILES ${clients}/widget/dist/widget.js
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway COMPONENT gateway)
+  install(DIRECTORY ${clients}/web/dist/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vnq-gateway/web
+    COMPONENT gateway OPTIONAL)
+  install(CODE "
+    set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
+    if(prefix MATCHES \"/_CPack_Packages/\")
+      set(prefix /usr)
+    endif()
+    set(VNQ_PROGRAMS_FOLDER \"\${prefix}/${CMAKE_INSTALL_BINDIR}\")
+    set(VNQ_GATEWAY \"\${prefix}/${CMAKE_INSTALL_DATADIR}/vnq-gateway\")
+    foreach(file vnq-gateway.service vnq-gateway.conf)
+      configure_file(\"${CMAKE_SOURCE_DIR}/packaging/\${file}.in\" \"${CMAKE_BINARY_DIR}/packaging/\${file}\" @ONLY)
+    endforeach()" COMPONENT gateway)
+  install(FILES ${CMAKE_BINARY_DIR}/packaging/vnq-gateway.service DESTINATION lib/systemd/system COMPONENT gateway)
+  install(FILES ${CMAKE_BINARY_DIR}/packaging/vnq-gateway.conf
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/vnq-gateway COMPONENT gateway)
+endif()
 
 # The documents lie as they are linked to one another.
 set(docs ${CMAKE_INSTALL_DATAROOTDIR}/doc/vnq-main-service)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${docs} COMPONENT server)
 install(DIRECTORY docs examples DESTINATION ${docs} COMPONENT server)
+install(FILES clients/README.md DESTINATION ${docs}/clients COMPONENT server)
+install(FILES clients/gateway/API.md clients/gateway/README.md DESTINATION ${docs}/clients/gateway COMPONENT server)
+install(FILES clients/client/README.md DESTINATION ${docs}/clients/client COMPONENT server)
 
 # vnq_compressed(<file> <destination> <component>): installed as <file>.gz, the same bytes at each build.
 function(vnq_compressed file destination component)
@@ -65,10 +87,10 @@ vnq_compressed(${CMAKE_SOURCE_DIR}/packaging/man/vnq_main_service.8 ${CMAKE_INST
 vnq_compressed(${CMAKE_SOURCE_DIR}/packaging/man/vnqctl.1 ${CMAKE_INSTALL_MANDIR}/man1 server)
 vnq_compressed(${CMAKE_SOURCE_DIR}/packaging/man/vnq_bench.1 ${CMAKE_INSTALL_MANDIR}/man1 bench)
 
-foreach(component server bench)
-  set(VNQ_PACKAGE vnq-main-service)
-  if(component STREQUAL bench)
-    set(VNQ_PACKAGE vnq-bench)
+foreach(component ${VNQ_COMPONENTS})
+  set(VNQ_PACKAGE vnq-${component})
+  if(component STREQUAL server)
+    set(VNQ_PACKAGE vnq-main-service)
   endif()
   set(doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/${VNQ_PACKAGE})
   configure_file(packaging/debian/changelog.in ${CMAKE_BINARY_DIR}/packaging/${component}/changelog @ONLY)
@@ -81,7 +103,7 @@ endforeach()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vnq-main-service)
 set(CPACK_PACKAGE_CONTACT "${VNQ_MAINTAINER}")
-set(CPACK_COMPONENTS_ALL server bench)
+set(CPACK_COMPONENTS_ALL ${VNQ_COMPONENTS})
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
@@ -105,4 +127,12 @@ set(CPACK_DEBIAN_BENCH_PACKAGE_NAME vnq-bench)
 set(CPACK_DEBIAN_BENCH_DESCRIPTION "load generator for the VNQ Main Service
 Logs thousands of clients in, lets them talk, checks every record that comes
 back, and tells how long it took.")
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME vnq-gateway)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION web)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS "nodejs (>= 18), vnq-main-service")
+set(CPACK_DEBIAN_GATEWAY_DESCRIPTION "gateway for browsers to the VNQ Main Service
+Sessions over WebSocket with TLS, history and search, visitors of web sites who
+read the agents' answers, the staff's client and the visitors' widget.")
 include(CPack)

@@ -121,7 +121,7 @@ TryPackage() {
     [[ -e /usr/share/man/man${page##*.}/$page.gz || ! -d /usr/share/man/man1 ]] || Fails "no page $page" || return
   done
   apt-get remove -y -q vnq-main-service vnq-bench >>/root/package.txt 2>&1 || Fails "not removed" || return
-  ! command -v vnqctl || Fails "still there" || return
+  [[ ! -e /usr/bin/vnqctl ]] || Fails "still there" || return
   apt-get purge -y -q vnq-main-service >>/root/package.txt 2>&1 || Fails "not purged" || return
   [[ -s $data/Web/Data/vnq.db ]] || Fails "purging took what people have said" || return
   left=$(find / -xdev -name '*vnq*' -not -path '/root/*' -not -path '/var/lib/vnq*' -not -path '/proc/*' -not -path '/tmp/*')

@@ -22,12 +22,13 @@ PRODUCT = ("vnq_main_service", "vnqctl")
 
 # What runs before the packages are there, or as part of the product, is "run"; what has a list of its own is not asked.
 SCRIPTS_OF = {"run": ["run.sh", "scripts/install_packages.sh", "scripts/building.sh", "scripts/taken_ports.sh"],
+              "web": ["scripts/build_web.sh", "scripts/run_gateway.sh"],
               "full": ["scripts/bare_root.sh", "scripts/browser_tests.sh", "scripts/package.sh",
                        "scripts/check_examples.sh"]}
 
 # What tests and tools start or open by a name that no script shows in front of a command.
 STARTED_BY_TESTS = ["mdb-json", "mdb-schema", "mdb-count", "node", "python3", "git", "clang-format", "clang-tidy",
-                    "setpriv"]
+                    "setpriv", "esbuild", "tsc"]
 OPENED_BY_TESTS = ["/usr/lib/*/odbc/libtdsodbc.so", "/usr/lib/postgresql/*/bin/initdb",
                    "/usr/lib/postgresql/*/bin/postgres"]
 
@@ -154,7 +155,7 @@ def programs():
     """(list, program file, script that calls it)"""
     scripts = [file[len(ROOT) + 1:] for file in glob.glob(ROOT + "/*.sh") + glob.glob(ROOT + "/scripts/*.sh")]
     for script in sorted(scripts):
-        if script in SCRIPTS_OF["full"]:
+        if script in SCRIPTS_OF["full"] + SCRIPTS_OF["web"]:
             continue
         kind = "run" if script in SCRIPTS_OF["run"] else "test"
         for word in sorted(called_words(script)):

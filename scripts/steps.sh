@@ -25,6 +25,37 @@ Step() {
   return 1
 }
 
+# CountedStep <name> <command...>  runs a command that tests, whose last line is "N passed, N failed", and counts its tests.
+CountedStep() {
+  local name=$1 log began took counts run bad
+  shift
+  log="$log_folder/${name//[^a-zA-Z0-9]/_}.log"
+  mkdir -p "$log_folder"
+  printf '== %s\n' "$name"
+  began=$SECONDS
+  "$@" >"$log" 2>&1 </dev/null
+  local ended=$?
+  took=$((SECONDS - began))
+  counts=$(tail -n 1 "$log" | grep -xE '[0-9]+ passed, [0-9]+ failed')
+  run=${counts%% *}
+  bad=$(grep -oE '[0-9]+ failed' <<<"$counts" | grep -oE '[0-9]+')
+  # A run that broke off, or that ran nothing, has failed even if no test says so.
+  if [[ -z "$counts" || $ended -ne 0 && $bad -eq 0 || $((run + bad)) -eq 0 ]]; then
+    counts="broken off"
+    run=${run:-0}
+    bad=1
+  fi
+  passed=$((passed + run))
+  failed=$((failed + bad))
+  if [[ $bad -eq 0 ]]; then
+    printf '   ok, %d s: %s\n' "$took" "$counts"
+    return 0
+  fi
+  printf '   FAILED, %d s: %s; from %s:\n' "$took" "$counts" "$log"
+  grep -vE '^(# Subtest|ok |  (---|duration_ms|\.\.\.))' "$log" | tail -n 60 | sed 's/^/   | /'
+  return 1
+}
+
 # Tests <name> <build folder> [ctest arguments...]  runs the tests of a build and counts each of them.
 Tests() {
   local name=$1 build=$2 log report began took counts

@@ -3,7 +3,8 @@
 #
 #   scripts/with_postgres.sh COMMAND...
 #
-# The command finds the server in VNQ_TEST_POSTGRES=ADDRESS:PORT; any user name is let in there without a
+# The command finds the server in VNQ_TEST_POSTGRES=ADDRESS:PORT, and its socket in the folder that
+# VNQ_TEST_POSTGRES_SOCKET names; any user name is let in there without a
 # password, "vnq" may do everything. Durability is off, so what it measures is no guide for a deployment.
 # Exit code 125: there is no server to run it beside.
 set -euo pipefail
@@ -37,7 +38,7 @@ cd "$data"
 "${as_user[@]}" "$programs/initdb" -D "$data/db" -U vnq -A trust -E UTF8 --locale=C.UTF-8 --no-sync >initdb.log 2>&1 ||
   { cat initdb.log >&2; exit 125; }
 cd - >/dev/null
-"${as_user[@]}" "$programs/postgres" -D "$data/db" -h "$address" -p "$port" -k '' \
+"${as_user[@]}" "$programs/postgres" -D "$data/db" -h "$address" -p "$port" -k "$data" \
   -c fsync=off -c synchronous_commit=off -c full_page_writes=off -c max_connections=200 \
   -c shared_buffers=64MB -c autovacuum=off -c wal_level=minimal -c max_wal_senders=0 >"$data/server.log" 2>&1 &
 server=$!
@@ -48,5 +49,5 @@ for _ in $(seq 100); do
 done
 "$programs/pg_isready" -q -h "$address" -p "$port" || { cat "$data/server.log" >&2; exit 125; }
 
-export VNQ_TEST_POSTGRES="$address:$port"
+export VNQ_TEST_POSTGRES="$address:$port" VNQ_TEST_POSTGRES_SOCKET="$data"
 "$@"

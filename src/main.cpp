@@ -1,6 +1,5 @@
 // The server process: arguments, the one instance, signals; everything else is IndexForm's.
 #include <signal.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
 #include <string.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include "platform/system/descriptor_limit.h"
 #include "platform/system/instance.h"
 #include "platform/system/memory.h"
+#include "platform/system/process_log.h"
 #include "platform/system/signals.h"
 #include "platform/system/standard_output.h"
 #include "server/index_form.h"
@@ -31,6 +31,7 @@ constexpr int64_t kMaxPeerCloseMs = 200;
 struct Arguments {
   std::string appPath;
   vnq::PlatformOverrides overrides;
+  vnq::LogOptions log;
 };
 
 // The exit code when the process is to end here.
@@ -43,6 +44,10 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
   app.add_option("--language-id", arguments.overrides.languageId,
                  "System language: 1028, 1033, 2052 or another LCID");
   app.add_option("--code-page", arguments.overrides.codePage, "Legacy code page, e.g. 936");
+  app.add_option("--log-level", arguments.log.level, "debug, info, warning or error")
+      ->capture_default_str();
+  app.add_option("--log-format", arguments.log.format, "text, or json: an object a line")
+      ->capture_default_str();
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
@@ -138,8 +143,20 @@ void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, vnq::Opera
   }
 }
 
+// What the settings come to, for whoever reads the log of another machine.
+void SaySummary(const vnq::ProgramFolder& folder) {
+  const vnq::Settings& settings = folder.settings;
+  spdlog::info(
+      "vnq_main_service {} in {}: language {}, code page {}, database {}, push every {} s, "
+      "retention of chats {}, files {}, notices {}",
+      VNQ_VERSION, folder.appPath, folder.platform.languageId, folder.platform.codePage,
+      vnq::EngineName(folder.engine), settings.pushIntervalMs / 1000, settings.deleteChats.options,
+      settings.deleteOfflineFiles.options, settings.deleteNotices.options);
+}
+
 // Comes back only where there is nothing to serve.
 int Serve(vnq::ProgramFolder folder) {
+  SaySummary(folder);
   UseAllDescriptors();
   const std::string address = folder.platform.bindAddress,
                     socketPath = vnq::InstanceSocketPath(folder.appPath);
@@ -177,10 +194,8 @@ int main(int argc, char** argv) {
   vnq::ProcessSignals::Hold();
   Arguments arguments;
   if (const auto code = ParseArguments(argc, argv, arguments)) return *code;
-  spdlog::set_default_logger(spdlog::stderr_color_mt("vnq"));
-  spdlog::set_pattern("%Y-%m-%d %H:%M:%S.%e %l: %v");
-
   std::string error;
+  if (!vnq::SetUpLog(arguments.log, error)) return Fail(kExitArguments, error);
   auto folder = vnq::OpenProgramFolder(arguments.appPath, arguments.overrides,
                                        vnq::SystemLocaleName(), error);
   if (!folder) return Fail(kExitArguments, error);

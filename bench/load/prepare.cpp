@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "bench/load/accounts.h"
+#include "host/database/open_database.h"
 #include "host/settings/program_folder.h"
+#include "platform/net/clock.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/folder/init_command.h"
 
@@ -26,8 +28,9 @@ std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, int busyTime
   const auto folder = OpenProgramFolder(appPath, {}, SystemLocaleName(), error);
   if (!folder) return nullptr;
   if (folder->engine != DatabaseEngine::kSqlite) {
-    error = "DataBase.ini names a database server; only the embedded database can be prepared";
-    return nullptr;
+    PlatformSettings platform = folder->platform;
+    platform.busyTimeoutMs = busyTimeoutMs;
+    return OpenConfiguredDatabase(folder->settings, platform, PathMapper(), folder->appPath);
   }
   SqliteOptions options;
   options.path = folder->Map(folder->appPath + folder->settings.DataBaseName);
@@ -37,10 +40,18 @@ std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, int busyTime
 
 namespace {
 
+// What gives the numbers from one to another as column i of n.
+std::string_view NumbersOf(DatabaseEngine engine) {
+  return engine == DatabaseEngine::kPostgres
+             ? "generate_series(cast(? as integer),cast(? as integer)) as n(i)"
+             : "(with recursive m(i) as (select ? union all select i+1 from m where i<?)"
+               " select i from m) as n";
+}
+
 class Preparation {
  public:
-  Preparation(SqlDriver& driver, const PrepareOptions& options)
-      : driver_(driver), options_(options) {}
+  Preparation(SqlDriver& driver, DatabaseEngine engine, const PrepareOptions& options)
+      : driver_(driver), engine_(engine), options_(options) {}
 
   bool Run() { return AddUsers() && AddGroups() && AddMessageRows(); }
 
@@ -99,16 +110,18 @@ class Preparation {
     const int64_t have = Count("select count(*) from Messeng_Text where Msg_ID like 'old-%'");
     if (have >= options_.messageRows) return true;
     rowsAdded = options_.messageRows - have;
-    return driver_.Execute(
+    const std::string words =
         "insert into Messeng_Text(Msg_ID,MyID,YouID,FcName,To_Date,To_Time,UserText,FontInfo,"
         "To_Type,IsAck2,IsAck3,IsAck4)"
-        " with recursive n(i) as (select ? union all select i+1 from n where i<?)"
-        " select 'old-'||i,'9000001','9000002','Bench',date('now','localtime'),'12:00:00',"
-        "'An%20old%20message','',10,1,1,1 from n",
-        std::vector<SqlValue>{Number(have + 1), Number(options_.messageRows)});
+        " select 'old-'||i,'9000001','9000002','Bench','" +
+        SystemClock().Now().Date() + "','12:00:00','An%20old%20message','',10,1,1,1 from " +
+        std::string(NumbersOf(engine_));
+    return driver_.Execute(words,
+                           std::vector<SqlValue>{Number(have + 1), Number(options_.messageRows)});
   }
 
   SqlDriver& driver_;
+  DatabaseEngine engine_;
   const PrepareOptions& options_;
 };
 
@@ -120,13 +133,14 @@ int Prepare(const PrepareOptions& options, std::ostream& out, std::ostream& err)
   init.localeName = options.locale;
   if (RunInit(init, out, err) != 0) return 1;
   std::string error;
+  const auto folder = OpenProgramFolder(options.appPath, {}, SystemLocaleName(), error);
   const auto driver = OpenDatabase(options.appPath, kBusyTimeoutMs, error);
   if (driver == nullptr) {
     err << "vnq_bench: " << error << "\n";
     return 1;
   }
-  Preparation preparation(*driver, options);
-  if (!InTransaction(*driver, DatabaseEngine::kSqlite, [&] { return preparation.Run(); })) {
+  Preparation preparation(*driver, folder->engine, options);
+  if (!InTransaction(*driver, folder->engine, [&] { return preparation.Run(); })) {
     err << "vnq_bench: " << driver->LastError() << "\n";
     return 1;
   }

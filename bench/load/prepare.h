@@ -19,7 +19,7 @@ struct PrepareOptions {
   int64_t messageRows = 0;                    ///< old rows that Messeng_Text is to hold
 };
 
-/// The embedded database that the folder's settings name, as another program opens it; null with
+/// The database that the folder's settings name, as another program opens it; null with
 /// the reason in `error`.
 std::unique_ptr<SqlDriver> OpenDatabase(const std::string& appPath, int busyTimeoutMs,
                                         std::string& error);

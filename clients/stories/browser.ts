@@ -39,7 +39,7 @@ export interface Look {
 /** Somebody's browser: storage of its own. */
 export async function somebody(look: Look = {}): Promise<BrowserContext> {
   const context = await (await openBrowser()).newContext({ viewport: desk, locale: 'en-GB', reducedMotion: 'reduce', ...look });
-  context.setDefaultTimeout(20_000);
+  context.setDefaultTimeout(15_000);
   context.on('weberror', (error) => problems.push(String(error.error())));
   return context;
 }

@@ -34,7 +34,7 @@ export class Colleague {
     if (!(await page.locator('.sidebar, .panel').first().isVisible())) await page.locator('.icon-button.phone-only').click();
     await page.locator('nav.tabs button', { hasText: /People|通讯录/ }).click();
     await page.locator('.panel button.row', { hasText: name }).first().click();
-    await page.locator('main.conversation h1', { hasText: name }).waitFor();
+    await page.locator('.conversation header.head h2', { hasText: name }).waitFor();
   }
 
   async openChat(name: string): Promise<void> {
@@ -49,7 +49,7 @@ export class Colleague {
 
   /** The texts of the open conversation. */
   lines(): Promise<string[]> {
-    return this.page.locator('main.conversation li.line .text').allInnerTexts();
+    return this.page.locator('.conversation li.line .text').allInnerTexts();
   }
 
   async reads(...texts: string[]): Promise<void> {

@@ -6,6 +6,7 @@
 # Takes Debian's chromium and nodejs, and what `npm ci` has put into clients/node_modules. Keeps screenshots in
 # build/screenshots. The last line is "N passed, N failed".
 set -uo pipefail
+programs=${VNQ_PROGRAMS:+$(realpath "$VNQ_PROGRAMS")}
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 Fail() {
@@ -14,7 +15,7 @@ Fail() {
   exit 1
 }
 
-programs=$(realpath "${VNQ_PROGRAMS:-../build/release/bin}")
+programs=${programs:-$(realpath ../build/release/bin)}
 [[ -x "$programs/vnq_main_service" && -x "$programs/vnqctl" ]] || Fail "no programs in $programs"
 export VNQ_PROGRAMS=$programs VNQ_SCREENSHOTS=${VNQ_SCREENSHOTS:-$PWD/../build/screenshots}
 VNQ_CHROMIUM=${VNQ_CHROMIUM:-$(command -v chromium)} || Fail "there is no chromium"

@@ -83,6 +83,8 @@ void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
   // Nothing has yielded since the look-up of the name, and nothing does before the last row is
   // there: applications are served one after the other.
   const Expr newId = AddApplicant(host, fields, apply);
+  // Who hears nothing applies again; who has heard must find the account.
+  if (!SyncWritten(host)) return;
   Answer(host, slot, Join(".+application_success|", newId, "|#"));
   if (apply == kApplyAtOnce) {
     Announce(host, fields, newId, remoteIp);

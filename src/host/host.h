@@ -19,6 +19,7 @@
 #include "host/settings/texts.h"
 #include "host/slots/pending_records.h"
 #include "host/slots/slots.h"
+#include "host/slots/unsynced_receipts.h"
 #include "platform/net/clock.h"
 #include "platform/net/event_loop.h"
 #include "platform/system/paths.h"
@@ -69,6 +70,7 @@ struct Host {
   SlotArray SckServer6008;  ///< managed endpoints; Tag: the endpoint's WindowsInfo
   PendingRecords PendingRecord;         ///< by main-port slot: a record whose end has not come
   SlotTexts ReplyBuffer;                ///< by main-port slot: records for the next tick of Timer1
+  UnsyncedReceipts unsyncedReceipts;    ///< those in ReplyBuffer that no sync has followed yet
   PendingRecords PendingVisitorRecord;  ///< by 6001 slot: the same for visitor lines
   SlotTable<int32_t> HeartbeatAge;      ///< by 6003 slot: seconds since the sibling was heard
 

@@ -1,5 +1,7 @@
 // Login: from a bare connection to a tagged slot. By name and password, or of a phone that is
 // already known.
+#include <spdlog/spdlog.h>
+
 #include "host/protection/protection.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
@@ -32,6 +34,21 @@ void CloseSlot(Host& host, SlotIndex slot) {
   host.loop.Yield();
   host.SckServer.Close(slot);
   host.SckServer.SetTag(slot, "");
+}
+
+// A name as a peer gave it, which must not look like a line of the log.
+std::string Printable(const Expr& name) {
+  std::string text = OrEmpty(name).substr(0, 64);
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
+  }
+  return text;
+}
+
+// The words up to the address stay as they are: programs look for them.
+void SayRefused(Host& host, SlotIndex slot, const Fields& fields, std::string_view why) {
+  spdlog::warn("log-in refused from {}: {}: {}", host.SckServer.RemoteHostIP(slot), why,
+               Printable(fields[1]));
 }
 
 void Refuse(Host& host, SlotIndex slot, std::string_view record) {
@@ -199,6 +216,7 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
   if (!Is(fields[6], "#")) {
     const auto version = ToInt32(fields[6]);
     if (version && *version < host.MinClientVersion) {
+      SayRefused(host, slot, fields, "the client is too old");
       return Refuse(host, slot, ".+UpgradedVersion|#");
     }
   }
@@ -208,9 +226,15 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
   }
   Cursor Adodc1(host.database);
   if (!OpenUser(host, Adodc1, fields, slot)) return;
-  if (Adodc1.RecordCount() < 1) return RefusePassword(host, fields, ip, slot);
+  if (Adodc1.RecordCount() < 1) {
+    SayRefused(host, slot, fields, "no such name and password");
+    return RefusePassword(host, fields, ip, slot);
+  }
   const auto userState = ToInt16(Adodc1["UserState"]);
-  if (userState && *userState == 0) return Refuse(host, slot, ".+ProhibitLanding|#");
+  if (userState && *userState == 0) {
+    SayRefused(host, slot, fields, "the account is disabled");
+    return Refuse(host, slot, ".+ProhibitLanding|#");
+  }
   const Person person = ReadPerson(Adodc1, fields);
   NoteRightPassword(host, fields, Adodc1["UserPaws"], person.UserID, ip);
   const std::string tag = IsMobileForm(fields) ? person.UserID + "m" : person.UserID;
@@ -221,6 +245,7 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
   if (!EndOtherSession(host, fields, person, tag, slot)) return;
   const std::string permissions = PermissionList(host, person.UserID);
   if (!Admitted(permissions, person, fields[4], ip)) {
+    SayRefused(host, slot, fields, "the roles admit neither this address nor this machine");
     // Kept: this one record has no closing "|#".
     return Refuse(host, slot, ".+landing_restrictions");
   }
@@ -231,6 +256,7 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
            Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions, "|",
                 host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
   slots.SetTag(slot, tag);
+  spdlog::info("log-in of user {} from {}: {}", person.UserID, ip, Printable(fields[1]));
 }
 
 void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string&) {

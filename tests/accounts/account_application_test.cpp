@@ -1,5 +1,8 @@
 // The sign-up dialog's port.
+#include <filesystem>
+
 #include "host/values/skipped.h"
+#include "tests/harness/counted_syncs.h"
 #include "tests/harness/fake_main_port.h"
 #include "tests/harness/test_server.h"
 
@@ -37,6 +40,46 @@ class AccountApplication : public ServerTest {
   std::string Value(const std::string& select) { return server.Value(select); }
   Lines Log() { return server.Rows("select * from ServerLog"); }
 };
+
+// --- What is told is there to stay ---
+
+class DurableApplication : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!TestDatabase::IsEmbedded()) GTEST_SKIP() << "the files are the embedded engine's";
+  }
+
+  static TestServerOptions Durable() {
+    TestServerOptions options;
+    options.durability = SqlDurability::kReceipt;
+    return options;
+  }
+};
+
+TEST_F(DurableApplication, TheAccountIsSyncedBeforeItIsToldOf) {
+  CountedSyncs syncs;
+  TestServer server(Durable());
+  TestClient dialog = server.ConnectTo(kAccountPort);
+  dialog.Receive();
+  const int before = syncs.count();
+  dialog.Send(kZoe);
+  EXPECT_EQ(dialog.Receive(), ".+application_success|1|#");
+  EXPECT_GT(syncs.count(), before);
+}
+
+TEST_F(DurableApplication, AnAccountThatMayBeLostIsNotToldOf) {
+  TestServer server(Durable());
+  server.Run("vacuum into '" + server.folder() + "/backup.db'");
+  TestClient dialog = server.ConnectTo(kAccountPort);
+  TestClient other = server.Connect();
+  dialog.Receive();
+  std::filesystem::rename(server.folder() + "/backup.db", server.folder() + "/Web/Data/vnq.db");
+  dialog.Send(kZoe);
+  EXPECT_EQ(dialog.Receive(), "");
+  EXPECT_EQ(other.Receive(), "");
+  dialog.Send(kZoe);
+  EXPECT_EQ(dialog.Receive(), ".+application_success|1|#") << "it is applied for again";
+}
 
 // --- What an accepted application leaves behind ---
 

@@ -29,8 +29,11 @@ class PostgresServer {
   /// True when the programs of a server are installed.
   static bool IsInstalled() { return !Programs().empty(); }
 
+  enum class Socket { kNone, kInItsFolder };
+
   /// Makes a database folder and starts the server on it. settings: further ones, as "name=value".
-  explicit PostgresServer(std::vector<std::string> settings = {}) : settings_(std::move(settings)) {
+  explicit PostgresServer(std::vector<std::string> settings = {}, Socket socket = Socket::kNone)
+      : settings_(std::move(settings)), socket_(socket) {
     options_.host = "127." + std::to_string(100 + getpid() % 100) + "." +
                     std::to_string(getpid() / 100 % 256) + "." + std::to_string(2 + made_++);
     options_.port = "5432";
@@ -49,13 +52,21 @@ class PostgresServer {
   /// False when it could not be made or did not take a connection.
   bool ready() const { return ready_; }
 
+  /// Where its socket is, when it has one.
+  const std::string& folder() const { return folder_; }
+
   /// How to reach it, as a user who may do everything.
   const ServerDatabaseOptions& options() const { return options_; }
 
   /// Starts the server and waits until it takes connections. False when it does not.
   bool StartAgain() {
-    std::vector<std::string> command = {"postgres", "-D", folder_ + "/db", "-h", options_.host,
-                                        "-k",       ""};
+    std::vector<std::string> command = {"postgres",
+                                        "-D",
+                                        folder_ + "/db",
+                                        "-h",
+                                        options_.host,
+                                        "-k",
+                                        socket_ == Socket::kNone ? "" : folder_};
     for (const std::string& setting : settings_) command.insert(command.end(), {"-c", setting});
     server_ = Launch(command);
     for (int i = 0; i < 500; ++i) {
@@ -139,6 +150,7 @@ class PostgresServer {
 
   std::string folder_;
   std::vector<std::string> settings_;
+  Socket socket_;
   ServerDatabaseOptions options_;
   pid_t server_ = 0;
   bool ready_ = false;

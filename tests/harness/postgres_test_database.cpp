@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/sql/sql_driver.h"
 #include "support/replace_all.h"
 #include "tools/folder/init_command.h"
 
@@ -140,6 +141,7 @@ std::vector<std::string> PostgresTestDatabase::Rows(const std::string& select) {
   for (int i = 0; i < PQntuples(result); ++i) {
     std::string row;
     for (int k = 0; k < PQnfields(result); ++k) {
+      if (PQfname(result, k) == kSqlRowColumn) continue;
       row += k > 0 ? "|" : "";
       row += PQgetisnull(result, i, k) ? "NULL" : PQgetvalue(result, i, k);
     }

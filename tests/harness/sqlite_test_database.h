@@ -48,7 +48,7 @@ class TdsTestDatabase final : public TestDatabase {
   std::string PlatformIni() const override { return "[database]\ndriver=FreeTDS\n"; }
   void Open(const std::string& folder) override;
   std::vector<std::string> Rows(const std::string& select) override { return file_->Rows(select); }
-  void Run(const std::string& statements) override { file_->Run(statements); }
+  void Run(const std::string& statements) override;
 
  private:
   std::string address_, port_, filesFolder_, name_;

@@ -26,6 +26,12 @@ class SteppedClock : public Clock {
 
   void AdvanceMs(int64_t ms) { elapsedMs_ += ms; }
 
+  /// Somebody sets the date and the time of the machine; how long things take is not touched.
+  void SetDate(LocalTime date) {
+    start_ = date;
+    start_.hour = start_.minute = start_.second = 0;
+  }
+
  private:
   LocalTime start_;
   int64_t elapsedMs_ = 0;

@@ -133,6 +133,8 @@ class TestServer {
   const std::string& folder() const { return folder_; }
   const AnsiText& page() const { return *page_; }
   LocalTime Now() const { return clock_.Now(); }
+  /// Sets the machine's date, as a person or a time service does; timers go on as they were.
+  void SetDate(LocalTime date) { clock_.SetDate(date); }
 
   /// State, tag and waiting records of a main-port slot; a test's connections get the slots from 1
   /// on.

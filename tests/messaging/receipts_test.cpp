@@ -1,8 +1,12 @@
 // The short record that tells a sender that its message was taken.
+#include <filesystem>
+
+#include "host/slots/sending.h"
 #include "messaging/messaging.h"
 #include "server/timers.h"
 #include "support/base64_text.h"
 #include "tests/harness/test_server.h"
+#include "tests/platform/sql/sqlite_fixture.h"
 
 namespace vnq {
 namespace {
@@ -103,6 +107,69 @@ TEST_F(Receipts, ResendReachesOnlyDevicesWhoseFlagStillStands) {
   EXPECT_EQ(server.Waiting(2), "");
   EXPECT_EQ(server.Waiting(3), ".+message|1|2026-03-04|05:06:07|a|font|M1|11|0|#");
   EXPECT_EQ(server.Waiting(1), ".+reply|1|2|M1|#");
+}
+
+// --- Receipts and the sync of what they acknowledge ---
+
+class UnsyncedReceipt : public Receipts {
+ protected:
+  void SetUp() override {
+    if (!TestDatabase::IsEmbedded()) GTEST_SKIP() << "the file is the embedded engine's";
+    server.Run("vacuum into '" + server.folder() + "/backup.db'");
+  }
+  // Now what was written since the last tick is lost.
+  void PutBackupInPlace() {
+    std::filesystem::rename(server.folder() + "/backup.db", server.folder() + "/Web/Data/vnq.db");
+  }
+};
+
+TEST_F(UnsyncedReceipt, StaysBackAndWhatElseWaitsLeavesInItsOrder) {
+  TestClient target = server.Online("2");
+  TestClient sender = server.Online("1", 3);
+  sender.Send(".+message|2|1|a|font|M1|1|#");
+  AppendReply(server.host(), 3, ".+other|1|#");
+  sender.Send(".+message|1|1|.+reply|1|x|y|#|font|M2|1|#");
+  AppendReply(server.host(), 3, ".+other|2|#");
+  EXPECT_NE(server.Waiting(3).find(".+reply|1|2|M1|#"), std::string::npos);
+  PutBackupInPlace();
+  server.Tick();
+  const std::string left = sender.Receive();
+  EXPECT_EQ(left.find("|M1|#"), std::string::npos) << left;
+  EXPECT_EQ(left.find("|M2|#.+other"), std::string::npos) << left;
+  EXPECT_LT(left.find(".+other|1|#"), left.find(".+other|2|#")) << left;
+  EXPECT_NE(target.Receive().find(".+message|1|"), std::string::npos) << "a delivery is no receipt";
+}
+
+TEST_F(UnsyncedReceipt, LeavesWhenTheMessageIsSentAgainAndStored) {
+  client.Send(".+message|2|1|a|font|M1|1|#");
+  PutBackupInPlace();
+  server.Tick();
+  EXPECT_EQ(client.Receive(), "");
+  server.Tick();
+  EXPECT_EQ(client.Receive(), "") << "it is held back for good";
+  client.Send(".+message|2|1|a|font|M1|1|#");
+  server.Tick();
+  EXPECT_EQ(client.Receive(), ".+reply|1|2|M1|#");
+  EXPECT_EQ(OtherProgram(server.folder() + "/Web/Data/vnq.db")
+                .Read("select count(*) from Messeng_Text where Msg_ID='M1'"),
+            "1");
+}
+
+TEST_F(UnsyncedReceipt, OfASyncedMessageLeavesThoughALaterSyncFails) {
+  client.Send(".+message|2|1|a|font|M1|1|#");
+  EXPECT_TRUE(SyncWritten(server.host()));
+  client.Send(".+message|2|1|a|font|M2|1|#");
+  PutBackupInPlace();
+  server.Tick();
+  EXPECT_EQ(client.Receive(), ".+reply|1|2|M1|#");
+}
+
+TEST_F(UnsyncedReceipt, OfABufferThatWasEmptiedIsNotLookedFor) {
+  client.Send(".+message|2|1|a|font|M1|1|#");
+  server.host().ReplyBuffer[1] = ".+some|longer|record|than|the|receipt|was|#";
+  PutBackupInPlace();
+  server.Tick();
+  EXPECT_EQ(client.Receive(), ".+some|longer|record|than|the|receipt|was|#");
 }
 
 TEST_F(Receipts, ReceiptLeavesWithTheTickAndNotBefore) {

@@ -2,12 +2,14 @@
 import fcntl
 import os
 import re
+import shutil
 import signal
 import socket
 import subprocess
 import unittest
+import urllib.request
 
-from script_tree import BUILD, ScriptTree, Session, own_address
+from script_tree import BUILD, ROOT, ScriptTree, Session, own_address
 
 # Stands for CMake and ninja: makes a build folder, and "builds" by linking the programs of the build under test.
 CMAKE = """
@@ -70,6 +72,45 @@ class RunTest(unittest.TestCase):
         shown = shown.replace("/home/you/vnq", self.tree.folder).replace("127.0.0.1", self.address)
         self.assertIn("\n" + shown + "\n\nCtrl-C stops the server.\n", session.text)
         self.stop(session)
+
+    def with_clients(self):
+        """The gateway is the real one, built from Debian's packages; one page stands for the staff's client."""
+        for file in ("run_gateway.sh", "build_web.sh"):
+            shutil.copy2(os.path.join(ROOT, "scripts", file), self.tree.path("scripts", file))
+        shutil.copytree(os.path.join(ROOT, "clients"), self.tree.path("clients"),
+                        ignore=shutil.ignore_patterns("node_modules", "dist", ".build"))
+        shutil.copytree(os.path.join(ROOT, "examples"), self.tree.path("examples"))
+        self.tree.stand_in("npm", """
+if [[ "$1" == ci ]]; then [[ ! -e no_registry ]] && mkdir node_modules; exit; fi
+mkdir -p web/dist && echo "<h1>staff</h1>" >web/dist/index.html
+""")
+
+    def start_web(self):
+        session = Session(["./run.sh", "--web", "--bind", self.address], self.tree.folder, self.tree.environment)
+        self.addCleanup(session.close)
+        return session
+
+    def test_web_prints_three_addresses_that_answer_and_ctrl_c_ends_both(self):
+        self.with_clients()
+        session = self.start_web()
+        self.assertTrue(session.wait_for("a page with the visitors' chat"), session.text)
+        addresses = re.findall(r"^  (http://\S+)", session.text, re.M)
+        self.assertEqual([address.split(":8080")[1] for address in addresses],
+                         ["/?user=alice", "/?user=ben", "/visitor.html"])
+        pages = [urllib.request.urlopen(address).read().decode() for address in addresses]
+        self.assertEqual(pages[0], "<h1>staff</h1>\n")
+        self.assertIn('<script src="/widget.js"', pages[2])
+        self.assertIn("VNQVisitorChat", urllib.request.urlopen(addresses[2][:-13] + "/widget.js").read().decode())
+        self.stop(session)
+        self.assertTrue(session.group_is_gone())
+
+    def test_web_says_what_to_do_when_npm_reaches_nothing(self):
+        self.with_clients()
+        self.tree.write("clients/no_registry", "")
+        session = self.start_web()
+        self.assertEqual(session.end(), 1)
+        self.assertIn("The packages of the staff's web client cannot be fetched.", session.text)
+        self.assertNotIn("ready", session.text)
 
     def test_second_start_compiles_nothing_and_does_not_speak_of_building(self):
         first = self.start()

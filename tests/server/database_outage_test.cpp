@@ -1,6 +1,7 @@
 // A database server that goes away and comes back while clients chat.
 #include <fmt/format.h>
 
+#include <chrono>
 #include <csignal>
 
 #include "tests/harness/postgres_server.h"
@@ -85,6 +86,88 @@ TEST_F(DatabaseOutage, ClientsStayConnectedAndAcknowledgedMessagesAreAllThere) {
   EXPECT_EQ(Stored("gap"), "(none)") << "statements in the gap are skipped";
   for (const std::string& id : acknowledged) EXPECT_EQ(Stored(id), "hello") << id;
   EXPECT_FALSE(ann.IsClosed());
+}
+
+TEST_F(DatabaseOutage, AReceiptStaysBackWhereACrashMayHaveTakenItsRow) {
+  TestClient ann = server->Online("1");
+  TestClient ben = server->Online("2");
+  server->Tick();
+  ann.Send(Message("crash"));
+  postgres->End(SIGQUIT);
+  ASSERT_TRUE(postgres->StartAgain());
+  server->Tick();
+  EXPECT_EQ(ann.Receive().find(".+reply"), std::string::npos);
+  EXPECT_NE(ben.Receive().find("|crash|"), std::string::npos) << "it was delivered before";
+  server->AdvanceMs(3000);
+  EXPECT_EQ(ann.Receive().find(".+reply"), std::string::npos);
+  EXPECT_EQ(Stored("crash"), "(none)") << "nothing was at stake";
+
+  ann.Send(Message("crash"));
+  server->Tick();
+  EXPECT_NE(ann.Receive().find(".+reply|1|2|crash|#"), std::string::npos);
+  postgres->End(SIGQUIT);
+  ASSERT_TRUE(postgres->StartAgain());
+  server->AdvanceMs(3000);
+  EXPECT_EQ(Stored("crash"), "hello") << "what is acknowledged is there";
+}
+
+TEST_F(DatabaseOutage, EndedSessionsCostNoMessageThatIsSentAgain) {
+  TestClient ann = server->Online("1");
+  TestClient ben = server->Online("2");
+  auto admin = OpenPostgres(postgres->options());
+  for (int i = 0; i < 10; ++i) {
+    const std::string id = fmt::format("end{}", i);
+    ann.Send(Message(id));
+    ASSERT_TRUE(
+        admin->Execute("select pg_terminate_backend(pid) from pg_stat_activity where"
+                       " backend_type='client backend' and pid<>pg_backend_pid()",
+                       {}));
+    ann.Send(Message(id + "b"));
+    server->Tick();
+    EXPECT_EQ(ann.Receive().find(".+reply"), std::string::npos) << id;
+    for (const char* tail : {"", "b"}) ann.Send(Message(id + tail));
+    server->Tick();
+    const std::string receipts = ann.Receive();
+    EXPECT_NE(receipts.find("|" + id + "|#"), std::string::npos) << receipts;
+    EXPECT_NE(receipts.find("|" + id + "b|#"), std::string::npos) << receipts;
+  }
+  Cursor rows(server->host().database);
+  rows.Open(Sql("Select * from Messeng_Text"));
+  EXPECT_EQ(rows.RecordCount(), 20) << "each once";
+}
+
+TEST_F(DatabaseOutage, AnAcceptedAccountOutlivesACrashRightBehindTheAnswer) {
+  TestClient dialog = server->ConnectTo(6007);
+  dialog.Receive();
+  dialog.Send(".+account_application|000002|12|zoe|Zoe Long|pw|Pilot|555|Leo|#");
+  EXPECT_EQ(dialog.Receive(), ".+application_success|3|#");
+  postgres->End(SIGQUIT);
+  ASSERT_TRUE(postgres->StartAgain());
+  server->AdvanceMs(3000);
+  Cursor row(server->host().database);
+  row.Open(Sql("Select UserID from Users_ID where UserName='zoe'"));
+  ASSERT_EQ(row.RecordCount(), 1);
+  EXPECT_EQ(row["UserID"].text(), "3");
+}
+
+TEST_F(DatabaseOutage, ALockedTableHoldsTheOthersUpNowAndThenOnly) {
+  TestClient ann = server->Online("1");
+  TestClient ben = server->Online("2");
+  ann.Send(Message("first"));
+  auto other = OpenPostgres(postgres->options());
+  ASSERT_TRUE(other->Execute("begin", {}));
+  ASSERT_TRUE(other->Execute("lock table Messeng_Text in access exclusive mode", {}));
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 10; ++i) {
+    ann.Send(Message(fmt::format("locked{}", i)));
+    ben.Send(".+y|#");
+  }
+  const auto spent = std::chrono::steady_clock::now() - start;
+  EXPECT_LT(spent, std::chrono::milliseconds(3500)) << "one wait of two seconds for all";
+  EXPECT_NE(ben.Receive().find(".+y|#"), std::string::npos);
+  ASSERT_TRUE(other->Execute("rollback", {}));
+  ann.Send(Message("after"));
+  EXPECT_EQ(Stored("after"), "hello");
 }
 
 }  // namespace

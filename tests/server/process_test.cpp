@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <regex>
 #include <sstream>
 
 #include "tests/harness/own_address.h"
@@ -340,6 +341,58 @@ TEST_F(Process, BadArgumentsAreAUsageLineAndExitCodeTwo) {
 TEST_F(Process, HelpAndVersionEndWithZero) {
   EXPECT_EQ(ExitCodeOf({"--help"}), 0);
   EXPECT_EQ(ExitCodeOf({"--version"}), 0);
+}
+
+TEST_F(Process, TheLogCanBeAnObjectALine) {
+  auto server = Start(0, {"--log-format", "json"});
+  ASSERT_TRUE(server->WaitForWords("ready on "));
+  server->Signal(SIGTERM);
+  EXPECT_EQ(server->ExitCode(), 0);
+  const std::regex object(
+      R"(\{"time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}","level":"info","message":"[^"]*"\})");
+  std::istringstream lines(server->standardError());
+  int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    EXPECT_TRUE(std::regex_match(line, object)) << line;
+  }
+  EXPECT_GE(count, 3);
+}
+
+TEST_F(Process, TheLogTellsAsMuchAsItIsAskedTo) {
+  auto quiet = Start(0, {"--log-level", "error"});
+  for (int i = 0; i < 1000 && !std::filesystem::exists(folder + "/.vnq_main_service.sock"); ++i) {
+    usleep(10'000);
+  }
+  quiet->Signal(SIGTERM);
+  EXPECT_EQ(quiet->ExitCode(), 0);
+  EXPECT_EQ(quiet->standardError(), "");
+  EXPECT_EQ(ExitCodeOf({"--app-path", folder, "--log-level", "loud"}), 2);
+  EXPECT_EQ(ExitCodeOf({"--app-path", folder, "--log-format", "xml"}), 2);
+}
+
+TEST_F(Process, TheStartSaysWhatTheSettingsComeTo) {
+  auto server = Start();
+  EXPECT_TRUE(server->WaitForWords(
+      "language 1033, code page 1252, database SQLite, push every 30 s, retention of chats 0"))
+      << server->standardError();
+}
+
+TEST_F(Process, AWatchdogIsFedEachSecond) {
+  const std::string path = folder + "/notify";
+  const int notify = NotifySocket(path);
+  auto server = Start(0, {}, {"NOTIFY_SOCKET=" + path, "WATCHDOG_USEC=5000000"});
+  timeval limit{5, 0};
+  setsockopt(notify, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  std::vector<std::string> states;
+  char buffer[1024];
+  while (states.size() < 3) {
+    const ssize_t count = recv(notify, buffer, sizeof buffer, 0);
+    ASSERT_GT(count, 0);
+    states.emplace_back(buffer, static_cast<size_t>(count));
+  }
+  EXPECT_EQ(states[1], "WATCHDOG=1\n");
+  EXPECT_EQ(states[2], "WATCHDOG=1\n");
+  close(notify);
 }
 
 TEST_F(Process, ABadValueInPlatformIniIsNamed) {

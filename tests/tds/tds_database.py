@@ -210,6 +210,8 @@ class Database:
 
     def translate(self, tokens, kinds):
         verb = tokens[0].low
+        if verb == "set" and len(tokens) > 2 and tsql.is_word(tokens[1], "lock_timeout"):
+            return Statement(f"pragma busy_timeout={int(tokens[2].text)}", "lock_timeout")
         if verb in IGNORED:
             return Statement("", verb)
         if verb in TRANSACTION_STEPS:
@@ -246,6 +248,9 @@ class Database:
             return tds_catalog.procedure(self, statement.text)
         if statement.verb in TRANSACTION_STEPS:
             self.transaction(statement.verb, statement.text)
+            return 0, None, None
+        if statement.verb == "lock_timeout":
+            self.connection.execute(statement.text).fetchall()
             return 0, None, None
         cursor = self.execute(statement.text, values[:statement.markers])
         if cursor.description is not None:

@@ -31,6 +31,7 @@ const mostUnsent = 1 << 20;
 const enoughUnsent = 1 << 18;
 
 const connectWithinMs = 10_000;
+const lastWordsMs = 2_000;
 
 export class Bridge {
   readonly #socket: Socket;
@@ -55,12 +56,14 @@ export class Bridge {
     this.#listenToBrowser();
   }
 
-  /** Ends both sides. */
+  /** Ends both sides. What the browser has sent still goes to the server. */
   end(code: number, reason: string): void {
     if (this.#ended) return;
     this.#ended = true;
     if (this.#session) this.tokens.close(this.#session.token);
-    this.#socket.destroy();
+    this.#socket.end();
+    this.#socket.resume();
+    this.#socket.setTimeout(lastWordsMs, () => this.#socket.destroy());
     this.ws.close(code, reason);
     this.events.ended?.(reason);
   }

@@ -167,6 +167,7 @@ class Flood {
   #left: number;
   #written = 0;
   #waits = false;
+  #reads = true;
   #waitsSince = 0;
   #socket: Socket | undefined;
 
@@ -194,8 +195,16 @@ class Flood {
     this.#server.close();
   }
 
+  set readsNothing(isSo: boolean) {
+    this.#reads = !isSo;
+    if (isSo) this.#socket?.pause();
+    else this.#socket?.resume();
+  }
+
   #pour(socket: Socket): void {
     this.#socket = socket;
+    socket.on('data', () => undefined);
+    if (!this.#reads) socket.pause();
     socket.on('error', () => undefined);
     socket.on('drain', () => this.#more(socket));
     this.#more(socket);

@@ -2,6 +2,7 @@ import { createServer } from 'node:net';
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import { outgoing } from '@vnq/protocol';
+import { Tokens } from '../src/tokens';
 import { Deployment, sample, until } from './deployment';
 
 let deployment: Deployment;
@@ -111,6 +112,41 @@ test('session: a browser that reads nothing holds the server back, not the memor
   wire.ws.resume();
   await until(() => wire.frames.reduce((sum, frame) => sum + frame.length, 0) === 1 << 25, 'all bytes');
   await slow.stop();
+});
+
+test('session: a server that reads nothing holds the browser back', async () => {
+  const own = await new Deployment().startWithFakeServer(0);
+  own.fake!.readsNothing = true;
+  const wire = own.open('/ws');
+  await wire.opened();
+  const frame = Buffer.alloc(1 << 19);
+  for (let i = 0; i < 64; ++i) wire.ws.send(frame, { binary: true });
+  let left = -1;
+  await until(async () => {
+    const before = wire.ws.bufferedAmount;
+    await new Promise((resolve) => setTimeout(resolve, 400));
+    left = wire.ws.bufferedAmount;
+    return left > 0 && left === before;
+  }, 'a browser that is held back');
+  own.fake!.readsNothing = false;
+  await until(() => wire.ws.bufferedAmount === 0, 'everything to be taken');
+  await own.stop();
+});
+
+test('session: what a browser sends right before it leaves still arrives', async () => {
+  const alice = await deployment.login('alice');
+  const ben = await deployment.login('ben');
+  alice.wire.send(outgoing.message({ target: '2', sender: '1', text: 'last words', id: `L${process.pid}` }));
+  alice.wire.ws.close();
+  await ben.wire.saw('last%20words');
+});
+
+test('session: a token lives on for a while after its connection, and no longer', async () => {
+  const tokens = new Tokens(50);
+  const { token } = tokens.open({ user: '1', device: 'desktop' });
+  tokens.close(token);
+  assert.equal(tokens.find(`Bearer ${token}`)?.user, '1');
+  await until(() => tokens.find(`Bearer ${token}`) === undefined, 'its end');
 });
 
 test('session: the end of the server closes with 1012, and an absent one with 1013', async () => {

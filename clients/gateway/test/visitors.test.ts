@@ -7,6 +7,7 @@ import assert from 'node:assert/strict';
 import { outgoing } from '@vnq/protocol';
 import { Deployment, until, type User, type Wire } from './deployment';
 
+const folders: string[] = [];
 let deployment: Deployment;
 let alice: User;
 before(async () => {
@@ -17,8 +18,6 @@ after(async () => {
   await deployment.stop();
   for (const folder of folders) rmSync(folder, { recursive: true });
 });
-
-const folders: string[] = [];
 
 function visitorFlags(folder = ''): string[] {
   if (folder === '') folders.push(mkdtempSync(join(tmpdir(), 'vnq_visitors_')));

@@ -91,6 +91,35 @@ test('unread: a conversation that is not open counts, one that is open does not'
   await a.write('good');
   await b.sees('good');
   assert.equal(await b.page.locator('.badge').count(), 0);
+  // What was read as it came counts as read after the next log-in, too.
+  await until(() => deployment.history(ben.user, '--unread', '--with', alice.user).length === 0, 'it to be marked');
+});
+
+test('notifications: somebody who looks elsewhere is told, and a click opens the conversation', async () => {
+  const a = await deployment.comes(alice);
+  const b = await deployment.comes(ben);
+  await b.page.context().grantPermissions(['notifications'], { origin: deployment.url });
+  await b.page.evaluate(() => {
+    window.shown = [];
+    window.Notification = class {
+      static permission = 'granted';
+      constructor(title, { body }) {
+        window.shown.push({ title, body, click: () => this.onclick() });
+      }
+      close() {}
+    };
+    document.hasFocus = () => false;
+  });
+  await b.page.locator('.me button').click();
+  await b.page.locator('.switch input').check();
+  await b.page.keyboard.press('Escape');
+  await a.open(ben.name);
+  await a.write('look here 看这里');
+  await b.page.waitForFunction(() => window.shown.length > 0);
+  const [{ title, body }] = await b.page.evaluate(() => window.shown.map(({ title, body }) => ({ title, body })));
+  assert.deepEqual([title, body], [alice.name, 'look here 看这里']);
+  await b.page.evaluate(() => window.shown[0].click());
+  await b.sees('look here');
 });
 
 test('retract and nudge: the other side sees both', async () => {
@@ -188,18 +217,18 @@ test('friends: a request is put to the other and answered', async () => {
 
 test('notices: one is posted, counted and read', async () => {
   const [a, b] = [await deployment.comes(alice), await deployment.comes(ben)];
-  await a.tab('Notices').click();
+  await a.row('Notices').click();
   await a.page.locator('.head button[aria-label="New notice"]').click();
   await a.page.locator('dialog input').first().fill('放假通知 Holiday');
   await a.page.locator('dialog textarea').fill('The office is closed\non Friday.');
   await a.page.locator('dialog input[type=url]').fill('https://intra.example/holiday');
   await a.page.locator('dialog button', { hasText: 'Everybody' }).click();
   await a.page.locator('dialog .primary').click();
-  await b.tab('Notices').locator('.badge').waitFor();
-  await b.tab('Notices').click();
+  await b.row('Notices').locator('.badge').waitFor();
+  await b.row('Notices').click();
   await b.sees('on Friday.');
   assert.equal(await b.page.locator('.lines a').getAttribute('href'), 'https://intra.example/holiday');
-  await until(async () => (await b.tab('Notices').locator('.badge').count()) === 0, 'no count');
+  await until(async () => (await b.row('Notices').locator('.badge').count()) === 0, 'no count');
   await b.screenshot('web_notices');
 });
 
@@ -211,11 +240,12 @@ test('visitors: an agent sees the line and answers, and the visitor reads it', a
     window.came = [];
     const socket = new WebSocket(`ws://${location.host}/visitor`);
     const say = (frame) => socket.send(JSON.stringify(frame));
-    socket.onmessage = ({ data }) => window.came.push(JSON.parse(data));
-    socket.onopen = () => {
-      say({ type: 'hello', agents: [agent], city: 'Lyon', language: 'en' });
-      say({ type: 'line', ref: '1', text: 'Do you ship to France?' });
+    socket.onmessage = ({ data }) => {
+      const frame = JSON.parse(data);
+      window.came.push(frame);
+      if (frame.type === 'welcome') say({ type: 'line', ref: '1', text: 'Do you ship to France?' });
     };
+    socket.onopen = () => say({ type: 'hello', agents: [agent], city: 'Lyon', language: 'en' });
   }, ben.id);
   await b.tab('Visitors').locator('.badge').waitFor();
   await b.tab('Visitors').click();

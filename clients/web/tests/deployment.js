@@ -213,7 +213,7 @@ export class Person {
   /** A line's own status: "stored", "delivered" ... */
   async hasStatus(text, status) {
     const line = this.page.locator('.line.own', { has: this.page.locator('.text', { hasText: text }) });
-    await line.locator(`.status.${status}`).waitFor();
+    await line.last().locator(`.status.${status}`).waitFor();
   }
 
   screenshot(name) {

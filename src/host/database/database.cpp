@@ -254,14 +254,17 @@ Expr Database::ReadValue(const Statement& statement) {
   return ToExpr(rows.cells.front());
 }
 
-void Database::SyncCommitted() {
+bool Database::SyncCommitted() {
   EndTurn();
   trouble_.Tick();
-  bool failed = !driver_->SyncCommitted();
-  if (failed && !syncFailed_) {
-    spdlog::error("{}; what is acknowledged may be lost in a power cut", driver_->LastError());
+  const bool done = driver_->SyncCommitted();
+  if (!done && !syncFailed_) {
+    spdlog::error("{}; what was written may be lost, and receipts for it are held back",
+                  driver_->LastError());
   }
-  syncFailed_ = failed;
+  if (done && syncFailed_) spdlog::info("database: what is acknowledged is synced again");
+  syncFailed_ = !done;
+  return done;
 }
 
 bool Cursor::Open(const Statement& statement) {

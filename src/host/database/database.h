@@ -107,9 +107,10 @@ class Database {
   /// True while statements fail for what keeps the database from running any.
   bool IsInTrouble() const { return trouble_.Lasts(); }
 
-  /// Makes what was acknowledged survive a power cut; a failure is said once until a call succeeds.
-  /// Called once a second, it also has the log tell of trouble that lasts or is over.
-  void SyncCommitted();
+  /// Makes everything written since the last call survive a power cut. False: some of it may be
+  /// lost already, or will be in a power cut; that is said once until a call succeeds. Called once
+  /// a second, it also has the log tell of trouble that lasts or is over.
+  bool SyncCommitted();
 
  private:
   friend class Cursor;

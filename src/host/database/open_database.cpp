@@ -28,8 +28,8 @@ class NoDriver : public SqlDriver {
 };
 
 std::unique_ptr<SqlDriver> OpenServerDatabase(const Settings& settings,
-                                              const PlatformSettings& platform,
-                                              const Clock* clock) {
+                                              const PlatformSettings& platform, const Clock* clock,
+                                              SqlCommit commit) {
   ServerDatabaseOptions options;
   options.host = settings.DB_SERVER;
   options.port = settings.DB_PORT;
@@ -40,7 +40,10 @@ std::unique_ptr<SqlDriver> OpenServerDatabase(const Settings& settings,
   options.exactColumns = ExactTextColumns();
   options.connectTimeoutS = platform.connectTimeoutS;
   options.statementTimeoutS = platform.statementTimeoutS;
+  options.socketFolder = platform.databaseSocket;
+  options.busyTimeoutMs = platform.busyTimeoutMs;
   options.durability = platform.durability;
+  options.commit = commit;
   options.clock = clock;
   const bool native = EngineOf(settings, platform) == DatabaseEngine::kPostgres;
   return native ? OpenPostgres(std::move(options)) : OpenOdbc(std::move(options));
@@ -53,7 +56,7 @@ std::unique_ptr<SqlDriver> OpenConfiguredDatabase(const Settings& settings,
                                                   const PathMapper& paths,
                                                   const std::string& AppPath, const Clock* clock,
                                                   SqlCommit commit) {
-  if (!settings.IsAccess()) return OpenServerDatabase(settings, platform, clock);
+  if (!settings.IsAccess()) return OpenServerDatabase(settings, platform, clock, commit);
   SqliteOptions options;
   options.path = paths.Map(AppPath + settings.DataBaseName);
   if (IsJetFile(options.path)) {

@@ -17,6 +17,10 @@ std::string_view Words(SqlTrouble cause) {
       return "it may only be read";
     case SqlTrouble::kWriteFailed:
       return "the system refuses to write";
+    case SqlTrouble::kForbidden:
+      return "its user has not the right to";
+    case SqlTrouble::kMissing:
+      return "a table or a column is missing";
     case SqlTrouble::kNone:
     case SqlTrouble::kUnavailable:
       break;
@@ -47,12 +51,17 @@ void TroubleLog::NoteFailed(SqlTrouble cause, std::string_view why, size_t state
 void TroubleLog::Tick() {
   if (causes_.empty()) return;
   const int64_t now = NowMs();
-  if (writtenSince_ && now - lastFailureMs_ >= kCalmMs) return SayOver();
+  // Who is refused one thing goes on writing others.
+  const bool isRefusal =
+      causes_.contains(SqlTrouble::kForbidden) || causes_.contains(SqlTrouble::kMissing);
+  const int64_t calmMs = isRefusal ? kCountMs : kCalmMs;
+  if (writtenSince_ && now - lastFailureMs_ >= calmMs) return SayOver();
   if (now - countedMs_ >= kCountMs) SayCount(now);
 }
 
 void TroubleLog::SayCount(int64_t nowMs) {
   countedMs_ = nowMs;
+  if (skippedSinceCount_ == 0) return;
   spdlog::warn("database: {} statements skipped in the last minute, {} in {} minutes",
                skippedSinceCount_, skipped_, (nowMs - beganMs_) / kCountMs);
   skippedSinceCount_ = 0;

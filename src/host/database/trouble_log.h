@@ -1,9 +1,9 @@
 // What the log says of a database that does not take what is written to it.
 //
 // A statement that fails is skipped, and what it belonged to is acknowledged all the same. So that
-// an operator learns of it: one warning with the cause, a count for each minute while it lasts, and
-// a line when it is over. A statement that was refused for what it says is no trouble and is not
-// counted.
+// an operator learns of it: one warning with the cause, a count for each minute in which there were
+// some, and a line when it is over. A statement that was refused for what it says is no trouble and
+// is not counted.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +30,8 @@ class TroubleLog {
   void NoteWritten() { writtenSince_ = true; }
 
   /// Says the count of the last minute, or that the trouble is over: a row was written since the
-  /// last failure, and that was kCalmMs ago. To be called about once a second.
+  /// last failure, and that was kCalmMs ago; kCountMs where a right, a table or a column was
+  /// missing, for that stops only some of the statements. To be called about once a second.
   void Tick();
 
   /// True from the first failure until the trouble is over.

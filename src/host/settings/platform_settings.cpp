@@ -71,6 +71,7 @@ void ReadCommit(IniValues& reader, SqlCommit& commit) {
 
 void ReadDatabase(IniValues& reader, PlatformSettings& settings) {
   reader.Read("database", "driver", settings.databaseDriver);
+  reader.Read("database", "socket", settings.databaseSocket);
   reader.Read("database", "connect_timeout_s", 1, kLongestTimeoutS, settings.connectTimeoutS);
   reader.Read("database", "statement_timeout_s", 1, kLongestTimeoutS, settings.statementTimeoutS);
   reader.Read("database", "busy_timeout_ms", 0, kLongestBusyTimeoutMs, settings.busyTimeoutMs);

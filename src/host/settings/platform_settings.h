@@ -34,10 +34,11 @@ struct PlatformSettings {
 
   // [database]
   std::string databaseDriver = "FreeTDS";  ///< of a server database
+  std::string databaseSocket;  ///< folder of a PostgreSQL server's socket; empty: DB_SERVER
   int connectTimeoutS = 5, statementTimeoutS = 10;
   int busyTimeoutMs = 2000;  ///< how long a statement waits for another program's write
   SqlDurability durability = SqlDurability::kReceipt;
-  SqlCommit commit = SqlCommit::kTurn;  ///< of the server on an embedded database
+  SqlCommit commit = SqlCommit::kTurn;  ///< of the server; not of SQL Server
 
   // [drives]
   std::map<std::string, std::string> drives;  ///< folder by upper-case drive letter

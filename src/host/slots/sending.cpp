@@ -85,10 +85,20 @@ void AppendReply(Host& host, SlotIndex slot, const Expr& records) {
   Append(host.ReplyBuffer[slot], records);
 }
 
+bool SyncWritten(Host& host) {
+  const bool done = host.database.SyncCommitted();
+  if (done) {
+    host.unsyncedReceipts.Settle();
+  } else {
+    host.unsyncedReceipts.TakeOut(host.ReplyBuffer);
+  }
+  return done;
+}
+
 void FlushReplies(Host& host) {
   SlotArray& slots = host.SckServer;
+  SyncWritten(host);
   if (host.protection) host.protection->WithholdReceipts();
-  host.database.SyncCommitted();
   for (const SlotIndex slot : slots.AllConnected()) {
     if (host.ReplyBuffer[slot].empty()) continue;
     SendRecord(host, slot, host.ReplyBuffer[slot]);
@@ -98,8 +108,11 @@ void FlushReplies(Host& host) {
 
 void AppendReceipt(Host& host, SlotIndex slot, Receipt stored, const Expr& owner,
                    const Expr& msgId) {
-  const Expr record = Join(".+reply|", static_cast<int>(stored), "|", owner, "|", msgId, "|#");
+  const Expr record =
+      Join(kReceiptWord, "|", static_cast<int>(stored), "|", owner, "|", msgId, "|#");
+  const size_t begin = host.ReplyBuffer[slot].size();
   AppendReply(host, slot, record);
+  host.unsyncedReceipts.Note(slot, begin, host.ReplyBuffer[slot].size());
   if (host.protection) host.protection->NoteReceipt(slot, stored, owner, msgId, record);
 }
 

@@ -64,6 +64,11 @@ void YieldThenTellUser(Host& host, const Expr& userId, const Expr& text);
 /// Appends records to a slot's ReplyBuffer, which leaves with the next tick of Timer1.
 void AppendReply(Host& host, SlotIndex slot, const Expr& records);
 
+/// Makes everything written so far survive a power cut, as what is told as done has to. False: some
+/// of it may be lost, and the receipts that wait for it have been taken out of the reply buffers:
+/// who gets none sends again, and what is there already is not stored twice. Yields: no.
+bool SyncWritten(Host& host);
+
 /// Sends every connected slot's ReplyBuffer as one text. What the receipts in it acknowledge is
 /// made durable first. Yields: no.
 void FlushReplies(Host& host);

@@ -1,5 +1,7 @@
 #include "host/slots/slots.h"
 
+#include <spdlog/spdlog.h>
+
 #include <algorithm>
 #include <limits>
 
@@ -82,6 +84,8 @@ SlotIndex SlotArray::Accept(AcceptedSocket request) {
 void SlotArray::PeerClosed(SlotIndex slot, const TcpConnection* connection) {
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.connection.get() != connection) return;
+  spdlog::debug("the peer at {} has left after {} s", entry.remoteHostIp,
+                (loop_.NowMs() - entry.acceptedMs) / 1000);
   SetState(slot, SocketState::kClosing);
   entry.connection.reset();
 }

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 #include <vector>
 
@@ -368,7 +369,7 @@ void TcpConnection::StartArrivals() {
       break;
     }
     loop_.StartHandler([self = shared_from_this()] { self->RunArrival(); });
-    waitingBytes_ -= FirstWithoutHandler().size();
+    waitingBytes_ -= std::next(arrivals_.begin(), notBegun_)->size();
     ++handlers_;
     ++notBegun_;
   }
@@ -380,7 +381,7 @@ void TcpConnection::RunArrival() {
   if (arrivals_.empty()) return HandlerEnded(0);  // closed meanwhile
   --notBegun_;
   if (holds_ > 0) {  // in time another handler comes for it
-    waitingBytes_ += FirstWithoutHandler().size();
+    waitingBytes_ += std::next(arrivals_.begin(), notBegun_)->size();
     --handlers_;
     return;
   }

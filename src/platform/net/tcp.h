@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <list>
 #include <memory>
 #include <string>
@@ -184,9 +183,6 @@ class TcpConnection : private EventLoop::Watcher,
   void SendUnsent();
   bool MayStartHandler() const;
   void WaitForHandlerRoom();
-  const std::string& FirstWithoutHandler() const {
-    return *std::next(arrivals_.begin(), notBegun_);
-  }
   void StartArrivals();
   void RunArrival();
   void HandlerEnded(size_t heldBytes);

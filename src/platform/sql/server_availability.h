@@ -18,6 +18,8 @@ class ServerAvailability {
   ServerAvailability(std::string name, const Clock* clock)
       : name_(std::move(name)), clock_(clock) {}
 
+  const std::string& name() const { return name_; }
+
   /// False during the back-off; why() then tells what the failed attempt said.
   bool MayTry() const { return NowMs() >= nextAttemptMs_; }
 

@@ -155,7 +155,7 @@ bool IsExact(const SqlComparison& comparison, std::span<const std::string> exact
 
 // --- Writing ---
 
-enum class Form { kPlain, kFolded, kExact };
+enum class Form { kPlain, kFolded, kIndexed, kExact };
 
 std::string Operand(const SqlOperand& operand, Form form, const SqlDialect& dialect,
                     std::vector<size_t>& parameters) {
@@ -163,6 +163,7 @@ std::string Operand(const SqlOperand& operand, Form form, const SqlDialect& dial
   const std::string text =
       marker ? MarkerText(operand.parameter, dialect, parameters) : operand.text;
   if (form == Form::kFolded) return FoldedText(text, dialect);
+  if (form == Form::kIndexed) return IndexedText(text, dialect);
   return form == Form::kExact ? text + " collate Latin1_General_BIN2+N'.'" : text;
 }
 
@@ -197,7 +198,8 @@ std::optional<std::string> WrittenComparison(const SqlComparison& comparison,
       return std::nullopt;
     case SqlDialect::TextComparison::kFolded:
       if (exact) return std::nullopt;
-      return sides(Form::kFolded);
+      if (!IsWithText(comparison) || comparison.sign == "<>") return sides(Form::kFolded);
+      return "(" + sides(Form::kIndexed) + " and " + sides(Form::kFolded) + ")";
     case SqlDialect::TextComparison::kSearchFolded:
       break;
   }

@@ -22,12 +22,17 @@ class Translator {
       if (shape && i == shape->from) columnsEnd = contentEnd_;
       i = TranslateAt(i);
     }
-    EndSelect();
+    WriteNullOrderAtEnd();
+    const size_t contentEnd = contentEnd_;
+    WriteLimit();
     if (dialect_.numberedMarkers) {
       for (size_t i = 0; i < markers_; ++i) parameters_.push_back(i);
     }
-    return {std::move(out_), std::move(parameters_), std::string(shape ? shape->table : ""),
-            columnsEnd};
+    TranslatedSql made{std::move(out_), std::move(parameters_),
+                       std::string(shape ? shape->table : ""), columnsEnd};
+    if (columnsEnd && !isOrderTold_) made.orderPlace = contentEnd;
+    made.hasCondition = levels_.front().hasWhere;
+    return made;
   }
 
  private:
@@ -37,6 +42,7 @@ class Translator {
     std::string_view limit;   // the N of its select's `top N`
     bool conditions = false;  // behind `where`
     bool ordering = false;    // behind `order by`
+    bool hasWhere = false;
   };
 
   // Writes what stands at `i` and returns the index behind it.
@@ -70,7 +76,10 @@ class Translator {
     } else if (IsSign(token, '?')) {
       Write(MarkerText(markers_++, dialect_, parameters_));
     } else {
-      if (IsSign(token, ';')) EndSelect();
+      if (IsSign(token, ';')) {
+        EndSelect();
+        isOrderTold_ = true;
+      }
       if (IsSign(token, ',')) WriteNullOrder();
       Write(token.text);
     }
@@ -108,8 +117,18 @@ class Translator {
     Level& level = levels_.back();
     if (IsWord(token, "order")) level.ordering = dialect_.nullsNeedPlacing;
     if (IsWord(token, "where") || IsWord(token, "on")) level.conditions = true;
+    if (IsWord(token, "where")) level.hasWhere = true;
+    NoteOrder(token);
     for (std::string_view word : {"select", "set", "values", "order", "group"}) {
       if (IsWord(token, word)) level.conditions = false;
+    }
+  }
+
+  // Behind these words an order has no place, or there is one.
+  void NoteOrder(const Token& token) {
+    if (levels_.size() > 1) return;
+    for (std::string_view word : {"order", "limit", "offset", "fetch", "for", "window"}) {
+      if (IsWord(token, word)) isOrderTold_ = true;
     }
   }
 
@@ -141,14 +160,17 @@ class Translator {
   }
 
   void EndSelect() {
-    if (levels_.back().ordering) {
-      const std::string blanks = out_.substr(contentEnd_);
-      out_.resize(contentEnd_);
-      WriteNullOrder();
-      out_ += blanks;
-      levels_.back().ordering = false;
-    }
+    WriteNullOrderAtEnd();
     WriteLimit();
+  }
+
+  void WriteNullOrderAtEnd() {
+    if (!levels_.back().ordering) return;
+    const std::string blanks = out_.substr(contentEnd_);
+    out_.resize(contentEnd_);
+    WriteNullOrder();
+    out_ += blanks;
+    levels_.back().ordering = false;
   }
 
   void Write(std::string_view text) {
@@ -175,6 +197,7 @@ class Translator {
   std::string out_;
   size_t contentEnd_ = 0;
   size_t markers_ = 0;  // seen so far
+  bool isOrderTold_ = false;
   std::vector<size_t> parameters_;
 };
 
@@ -202,8 +225,18 @@ std::string FoldedText(std::string_view expression, const SqlDialect& dialect) {
          "'abcdefghijklmnopqrstuvwxyz')+N'.'";
 }
 
-std::string TranslatedSql::WithColumns(std::string_view columns) const {
+std::string IndexedText(std::string_view expression, const SqlDialect& dialect) {
+  return "substr(" + FoldedText(expression, dialect) + ",1," + std::to_string(kIndexedCharacters) +
+         ")";
+}
+
+std::string TranslatedSql::WithColumns(std::string_view columns, std::string_view order) const {
   std::string longer = text;
+  if (!order.empty() && orderPlace) {
+    // As an expression it does not tempt the engine to walk the whole table in that order.
+    const std::string_view expression = hasCondition ? "+0" : "";
+    longer.insert(*orderPlace, " order by " + std::string(order) + std::string(expression));
+  }
   return longer.insert(*columnsEnd, "," + std::string(columns) + " ");
 }
 

@@ -36,7 +36,7 @@ struct SqlDialect {
   /// case, everything else exactly, trailing blanks included.
   enum class TextComparison {
     kByColumn,      ///< the columns' own collation does it
-    kFolded,        ///< both sides are folded: there is an index on the folded column
+    kFolded,        ///< both sides are folded: there is an index on the folded column's beginning
     kSearchFolded,  ///< the comparison as it stands, for the index, and the folded one beside it
   } textComparison;
 };
@@ -49,6 +49,10 @@ inline constexpr SqlDialect kPostgresDialect{true, "cast(", " as integer)",
                                              true, true,    SqlDialect::TextComparison::kFolded};
 inline constexpr SqlDialect kTransactSqlDialect{
     false, "CONVERT(int,", ")", false, false, SqlDialect::TextComparison::kSearchFolded};
+
+/// How much of a folded text an index holds, in characters: two such, of four bytes each, go into
+/// one of PostgreSQL's.
+inline constexpr int kIndexedCharacters = 255;
 
 /// A statement as an engine takes it.
 struct TranslatedSql {
@@ -66,8 +70,13 @@ struct TranslatedSql {
   /// of one table.
   std::optional<size_t> columnsEnd;
 
+  /// Where an order could be written into such a select; nothing when it has one of its own.
+  std::optional<size_t> orderPlace = std::nullopt;
+  bool hasCondition = false;  ///< it has a `where`
+
   /// The select with `columns`, separated by commas, as further ones. There must be a columnsEnd.
-  std::string WithColumns(std::string_view columns) const;
+  /// Where it leaves the order open it is by `order`, a column of integers; empty: it stays open.
+  std::string WithColumns(std::string_view columns, std::string_view order = {}) const;
 };
 
 /// The statement in the engine's dialect. `markers` tells what each `?` is; one that is not told is
@@ -76,8 +85,11 @@ TranslatedSql TranslateSql(std::string_view statement, std::span<const SqlMarker
                            const SqlDialect& dialect,
                            std::span<const std::string> exactColumns = {});
 
-/// An expression as comparisons fold it, for the index that serves them: PostgreSQL's
-/// `lower(cast(x as text) collate "C")`. Transact-SQL's is not made for an index.
+/// An expression as comparisons fold it: PostgreSQL's `lower(cast(x as text) collate "C")`.
 std::string FoldedText(std::string_view expression, const SqlDialect& dialect);
+
+/// What an index on a folded column holds: its beginning, for an index takes no text of any length.
+/// PostgreSQL's `substr(lower(cast(x as text) collate "C"),1,255)`.
+std::string IndexedText(std::string_view expression, const SqlDialect& dialect);
 
 }  // namespace vnq

@@ -55,6 +55,10 @@ struct SqlRows {
   }
 };
 
+/// A column that counts the rows of a table as they are added, where the engine has nothing of the
+/// kind by itself. A statement that does not name it does not see it: it is in no row set.
+inline constexpr std::string_view kSqlRowColumn = "vnq_row";
+
 /// One column to write.
 struct SqlAssignment {
   std::string column;
@@ -68,6 +72,8 @@ enum class SqlTrouble {
   kFull,         ///< the disk, or what the engine may use of it, is full
   kReadOnly,     ///< it may only be read
   kWriteFailed,  ///< the system refused a write
+  kForbidden,    ///< its user has not the right to
+  kMissing,      ///< a write named a table or a column that is not there
   kUnavailable,  ///< it cannot be reached; the driver says in the log when that begins and ends
 };
 
@@ -116,7 +122,8 @@ class SqlDriver {
   virtual size_t TakeUndone() { return 0; }
 
   /// Makes everything committed so far survive a power cut, as far as the configured durability
-  /// asks for it. Cheap when nothing was written since the last call.
+  /// asks for it. Cheap when nothing was written since the last call. False also when it is not
+  /// known what became of something written since then: its session, or its file, is another one.
   virtual bool SyncCommitted() = 0;
 
   /// What went wrong in the last call that returned false.
@@ -129,7 +136,7 @@ class SqlDriver {
 /// What receipts promise; see SqlDriver::SyncCommitted.
 enum class SqlDurability { kReceipt, kCommit, kNone };
 
-/// When what a statement wrote is committed; see OpenSqlite.
+/// When what a statement wrote is committed; see OpenSqlite and OpenPostgres.
 enum class SqlCommit { kStatement, kTurn };
 
 struct SqliteOptions {
@@ -146,8 +153,8 @@ struct SqliteOptions {
 /// that it is back. A file that was moved or replaced is noticed within a second.
 ///
 /// A statement that finds the file locked by another program waits for busyTimeoutMs. When that was
-/// in vain, the statements of the next second do not wait at all, so that a lock holds the thread
-/// up once and not at each statement.
+/// in vain, statements do not wait at all for a pause that is longer each time, so that a lock
+/// holds the thread up now and then and not at each statement.
 ///
 /// With kStatement each statement is committed by itself. With kTurn, where there is a write-ahead
 /// log, statements share a transaction until EndTurn, or for a few milliseconds when that comes
@@ -163,13 +170,21 @@ struct ServerDatabaseOptions {
   std::string database;
   std::string user, password;
   std::vector<std::string> exactColumns;  ///< names of columns whose texts are compared exactly
+  std::string socketFolder;  ///< where the server's socket is on this machine, to be used in place
+                             ///< of host; empty: none. OpenPostgres only
   int connectTimeoutS = 5;
   int statementTimeoutS = 10;
+  int busyTimeoutMs = 2000;  ///< how long a statement waits for another program's lock
   SqlDurability durability = SqlDurability::kReceipt;
+  SqlCommit commit = SqlCommit::kStatement;  ///< OpenPostgres only
   const Clock* clock = nullptr;  ///< for the back-off; null: the machine's. Outlives the driver
 };
 
 /// A PostgreSQL database through its native client; see OpenOdbc for what holds for both.
+///
+/// With kTurn, rows that are added are not waited for: they are sent with the next statement that
+/// has an answer, or at EndTurn, and one that is refused then counts as undone. A session that the
+/// server has ended is replaced at once, and a select that it took with it is run again.
 std::unique_ptr<SqlDriver> OpenPostgres(ServerDatabaseOptions options);
 
 /// A database behind an ODBC driver: SQL Server with FreeTDS or with its maker's own.
@@ -177,7 +192,8 @@ std::unique_ptr<SqlDriver> OpenPostgres(ServerDatabaseOptions options);
 /// Never null, and opening it does not connect: each statement does where no connection stands. No
 /// call holds the thread longer than one connect and one statement may take; after a failed connect
 /// or a time-out statements fail at once for a short back-off, then one is tried. That the database
-/// went away is logged once, and once that it is back.
+/// went away is logged once, and once that it is back. A wait for a lock that was in vain is
+/// followed by a pause in which no statement waits for one.
 std::unique_ptr<SqlDriver> OpenOdbc(ServerDatabaseOptions options);
 
 }  // namespace vnq

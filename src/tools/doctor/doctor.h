@@ -13,10 +13,15 @@
 
 namespace vnq {
 
-/// What the checks have to say, one line a finding.
+/// What the checks have to say, one line a finding; or, as JSON, an array with an object a finding.
 class Findings {
  public:
-  explicit Findings(std::ostream& out) : out_(out) {}
+  explicit Findings(std::ostream& out, bool json = false) : out_(out), json_(json) {
+    if (json_) out_ << '[';
+  }
+
+  /// The last line: how many there are.
+  void Conclude();
 
   /// What was checked and is as it should be.
   void Ok(std::string_view what) { Line("ok", what); }
@@ -37,12 +42,11 @@ class Findings {
   int warnings() const { return warnings_; }
 
  private:
-  void Line(std::string_view kind, std::string_view what) {
-    out_ << kind << ": " << what << "\n";
-    out_.flush();  // a check behind it may take its time
-  }
+  void Line(std::string_view kind, std::string_view what);
 
   std::ostream& out_;
+  const bool json_;
+  bool hasLines_ = false;
   int errors_ = 0;
   int warnings_ = 0;
 };
@@ -79,6 +83,9 @@ void ExamineRows(Database& database, const ProgramFolder& folder, Findings& find
 /// "/srv/im/Web/Data/DataBase.ini: [section] key=value".
 std::string KeyAt(const std::string& file, std::string_view section, std::string_view key,
                   std::string_view value);
+
+/// "; vnqctl setting set --app-path DIR NAME VALUE", the command that cures a finding.
+std::string SettingCure(const ProgramFolder& folder, std::string_view name, std::string_view value);
 
 /// What is wrong with how the bytes of a file in the configured code page were saved; empty when
 /// nothing is.

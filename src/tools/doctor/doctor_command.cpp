@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -10,6 +11,7 @@
 #include "platform/net/tcp.h"
 #include "platform/system/instance.h"
 #include "tools/doctor/doctor.h"
+#include "tools/library/json_string.h"
 #include "tools/terminal/command_line.h"
 
 namespace vnq {
@@ -71,11 +73,28 @@ void Examine(const DoctorOptions& options, Findings& findings) {
 
 }  // namespace
 
+void Findings::Line(std::string_view kind, std::string_view what) {
+  if (json_) {
+    out_ << (std::exchange(hasLines_, true) ? ",\n" : "\n") << "{\"kind\":" << JsonString(kind)
+         << ",\"finding\":" << JsonString(what) << "}";
+  } else {
+    out_ << kind << ": " << what << "\n";
+  }
+  out_.flush();  // a check behind it may take its time
+}
+
+void Findings::Conclude() {
+  if (json_) {
+    out_ << "\n]\n";
+  } else {
+    out_ << Counted(errors_, "error") << ", " << Counted(warnings_, "warning") << "\n";
+  }
+}
+
 int RunDoctor(const DoctorOptions& options, std::ostream& out) {
-  Findings findings(out);
+  Findings findings(out, options.json);
   Examine(options, findings);
-  out << Counted(findings.errors(), "error") << ", " << Counted(findings.warnings(), "warning")
-      << "\n";
+  findings.Conclude();
   return findings.errors() == 0 ? 0 : 1;
 }
 
@@ -84,6 +103,7 @@ void AddDoctorCommand(CLI::App& app, int& exitCode) {
   CLI::App* command =
       app.add_subcommand("doctor", "Check settings, texts, database and ports, and say what to do");
   AddAppPath(*command, options->appPath)->required();
+  command->add_flag("--json", options->json, "As a JSON array, an object a finding");
   command->callback([options, &exitCode] {
     options->localeName = SystemLocaleName();
     exitCode = RunDoctor(*options, std::cout);

@@ -13,6 +13,7 @@ namespace vnq {
 struct DoctorOptions {
   std::string appPath;
   std::string localeName;  ///< of the machine, such as "zh_CN.UTF-8"
+  bool json = false;       ///< an array with an object a finding, instead of the lines
 };
 
 /// Looks at the folder, its database and its ports, and says what it found on `out`, one line a

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 
 #include "host/database/database.h"
+#include "support/ascii_case.h"
 #include "support/replace_all.h"
 #include "support/shell_text.h"
 #include "tools/doctor/doctor.h"
@@ -12,6 +14,7 @@ namespace vnq {
 
 namespace {
 
+constexpr std::string_view kRootSetting = "Tab_Config.VNQ_CONSOLE.SysConfig";
 constexpr std::string_view kRootRows =
     "Select * from Tab_Config where Col_Name='VNQ_CONSOLE' and Col_Genre='SysConfig'"
     " and Col_Disabled=0";
@@ -24,7 +27,8 @@ void CheckPictureRoot(Database& database, const ProgramFolder& folder, Findings&
     return findings.Warning(
         "table Tab_Config has no row Col_Name=VNQ_CONSOLE, Col_Genre=SysConfig, Col_Disabled=0: the"
         " folder of pictures and files is unknown, and no picture is ever deleted; add one whose"
-        " Col_Data names that folder");
+        " Col_Data names that folder" +
+        SettingCure(folder, kRootSetting, "FOLDER"));
   }
   std::string root = OrEmpty(rows["Col_Data"]);
   const std::string at = row + "=" + root;
@@ -37,7 +41,8 @@ void CheckPictureRoot(Database& database, const ProgramFolder& folder, Findings&
   }
   if (!std::filesystem::is_directory(pictures, ignored)) {
     return findings.Warning(at + ": there is no folder " + pictures +
-                            " for the users' pictures; make it or correct the row");
+                            " for the users' pictures; make it or correct the row" +
+                            SettingCure(folder, kRootSetting, "FOLDER"));
   }
   if (access(pictures.c_str(), W_OK) != 0) {
     return findings.Warning(at + ": the folder " + pictures +
@@ -52,7 +57,8 @@ void CheckPushAddress(Database& database, const ProgramFolder& folder, Findings&
   if (rows.RecordCount() == 0) {
     return findings.Warning(
         "table Plug has no row with Plug_Site=11: the push to phones has no address; add one whose"
-        " Plug_Target is it, or set [message_push] interval_time=0");
+        " Plug_Target is it, or set [message_push] interval_time=0" +
+        SettingCure(folder, "Plug.11", "http://HOST/PATH"));
   }
   const std::string target = OrEmpty(rows["Plug_Target"]);
   const std::string at = "table Plug, row Plug_Site=11: Plug_Target=" + target;
@@ -61,7 +67,8 @@ void CheckPushAddress(Database& database, const ProgramFolder& folder, Findings&
   constexpr std::string_view kScheme = "http://";
   const size_t host = kScheme.size();
   if (!address.starts_with(kScheme)) {
-    return findings.Error(at + " does not begin with http://, the only way that pushes can go");
+    return findings.Error(at + " does not begin with http://, the only way that pushes can go" +
+                          SettingCure(folder, "Plug.11", "http://HOST/PATH"));
   }
   if (address.find_first_of("/:?") == host || address.size() == host ||
       address.find_first_of("/:?", host) == host) {
@@ -84,11 +91,27 @@ void CheckKeywords(Database& database, Findings& findings) {
 }
 
 void CheckAccounts(Database& database, const ProgramFolder& folder, Findings& findings) {
-  const Expr users = database.ReadValue(Sql("Select count(*) as c from Users_ID"));
-  if (Is(users, "0")) {
-    findings.Warning("table Users_ID has no user; vnqctl user add --app-path " +
-                     ShellWord(folder.appPath) + " adds one");
+  std::map<std::string, int> count;  // by login name, which compares without regard to ASCII case
+  bool hasManager = false;
+  Cursor users(database);
+  users.Open(Sql("Select UserName,IsManager from Users_ID"));
+  for (; !users.EndOfRows(); users.MoveNext()) {
+    ++count[AsciiLower(OrEmpty(users["UserName"]))];
+    hasManager = hasManager || Is(users["IsManager"], "1");
   }
+  const std::string command = "vnqctl user add --app-path " + ShellWord(folder.appPath);
+  if (count.empty()) findings.Warning("table Users_ID has no user; " + command + " adds one");
+  for (const auto& [name, holders] : count) {
+    if (holders == 1) continue;
+    findings.Warning(
+        "table Users_ID: " + std::to_string(holders) + " users are called " + name +
+        ", and the password decides which of them logs in; give each a name of its own");
+  }
+  if (folder.settings.CheckIM0 == 0 || hasManager || count.empty()) return;
+  findings.Warning(
+      KeyAt(folder.ini, "server_connection", "CheckIM0", std::to_string(folder.settings.CheckIM0)) +
+      " has managers told of applications, and nobody is one; vnqctl user set --app-path " +
+      ShellWord(folder.appPath) + " USER --manager yes makes one");
 }
 
 }  // namespace

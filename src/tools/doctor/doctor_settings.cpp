@@ -78,17 +78,20 @@ class IniCheck {
     if (!value) {
       if (isNumber) {
         findings_.Warning(folder_.ini + ": [" + std::string(key.section) + "] " +
-                          std::string(key.key) + " is missing and counts as 0");
+                          std::string(key.key) + " is missing and counts as 0" +
+                          Cure(key.section, key.key, key.preset));
       }
       return;
     }
     if (value->size() > kIniValueBytes) {
       findings_.Error(At(key.section, key.key) + " has " +
                       FormatNumber(static_cast<int64_t>(value->size())) +
-                      " bytes, and what stands behind 127 is not read; shorten it");
+                      " bytes, and what stands behind 127 is not read; shorten it" +
+                      Cure(key.section, key.key, "VALUE"));
     } else if (isNumber && !ParseInt16(*value)) {
       findings_.Warning(At(key.section, key.key) +
-                        " is no number from -32768 to 32767 and counts as 0");
+                        " is no number from -32768 to 32767 and counts as 0" +
+                        Cure(key.section, key.key, key.preset));
     }
   }
 
@@ -97,7 +100,8 @@ class IniCheck {
     if (type.empty()) {
       findings_.Error(At("server_connection", "DB_TYPE") +
                       " is empty, which asks for a database server; access is the embedded"
-                      " database");
+                      " database" +
+                      Cure("server_connection", "DB_TYPE", "access"));
     } else if (type != "access" && AsciiLower(type) == "access") {
       Warn("server_connection", "DB_TYPE",
            "asks for a database server, because the letter case counts; access is the embedded"
@@ -149,7 +153,14 @@ class IniCheck {
   }
 
   void Warn(std::string_view section, std::string_view key, std::string_view what) {
-    findings_.Warning(At(section, key) + " " + std::string(what));
+    std::string_view preset;
+    for (const SettingKey& known : SettingKeys()) {
+      if (known.section == section && known.key == key) preset = known.preset;
+    }
+    findings_.Warning(At(section, key) + " " + std::string(what) + Cure(section, key, preset));
+  }
+  std::string Cure(std::string_view section, std::string_view key, std::string_view value) const {
+    return SettingCure(folder_, std::string(section) + "." + std::string(key), value);
   }
   std::string At(std::string_view section, std::string_view key) const {
     const std::string value = data_.Find(section, key).value_or("");
@@ -167,7 +178,8 @@ void CheckDrives(const ProgramFolder& folder, const std::string& file, Findings&
     std::error_code ignored;
     if (std::filesystem::is_directory(path, ignored)) continue;
     findings.Error(KeyAt(file, "drives", letter, path) +
-                   " is no folder, so no path on this drive is found; make it or name another");
+                   " is no folder, so no path on this drive is found; make it or name another" +
+                   SettingCure(folder, "drives." + letter, "FOLDER"));
   }
 }
 
@@ -176,7 +188,8 @@ void CheckServiceCommands(const ProgramFolder& folder, const std::string& file,
   auto check = [&](std::string_view key, const std::string& command) {
     if (command.find("%s") != command.npos) return;
     findings.Warning(KeyAt(file, "services", key, command) +
-                     " does not hold %s, the name of the service that it is for");
+                     " does not hold %s, the name of the service that it is for" +
+                     SettingCure(folder, "services." + std::string(key), "'systemctl ... %s'"));
   };
   check("stop_command", folder.platform.stopCommand);
   check("start_command", folder.platform.startCommand);
@@ -187,6 +200,12 @@ void CheckServiceCommands(const ProgramFolder& folder, const std::string& file,
 std::string KeyAt(const std::string& file, std::string_view section, std::string_view key,
                   std::string_view value) {
   return file + ": [" + std::string(section) + "] " + std::string(key) + "=" + std::string(value);
+}
+
+std::string SettingCure(const ProgramFolder& folder, std::string_view name,
+                        std::string_view value) {
+  return "; vnqctl setting set --app-path " + ShellWord(folder.appPath) + " " + std::string(name) +
+         " " + std::string(value);
 }
 
 std::string ReadWholeFile(const std::string& path) {

@@ -31,7 +31,7 @@ bool ReadGroupHistory(Database& database, const HistoryQuery& query,
 /// Notices for the user and, unless only unread ones are asked for, those that the user posted.
 bool ReadNotices(Database& database, const HistoryQuery& query, std::vector<HistoryEntry>& entries);
 
-/// The ones that the query wants, in order of time; within a second by kind, and a group's by TypeID.
+/// The ones that the query wants, in order of time; within a second by kind, a group's by TypeID.
 bool ReadHistory(Database& database, const HistoryQuery& query, std::vector<HistoryEntry>& entries);
 
 }  // namespace vnq

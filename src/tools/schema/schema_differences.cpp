@@ -182,7 +182,8 @@ bool KeyServes(std::string_view key, const TableDef& table, std::string_view nam
                    [name](const ColumnDef& candidate) { return candidate.name == name; });
   const bool isText = column != table.columns.end() && IsText(*column);
   if (engine != DatabaseEngine::kPostgres || !isText) return key == lower;
-  return key.starts_with("lower(") && Contains(key, "collate \"c\"") && HoldsName(key, lower);
+  const bool isFolded = key.starts_with("lower(") || key.starts_with("substr(lower(");
+  return isFolded && Contains(key, "collate \"c\"") && HoldsName(key, lower);
 }
 
 }  // namespace

@@ -173,6 +173,7 @@ bool ExistingSchema::Read(SqlDriver& driver, DatabaseEngine engine, std::string&
   }
   constexpr size_t kColumnCells = 9, kIndexCells = 4;
   for (size_t at = 0; at + kColumnCells <= columns.cells.size(); at += kColumnCells) {
+    if (AsciiLower(TextOf(columns.cells[at + 2])) == kSqlRowColumn) continue;
     const std::string name = TextOf(columns.cells[at]);
     ExistingTable& table = tables_[AsciiLower(name)];
     table.name = name;

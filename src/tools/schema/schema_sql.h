@@ -5,7 +5,13 @@
 //                                        comparisons          collation
 //   exact text     binary collation      text                 nvarchar, binary collation
 //   growing id     autoincrement         identity             identity
-//   an index on    the columns           their folded form    the columns
+//   an index on    the columns           the beginning of     the columns
+//                                        their folded form
+//   row column     (rowid)               identity             identity
+//
+// A database server tells no row of a table without a key from another that is equal, and changes
+// their order, so a table without a growing id gets a last column that counts its rows. Statements
+// that do not name it do not see it (kSqlRowColumn).
 //
 // Names are never quoted: an engine that folds the letter case of names does so here and in every
 // statement of the server alike.

@@ -4,6 +4,9 @@
 
 #include "host/database/database.h"
 #include "host/database/open_database.h"
+#include "tests/harness/lines.h"
+#include "tests/harness/said_lines.h"
+#include "tests/harness/stepped_clock.h"
 #include "tests/platform/sql/postgres_fixture.h"
 
 namespace vnq {
@@ -48,6 +51,96 @@ TEST_F(PostgresDatabaseTest, CursorsAddChangeAndDeleteRows) {
   EXPECT_TRUE(Adodc1.Delete());
   EXPECT_EQ(database.ReadValue(Sql("Select count(*) from Users")).text(), "0");
   database.SyncCommitted();
+}
+
+// What is refused for want of a right or of a table, as an operator hears of it.
+class RefusedWrites : public PostgresTest {
+ protected:
+  void SetUp() override {
+    PostgresTest::SetUp();
+    if (IsSkipped()) return;
+    Other("create table Users(UserID text,Note text)");
+    Other("create table Logs(Txt text)");
+    Other("do $$ begin create role vnq_plain login; exception when duplicate_object then end $$");
+    Other("grant all on Users to vnq_plain");
+    Other("grant all on Logs to vnq_plain");
+    options_.user = "vnq_plain";
+    options_.clock = &clock_;
+    options_.commit = SqlCommit::kTurn;
+    database_ = std::make_unique<Database>(OpenPostgres(options_), &clock_);
+    Add("Users", "UserID", "first");
+    Add("Logs", "Txt", "first");
+  }
+  void TearDown() override {
+    database_.reset();
+    PostgresTest::TearDown();
+  }
+
+  void Add(const char* table, const char* column, const char* value) {
+    Cursor Adodc1(*database_);
+    Adodc1.Open(Sql(std::string("Select top 1 * from ") + table));
+    Adodc1.AddNew();
+    Adodc1.Set(column, value);
+    Adodc1.Update();
+    database_->EndTurn();
+  }
+  void Seconds(int count) {
+    for (int i = 0; i < count; ++i) {
+      clock_.AdvanceMs(1000);
+      database_->SyncCommitted();
+    }
+  }
+
+  SteppedClock clock_{LocalTime{}};
+  std::unique_ptr<Database> database_;
+  SaidLines said_;
+};
+
+TEST_F(RefusedWrites, AreSaidOnceACauseAndOnceWhenTheyAreOver) {
+  Other("revoke insert on Users from vnq_plain");
+  for (int i = 0; i < 3; ++i) {
+    Add("Users", "UserID", "ann");
+    Add("Logs", "Txt", "goes on");
+    Seconds(1);
+  }
+  const Lines lines = said_.Take();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_TRUE(lines[0].starts_with("warning: database: its user has not the right to; "))
+      << lines[0];
+  EXPECT_TRUE(lines[0].ends_with("permission denied for table users (42501)")) << lines[0];
+  Seconds(20);
+  Add("Logs", "Txt", "still");
+  Seconds(20);
+  EXPECT_EQ(said_.Take(), Lines{}) << "other rows being written does not end it";
+
+  Other("grant insert on Users to vnq_plain");
+  Add("Users", "UserID", "ben");
+  Seconds(60);
+  const Lines over = said_.Take();
+  ASSERT_FALSE(over.empty());
+  EXPECT_TRUE(over.back().starts_with("info: database: rows are written again; 3 statements"))
+      << over.back();
+  EXPECT_EQ(OtherReads("select string_agg(UserID,',' order by UserID) from Users"), "ben,first");
+}
+
+TEST_F(RefusedWrites, AMissingColumnOrTableIsACauseOfItsOwn) {
+  Other("alter table Logs rename column Txt to Text");
+  EXPECT_FALSE(database_->Execute(Sql("insert into Logs(Txt) values('x')")));
+  EXPECT_FALSE(database_->Execute(Sql("delete from Nowhere")));
+  const Lines lines = said_.Take();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_TRUE(lines[0].starts_with("warning: database: a table or a column is missing; "))
+      << lines[0];
+}
+
+TEST_F(RefusedWrites, AStandbyIsACauseOfItsOwn) {
+  Other("alter role vnq_plain set default_transaction_read_only=on");
+  database_ = std::make_unique<Database>(OpenPostgres(options_), &clock_);
+  Add("Users", "UserID", "ann");
+  Other("alter role vnq_plain reset default_transaction_read_only");
+  const Lines lines = said_.Take();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_TRUE(lines[0].starts_with("warning: database: it may only be read; ")) << lines[0];
 }
 
 TEST(PostgresSettingsTest, TheServerThatCannotBeReachedIsNamedWithoutThePassword) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "platform/net/clock.h"
 #include "tests/platform/sql/driver_fixture.h"
 #include "tests/platform/sql/odbc_fixture.h"
 #include "tests/platform/sql/postgres_fixture.h"
@@ -83,6 +84,9 @@ class SqlDriverContract : public DriverTest, public testing::WithParamInterface<
   std::unique_ptr<EngineDatabase> database_;
 
  protected:
+  void UseDriverThatWaits(int busyTimeoutMs, const Clock& clock) {
+    driver_ = database_->ConnectWaiting(busyTimeoutMs, clock);
+  }
   std::string TableName(const std::string& written) const { return database_->TableName(written); }
 };
 
@@ -429,6 +433,142 @@ TEST_P(SqlDriverContract, ARowDeletedMeanwhileCannotBeWritten) {
     ExpectError("the row is no longer there");
   }
 }
+
+// --- Rows that count themselves ---
+
+class RowColumnContract : public SqlDriverContract {
+ protected:
+  void SetUp() override {
+    SqlDriverContract::SetUp();
+    if (IsSkipped()) return;
+    Make("Counted(Name {name},Age {number} default 7,vnq_row {counted})");
+    for (const char* name : {"c", "a", "b"}) {
+      MustRun("insert into Counted(Name) values(?)", {T(name)});
+    }
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Servers, RowColumnContract,
+                         testing::Values(Engine{"Postgres", OpenPostgresEngine},
+                                         Engine{"Odbc",
+                                                []() -> std::unique_ptr<EngineDatabase> {
+                                                  return std::make_unique<OdbcEngine>();
+                                                }}),
+                         [](const auto& engine) { return engine.param.name; });
+
+TEST_P(RowColumnContract, IsSeenByWhoNamesItAlone) {
+  EXPECT_EQ(Names(Rows("select * from Counted")), Columns({"Name", "Age"}));
+  EXPECT_EQ(Text("select * from Counted where Name='a'"), "a|7");
+  EXPECT_EQ(Names(Rows("select Counted.*,People.Age from Counted,People")),
+            Columns({"Name", "Age", "Age"}));
+  EXPECT_EQ(Text("select vnq_row,Name from Counted where vnq_row=?", {I(2)}), "2|a");
+}
+
+TEST_P(RowColumnContract, IsFilledByItself) {
+  const SqlRows rows = Rows("select top 1 * from Counted");
+  ASSERT_TRUE(driver_->Insert(rows, Assigned{{Columns({"Name"}).front(), T("d")}}))
+      << driver_->LastError();
+  EXPECT_EQ(OtherReads("select vnq_row from Counted where Name='d'"), "4");
+}
+
+TEST_P(RowColumnContract, FindsARowThatAnotherProgramWroteSinceItWasRead) {
+  SqlRows rows = Rows("select * from Counted where Name='a'");
+  Other("update Counted set Name='x',Age=9 where Name='a'");
+  MustSet(rows, 0, "Age", I(10));
+  EXPECT_EQ(OtherReads("select Name,Age from Counted where Name='x'"), "x|10");
+  Other("update Counted set Age=11 where Name='x'");
+  EXPECT_TRUE(driver_->DeleteRow(rows, 0)) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select count(*) from Counted"), "2");
+}
+
+TEST_P(RowColumnContract, TellsEqualRowsApart) {
+  MustRun("update Counted set Name='same'");
+  SqlRows rows = Rows("select Name from Counted");
+  MustSet(rows, 1, "Age", I(8));
+  EXPECT_EQ(OtherReads("select vnq_row from Counted where Age=8"), "2");
+}
+
+TEST_P(RowColumnContract, KeepsRowsInTheOrderOfTheirAddingWhateverIsWritten) {
+  Other("update Counted set Age=1 where Name='c'");
+  Other("update Counted set Age=2 where Name='a'");
+  EXPECT_EQ(Text("select Name from Counted"), "c;a;b");
+  EXPECT_EQ(Text("select Name from Counted where Age<?", {I(5)}), "c;a");
+  EXPECT_EQ(Text("select top 1 Name from Counted"), "c");
+  EXPECT_EQ(Text("select top 2 Name from Counted where Age>0"), "c;a");
+  EXPECT_EQ(Text("select Name from Counted order by Name"), "a;b;c");
+  EXPECT_EQ(Text("select count(*) from Counted"), "3");
+}
+
+// --- Locks of other programs ---
+
+class LockContract : public SqlDriverContract {
+ protected:
+  void SetUp() override {
+    SqlDriverContract::SetUp();
+    if (IsSkipped()) return;
+    AddPerson("Ann", 1);
+    UseDriverThatWaits(kWaitMs, clock_);
+    EXPECT_TRUE(Write());
+  }
+
+  static constexpr int kWaitMs = 200;
+  void LockTheRow() {
+    Other("begin immediate");
+    Other("update People set Age=5");
+  }
+  bool Write() { return Run("update People set Age=6 where Name='Ann'"); }
+  /// How long it is waited for the lock until the write fails.
+  int64_t VainMs() {
+    const int64_t ms = MsOf([&] { EXPECT_FALSE(Write()); });
+    EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kLocked) << driver_->LastError();
+    return ms;
+  }
+
+  TestClock clock_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Engines, LockContract,
+                         testing::Values(Engine{"Sqlite",
+                                                []() -> std::unique_ptr<EngineDatabase> {
+                                                  return std::make_unique<SqliteEngine>();
+                                                }},
+                                         Engine{"Postgres", OpenPostgresEngine},
+                                         Engine{"Odbc",
+                                                []() -> std::unique_ptr<EngineDatabase> {
+                                                  return std::make_unique<OdbcEngine>();
+                                                }}),
+                         [](const auto& engine) { return engine.param.name; });
+
+TEST_P(LockContract, AVainWaitIsFollowedByAPauseInWhichNothingWaits) {
+  LockTheRow();
+  EXPECT_GE(VainMs(), kWaitMs * 9 / 10);
+  int64_t ms = 0;
+  for (int i = 0; i < 5; ++i) ms += VainMs();
+  EXPECT_LT(ms, kWaitMs) << "five at once";
+  EXPECT_EQ(Text("select Name from People"), "Ann") << "reading goes on";
+}
+
+TEST_P(LockContract, PausesGrowWhileTheLockIsHeld) {
+  LockTheRow();
+  VainMs();
+  clock_.nowMs += 1000;
+  EXPECT_GE(VainMs(), kWaitMs * 9 / 10) << "one waits again";
+  clock_.nowMs += 1000;
+  EXPECT_LT(VainMs(), kWaitMs / 2) << "the second pause is longer";
+  clock_.nowMs += 1000;
+  EXPECT_GE(VainMs(), kWaitMs * 9 / 10);
+}
+
+TEST_P(LockContract, ALockThatIsFreeAgainIsHadInThePauseAndEndsIt) {
+  LockTheRow();
+  VainMs();
+  Other("commit");
+  EXPECT_TRUE(Write()) << driver_->LastError();
+  LockTheRow();
+  EXPECT_GE(VainMs(), kWaitMs * 9 / 10) << "patient again";
+}
+
+// --- Rows that are not there ---
 
 TEST_P(SqlDriverContract, RowsOutsideTheSetAreNoRows) {
   SqlRows rows = Rows("select * from People");

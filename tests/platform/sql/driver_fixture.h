@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/net/clock.h"
 #include "platform/sql/sql_driver.h"
 #include "tests/harness/lines.h"
 
@@ -60,6 +61,9 @@ class EngineDatabase {
 
   /// A driver on it, as each program has one.
   virtual std::unique_ptr<SqlDriver> Connect() = 0;
+
+  /// One that waits so long for a lock, and whose pauses are of the clock.
+  virtual std::unique_ptr<SqlDriver> ConnectWaiting(int busyTimeoutMs, const Clock& clock) = 0;
   virtual const EngineWords& words() const = 0;
 
   /// What row sets call a table, and a column.

@@ -98,6 +98,13 @@ class OdbcEngine : public EngineDatabase {
     options.statementTimeoutS = 10;
     return OpenOdbc(options);
   }
+  std::unique_ptr<SqlDriver> ConnectWaiting(int busyTimeoutMs, const Clock& clock) override {
+    ServerDatabaseOptions options = Options();
+    options.statementTimeoutS = 10;
+    options.busyTimeoutMs = busyTimeoutMs;
+    options.clock = &clock;
+    return OpenOdbc(options);
+  }
 
   const EngineWords& words() const override {
     static const EngineWords words = [] {

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "platform/net/clock.h"
+#include "tests/harness/postgres_server.h"
 #include "tests/platform/sql/postgres_fixture.h"
+#include "tests/platform/sql/sqlite_fixture.h"
 
 namespace vnq {
 namespace {
@@ -77,6 +80,12 @@ TEST_F(PostgresDriverTest, ATextTooLongForItsColumnFails) {
 TEST_F(PostgresDriverTest, WhatKeepsTheDatabaseFromWritingIsTold) {
   const std::string insert = "insert into People(Name) values('x')";
   EXPECT_FALSE(Run("insert into Nowhere values(1)"));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kMissing);
+  EXPECT_FALSE(Run("insert into People(Nothing) values(1)"));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kMissing);
+  EXPECT_TRUE(Fails("select * from Nowhere"));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kNone) << "nothing is lost by it";
+  EXPECT_FALSE(Run("insert into People(Age) values('x')"));
   EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kNone);
   EXPECT_TRUE(Run("set lock_timeout='20ms'"));
   Other("begin");
@@ -84,9 +93,180 @@ TEST_F(PostgresDriverTest, WhatKeepsTheDatabaseFromWritingIsTold) {
   EXPECT_FALSE(Run(insert));
   EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kLocked);
   Other("rollback");
+  MustRun(insert);
   EXPECT_TRUE(Run("set default_transaction_read_only=on"));
   EXPECT_FALSE(Run(insert));
   EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kReadOnly);
+}
+
+// --- Rows that are added without waiting for the answer ---
+
+class PendingRows : public PostgresDriverTest {
+ protected:
+  void SetUp() override {
+    PostgresDriverTest::SetUp();
+    if (IsSkipped()) return;
+    Other("create table Once(Name text primary key,Age integer)");
+    options_.commit = SqlCommit::kTurn;
+    options_.clock = &clock_;
+    driver_ = OpenPostgres(options_);
+    target_ = Rows("select * from Once");
+    Add("prepared");
+    EXPECT_TRUE(driver_->EndTurn());
+  }
+
+  bool Add(const std::string& name) {
+    return driver_->Insert(target_, Assigned{{"name", T(name)}});
+  }
+  std::string Stored() {
+    return OtherReads("select string_agg(Name,',' order by Name) from Once where Name<>'prepared'");
+  }
+
+  TestClock clock_;
+  SqlRows target_;
+};
+
+TEST_F(PendingRows, AreThereAtTheEndOfTheTurn) {
+  EXPECT_TRUE(Add("a"));
+  EXPECT_TRUE(Add("b"));
+  EXPECT_EQ(Stored(), "NULL") << "nothing was sent yet";
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Stored(), "a,b");
+  EXPECT_EQ(driver_->TakeUndone(), 0U);
+}
+
+TEST_F(PendingRows, AreSeenByTheNextStatementWhateverItIs) {
+  Add("a");
+  EXPECT_EQ(Text("select Name from Once where Name='a'"), "a") << "one that is prepared for it";
+  Add("b");
+  EXPECT_EQ(Text("select Name from Once where Name='a'"), "a");
+  EXPECT_EQ(Stored(), "a,b");
+  Add("c");
+  MustRun("update Once set Age=1 where Name='c'");
+  EXPECT_EQ(OtherReads("select Age from Once where Name='c'"), "1");
+  Add("d");
+  SqlRows rows = Rows("select * from Once where Name='d'");
+  Add("e");
+  EXPECT_TRUE(driver_->DeleteRow(rows, 0)) << driver_->LastError();
+  EXPECT_EQ(Stored(), "a,b,c,e");
+}
+
+TEST_F(PendingRows, OneThatIsRefusedTakesNoOtherWithIt) {
+  Add("a");
+  Add("a");
+  Add("b");
+  EXPECT_FALSE(driver_->EndTurn());
+  EXPECT_EQ(driver_->TakeUndone(), 1U);
+  ExpectError("23505");
+  EXPECT_EQ(Stored(), "a,b");
+  Add("b");
+  Add("c");
+  EXPECT_EQ(Text("select count(*) from Once"), "4") << "with the one behind the refused one";
+  Add("c");
+  Add("d");
+  EXPECT_EQ(Text("select count(*) from Once"), "5") << "also where the select is prepared";
+  EXPECT_EQ(driver_->TakeUndone(), 2U);
+}
+
+TEST_F(PendingRows, AreTakenToTheNextSessionWhenTheirOwnHasEnded) {
+  const std::string session = Text("select pg_backend_pid()");
+  Add("a");
+  OtherReads("select pg_terminate_backend(" + session + ",5000)");
+  EXPECT_TRUE(driver_->EndTurn()) << driver_->LastError();
+  EXPECT_EQ(Stored(), "a");
+}
+
+TEST_F(PendingRows, ThatWereOnTheirWayWhenTheSessionEndedCountAsUndone) {
+  Other(
+      "create function ends() returns trigger language plpgsql as $$ begin perform"
+      " pg_terminate_backend(pg_backend_pid()); perform pg_sleep(1); return new; end $$");
+  Other(
+      "create trigger ends before insert on Once for each row when (new.Name='last')"
+      " execute function ends()");
+  Add("a");
+  Add("last");
+  EXPECT_FALSE(driver_->EndTurn());
+  EXPECT_EQ(driver_->TakeUndone(), 2U);
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kUnavailable);
+  EXPECT_FALSE(driver_->SyncCommitted()) << "nobody can tell what became of them";
+  Add("b");
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Stored(), "b");
+}
+
+TEST_F(PendingRows, OfALockedTableWaitOnceForAllOfThem) {
+  options_.busyTimeoutMs = 300;
+  driver_ = OpenPostgres(options_);
+  target_ = Rows("select * from Once");
+  Add("first");
+  Other("begin");
+  Other("lock table Once in exclusive mode");
+  for (int i = 0; i < 20; ++i) Add(std::to_string(i));
+  EXPECT_LT(MsOf([&] { EXPECT_FALSE(driver_->EndTurn()); }), 600);
+  EXPECT_EQ(driver_->TakeUndone(), 20U);
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kLocked);
+  Other("rollback");
+  Add("last");
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Stored(), "first,last");
+}
+
+TEST_F(PendingRows, AreDescribedByARunThatWasNotLongAgo) {
+  MustRun("delete from Once");
+  SqlRows described;
+  ASSERT_TRUE(driver_->Describe("select top 1 * from Once", {}, described));
+  Other("insert into Once values('other',1)");
+  ASSERT_TRUE(driver_->Describe("select top 1 * from Once", {}, described));
+  EXPECT_EQ(described.rowCount(), 0U);
+  EXPECT_EQ(Names(described), (Lines{"name", "age"}));
+  ASSERT_TRUE(driver_->Insert(described, Assigned{{"name", T("a")}})) << driver_->LastError();
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Stored(), "a,other");
+  Other("alter table Once add Note text");
+  clock_.nowMs += 1000;
+  ASSERT_TRUE(driver_->Describe("select top 1 * from Once", {}, described));
+  EXPECT_EQ(Names(described), (Lines{"name", "age", "note"}));
+}
+
+TEST_F(PendingRows, AreManyInOneTurnAndAllThere) {
+  const std::string large(10'000, 'x');
+  for (int i = 0; i < 500; ++i) ASSERT_TRUE(Add(std::to_string(i) + large));
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(OtherReads("select count(*) from Once"), "501");
+}
+
+TEST_F(PendingRows, WaitForNothingWithinATransaction) {
+  MustRun("begin immediate");
+  Add("a");
+  EXPECT_FALSE(Add("a")) << "who asks is told";
+  MustRun("rollback");
+  EXPECT_EQ(Stored(), "NULL");
+}
+
+TEST_F(PendingRows, AreThereWhenTheDriverGoes) {
+  Add("a");
+  driver_.reset();
+  EXPECT_EQ(Stored(), "a");
+}
+
+// --- Where the server listens ---
+
+TEST(PostgresSocket, TakesThePlaceOfTheAddress) {
+  if (!PostgresServer::IsInstalled()) GTEST_SKIP() << "no PostgreSQL server is installed";
+  PostgresServer server({"fsync=off"}, PostgresServer::Socket::kInItsFolder);
+  ASSERT_TRUE(server.ready());
+  ServerDatabaseOptions options = server.options();
+  options.socketFolder = server.folder();
+  options.host = "127.0.0.1";
+  auto driver = OpenPostgres(options);
+  SqlRows rows;
+  ASSERT_TRUE(driver->Query("select inet_server_addr() is null as local", {}, rows))
+      << driver->LastError();
+  EXPECT_EQ(AsText(rows), "1");
+  options.socketFolder = "/nowhere";
+  auto lost = OpenPostgres(options);
+  EXPECT_FALSE(lost->Execute("select 1", {}));
+  EXPECT_NE(lost->LastError().find("/nowhere"), std::string::npos) << lost->LastError();
 }
 
 TEST_F(PostgresDriverTest, SeveralStatementsInOneTextAreRefused) {

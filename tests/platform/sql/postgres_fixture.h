@@ -42,6 +42,12 @@ class PostgresEngine : public EngineDatabase {
 
   const ServerDatabaseOptions& options() const { return options_; }
   std::unique_ptr<SqlDriver> Connect() override { return OpenPostgres(options_); }
+  std::unique_ptr<SqlDriver> ConnectWaiting(int busyTimeoutMs, const Clock& clock) override {
+    ServerDatabaseOptions options = options_;
+    options.busyTimeoutMs = busyTimeoutMs;
+    options.clock = &clock;
+    return OpenPostgres(options);
+  }
 
   const EngineWords& words() const override { return Words(); }
   static const EngineWords& Words() {

@@ -198,18 +198,50 @@ TEST_F(PostgresSessionTest, AnEndedSessionIsReplacedAtOnce) {
   EndSession();
   EXPECT_TRUE(Run("insert into T values(1)")) << driver_->LastError();
   EXPECT_EQ(OtherReads("select count(*) from T"), "1");
-  EXPECT_EQ(log_.text(), "");
+  EXPECT_EQ(log_.Count("warning "), 1U) << log_.text();
+  EXPECT_EQ(log_.Count("the server has ended the session; connecting again"), 1U) << log_.text();
+}
+
+TEST_F(PostgresSessionTest, ASelectThatItsSessionTookWithItIsRunAgain) {
+  // Ends the session that it is made in, and no other.
+  Other(
+      "create function ends_once() returns integer language plpgsql as $$ begin"
+      " if pg_backend_pid()=" +
+      Session() +
+      " then perform"
+      " pg_terminate_backend(pg_backend_pid()); perform pg_sleep(1); end if; return 7; end $$");
+  EXPECT_EQ(Text("select ends_once()"), "7");
+  EXPECT_EQ(log_.Count("warning "), 1U) << log_.text();
 }
 
 TEST_F(PostgresSessionTest, AStatementThatMayHaveRunIsNotRunAgain) {
   EXPECT_FALSE(Run("insert into T select 1 from pg_terminate_backend(pg_backend_pid())"));
   EXPECT_NE(driver_->LastError().find("57P01"), std::string::npos) << driver_->LastError();
-  EXPECT_EQ(log_.Count("error "), 1U) << log_.text();
-  EXPECT_FALSE(Run("insert into T values(2)"));
-  clock_.AdvanceMs(1000);
-  EXPECT_TRUE(Run("insert into T values(3)"));
-  EXPECT_EQ(OtherReads("select count(*) from T"), "1");
-  EXPECT_EQ(log_.Count("info "), 1U) << log_.text();
+  EXPECT_EQ(log_.Count("warning "), 1U) << log_.text();
+  MustRun("insert into T values(2)");
+  EXPECT_EQ(OtherReads("select count(*) from T"), "1") << "and the next is not held up";
+  EXPECT_FALSE(driver_->SyncCommitted()) << "nobody knows whether the first was done";
+  EXPECT_TRUE(driver_->SyncCommitted());
+}
+
+TEST_F(PostgresSessionTest, ASyncFailsForWhatAnEndedSessionHadWritten) {
+  MustRun("insert into T values(1)");
+  EndSession();
+  MustRun("insert into T values(2)");
+  EXPECT_FALSE(driver_->SyncCommitted());
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kUnavailable);
+  ExpectError("the session that wrote ended before its sync");
+  MustRun("insert into T values(3)");
+  EXPECT_TRUE(driver_->SyncCommitted()) << driver_->LastError();
+}
+
+TEST_F(PostgresSessionTest, ASessionThatHadWrittenNothingIsNoLoss) {
+  MustRun("insert into T values(1)");
+  ASSERT_TRUE(driver_->SyncCommitted()) << driver_->LastError();
+  EXPECT_EQ(Text("select * from T"), "1");
+  EndSession();
+  EXPECT_EQ(Text("select * from T"), "1");
+  EXPECT_TRUE(driver_->SyncCommitted()) << driver_->LastError();
 }
 
 TEST_F(PostgresSessionTest, TheRestOfABrokenTransactionDoesNotRunByItself) {
@@ -228,8 +260,37 @@ TEST_F(PostgresSessionTest, ASlowStatementIsGivenUpByTheServerAndTheSessionStays
   EXPECT_GE(ms, 800);
   EXPECT_LT(ms, 1900);
   EXPECT_NE(driver_->LastError().find("57014"), std::string::npos) << driver_->LastError();
+  EXPECT_EQ(log_.Count("error "), 1U) << log_.text();
+  EXPECT_FALSE(Run("select 1")) << "a pause as long as the wait";
+  clock_.AdvanceMs(1000);
   EXPECT_EQ(Session(), session);
-  EXPECT_EQ(log_.text(), "");
+  EXPECT_EQ(log_.Count("error "), 1U) << log_.text();
+  EXPECT_EQ(log_.Count("info "), 1U) << log_.text();
+}
+
+TEST_F(PostgresSessionTest, AStatementGivenUpAtSomebodysRequestIsFollowedByNoPause) {
+  Other(
+      "create function cancelled() returns integer language plpgsql as $$ begin perform"
+      " pg_cancel_backend(pg_backend_pid()); perform pg_sleep(5); return 1; end $$");
+  EXPECT_TRUE(Fails("select cancelled()"));
+  ExpectError("57014");
+  EXPECT_EQ(Text("select 1"), "1");
+}
+
+TEST_F(PostgresSessionTest, AnAttemptThatGetsNoAnswerHoldsUpNoFurtherStatement) {
+  MustRun("insert into T values(1)");
+  SilentPort port(16);
+  options_.host = port.Options().host;
+  options_.port = port.Options().port;
+  options_.connectTimeoutS = 5;
+  driver_ = OpenPostgres(options_);
+  EXPECT_GE(MsOf([&] { EXPECT_FALSE(Run("select 1")); }), 4900) << "the first of the process";
+  for (int i = 0; i < 3; ++i) {
+    clock_.AdvanceMs(10'000);
+    EXPECT_LT(MsOf([&] { EXPECT_FALSE(Run("select 1")); }), 1000);
+    EXPECT_LT(MsOf([&] { EXPECT_FALSE(Run("select 1")); }), 200);
+  }
+  EXPECT_EQ(log_.Count("error "), 1U) << log_.text();
 }
 
 TEST_F(PostgresSessionTest, AServerThatStopsAnsweringHoldsUpOneStatementOnly) {

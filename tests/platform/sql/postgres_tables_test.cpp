@@ -39,6 +39,81 @@ TEST_F(PostgresTablesTest, ARowWithoutAKeyThatMovedMeanwhileCannotBeWritten) {
   ExpectGone();
 }
 
+TEST_F(PostgresTablesTest, ARowWithoutAKeyIsFoundAgainByTheColumnsOfItsIndexes) {
+  Other("create table Plain(Note text,Name text,Other integer)");
+  Other(
+      "create index plain_name on Plain((substr(lower(cast(Name as text) collate \"C\"),1,255)))");
+  Other("insert into Plain values('n','Ann',1),('n','Ben',2),('n',null,3)");
+  SqlRows rows = Rows("select * from Plain where Name='ann'");
+  SqlRows nameless = Rows("select * from Plain where Name is null");
+  Other("update Plain set Note='other'");
+  EXPECT_TRUE(Set(rows, 0, "other", SqlValue::Integer(9))) << driver_->LastError();
+  EXPECT_TRUE(Set(nameless, 0, "other", SqlValue::Integer(8))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select Note,Other from Plain order by Other"), "other|2;other|8;other|9");
+  Other("update Plain set Note='once more'");
+  EXPECT_TRUE(driver_->DeleteRow(rows, 0)) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select count(*) from Plain where Name='Ann'"), "0");
+}
+
+TEST_F(PostgresTablesTest, ARowWithoutKeyOrIndexIsFoundAgainByItsFirstColumn) {
+  Other("create table Counters(Id integer,A integer,B integer)");
+  Other("insert into Counters values(1,5,5),(2,5,5)");
+  SqlRows rows = Rows("select * from Counters where Id=1");
+  Other("update Counters set A=6");
+  EXPECT_TRUE(Set(rows, 0, "b", SqlValue::Integer(6))) << driver_->LastError();
+  EXPECT_EQ(OtherReads("select * from Counters order by Id"), "1|6|6;2|6|5");
+}
+
+TEST_F(PostgresTablesTest, ADeletedRowIsNotTakenForAnotherWithTheSameName) {
+  Other("create table Roles(Name text,Role integer)");
+  Other("create index roles_name on Roles(Name)");
+  Other("insert into Roles values('Ann',1),('Ann',2)");
+  SqlRows rows = Rows("select * from Roles where Name='Ann' order by Role");
+  Other("delete from Roles where Role=1");
+  EXPECT_FALSE(Set(rows, 0, "role", SqlValue::Integer(9)));
+  ExpectGone();
+  EXPECT_EQ(OtherReads("select Role from Roles"), "2");
+}
+
+TEST_F(PostgresTablesTest, OneOfSeveralRowsThatWereAllWrittenIsNotGuessed) {
+  Other("create table Roles(Name text,Role integer)");
+  Other("create index roles_name on Roles(Name)");
+  Other("insert into Roles values('Ann',1),('Ann',2)");
+  SqlRows rows = Rows("select * from Roles where Name='Ann'");
+  Other("update Roles set Role=Role+10");
+  EXPECT_FALSE(Set(rows, 0, "role", SqlValue::Integer(9)));
+  ExpectGone();
+}
+
+TEST_F(PostgresTablesTest, TextsOfAnyLengthGoIntoAnIndexOfBeginnings) {
+  Other("create table Long(Msg_ID text,YouID text,Note text)");
+  Other(
+      "create index long_ids on Long((substr(lower(cast(Msg_ID as text) collate \"C\"),1,255)),"
+      "(substr(lower(cast(YouID as text) collate \"C\"),1,255)))");
+  // As hard to press together as it gets, four bytes a character.
+  std::string id, other;
+  for (uint32_t i = 0, seed = 7; i < 5000; ++i) {
+    seed = seed * 1664525 + 1013904223;
+    const uint32_t point = 0x20000 + (seed >> 8) % 0x8000;
+    for (int shift : {18, 12, 6, 0}) {
+      id += static_cast<char>((shift == 18 ? 0xF0 : 0x80) |
+                              ((point >> shift) & (shift == 18 ? 7 : 0x3F)));
+    }
+  }
+  other = id + "x";
+  MustRun("insert into Long values(?,?,'first')", {T(id), T(id)});
+  MustRun("insert into Long values(?,?,'second')", {T(other), T(id)});
+  EXPECT_EQ(Text("select Note from Long where Msg_ID=? and YouID=?", {T(id), T(id)}), "first");
+  EXPECT_EQ(Text("select Note from Long where Msg_ID=?", {T(other)}), "second");
+  EXPECT_EQ(Text("select Note from Long where Msg_ID<>?", {T(other)}), "first");
+  EXPECT_EQ(Text("select count(*) from Long where Msg_ID in (?,?)", {T(other), T(id)}), "2");
+  MustRun("set enable_seqscan=off");
+  const std::string plan = Text(
+      "explain select * from Long where substr(lower(cast(Msg_ID as text)"
+      " collate \"C\"),1,255)='a'");
+  EXPECT_NE(plan.find("long_ids"), std::string::npos) << plan;
+}
+
 TEST_F(PostgresTablesTest, ARowInTheFormerPlaceOfAnotherIsNotTakenForIt) {
   Other("create table Plain(Name text)");
   Other("insert into Plain values('a')");

@@ -187,6 +187,72 @@ TEST_F(SqliteDriverTest, AFilePutInTheOldOnesPlaceIsReadWithinASecond) {
   EXPECT_EQ(Rows("select Name from People").cells[0].text, "restored");
 }
 
+// As an operator does it: the log of the file before stays where it was.
+TEST_F(SqliteDriverTest, AnOlderBackupMovedOverTheFileInUseIsNotSpoiltByItsLog) {
+  program_->Run("insert into People(Name) values('old')");
+  program_->Run("vacuum into '" + (folder_ / "backup.db") + "'");
+  program_.reset();
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_TRUE(Run("insert into People(Name,Secret) values(?,?)",
+                    {SqlValue::Text(std::to_string(i)), SqlValue::Text(std::string(2000, 's'))}));
+  }
+  ASSERT_GT(std::filesystem::file_size(path_ + "-wal"), 100'000U);
+  std::filesystem::rename(folder_ / "backup.db", path_);
+  clock_.nowMs += 1000;
+  EXPECT_EQ(Text("select Name from People"), "old");
+  ASSERT_TRUE(Run("insert into People(Name) values('new')"));
+  EXPECT_EQ(Text("pragma integrity_check"), "ok");
+  EXPECT_EQ(OtherProgram(path_).Read("select group_concat(Name) from People"), "old,new");
+}
+
+TEST_F(SqliteDriverTest, ABackupMovedOverTheFileJustBeforeTheEndIsNotSpoiltEither) {
+  program_->Run("vacuum into '" + (folder_ / "backup.db") + "'");
+  program_.reset();
+  ASSERT_TRUE(Run("insert into People(Name) values('lost')"));
+  std::filesystem::rename(folder_ / "backup.db", path_);
+  driver_.reset();
+  EXPECT_FALSE(std::filesystem::exists(path_ + "-wal"));
+  EXPECT_EQ(OtherProgram(path_).Read("select count(*) from People"), "0");
+}
+
+TEST_F(SqliteDriverTest, AFileThatIsMovedAwayAndBackHasAllItsRows) {
+  program_.reset();
+  ASSERT_TRUE(Run("insert into People(Name) values('a')"));
+  std::filesystem::rename(path_, folder_ / "away.db");
+  clock_.nowMs += 1000;
+  EXPECT_TRUE(Fails("select * from People"));
+  std::filesystem::rename(folder_ / "away.db", path_);
+  clock_.nowMs += 1000;
+  EXPECT_EQ(Text("select Name from People"), "a");
+}
+
+TEST_F(SqliteDriverTest, ASyncFailsForWhatWasWrittenToAFileThatIsReplaced) {
+  program_->Run("vacuum into '" + (folder_ / "backup.db") + "'");
+  program_.reset();
+  ASSERT_TRUE(Run("insert into People(Name) values('lost')"));
+  std::filesystem::rename(folder_ / "backup.db", path_);
+  EXPECT_FALSE(driver_->SyncCommitted());
+  ExpectError("it was replaced before a sync");
+  ASSERT_TRUE(Run("insert into People(Name) values('kept')"));
+  EXPECT_TRUE(driver_->SyncCommitted()) << driver_->LastError();
+  EXPECT_EQ(OtherProgram(path_).Read("select group_concat(Name) from People"), "kept");
+}
+
+TEST_F(SqliteDriverTest, ALogThatGrewBehindALongReaderIsShortAgainAfterIt) {
+  program_->Run("begin; select * from People");
+  const std::string large(1 << 20, 'x');
+  auto insert = [&] { return Run("insert into People(Name) values(?)", {SqlValue::Text(large)}); };
+  for (int i = 0; i < 40; ++i) ASSERT_TRUE(insert());
+  ASSERT_TRUE(driver_->SyncCommitted());
+  EXPECT_GT(std::filesystem::file_size(path_ + "-wal"), 40U << 20);
+  program_->Run("commit");
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(insert());
+    ASSERT_TRUE(driver_->SyncCommitted());
+  }
+  EXPECT_LE(std::filesystem::file_size(path_ + "-wal"), 16U << 20);
+}
+
 TEST_F(SqliteDriverTest, AFileThatVanishesFailsAndComesBack) {
   EXPECT_EQ(Rows("select * from People").rowCount(), 0U);
   program_.reset();
@@ -207,7 +273,7 @@ TEST_F(SqliteDriverTest, ALockedFileHoldsUpOneStatementOnly) {
   EXPECT_EQ(Rows("select * from People").rowCount(), 1U) << "reading goes on";
 
   clock_.nowMs += 1000;
-  EXPECT_GE(FailureMs("insert into People(Name) values('d')"), 40) << "one tries again";
+  EXPECT_GE(FailureMs("insert into People(Name) values('d')"), 40) << "one waits again";
   EXPECT_LT(FailureMs("insert into People(Name) values('e')"), 25);
 }
 

@@ -64,10 +64,11 @@ class TestClock : public Clock {
 /// A file of its own, in a folder of its own.
 class SqliteEngine : public EngineDatabase {
  public:
-  std::unique_ptr<SqlDriver> Connect() override {
-    SqliteOptions options;
-    options.path = folder_ / "test.db";
-    options.createFile = true;
+  std::unique_ptr<SqlDriver> Connect() override { return OpenSqlite(Options()); }
+  std::unique_ptr<SqlDriver> ConnectWaiting(int busyTimeoutMs, const Clock& clock) override {
+    SqliteOptions options = Options();
+    options.busyTimeoutMs = busyTimeoutMs;
+    options.clock = &clock;
     return OpenSqlite(options);
   }
 
@@ -96,6 +97,13 @@ class SqliteEngine : public EngineDatabase {
   }
 
  private:
+  SqliteOptions Options() {
+    SqliteOptions options;
+    options.path = folder_ / "test.db";
+    options.createFile = true;
+    return options;
+  }
+
   TemporaryFolder folder_;
 };
 

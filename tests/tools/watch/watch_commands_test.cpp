@@ -5,7 +5,9 @@
 #include <signal.h>
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <regex>
 #include <sstream>
 
 #include "tests/harness/app_folder.h"
@@ -51,6 +53,17 @@ class WatchCommands : public testing::Test {
   }
   ShellRun Probe(const std::string& more) {
     return Ctl("probe --server " + Address(), "--from anna --to bert " + more);
+  }
+  // What fail2ban looks for, with an address in place of its own word for one.
+  static std::string FailRegex() {
+    std::ifstream file(VNQ_ROOT "/examples/fail2ban/vnq.conf");
+    const std::string key = "failregex = ", host = "<HOST>";
+    for (std::string line; std::getline(file, line);) {
+      if (!line.starts_with(key)) continue;
+      line.erase(0, key.size());
+      return line.replace(line.find(host), host.size(), R"(\d+\.\d+\.\d+\.\d+)");
+    }
+    return "there is no failregex";
   }
   void Run(const std::string& statements) {
     SqliteFile(folder_.path() + "/Web/Data/vnq.db").Run(statements);
@@ -121,6 +134,10 @@ TEST_F(WatchCommands, ProbeSaysWhatDoesNotWork) {
   const ShellRun unknown = Probe("--wait 5");
   EXPECT_EQ(unknown.exitCode, 1);
   EXPECT_THAT(unknown.output, StartsWith("vnqctl probe: bert: The log-in failed"));
+  EXPECT_TRUE(server_->WaitForWords("info: log-in of user 1 from 127.0.0.1: anna"))
+      << server_->standardError();
+  EXPECT_TRUE(std::regex_search(server_->standardError(), std::regex(FailRegex())))
+      << server_->standardError();
   const ShellRun json = Probe("--json --wait 5");
   EXPECT_EQ(json.exitCode, 1);
   EXPECT_THAT(json.output, StartsWith("{\"ok\":false,\"error\":\"bert: The log-in failed"));

@@ -8,6 +8,7 @@ import { Line, lineOf, LineStatus, now, withLatest, withLine, withOlder } from '
 import { isWatched } from './notifications';
 import { client, gateway, ownId } from './server';
 import { remember, remembered } from './storage';
+import { t } from '../texts';
 
 export type Kind = 'peer' | 'group' | 'notices' | 'visitor';
 
@@ -60,8 +61,9 @@ function change(key: string, changes: Partial<Conversation>): void {
   conversations.value = new Map(conversations.value).set(key, { ...conversation(key), ...changes });
 }
 
-export function titleOf({ kind, id }: Pick<Conversation, 'kind' | 'id'>, notices: string): string {
-  if (kind === 'notices') return notices;
+export function titleOf({ kind, id }: Pick<Conversation, 'kind' | 'id'>): string {
+  if (kind === 'notices') return t('notices');
+  if (kind === 'visitor') return `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 6)}`;
   return kind === 'group' ? nameOfGroup(id) : nameOfPerson(id);
 }
 
@@ -250,10 +252,13 @@ export function receive(key: string, line: Line): boolean {
   const { lines, isWindow, unread } = conversation(key);
   if (lines.some(({ id }) => id === line.id)) return false;
   const isShown = key === current.value && isWatched() && !isWindow;
-  const count = line.isOwn ? unread : unread + 1;
+  const count = line.isOwn || isShown ? unread : unread + 1;
   change(key, { last: line, unread: count, ...(isWindow ? {} : { lines: withLine(lines, line) }) });
   if (refreshing) refreshAgain = true;
-  if (isShown) markRead(key);
+  if (isShown && !line.isOwn) {
+    owed.add(key);
+    markRead(key);
+  }
   return !line.isOwn && !isShown;
 }
 
@@ -314,7 +319,10 @@ export function open(key: string): void {
   else loadLatest(key).catch(() => undefined);
 }
 
-const marking = new Map<string, Promise<unknown>>();
+// Conversations of which something was shown that the server has not been told yet, and those that it
+// is being told of.
+const owed = new Set<string>();
+const marking = new Set<string>();
 
 /** What is shown counts as read, here and at the server. */
 export function markRead(key: string): void {
@@ -327,13 +335,21 @@ export function markRead(key: string): void {
     return;
   }
   const through = [...lines].reverse().find((line) => line.status !== 'queued' && line.status !== 'sent');
-  if (unread === 0 || !through || marking.has(key)) return;
-  change(key, { unread: 0 });
-  const name = nameFor(conversation(key));
-  const done = gateway.markRead({ ...name, through: through.id }).catch(() => undefined);
-  // What came meanwhile is marked by the next one.
-  const next = () => marking.delete(key) && key === current.value && markRead(key);
-  marking.set(key, done.then(next));
+  if ((unread === 0 && !owed.has(key)) || !through || marking.has(key)) return;
+  owed.delete(key);
+  marking.add(key);
+  if (unread > 0) change(key, { unread: 0 });
+  gateway.markRead({ ...nameFor(conversation(key)), through: through.id }).then(
+    () => {
+      marking.delete(key);
+      if (owed.has(key) && key === current.value) markRead(key);
+    },
+    // Told with the next line that is shown, or after the next log-in.
+    () => {
+      marking.delete(key);
+      owed.add(key);
+    },
+  );
 }
 
 export function forgetConversations(): void {

@@ -15,7 +15,6 @@ import {
   refreshVisitors,
   setStatus,
   showUnconfirmed,
-  titleOf,
 } from './conversations';
 import {
   changeGroup,
@@ -62,6 +61,8 @@ export async function logIn(user: string, password: string): Promise<void> {
     client.value = fresh;
     await fresh.login();
     remember('user', user);
+    const address = decodeURIComponent(location.hash.slice(2));
+    if (/^(peer|group|visitor)\/.|^notices$/.test(address)) open(address);
     isLoggedIn.value = true;
   } catch (error) {
     client.value = undefined;
@@ -91,6 +92,7 @@ function leave(why: Text | ''): void {
   client.value = undefined;
   isLoggedIn.value = false;
   forgetConversations();
+  location.hash = '#/';
   loginTrouble.value = why;
 }
 
@@ -209,7 +211,7 @@ function wordsOf({ about, step, target, userId }: Verify, own: string): string {
     return text ? t(text, other) : '';
   }
   const key = `group_${step}` as Text;
-  return t(key, nameOfPerson(userId), titleOf({ kind: 'group', id: target }, ''));
+  return t(key, nameOfPerson(userId), nameOfGroup(target));
 }
 
 // Broadcasts of presence end where a server has many connections; a look now and then mends that.

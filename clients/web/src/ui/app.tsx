@@ -26,9 +26,18 @@ function ConnectionBar() {
   );
 }
 
+// In the top layer, so that a dialog does not hide them: shown anew, they stand in front of it.
 function Toasts() {
+  const element = useRef<HTMLDivElement>(null);
+  const last = toasts.value[toasts.value.length - 1]?.id;
+  useEffect(() => {
+    const popover = element.current as (HTMLElement & { showPopover?(): void; hidePopover?(): void }) | null;
+    if (!popover?.showPopover || !popover.hidePopover) return;
+    if (popover.matches(':popover-open')) popover.hidePopover();
+    if (last !== undefined) popover.showPopover();
+  }, [last]);
   return (
-    <div class="toasts" role="status" aria-live="polite">
+    <div ref={element} class="toasts" popover="manual" role="status" aria-live="polite">
       {toasts.value.map(({ id, text }) => (
         <div key={id} class="toast">
           <span class="grow">{text}</span>

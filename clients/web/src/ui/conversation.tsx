@@ -17,7 +17,7 @@ import {
 } from '../model/conversations';
 import { groups, nameOfPerson, people } from '../model/directory';
 import { Line, now } from '../model/lines';
-import { client, connection } from '../model/server';
+import { client, connection, ownId } from '../model/server';
 import { remember, remembered } from '../model/storage';
 import { toast } from '../model/toasts';
 import { language, t } from '../texts';
@@ -89,6 +89,12 @@ function Status({ line }: { line: Line }) {
   );
 }
 
+function nameOf(line: Line, about: Conversation): string {
+  if (line.isOwn) return t('you');
+  if (line.from === about.id) return titleOf(about);
+  return line.from === '' ? '' : nameOfPerson(line.from);
+}
+
 interface LineViewProps {
   readonly line: Line;
   readonly about: Conversation;
@@ -96,7 +102,7 @@ interface LineViewProps {
 }
 
 function LineView({ line, about, isFirst }: LineViewProps) {
-  const name = line.isOwn ? t('you') : line.from === '' ? '' : nameOfPerson(line.from);
+  const name = nameOf(line, about);
   const mayRetract = line.isOwn && about.kind !== 'visitor' && about.kind !== 'notices' && !retracted.value.has(line.id);
   const kind = `line ${line.isOwn ? 'own' : 'other'} ${isFirst ? 'first' : ''} ${highlighted.value === line.id ? 'found' : ''}`;
   return (
@@ -150,7 +156,7 @@ function Lines({ about }: { about: Conversation }) {
     height.current = element.scrollHeight;
   };
   return (
-    <div class="lines" ref={list} onScroll={onScroll} tabIndex={0} role="log" aria-live="polite" aria-label={t('conversation_with', titleOf(about, t('notices')))}>
+    <div class="lines" ref={list} onScroll={onScroll} tabIndex={0} role="log" aria-live="polite" aria-label={t('conversation_with', titleOf(about))}>
       {hasOlder && (
         <button type="button" class="plain centered" onClick={() => void loadOlder(current.value).catch(() => toast(t('history_unavailable')))}>
           {t('older')}
@@ -171,9 +177,10 @@ function Lines({ about }: { about: Conversation }) {
 }
 
 const maxLength = 3_000;
+const draftOf = (about: string) => `draft.${ownId()}.${about}`;
 
 function Composer({ about, name }: { about: string; name: string }) {
-  const [text, setText] = useState(() => remembered(`draft.${about}`, ''));
+  const [text, setText] = useState(() => remembered(draftOf(about), ''));
   const box = useRef<HTMLTextAreaElement>(null);
   useEffect(() => {
     if (window.matchMedia('(min-width: 701px)').matches) box.current?.focus();
@@ -184,7 +191,7 @@ function Composer({ about, name }: { about: string; name: string }) {
   }, [text]);
   const onText = (next: string) => {
     setText(next);
-    remember(`draft.${about}`, next);
+    remember(draftOf(about), next);
   };
   const send = () => {
     if (text.trim() === '') return;
@@ -250,7 +257,7 @@ function Head({ about, title }: { about: Conversation; title: string }) {
         <Avatar id={id} name={title} kind={kind === 'group' ? 'group' : 'person'} {...(person ? { state: person.state } : {})} />
       )}
       <div class="grow">
-        <h2>{kind === 'visitor' ? `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 8)}` : title}</h2>
+        <h2>{title}</h2>
         <p>{subtitle(about)}</p>
       </div>
       {kind === 'peer' && person && <IconButton icon="nudge" label={t('nudge')} onClick={nudge} />}
@@ -270,7 +277,7 @@ function Head({ about, title }: { about: Conversation; title: string }) {
 export function ConversationView() {
   const key = current.value;
   const about = conversations.value.get(key) ?? conversation(key);
-  const title = titleOf(about, t('notices'));
+  const title = titleOf(about);
   return (
     <section class="conversation" aria-label={t('conversation_with', title)}>
       <Head about={about} title={title} />

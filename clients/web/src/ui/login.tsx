@@ -4,7 +4,7 @@ import { language, setLanguage, t } from '../texts';
 import { Field } from './parts';
 
 export function Login() {
-  const [user, setUser] = useState(rememberedUser());
+  const [user, setUser] = useState(new URLSearchParams(location.search).get('user') ?? rememberedUser());
   const [password, setPassword] = useState('');
   const [isBusy, setBusy] = useState(false);
   const onSubmit = async (event: Event) => {

@@ -6,6 +6,7 @@ import { useEffect, useState } from 'preact/hooks';
 import {
   chats,
   Conversation,
+  conversation,
   current,
   keyOf,
   keyOfEntry,
@@ -41,7 +42,7 @@ function shortTime(at: string): string {
 function ConversationRow({ about }: { about: Conversation }) {
   const { kind, id, unread, last, isHere } = about;
   const key = keyOf(kind, id);
-  const title = kind === 'visitor' ? `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 8)}` : titleOf(about, t('notices'));
+  const title = titleOf(about);
   const state = kind === 'visitor' ? (isHere ? 1 : 0) : people.value.get(id)?.state;
   const who = last?.isOwn ? `${t('you')}: ` : kind === 'group' && last ? `${nameOfPerson(last.from)}: ` : '';
   const text = last && retracted.value.has(last.id) ? t('retracted') : last?.text ?? '';
@@ -52,6 +53,25 @@ function ConversationRow({ about }: { about: Conversation }) {
         <span class="grow">
           <span class="title">{title}</span>
           <span class="preview">{who}{text}</span>
+        </span>
+        <span class="side">
+          <span class="hint">{shortTime(last?.at ?? '')}</span>
+          <Badge count={unread} />
+        </span>
+      </button>
+    </li>
+  );
+}
+
+function NoticesRow() {
+  const { last, unread } = conversation('notices');
+  return (
+    <li>
+      <button type="button" class={`row ${unread > 0 ? 'unread' : ''}`} aria-current={current.value === 'notices'} onClick={() => open('notices')}>
+        <span class="avatar group hue-0"><Icon name="notices" /></span>
+        <span class="grow">
+          <span class="title">{t('notices')}</span>
+          <span class="preview">{last?.text}</span>
         </span>
         <span class="side">
           <span class="hint">{shortTime(last?.at ?? '')}</span>
@@ -74,10 +94,11 @@ function Chats() {
           {t('join_group')}
         </button>
       </div>
-      {all.length === 0 && <p class="empty">{t('no_chats')}</p>}
       <ul onKeyDown={onArrowKeys}>
+        <NoticesRow />
         {all.map((each) => <ConversationRow key={keyOf(each.kind, each.id)} about={each} />)}
       </ul>
+      {all.length === 0 && <p class="empty">{t('no_chats')}</p>}
     </>
   );
 }
@@ -189,7 +210,7 @@ function Requests() {
 
 function FoundRow({ entry }: { entry: HistoryEntry }) {
   const [kind, id = ''] = keyOfEntry(entry).split('/');
-  const title = titleOf({ kind: kind as Conversation['kind'], id }, t('notices'));
+  const title = titleOf({ kind: kind as Conversation['kind'], id });
   const show = () => showEntry(entry).catch(() => toast(t('history_unavailable')));
   return (
     <li>
@@ -281,13 +302,8 @@ export function Sidebar() {
         />
       </search>
       <nav class="tabs" aria-label={t('main_menu')}>
-        <TabButton name="chats" icon="chats" count={unreadChats.value} />
+        <TabButton name="chats" icon="chats" count={unreadChats.value + unreadNotices.value} />
         <TabButton name="people" icon="people" count={0} />
-        <button type="button" class="tab" aria-current={current.value === 'notices' ? 'page' : undefined} onClick={() => open('notices')}>
-          <Icon name="notices" />
-          <span>{t('notices')}</span>
-          <Badge count={unreadNotices.value} />
-        </button>
         <TabButton name="visitors" icon="visitors" count={unreadVisitors.value} />
         <TabButton name="requests" icon="requests" count={requests.value.length} />
       </nav>

@@ -6,6 +6,7 @@
 
 #include "platform/sql/odbc/odbc_connection_text.h"
 #include "platform/sql/row_statements.h"
+#include "support/ascii_case.h"
 #include "support/replace_all.h"
 #include "support/utf16.h"
 
@@ -139,6 +140,7 @@ bool OdbcConnection::Make(OdbcUse use, std::string_view statement, std::span<con
     return false;
   }
   std::string text = translated.text;
+  made.showsRowColumn = statement.find(kSqlRowColumn) != statement.npos;
   if (use == OdbcUse::kRows && !Identify(translated, text, made, error)) return false;
   if (made.keyColumns > 0) made.plain = translated;
   made.statement = Prepare(text, values, std::move(translated.parameters), error);
@@ -180,24 +182,31 @@ bool OdbcConnection::RunSelect(Prepared& prepared, std::span<const SqlValue> val
   // Rows that have no place for a key, such as one of sums.
   auto plain = Prepare(prepared.plain.text, values, prepared.plain.parameters, error);
   if (!plain || !plain->Run(values, error)) return false;
+  const bool showsRowColumn = prepared.showsRowColumn;
   prepared = {};
+  prepared.showsRowColumn = showsRowColumn;
   prepared.statement = std::move(plain);
   return true;
 }
 
+bool OdbcConnection::IsHidden(const Prepared& prepared, const OdbcColumn& column) {
+  return !prepared.showsRowColumn && SameButForCase(column.column.name, kSqlRowColumn);
+}
+
 // Notes the columns of the open result. False when they are others than before.
 bool OdbcConnection::Describe(Prepared& prepared, const std::vector<OdbcColumn>& all) {
-  auto same = [](const SqlColumn& a, const OdbcColumn& b) {
-    return a.name == b.column.name && a.type == b.column.type && a.maxLength == b.column.maxLength;
+  auto same = [](const SqlColumn& a, const SqlColumn& b) {
+    return a.name == b.name && a.type == b.type && a.maxLength == b.maxLength;
   };
-  size_t own = all.size() - std::min(all.size(), prepared.keyColumns);
-  if (prepared.columns &&
-      std::equal(prepared.columns->begin(), prepared.columns->end(), all.begin(),
-                 all.begin() + static_cast<ptrdiff_t>(own), same)) {
+  const size_t own = all.size() - std::min(all.size(), prepared.keyColumns);
+  auto columns = std::make_shared<std::vector<SqlColumn>>();
+  for (size_t i = 0; i < own; ++i) {
+    if (!IsHidden(prepared, all[i])) columns->push_back(all[i].column);
+  }
+  if (prepared.columns && std::equal(prepared.columns->begin(), prepared.columns->end(),
+                                     columns->begin(), columns->end(), same)) {
     return true;
   }
-  auto columns = std::make_shared<std::vector<SqlColumn>>();
-  for (size_t i = 0; i < own; ++i) columns->push_back(all[i].column);
   prepared.columns = std::move(columns);
   return false;
 }
@@ -207,12 +216,13 @@ bool OdbcConnection::ReadRows(Prepared& prepared, SqlRows& rows, OdbcError& erro
   std::vector<OdbcColumn> all = statement.Columns();
   bool isNew = !Describe(prepared, all);
   rows.columns = prepared.columns;
-  size_t own = rows.columns->size();
+  const size_t own = all.size() - std::min(all.size(), prepared.keyColumns);
   for (;;) {
     OdbcStatement::Step step = statement.Fetch(error);
     if (step == OdbcStatement::Step::kFailed) return false;
     if (step == OdbcStatement::Step::kEnd) break;
     for (size_t i = 0; i < all.size(); ++i) {
+      if (i < own && IsHidden(prepared, all[i])) continue;
       std::vector<SqlValue>& target = i < own ? rows.cells : rows.identity;
       if (!statement.Read(i, all[i].kind, target.emplace_back(), error)) return false;
     }

@@ -58,9 +58,10 @@ class OdbcConnection {
   // A select and how its rows are found again.
   struct Prepared {
     std::unique_ptr<OdbcStatement> statement;
-    std::string table;      // empty: the rows are for reading only
-    size_t keyColumns = 0;  // that were added at the end of the select
-    TranslatedSql plain;    // the select without them, until the longer one has run
+    std::string table;            // empty: the rows are for reading only
+    size_t keyColumns = 0;        // that were added at the end of the select
+    bool showsRowColumn = false;  // its text names kSqlRowColumn
+    TranslatedSql plain;          // the select without them, until the longer one has run
     std::shared_ptr<const std::vector<SqlColumn>> columns;  // of the last run
     bool ofTable = false;                                   // they are all columns of the table
     bool failed = false;  // then it is made anew: FreeTDS runs none again whose first run failed
@@ -77,6 +78,7 @@ class OdbcConnection {
             Prepared& made, OdbcError& error);
   bool Identify(const TranslatedSql& select, std::string& text, Prepared& made, OdbcError& error);
   bool RunSelect(Prepared& prepared, std::span<const SqlValue> values, OdbcError& error);
+  static bool IsHidden(const Prepared& prepared, const OdbcColumn& column);
   bool Describe(Prepared& prepared, const std::vector<OdbcColumn>& all);
   bool MatchTable(Prepared& prepared, OdbcError& error);
   bool ReadRows(Prepared& prepared, SqlRows& rows, OdbcError& error);

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "platform/net/clock.h"
+#include "platform/sql/lock_patience.h"
 #include "platform/sql/odbc/odbc_connection.h"
 #include "platform/sql/row_statements.h"
 #include "platform/sql/server_availability.h"
@@ -29,7 +30,9 @@ std::string NameForLog(const ServerDatabaseOptions& options) {
 class OdbcDriver final : public SqlDriver {
  public:
   explicit OdbcDriver(ServerDatabaseOptions options)
-      : options_(std::move(options)), availability_(NameForLog(options_), options_.clock) {}
+      : options_(std::move(options)),
+        availability_(NameForLog(options_), options_.clock),
+        patience_(options_.busyTimeoutMs, options_.clock) {}
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
@@ -37,6 +40,7 @@ class OdbcDriver final : public SqlDriver {
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
+  bool OwesCommit() const override { return false; }
   // The server commits durably by itself.
   bool SyncCommitted() override { return true; }
   const std::string& LastError() const override { return lastError_; }
@@ -53,6 +57,8 @@ class OdbcDriver final : public SqlDriver {
   bool RunOnce(std::string_view statement, const Work& work, bool& mayRepeat);
   bool EnsureConnected();
   void ProbeIdle();
+  void TellLockWait();
+  void NoteLocks(std::string_view statement, bool done);
   void Lose(int64_t startMs);
   bool Fail(std::string_view statement, std::string_view why);
   bool RunTransactionStep(std::string_view statement, std::string_view own);
@@ -61,7 +67,10 @@ class OdbcDriver final : public SqlDriver {
 
   ServerDatabaseOptions options_;
   ServerAvailability availability_;
+  LockPatience patience_;
+  std::string wantedLock_;  // the statement that waited for it in vain
   std::unique_ptr<OdbcConnection> connection_;
+  int64_t lockWaitMs_ = -1;  // that the server knows of
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   int64_t lastAnswerMs_ = 0;
@@ -84,6 +93,7 @@ bool OdbcDriver::EnsureConnected() {
   int64_t start = MonotonicMs(nullptr);
   OdbcError error;
   connection_ = OdbcConnection::Open(options_, error);
+  lockWaitMs_ = -1;
   if (connection_) return true;
   lastError_ = error.Describe();
   Lose(start);
@@ -112,6 +122,7 @@ bool OdbcDriver::Run(std::string_view statement, Repeatable repeatable, const Wo
 template <typename Work>
 bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& mayRepeat) {
   if (!EnsureConnected()) return mayRepeat = false;
+  TellLockWait();
   int64_t start = MonotonicMs(nullptr);
   OdbcError error;
   bool done = work(*connection_, error);
@@ -119,6 +130,7 @@ bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& may
     Fail(statement, error.Describe());
     trouble_ = error.trouble;
   }
+  NoteLocks(statement, done);
   if (!done && (error.IsLost() || connection_->IsDead())) {
     mayRepeat = mayRepeat && !error.IsTimeOut();
     mayRepeat ? connection_.reset() : Lose(start);
@@ -128,6 +140,26 @@ bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& may
   lastAnswerMs_ = NowMs();
   availability_.NoteWorking();
   return done;
+}
+
+// Has the server wait for locks as long as it may now. Refused, it is told again: it then waits as
+// long as a statement may take.
+void OdbcDriver::TellLockWait() {
+  const int64_t waitMs = patience_.WaitMs();
+  if (waitMs == lockWaitMs_) return;
+  OdbcError error;
+  const std::string words = fmt::format("set lock_timeout {}", waitMs);
+  if (connection_->Execute(words, {}, error)) lockWaitMs_ = waitMs;
+}
+
+void OdbcDriver::NoteLocks(std::string_view statement, bool done) {
+  if (!done && trouble_ == SqlTrouble::kLocked) {
+    patience_.NoteVain();
+    wantedLock_ = statement;
+  } else if (done && !wantedLock_.empty() && statement == wantedLock_) {
+    patience_.NoteHad();
+    wantedLock_.clear();
+  }
 }
 
 // A server that was started anew has closed the connection, and nothing tells before something is

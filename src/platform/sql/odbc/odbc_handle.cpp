@@ -20,6 +20,10 @@ SqlTrouble TroubleOf(SQLINTEGER number) {
       return SqlTrouble::kLocked;
     case 3906:
       return SqlTrouble::kReadOnly;
+    case 229:  // on an object
+    case 230:  // on a column
+    case 262:  // in the database
+      return SqlTrouble::kForbidden;
     case 823:
     case 824:
       return SqlTrouble::kWriteFailed;

@@ -39,7 +39,8 @@ struct OdbcError {
   std::string text;   ///< the driver's own words, all records of them
   SqlTrouble trouble = SqlTrouble::kNone;
 
-  bool IsTimeOut() const { return state.starts_with("HYT"); }
+  /// True when an answer was waited for in vain; not for a lock, of which the server tells.
+  bool IsTimeOut() const { return state.starts_with("HYT") && trouble != SqlTrouble::kLocked; }
   /// True when the connection cannot be trusted any more.
   bool IsLost() const { return IsTimeOut() || state.starts_with("08"); }
 

@@ -14,8 +14,6 @@ namespace {
 
 using Outcome = PostgresReply::Outcome;
 
-constexpr const char* kUsualPort = "5432";
-
 // The client library's messages are lines; a log entry is one.
 std::string OneLine(const char* text) {
   std::string line = text ? text : "";
@@ -29,51 +27,20 @@ std::string ErrorField(const pg_result* result, int field) {
   return OneLine(PQresultErrorField(result, field));
 }
 
-bool EndsSession(const pg_result* result) {
-  const char* severity = PQresultErrorField(result, PG_DIAG_SEVERITY_NONLOCALIZED);
-  return severity && (strcmp(severity, "FATAL") == 0 || strcmp(severity, "PANIC") == 0);
-}
-
-pg_conn* StartConnecting(const ServerDatabaseOptions& options) {
-  const char* port = options.port.empty() ? kUsualPort : options.port.c_str();
-  constexpr std::array kKeys = {"host",
-                                "port",
-                                "dbname",
-                                "user",
-                                "password",
-                                "client_encoding",
-                                "application_name",
-                                "keepalives",
-                                "keepalives_idle",
-                                "keepalives_interval",
-                                "keepalives_count",
-                                static_cast<const char*>(nullptr)};
-  const std::array<const char*, kKeys.size()> values = {options.host.c_str(),
-                                                        port,
-                                                        options.database.c_str(),
-                                                        options.user.c_str(),
-                                                        options.password.c_str(),
-                                                        "UTF8",
-                                                        "vnq_main_service",
-                                                        "1",
-                                                        "30",
-                                                        "10",
-                                                        "3",
-                                                        nullptr};
-  return PQconnectStartParams(kKeys.data(), values.data(), 0);
-}
-
-// The server gives up a little before this side does: then the session survives.
-std::string SetUpStatements(const ServerDatabaseOptions& options) {
-  int64_t timeoutMs = std::min<int64_t>(int64_t{options.statementTimeoutS} * 900, INT_MAX);
-  bool syncCommits = options.durability == SqlDurability::kCommit;
-  return std::string("set synchronous_commit=") + (syncCommits ? "on" : "off") +
-         ";set statement_timeout=" + std::to_string(timeoutMs) +
-         // Dates and literals read as everywhere else, however the database is configured.
-         ";set datestyle=iso;set standard_conforming_strings=on";
+PostgresReply Silent(const char* what) {
+  PostgresReply reply;
+  reply.outcome = Outcome::kLost;
+  reply.message = what;
+  reply.isTimeOut = true;
+  return reply;
 }
 
 }  // namespace
+
+bool EndsPostgresSession(const pg_result* result) {
+  const char* severity = PQresultErrorField(result, PG_DIAG_SEVERITY_NONLOCALIZED);
+  return severity && (strcmp(severity, "FATAL") == 0 || strcmp(severity, "PANIC") == 0);
+}
 
 int PostgresDeadline::RemainingMs() const {
   auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - std::chrono::steady_clock::now());
@@ -93,45 +60,8 @@ std::string_view PostgresReply::commandTag() const {
   return PQcmdStatus(result.get());
 }
 
-std::unique_ptr<PostgresConnection> PostgresConnection::Connect(
-    const ServerDatabaseOptions& options, std::string& error) {
-  PostgresDeadline deadline(options.connectTimeoutS);
-  std::unique_ptr<PostgresConnection> connection(new PostgresConnection(StartConnecting(options)));
-  if (!connection->FinishConnecting(deadline, error)) return nullptr;
-  if (!connection->SetUp(options, deadline, error)) return nullptr;
-  return connection;
-}
-
 PostgresConnection::~PostgresConnection() {
   PQfinish(handle_);
-}
-
-bool PostgresConnection::FinishConnecting(const PostgresDeadline& deadline, std::string& error) {
-  PostgresPollingStatusType step = PGRES_POLLING_WRITING;
-  if (PQstatus(handle_) == CONNECTION_BAD) step = PGRES_POLLING_FAILED;
-  while (step == PGRES_POLLING_WRITING || step == PGRES_POLLING_READING) {
-    if (!Wait(step == PGRES_POLLING_WRITING ? POLLOUT : POLLIN, deadline)) {
-      error = "no answer to the attempt to connect";
-      return false;
-    }
-    step = PQconnectPoll(handle_);
-  }
-  if (step == PGRES_POLLING_OK) return true;
-  error = ErrorText();
-  return false;
-}
-
-bool PostgresConnection::SetUp(const ServerDatabaseOptions& options,
-                               const PostgresDeadline& deadline, std::string& error) {
-  // Without this the library writes the server's notices to the standard error output.
-  auto receive = [](void* self, const PGresult* notice) {
-    if (EndsSession(notice)) static_cast<PostgresConnection*>(self)->farewell_ = true;
-  };
-  PQsetNoticeReceiver(handle_, receive, this);
-  PQsetnonblocking(handle_, 1);
-  PostgresReply reply = Run(SetUpStatements(options), deadline);
-  if (!reply.done()) error = reply.message;
-  return reply.done();
 }
 
 PostgresReply PostgresConnection::Run(const std::string& statements,
@@ -156,6 +86,52 @@ PostgresReply PostgresConnection::RunPrepared(const std::string& name,
   int sent = PQsendQueryPrepared(handle_, name.c_str(), parameters.count(), parameters.texts(),
                                  nullptr, nullptr, 0);
   return Collect(sent == 1, deadline);
+}
+
+bool PostgresConnection::Send(const PostgresCall& call) {
+  const PostgresParameters values(call.values);
+  return PQsendQueryPrepared(handle_, call.name.c_str(), values.count(), values.texts(), nullptr,
+                             nullptr, 0) == 1;
+}
+
+PostgresReply PostgresConnection::RunGroup(std::span<const PostgresCall> group,
+                                           const PostgresCall* then,
+                                           const PostgresDeadline& deadline,
+                                           PostgresReply& thenReply) {
+  bool sent = PQenterPipelineMode(handle_) == 1;
+  for (const PostgresCall& call : group) sent = sent && Send(call);
+  sent = sent && PQpipelineSync(handle_) == 1;
+  if (then) sent = sent && Send(*then) && PQpipelineSync(handle_) == 1;
+  PostgresReply reply;
+  if (!sent) return Broken(Outcome::kLost);
+  if (!Flush(deadline, reply)) {
+    reply.outcome = Outcome::kLost;  // some of it may have left
+    return reply;
+  }
+  reply = CollectGroup(group.size(), deadline);
+  if (then && !reply.broken()) {
+    thenReply = CollectGroup(1, deadline);
+    if (thenReply.broken()) return std::move(thenReply);
+  }
+  if (!reply.broken() && PQexitPipelineMode(handle_) == 0) return Broken(Outcome::kLost);
+  return reply;
+}
+
+// Reads the answers to the statements of a group, and its end.
+PostgresReply PostgresConnection::CollectGroup(size_t statements,
+                                               const PostgresDeadline& deadline) {
+  PostgresReply reply;
+  for (size_t i = 0; i < statements; ++i) {
+    PostgresReply answer = CollectAnswer(deadline);
+    if (answer.broken()) return answer;
+    if (reply.done()) reply = std::move(answer);
+  }
+  PostgresReply end;
+  if (!AwaitResult(deadline, end)) return end;
+  const PostgresResult result(PQgetResult(handle_));
+  const bool isEnd = result && PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC;
+  if (!isEnd) return Broken(Outcome::kLost);
+  return reply;
 }
 
 // Between two calls the server sends next to nothing, so what is readable now is mostly its
@@ -195,8 +171,7 @@ bool PostgresConnection::Flush(const PostgresDeadline& deadline, PostgresReply& 
     if (left < 0) {
       reply = Broken(Outcome::kNotSent);
     } else if (!Wait(POLLIN | POLLOUT, deadline)) {
-      reply = Broken(Outcome::kLost);
-      reply.message = "the server takes no statement";
+      reply = Silent("the server takes no statement");
     } else if (PQconsumeInput(handle_) == 0) {
       reply = Broken(Outcome::kLost);
     } else {
@@ -211,8 +186,7 @@ bool PostgresConnection::Flush(const PostgresDeadline& deadline, PostgresReply& 
 bool PostgresConnection::AwaitResult(const PostgresDeadline& deadline, PostgresReply& reply) {
   while (PQisBusy(handle_) != 0) {
     if (!Wait(POLLIN, deadline)) {
-      reply = Broken(Outcome::kLost);
-      reply.message = "no answer in time";
+      reply = Silent("no answer in time");
       return false;
     }
     if (PQconsumeInput(handle_) == 0) {
@@ -225,14 +199,18 @@ bool PostgresConnection::AwaitResult(const PostgresDeadline& deadline, PostgresR
   return true;
 }
 
-// Reads everything that answers what was sent: the last result counts, and the first error more.
 PostgresReply PostgresConnection::Collect(bool sent, const PostgresDeadline& deadline) {
   PostgresReply reply;
   if (!sent) {
     bool broken = PQstatus(handle_) != CONNECTION_OK;
     return Broken(broken ? Outcome::kNotSent : Outcome::kRefused);
   }
-  if (!Flush(deadline, reply)) return reply;
+  return Flush(deadline, reply) ? CollectAnswer(deadline) : std::move(reply);
+}
+
+// Reads everything that answers what was sent: the last result counts, and the first error more.
+PostgresReply PostgresConnection::CollectAnswer(const PostgresDeadline& deadline) {
+  PostgresReply reply;
   for (bool answered = false;; answered = true) {
     if (!AwaitResult(deadline, reply)) return reply;
     PostgresResult result(PQgetResult(handle_));
@@ -267,7 +245,7 @@ PostgresReply PostgresConnection::Judge(PostgresResult result) const {
   reply.message = ErrorField(result.get(), PG_DIAG_MESSAGE_PRIMARY);
   // What the client library itself finds has no fields.
   if (reply.message.empty()) reply.message = OneLine(PQresultErrorMessage(result.get()));
-  bool ended = EndsSession(result.get()) || PQstatus(handle_) != CONNECTION_OK;
+  bool ended = EndsPostgresSession(result.get()) || PQstatus(handle_) != CONNECTION_OK;
   reply.outcome = ended ? Outcome::kLost : Outcome::kRefused;
   return reply;
 }

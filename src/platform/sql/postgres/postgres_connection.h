@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,8 +21,8 @@ namespace vnq {
 /// When a call has to be back, in the machine's time.
 class PostgresDeadline {
  public:
-  explicit PostgresDeadline(int seconds)
-      : start_(std::chrono::steady_clock::now()), end_(start_ + std::chrono::seconds(seconds)) {}
+  explicit PostgresDeadline(std::chrono::milliseconds from_now)
+      : start_(std::chrono::steady_clock::now()), end_(start_ + from_now) {}
 
   /// Milliseconds left, rounded up; 0 when it has passed.
   int RemainingMs() const;
@@ -43,12 +44,14 @@ struct PostgresReply {
   };
 
   Outcome outcome = Outcome::kDone;
-  PostgresResult result;  ///< never null when done
-  std::string sqlState;   ///< five characters when the server refused
-  std::string message;    ///< what went wrong, in one line
+  PostgresResult result;   ///< never null when done
+  std::string sqlState;    ///< five characters when the server refused
+  std::string message;     ///< what went wrong, in one line
+  bool isTimeOut = false;  ///< the session was silent up to the deadline, and may not have ended
 
   bool done() const { return outcome == Outcome::kDone; }
   bool refused() const { return outcome == Outcome::kRefused; }
+  bool broken() const { return !done() && !refused(); }
 
   /// The rows that the statement says it touched; empty for statements that touch none.
   std::string_view rowsTouched() const;
@@ -57,13 +60,19 @@ struct PostgresReply {
   std::string_view commandTag() const;
 };
 
+/// One run of a prepared statement. Refers to what it was made from.
+struct PostgresCall {
+  const std::string& name;
+  std::span<const SqlValue> values;
+};
+
+/// True for what the server says when it ends a session.
+bool EndsPostgresSession(const pg_result* result);
+
 class PostgresConnection {
  public:
-  /// Connects and sets the session up within connectTimeoutS. Null on failure, with the reason in
-  /// `error`.
-  ///
-  /// A host name is looked up by the system's resolver, which keeps its own time: an address needs
-  /// no look-up.
+  /// Connects and sets the session up within connectTimeoutS; see PostgresAttempt. Null on failure,
+  /// with the reason in `error`.
   static std::unique_ptr<PostgresConnection> Connect(const ServerDatabaseOptions& options,
                                                      std::string& error);
   ~PostgresConnection();
@@ -84,6 +93,12 @@ class PostgresConnection {
   PostgresReply RunPrepared(const std::string& name, const PostgresParameters& parameters,
                             const PostgresDeadline& deadline);
 
+  /// Runs statements as one group, of which all are done or none, and behind it `then`, which may
+  /// be null; all of them in one round trip. Gives the first refusal of the group; `thenReply`
+  /// holds what came of `then` unless the session broke. Not in a transaction of the caller.
+  PostgresReply RunGroup(std::span<const PostgresCall> group, const PostgresCall* then,
+                         const PostgresDeadline& deadline, PostgresReply& thenReply);
+
   /// True when the server has ended the session since the last call. Does not wait.
   bool FoundClosed();
 
@@ -94,15 +109,18 @@ class PostgresConnection {
   bool TransactionFailed() const;
 
  private:
+  friend class PostgresAttempt;
   explicit PostgresConnection(pg_conn* handle) : handle_(handle) {}
 
-  bool FinishConnecting(const PostgresDeadline& deadline, std::string& error);
   bool SetUp(const ServerDatabaseOptions& options, const PostgresDeadline& deadline,
              std::string& error);
   bool Wait(short events, const PostgresDeadline& deadline);
   bool Flush(const PostgresDeadline& deadline, PostgresReply& reply);
   bool AwaitResult(const PostgresDeadline& deadline, PostgresReply& reply);
+  bool Send(const PostgresCall& call);
   PostgresReply Collect(bool sent, const PostgresDeadline& deadline);
+  PostgresReply CollectAnswer(const PostgresDeadline& deadline);
+  PostgresReply CollectGroup(size_t statements, const PostgresDeadline& deadline);
   PostgresReply Judge(PostgresResult result) const;
   PostgresReply Broken(PostgresReply::Outcome outcome) const;
   std::string ErrorText() const;

@@ -1,13 +1,14 @@
-#include <fmt/format.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <map>
+#include <deque>
 #include <utility>
 
-#include "platform/sql/postgres/postgres_statements.h"
+#include "platform/net/clock.h"
+#include "platform/sql/lock_patience.h"
+#include "platform/sql/postgres/postgres_rows.h"
+#include "platform/sql/postgres/postgres_sessions.h"
 #include "platform/sql/row_statements.h"
-#include "platform/sql/server_availability.h"
 
 namespace vnq {
 namespace {
@@ -25,10 +26,17 @@ constexpr std::string_view kSyncStatement =
     "select pg_catalog.set_config('synchronous_commit','on',true),"
     "pg_catalog.pg_logical_emit_message(true,'vnq','')";
 
-std::string NameOf(const ServerDatabaseOptions& options) {
-  return fmt::format("database {} on {}{}{}", options.database, options.host,
-                     options.port.empty() ? "" : ":", options.port);
-}
+// 55P03: as long as lock_timeout says; 57014: as long as statement_timeout does, or by somebody's
+// request.
+constexpr std::string_view kLockNotHad = "55P03";
+constexpr std::string_view kGivenUp = "57014";
+
+// How long the columns of a table are taken for what they were.
+constexpr int64_t kDescriptionMs = 1000;
+
+// Rows that wait to be sent are kept in memory.
+constexpr size_t kMostPendingRows = 100;
+constexpr size_t kMostPendingBytes = 1 << 20;
 
 // What was prepared is out of date: the server does not know it any more, its columns have changed,
 // or the table under the name is another one now. None of it was run, or only read.
@@ -41,17 +49,22 @@ bool IsOutOfDate(const PostgresReply& reply, const PostgresStatement& prepared) 
   return reply.sqlState == "0A000" || reply.sqlState == "26000" || (prepared.table && nameless);
 }
 
-SqlTrouble TroubleOf(std::string_view sqlState) {
+// What a reply's error comes of. A read that names what is not there is merely wrong; a write that
+// does loses something.
+SqlTrouble TroubleOf(std::string_view sqlState, Use use) {
+  if (sqlState == kLockNotHad) return SqlTrouble::kLocked;
   if (sqlState == "53100") return SqlTrouble::kFull;
-  if (sqlState == "55P03") return SqlTrouble::kLocked;
   if (sqlState == "25006") return SqlTrouble::kReadOnly;
-  return sqlState == "58030" ? SqlTrouble::kWriteFailed : SqlTrouble::kNone;
+  if (sqlState == "58030") return SqlTrouble::kWriteFailed;
+  if (sqlState == "42501") return SqlTrouble::kForbidden;
+  const bool isMissing = sqlState == "42P01" || sqlState == "42703";
+  return isMissing && use != Use::kRows ? SqlTrouble::kMissing : SqlTrouble::kNone;
 }
 
-bool IsCommit(std::string_view statement) {
-  constexpr std::string_view kCommit = "commit";
-  return statement.size() >= kCommit.size() &&
-         strncasecmp(statement.data(), kCommit.data(), kCommit.size()) == 0;
+bool StartsWith(std::string_view statement, std::string_view word) {
+  statement.remove_prefix(std::min(statement.find_first_not_of(" \t\r\n"), statement.size()));
+  return statement.size() >= word.size() &&
+         strncasecmp(statement.data(), word.data(), word.size()) == 0;
 }
 
 bool MayHaveWritten(const PostgresReply& reply) {
@@ -60,70 +73,91 @@ bool MayHaveWritten(const PostgresReply& reply) {
   return !reads && reply.rowsTouched() != "0";
 }
 
-constexpr std::string_view kPlace = "ctid";
-constexpr size_t kMovedRows = 4096;
-
-std::string MovedKey(const std::string& table, const std::vector<SqlValue>& identity) {
-  std::string key = table;
-  for (const SqlValue& value : identity) key += '\0' + value.text;
-  return key;
+SqlRows WithoutRows(const PostgresStatement& prepared) {
+  SqlRows rows;
+  rows.columns = prepared.columns;
+  if (!prepared.table) return rows;
+  rows.table = prepared.table->name;
+  rows.identityWidth = prepared.table->identity.size();
+  return rows;
 }
 
 class PostgresDriver final : public SqlDriver {
  public:
   explicit PostgresDriver(ServerDatabaseOptions options)
-      : options_(std::move(options)), availability_(NameOf(options_), options_.clock) {}
+      : options_(std::move(options)),
+        sessions_(options_),
+        patience_(options_.busyTimeoutMs, options_.clock) {}
+  ~PostgresDriver() override { PostgresDriver::EndTurn(); }
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
+  bool Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
+  bool EndTurn() override;
+  bool OwesCommit() const override { return !pending_.empty(); }
+  size_t TakeUndone() override { return std::exchange(undone_, 0); }
   bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
   SqlTrouble LastTrouble() const override { return trouble_; }
 
  private:
-  struct Session {
-    Session(std::unique_ptr<PostgresConnection> opened, std::vector<std::string> exactColumns)
-        : connection(std::move(opened)), statements(*connection, std::move(exactColumns)) {}
-    std::unique_ptr<PostgresConnection> connection;
-    PostgresStatements statements;
-  };
-
   // A statement that was run.
   struct Ran {
     PostgresReply reply;
     PostgresStatement* prepared = nullptr;
   };
 
-  bool Connect();
+  // A row to be added, by a statement that is prepared.
+  struct PendingRow {
+    RowStatement insert;
+    std::string name;
+  };
+
+  PostgresDeadline Deadline() const {
+    return PostgresDeadline(std::chrono::seconds(options_.statementTimeoutS));
+  }
+  PostgresSession& Session() { return *sessions_.current(); }  // when one stands
   bool EnsureSession(std::string_view statement, bool& fresh);
+  void LoseSession(const PostgresReply& reply, bool wasWriting, int64_t spentMs);
   bool Run(std::string_view statement, std::span<const SqlValue> parameters, Use use, Ran& ran);
   void RunOnce(std::string_view statement, std::span<const SqlValue> parameters, Use use,
                const PostgresDeadline& deadline, Ran& ran);
-  bool Conclude(std::string_view statement, const PostgresDeadline& deadline,
+  PostgresReply TellLockWait(const PostgresDeadline& deadline);
+  bool Conclude(std::string_view statement, Use use, const PostgresDeadline& deadline,
                 const PostgresReply& reply);
-  void Describe(const Ran& ran);
-  bool ChangeOneRow(std::string statement, const SqlRows& rows, size_t row,
-                    std::vector<SqlValue> parameters, Ran& ran);
-  void NoteMoved(const std::string& table, const std::vector<SqlValue>& before,
-                 const std::vector<SqlValue>& now);
-  std::vector<SqlValue> CurrentIdentity(const SqlRows& rows, size_t row);
+  void NoteTimeOut(std::string_view statement, const PostgresReply& reply, int64_t spentMs);
+  void TakeDescription(const Ran& ran);
+  bool Defer(RowStatement& insert);
+  bool RunBehindPending(std::string_view statement, std::span<const SqlValue> parameters, Use use,
+                        const PostgresDeadline& deadline, Ran& ran);
+  bool SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
+                   PostgresReply& reply);
+  void AddPendingSingly(const std::deque<PendingRow>& pending);
+  bool ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
+                    const std::vector<SqlValue>& parameters, Ran& ran);
+  PostgresIdentity FindAgain(const PostgresTable& table, const SqlRows& rows, size_t row);
   bool Fail(std::string_view statement, std::string_view why,
             SqlTrouble trouble = SqlTrouble::kNone);
 
   ServerDatabaseOptions options_;
-  ServerAvailability availability_;
-  std::unique_ptr<Session> session_;
-  // By the name in SqlRows, for rows outlive the session that read them.
-  std::map<std::string, std::shared_ptr<const PostgresTable>, std::less<>> tables_;
-  RecentCache<std::vector<SqlValue>> moved_{kMovedRows};
+  PostgresSessions sessions_;
+  LockPatience patience_;
+  std::string wantedLock_;  // the statement that waited for it in vain
+  std::deque<PendingRow> pending_;
+  size_t pendingBytes_ = 0;
+  uint64_t pendingSession_ = 0;  // whose names pending_ has
+  PostgresRows rows_;
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
+  size_t undone_ = 0;
   bool inTransaction_ = false;
-  bool written_ = false;  // since the last sync
+  bool written_ = false;    // since the last sync
+  bool mayBeLost_ = false;  // what was written before the last sync, with the session that wrote it
 };
 
 bool PostgresDriver::Fail(std::string_view statement, std::string_view why, SqlTrouble trouble) {
@@ -132,48 +166,60 @@ bool PostgresDriver::Fail(std::string_view statement, std::string_view why, SqlT
   return false;
 }
 
-bool PostgresDriver::Connect() {
-  PostgresDeadline deadline(options_.connectTimeoutS);
-  std::string error;
-  auto connection = PostgresConnection::Connect(options_, error);
-  if (!connection) {
-    availability_.NoteLost(error, deadline.SpentMs());
-    return false;
-  }
-  session_ = std::make_unique<Session>(std::move(connection), options_.exactColumns);
-  return true;
-}
+// --- Sessions ---
 
 // A session that the server has ended meanwhile is replaced at once: nothing was sent in vain. The
 // rest of a transaction that went with it must not run by itself.
 bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
-  if (session_ && session_->connection->FoundClosed()) {
-    session_.reset();
-    if (std::exchange(inTransaction_, false)) {
-      availability_.NoteLost("the connection broke within a transaction", 0);
-    }
+  // A select by itself is run again anyway, so it needs no look before.
+  const bool isTrusted = StartsWith(statement, "select") && !inTransaction_ && pending_.empty();
+  PostgresSession* session = sessions_.current();
+  if (session && !isTrusted && session->connection->FoundClosed()) {
+    PostgresReply ended;
+    ended.outcome = Outcome::kNotSent;
+    ended.message = inTransaction_ ? "the connection broke within a transaction"
+                                   : "the server has ended the session";
+    LoseSession(ended, false, 0);
   }
-  fresh = !session_;
-  if (session_ || (availability_.MayTry() && Connect())) return true;
-  return Fail(statement, availability_.why(), SqlTrouble::kUnavailable);
+  fresh = !sessions_.current();
+  return sessions_.Ensure() || Fail(statement, sessions_.why(), SqlTrouble::kUnavailable);
 }
+
+// What was written since the last sync is lost if the server has crashed, and whether it has cannot
+// be told from here. A server that is silent gets a pause; one that has ended the session is called
+// again at once.
+void PostgresDriver::LoseSession(const PostgresReply& reply, bool wasWriting, int64_t spentMs) {
+  const bool wasUnsynced = written_ && options_.durability == SqlDurability::kReceipt;
+  const bool wasCutOff = wasWriting && reply.outcome == Outcome::kLost;
+  mayBeLost_ = mayBeLost_ || wasUnsynced || wasCutOff;
+  const bool wasInTransaction = std::exchange(inTransaction_, false);
+  sessions_.Drop(reply.message, reply.isTimeOut || wasInTransaction, spentMs);
+}
+
+// --- Statements ---
 
 bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> parameters, Use use,
                          Ran& ran) {
   bool fresh = false;
   if (!EnsureSession(statement, fresh)) return false;
-  PostgresDeadline deadline(options_.statementTimeoutS);
-  bool spoilt = session_->connection->TransactionFailed();
-  RunOnce(statement, parameters, use, deadline, ran);
-  if (ran.reply.outcome == Outcome::kNotSent && !fresh && !inTransaction_) {
-    session_.reset();
+  PostgresDeadline deadline = Deadline();
+  const bool spoilt = Session().connection->TransactionFailed();
+  if (!RunBehindPending(statement, parameters, use, deadline, ran)) {
+    EndTurn();
+    if (!sessions_.current() && !EnsureSession(statement, fresh)) return false;
+    RunOnce(statement, parameters, use, deadline, ran);
+  }
+  const bool reads = StartsWith(statement, "select");
+  const bool isHarmless = reads || ran.reply.outcome == Outcome::kNotSent;
+  if (ran.reply.broken() && !ran.reply.isTimeOut && isHarmless && !fresh && !inTransaction_) {
+    LoseSession(ran.reply, !reads, deadline.SpentMs());
     if (!EnsureSession(statement, fresh)) return false;
     RunOnce(statement, parameters, use, deadline, ran);
   }
-  if (!Conclude(statement, deadline, ran.reply)) return false;
+  if (!Conclude(statement, use, deadline, ran.reply)) return false;
   if (MayHaveWritten(ran.reply)) written_ = true;
   // The server takes the `commit` of a transaction that had an error for a `rollback`.
-  if (spoilt && ran.reply.commandTag() == "ROLLBACK" && IsCommit(statement)) {
+  if (spoilt && ran.reply.commandTag() == "ROLLBACK" && StartsWith(statement, "commit")) {
     return Fail(statement, "the transaction had an error before and was rolled back");
   }
   return true;
@@ -181,58 +227,95 @@ bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> p
 
 void PostgresDriver::RunOnce(std::string_view statement, std::span<const SqlValue> parameters,
                              Use use, const PostgresDeadline& deadline, Ran& ran) {
+  ran.reply = TellLockWait(deadline);
+  if (!ran.reply.done()) return;
   for (bool anew : {false, true}) {
     ran.reply =
-        session_->statements.Prepare(statement, parameters, use, anew, deadline, ran.prepared);
+        Session().statements.Prepare(statement, parameters, use, anew, deadline, ran.prepared);
     if (!ran.reply.done()) return;
     PostgresParameters values(parameters);
-    ran.reply = session_->connection->RunPrepared(ran.prepared->name, values, deadline);
-    bool spoilt = session_->connection->TransactionFailed();
+    ran.reply = Session().connection->RunPrepared(ran.prepared->name, values, deadline);
+    bool spoilt = Session().connection->TransactionFailed();
     if (spoilt || !IsOutOfDate(ran.reply, *ran.prepared)) return;
   }
 }
 
+// Has the server wait for locks as long as it may now. A transaction keeps what it began with.
+PostgresReply PostgresDriver::TellLockWait(const PostgresDeadline& deadline) {
+  const int64_t waitMs = std::max(PostgresSession::kNoWaitMs, patience_.WaitMs());
+  if (waitMs == Session().lockWaitMs || inTransaction_) return {};
+  PostgresReply reply =
+      Session().connection->Run("set lock_timeout=" + std::to_string(waitMs), deadline);
+  if (reply.done()) Session().lockWaitMs = waitMs;
+  return reply;
+}
+
 // What follows from a reply for the statements to come.
-bool PostgresDriver::Conclude(std::string_view statement, const PostgresDeadline& deadline,
+bool PostgresDriver::Conclude(std::string_view statement, Use use, const PostgresDeadline& deadline,
                               const PostgresReply& reply) {
   std::string why = reply.message;
   if (!reply.sqlState.empty()) why += " (" + reply.sqlState + ")";
-  if (reply.outcome == Outcome::kLost || reply.outcome == Outcome::kNotSent) {
-    session_.reset();
-    inTransaction_ = false;
-    availability_.NoteLost(why, deadline.SpentMs());
+  if (reply.broken()) {
+    LoseSession(reply, !StartsWith(statement, "select"), deadline.SpentMs());
     return Fail(statement, why, SqlTrouble::kUnavailable);
   }
-  inTransaction_ = session_->connection->InTransaction();
-  availability_.NoteWorking();
-  return reply.done() || Fail(statement, why, TroubleOf(reply.sqlState));
+  inTransaction_ = Session().connection->InTransaction();
+  NoteTimeOut(statement, reply, deadline.SpentMs());
+  if (reply.sqlState != kGivenUp) sessions_.NoteWorking();
+  return reply.done() || Fail(statement, why, TroubleOf(reply.sqlState, use));
+}
+
+// A wait in vain for a lock stops the waiting, and nothing else; a statement that was given up for
+// the time it took is followed by a pause of all.
+void PostgresDriver::NoteTimeOut(std::string_view statement, const PostgresReply& reply,
+                                 int64_t spentMs) {
+  if (reply.sqlState == kLockNotHad) {
+    patience_.NoteVain();
+    wantedLock_ = statement;
+  } else if (reply.sqlState == kGivenUp && spentMs >= ServerAvailability::kBackOffMs / 2) {
+    sessions_.Pause(reply.message, spentMs);
+  } else if (!wantedLock_.empty() && reply.done() && statement == wantedLock_) {
+    patience_.NoteHad();
+    wantedLock_.clear();
+  }
 }
 
 // What is the same at each run of a statement is read from its first.
-void PostgresDriver::Describe(const Ran& ran) {
+void PostgresDriver::TakeDescription(const Ran& ran) {
   PostgresStatement& prepared = *ran.prepared;
   if (!prepared.columns) {
-    size_t hidden = prepared.table ? prepared.table->identity.size() : 0;
+    const size_t behind = prepared.table ? prepared.table->identity.size() : 0;
+    const std::string_view hidden = prepared.showsRowColumn ? "" : kSqlRowColumn;
     prepared.columns = std::make_shared<const std::vector<SqlColumn>>(
-        ReadPostgresColumns(ran.reply.result.get(), hidden));
+        ReadPostgresColumns(ran.reply.result.get(), behind, hidden, prepared.shown));
   }
-  // The last reading counts: a table's key may have changed since another statement was prepared.
-  if (prepared.table) tables_[prepared.table->name] = prepared.table;
+  prepared.describedMs = MonotonicMs(options_.clock);
+  if (prepared.table) rows_.NoteTable(prepared.table);
 }
 
 bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
                            SqlRows& rows) {
   Ran ran;
   if (!Run(statement, parameters, Use::kRows, ran)) return false;
-  Describe(ran);
-  SqlRows read;
-  read.columns = ran.prepared->columns;
-  if (const PostgresTable* table = ran.prepared->table.get()) {
-    read.table = table->name;
-    read.identityWidth = table->identity.size();
-  }
-  ReadPostgresRows(ran.reply.result.get(), read);
+  TakeDescription(ran);
+  SqlRows read = WithoutRows(*ran.prepared);
+  ReadPostgresRows(ran.reply.result.get(), ran.prepared->shown, read);
   rows = std::move(read);
+  return true;
+}
+
+// Told from a run that was not long ago. A table that was changed since refuses what does not suit
+// it.
+bool PostgresDriver::Describe(std::string_view statement, std::span<const SqlValue> parameters,
+                              SqlRows& rows) {
+  const int64_t now = MonotonicMs(options_.clock);
+  const bool mayBeKnown = options_.commit == SqlCommit::kTurn && sessions_.current();
+  const PostgresStatement* known =
+      mayBeKnown ? Session().statements.Find(statement, parameters, Use::kRows) : nullptr;
+  if (!known || !known->columns || now - known->describedMs >= kDescriptionMs) {
+    return Query(statement, parameters, rows);
+  }
+  rows = WithoutRows(*known);
   return true;
 }
 
@@ -241,47 +324,107 @@ bool PostgresDriver::Execute(std::string_view statement, std::span<const SqlValu
   return Run(statement, parameters, Use::kCommand, ran);
 }
 
+// --- Rows ---
+
 bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
-  const RowStatement insert = InsertStatement(target.table, values, kWriting);
+  RowStatement insert = InsertStatement(target.table, values, kWriting);
+  const bool mayWait =
+      options_.commit == SqlCommit::kTurn && sessions_.current() && !inTransaction_;
+  if (mayWait && Defer(insert)) return true;
   Ran ran;
   return Run(insert.text, insert.parameters, Use::kOwn, ran);
 }
 
-bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
-  if (values.empty()) return true;
-  RowStatement set = SetClause(values, kWriting);
-  Ran ran;
-  if (!ChangeOneRow("update " + rows.table + set.text, rows, row, std::move(set.parameters), ran))
-    return false;
-  std::vector<SqlValue> now;
-  for (size_t i = 0; i < rows.identityWidth; ++i) {
-    now.push_back(ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText));
-  }
-  const auto first = rows.identity.begin() + static_cast<std::ptrdiff_t>(row * rows.identityWidth);
-  NoteMoved(rows.table, CurrentIdentity(rows, row), now);
-  std::copy(now.begin(), now.end(), first);
+// False where the row cannot wait: its statement is not prepared yet.
+bool PostgresDriver::Defer(RowStatement& insert) {
+  const PostgresStatement* known =
+      Session().statements.Find(insert.text, insert.parameters, Use::kOwn);
+  if (!known || known->name.empty()) return false;
+  if (!pending_.empty() && pendingSession_ != Session().number) return false;
+  pendingSession_ = Session().number;
+  for (const SqlValue& value : insert.parameters) pendingBytes_ += value.text.size();
+  pending_.push_back({std::move(insert), known->name});
+  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) EndTurn();
   return true;
 }
 
-// A place and the transaction that wrote there never come together again, so what is noted of them
-// stays right.
-void PostgresDriver::NoteMoved(const std::string& table, const std::vector<SqlValue>& before,
-                               const std::vector<SqlValue>& now) {
-  const auto found = tables_.find(table);
-  if (found == tables_.end() || found->second->identity.front() != kPlace) return;
-  const std::string key = MovedKey(table, before);
-  if (moved_.Find(key)) return;
-  moved_.Add(key, now, [](const std::vector<SqlValue>&) {});
+// Runs a select in the round trip that adds the rows which wait. False where it still has to be
+// run.
+bool PostgresDriver::RunBehindPending(std::string_view statement,
+                                      std::span<const SqlValue> parameters, Use use,
+                                      const PostgresDeadline& deadline, Ran& ran) {
+  if (pending_.empty() || pendingSession_ != Session().number || use != Use::kRows) return false;
+  PostgresStatement* known = Session().statements.Find(statement, parameters, use);
+  if (!known || known->name.empty() || !StartsWith(statement, "select")) return false;
+  ran.reply = TellLockWait(deadline);
+  if (ran.reply.broken()) return true;
+  const PostgresCall call{known->name, parameters};
+  ran.prepared = known;
+  const bool isAnswered = SendPending(&call, deadline, ran.reply);
+  return ran.reply.broken() || (isAnswered && !IsOutOfDate(ran.reply, *known));
 }
 
-// Where the row is now that stood there when it was read: another handler of this process may have
-// written it through a row set of its own meanwhile.
-std::vector<SqlValue> PostgresDriver::CurrentIdentity(const SqlRows& rows, size_t row) {
+// Adds the rows that wait, and runs `then` behind them. True when `reply` is what came of `then`:
+// where a row was refused it has run too soon, before the others were added one by one.
+bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
+                                 PostgresReply& reply) {
+  const std::deque<PendingRow> pending = std::exchange(pending_, {});
+  pendingBytes_ = 0;
+  std::vector<PostgresCall> calls;
+  for (const PendingRow& row : pending) calls.push_back({row.name, row.insert.parameters});
+  PostgresReply added = Session().connection->RunGroup(calls, then, deadline, reply);
+  if (added.broken()) {
+    undone_ += pending.size();
+    mayBeLost_ = true;
+    reply = std::move(added);
+    return false;
+  }
+  written_ = written_ || added.done();
+  if (added.done()) return then != nullptr;
+  NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
+  AddPendingSingly(pending);
+  return false;
+}
+
+void PostgresDriver::AddPendingSingly(const std::deque<PendingRow>& pending) {
+  pendingBytes_ = 0;
+  for (const PendingRow& row : pending) {
+    Ran ran;
+    if (!Run(row.insert.text, row.insert.parameters, Use::kOwn, ran)) ++undone_;
+  }
+}
+
+bool PostgresDriver::EndTurn() {
+  if (pending_.empty()) return true;
+  const size_t undoneBefore = undone_;
+  const std::string first = pending_.front().insert.text;
+  const PostgresDeadline deadline = Deadline();
+  bool fresh = false;
+  if (!EnsureSession(first, fresh) || pendingSession_ != Session().number) {
+    AddPendingSingly(std::exchange(pending_, {}));  // nothing of them was sent
+    return undone_ == undoneBefore;
+  }
+  PostgresReply reply = TellLockWait(deadline);
+  if (!reply.broken()) SendPending(nullptr, deadline, reply);
+  if (reply.broken()) Conclude(first, Use::kOwn, deadline, reply);
+  return undone_ == undoneBefore;
+}
+
+bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
+  if (values.empty()) return true;
+  const RowStatement set = SetClause(values, kWriting);
+  Ran ran;
+  if (!ChangeOneRow("update " + rows.table + set.text, rows, row, set.parameters, ran))
+    return false;
+  PostgresIdentity now;
+  for (size_t i = 0; i < rows.identityWidth; ++i) {
+    now.push_back(ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText));
+  }
+  rows_.NoteMoved(rows, rows_.Current(rows, row), now);
   const auto first = rows.identity.begin() + static_cast<std::ptrdiff_t>(row * rows.identityWidth);
-  std::vector<SqlValue> identity(first, first + static_cast<std::ptrdiff_t>(rows.identityWidth));
-  while (const auto* now = moved_.Find(MovedKey(rows.table, identity))) identity = *now;
-  return identity;
+  std::copy(now.begin(), now.end(), first);
+  return true;
 }
 
 bool PostgresDriver::DeleteRow(const SqlRows& rows, size_t row) {
@@ -290,36 +433,49 @@ bool PostgresDriver::DeleteRow(const SqlRows& rows, size_t row) {
 }
 
 // Runs the statement on the one row alone, and has it give the row's identity. A row that another
-// program has deleted, or moved where rows have no key, is a failure.
-bool PostgresDriver::ChangeOneRow(std::string statement, const SqlRows& rows, size_t row,
-                                  std::vector<SqlValue> parameters, Ran& ran) {
-  auto table = tables_.find(rows.table);
-  if (table == tables_.end()) return Fail(statement, "the row set comes from no single table");
-  const std::vector<std::string>& identity = table->second->identity;
-  size_t first = row * rows.identityWidth;
-  bool known =
-      rows.identityWidth == identity.size() && first + rows.identityWidth <= rows.identity.size();
-  if (!known) return Fail(statement, "no current row");
-  const std::vector<SqlValue> values = CurrentIdentity(rows, row);
-  std::string returned;
-  for (size_t i = 0; i < identity.size(); ++i) {
-    parameters.push_back(values[i]);
-    statement +=
-        (i == 0 ? " where " : " and ") + identity[i] + "=$" + std::to_string(parameters.size());
-    returned += (i == 0 ? " returning " : ",") + identity[i];
+// program has deleted is a failure.
+bool PostgresDriver::ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
+                                  const std::vector<SqlValue>& parameters, Ran& ran) {
+  EndTurn();
+  const PostgresTable* table = rows_.Find(rows.table);
+  if (!table) return Fail(statement, "the row set comes from no single table");
+  PostgresIdentity identity = rows_.Current(rows, row);
+  if (identity.empty()) return Fail(statement, "no current row");
+  for (bool again : {false, true}) {
+    if (again) identity = table->isByPlace ? FindAgain(*table, rows, row) : PostgresIdentity();
+    if (identity.empty()) break;
+    std::string text = statement;
+    std::vector<SqlValue> values = parameters;
+    AppendRowCondition(*table, identity, text, values);
+    if (!Run(text, values, Use::kOwn, ran)) return false;
+    if (ran.reply.rowsTouched() != "0") return true;
   }
-  statement += returned;
-  if (!Run(statement, parameters, Use::kOwn, ran)) return false;
-  return ran.reply.rowsTouched() != "0" || Fail(statement, "the row is no longer there");
+  return Fail(statement, "the row is no longer there");
+}
+
+// Where the row is that another program has written since it was read; empty when it cannot be
+// told.
+PostgresIdentity PostgresDriver::FindAgain(const PostgresTable& table, const SqlRows& rows,
+                                           size_t row) {
+  if (inTransaction_) return {};
+  std::vector<std::string> columns;
+  Session().statements.ReadIndexedColumns(table.number, Deadline(), columns);
+  std::vector<SqlValue> values;
+  const std::string select = SelectByColumns(table, columns, rows, row, values);
+  Ran ran;
+  if (select.empty() || !Run(select, values, Use::kCommand, ran)) return {};
+  return OnlyNewIdentity(ran.reply.result.get(), rows);
 }
 
 bool PostgresDriver::SyncCommitted() {
-  bool due = written_ && !inTransaction_ && options_.durability == SqlDurability::kReceipt;
-  if (!due) return true;
+  EndTurn();
+  const bool isDue = written_ && options_.durability == SqlDurability::kReceipt;
+  if ((!isDue && !mayBeLost_) || inTransaction_) return true;
   Ran ran;
   if (!Run(kSyncStatement, {}, Use::kOwn, ran)) return false;
   written_ = false;
-  return true;
+  if (!std::exchange(mayBeLost_, false)) return true;
+  return Fail("sync", "the session that wrote ended before its sync", SqlTrouble::kUnavailable);
 }
 
 }  // namespace

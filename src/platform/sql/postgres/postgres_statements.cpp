@@ -24,13 +24,22 @@ constexpr size_t kMostDescribedValues = (30'000 - 6) / 4;
 constexpr const char* kTableReader = "vnq_table";
 constexpr const char* kDescribeTable =
     "select c.relkind,c.relhassubclass,pg_catalog.pg_table_is_visible(c.oid),n.nspname,c.relname,"
-    "a.attname from pg_catalog.pg_class c"
+    "a.attname,a.attidentity from pg_catalog.pg_class c"
     " join pg_catalog.pg_namespace n on n.oid=c.relnamespace"
     " left join pg_catalog.pg_index i on i.indrelid=c.oid and i.indisprimary and i.indisvalid"
     // Behind the key's columns an index can have others.
     " left join pg_catalog.pg_attribute a on a.attrelid=c.oid"
     " and a.attnum=any((i.indkey::int2[])[0:i.indnkeyatts-1])"
     " where c.oid=$1";
+
+// An index depends on its columns, also on those within an expression.
+constexpr const char* kIndexedColumns =
+    "select a.attname from pg_catalog.pg_attribute a where a.attrelid=$1 and a.attnum>0"
+    " and not a.attisdropped and case when exists(select 1 from pg_catalog.pg_index"
+    " where indrelid=$1) then exists(select 1 from pg_catalog.pg_depend d"
+    " join pg_catalog.pg_index i on i.indexrelid=d.objid where i.indrelid=$1 and d.refobjid=$1"
+    " and d.refobjsubid=a.attnum) else a.attnum=(select min(b.attnum) from"
+    " pg_catalog.pg_attribute b where b.attrelid=$1 and b.attnum>0 and not b.attisdropped) end";
 
 std::string Cell(const PostgresReply& reply, int row, int column) {
   return PQgetvalue(reply.result.get(), row, column);
@@ -61,8 +70,10 @@ std::shared_ptr<const PostgresTable> TableOf(unsigned number, const PostgresRepl
   bool hasKey = PQgetisnull(reply.result.get(), 0, 5) == 0;
   if (inherited || !hasKey) {
     table->identity = PlaceColumns(inherited || partitioned);
+    table->isByPlace = true;
     return table;
   }
+  table->isCounted = rows == 1 && !Cell(reply, 0, 6).empty();
   for (int i = 0; i < rows; ++i) {
     table->identity.push_back(DoubleQuoted(Cell(reply, i, 5)));
   }
@@ -109,6 +120,11 @@ PostgresReply Translate(std::string_view written, std::span<const SqlMarker> mar
 
 }  // namespace
 
+PostgresStatement* PostgresStatements::Find(std::string_view written,
+                                            std::span<const SqlValue> parameters, Use use) {
+  return recent_.Find(KeyOf(written, MarkersOf(parameters), use));
+}
+
 PostgresReply PostgresStatements::Prepare(std::string_view written,
                                           std::span<const SqlValue> parameters, Use use, bool anew,
                                           const PostgresDeadline& deadline,
@@ -127,6 +143,7 @@ PostgresReply PostgresStatements::Prepare(std::string_view written,
   PostgresStatement made;
   bool kept = written.size() <= kLongestKept;
   if (kept) made.name = "vnq_" + std::to_string(++lastName_);
+  made.showsRowColumn = written.find(kSqlRowColumn) != written.npos;
   const bool forReading = markers.size() > kMostDescribedValues;
   if (reply.done()) reply = Make(text, forReading ? Use::kCommand : use, deadline, made);
   if (!reply.done()) return reply;
@@ -183,7 +200,10 @@ PostgresReply PostgresStatements::TryIdentified(const TranslatedSql& text,
                                                 const PostgresTable& table,
                                                 const PostgresDeadline& deadline,
                                                 const std::string& name) {
-  PostgresReply reply = connection_.Prepare(name, text.WithColumns(IdentityList(table)), deadline);
+  // Rows that were written or tidied up since would come in another order.
+  const std::string order = table.isCounted ? table.identity.front() : "";
+  PostgresReply reply =
+      connection_.Prepare(name, text.WithColumns(IdentityList(table), order), deadline);
   if (reply.done()) reply = connection_.Describe(name, deadline);
   if (!reply.done() || CommonPostgresTable(reply.result.get()) == table.number) return reply;
   if (!name.empty()) unused_.push_back(name);
@@ -205,6 +225,17 @@ PostgresReply PostgresStatements::ReadTable(unsigned number, const PostgresDeadl
     reply = {};
   }
   if (reply.done()) table = TableOf(number, reply);
+  return reply;
+}
+
+PostgresReply PostgresStatements::ReadIndexedColumns(unsigned table,
+                                                     const PostgresDeadline& deadline,
+                                                     std::vector<std::string>& columns) {
+  const std::vector<SqlValue> values = {SqlValue::Integer(table)};
+  PostgresReply reply = connection_.Prepare("", kIndexedColumns, deadline);
+  if (reply.done()) reply = connection_.RunPrepared("", PostgresParameters(values), deadline);
+  const int rows = reply.done() ? PQntuples(reply.result.get()) : 0;
+  for (int i = 0; i < rows; ++i) columns.push_back(Cell(reply, i, 0));
   return reply;
 }
 

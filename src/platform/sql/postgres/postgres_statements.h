@@ -20,11 +20,16 @@ struct PostgresTable {
   unsigned number = 0;                ///< the server's number for it
   std::string name;                   ///< as it stands in a statement
   std::vector<std::string> identity;  ///< the columns that find a row again, as in a statement
+  bool isByPlace = false;             ///< they are ctid and xmin: the table has no key
+  bool isCounted = false;             ///< they are one that counts the rows as they were added
 };
 
 struct PostgresStatement {
   std::string name;  ///< on the server; empty for one that is overwritten by the next such
   std::shared_ptr<const std::vector<SqlColumn>> columns;  ///< null until it was run
+  std::vector<int> shown;                                 ///< by column, where it is in the results
+  int64_t describedMs = 0;                                ///< when `columns` was last seen to be so
+  bool showsRowColumn = false;                            ///< its text names kSqlRowColumn
   std::shared_ptr<const PostgresTable> table;  ///< null when its rows are for reading only; else
                                                ///< the identity is at the end of its columns
 };
@@ -41,6 +46,14 @@ class PostgresStatements {
   /// The connection outlives the cache.
   PostgresStatements(PostgresConnection& connection, std::vector<std::string> exactColumns)
       : connection_(connection), exactColumns_(std::move(exactColumns)) {}
+
+  /// The statement when it is prepared already; null otherwise. Sends nothing.
+  PostgresStatement* Find(std::string_view written, std::span<const SqlValue> parameters, Use use);
+
+  /// The columns that the indexes of a table are on; its first where it has no index. Read at each
+  /// call.
+  PostgresReply ReadIndexedColumns(unsigned table, const PostgresDeadline& deadline,
+                                   std::vector<std::string>& columns);
 
   /// Gives the statement, prepared if it was not. Owned by the cache and good until the next call.
   /// anew: prepares it even if it was, for the server does not take the old one any more.

@@ -81,15 +81,18 @@ const char* PostgresParameters::Text(const SqlValue& value) {
   return made_.emplace_back(StorableText(value.text)).c_str();
 }
 
-std::vector<SqlColumn> ReadPostgresColumns(const pg_result* result, size_t hidden) {
+std::vector<SqlColumn> ReadPostgresColumns(const pg_result* result, size_t behind,
+                                           std::string_view hidden, std::vector<int>& shown) {
   std::vector<SqlColumn> columns;
-  size_t count = static_cast<size_t>(PQnfields(result)) - hidden;
-  for (size_t i = 0; i < count; ++i) {
-    int index = static_cast<int>(i);
-    Oid type = PQftype(result, index);
-    columns.push_back({PQfname(result, index),
-                       IsInteger(type) ? SqlColumnType::kInteger : SqlColumnType::kText,
-                       MaxLength(type, PQfmod(result, index))});
+  shown.clear();
+  const int count = PQnfields(result) - static_cast<int>(behind);
+  for (int i = 0; i < count; ++i) {
+    const char* name = PQfname(result, i);
+    if (!hidden.empty() && name == hidden) continue;
+    const Oid type = PQftype(result, i);
+    shown.push_back(i);
+    columns.push_back({name, IsInteger(type) ? SqlColumnType::kInteger : SqlColumnType::kText,
+                       MaxLength(type, PQfmod(result, i))});
   }
   return columns;
 }
@@ -116,18 +119,19 @@ SqlValue ReadPostgresCell(const pg_result* result, size_t row, size_t column, Sq
   return SqlValue::Integer(number);
 }
 
-void ReadPostgresRows(const pg_result* result, SqlRows& rows) {
+void ReadPostgresRows(const pg_result* result, std::span<const int> shown, SqlRows& rows) {
   const std::vector<SqlColumn>& columns = *rows.columns;
-  size_t count = columns.empty() ? 0 : static_cast<size_t>(PQntuples(result));
+  const size_t count = columns.empty() ? 0 : static_cast<size_t>(PQntuples(result));
+  const size_t identityAt = static_cast<size_t>(PQnfields(result)) - rows.identityWidth;
   rows.cells.reserve(count * columns.size());
   rows.identity.reserve(count * rows.identityWidth);
   for (size_t row = 0; row < count; ++row) {
     for (size_t i = 0; i < columns.size(); ++i) {
-      rows.cells.push_back(ReadPostgresCell(result, row, i, columns[i].type));
+      const auto at = static_cast<size_t>(shown[i]);
+      rows.cells.push_back(ReadPostgresCell(result, row, at, columns[i].type));
     }
     for (size_t i = 0; i < rows.identityWidth; ++i) {
-      rows.identity.push_back(
-          ReadPostgresCell(result, row, columns.size() + i, SqlColumnType::kText));
+      rows.identity.push_back(ReadPostgresCell(result, row, identityAt + i, SqlColumnType::kText));
     }
   }
 }

@@ -41,15 +41,18 @@ class PostgresParameters {
   std::deque<std::string> made_;
 };
 
-/// The columns of a result but for the last `hidden` ones.
-std::vector<SqlColumn> ReadPostgresColumns(const pg_result* result, size_t hidden);
+/// The columns of a result but for the last `behind` ones and any of the name `hidden`; `shown`
+/// tells where each is.
+std::vector<SqlColumn> ReadPostgresColumns(const pg_result* result, size_t behind,
+                                           std::string_view hidden, std::vector<int>& shown);
 
 /// The one table that all columns of a result are columns of, by the server's number for it; 0 when
 /// there is none.
 unsigned CommonPostgresTable(const pg_result* result);
 
-/// Appends the rows of a result: rows.columns and then rows.identityWidth columns of it.
-void ReadPostgresRows(const pg_result* result, SqlRows& rows);
+/// Appends the rows of a result: for each of rows.columns the one at its place in `shown`, and the
+/// result's last rows.identityWidth ones.
+void ReadPostgresRows(const pg_result* result, std::span<const int> shown, SqlRows& rows);
 
 /// A cell as its column's type has it.
 SqlValue ReadPostgresCell(const pg_result* result, size_t row, size_t column, SqlColumnType type);

@@ -9,6 +9,7 @@ namespace vnq {
 namespace {
 
 constexpr int kCheckpointPages = 1000;
+constexpr int64_t kKeptLogBytes = 16 << 20;
 
 bool HasReason(int code, int reason) {
   return (code & 0xff) == reason;
@@ -79,6 +80,9 @@ bool SqliteConnection::Prepare(const SqliteOptions& options, std::string& error)
   RegisterFunctions(handle_);
   if (!UseWriteAheadLog(error)) return false;
   if (!Run(SynchronousPragma(options.durability, writeAheadLog_), error)) return false;
+  // Behind a long reader the log grows; its length is given back when it begins anew.
+  if (!Run(("pragma journal_size_limit=" + std::to_string(kKeptLogBytes)).c_str(), error))
+    return false;
   // Takes the place of the engine's own check points, which would run inside a statement's commit.
   sqlite3_wal_hook(handle_, NoteCommit, this);
   statements_ = std::make_unique<SqliteStatementCache>(handle_);

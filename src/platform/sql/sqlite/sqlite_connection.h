@@ -80,6 +80,9 @@ class SqliteConnection {
   /// True when the file's name leads to another file now, or to none.
   bool HasMoved() const;
 
+  /// True when something was committed since the last sync.
+  bool hasUnsynced() const { return written_; }
+
   /// Syncs what was committed since the last successful call, when `durability` leaves that to it,
   /// and moves a long write-ahead log into the file.
   bool Sync(SqlDurability durability, std::string& error);

@@ -5,15 +5,16 @@
 #include <utility>
 
 #include "platform/net/clock.h"
+#include "platform/sql/lock_patience.h"
 #include "platform/sql/row_statements.h"
 #include "platform/sql/sqlite/sqlite_connection.h"
+#include "platform/sql/sqlite/sqlite_files.h"
 #include "platform/sql/sqlite/sqlite_turn.h"
 
 namespace vnq {
 namespace {
 
-constexpr int64_t kRetryMs = 1000;    // between two attempts to open the file
-constexpr int64_t kBackOffMs = 1000;  // without waiting, after a wait for a lock was in vain
+constexpr int64_t kRetryMs = 1000;  // between two attempts to open the file
 constexpr int64_t kMovedCheckMs = 1000;
 
 // The values for a statement's markers, where they lie: given ones, or assigned columns and behind
@@ -118,8 +119,9 @@ void ReadRow(SqliteStatement& statement, SqlRows& rows) {
 
 class SqliteDriver final : public SqlDriver {
  public:
-  explicit SqliteDriver(SqliteOptions options) : options_(std::move(options)) {}
-  ~SqliteDriver() override { SqliteDriver::EndTurn(); }
+  explicit SqliteDriver(SqliteOptions options)
+      : options_(std::move(options)), patience_(options_.busyTimeoutMs, options_.clock) {}
+  ~SqliteDriver() override;
 
   bool Query(std::string_view statement, std::span<const SqlValue> parameters,
              SqlRows& rows) override;
@@ -144,7 +146,8 @@ class SqliteDriver final : public SqlDriver {
   void Open(int64_t nowMs);
   void CloseFile();
   void Unavailable(const std::string& why);
-  void RegainPatience();
+  void LeaveReplacedFile(int64_t nowMs);
+  void TellLockWait();
   SqliteStatement* Begin(std::string_view statement, const Markers& values, int64_t nowMs,
                          SqliteStatement* known = nullptr);
   bool BindAll(SqliteStatement& prepared, const Markers& values);
@@ -165,13 +168,21 @@ class SqliteDriver final : public SqlDriver {
   size_t undone_ = 0;
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
-  std::string unavailable_;     // why the file cannot be used, once said; empty while it can
-  bool impatient_ = false;      // a wait for a lock was in vain
-  int64_t patientAgainMs_ = 0;  // when the next statement may wait again
+  std::string unavailable_;  // why the file cannot be used, once said; empty while it can
+  LockPatience patience_;
+  int64_t lockWaitMs_ = 0;  // that the engine knows of
+  SqliteFiles files_;       // of the last connection
+  bool mayBeLost_ = false;  // what was written last: the file was another one already
   int64_t nextAttemptMs_ = INT64_MIN;
   int64_t nextMovedCheckMs_ = INT64_MIN;
   std::string ownText_;  // of the statement that a row made, kept for its memory
 };
+
+SqliteDriver::~SqliteDriver() {
+  SqliteDriver::EndTurn();
+  CloseFile();
+  RemoveLogOfReplaced(files_);
+}
 
 // A connection that stands is looked at now and then: who puts a backup in the file's place must
 // not have the server go on writing to the file that has no name any more.
@@ -179,10 +190,7 @@ bool SqliteDriver::EnsureOpen(int64_t nowMs) {
   const bool inTurn = turn_ && turn_->IsOpen();
   if (connection_ && !inTurn && nowMs >= nextMovedCheckMs_) {
     nextMovedCheckMs_ = nowMs + kMovedCheckMs;
-    if (connection_->HasMoved()) {
-      CloseFile();
-      nextAttemptMs_ = nowMs;
-    }
+    if (connection_->HasMoved()) LeaveReplacedFile(nowMs);
   }
   if (connection_) return true;
   if (nowMs >= nextAttemptMs_) {
@@ -196,13 +204,29 @@ bool SqliteDriver::EnsureOpen(int64_t nowMs) {
 
 void SqliteDriver::Open(int64_t nowMs) {
   std::string error;
-  connection_ = SqliteConnection::Open(options_, error);
-  if (!connection_) return Unavailable(error);
+  SqliteOptions now = options_;
+  now.busyTimeoutMs = static_cast<int>(patience_.WaitMs());
+  RemoveLogOfReplaced(files_);
+  const int64_t start = MonotonicMs(nullptr);
+  connection_ = SqliteConnection::Open(now, error);
+  if (!connection_) {
+    const int64_t spentMs = MonotonicMs(nullptr) - start;
+    if (now.busyTimeoutMs > 0 && spentMs >= now.busyTimeoutMs) patience_.NoteVain();
+    return Unavailable(error);
+  }
+  lockWaitMs_ = now.busyTimeoutMs;
+  files_ = FilesOf(connection_->handle());
   if (options_.commit == SqlCommit::kTurn && connection_->hasWriteAheadLog()) {
     turn_.emplace(connection_->handle());
   }
-  impatient_ = false;
   nextMovedCheckMs_ = nowMs + kMovedCheckMs;
+}
+
+// What was written since the last sync went to a file that has this name no more.
+void SqliteDriver::LeaveReplacedFile(int64_t nowMs) {
+  mayBeLost_ = mayBeLost_ || connection_->hasUnsynced();
+  CloseFile();
+  nextAttemptMs_ = nowMs;
 }
 
 void SqliteDriver::CloseFile() {
@@ -220,16 +244,18 @@ void SqliteDriver::Unavailable(const std::string& why) {
   unavailable_ = why;
 }
 
-void SqliteDriver::RegainPatience() {
-  impatient_ = false;
-  sqlite3_busy_timeout(connection_->handle(), options_.busyTimeoutMs);
+void SqliteDriver::TellLockWait() {
+  const int64_t waitMs = patience_.WaitMs();
+  if (waitMs == lockWaitMs_) return;
+  sqlite3_busy_timeout(connection_->handle(), static_cast<int>(waitMs));
+  lockWaitMs_ = waitMs;
 }
 
 // The statement, bound and ready to step; null when it failed. known: it, where it is prepared.
 SqliteStatement* SqliteDriver::Begin(std::string_view statement, const Markers& values,
                                      int64_t nowMs, SqliteStatement* known) {
   if (!EnsureOpen(nowMs)) return nullptr;
-  if (impatient_ && nowMs >= patientAgainMs_) RegainPatience();
+  TellLockWait();
   std::string refusal;
   SqliteStatement* prepared = known ? known : connection_->statements().Prepare(statement, refusal);
   if (!prepared) {
@@ -268,7 +294,7 @@ bool SqliteDriver::JoinAsWriter(int64_t nowMs) {
   if (turn_->IsWriting()) return turn_->Join(true, nowMs);
   sqlite3_busy_timeout(connection_->handle(), 0);
   expectsWrites_ = turn_->Join(true, nowMs);
-  sqlite3_busy_timeout(connection_->handle(), impatient_ ? 0 : options_.busyTimeoutMs);
+  sqlite3_busy_timeout(connection_->handle(), static_cast<int>(lockWaitMs_));
   return expectsWrites_;
 }
 
@@ -283,7 +309,7 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code, bool addsRow) {
   sqlite3_reset(handle);
   sqlite3_clear_bindings(handle);
   if (!done) return FailByEngine(prepared.written);
-  if (impatient_ && wrote) RegainPatience();
+  if (wrote) patience_.NoteHad();
   if (turn_ && wrote) turn_->NoteWrite();
   if (!unavailable_.empty()) {
     unavailable_.clear();
@@ -310,10 +336,7 @@ bool SqliteDriver::FailByEngine(std::string_view statement) {
 void SqliteDriver::Conclude(int extendedCode) {
   trouble_ = TroubleOf(extendedCode);
   if (trouble_ == SqlTrouble::kUnavailable) return Unavailable(std::string(lastError_));
-  if (trouble_ != SqlTrouble::kLocked || impatient_) return;
-  impatient_ = true;
-  patientAgainMs_ = NowMs() + kBackOffMs;
-  sqlite3_busy_timeout(connection_->handle(), 0);
+  if (trouble_ == SqlTrouble::kLocked) patience_.NoteVain();
 }
 
 // The statement, where it has been prepared and the transaction goes on; else null.
@@ -426,6 +449,12 @@ bool SqliteDriver::EndTurn() {
 
 bool SqliteDriver::SyncCommitted() {
   EndTurn();
+  const bool isReplaced = connection_ && connection_->hasUnsynced() && connection_->HasMoved();
+  if (isReplaced) LeaveReplacedFile(NowMs());
+  if (std::exchange(mayBeLost_, false)) {
+    lastError_ = fmt::format("database file {}: it was replaced before a sync", options_.path);
+    return false;
+  }
   if (!connection_) return true;
   std::string error;
   if (connection_->Sync(options_.durability, error)) return true;

@@ -1,0 +1,103 @@
+#include "platform/system/process_log.h"
+
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/spdlog.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "support/json/json_value.h"
+#include "support/json/json_writer.h"
+
+namespace vnq {
+namespace {
+
+std::string_view AsView(spdlog::string_view_t text) {
+  return {text.data(), text.size()};
+}
+
+// By the numbers of syslog.
+char Priority(spdlog::level::level_enum level) {
+  switch (level) {
+    case spdlog::level::critical:
+    case spdlog::level::err:
+      return '3';
+    case spdlog::level::warn:
+      return '4';
+    case spdlog::level::info:
+      return '6';
+    default:
+      return '7';
+  }
+}
+
+class PriorityFlag : public spdlog::custom_flag_formatter {
+ public:
+  void format(const spdlog::details::log_msg& message, const std::tm&,
+              spdlog::memory_buf_t& line) override {
+    line.push_back(Priority(message.level));
+  }
+  std::unique_ptr<custom_flag_formatter> clone() const override {
+    return std::make_unique<PriorityFlag>();
+  }
+};
+
+/// {"time":"2026-01-02T03:04:05.678","level":"info","message":"..."}
+class JsonFormatter : public spdlog::formatter {
+ public:
+  void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override {
+    spdlog::memory_buf_t head;
+    head_.format(message, head);
+    line.append(head.data(), head.data() + head.size());
+    const std::string text = WriteJson(JsonValue(std::string(AsView(message.payload))));
+    line.append(text.data(), text.data() + text.size());
+    for (const char c : {'}', '\n'}) line.push_back(c);
+  }
+  std::unique_ptr<spdlog::formatter> clone() const override {
+    return std::make_unique<JsonFormatter>();
+  }
+
+ private:
+  spdlog::pattern_formatter head_{R"({"time":"%Y-%m-%dT%H:%M:%S.%e","level":"%l","message":)",
+                                  spdlog::pattern_time_type::local, ""};
+};
+
+// systemd says which stream is its journal by the numbers of device and file.
+bool WritesToJournal() {
+  const char* stream = std::getenv("JOURNAL_STREAM");
+  struct stat status {};
+  return stream != nullptr && fstat(STDERR_FILENO, &status) == 0 &&
+         stream == std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
+void SetTextPattern() {
+  auto formatter = std::make_unique<spdlog::pattern_formatter>();
+  formatter->add_flag<PriorityFlag>('*').set_pattern(
+      WritesToJournal() ? "<%*>%l: %v" : "%Y-%m-%d %H:%M:%S.%e %l: %v");
+  spdlog::set_formatter(std::move(formatter));
+}
+
+}  // namespace
+
+bool SetUpLog(const LogOptions& options, std::string& error) {
+  const bool isLevel = options.level == "debug" || options.level == "info" ||
+                       options.level == "warning" || options.level == "error";
+  if (!isLevel || (options.format != "text" && options.format != "json")) {
+    error = isLevel ? "--log-format " + options.format + " is not one of text, json"
+                    : "--log-level " + options.level + " is not one of debug, info, warning, error";
+    return false;
+  }
+  spdlog::set_default_logger(spdlog::stderr_color_mt("vnq"));
+  spdlog::set_level(spdlog::level::from_str(options.level));
+  if (options.format == "json") {
+    spdlog::set_formatter(std::make_unique<JsonFormatter>());
+  } else {
+    SetTextPattern();
+  }
+  return true;
+}
+
+}  // namespace vnq

@@ -1,0 +1,18 @@
+// The log of a process, on standard error: how much it tells, and in which form.
+#pragma once
+
+#include <string>
+
+namespace vnq {
+
+struct LogOptions {
+  std::string level = "info";   ///< debug, info, warning, error
+  std::string format = "text";  ///< text: a line for people; json: an object a line (RFC 8259)
+};
+
+/// Makes it the default log of spdlog. Where standard error is systemd's journal, lines of text
+/// have the priority that it reads instead of the date that it adds. False, with the reason in
+/// `error`, for a word that is not known.
+bool SetUpLog(const LogOptions& options, std::string& error);
+
+}  // namespace vnq

@@ -1,0 +1,21 @@
+// How often a test of chance is repeated.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace vnq {
+
+/// VNQ_ROUNDS where it is set, for long runs by hand; `usual` in a normal test run.
+inline int Rounds(int usual) {
+  const char* wanted = getenv("VNQ_ROUNDS");
+  return wanted != nullptr ? std::atoi(wanted) : usual;
+}
+
+/// VNQ_SEED, or 1: the same seed makes the same choices.
+inline uint64_t Seed() {
+  const char* wanted = getenv("VNQ_SEED");
+  return wanted != nullptr ? std::strtoull(wanted, nullptr, 10) : 1;
+}
+
+}  // namespace vnq
