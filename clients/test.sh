@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Type-checks and tests the workspaces against a real server. Node's test reporter tells the counts.
 #
-#   VNQ_PROGRAMS=FOLDER clients/test.sh [WORKSPACE...]     (default: protocol client gateway)
+#   VNQ_PROGRAMS=FOLDER clients/test.sh [WORKSPACE...]     (default: protocol client gateway web)
 #
 # VNQ_PROGRAMS is the folder of vnq_main_service and vnqctl (default: build/release/bin). Takes Debian's nodejs,
 # esbuild, node-typescript and node-ws, or what `npm ci` has put into node_modules. Writes to clients/.build.
@@ -27,7 +27,7 @@ for tool in node esbuild tsc; do
 done
 
 workspaces=("$@")
-[[ ${#workspaces[@]} -gt 0 ]] || workspaces=(protocol client gateway)
+[[ ${#workspaces[@]} -gt 0 ]] || workspaces=(protocol client gateway web)
 
 tsc -p tsconfig.json || Fail "the types do not fit"
 

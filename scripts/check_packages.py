@@ -28,7 +28,7 @@ SCRIPTS_OF = {"run": ["run.sh", "scripts/install_packages.sh", "scripts/building
 
 # What tests and tools start or open by a name that no script shows in front of a command.
 STARTED_BY_TESTS = ["mdb-json", "mdb-schema", "mdb-count", "node", "python3", "git", "clang-format", "clang-tidy",
-                    "setpriv"]
+                    "setpriv", "esbuild", "tsc"]
 OPENED_BY_TESTS = ["/usr/lib/*/odbc/libtdsodbc.so", "/usr/lib/postgresql/*/bin/initdb",
                    "/usr/lib/postgresql/*/bin/postgres"]
 

@@ -48,7 +48,7 @@ class Ports {
   /// Ties each port's reads to its commands; opens nothing.
   explicit Ports(Host& host);
 
-  /// Opens the ports' listeners, then the deployment's. One that cannot be bound is said and silent.
+  /// Opens the listeners of ports and deployment. One that cannot be bound is silent, and said.
   void Load();
 
   /// Takes leave of the connected slots and closes them and the listener, port by port. Runs as a

@@ -376,13 +376,32 @@ export class Client extends Emitter<ClientEvents> {
   ): Promise<void> {
     this.#heldBack = [];
     try {
-      for (const missed of await ask(signal)) this.#deliver(missed, `${missed.type}|${missed.id}`);
+      for (const missed of await this.#withinTime(ask, signal)) {
+        this.#deliver(missed, `${missed.type}|${missed.id}`);
+      }
     } catch (error) {
       if (!signal.aborted) this.emit('trouble', error as Error);
     }
-    const live = this.#heldBack;
+    const live = this.#heldBack ?? [];
     this.#heldBack = undefined;
     for (const { incoming, record } of live) this.#onRecord(incoming, record);
+  }
+
+  async #withinTime<T>(ask: (signal: AbortSignal) => Promise<T>, signal: AbortSignal): Promise<T> {
+    const limited = new AbortController();
+    const onAbort = () => limited.abort(abortError(signal));
+    signal.addEventListener('abort', onAbort);
+    const late = () => limited.abort(new Error(`the history did not answer within ${this.#timing.catchUp} ms`));
+    const timer = setTimeout(late, this.#timing.catchUp);
+    try {
+      return await new Promise<T>((resolve, reject) => {
+        limited.signal.addEventListener('abort', () => reject(abortError(limited.signal)));
+        ask(limited.signal).then(resolve, reject);
+      });
+    } finally {
+      clearTimeout(timer);
+      signal.removeEventListener('abort', onAbort);
+    }
   }
 
   #onRecord(incoming: Incoming, record: string): void {

@@ -17,6 +17,8 @@ export interface Timing {
   readonly quietUnclosed: number;
   /** The first wait for a receipt; it doubles with each try. */
   readonly receipt: number;
+  /** For what was missed; the session begins without it then. */
+  readonly catchUp: number;
   /** The first and the longest wait before a connection is made again. */
   readonly reconnectFirst: number;
   readonly reconnectLongest: number;
@@ -30,6 +32,7 @@ export const defaultTiming: Timing = {
   quiet: 40,
   quietUnclosed: 400,
   receipt: 10_000,
+  catchUp: 30_000,
   reconnectFirst: 500,
   reconnectLongest: 30_000,
 };

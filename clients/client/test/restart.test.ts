@@ -81,6 +81,16 @@ test('catchUp: one that fails is told, and the session goes on', async (t) => {
   assert.equal(b.state, 'ready');
 });
 
+test('catchUp: one that does not answer keeps the session waiting for a while only', async (t) => {
+  const server = await serverFor(t, 6);
+  const catchUp = () => new Promise<never>(() => undefined);
+  const b = clientOf(server, ben, { catchUp, timing: { catchUp: 100 } });
+  t.after(() => b.close());
+  const trouble = b.next('trouble');
+  await b.login();
+  assert.match((await trouble).message, /did not answer within 100 ms/);
+});
+
 test('FileOutbox: what the server has not taken is sent by the next run', async (t) => {
   const server = await serverFor(t, 5);
   const folder = mkdtempSync(joinPath(tmpdir(), 'vnq_outbox_'));

@@ -32,11 +32,10 @@ export interface HistoryOptions {
 interface Waiting {
   resolve(result: any): void;
   reject(error: Error): void;
-  readonly timer: ReturnType<typeof setTimeout>;
 }
 
 const answerWithinMs = 30_000;
-const mostWaiting = 500;
+const mostWaiting = 2000;
 const slowestRestartMs = 10_000;
 
 class Reader {
@@ -45,12 +44,14 @@ class Reader {
   #next = 1;
   #restartMs = 100;
   #timer: ReturnType<typeof setTimeout> | undefined;
+  #due: ReturnType<typeof setTimeout> | undefined;
   #stopped = false;
   #lastWords = '';
 
   constructor(
     private readonly options: HistoryOptions,
     private readonly log: Log,
+    private readonly withinMs: number,
   ) {
     this.#start();
   }
@@ -64,8 +65,8 @@ class Reader {
     if (!child) return Promise.reject(new HistoryError('database', 'the history reader is not running'));
     const id = this.#next++;
     return new Promise((resolve, reject) => {
-      const timer = setTimeout(() => this.#giveUp(id), answerWithinMs);
-      this.waiting.set(id, { resolve, reject, timer });
+      this.waiting.set(id, { resolve, reject });
+      if (this.waiting.size === 1) this.#watch();
       child.stdin.write(`${JSON.stringify({ ...request, id })}\n`);
     });
   }
@@ -73,6 +74,7 @@ class Reader {
   stop(): void {
     this.#stopped = true;
     if (this.#timer) clearTimeout(this.#timer);
+    if (this.#due) clearTimeout(this.#due);
     this.#child?.stdin.end();
   }
 
@@ -100,27 +102,31 @@ class Reader {
     const waiting = this.waiting.get(answer.id);
     if (!waiting) return;
     this.waiting.delete(answer.id);
-    clearTimeout(waiting.timer);
+    this.#watch();
     this.#restartMs = 100;
     if (answer.kind) waiting.reject(new HistoryError(answer.kind, answer.error));
     else waiting.resolve(answer.result);
   }
 
-  // It answers in order, so what stands behind would wait just as long.
-  #giveUp(id: number): void {
-    if (!this.waiting.has(id)) return;
-    this.log.error('history_reader_hangs', { seconds: answerWithinMs / 1000 });
+  // It answers in order: each answer is due so long after the one before it.
+  #watch(): void {
+    if (this.#due) clearTimeout(this.#due);
+    this.#due = this.waiting.size === 0 ? undefined : setTimeout(() => this.#giveUp(), this.withinMs);
+  }
+
+  #giveUp(): void {
+    this.log.error('history_reader_hangs', { ms: this.withinMs });
     this.#child?.kill('SIGKILL');
   }
 
   #ended(child: ChildProcess, why: string): void {
     if (this.#child !== child) return;
     this.#child = undefined;
-    for (const { reject, timer } of this.waiting.values()) {
-      clearTimeout(timer);
+    for (const { reject } of this.waiting.values()) {
       reject(new HistoryError('database', 'the history reader has ended'));
     }
     this.waiting.clear();
+    this.#watch();
     if (this.#stopped) return;
     this.log.warning('history_reader_ended', { why, again_ms: this.#restartMs });
     this.#timer = setTimeout(() => this.#start(), this.#restartMs);
@@ -131,8 +137,8 @@ class Reader {
 export class History {
   readonly #readers: Reader[] = [];
 
-  constructor(options: HistoryOptions, log: Log) {
-    for (let i = 0; i < options.processes; ++i) this.#readers.push(new Reader(options, log));
+  constructor(options: HistoryOptions, log: Log, withinMs = answerWithinMs) {
+    for (let i = 0; i < options.processes; ++i) this.#readers.push(new Reader(options, log, withinMs));
   }
 
   get isThere(): boolean {

@@ -124,6 +124,18 @@ test('history: a reader that dies is started again', async () => {
   history.stop();
 });
 
+test('history: a reader that hangs is ended and started again', async () => {
+  const logged: any[] = [];
+  const options = { vnqctl: join(programs, 'vnqctl'), appPath: deployment.folder, processes: 1 };
+  const history = new History(options, new Log((line) => logged.push(JSON.parse(line))), 1000);
+  await history.ask({ do: 'settings' });
+  process.kill(childOf(deployment.folder), 'SIGSTOP');
+  await assert.rejects(history.ask({ do: 'settings' }), HistoryError);
+  assert.deepEqual(logged.map(({ event }) => event), ['history_reader_hangs', 'history_reader_ended']);
+  await until(() => history.ask({ do: 'settings' }).catch(() => undefined), 'an answer');
+  history.stop();
+});
+
 // The youngest reader of the folder that this process has started.
 function childOf(folder: string): number {
   const children = readFileSync(`/proc/${process.pid}/task/${process.pid}/children`, 'utf8').trim().split(' ').map(Number);

@@ -175,14 +175,16 @@ test('visitor: lines and answers survive the server\'s death and the gateway\'s'
   visitor.say({ type: 'line', ref: 'x', text: 'written while the server was dead' });
   await own.startServer();
   const again = await own.login('alice');
-  await again.wire.saw('written%20while');
   await visitor.heard('taken');
+  // Live, when the agent was back before the visitor; in the conversation in any case.
+  const conversation = (await again.get(`/api/visitors/${id}`)).json;
+  assert.deepEqual(conversation.lines.map((line: any) => line.text), ['before', 'written while the server was dead']);
   await own.gateway.stop();
   await own.startGateway(...flags);
   const returned = await visit(own, { id, key });
   assert.deepEqual(returned.welcome.lines.map((line: any) => line.text), ['before', 'written while the server was dead']);
   const copies = again.wire.records.filter((each) => each.includes('written%20while'));
-  assert.equal(copies.length, 1);
+  assert.ok(copies.length <= 1);
   await own.stop();
 });
 

@@ -140,9 +140,7 @@ bool TlsServer::Load(const std::string& certificateFile, const std::string& keyF
   } else if (SSL_CTX_use_certificate_chain_file(context.get(), certificateFile.c_str()) != 1) {
     error = "certificate " + certificateFile + ": " + TakeError();
   } else if (SSL_CTX_use_PrivateKey_file(context.get(), keyFile.c_str(), SSL_FILETYPE_PEM) != 1) {
-    error = "key " + keyFile + ": " + TakeError();
-  } else if (SSL_CTX_check_private_key(context.get()) != 1) {
-    error = "key " + keyFile + " is not that of " + certificateFile;
+    error = "key " + keyFile + " for " + certificateFile + ": " + TakeError();
   } else {
     context_ = context;
     return true;

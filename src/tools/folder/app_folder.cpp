@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <system_error>
 
 #include "host/settings/setting_keys.h"
@@ -122,6 +123,22 @@ std::string PlatformIni(int languageId, int codePage, bool loopbackOnly) {
 }
 
 }  // namespace
+
+std::vector<IniKey> PlatformIniKeys() {
+  std::vector<IniKey> keys;
+  std::istringstream lines(PlatformIni(0, 0, false));
+  std::string section;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(';')) line.erase(0, 1);
+    const size_t equals = line.find('=');
+    if (line.starts_with('[')) {
+      section = line.substr(1, line.find(']') - 1);
+    } else if (equals != line.npos && line.find(' ') > equals) {  // a sentence has blanks
+      keys.push_back({section, line.substr(0, equals)});
+    }
+  }
+  return keys;
+}
 
 bool AppFolderMaker::MakePlatformIni(int languageId, int codePage, bool loopbackOnly) {
   return MakeFile(PlatformIniPath(appPath_), PlatformIni(languageId, codePage, loopbackOnly));

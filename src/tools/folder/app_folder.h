@@ -4,12 +4,21 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/settings/platform_settings.h"
 #include "platform/system/code_page.h"
 #include "platform/system/paths.h"
 
 namespace vnq {
+
+struct IniKey {
+  std::string section, key;
+};
+
+/// The keys of platform.ini, as a new file names them, those that it holds as comments included. Of
+/// sections that may have any name, and of the drives, it has one for all.
+std::vector<IniKey> PlatformIniKeys();
 
 /// Makes folders and files below one program folder. Nothing that is there is touched; what root
 /// makes belongs to the owner of the folder around it. What was made is said on `out`, what could

@@ -34,8 +34,8 @@ struct HistoryOptions {
 /// out. Returns the exit code: 0, or 1 after a failure that it names on `err`.
 int RunHistory(const HistoryOptions& options, std::ostream& out, std::ostream& err);
 
-/// Answers requests, a line each (history_service.h), until `in` ends. Returns the exit code: 0, or 1
-/// when the folder cannot be opened, which it names on `err`, or `out` takes no more.
+/// Answers requests, a line each (history_service.h), until `in` ends. Returns the exit code: 0, or
+/// 1 when the folder cannot be opened, which it names on `err`, or `out` takes no more.
 int RunHistoryService(const std::string& appPath, std::istream& in, std::ostream& out,
                       std::ostream& err);
 

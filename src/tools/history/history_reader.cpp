@@ -52,16 +52,39 @@ bool IsWith(const HistoryQuery& query, const Expr& other) {
   return query.with.empty() || SameButForCase(OrEmpty(other), query.with);
 }
 
-Statement Received(const HistoryQuery& query, const DeviceRules& rules) {
-  if (query.onlyUnread) return Sql(rules.unreadReceived, query.UserID);
-  if (query.with.empty()) return Sql("Select * from Messeng_Text where YouID='?'", query.UserID);
-  return Sql("Select * from Messeng_Text where YouID='?' and MyID='?'", query.UserID, query.with);
+// Messages both ways, in one walk over the table.
+Statement BothWays(const HistoryQuery& query) {
+  const std::string &user = query.UserID, &with = query.with;
+  if (with.empty()) {
+    return Sql("Select * from Messeng_Text where YouID='?' or MyID='?'", user, user);
+  }
+  return Sql(
+      "Select * from Messeng_Text where (YouID='?' and MyID='?') or (MyID='?' and YouID='?')", user,
+      with, user, with);
 }
 
-Statement Sent(const HistoryQuery& query, const DeviceRules& rules) {
-  if (query.onlyUnread) return Sql(rules.unreadOwn, query.UserID);
-  if (query.with.empty()) return Sql("Select * from Messeng_Text where MyID='?'", query.UserID);
-  return Sql("Select * from Messeng_Text where MyID='?' and YouID='?'", query.UserID, query.with);
+// The message as one to the user, a note to oneself included, or as the user's own.
+HistoryEntry PeerEntry(const Cursor& row, const HistoryQuery& query, const DeviceRules& rules) {
+  const bool isReceived = SameButForCase(OrEmpty(row["YouID"]), query.UserID);
+  const bool isOwn = SameButForCase(OrEmpty(row["MyID"]), query.UserID);
+  return PeerMessage(row, isOwn, isReceived ? rules.received : rules.own);
+}
+
+bool ReadUnread(Database& database, const HistoryQuery& query, std::vector<HistoryEntry>& entries) {
+  const DeviceRules& rules = RulesOf(query.device);
+  Cursor rows(database);
+  if (!rows.Open(Sql(rules.unreadReceived, query.UserID))) return false;
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    if (IsWith(query, rows["MyID"])) entries.push_back(PeerEntry(rows, query, rules));
+  }
+  if (!rows.Open(Sql(rules.unreadOwn, query.UserID))) return false;
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    const bool isNote = SameButForCase(OrEmpty(rows["YouID"]), query.UserID);  // is there already
+    if (!isNote && IsWith(query, rows["YouID"])) {
+      entries.push_back(PeerEntry(rows, query, rules));
+    }
+  }
+  return true;
 }
 
 // Msg_IDs of group messages whose receipt the device still owes.
@@ -95,19 +118,11 @@ auto OrderOf(const HistoryEntry& entry) {
 
 bool ReadPeerMessages(Database& database, const HistoryQuery& query,
                       std::vector<HistoryEntry>& entries) {
-  const DeviceRules& rules = RulesOf(query.device);
+  if (query.onlyUnread) return ReadUnread(database, query, entries);
   Cursor rows(database);
-  if (!rows.Open(Received(query, rules))) return false;
+  if (!rows.Open(BothWays(query))) return false;
   for (; !rows.EndOfRows(); rows.MoveNext()) {
-    if (!IsWith(query, rows["MyID"])) continue;
-    const bool isOwn = SameButForCase(OrEmpty(rows["MyID"]), query.UserID);
-    entries.push_back(PeerMessage(rows, isOwn, rules.received));
-  }
-  if (!rows.Open(Sent(query, rules))) return false;
-  for (; !rows.EndOfRows(); rows.MoveNext()) {
-    const bool isNote = SameButForCase(OrEmpty(rows["YouID"]), query.UserID);  // is there already
-    if (isNote || !IsWith(query, rows["YouID"])) continue;
-    entries.push_back(PeerMessage(rows, true, rules.own));
+    entries.push_back(PeerEntry(rows, query, RulesOf(query.device)));
   }
   return true;
 }

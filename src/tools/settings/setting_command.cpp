@@ -22,37 +22,21 @@
 #include "support/ascii_case.h"
 #include "support/numbers.h"
 #include "tools/company/company.h"
+#include "tools/folder/app_folder.h"
 #include "tools/settings/ini_edit.h"
 #include "tools/terminal/command_line.h"
 
 namespace vnq {
 namespace {
 
-/// A key of platform.ini, in the order of a new file.
-struct PlatformKey {
-  std::string_view section, key;
-};
-constexpr PlatformKey kPlatformKeys[] = {
-    {"locale", "language_id"},
-    {"locale", "code_page"},
-    {"network", "bind_address"},
-    {"database", "driver"},
-    {"database", "connect_timeout_s"},
-    {"database", "statement_timeout_s"},
-    {"database", "busy_timeout_ms"},
-    {"database", "durability"},
-    {"database", "commit"},
-    {"limits", "connection_output_mb"},
-    {"limits", "output_mb"},
-    {"limits", "input_mb"},
-    {"limits", "record_mb"},
-    {"limits", "pending_mb"},
-    {"limits", "push_mb"},
-    {"services", "stop_command"},
-    {"services", "start_command"},
-    {"metrics", "bind_address"},
-    {"metrics", "port"},
-};
+// Sections of listeners have any name: what one of them may hold, all may.
+constexpr std::string_view kListener = "listener ";
+
+bool IsKeyOf(const IniKey& known, const std::string& section, const std::string& key) {
+  if (known.section == "drives") return section == "drives" && key.size() == 1;
+  const bool isListener = known.section.starts_with(kListener) && section.starts_with(kListener);
+  return (isListener || known.section == section) && known.key == key;
+}
 
 std::string ReadBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -247,12 +231,11 @@ std::unique_ptr<Place> FindPlatformPlace(const std::string& appPath, const std::
   const std::vector<std::string> parts = Parts(name);
   if (parts.size() != 2) return nullptr;
   const std::string section = AsciiLower(parts[0]), key = AsciiLower(parts[1]);
-  for (const PlatformKey& known : kPlatformKeys) {
-    if (section == known.section && key == known.key)
+  for (const IniKey& known : PlatformIniKeys()) {
+    if (IsKeyOf(known, section, key))
       return std::make_unique<PlatformIniPlace>(appPath, section, key);
   }
-  const bool isDrive = section == "drives" && key.size() == 1;
-  return isDrive ? std::make_unique<PlatformIniPlace>(appPath, section, key) : nullptr;
+  return nullptr;
 }
 
 std::unique_ptr<Place> FindPlace(const ProgramFolder& folder, const std::string& name,
@@ -310,9 +293,9 @@ bool List(const SettingOptions& options, const ProgramFolder& folder, std::ostre
   for (const SettingKey& key : SettingKeys()) {
     add(key.section, key.key, key.kind == SettingKey::Kind::kSecret, DataBaseIniPlace(folder, key));
   }
-  for (const PlatformKey& key : kPlatformKeys) {
-    add(key.section, key.key, false,
-        PlatformIniPlace(folder.appPath, std::string(key.section), std::string(key.key)));
+  for (const IniKey& key : PlatformIniKeys()) {
+    if (key.section == "drives" || key.section.starts_with(kListener)) continue;
+    add(key.section, key.key, false, PlatformIniPlace(folder.appPath, key.section, key.key));
   }
   listing.Print(options.json, out);
   return true;

@@ -195,14 +195,14 @@ TEST_F(PendingRows, ThatWereOnTheirWayWhenTheSessionEndedCountAsUndone) {
 }
 
 TEST_F(PendingRows, OfALockedTableWaitOnceForAllOfThem) {
-  options_.busyTimeoutMs = 300;
+  options_.busyTimeoutMs = 1000;
   driver_ = OpenPostgres(options_);
   target_ = Rows("select * from Once");
   Add("first");
   Other("begin");
   Other("lock table Once in exclusive mode");
   for (int i = 0; i < 20; ++i) Add(std::to_string(i));
-  EXPECT_LT(MsOf([&] { EXPECT_FALSE(driver_->EndTurn()); }), 600);
+  EXPECT_LT(MsOf([&] { EXPECT_FALSE(driver_->EndTurn()); }), 1900);
   EXPECT_EQ(driver_->TakeUndone(), 20U);
   EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kLocked);
   Other("rollback");

@@ -88,6 +88,16 @@ TEST_P(HistoryServing, ConversationIsPagedBackAndForth) {
   EXPECT_THAT(Ids(R"("do":"messages","with":"1","before":"C1")"), HasSubstr(R"("not_found")"));
 }
 
+TEST_P(HistoryServing, WordsOfOneSecondStayInTheirOrder) {
+  Peer("M1", "1", "2", "question", "0111");
+  Peer("M2", "2", "1", "answer", "1011");
+  Peer("M3", "1", "2", "thanks", "0111");
+  Peer("N1", "2", "2", "note", "0011");
+  EXPECT_EQ(Ids(R"("do":"messages","with":"1")"), "M1 M2 M3");
+  EXPECT_EQ(Ids(R"("do":"messages","with":"2")"), "N1");
+  EXPECT_EQ(Ids(R"("do":"search","words":"n")"), "M1 M2 M3 N1");
+}
+
 TEST_P(HistoryServing, GroupsAndNoticesAreConversationsToo) {
   Talk();
   Group("G1", "1");

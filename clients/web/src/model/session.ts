@@ -61,6 +61,8 @@ export async function logIn(user: string, password: string): Promise<void> {
     client.value = fresh;
     await fresh.login();
     remember('user', user);
+    const address = decodeURIComponent(location.hash.slice(2));
+    if (/^(peer|group|visitor)\/.|^notices$/.test(address)) open(address);
     isLoggedIn.value = true;
   } catch (error) {
     client.value = undefined;
@@ -90,6 +92,7 @@ function leave(why: Text | ''): void {
   client.value = undefined;
   isLoggedIn.value = false;
   forgetConversations();
+  location.hash = '#/';
   loginTrouble.value = why;
 }
 

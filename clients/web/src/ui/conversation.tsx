@@ -17,7 +17,7 @@ import {
 } from '../model/conversations';
 import { groups, nameOfPerson, people } from '../model/directory';
 import { Line, now } from '../model/lines';
-import { client, connection } from '../model/server';
+import { client, connection, ownId } from '../model/server';
 import { remember, remembered } from '../model/storage';
 import { toast } from '../model/toasts';
 import { language, t } from '../texts';
@@ -177,9 +177,10 @@ function Lines({ about }: { about: Conversation }) {
 }
 
 const maxLength = 3_000;
+const draftOf = (about: string) => `draft.${ownId()}.${about}`;
 
 function Composer({ about, name }: { about: string; name: string }) {
-  const [text, setText] = useState(() => remembered(`draft.${about}`, ''));
+  const [text, setText] = useState(() => remembered(draftOf(about), ''));
   const box = useRef<HTMLTextAreaElement>(null);
   useEffect(() => {
     if (window.matchMedia('(min-width: 701px)').matches) box.current?.focus();
@@ -190,7 +191,7 @@ function Composer({ about, name }: { about: string; name: string }) {
   }, [text]);
   const onText = (next: string) => {
     setText(next);
-    remember(`draft.${about}`, next);
+    remember(draftOf(about), next);
   };
   const send = () => {
     if (text.trim() === '') return;
