@@ -1,9 +1,10 @@
 // Commands of several clients on all six ports of one server with a database, their handlers
 // interleaved at each yield, ticks in between.
 //
-// Input: deeds of two bytes and more, see Play::Do. Commands are taken from the tables of the ports,
-// their fields from a list of telling values or from the input. Behind each input every port must
-// take a connection and answer it, and no handler be left but those that wait for an outside answer.
+// Input: deeds of two bytes and more, see Play::Do. Commands are taken from the tables of the
+// ports, their fields from a list of telling values or from the input. Behind each input every port
+// must take a connection and answer it, and no handler be left but those that wait for an outside
+// answer.
 #include <array>
 #include <cstdint>
 #include <cstdlib>

@@ -21,9 +21,9 @@ inline constexpr int64_t kManagerNoticeTimeoutMs = 5000;
 ///   .+interface_information|userName|manager,manager,|title|content||3|#
 ///
 /// as one text and closes; a ".+" in a name goes out as ". +". The record is formed before the call
-/// returns; everything else runs beside the handlers. A connection that is refused, or a greeting that does not come, loses the
-/// notice, and nobody is told. Any other kind has neither title nor content. A failed name: the
-/// whole call is skipped. Yields: no. Database: Users_ID.
+/// returns; everything else runs beside the handlers. A connection that is refused, or a greeting
+/// that does not come, loses the notice, and nobody is told. Any other kind has neither title nor
+/// content. A failed name: the whole call is skipped. Yields: no. Database: Users_ID.
 void PushToManagers(Host& host, const Expr& userName, const Expr& displayName, int16_t kind);
 
 }  // namespace vnq

@@ -1,6 +1,7 @@
 // The power goes at any write or sync of the embedded database: what a client was told is there.
 //
-//   VNQ_ROUNDS=1000 VNQ_SEED=2 vnq_crash_tests --gtest_filter='PowerCut.*'     more of them, by hand
+//   VNQ_ROUNDS=1000 VNQ_SEED=2 vnq_crash_tests --gtest_filter='PowerCut.*'     more of them, by
+// hand
 #include <fmt/format.h>
 #include <sqlite3.h>
 

@@ -1,7 +1,8 @@
 // A disk below SQLite of which one knows what a power cut would leave.
 //
 // Everything is read and written as ever; beside that it is noted which bytes a sync has covered.
-// What was written behind the last sync of its file may be on the disk, or a part of it, or nothing.
+// What was written behind the last sync of its file may be on the disk, or a part of it, or
+// nothing.
 #pragma once
 
 #include <cstdint>

@@ -12,7 +12,8 @@
 namespace vnq::model {
 namespace {
 
-// The tables that modelled commands write or read, with the columns that are held against the model.
+// The tables that modelled commands write or read, with the columns that are held against the
+// model.
 const std::map<std::string, std::vector<std::string>> kTables = {
     {"Users_ID", {"UserID",        "UserName",     "UserPaws",     "FcName",   "UserState",
                   "UserIcoLine",   "IsVerify",     "NetworkIP",    "LocalIP",  "LocalIPList",

@@ -1,6 +1,6 @@
-// The server again, as simple as it can be told: vectors that are searched from the front, rows that
-// are maps, no index, no cache, no socket and no SQL. What the real one sends and stores is held
-// against it.
+// The server again, as simple as it can be told: vectors that are searched from the front, rows
+// that are maps, no index, no cache, no socket and no SQL. What the real one sends and stores is
+// held against it.
 //
 // It knows a part of the commands; Knows() tells which. A field or column that is not there is
 // std::nullopt, and whatever is made of one is none either.

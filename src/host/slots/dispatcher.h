@@ -64,8 +64,8 @@ class Dispatcher {
 
   /// Runs the command of each record of a read, in order; a record that there is no memory for is
   /// lost alone. What the same connection sends meanwhile waits. Unknown words go on with the
-  /// unfinished record of the slot; where there is none they are dropped without an answer. Nothing checks
-  /// that anybody has logged in. Yields: yes, wherever a command does, and between records.
+  /// unfinished record of the slot; where there is none they are dropped without an answer. Nothing
+  /// checks that anybody has logged in. Yields: yes, wherever a command does, and between records.
   void Run(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp);
 
   /// The row of a command word, null when there is none.
