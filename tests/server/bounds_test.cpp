@@ -312,8 +312,8 @@ void HandleAnswer(Host& host, Fields& fields, SlotIndex slot, const std::string&
   SendRecord(host, slot, fields[1]);
 }
 constexpr CommandRow kRows[] = {
-    {".+large", "", HandleWithoutMemory, "", "", ""},
-    {".+small", "", HandleAnswer, "", "", ""},
+    {".+large", "", HandleWithoutMemory, {}, "", "", ""},
+    {".+small", "", HandleAnswer, {}, "", "", ""},
 };
 
 TEST_F(Bounds, ARecordThatThereIsNoMemoryForIsLostAloneAndSaidOnce) {
