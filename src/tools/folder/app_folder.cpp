@@ -24,6 +24,7 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ;driver=FreeTDS
 ;connect_timeout_s=5
 ;statement_timeout_s=10
+;socket=/var/run/postgresql
 ; how long a statement on the embedded database waits for another program's write
 ;busy_timeout_ms=2000
 ; receipt: what is acknowledged survives a power cut; commit: every statement is synced; none

@@ -96,7 +96,8 @@ TEST(SchemaSql, TransactSqlTable) {
   EXPECT_EQ(Create("Tab_Config", DatabaseEngine::kSqlServer),
             "create table Tab_Config (Col_Name nvarchar(255) collate Latin1_General_100_CI_AS,"
             " Col_Genre nvarchar(255) collate Latin1_General_100_CI_AS, Col_Disabled int default 0,"
-            " Col_Data nvarchar(max) collate Latin1_General_100_CI_AS)");
+            " Col_Data nvarchar(max) collate Latin1_General_100_CI_AS,"
+            " vnq_row bigint identity(1,1) primary key)");
 }
 
 TEST(SchemaSql, TransactSqlPasswordsCompareByteByByte) {
