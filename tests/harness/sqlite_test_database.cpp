@@ -54,7 +54,8 @@ std::vector<std::string> SqliteFile::Rows(const std::string& select) {
   while (statement != nullptr && sqlite3_step(statement) == SQLITE_ROW) {
     std::string row;
     for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-      if (sqlite3_column_name(statement, i) == kSqlRowColumn) continue;
+      // In front it stands for the rowid that the select names.
+      if (i > 0 && sqlite3_column_name(statement, i) == kSqlRowColumn) continue;
       const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
       row += i > 0 ? "|" : "";
       row += text != nullptr ? text : "NULL";
