@@ -227,9 +227,10 @@ TEST_F(Bounds, AReadOfManyRecordsLetsOthersRunInBetween) {
 
 TEST_F(Bounds, TheMoreHandlersGoRoundTheShorterIsATurn) {
   EXPECT_EQ(Dispatcher::RecordsPerTurn(0), 64);
-  EXPECT_EQ(Dispatcher::RecordsPerTurn(16), 64);
-  EXPECT_EQ(Dispatcher::RecordsPerTurn(128), 8);
-  EXPECT_EQ(Dispatcher::RecordsPerTurn(EventLoop::kMaxHandlers), 1);
+  EXPECT_EQ(Dispatcher::RecordsPerTurn(128), 64);
+  EXPECT_EQ(Dispatcher::RecordsPerTurn(1024), 8);
+  EXPECT_EQ(Dispatcher::RecordsPerTurn(EventLoop::kMaxHandlers), 2);
+  EXPECT_EQ(Dispatcher::RecordsPerTurn(3 * EventLoop::kMaxHandlers), 1);
 }
 
 TEST_F(Bounds, TheNextReadOfTheSameConnectionWaitsForTheWholeOfTheFirst) {

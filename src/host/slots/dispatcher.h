@@ -59,7 +59,7 @@ class Dispatcher {
   /// How many records of one read run in a row before the others get a turn: the fewer, the more
   /// handlers go round. And for how long at most.
   static int RecordsPerTurn(size_t liveHandlers);
-  static constexpr size_t kMostRecordsPerTurn = 64, kRecordsPerRound = 1024;
+  static constexpr size_t kMostRecordsPerTurn = 64, kRecordsPerRound = 8192;
   static constexpr int64_t kTurnMs = 10;
 
   /// Runs the command of each record of a read, in order; a record that there is no memory for is
