@@ -15,9 +15,9 @@ usage: ./test.sh [--full] [--help]
              used
   --full     what a release must pass: also a debug build, clang-tidy on everything,
              tests that take long, visitor page, web client and stories in a headless
-             browser, a minute of libFuzzer on each fuzz target, the Debian packages,
-             and, as root, those, ./run.sh and ./test.sh in a Debian where nothing is
-             installed
+             browser, a minute of libFuzzer on each fuzz target, the Wireshark dissector, the
+             Debian packages, and, as root, those, ./run.sh and ./test.sh in a Debian
+             where nothing is installed
 
 The database servers are started for the run, on loopback addresses. Logs are in
 build/logs. The exit code is 0 when something ran and nothing failed. As root, or with
@@ -141,6 +141,7 @@ if BuildStep "fuzzer build" BuildFuzzers; then
     [[ "$name" == standalone_main ]] || Step "fuzz $name" Fuzz "$name"
   done
 fi
+Step "protocol in Wireshark" scripts/check_dissector.py build/release/bin
 Step "examples for monitoring" scripts/check_examples.sh build/release/bin
 Step "Debian packages" scripts/package.sh build/release
 Step "packages on a bare Debian" scripts/bare_root.sh package build/release

@@ -8,6 +8,7 @@
 #include "tools/client/meeting_command.h"
 #include "tools/client/notify_command.h"
 #include "tools/company/company.h"
+#include "tools/decode/decode_command.h"
 #include "tools/doctor/doctor_command.h"
 #include "tools/folder/init_command.h"
 #include "tools/history/history_command.h"
@@ -42,6 +43,7 @@ void AddAllCommands(CLI::App& app, int& exitCode) {
   AddChatCommand(app, exitCode);
   AddNotifyCommand(app, exitCode);
   AddMeetingCommand(app, exitCode);
+  AddDecodeCommand(app, exitCode);
   AddTextCommand(app, exitCode);
   AddJsonCommand(app, exitCode);
   AddScriptCommand(app, exitCode);

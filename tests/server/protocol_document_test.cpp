@@ -10,7 +10,7 @@
 //   alice C: .+y|#          what one read of the server brings
 //   alice S: .+y|#          a record that she is sent, in the order of people, then of records
 //   alice leaves
-//   a second passes
+//   a second passes         or "6 seconds pass"
 //   alice is disconnected   by the server
 //   ; a remark
 //
@@ -33,7 +33,8 @@
 #include "support/base64_text.h"
 #include "support/replace_all.h"
 #include "tests/webgate/visitor_client.h"
-#include "tools/folder/init_command.h"
+#include "tools/folder/demo_data.h"
+#include "tools/folder/program_database.h"
 
 namespace vnq {
 namespace {
@@ -123,7 +124,11 @@ struct Party {
 // A server on which one exchange after the other is played.
 class Stage {
  public:
-  explicit Stage(uint16_t port) : port_(port) {}
+  explicit Stage(uint16_t port) : port_(port) {
+    std::string error;
+    database_ = OpenProgramDatabase(server_.folder(), error);
+    EXPECT_TRUE(database_) << error;
+  }
 
   // The exchange as the server plays it: its actions, and what came of each.
   Lines Play(const Lines& exchange, bool asOnWire) {
@@ -167,11 +172,25 @@ class Stage {
     for (const TableDef& table : SchemaTables()) {
       statements += "delete from " + std::string(table.name) + ";";
     }
+    statements +=
+        "insert into OtherForm(ID,Logo) values(1,0);"
+        "insert into UpDateForm(id,Users_RoVesr,Users_IDVesr,Clot_RoVesr,Clot_FormVesr,NewGo_Vesr,"
+        "NewRo_Vesr,LeaveFile_Vesr,ClotFile_Vesr) values(1,0,0,0,0,0,0,0,0)";
     server_.Run(statements);
     std::ostringstream said;
-    ASSERT_EQ(RunInit({server_.folder(), true, "C"}, said, said), 0) << said.str();
-    server_.SetDate({2026, 3, 4, 5, 6, 7});
+    ASSERT_TRUE(AddDemoData(*database_->driver, database_->folder.engine, said, said))
+        << said.str();
+    GoToMidnight();
     SetVersions(0, 0);
+  }
+
+  // To the beginning of the one day on which all exchanges are played.
+  void GoToMidnight() {
+    const LocalTime now = server_.Now();
+    const int64_t ofDay = (now.hour * 60 + now.minute) * 60 + now.second;
+    server_.StallMs((24 * 60 * 60 - ofDay) * 1000);
+    const LocalTime day{2026, 3, 4, 0, 0, 0};
+    server_.SetDate(day.MinusDays(++days_));
   }
 
   void SetVersions(int oldest, int newest) {
@@ -187,6 +206,7 @@ class Stage {
     if (const auto names = Behind(line, "here: ")) return BringIn(*names);
     if (const auto statement = Behind(line, "given: ")) return server_.Run(*statement);
     if (line == "a second passes") return server_.Tick();
+    if (line.ends_with(" seconds pass")) return server_.AdvanceMs(std::stoi(name) * 1000);
     if (name == "versions:") {
       int newest = 0;
       words >> newest;
@@ -280,6 +300,8 @@ class Stage {
 
   uint16_t port_;
   TestServer server_;
+  std::optional<ProgramDatabase> database_;  // as another program has it
+  int days_ = 0;
   std::list<Party> parties_;  // in the order of their coming
   bool asOnWire_ = false;
 };
@@ -303,7 +325,10 @@ std::string FormOf(const CommandRow& row) {
 }
 
 std::string HeardBy(const CommandRow& row) {
-  return row.heard.empty() ? "Heard by nobody." : fmt::format("Heard by {}.", row.heard);
+  if (row.heard.empty()) return "Nobody hears of it.";
+  static const std::regex word(R"((\.\+\w+))");
+  return fmt::format("Who hears of it: {}.",
+                     std::regex_replace(std::string(row.heard), word, "`$1`"));
 }
 
 // The four lines below a command's heading.

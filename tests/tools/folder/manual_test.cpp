@@ -173,7 +173,7 @@ class Tool {
         if (option->get_items_expected_max() > 0 && word.find('=') == word.npos) ++i;
         continue;
       }
-      if (const CLI::App* const below = command->get_subcommand_no_throw(word)) {
+      if (const CLI::App* const below = Below(*command, word)) {
         command = below;
         continue;
       }
@@ -210,6 +210,13 @@ class Tool {
   static const CLI::Option* Find(const CLI::App& command, const std::string& name) {
     for (const CLI::App* app = &command; app != nullptr; app = app->get_parent()) {
       if (const CLI::Option* const option = app->get_option_no_throw(name)) return option;
+    }
+    return nullptr;
+  }
+
+  static const CLI::App* Below(const CLI::App& command, const std::string& name) {
+    for (const CLI::App* below : command.get_subcommands({})) {
+      if (below->get_name() == name) return below;
     }
     return nullptr;
   }
