@@ -10,7 +10,7 @@ local proto = Proto("vnq", "VNQ Main Service")
 -- Every record: the port, > for what the server takes and < for what it sends. A copy of docs/protocol/records.txt.
 local RECORDS = [==[
 ; Every record of the six ports: the port, > for what the server takes and < for what it sends, and the record's form.
-; A form with fewer fields may arrive: see the port's document.
+; The same word in several lines: several forms. .+new_is_offline may name more users than two, and "..." is any number.
 
 6004 > .+landing|UserName|password|NetworkIP or platform|Mac or push identifier|manufacturer|version|#
 6004 > .+phone_log|UserID|#
@@ -90,6 +90,8 @@ local RECORDS = [==[
 6004 < .+new_online|UserID|NetworkIP|LocalIP|#
 6004 < .+new_leaving|UserID|NetworkIP|LocalIP|#
 6004 < .+new_is_offline|UserID|#
+6004 < .+new_is_offline|UserID|(empty)|#
+6004 < .+new_is_offline|UserID|UserID|(empty)|#
 6004 < .+phone_line|UserID|#
 6004 < .+request_data_synchronization_online|text|#
 6004 < .+modify_account|UserID|Jod|FcName|age|Effigy|tel1|tel2|address|School|Constellation|say|UserIco|#
@@ -166,7 +168,8 @@ local function split(text)
 end
 
 local function field_of(word, name)
-  local abbreviation = "vnq." .. word:sub(3) .. "." .. name:gsub("[^%w]+", "_"):gsub("^_", ""):gsub("_$", "")
+  local plain = name:gsub("[^%w]+", "_"):gsub("^_", ""):gsub("_$", "")
+  local abbreviation = "vnq." .. word:sub(3) .. "." .. (plain == "" and "more" or plain)
   if not by_abbreviation[abbreviation] then
     by_abbreviation[abbreviation] = ProtoField.string(abbreviation, name)
     all[#all + 1] = by_abbreviation[abbreviation]
@@ -179,7 +182,7 @@ for line in RECORDS:gmatch("[^\n]+") do
   if port then
     local parts = split(form)
     local key, fields = port .. side .. parts[1], {}
-    for i = 2, #parts do fields[i - 1] = parts[i] == "#" and f_other or field_of(parts[1], parts[i]) end
+    for i = 2, #parts do fields[i - 1] = parts[i]:match("^#?$") and f_other or field_of(parts[1], parts[i]) end
     forms[key] = forms[key] or {}
     table.insert(forms[key], fields)
   end
@@ -264,15 +267,16 @@ end
 -- Showing
 
 local function show_record(tree, port, side, record)
-  local tvb = ByteArray.new(record, true):tvb("Record")
-  local text = tvb():string(ENCODINGS[proto.prefs.page] or ENC_UTF_8):gsub("[\r\n]+$", "")
+  -- With a NUL behind it, as string() cuts what is longer in UTF-8 than it was in the page.
+  local tvb = ByteArray.new(record .. "\0", true):tvb("Record")
+  local text = tvb():stringz(ENCODINGS[proto.prefs.page] or ENC_UTF_8):gsub("[\r\n]+$", "")
   local parts = split(text)
-  local item = tree:add(f_record, tvb(), text)
+  local item = tree:add(f_record, tvb(0, #record), text)
   item:add(f_side, side == ">" and "client" or "server")
   item:add(f_word, parts[1])
   local fields = form_of(port, side, parts[1], #parts - 1)
   for i = 2, #parts do
-    local is_mark = i == #parts and parts[i] == "#"
+    local is_mark = i == #parts and parts[i]:match("^#?$")
     if not is_mark then item:add(fields and fields[i - 1] or f_other, parts[i]) end
   end
   return parts[1]

@@ -509,6 +509,20 @@ TEST(ProtocolDocuments, ShowEveryRecordThatTheServerSendsAndListItsFields) {
   }
 }
 
+// It has a copy, so that it is one file to be put into a folder of plugins.
+TEST(ProtocolDocuments, HaveTheirListOfRecordsInTheDissector) {
+  const std::string path = VNQ_ROOT "/examples/wireshark/vnq.lua", begin = "[==[\n", end = "]==]";
+  std::string dissector = Joined(ReadLines(path));
+  const std::string records = Joined(ReadLines(kFolder + "records.txt"));
+  const size_t from = dissector.find(begin) + begin.size();
+  const size_t size = dissector.find(end) - from;
+  if (std::getenv("VNQ_WRITE_DOCUMENTS") != nullptr) {
+    std::ofstream(path) << dissector.replace(from, size, records);
+    return;
+  }
+  EXPECT_EQ(dissector.substr(from, size), records) << "write it anew by VNQ_WRITE_DOCUMENTS=1";
+}
+
 TEST(ProtocolDocuments, ListEveryWordThatTheSourcesName) {
   std::set<std::string> listed, named;
   for (const RecordForm& form : RecordForms()) listed.insert(WordOf(form.form));

@@ -1,6 +1,6 @@
 #include "tools/decode/capture_file.h"
 
-#include <arpa/inet.h>
+#include <fmt/format.h>
 
 #include <map>
 #include <optional>
@@ -66,25 +66,29 @@ std::optional<size_t> LinkHeader(uint32_t linkType, const Bytes& frame) {
   }
 }
 
-std::string Named(int family, std::string_view address, uint16_t port) {
-  char text[INET6_ADDRSTRLEN] = "";
-  inet_ntop(family, address.data(), text, sizeof text);
-  const std::string name = family == AF_INET ? text : "[" + std::string(text) + "]";
-  return name + ":" + std::to_string(port);
+constexpr size_t kAddress4 = 4, kAddress6 = 16;
+
+std::string Named(const Bytes& packet, size_t at, size_t addressBytes, uint16_t port) {
+  std::string name;
+  const size_t groupBytes = addressBytes == kAddress4 ? 1 : 2;
+  for (size_t i = 0; i < addressBytes; i += groupBytes) {
+    const uint32_t group = packet.Number(at + i, groupBytes);
+    if (!name.empty()) name += addressBytes == kAddress4 ? "." : ":";
+    name += addressBytes == kAddress4 ? fmt::format("{}", group) : fmt::format("{:x}", group);
+  }
+  return fmt::format(fmt::runtime(addressBytes == kAddress4 ? "{}:{}" : "[{}]:{}"), name, port);
 }
 
-std::optional<Segment> ReadTcp(int family, const Bytes& packet, size_t at, size_t end,
-                               size_t addresses) {
-  const size_t addressSize = family == AF_INET ? 4 : 16;
+std::optional<Segment> ReadTcp(const Bytes& packet, size_t at, size_t end, size_t addresses,
+                               size_t addressBytes) {
   if (!packet.Has(at + 20) || !packet.Has(end)) return std::nullopt;
   const size_t head = (packet.Number(at + 12, 1) >> 4) * 4;
   if (head < 20 || at + head > end) return std::nullopt;
   Segment segment;
   segment.sourcePort = static_cast<uint16_t>(packet.Number(at, 2));
   segment.targetPort = static_cast<uint16_t>(packet.Number(at + 2, 2));
-  segment.source = Named(family, packet.Text(addresses, addressSize), segment.sourcePort);
-  segment.target =
-      Named(family, packet.Text(addresses + addressSize, addressSize), segment.targetPort);
+  segment.source = Named(packet, addresses, addressBytes, segment.sourcePort);
+  segment.target = Named(packet, addresses + addressBytes, addressBytes, segment.targetPort);
   segment.sequence = packet.Number(at + 4, 4);
   segment.begins = (packet.Number(at + 13, 1) & 0x02) != 0;
   segment.payload = packet.Text(at + head, end - at - head);
@@ -97,10 +101,11 @@ std::optional<Segment> ReadIp(const Bytes& packet, size_t at) {
   if (version == 4 && packet.Number(at + 9, 1) == kTcp) {
     const size_t head = (packet.Number(at, 1) & 0x0F) * 4;
     const size_t total = packet.Number(at + 2, 2);  // 0 where the network card cuts the packets
-    return ReadTcp(AF_INET, packet, at + head, total == 0 ? packet.size() : at + total, at + 12);
+    const size_t end = total == 0 ? packet.size() : at + total;
+    return ReadTcp(packet, at + head, end, at + 12, kAddress4);
   }
   if (version == 6 && packet.Number(at + 6, 1) == kTcp) {
-    return ReadTcp(AF_INET6, packet, at + 40, at + 40 + packet.Number(at + 4, 2), at + 8);
+    return ReadTcp(packet, at + 40, at + 40 + packet.Number(at + 4, 2), at + 8, kAddress6);
   }
   return std::nullopt;
 }

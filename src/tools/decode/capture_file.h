@@ -17,7 +17,7 @@ namespace vnq {
 
 /// Bytes of one side of a connection, in order.
 struct CapturedBytes {
-  std::string source, target;  ///< "127.0.0.1:6004", "[::1]:6004"
+  std::string source, target;  ///< "127.0.0.1:6004", "[0:0:0:0:0:0:0:1]:6004"
   uint16_t sourcePort = 0, targetPort = 0;
   double seconds = 0;  ///< since 1970
   std::string_view bytes;

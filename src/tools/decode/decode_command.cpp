@@ -50,7 +50,8 @@ class Printer {
 
  private:
   static std::string NameOf(const RecordForm* form, size_t field) {
-    const bool isNamed = form != nullptr && field < form->names.size() && form->names[field] != "#";
+    const bool isNamed = form != nullptr && field < form->names.size() &&
+                         form->names[field] != "#" && !form->names[field].empty();
     return isNamed ? std::string(form->names[field]) : fmt::format("field {}", field + 1);
   }
 
@@ -66,7 +67,7 @@ class Printer {
     out_ << fmt::format("{} {} {} {}{}\n", who, fromClient ? ">" : "<", seen.port,
                         TerminalLine(word), form == nullptr ? " (not known)" : "");
     for (size_t i = 0; i < fields.size(); ++i) {
-      if (i + 1 == fields.size() && fields[i] == "#") break;
+      if (i + 1 == fields.size() && (fields[i] == "#" || fields[i].empty())) break;
       const std::string name = NameOf(form, i);
       out_ << "    " << name << ": " << TerminalLine(Shown(name, fields[i])) << "\n";
     }
