@@ -369,6 +369,7 @@ void ChatProgram::Do(const ConsoleRequest& request) {
       break;
     case ConsoleRequest::Kind::kReconnect:
       connection_.Close();
+      againInMs_ = 0;  // what fails now is said
       if (!Connect() && !screen_.IsTerminal()) done_ = true;
       break;
     case ConsoleRequest::Kind::kWait:
