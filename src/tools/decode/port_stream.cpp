@@ -22,18 +22,21 @@ class Base64Stream : public PortStream {
 
   std::vector<std::string> Feed(std::string_view bytes) override {
     std::vector<std::string> records = stream_.Feed(bytes);
-    if (stream_.RestLooksComplete()) Append(records, stream_.TakeRest());
-    for (std::string& record : records) {  // line feeds behind a record keep padding away
+    if (stream_.RestLooksComplete()) {
+      for (std::string& record : stream_.TakeRest()) records.push_back(std::move(record));
+    }
+    return WithoutLineFeeds(std::move(records));
+  }
+  std::vector<std::string> TakeRest() override { return WithoutLineFeeds(stream_.TakeRest()); }
+
+ private:
+  // They stand behind a record to keep padding away.
+  static std::vector<std::string> WithoutLineFeeds(std::vector<std::string> records) {
+    for (std::string& record : records) {
       while (record.ends_with('\n') || record.ends_with('\r')) record.pop_back();
     }
     std::erase(records, "");
     return records;
-  }
-  std::vector<std::string> TakeRest() override { return stream_.TakeRest(); }
-
- private:
-  static void Append(std::vector<std::string>& records, std::vector<std::string> more) {
-    records.insert(records.end(), more.begin(), more.end());
   }
 
   RecordStream stream_;

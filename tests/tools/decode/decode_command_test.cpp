@@ -51,6 +51,12 @@ TEST(Decode, SeveralTextsOfTheServerInTheCodePageAreAsManyRecords) {
             "client < 6004 .+landing_restrictions\n");
 }
 
+TEST(Decode, LineFeedsBehindARecordAreNoPartOfIt) {
+  const std::string bytes = Base64EncodeBytes(".+go_away|3|#\n\n") + Base64EncodeBytes(".+y|#\n");
+  EXPECT_EQ(Decode({.from = Side::kClient}, bytes).out,
+            "client > 6004 .+go_away\n    UserID: 3\nclient > 6004 .+y\n");
+}
+
 TEST(Decode, ARecordInTwoFormsIsNamedByTheOneThatFits) {
   const std::string longer = Decode({}, Base64EncodeBytes(".+request_remote|2|1|0|0|77|#")).out;
   EXPECT_NE(longer.find("ChatId: 77"), std::string::npos) << longer;
@@ -162,6 +168,22 @@ TEST_F(DecodeCapture, AFileThatIsCutOffAnywhereIsReadAsFarAsItGoes) {
   for (size_t size = 1; size < whole.size(); ++size) {
     folder_.Write("capture", whole.substr(0, size));
     EXPECT_EQ(Decode({.file = folder_.path() + "/capture"}).exitCode, 0) << size;
+  }
+}
+
+TEST_F(DecodeCapture, DamagedBytesEndInNoCrash) {
+  const std::string whole = CaptureOf({Packet(5000, 6004, 1, Base64EncodeBytes(".+y|#.+y|#")),
+                                       Packet(5000, 6001, 1, "GET / HTTP/1.1\r\n\r\n"),
+                                       Packet(5000, 6001, 19, std::string("\x81\xFF", 2) + "abc")});
+  unsigned seed = 7;
+  for (int round = 0; round < 500; ++round) {
+    std::string damaged = whole;
+    for (int i = 0; i < 3; ++i) {
+      seed = seed * 1103515245 + 12345;
+      damaged[24 + (seed >> 8) % (damaged.size() - 24)] = static_cast<char>(seed >> 16);
+    }
+    folder_.Write("capture", damaged);
+    EXPECT_EQ(Decode({.file = folder_.path() + "/capture"}).exitCode, 0) << round;
   }
 }
 
