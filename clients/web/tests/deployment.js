@@ -147,6 +147,13 @@ export class Deployment {
     rmSync(this.folder, { recursive: true, force: true });
   }
 
+  /** How many requests and news wait for the desktop of a user. */
+  parked(user) {
+    const options = { encoding: 'utf8', input: `${JSON.stringify({ id: 1, do: 'requests', user })}\n` };
+    const answer = execFileSync(vnqctl, ['history', '--serve', '--app-path', this.folder], options);
+    return JSON.parse(answer).result.requests.length;
+  }
+
   history(user, ...args) {
     const all = ['history', '--app-path', this.folder, '--user', user, '--json', ...args];
     return JSON.parse(execFileSync(vnqctl, all, { encoding: 'utf8' }));
