@@ -362,6 +362,7 @@ test('visitors: who has left a form is called by the name in it', async () => {
   await visitor.context().close();
   const b = await deployment.comes(ben);
   await b.tab('Visitors').click();
+  await b.row('Zoé Martin').locator('.badge', { hasText: '1' }).waitFor();
   await b.row('Zoé Martin').click();
   await b.page.locator('.head h2', { hasText: 'Zoé Martin' }).waitFor();
   await b.sees('Rappelez-moi');

@@ -70,9 +70,13 @@ export class Deployment {
   /** What a page has complained about: errors, and breaches of the content security policy. */
   complaints = [];
 
-  async start() {
+  init() {
     const page = ['--code-page', '936', '--language', '2052'];
     execFileSync(vnqctl, ['init', '--app-path', this.folder, '--demo', ...page]);
+  }
+
+  async start() {
+    this.init();
     await this.startServer();
     await this.startGateway();
     const options = { executablePath: process.env.VNQ_CHROMIUM ?? '/usr/bin/chromium', args: ['--no-sandbox'] };
@@ -217,10 +221,11 @@ export class Person {
     await this.page.locator('.lines .text', { hasText: text }).first().waitFor();
   }
 
-  /** A line's own status: "stored", "delivered" ... */
+  /** A line's own status: "stored", or further, "delivered" ... */
   async hasStatus(text, status) {
     const line = this.page.locator('.line.own', { has: this.page.locator('.text', { hasText: text }) });
-    await line.last().locator(`.status.${status}`).waitFor();
+    const shown = status === 'stored' ? '.status.stored, .status.delivered' : `.status.${status}`;
+    await line.last().locator(shown).waitFor();
   }
 
   screenshot(name) {

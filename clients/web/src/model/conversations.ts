@@ -71,21 +71,22 @@ export function titleOf({ kind, id, name }: Pick<Conversation, 'kind' | 'id' | '
 
 const lastAt = ({ last }: Conversation) => last?.at ?? '';
 
-function listOf(wanted: (conversation: Conversation) => boolean) {
-  return computed(() =>
-    [...conversations.value.values()]
-      .filter(wanted)
-      .sort((a, b) => (lastAt(a) < lastAt(b) ? 1 : lastAt(a) > lastAt(b) ? -1 : 0)),
-  );
+function latestFirst(all: Iterable<Conversation>): readonly Conversation[] {
+  return [...all].sort((a, b) => (lastAt(a) < lastAt(b) ? 1 : lastAt(a) > lastAt(b) ? -1 : 0));
 }
 
 const isVisitorId = (id: string) => id.startsWith('web-') && !people.value.has(id);
 
 /** Those with people and groups, the latest first; groups that were silent come last. */
-export const chats = listOf(
-  ({ kind, id }) => (kind === 'peer' && !isVisitorId(id)) || (kind === 'group' && groups.value.has(id)),
+export const chats = computed(() => {
+  const known = conversations.value;
+  const withPeople = [...known.values()].filter(({ kind, id }) => kind === 'peer' && !isVisitorId(id));
+  const keys = [...groups.value.keys()].map((id) => keyOf('group', id));
+  return latestFirst([...withPeople, ...keys.map((key) => known.get(key) ?? fresh(key))]);
+});
+export const visitors = computed(() =>
+  latestFirst([...conversations.value.values()].filter(({ kind }) => kind === 'visitor')),
 );
-export const visitors = listOf(({ kind }) => kind === 'visitor');
 
 const sum = (all: readonly Conversation[]) => all.reduce((total, { unread }) => total + unread, 0);
 export const unreadChats = computed(() => sum(chats.value));
@@ -188,7 +189,9 @@ export async function refreshVisitors(): Promise<void> {
   for (const { id, name, city, here, last, lines } of answer.visitors) {
     const key = keyOf('visitor', id);
     const old = next.get(key) ?? fresh(key);
-    const unread = Math.max(0, lines - (seenLines.get(id) ?? 0));
+    // Who has answered last has seen what stands in front, in whichever browser.
+    const isAnswered = last?.from === ownId();
+    const unread = isAnswered ? 0 : Math.max(0, lines - (seenLines.get(id) ?? 0));
     visitorLines = new Map(visitorLines).set(id, lines);
     next.set(key, { ...old, name, city, isHere: here, unread, ...(last ? { last: lineOfVisitor(last) } : {}) });
   }
