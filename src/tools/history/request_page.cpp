@@ -54,6 +54,7 @@ RequestAnswer ForgetRequests(HistoryStore& store, const JsonRequest& request) {
                                   fmt::format("requests must be up to {} objects", kMostRequests));
   }
   std::vector<ParkedRequest> requests;
+  requests.reserve(list->Count());
   for (const JsonValue& item : list->Items()) {
     requests.push_back(RequestOf(JsonRequest(item.AsDictionary())));
   }
