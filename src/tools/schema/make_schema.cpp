@@ -1,5 +1,7 @@
 #include "tools/schema/make_schema.h"
 
+#include <algorithm>
+
 #include "tools/folder/in_transaction.h"
 #include "tools/schema/schema_differences.h"
 #include "tools/schema/schema_reader.h"
@@ -23,8 +25,9 @@ constexpr RequiredRow kRequiredRows[] = {
 /// One run over the schema.
 class SchemaMaker {
  public:
-  SchemaMaker(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report, std::string& error)
-      : driver_(driver), engine_(engine), report_(report), error_(error) {}
+  SchemaMaker(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report, std::string& error,
+              IndexSet indexes)
+      : driver_(driver), engine_(engine), report_(report), error_(error), indexes_(indexes) {}
 
   bool Make() {
     if (!before_.Read(driver_, engine_, error_)) return false;
@@ -42,14 +45,35 @@ class SchemaMaker {
       ++report_.tables;
     }
     for (std::string_view columns : table.indexes) {
-      const bool isThere = existing != nullptr && HasIndex(*existing, table, columns, engine_);
-      const bool isPossible =
-          existing == nullptr || IndexObstacle(*existing, columns, engine_).empty();
-      if (isThere || !isPossible) continue;
-      if (!Run(CreateIndexStatement(table, columns, engine_))) return false;
-      ++report_.indexes;
+      if (!MakeIndex(table, existing, columns)) return false;
     }
+    return indexes_ == IndexSet::kServer || MakeHistoryIndexes(table, existing);
+  }
+
+  bool MakeIndex(const TableDef& table, const ExistingTable* existing, std::string_view columns) {
+    const bool isThere = existing != nullptr && HasIndex(*existing, table, columns, engine_);
+    const bool isPossible =
+        existing == nullptr || IndexObstacle(*existing, columns, engine_).empty();
+    if (isThere || !isPossible) return true;
+    if (!Run(CreateIndexStatement(table, columns, engine_))) return false;
+    ++report_.indexes;
     return true;
+  }
+
+  bool MakeHistoryIndexes(const TableDef& table, const ExistingTable* existing) {
+    for (std::string_view columns : table.historyIndexes) {
+      if (!MakeIndex(table, existing, columns)) return false;
+      const std::string obstacle =
+          existing == nullptr ? "" : IndexObstacle(*existing, columns, engine_);
+      if (!obstacle.empty()) {
+        report_.differences.push_back(std::string(table.name) + ": no index on " +
+                                      std::string(columns) + " for histories, " + obstacle);
+      }
+    }
+    if (table.historyIndexes.empty() || engine_ != DatabaseEngine::kSqlite) return true;
+    const auto statements = HistoryIndexStatistics(table);
+    return std::all_of(statements.begin(), statements.end(),
+                       [this](const std::string& statement) { return Run(statement); });
   }
 
   bool MakeRequiredRows() {
@@ -77,16 +101,17 @@ class SchemaMaker {
   DatabaseEngine engine_;
   SchemaReport& report_;
   std::string& error_;
+  IndexSet indexes_;
   ExistingSchema before_;
 };
 
 }  // namespace
 
-bool MakeSchema(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report,
-                std::string& error) {
+bool MakeSchema(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report, std::string& error,
+                IndexSet indexes) {
   error.clear();
   const bool done = InTransaction(
-      driver, engine, [&] { return SchemaMaker(driver, engine, report, error).Make(); });
+      driver, engine, [&] { return SchemaMaker(driver, engine, report, error, indexes).Make(); });
   if (!done && error.empty()) error = driver.LastError();
   // Said after a failure, too: what was there already is often the reason.
   ExistingSchema after;

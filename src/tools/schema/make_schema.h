@@ -19,8 +19,15 @@ struct SchemaReport {
   std::vector<std::string> differences;
 };
 
+/// Which indexes are wanted.
+enum class IndexSet {
+  kServer,       ///< those that the server's statements go through
+  kAlsoHistory,  ///< those of TableDef::historyIndexes, too
+};
+
 /// Creates the tables, indexes and rows that are missing, all or none. Existing tables keep their
 /// columns and rows. False, with the reason in `error`, when the database refuses.
-bool MakeSchema(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report, std::string& error);
+bool MakeSchema(SqlDriver& driver, DatabaseEngine engine, SchemaReport& report, std::string& error,
+                IndexSet indexes = IndexSet::kServer);
 
 }  // namespace vnq

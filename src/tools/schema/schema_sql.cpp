@@ -186,6 +186,22 @@ std::string CreateIndexStatement(const TableDef& table, std::string_view columns
          std::string(table.name) + " (" + keys + ")";
 }
 
+std::vector<std::string> HistoryIndexStatistics(const TableDef& table) {
+  std::string rows;
+  const auto add = [&](std::string_view columns, std::string_view found) {
+    rows += (rows.empty() ? "select '" : " union all select '") + IndexName(table, columns) +
+            "' as idx,'1000000";
+    for (size_t i = 0; i < IndexColumns(columns).size(); ++i) rows.append(" ").append(found);
+    rows += "' as stat";
+  };
+  for (std::string_view columns : table.indexes) add(columns, "1");
+  for (std::string_view columns : table.historyIndexes) add(columns, "1000");
+  const std::string name = "'" + std::string(table.name) + "'";
+  return {"analyze sqlite_schema",  // makes the table of the figures
+          "insert into sqlite_stat1(tbl,idx,stat) select " + name + ",idx,stat from (" + rows +
+              ") where not exists (select 1 from sqlite_stat1 where tbl=" + name + ")"};
+}
+
 std::vector<std::string> SchemaStatements(DatabaseEngine engine) {
   std::vector<std::string> statements;
   for (const TableDef& table : SchemaTables()) {

@@ -37,6 +37,11 @@ std::string IndexName(const TableDef& table, std::string_view columns);
 std::string CreateIndexStatement(const TableDef& table, std::string_view columns,
                                  DatabaseEngine engine);
 
+/// What keeps SQLite from looking a message up by the people in it: it takes an index on one person
+/// for as good as one on the message until it is told how many rows each finds. Figures that the
+/// database has already, from its own counting, stay.
+std::vector<std::string> HistoryIndexStatistics(const TableDef& table);
+
 /// The column's type, such as "nvarchar(255)", without its collation.
 std::string ColumnType(const ColumnDef& column, DatabaseEngine engine);
 
