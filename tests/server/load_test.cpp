@@ -1,7 +1,11 @@
 // Load, the retention sweep and unload.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
 
 #include "support/base64_text.h"
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -42,6 +46,19 @@ TEST(Retention, RowsDatedOnTheCutOffAndBeforeGo) {
   EXPECT_EQ(MessageIds(server), (Lines{"new", "today"}));
   EXPECT_EQ(server.Rows("select Msg_ID from MessengClot_Text"), Lines{"new"});
   EXPECT_EQ(server.Rows("select To_Txt from ToInfo"), Lines{"new"});
+}
+
+TEST(Retention, WhatGoesIsCountedInTheLog) {
+  SaidLines said;
+  TestServer server(Sweep(1, 29, 2, 1));
+  const std::vector<std::string> lines = said.Take();
+  const std::string line =
+      "info: retention: 2 rows of Messeng_Text, 1 rows of MessengClot_Text, 1 rows of ToInfo, ";
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&line](const std::string& each) {
+    return each.starts_with(line);
+  })) << fmt::format("{}", fmt::join(lines, "\n"));
+  TestServer keeps(Sweep(0, 0, 0, 0));
+  EXPECT_EQ(fmt::format("{}", fmt::join(said.Take(), "\n")).find("retention"), std::string::npos);
 }
 
 TEST(Retention, OnlyTheEmbeddedDialectSkipsTheOtherStatements) {

@@ -50,6 +50,7 @@ struct ServerStatus {
   Waiting replies;         ///< receipts for the next tick
   Waiting pendingRecords;  ///< records whose end has not come
   size_t pushQueue = 0;    ///< notifications for the next push
+  uint64_t pushesSent = 0, pushesFailed = 0;  ///< since the start, by the answer
 };
 
 /// startedMs  by the loop's clock. Yields: no. Database: no.
