@@ -1,9 +1,9 @@
-// Which tables a database has, as a number: programs that are older than a database must not work on
-// it as if they knew it.
+// Which tables a database has, as a number: a program that is older than a database must not work
+// on it as if it knew it.
 //
-// The number stands in a table of its own, vnq_schema, with one row: the other programs of the suite
-// share the database, and read the tables that they know. vnqctl init and upgrade write it, and
-// nothing else does. A database without it is taken for one that every version knows.
+// The number stands in a table of its own, vnq_schema, with one row: other programs of the suite
+// share the database, and read the tables that they know. vnqctl init and upgrade write it, and no
+// other program does. A database without it is taken for one that every version knows.
 #pragma once
 
 #include <optional>
@@ -15,7 +15,7 @@
 
 namespace vnq {
 
-/// Of the tables of schema.h. It grows where a program that does not know of a change would do harm.
+/// Of the tables of schema.h. It grows where a program that does not know a change would do harm.
 inline constexpr int kSchemaVersion = 1;
 
 inline constexpr std::string_view kSchemaTable = "vnq_schema";

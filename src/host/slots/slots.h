@@ -94,7 +94,7 @@ class SlotArray {
 
   static constexpr int kEndsSaidAMinute = 600;
 
-  /// name: for diagnostics, which tell of the end of each connection that had a tag. clearsTag: a reused slot loses the tag of its previous peer at
+  /// name: for diagnostics. clearsTag: a reused slot loses the tag of its previous peer at
   /// acceptance.
   /// budget: what the connections may hold in memory; null: whatever they do.
   SlotArray(EventLoop& loop, std::string name, bool clearsTag = false,

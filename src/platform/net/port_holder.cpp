@@ -19,7 +19,7 @@ struct ListeningSocket {
   uid_t user = 0;
 };
 
-// The kernel's table: number, local address:port, remote one, state, queues, timer, retransmissions,
+// The kernel's table: number, local address:port, remote one, state, queues, timer, repetitions,
 // user, time-out, inode.
 std::vector<ListeningSocket> SocketsOn(uint16_t port) {
   constexpr const char* kListening = "0A";

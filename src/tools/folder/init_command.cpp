@@ -181,9 +181,10 @@ class Init {
     SchemaReport report;
     std::string error;
     const bool done = MakeSchema(*driver_, folder_->engine, report, error);
-    if (done && report.tables + report.indexes + report.rows > 0) {
-      maker_.NoteMade(database_ + ": tables " + std::to_string(report.tables) + ", indexes " +
-                      std::to_string(report.indexes) + ", rows " + std::to_string(report.rows));
+    const SchemaPlan& made = report.made;
+    if (done && !made.statements.empty()) {
+      maker_.NoteMade(database_ + ": tables " + std::to_string(made.tables) + ", indexes " +
+                      std::to_string(made.indexes) + ", rows " + std::to_string(made.rows));
     }
     for (const std::string& difference : report.differences) {
       out_ << "left as it is: " << difference << "\n";
