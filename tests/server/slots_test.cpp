@@ -208,6 +208,18 @@ TEST_F(Slots, TheEndOfAConnectionWithANameIsSaidWithItsDuration) {
             Lines{"info: 6004: connection of 1m from 127.0.0.1 ended after 0 s, by the server"});
 }
 
+TEST_F(Slots, WhoLogsOutIsSaidOnce) {
+  server.AddUser("1");
+  TestClient client = server.Online("1");
+  server.AdvanceMs(5'000);
+  SaidLines said;
+  client.Send(".+offline|1|#");
+  client.Close();
+  server.Pump();
+  EXPECT_EQ(said.Take(),
+            Lines{"info: 6004: connection of 1 from 127.0.0.1 ended after 5 s, with its session"});
+}
+
 TEST_F(Slots, TheEndsOfManyConnectionsAreCounted) {
   SaidLines said;
   for (int i = 0; i < SlotArray::kEndsSaidAMinute + 3; ++i) {

@@ -119,6 +119,7 @@ void SlotArray::SetTag(SlotIndex slot, const Expr& tag) {
   if (Skips("Tag", tag) || !Exists(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.tag == tag.text()) return;
+  if (tag.text().empty()) SayEnded(entry, "with its session");
   LeaveTag(slot, entry.tag);
   entry.tag = tag.text();
   EnterTag(slot, entry.tag);
