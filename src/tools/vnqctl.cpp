@@ -3,7 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/commands.h"
+#include "tools/all_commands.h"
 #include "tools/terminal/command_line.h"
 
 int main(int argc, char** argv) {
@@ -15,6 +15,6 @@ int main(int argc, char** argv) {
   app.fallthrough();  // a group's options stand in front of its commands or behind them
 
   int exitCode = 0;
-  vnq::AddCommands(app, exitCode);
+  vnq::AddAllCommands(app, exitCode);
   return vnq::RunProgram(app, argc, argv, exitCode);
 }

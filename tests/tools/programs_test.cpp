@@ -12,7 +12,7 @@
 #include "tests/harness/app_folder.h"
 #include "tests/harness/shell_run.h"
 #include "tests/tools/client/fake_server.h"
-#include "tools/commands.h"
+#include "tools/all_commands.h"
 
 namespace vnq {
 namespace {
@@ -219,7 +219,7 @@ void Collect(const CLI::App& app, const std::string& words, std::map<std::string
 TEST_F(Programs, EveryCommandThatPrintsAListHasItAsJson) {
   CLI::App app;
   int exitCode = 0;
-  AddCommands(app, exitCode);
+  AddAllCommands(app, exitCode);
   std::map<std::string, bool> found, expected;
   Collect(app, "", found);
   for (const CommandLine& line : AllCommandLines("")) {

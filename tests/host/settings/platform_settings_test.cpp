@@ -134,6 +134,32 @@ TEST_F(PlatformSettingsTest, FirstBadValueIsTheOneThatIsNamed) {
             "[locale] language_id=x is not a number from 0 to 65535");
 }
 
+TEST_F(PlatformSettingsTest, WhatTheLogTellsIsReadAndChecked) {
+  const LogSettings log = ReadGood("[log]\nlevel=debug\nformat=json\nslow_ms=0\n").log;
+  EXPECT_EQ(log.level, "debug");
+  EXPECT_EQ(log.format, "json");
+  EXPECT_EQ(log.slowMs, 0);
+  EXPECT_EQ(ErrorOf("[log]\nlevel=loud\n"),
+            "[log] level=loud is not one of debug, info, warning, error");
+  EXPECT_EQ(ErrorOf("[log]\nformat=xml\n"), "[log] format=xml is not one of text, json");
+}
+
+TEST_F(PlatformSettingsTest, WhoWantsToKnowOfAllFaultsGetsEachAndTheDefaultInItsPlace) {
+  folder_.Write("platform.ini",
+                "[network]\nbind_address=x\n[limits]\npush_mb=many\noutput_mb=7\n"
+                "[protection]\nlogin_frist=yes\n");
+  std::vector<std::string> faults;
+  const PlatformSettings settings =
+      ReadUsablePlatformSettings(PlatformIniPath(folder_.path()), "", faults);
+  ASSERT_EQ(faults.size(), 3U);
+  EXPECT_NE(faults[0].find("bind_address=x is not"), std::string::npos);
+  EXPECT_NE(faults[1].find("push_mb=many is not"), std::string::npos);
+  EXPECT_NE(faults[2].find("login_frist is not a key of this section"), std::string::npos);
+  EXPECT_EQ(settings.bindAddress, "0.0.0.0");
+  EXPECT_EQ(settings.limits.pushMb, LimitSettings().pushMb);
+  EXPECT_EQ(settings.limits.outputMb, 7);
+}
+
 TEST_F(PlatformSettingsTest, AddressesAreFourNumbersUpTo255) {
   for (const char* bad :
        {"1.2.3", "1.2.3.4.5", "1.2.3.256", "1.2.3.", "1..2.3", "::1", "1.2.3.-4"}) {

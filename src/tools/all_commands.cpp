@@ -1,4 +1,4 @@
-#include "tools/commands.h"
+#include "tools/all_commands.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,7 +26,7 @@
 
 namespace vnq {
 
-void AddCommands(CLI::App& app, int& exitCode) {
+void AddAllCommands(CLI::App& app, int& exitCode) {
   AddInitCommand(app, exitCode);
   AddDoctorCommand(app, exitCode);
   AddStatusCommands(app, exitCode);
