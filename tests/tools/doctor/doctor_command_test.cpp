@@ -630,7 +630,7 @@ const Breakage kBreakages[] = {
 static_assert(std::size(kBreakages) == 19);
 
 INSTANTIATE_TEST_SUITE_P(Nineteen, BrokenFolder, testing::ValuesIn(kBreakages),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& each) { return std::string(each.param.name); });
 
 }  // namespace
 }  // namespace vnq
