@@ -105,7 +105,7 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 
 [log]
 ; how much standard error tells (debug, info, warning, error) and how (text, json); milliseconds that
-; nothing else could run in are told from here on, 0: never; level and slow_ms are read again on SIGHUP
+; nothing else could run in are told from here on, 0: never; all three are read again on SIGHUP
 ;level=info
 ;format=text
 ;slow_ms=1000

@@ -300,7 +300,8 @@ bool Get(const SettingOptions& options, Place& place, std::ostream& out, std::st
 
 bool Set(const SettingOptions& options, Place& place, std::ostream& out, std::string& error) {
   if (!place.Set(options.value, error)) return false;
-  out << "the server reads it when it starts\n";
+  const bool isReadAgain = AsciiLower(options.name).starts_with("log.");
+  out << "the server reads it when it starts" << (isReadAgain ? ", and on SIGHUP\n" : "\n");
   return true;
 }
 
