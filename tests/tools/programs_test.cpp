@@ -242,7 +242,9 @@ TEST_F(Programs, EveryListingIsAJsonArrayThatProgramsRead) {
                                   "print(type(json.load(sys.stdin)).__name__)'"
                                 : ""));
     EXPECT_EQ(said.exitCode, 0) << run << "\n" << said.output;
-    if (isListing) EXPECT_EQ(said.output, "list\n") << run;
+    if (isListing) {
+      EXPECT_EQ(said.output, "list\n") << run;
+    }
   }
 }
 
