@@ -382,7 +382,7 @@ TEST_F(Process, LinesForTheJournalBeginWithTheirPriority) {
 }
 
 TEST_F(Process, SighupTakesOverWhatTheFileSaysOfTheLog) {
-  std::ofstream(folder + "/platform.ini", std::ios::app) << "\n[log]\nlevel=warning\n";
+  std::ofstream(folder + "/platform.ini") << "[log]\nlevel=warning\n";
   auto server = Start();
   for (int i = 0; i < 1000 && !std::filesystem::exists(folder + "/.vnq_main_service.sock"); ++i) {
     usleep(10'000);

@@ -171,27 +171,29 @@ TEST_F(PlatformSettingsTest, AddressesAreFourNumbersUpTo255) {
 TEST_F(PlatformSettingsTest, CommandLineWins) {
   PlatformSettings settings =
       ReadGood("[locale]\nlanguage_id=2052\ncode_page=936\n[network]\nbind_address=127.0.0.2\n");
-  ASSERT_TRUE(ApplyOverrides({1033, 1252, "127.0.0.3"}, settings, error_));
+  ASSERT_TRUE(ApplyOverrides({1033, 1252, "127.0.0.3", "debug", "json"}, settings, error_));
   EXPECT_EQ(settings.languageId, 1033);
   EXPECT_EQ(settings.codePage, 1252);
   EXPECT_EQ(settings.bindAddress, "127.0.0.3");
+  EXPECT_EQ(settings.log.level, "debug");
+  EXPECT_EQ(settings.log.format, "json");
 }
 
 TEST_F(PlatformSettingsTest, CodePageThatNothingGivesFollowsTheCommandLinesLanguage) {
   PlatformSettings settings = ReadGood("[locale]\nlanguage_id=1033\n");
-  ASSERT_TRUE(ApplyOverrides({2052, {}, {}}, settings, error_));
+  ASSERT_TRUE(ApplyOverrides({2052, {}, {}, {}, {}}, settings, error_));
   EXPECT_EQ(settings.codePage, 936);
 }
 
 TEST_F(PlatformSettingsTest, CodePageOfTheFileOutlivesTheCommandLinesLanguage) {
   PlatformSettings settings = ReadGood("[locale]\ncode_page=950\n");
-  ASSERT_TRUE(ApplyOverrides({2052, {}, {}}, settings, error_));
+  ASSERT_TRUE(ApplyOverrides({2052, {}, {}, {}, {}}, settings, error_));
   EXPECT_EQ(settings.codePage, 950);
 }
 
 TEST_F(PlatformSettingsTest, BadAddressOfTheCommandLineIsNamed) {
   PlatformSettings settings = ReadGood("");
-  EXPECT_FALSE(ApplyOverrides({{}, {}, "nowhere"}, settings, error_));
+  EXPECT_FALSE(ApplyOverrides({{}, {}, "nowhere", {}, {}}, settings, error_));
   EXPECT_EQ(error_, "--bind nowhere is not an IPv4 address");
 }
 
