@@ -222,6 +222,12 @@ TEST_F(CompanyCommands, AnUpgradeMakesWhatIsMissingOnceAndATrialNothing) {
             Rows("select count(*) from Users_ID"));
 }
 
+TEST_F(CompanyCommands, InitNotesTheVersionOfADatabaseThatHasNone) {
+  Run("drop table vnq_schema");
+  EXPECT_THAT(Done("init"), HasSubstr("vnq.db: schema version 1\n"));
+  EXPECT_THAT(Done("init"), HasSubstr("everything is there already\n"));
+}
+
 TEST_F(CompanyCommands, ADatabaseOfANewerVersionIsLeftAlone) {
   Run("update vnq_schema set version=2; drop table Kefu");
   const std::string why =
