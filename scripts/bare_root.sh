@@ -97,8 +97,9 @@ MakePackages() {
 
 # What a newcomer does with the installed package, a command and what it says after the other.
 Walk() {
-  local bind=$1 data=/var/lib/vnq tried=/var/tmp/tried server began=$SECONDS
-  local as_vnq=(setpriv --reuid vnq --regid vnq --init-groups)
+  local bind=$1 data=/var/lib/vnq tried=/var/tmp/tried home=/var/tmp/home server began=$SECONDS
+  local as_vnq=(setpriv --reuid vnq --regid vnq --init-groups env HOME=$home)
+  install -d -o vnq -g vnq $home
   Step() {
     echo "\$ $*"
     "${as_vnq[@]}" "$@" 2>&1 || { echo "[$? from $*]" && return 1; }
@@ -112,9 +113,10 @@ Walk() {
   export VNQ_PASSWORD=secret
   Step vnqctl department add --app-path $data Sales && Step vnqctl department list --app-path $data &&
     Step vnqctl user set --app-path $data anna --department Sales --manager yes --name "Anna A." &&
-    Step vnqctl user list --app-path $data && Step vnqctl setting set --app-path $data metrics.port 9464 || return
-  echo "\$ vnq_main_service --app-path $data --bind $bind &"
-  "${as_vnq[@]}" vnq_main_service --app-path $data --bind "$bind" 2>/root/walk_server.txt &
+    Step vnqctl user list --app-path $data && Step vnqctl setting set --app-path $data metrics.port 9464 &&
+    Step vnqctl setting set --app-path $data network.bind_address "$bind" || return
+  echo "\$ vnq_main_service --app-path $data &"
+  "${as_vnq[@]}" vnq_main_service --app-path $data 2>/root/walk_server.txt &
   server=$!
   until grep -q 'ready on' /root/walk_server.txt; do kill -0 $server || return 1; sleep 0.2; done
   cat /root/walk_server.txt
@@ -129,8 +131,8 @@ Walk() {
   Step vnqctl backup --app-path $data $data/walk.tar.gz && Step vnqctl restore --app-path $tried $data/walk.tar.gz &&
     Step vnqctl user list --app-path $tried && Step vnqctl history --app-path $tried --user anna || return
   kill -TERM $server && wait $server || return
-  Step vnqctl doctor --app-path $data --free-mb 100
-  rm -rf "$tried"
+  Step vnqctl doctor --app-path $data --free-mb 100 || return
+  rm -rf "$tried" "$home"
   echo "[$((SECONDS - began)) seconds]"
 }
 
