@@ -1,5 +1,6 @@
 #include "platform/net/port_holder.h"
 
+#include <fmt/format.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -56,7 +57,7 @@ std::string ProcessWith(const std::string& inode) {
     std::ifstream file(entry.path() / "comm");
     std::string name;
     std::getline(file, name);
-    return "process " + pid + " (" + name + ")";
+    return fmt::format("process {} ({})", pid, name);
   }
   return "";
 }
@@ -71,7 +72,7 @@ std::string UserName(uid_t user) {
 std::string HolderOfPort(uint16_t port) {
   const std::vector<ListeningSocket> sockets = SocketsOn(port);
   for (const ListeningSocket& socket : sockets) {
-    const std::string process = ProcessWith(socket.inode);
+    std::string process = ProcessWith(socket.inode);
     if (!process.empty()) return process;
   }
   return sockets.empty() ? "" : "a program of user " + UserName(sockets.front().user);
