@@ -72,11 +72,12 @@ TEST_F(OutputBound, AClientThatDoesNotReadCountsAsGoneAndIsSwept) {
   EXPECT_LE(most, 2 * kMegabyte + 2 * kText);
   EXPECT_EQ(budget().AllUnsent(), 0u);
   const Lines lines = said.Take();
-  ASSERT_EQ(lines.size(), 1u);
+  ASSERT_EQ(lines.size(), 2u);
   EXPECT_TRUE(
       lines[0].starts_with("warning: a connection is ended that does not take what is sent: "
                            "127.0.0.1, "))
       << lines[0];
+  EXPECT_EQ(lines[1], "info: 6004: connection of 1 from 127.0.0.1 ended after 0 s, by the peer");
   server.AdvanceMs(20'000);
   EXPECT_EQ(server.State(1), SocketState::kClosed);
   EXPECT_EQ(server.Value("select UserIcoLine from Users_ID where UserID='1'"), "0");

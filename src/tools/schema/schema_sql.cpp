@@ -114,6 +114,13 @@ std::string Default(ColumnDefault initial, bool isSqlite, const EngineWords& wor
   return "";
 }
 
+std::string Definition(const ColumnDef& column, DatabaseEngine engine) {
+  const EngineWords& words = WordsOf(engine);
+  return std::string(column.name) + " " + ColumnType(column, engine) +
+         std::string(TypeRest(column.kind, words)) +
+         Default(column.initial, engine == DatabaseEngine::kSqlite, words);
+}
+
 // One column of an index. Only texts are folded in comparisons.
 std::string IndexKey(const TableDef& table, std::string_view name, const EngineWords& words) {
   const auto column =
@@ -141,14 +148,23 @@ std::string ColumnType(const ColumnDef& column, DatabaseEngine engine) {
   return std::string(column.length == TextLength::kName ? words.text : words.unboundedText);
 }
 
+std::string AddColumnStatement(const TableDef& table, const ColumnDef& column,
+                               DatabaseEngine engine) {
+  const bool isComputed =
+      column.initial == ColumnDefault::kToday || column.initial == ColumnDefault::kNow;
+  if (engine == DatabaseEngine::kSqlite && (isComputed || column.kind == ColumnKind::kGrowingId)) {
+    return "";
+  }
+  const std::string_view add = engine == DatabaseEngine::kSqlServer ? " add " : " add column ";
+  return "alter table " + std::string(table.name) + std::string(add) + Definition(column, engine);
+}
+
 std::string CreateTableStatement(const TableDef& table, DatabaseEngine engine) {
   const EngineWords& words = WordsOf(engine);
   std::string statement = std::string(words.createTable) + std::string(table.name) + " (";
   for (const ColumnDef& column : table.columns) {
     if (&column != &table.columns.front()) statement += ", ";
-    statement.append(column.name).append(" ").append(ColumnType(column, engine));
-    statement.append(TypeRest(column.kind, words));
-    statement.append(Default(column.initial, engine == DatabaseEngine::kSqlite, words));
+    statement += Definition(column, engine);
   }
   const bool isCounted =
       std::any_of(table.columns.begin(), table.columns.end(),

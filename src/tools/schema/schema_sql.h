@@ -30,6 +30,11 @@ namespace vnq {
 /// Transact-SQL refuses then.
 std::string CreateTableStatement(const TableDef& table, DatabaseEngine engine);
 
+/// Adds a column to a table that exists. Empty where the engine does not: SQLite neither a growing
+/// id nor a default that it has to compute.
+std::string AddColumnStatement(const TableDef& table, const ColumnDef& column,
+                               DatabaseEngine engine);
+
 /// The name of an index: one of `table.indexes`.
 std::string IndexName(const TableDef& table, std::string_view columns);
 

@@ -38,9 +38,9 @@ Cells Quoted(std::string_view text) {
   return quoted;
 }
 
-// The rows of the table below a heading of docs/operating.md, without its head.
-std::vector<Cells> RowsBelow(const std::string& heading) {
-  std::ifstream file(VNQ_ROOT "/docs/operating.md");
+// The rows of the table below a heading of a page of docs/, without its head.
+std::vector<Cells> RowsBelow(const std::string& heading, const std::string& page = "operating.md") {
+  std::ifstream file(VNQ_ROOT "/docs/" + page);
   std::vector<Cells> rows;
   bool isBelow = false;
   for (std::string line; std::getline(file, line);) {
@@ -91,6 +91,31 @@ TEST(Manual, NamesEveryKeyOfPlatformIni) {
     for (const std::string& key : Quoted(row.at(1))) told.insert(OneQuoted(row.at(0)) + " " + key);
   }
   EXPECT_EQ(told, written);
+}
+
+// The events of the log, as the sources name them.
+std::set<std::string> EventsOfTheSources() {
+  const std::regex event(R"re(Log(?:Info|Warning|Error|Event)\(\s*"([a-z_]+)")re"
+                         R"re(|_\((?:host\.)?loop, [^;{]*?, "([a-z_]+)"\))re");
+  std::set<std::string> events = {"trouble", "other", "login_refused"};
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(VNQ_ROOT "/src")) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream file(entry.path());
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    for (std::sregex_iterator it(text.begin(), text.end(), event), end; it != end; ++it) {
+      events.insert((*it)[(*it)[1].matched ? 1 : 2]);
+    }
+  }
+  return events;
+}
+
+TEST(Manual, ListsEveryEventOfTheLog) {
+  std::set<std::string> told;
+  for (const Cells& row : RowsBelow("## The log", "watching.md")) {
+    for (const std::string& event : Quoted(row.at(0))) told.insert(event);
+  }
+  EXPECT_EQ(told, EventsOfTheSources());
+  EXPECT_GT(told.size(), 30U);
 }
 
 // What a key is while its wall is down, as the manual and a fresh platform.ini give it.

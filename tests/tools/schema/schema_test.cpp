@@ -254,10 +254,10 @@ TEST_F(SchemaDatabase, IndexesForHistoriesLeaveTheServersLookUpsAsTheyAre) {
   std::string error;
   for (size_t made : {2u, 0u}) {
     report = {};
-    ASSERT_TRUE(
-        MakeSchema(*driver_, DatabaseEngine::kSqlite, report, error, IndexSet::kAlsoHistory))
+    ASSERT_TRUE(MakeSchema(*driver_, DatabaseEngine::kSqlite, report, error,
+                           {.indexes = IndexSet::kAlsoHistory}))
         << error;
-    EXPECT_EQ(report.indexes, made);
+    EXPECT_EQ(report.made.indexes, made);
   }
   EXPECT_EQ(plan(pair).find("SCAN"), std::string::npos) << plan(pair);
   for (const char* where : {"Msg_ID='m' and YouID='2'", "Msg_ID='m' and IsAck1=1",
