@@ -46,6 +46,7 @@ Host::Host(HostParts parts)
       SckServer6008(loop, "6008", false, budget),
       PendingRecord(loop, RecordLimitsOf(platform.limits)),
       PendingVisitorRecord(loop, RecordLimitsOf(platform.limits)),
+      refusedLogins(loop, "log-in refused"),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)),
       PushQueue(loop, Bytes(platform.limits.pushMb)) {
   protection = Protection::Of(*this);
