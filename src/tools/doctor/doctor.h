@@ -59,6 +59,9 @@ std::optional<ProgramFolder> ExamineFolder(const std::string& appPath, std::stri
 /// The keys of DataBase.ini and the rest of platform.ini.
 void ExamineSettings(ProgramFolder& folder, Findings& findings);
 
+/// The certificates of the listeners beside the six fixed ones.
+void ExamineListeners(const ProgramFolder& folder, Findings& findings);
+
 /// The language file of the configured language.
 void ExamineTexts(ProgramFolder& folder, Findings& findings);
 
@@ -75,7 +78,7 @@ bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& fi
 /// whether one of two equal rows can be changed: tried in a transaction that is rolled back.
 void ExamineTextsInDatabase(Database& database, const ProgramFolder& folder, Findings& findings);
 
-/// The picture root, the push address and the keyword lists.
+/// The picture root, the push address, the keyword lists, accounts and stored passwords.
 void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings);
 
 // --- For the sources of the checks ---

@@ -60,6 +60,7 @@ void Examine(const DoctorOptions& options, Findings& findings) {
   auto folder = ExamineFolder(options.appPath, options.localeName, findings);
   if (!folder) return;
   ExamineSettings(*folder, findings);
+  ExamineListeners(*folder, findings);
   ExamineTexts(*folder, findings);
   ExamineVersionFile(*folder, findings);
   if (const auto database = ExamineDatabase(*folder, findings)) {

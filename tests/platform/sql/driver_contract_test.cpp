@@ -504,11 +504,11 @@ TEST_P(RowColumnContract, KeepsRowsInTheOrderOfTheirAddingWhateverIsWritten) {
 TEST_P(SqlDriverContract, MissingTablesAndColumnsAreTold) {
   for (const char* statement :
        {"insert into Nowhere values(1)", "delete from Nowhere",
-        "insert into People(Nothing) values(1)", "update People set Nothing=1"}) {
+        "insert into People(Absent) values(1)", "update People set Absent=1"}) {
     EXPECT_FALSE(Run(statement));
     EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kMissing) << driver_->LastError();
   }
-  for (const char* statement : {"select * from Nowhere", "select Nothing from People"}) {
+  for (const char* statement : {"select * from Nowhere", "select Absent from People"}) {
     EXPECT_TRUE(Fails(statement));
     EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kMissing) << driver_->LastError();
   }
