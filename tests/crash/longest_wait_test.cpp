@@ -85,6 +85,7 @@ class LongestWait : public ::testing::Test {
 
   void Measure(const std::string& what, const std::string& text, const Storm& storm) {
     std::vector<RealClient> listeners;
+    listeners.reserve(static_cast<size_t>(storm.listeners));
     for (int i = 0; i < storm.listeners; ++i) listeners.emplace_back(deployment.address());
     Asker asker(deployment.address());
     const size_t sent = SendAll(Wire(text), storm);
@@ -99,6 +100,7 @@ class LongestWait : public ::testing::Test {
   // The bytes that were taken, at the latest a while after the beginning.
   size_t SendAll(const std::string& wire, const Storm& storm) {
     std::vector<RealClient> senders;
+    senders.reserve(static_cast<size_t>(storm.senders));
     for (int i = 0; i < storm.senders; ++i) senders.emplace_back(deployment.address());
     std::vector<size_t> sent(senders.size());
     const size_t whole = wire.size() * storm.times;

@@ -12,6 +12,7 @@ constexpr const char* kFont = "宋体,10,12681849,False,False,False";
 // A record of eight fields, of which some may be missing; changed ones take their place.
 Text Changed(const Record& record, const std::vector<std::pair<size_t, Text>>& changes) {
   std::vector<Text> parts;
+  parts.reserve(17);
   for (size_t i = 0; i < 8; ++i) {
     Text part = record[i];
     for (const auto& [field, value] : changes) {

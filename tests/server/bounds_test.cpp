@@ -169,6 +169,7 @@ TEST_F(InputBound, ConnectionsThatSendWithoutEndAreLeftUnread) {
 
 TEST_F(InputBound, ASmallRecordIsReadThoughOthersHaveFilledTheBound) {
   std::vector<TestClient> senders;
+  senders.reserve(40);
   for (int i = 0; i < 40; ++i) senders.push_back(server.Connect());
   TestClient other = server.Connect();
   const std::string wire =
@@ -245,6 +246,7 @@ TEST_F(Bounds, AReadOfManyRecordsLetsOthersRunInBetween) {
 
 TEST_F(Bounds, ManyLargeReadsLetOthersRunInBetween) {
   std::vector<TestClient> senders;
+  senders.reserve(40);
   for (int i = 0; i < 40; ++i) senders.push_back(server.Connect());
   TestClient other = server.Connect();
   for (TestClient& sender : senders) {
@@ -265,6 +267,7 @@ TEST_F(Bounds, ManyLargeReadsLetOthersRunInBetween) {
 
 TEST_F(Bounds, LargeReadsOfOneConnectionKeepTheirOrderAndThoseBehindThem) {
   std::vector<TestClient> senders;
+  senders.reserve(8);
   for (int i = 0; i < 8; ++i) senders.push_back(server.Connect());
   const auto record = [](int sender, int number, size_t length) {
     return ".+delete_bulletin|" + std::to_string(sender) + "|" + std::to_string(number) +
@@ -282,8 +285,8 @@ TEST_F(Bounds, LargeReadsOfOneConnectionKeepTheirOrderAndThoseBehindThem) {
     const std::string user = std::to_string(i);
     const Lines texts =
         server.Rows("select trim(Txt) from ServerLog where UserID='" + user + "' order by rowid");
-    const std::string said = user + server.Lang("im99");
-    EXPECT_EQ(texts, (Lines{said + "0", said + "1", said + "2"}));
+    const std::string text = user + server.Lang("im99");
+    EXPECT_EQ(texts, (Lines{text + "0", text + "1", text + "2"}));
   }
 }
 
