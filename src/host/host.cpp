@@ -50,6 +50,7 @@ Host::Host(HostParts parts)
       PendingVisitorRecord(loop, RecordLimitsOf(platform.limits)),
       trace(loop),
       logIns(loop, "log-ins", kLogInsSaidAMinute),
+      refusedLogins(loop, "log-in refused", "login_refused"),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)),
       PushQueue(loop, Bytes(platform.limits.pushMb)) {
   protection = Protection::Of(*this);

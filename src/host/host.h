@@ -23,6 +23,7 @@
 #include "host/slots/unsynced_receipts.h"
 #include "platform/net/clock.h"
 #include "platform/net/event_loop.h"
+#include "platform/net/peer_warnings.h"
 #include "platform/system/paths.h"
 
 namespace vnq {
@@ -90,6 +91,9 @@ struct Host {
   std::string DefaultFontInfo;
   std::string PushUrl;
   std::string WebSocketResponseTemplate;
+
+  // --- What the log says of peers ---
+  PeerWarnings refusedLogins;
 
   // --- What a deployment lets nobody do ---
   std::unique_ptr<Protection> protection;  ///< null where every wall is down

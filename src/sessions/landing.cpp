@@ -1,5 +1,6 @@
 // Login: from a bare connection to a tagged slot. By name and password, or of a phone that is
 // already known.
+#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
 #include "host/protection/protection.h"
@@ -48,8 +49,8 @@ std::string Printable(const Expr& name) {
 
 // The words up to the address stay as they are: programs look for them.
 void SayRefused(Host& host, SlotIndex slot, const Fields& fields, std::string_view why) {
-  spdlog::warn("log-in refused from {}: {}: {}", host.SckServer.RemoteHostIP(slot), why,
-               Printable(fields[1]));
+  host.refusedLogins.Note(host.SckServer.RemoteHostIP(slot),
+                          fmt::format("{}: {}", why, Printable(fields[1])));
 }
 
 void Refuse(Host& host, SlotIndex slot, std::string_view record) {

@@ -67,6 +67,9 @@ void ExamineFiles(const ProgramFolder& folder, int64_t leastFreeMb, Findings& fi
 /// The keys of DataBase.ini and the rest of platform.ini.
 void ExamineSettings(ProgramFolder& folder, Findings& findings);
 
+/// The certificates of the listeners beside the six fixed ones.
+void ExamineListeners(const ProgramFolder& folder, Findings& findings);
+
 /// The language file of the configured language.
 void ExamineTexts(ProgramFolder& folder, Findings& findings);
 
@@ -108,7 +111,7 @@ void ExaminePorts(const ProgramFolder& folder, const RunningServer& server, Find
 void ExaminePresence(Database& database, const ProgramFolder& folder, const RunningServer& server,
                      Findings& findings);
 
-/// The picture root, the push address and the keyword lists.
+/// The picture root, the push address, the keyword lists, accounts and stored passwords.
 void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings);
 
 // --- For the sources of the checks ---

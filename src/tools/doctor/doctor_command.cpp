@@ -37,6 +37,7 @@ void Examine(const DoctorOptions& options, Findings& findings) {
   ExamineSettings(*folder, findings);
   ExamineKeys(*folder, findings);
   ExamineFiles(*folder, options.leastFreeMb, findings);
+  ExamineListeners(*folder, findings);
   ExamineTexts(*folder, findings);
   ExamineVersionFile(*folder, findings);
   const CheckProgress progress{options.progress, options.largeFileMb};

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "host/database/database.h"
+#include "platform/system/password_hash.h"
 #include "support/ascii_case.h"
 #include "support/replace_all.h"
 #include "support/shell_text.h"
@@ -151,6 +152,35 @@ void CheckCodePage(Database& database, const ProgramFolder& folder, const ShownC
                    SettingCure(folder, "locale.code_page", "936"));
 }
 
+// A hash has 90 characters.
+void CheckPasswordColumn(Database& database, const ProgramFolder& folder, Findings& findings) {
+  constexpr size_t kHashLength = 90;
+  SqlRows rows;
+  if (!database.driver().Describe("Select UserPaws from Users_ID", {}, rows)) return;
+  const size_t most = rows.columns->front().maxLength;
+  if (most == 0 || most >= kHashLength) return;
+  findings.Error(KeyAt(PlatformIniPath(folder.appPath), "protection", "hash_passwords", "yes") +
+                 ": column UserPaws of table Users_ID takes " + std::to_string(most) +
+                 " characters, and a stored hash has " + std::to_string(kHashLength) +
+                 "; make the column longer");
+}
+
+// A server that does not know them for hashes compares them as they are.
+void CheckPasswords(Database& database, const ProgramFolder& folder, Findings& findings) {
+  if (folder.platform.protection.hashPasswords) {
+    return CheckPasswordColumn(database, folder, findings);
+  }
+  int hashed = 0;
+  Cursor users(database);
+  users.Open(Sql("Select UserPaws from Users_ID"));
+  for (; !users.EndOfRows(); users.MoveNext()) hashed += IsPasswordHash(OrEmpty(users["UserPaws"]));
+  if (hashed == 0) return;
+  findings.Error("table Users_ID: the passwords of " + std::to_string(hashed) +
+                 " users are stored as hashes, and the server takes them for passwords in clear: "
+                 "they are locked out, and who reads the table gets in" +
+                 SettingCure(folder, "protection.hash_passwords", "yes"));
+}
+
 }  // namespace
 
 void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings) {
@@ -159,6 +189,7 @@ void ExamineRows(Database& database, const ProgramFolder& folder, Findings& find
   CheckKeywords(database, folder, findings);
   CheckAccounts(database, folder, findings);
   for (const ShownColumn& shown : kShownColumns) CheckCodePage(database, folder, shown, findings);
+  CheckPasswords(database, folder, findings);
 }
 
 }  // namespace vnq

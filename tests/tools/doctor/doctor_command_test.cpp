@@ -19,6 +19,7 @@
 #include "support/replace_all.h"
 #include "tests/harness/app_folder.h"
 #include "tests/harness/as_nobody.h"
+#include "tests/harness/certificate.h"
 #include "tests/harness/own_address.h"
 #include "tests/harness/shell_run.h"
 #include "tools/folder/init_command.h"
@@ -41,6 +42,7 @@ class DoctorCommand : public ::testing::Test {
     std::ostringstream said;
     EXPECT_EQ(RunInit({folder_.path(), false, "en_US"}, said, said), 0) << said.str();
     Replace("platform.ini", ";bind_address=0.0.0.0", "bind_address=" + address_);
+    plain_ = folder_.ReadBytes("platform.ini");
   }
 
   int Run() {
@@ -83,6 +85,7 @@ class DoctorCommand : public ::testing::Test {
   AppFolder folder_;
   DoctorOptions options_{.appPath = folder_.path(), .localeName = "en_US", .leastFreeMb = 0};
   const std::string address_ = AddressOfThisProcess(213);
+  std::string plain_;  // platform.ini as it was made
   std::ostringstream out_;
 };
 
@@ -149,6 +152,34 @@ TEST_F(DoctorCommand, MissingPlatformIniIsAWarning) {
 TEST_F(DoctorCommand, DriveWithoutAFolderIsAnError) {
   Replace("platform.ini", ";D=/srv/im", "D=/nowhere/at/all");
   EXPECT_THAT(Errors(), HasSubstr("platform.ini: [drives] D=/nowhere/at/all is no folder"));
+}
+
+TEST_F(DoctorCommand, CertificatesOfListenersAreLookedAt) {
+  const auto listener = [&](const Certificate& made) {
+    folder_.Write("platform.ini", plain_ +
+                                      "\n[listener clients]\nprotocol=6004\nport=16004\ntls=yes\n" +
+                                      "certificate=" + made.file + "\nkey=" + made.keyFile + "\n");
+  };
+  const std::string at = "platform.ini: [listener clients] certificate=";
+  const Certificate fine = MakeCertificate(folder_.path(), address_, "fine", 400);
+  chmod(fine.keyFile.c_str(), 0600);
+  listener(fine);
+  EXPECT_THAT(Said("ok"), HasSubstr("listener clients: its certificate holds for 399 days"));
+  EXPECT_THAT(Warnings() + Errors(), Not(HasSubstr("listener clients")));
+  chmod(fine.keyFile.c_str(), 0644);
+  EXPECT_THAT(Warnings(), HasSubstr("key=" + fine.keyFile + " may be read by everybody"));
+
+  const Certificate soon = MakeCertificate(folder_.path(), address_, "soon", 5);
+  listener(soon);
+  EXPECT_THAT(Warnings(), HasSubstr(at + soon.file + " ends in 4 days; put a new one"));
+  const Certificate ended = MakeCertificate(folder_.path(), address_, "ended", -3);
+  listener(ended);
+  EXPECT_THAT(Errors(), HasSubstr(at + ended.file + " ended 3 days ago, and clients refuse it"));
+  listener({fine.file, soon.keyFile});
+  EXPECT_THAT(Errors(),
+              HasSubstr(at + fine.file + " cannot be used, and the listener stays closed"));
+  listener({folder_.path() + "/none.pem", fine.keyFile});
+  EXPECT_THAT(Errors(), HasSubstr("/none.pem cannot be used, and the listener stays closed"));
 }
 
 TEST_F(DoctorCommand, MissingDataBaseIniIsAnError) {
@@ -389,6 +420,15 @@ TEST_F(DoctorCommand, NoUserIsAWarning) {
 }
 
 // --- Ports ---
+
+TEST_F(DoctorCommand, StoredHashesWithoutTheirWallAreAnError) {
+  AddRowsOfADeployment();
+  Execute("update Users_ID set UserPaws='$scrypt$ln=14,r=8,p=1$c2FsdA==$aGFzaA=='");
+  EXPECT_THAT(Errors(), AllOf(HasSubstr("the passwords of 1 users are stored as hashes"),
+                              HasSubstr("protection.hash_passwords yes")));
+  folder_.Write("platform.ini", plain_ + "\n[protection]\nhash_passwords=yes\n");
+  EXPECT_THAT(Errors(), Not(HasSubstr("hashes")));
+}
 
 TEST_F(DoctorCommand, PortOfAnotherProgramIsAnError) {
   SystemClock clock;

@@ -80,6 +80,12 @@ SqlTrouble TroubleOf(int extendedCode) {
   }
 }
 
+// The engine has one number for everything that is wrong with a statement.
+bool NamesWhatIsMissing(std::string_view message) {
+  return message.starts_with("no such table: ") || message.starts_with("no such column: ") ||
+         message.find(" has no column named ") != message.npos;
+}
+
 // The texts are the caller's and stay until the statement was reset.
 int Bind(sqlite3_stmt* statement, int index, const SqlValue& value) {
   switch (value.kind) {
@@ -328,9 +334,12 @@ bool SqliteDriver::Fail(std::string_view statement, std::string_view why) {
 // Takes the engine's last error, and what follows from it for the statements to come.
 bool SqliteDriver::FailByEngine(std::string_view statement) {
   const int code = sqlite3_extended_errcode(connection_->handle());
-  Fail(statement, sqlite3_errmsg(connection_->handle()));
+  const char* const message = sqlite3_errmsg(connection_->handle());
+  const bool isMissing = code == SQLITE_ERROR && NamesWhatIsMissing(message);
+  Fail(statement, message);
   if (turn_ && turn_->WasUndone()) undone_ += turn_->Drop();
   Conclude(code);
+  if (isMissing) trouble_ = SqlTrouble::kMissing;
   return false;
 }
 
