@@ -119,6 +119,7 @@ std::vector<CommandLine> AllCommandLines(const std::string& folder) {
       {"notify", "", Prints::kOther, true},
       {"meeting open", "--from 1 --to 2"},
       {"user delete", "bob"},
+      {"decode", "", listing, true},
       {"text", "", Prints::kOther, true},
       {"json parse", "", Prints::kOther, true},
       {"script eval", "", Prints::kOther, true},
