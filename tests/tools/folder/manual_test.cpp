@@ -327,6 +327,14 @@ Cells Shown(const std::filesystem::path& page, const std::string& program) {
   return shown;
 }
 
+TEST(Manual, ObjectsToCommandLinesThatVnqctlDoesNotTake) {
+  const Tool tool;
+  EXPECT_EQ(tool.Objection(WordsOf("user ad ann --app-path DIR")), "no command ad");
+  EXPECT_EQ(tool.Objection(WordsOf("init [--apppath DIR]")), "no option --apppath");
+  EXPECT_EQ(tool.Objection(WordsOf("doctor DIR --app-path DIR")), "too much: DIR");
+  EXPECT_EQ(tool.Objection(WordsOf("user add ann... --app-path='my folder' > out # x")), "");
+}
+
 // "COMMAND" and "COMMAND:" stand for any.
 bool IsPlaceholder(const std::string& word) {
   return word.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ:") == std::string::npos;
