@@ -332,7 +332,7 @@ TEST(Manual, ObjectsToCommandLinesThatVnqctlDoesNotTake) {
   EXPECT_EQ(tool.Objection(WordsOf("user ad ann --app-path DIR")), "no command ad");
   EXPECT_EQ(tool.Objection(WordsOf("init [--apppath DIR]")), "no option --apppath");
   EXPECT_EQ(tool.Objection(WordsOf("doctor DIR --app-path DIR")), "too much: DIR");
-  EXPECT_EQ(tool.Objection(WordsOf("user add ann... --app-path='my folder' > out # x")), "");
+  EXPECT_EQ(tool.Objection(WordsOf("user add ann... --app-path 'my folder' > out # x")), "");
 }
 
 // "COMMAND" and "COMMAND:" stand for any.
