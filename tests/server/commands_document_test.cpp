@@ -187,6 +187,7 @@ TEST(DatabaseDocument, HasTheColumnsOfEveryTableAndTheCommandsThatWriteIt) {
   for (const std::string& line : LinesOf(made)) {
     if (line.starts_with("### ")) told.push_back(line.substr(4));
   }
+  expected.reserve(SchemaTables().size());
   for (const TableDef& table : SchemaTables()) expected.emplace_back(table.name);
   EXPECT_EQ(told, expected);
 }

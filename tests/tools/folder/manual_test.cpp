@@ -284,6 +284,7 @@ std::vector<Cells> Alternatives(const Cells& words) {
     Cells choices;
     for (std::string choice; std::getline(rest, choice, '|');) choices.push_back(choice);
     std::vector<Cells> longer;
+    longer.reserve(lines.size() * choices.size());
     for (const Cells& line : lines) {
       for (const std::string& choice : choices) {
         longer.push_back(line);
