@@ -16,11 +16,14 @@
 #include "tools/library/text_command.h"
 #include "tools/moving/export_command.h"
 #include "tools/moving/import_command.h"
+#include "tools/retention/retention_command.h"
+#include "tools/schema/upgrade_command.h"
 #include "tools/settings/setting_command.h"
 #include "tools/users/user_command.h"
 #include "tools/watch/presence_command.h"
 #include "tools/watch/probe_command.h"
 #include "tools/watch/status_commands.h"
+#include "tools/watch/trace_command.h"
 
 namespace vnq {
 
@@ -30,7 +33,10 @@ void AddAllCommands(CLI::App& app, int& exitCode) {
   AddStatusCommands(app, exitCode);
   AddPresenceCommand(app, exitCode);
   AddProbeCommand(app, exitCode);
+  AddTraceCommand(app, exitCode);
   AddBackupCommands(app, exitCode);
+  AddUpgradeCommand(app, exitCode);
+  AddRetentionCommand(app, exitCode);
   AddExportCommand(app, exitCode);
   AddImportCommand(app, exitCode);
   AddUserCommand(app, exitCode);

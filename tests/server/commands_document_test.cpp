@@ -287,5 +287,20 @@ TEST(PortTableRows, ATableThatACommandWritesIsOneOfTheSchema) {
   }
 }
 
+// What a trace shows of a record with each field filled.
+TEST(CommandsDocument, TheFieldsThatATraceMasksAreThePasswords) {
+  Lines masked;
+  for (const PortRow& port : PortTable()) {
+    for (const CommandRow& row : port.commands()) {
+      std::string record(row.word);
+      for (int i = 0; i < row.FieldCount(); ++i) record += "|f";
+      const std::string shown = row.Masked(record + "|#");
+      if (shown != record + "|#") masked.push_back(shown);
+    }
+  }
+  EXPECT_EQ(masked, (Lines{".+landing|f|***|f|f|f|f|#", ".+change_password|f|***|#",
+                           ".+account_application|f|f|f|f|***|f|f|f|#"}));
+}
+
 }  // namespace
 }  // namespace vnq

@@ -38,9 +38,12 @@ Cells Quoted(std::string_view text) {
   return quoted;
 }
 
-// The rows of the table below a heading of docs/operating.md, without its head.
-std::vector<Cells> RowsBelow(const std::string& heading) {
-  std::ifstream file(VNQ_ROOT "/docs/operating.md");
+constexpr const char* kManual = VNQ_ROOT "/docs/operating.md";
+constexpr const char* kSecurity = VNQ_ROOT "/SECURITY.md";
+
+// The rows of the table below a heading of a document, without its head.
+std::vector<Cells> RowsBelow(const std::string& heading, const std::string& document = kManual) {
+  std::ifstream file(document);
   std::vector<Cells> rows;
   bool isBelow = false;
   for (std::string line; std::getline(file, line);) {
@@ -91,6 +94,31 @@ TEST(Manual, NamesEveryKeyOfPlatformIni) {
     for (const std::string& key : Quoted(row.at(1))) told.insert(OneQuoted(row.at(0)) + " " + key);
   }
   EXPECT_EQ(told, written);
+}
+
+// The events of the log, as the sources name them.
+std::set<std::string> EventsOfTheSources() {
+  const std::regex event(R"re(Log(?:Info|Warning|Error|Event)\(\s*"([a-z_]+)")re"
+                         R"re(|_\((?:host\.)?loop, [^;{]*?, "([a-z_]+)"\))re");
+  std::set<std::string> events = {"trouble", "other", "login_refused"};
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(VNQ_ROOT "/src")) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream file(entry.path());
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    for (std::sregex_iterator it(text.begin(), text.end(), event), end; it != end; ++it) {
+      events.insert((*it)[(*it)[1].matched ? 1 : 2]);
+    }
+  }
+  return events;
+}
+
+TEST(Manual, ListsEveryEventOfTheLog) {
+  std::set<std::string> told;
+  for (const Cells& row : RowsBelow("## The log", VNQ_ROOT "/docs/watching.md")) {
+    for (const std::string& event : Quoted(row.at(0))) told.insert(event);
+  }
+  EXPECT_EQ(told, EventsOfTheSources());
+  EXPECT_GT(told.size(), 30U);
 }
 
 // What a key is while its wall is down, as the manual and a fresh platform.ini give it.
@@ -369,6 +397,61 @@ TEST(Manual, ShowsOnlyOptionsThatTheServerTakes) {
     }
   }
   EXPECT_GT(lines, 3u);
+}
+
+// --- SECURITY.md ---
+
+// The lines of a file that a heading gives as an example.
+std::string ExampleBelow(const std::string& heading) {
+  std::ifstream file(kSecurity);
+  std::string example;
+  bool isBelow = false;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("#")) isBelow = line == heading;
+    if (isBelow && line.starts_with("    ")) example += line.substr(4) + "\n";
+  }
+  return example;
+}
+
+std::optional<PlatformSettings> Profile(const std::string& heading) {
+  AppFolder folder;
+  folder.Write("platform.ini", ExampleBelow(heading));
+  std::string error;
+  auto settings = ReadPlatformSettings(PlatformIniPath(folder.path()), "C", error);
+  EXPECT_TRUE(settings) << heading << ": " << error;
+  return settings;
+}
+
+bool IsSet(const ProtectionKey& key, const ProtectionSettings& settings) {
+  if (key.flag != nullptr) return settings.*key.flag;
+  return key.number != nullptr ? settings.*key.number > 0 : (settings.*key.list).IsGiven();
+}
+
+TEST(Security, TellsOfEveryWall) {
+  std::set<std::string> expected, told;
+  for (const ProtectionKey& key : ProtectionKeys()) expected.emplace(key.key);
+  for (const Cells& row : RowsBelow("## What each wall gives", kSecurity)) {
+    for (const std::string& key : Quoted(row.at(0))) told.insert(key);
+  }
+  EXPECT_EQ(told, expected);
+}
+
+TEST(Security, TheProfileOfAnOfficeIsReadAsItStands) {
+  const auto settings = Profile("## A profile for an office network");
+  ASSERT_TRUE(settings);
+  EXPECT_TRUE(settings->protection.senderIsUser);
+  EXPECT_TRUE(settings->protection.endpointFrom.Contains("10.1.2.3"));
+}
+
+TEST(Security, TheProfileOfAnExposedServerIsReadAsItStandsAndPutsEveryWallUp) {
+  const auto settings = Profile("## A profile for an exposed server");
+  ASSERT_TRUE(settings);
+  EXPECT_EQ(settings->bindAddress, "127.0.0.1");
+  ASSERT_EQ(settings->listeners.size(), 2U);
+  for (const ListenerSettings& listener : settings->listeners) EXPECT_TRUE(listener.tls);
+  for (const ProtectionKey& key : ProtectionKeys()) {
+    EXPECT_TRUE(IsSet(key, settings->protection)) << key.key;
+  }
 }
 
 }  // namespace
