@@ -187,6 +187,7 @@ TEST(DatabaseDocument, HasTheColumnsOfEveryTableAndTheCommandsThatWriteIt) {
   for (const std::string& line : LinesOf(made)) {
     if (line.starts_with("### ")) told.push_back(line.substr(4));
   }
+  expected.reserve(SchemaTables().size());
   for (const TableDef& table : SchemaTables()) expected.emplace_back(table.name);
   EXPECT_EQ(told, expected);
 }
@@ -240,7 +241,8 @@ TEST(DatabaseDocument, NamesEveryTextAndEveryRowThatIsASetting) {
     told.insert((*each)[1]);
   }
   EXPECT_EQ(told, texts);
-  const std::set<std::string> rows = NamedInSources("Col_Name='", "'");
+  std::set<std::string> rows = NamedInSources("Col_Name='", "'");
+  std::erase_if(rows, [](const std::string& name) { return name.find('"') != name.npos; });
   EXPECT_EQ(rows, (std::set<std::string>{"UserApply", "VNQ_CONSOLE"}));
   for (const std::string& row : rows) EXPECT_NE(document.find("`" + row + "`"), document.npos);
   for (const std::string& site : NamedInSources("Plug_Site = '", "'")) {

@@ -72,7 +72,7 @@ std::vector<std::string> ChatConsole::Completions(const std::string& before) con
   std::vector<std::string> found;
   for (const CommandRow& row : kCommands) {
     const std::string command = std::string(row.word) + (row.arguments.empty() ? "" : " ");
-    if (command.starts_with(before)) found.push_back(command);
+    if (command.starts_with(before) && command != before) found.push_back(command);
     const bool ofGroups = row.arguments.find("GROUPID") != std::string_view::npos;
     const bool ofUsers = row.arguments.find("USERID") != std::string_view::npos;
     if ((!ofGroups && !ofUsers) || !before.starts_with(command)) continue;

@@ -23,7 +23,8 @@ class Base64Stream : public PortStream {
   std::vector<std::string> Feed(std::string_view bytes) override {
     std::vector<std::string> records = stream_.Feed(bytes);
     if (stream_.RestLooksComplete()) {
-      for (std::string& record : stream_.TakeRest()) records.push_back(std::move(record));
+      const std::vector<std::string> rest = stream_.TakeRest();
+      records.insert(records.end(), rest.begin(), rest.end());
     }
     return WithoutLineFeeds(std::move(records));
   }

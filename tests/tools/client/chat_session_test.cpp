@@ -501,7 +501,7 @@ TEST_F(ChatConsoleTest, LinesThatCannotBeDoneAreNamedAndRemembered) {
 
 TEST_F(ChatConsoleTest, HelpListsEveryCommand) {
   console_.Line("/help");
-  EXPECT_THAT(shown_, AllOf(SizeIs(20), testing::Contains(StartsWith("* /to USERID"))));
+  EXPECT_THAT(shown_, AllOf(SizeIs(21), testing::Contains(StartsWith("* /to USERID"))));
 }
 
 TEST_F(ChatConsoleTest, GivenNameIsListed) {

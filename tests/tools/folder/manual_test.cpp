@@ -312,6 +312,7 @@ std::vector<Cells> Alternatives(const Cells& words) {
     Cells choices;
     for (std::string choice; std::getline(rest, choice, '|');) choices.push_back(choice);
     std::vector<Cells> longer;
+    longer.reserve(lines.size() * choices.size());
     for (const Cells& line : lines) {
       for (const std::string& choice : choices) {
         longer.push_back(line);
@@ -353,6 +354,14 @@ Cells Shown(const std::filesystem::path& page, const std::string& program) {
     }
   }
   return shown;
+}
+
+TEST(Manual, ObjectsToCommandLinesThatVnqctlDoesNotTake) {
+  const Tool tool;
+  EXPECT_EQ(tool.Objection(WordsOf("user ad ann --app-path DIR")), "no command ad");
+  EXPECT_EQ(tool.Objection(WordsOf("init [--apppath DIR]")), "no option --apppath");
+  EXPECT_EQ(tool.Objection(WordsOf("doctor DIR --app-path DIR")), "too much: DIR");
+  EXPECT_EQ(tool.Objection(WordsOf("user add ann... --app-path 'my folder' > out # x")), "");
 }
 
 // "COMMAND" and "COMMAND:" stand for any.
