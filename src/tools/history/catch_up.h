@@ -22,7 +22,8 @@ class CatchUp {
   static std::unique_ptr<CatchUp> Open(const std::string& appPath, std::string& error);
 
   /// Appends the records that the user's desktop has not had, messages oldest first, then requests;
-  /// `names` learns who is in them. False, with the reason in `error`, when the database knows no such user or fails.
+  /// `names` learns who is in them. False, with the reason in `error`, when the database knows no
+  /// such user or fails.
   bool Read(const std::string& UserID, KnownNames& names, std::vector<std::string>& records,
             std::string& error);
 

@@ -1,6 +1,6 @@
 // Requests of friends and groups, answers to them and news of memberships that found nobody.
 //
-// The server parks such a record in MessengVerify_Type, a row for each of the two devices of a user,
+// The server parks such a record in MessengVerify_Type, a row for each of a user's two devices,
 // and plays none back. A row stays until its device's reader takes it away, or for ever.
 #pragma once
 
@@ -29,7 +29,7 @@ bool ReadParkedRequests(Database& database, const std::string& UserID, Device de
                         std::vector<ParkedRequest>& requests);
 
 /// Takes away the device's rows that are like one of the requests, in one transaction; without a
-/// To_Date a request is like the rows of any time. False, with the reason in `error`: all are there.
+/// To_Date a request is like the rows of any time. False, with the reason in `error`: all stay.
 bool DropParkedRequests(Database& database, DatabaseEngine engine, const std::string& UserID,
                         Device device, const std::vector<ParkedRequest>& requests,
                         std::string& error);
