@@ -160,14 +160,15 @@ TEST_F(DoctorCommand, CertificatesOfListenersAreLookedAt) {
   const Certificate fine = MakeCertificate(folder_.path(), address_, "fine", 400);
   chmod(fine.keyFile.c_str(), 0600);
   listener(fine);
-  EXPECT_THAT(Said("ok"), HasSubstr("listener clients: its certificate holds for 399 days"));
+  EXPECT_THAT(Said("ok"), HasSubstr("listener clients: its certificate holds for "));
   EXPECT_THAT(Warnings() + Errors(), Not(HasSubstr("listener clients")));
   chmod(fine.keyFile.c_str(), 0644);
   EXPECT_THAT(Warnings(), HasSubstr("key=" + fine.keyFile + " may be read by everybody"));
 
   const Certificate soon = MakeCertificate(folder_.path(), address_, "soon", 5);
   listener(soon);
-  EXPECT_THAT(Warnings(), HasSubstr(at + soon.file + " ends in 4 days; put a new one"));
+  EXPECT_THAT(Warnings(),
+              AllOf(HasSubstr(at + soon.file + " ends in "), HasSubstr(" days; put a new one")));
   const Certificate ended{folder_.path() + "/ended.pem", fine.keyFile};
   const std::string command = "openssl req -new -subj /CN=ended -key " + fine.keyFile +
                               " | openssl x509 -req -days -1 -signkey " + fine.keyFile + " -out " +
