@@ -18,6 +18,7 @@
 #include "host/settings/program_folder.h"
 #include "host/settings/texts.h"
 #include "host/slots/pending_records.h"
+#include "host/slots/record_trace.h"
 #include "host/slots/slots.h"
 #include "host/slots/unsynced_receipts.h"
 #include "platform/net/clock.h"
@@ -74,6 +75,10 @@ struct Host {
   UnsyncedReceipts unsyncedReceipts;    ///< those in ReplyBuffer that no sync has followed yet
   PendingRecords PendingVisitorRecord;  ///< by 6001 slot: the same for visitor lines
   SlotTable<int32_t> HeartbeatAge;      ///< by 6003 slot: seconds since the sibling was heard
+
+  // --- What the log tells of them ---
+  RecordTrace trace;  ///< of users that the operator follows
+  LineQuota logIns;   ///< how many log-ins are a line
 
   // --- What load leaves behind ---
   std::string ServerIp;                    ///< local address of the main listener

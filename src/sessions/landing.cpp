@@ -7,6 +7,7 @@
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/sending.h"
+#include "platform/system/event_log.h"
 #include "sessions/presence.h"
 #include "sessions/sessions.h"
 #include "support/ids.h"
@@ -257,7 +258,8 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
            Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions, "|",
                 host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
   slots.SetTag(slot, tag);
-  spdlog::info("log-in of user {} from {}: {}", person.UserID, ip, Printable(fields[1]));
+  if (!host.logIns.Admits()) return;
+  LogInfo("login", "log-in of user {} from {}: {}", person.UserID, ip, Printable(fields[1]));
 }
 
 void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string&) {

@@ -42,7 +42,8 @@ class ConnectionBudget : public std::enable_shared_from_this<ConnectionBudget> {
 
   /// The loop outlives the object.
   ConnectionBudget(EventLoop& loop, ConnectionLimits limits)
-      : limits_(limits), slow_(loop, "a connection is ended that does not take what is sent") {}
+      : limits_(limits),
+        slow_(loop, "a connection is ended that does not take what is sent", "connection_slow") {}
 
   const ConnectionLimits& limits() const { return limits_; }
 

@@ -1,10 +1,10 @@
 #include "platform/net/peer_warnings.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <utility>
 #include <vector>
+
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -29,7 +29,7 @@ void PeerWarnings::Note(std::string_view peer, std::string_view detail) {
   }
   ++count.said;
   ++said_;
-  spdlog::warn("{} from {}: {}", what_, peer, detail);
+  LogWarning(event_, "{} from {}: {}", what_, peer, detail);
 }
 
 void PeerWarnings::EndRound() {
@@ -44,12 +44,12 @@ void PeerWarnings::EndRound() {
   for (size_t i = 0; i < mostFirst.size(); ++i) {
     const auto& [unsaid, peer] = mostFirst[i];
     if (i < kCountedPeers) {
-      spdlog::warn("{} from {}: {} more within a minute", what_, peer, unsaid);
+      LogWarning(event_, "{} from {}: {} more within a minute", what_, peer, unsaid);
     } else {
       left += unsaid;
     }
   }
-  if (left > 0) spdlog::warn("{} from other addresses: {} more within a minute", what_, left);
+  if (left > 0) LogWarning(event_, "{} from other addresses: {} more within a minute", what_, left);
 }
 
 }  // namespace vnq

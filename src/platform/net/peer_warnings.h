@@ -21,8 +21,10 @@ class PeerWarnings {
   static constexpr int kSaidOfAll = 200;
   static constexpr size_t kCountedPeers = 20;  ///< with a line of their own behind the minute
 
-  /// what  the trouble, in front of every line. The loop outlives the object.
-  PeerWarnings(EventLoop& loop, std::string what) : loop_(loop), what_(std::move(what)) {}
+  /// what   the trouble, in front of every line. The loop outlives the object.
+  /// event  its name in the log.
+  PeerWarnings(EventLoop& loop, std::string what, const char* event = "trouble")
+      : loop_(loop), what_(std::move(what)), event_(event) {}
   ~PeerWarnings() { loop_.StopTimer(round_); }
   PeerWarnings(const PeerWarnings&) = delete;
   PeerWarnings& operator=(const PeerWarnings&) = delete;
@@ -41,6 +43,7 @@ class PeerWarnings {
 
   EventLoop& loop_;
   std::string what_;
+  const char* event_;
   std::map<std::string, Count, std::less<>> peers_;  // of this minute
   Count others_;                                     // than those
   int said_ = 0;

@@ -1,8 +1,10 @@
+// What can come in swarms: said once with a count, or so many lines a minute.
 #include "platform/net/repeated_warning.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "platform/net/line_quota.h"
 #include "platform/net/peer_warnings.h"
 #include "tests/harness/lines.h"
 #include "tests/harness/said_lines.h"
@@ -21,6 +23,7 @@ class Warnings : public ::testing::Test {
 
   SteppedClock clock{{2026, 3, 4, 5, 6, 7}};
   EventLoop loop{clock};
+  LineQuota quota{loop, "log-ins", 2};
   SaidLines said;
 };
 
@@ -68,6 +71,18 @@ TEST_F(RepeatedWarnings, ItIsCountedEachMinuteWhileItLasts) {
             (Lines{"warning: port 1: full: from A", "warning: port 1: full: 1 more within a minute",
                    "warning: port 1: full: 3 more within a minute",
                    "info: port 1: full: over, not once in the last minute"}));
+}
+
+TEST_F(RepeatedWarnings, AQuotaLeavesOutWhatGoesBeyondItAndTellsHowMuchThatWas) {
+  EXPECT_TRUE(quota.Admits());
+  EXPECT_TRUE(quota.Admits());
+  for (int i = 0; i < 5; ++i) EXPECT_FALSE(quota.Admits());
+  EXPECT_EQ(said.Take(), Lines{});
+  AMinutePasses();
+  EXPECT_EQ(said.Take(), Lines{"info: log-ins: 5 more within a minute"});
+  EXPECT_TRUE(quota.Admits());
+  AMinutePasses();
+  EXPECT_EQ(said.Take(), Lines{});
 }
 
 TEST_F(WarningsOfPeers, TheFirstOfEachPeerAreToldAndTheOthersCountedBehindTheMinute) {

@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <spdlog/spdlog.h>
 
 #include <optional>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "platform/sql/sqlite/sqlite_connection.h"
 #include "platform/sql/sqlite/sqlite_files.h"
 #include "platform/sql/sqlite/sqlite_turn.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -246,7 +246,8 @@ void SqliteDriver::Unavailable(const std::string& why) {
   lastError_ = why;
   trouble_ = SqlTrouble::kUnavailable;
   nextAttemptMs_ = NowMs() + kRetryMs;
-  if (unavailable_.empty()) spdlog::error("{}; statements fail until it can be used", why);
+  if (unavailable_.empty())
+    LogError("database_unavailable", "{}; statements fail until it can be used", why);
   unavailable_ = why;
 }
 
@@ -319,7 +320,7 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code, bool addsRow) {
   if (turn_ && wrote) turn_->NoteWrite();
   if (!unavailable_.empty()) {
     unavailable_.clear();
-    spdlog::info("database file {}: statements run again", options_.path);
+    LogInfo("database_back", "database file {}: statements run again", options_.path);
   }
   return true;
 }
