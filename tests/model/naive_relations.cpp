@@ -86,17 +86,16 @@ Steps NaiveServer::Park(Record& record, Text tag) {
     co_return;
   }
   if (!tag) co_return;
-  Row row = {{"UserID1", tag},
-             {"ClotID", record[1]},
-             {"UserID2", record[2]},
-             {"UserText", record[3]},
-             {"TO_IP", At(record.slot).ip},
-             {"To_Date", around_.now.DateAndTime()}};
-  for (size_t type = 1; type <= 4; ++type) {
-    const std::optional<int> number = Number(record[type + 3]);
-    if (number) row["To_Type" + std::to_string(type)] = std::to_string(*number);
-  }
-  tables_["MessengVerify_Type"].push_back(row);
+  tables_["MessengVerify_Type"].push_back({{"UserID1", tag},
+                                           {"ClotID", record[1]},
+                                           {"UserID2", record[2]},
+                                           {"UserText", record[3]},
+                                           {"TO_IP", At(record.slot).ip},
+                                           {"To_Date", around_.now.DateAndTime()},
+                                           {"To_Type1", record[4]},
+                                           {"To_Type2", record[5]},
+                                           {"To_Type3", record[6]},
+                                           {"To_Type4", record[7]}});
 }
 
 Steps NaiveServer::ParkUser(Record& record, Text userId) {

@@ -76,7 +76,7 @@ Steps NaiveServer::RequestRemote(Record& record) {
   }
   const Text request = Joined({record[0], "|", record[2], "|", now, "|", record[3], "|#"});
   co_await TellTag(record[1], request);
-  if (!Is(record[3], "2")) co_return;
+  if (IsNot(record[3], "2")) co_return;
   const std::string id = FormatNumber(ToUnixTime(now, "0", now));
   const bool pending = First("remote_chat", [&](const Row& row) {
     return Alike(record[2], Of(row, "MyID")) && Alike(record[1], Of(row, "YouID")) &&
