@@ -67,13 +67,15 @@ TEST_F(ProgramFolderTest, MissingFolderIsNamed) {
 
 TEST_F(ProgramFolderTest, CommandLineWinsOverTheFile) {
   folder_.Write("platform.ini", "[locale]\nlanguage_id=2052\n");
-  const auto folder = Open({.languageId = 1028, .codePage = {}, .bindAddress = {}});
+  const auto folder = Open(
+      {.languageId = 1028, .codePage = {}, .bindAddress = {}, .logLevel = {}, .logFormat = {}});
   ASSERT_TRUE(folder) << error_;
   EXPECT_EQ(folder->codePage->number(), 950);
 }
 
 TEST_F(ProgramFolderTest, UnknownCodePageNamesWhereItStands) {
-  EXPECT_FALSE(Open({.languageId = {}, .codePage = 12345, .bindAddress = {}}));
+  EXPECT_FALSE(Open(
+      {.languageId = {}, .codePage = 12345, .bindAddress = {}, .logLevel = {}, .logFormat = {}}));
   EXPECT_THAT(error_, HasSubstr("--code-page 12345 is not a known code page"));
   folder_.Write("platform.ini", "[locale]\ncode_page=12345\n");
   EXPECT_FALSE(Open());
