@@ -162,6 +162,7 @@ int Serve(vnq::ProgramFolder folder) {
                     socketPath = vnq::InstanceSocketPath(folder.appPath);
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
+  loop.SetGathering(folder.platform.gatherMs);
   KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));

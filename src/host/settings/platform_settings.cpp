@@ -16,6 +16,7 @@ constexpr int kHighestLanguageId = 0xFFFF;
 constexpr int kHighestCodePage = 65535;
 constexpr int kLongestTimeoutS = 3600;
 constexpr int kLongestBusyTimeoutMs = 600000;
+constexpr int kLongestGatherMs = 100;
 constexpr int kHighestLimitMb = 65536;
 
 bool IsIpv4Address(std::string_view text) {
@@ -141,6 +142,7 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
   settings.languageId = LanguageIdOfLocale(localeName);
   ReadLocale(reader, settings);
   ReadAddress(reader, "network", settings.bindAddress);
+  reader.Read("network", "gather_ms", 0, kLongestGatherMs, settings.gatherMs);
   ReadDatabase(reader, settings);
   ReadLimits(reader, settings.limits);
   ReadDrives(reader, settings.drives);
