@@ -96,7 +96,7 @@ UsePostgres() {
   programs=$(ls -d /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
   "$programs/createdb" -h "${VNQ_TEST_POSTGRES%:*}" -p "${VNQ_TEST_POSTGRES#*:}" -U vnq "$name"
   mkdir -p "$1/Web/Data"
-  printf '[database]\ndriver=postgresql\nsocket=%s\n' "${VNQ_TEST_POSTGRES_SOCKET:-}" >"$1/platform.ini"
+  printf '[locale]\nlanguage_id=2052\ncode_page=936\n[database]\ndriver=postgresql\nsocket=%s\n' "${VNQ_TEST_POSTGRES_SOCKET:-}" >"$1/platform.ini"
   printf '[server_connection]\nDB_TYPE=postgresql\nDB_SERVER=%s\nDB_PORT=%s\nDB_NAME=%s\nDB_USER=vnq\n' \
     "${VNQ_TEST_POSTGRES%:*}" "${VNQ_TEST_POSTGRES#*:}" "$name" >"$1/Web/Data/DataBase.ini"
 }

@@ -6,6 +6,7 @@
 
 #include "platform/net/clock.h"
 #include "platform/sql/lock_patience.h"
+#include "platform/sql/postgres/postgres_memo.h"
 #include "platform/sql/postgres/postgres_rows.h"
 #include "platform/sql/postgres/postgres_sessions.h"
 #include "platform/sql/row_statements.h"
@@ -133,6 +134,7 @@ class PostgresDriver final : public SqlDriver {
   void NoteTimeOut(std::string_view statement, const PostgresReply& reply, int64_t spentMs);
   void TakeDescription(const Ran& ran);
   bool Defer(RowStatement& insert);
+  bool AddPending();
   bool RunBehindPending(std::string_view statement, std::span<const SqlValue> parameters, Use use,
                         const PostgresDeadline& deadline, Ran& ran);
   bool SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
@@ -150,6 +152,7 @@ class PostgresDriver final : public SqlDriver {
   std::string wantedLock_;  // the statement that waited for it in vain
   std::deque<PendingRow> pending_;
   size_t pendingBytes_ = 0;
+  PostgresMemo memo_;
   uint64_t pendingSession_ = 0;  // whose names pending_ has
   PostgresRows rows_;
   std::string lastError_;
@@ -189,6 +192,7 @@ bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
 // be told from here. A server that is silent gets a pause; one that has ended the session is called
 // again at once.
 void PostgresDriver::LoseSession(const PostgresReply& reply, bool wasWriting, int64_t spentMs) {
+  memo_.Forget();
   const bool wasUnsynced = written_ && options_.durability == SqlDurability::kReceipt;
   const bool wasCutOff = wasWriting && reply.outcome == Outcome::kLost;
   mayBeLost_ = mayBeLost_ || wasUnsynced || wasCutOff;
@@ -205,7 +209,7 @@ bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> p
   PostgresDeadline deadline = Deadline();
   const bool spoilt = Session().connection->TransactionFailed();
   if (!RunBehindPending(statement, parameters, use, deadline, ran)) {
-    EndTurn();
+    AddPending();
     if (!sessions_.current() && !EnsureSession(statement, fresh)) return false;
     RunOnce(statement, parameters, use, deadline, ran);
   }
@@ -217,7 +221,9 @@ bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> p
     RunOnce(statement, parameters, use, deadline, ran);
   }
   if (!Conclude(statement, use, deadline, ran.reply)) return false;
-  if (MayHaveWritten(ran.reply)) written_ = true;
+  const bool wrote = MayHaveWritten(ran.reply);
+  written_ = written_ || wrote;
+  if (wrote) memo_.Forget();
   // The server takes the `commit` of a transaction that had an error for a `rollback`.
   if (spoilt && ran.reply.commandTag() == "ROLLBACK" && StartsWith(statement, "commit")) {
     return Fail(statement, "the transaction had an error before and was rolled back");
@@ -295,11 +301,15 @@ void PostgresDriver::TakeDescription(const Ran& ran) {
 
 bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
                            SqlRows& rows) {
+  const bool mayBeKnown = options_.commit == SqlCommit::kTurn && !inTransaction_;
+  const int64_t now = MonotonicMs(options_.clock);
+  if (mayBeKnown && memo_.Find(statement, parameters, now, rows)) return true;
   Ran ran;
   if (!Run(statement, parameters, Use::kRows, ran)) return false;
   TakeDescription(ran);
   SqlRows read = WithoutRows(*ran.prepared);
   ReadPostgresRows(ran.reply.result.get(), ran.prepared->shown, read);
+  if (mayBeKnown) memo_.Note(statement, parameters, now, read);
   rows = std::move(read);
   return true;
 }
@@ -331,7 +341,10 @@ bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment
   RowStatement insert = InsertStatement(target.table, values, kWriting);
   const bool mayWait =
       options_.commit == SqlCommit::kTurn && sessions_.current() && !inTransaction_;
-  if (mayWait && Defer(insert)) return true;
+  if (mayWait && Defer(insert)) {
+    memo_.NoteWaiting(target.table);
+    return true;
+  }
   Ran ran;
   return Run(insert.text, insert.parameters, Use::kOwn, ran);
 }
@@ -345,7 +358,7 @@ bool PostgresDriver::Defer(RowStatement& insert) {
   pendingSession_ = Session().number;
   for (const SqlValue& value : insert.parameters) pendingBytes_ += value.text.size();
   pending_.push_back({std::move(insert), known->name});
-  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) EndTurn();
+  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) AddPending();
   return true;
 }
 
@@ -381,7 +394,9 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
     return false;
   }
   written_ = written_ || added.done();
+  if (added.done()) memo_.NoteAdded();
   if (added.done()) return then != nullptr;
+  memo_.Forget();
   NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
   AddPendingSingly(pending);
   return false;
@@ -396,6 +411,11 @@ void PostgresDriver::AddPendingSingly(const std::deque<PendingRow>& pending) {
 }
 
 bool PostgresDriver::EndTurn() {
+  memo_.Forget();
+  return AddPending();
+}
+
+bool PostgresDriver::AddPending() {
   if (pending_.empty()) return true;
   const size_t undoneBefore = undone_;
   const std::string first = pending_.front().insert.text;
