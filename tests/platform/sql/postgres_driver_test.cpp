@@ -169,6 +169,21 @@ TEST_F(PendingRows, OneThatIsRefusedTakesNoOtherWithIt) {
   EXPECT_EQ(driver_->TakeUndone(), 2U);
 }
 
+TEST_F(PendingRows, StayWhereTheSelectBehindThemIsRefused) {
+  const std::string select = "select 1/Age from Once where Name='zero'";
+  Other("insert into Once values('zero',1)");
+  EXPECT_EQ(Text(select), "1");
+  Other("update Once set Age=0 where Name='zero'");
+  Add("a");
+  Add("b");
+  SqlRows rows;
+  EXPECT_FALSE(driver_->Query(select, {}, rows));
+  ExpectError("22012");
+  EXPECT_EQ(driver_->TakeUndone(), 0U);
+  EXPECT_EQ(Stored(), "a,b,zero");
+  EXPECT_EQ(Text("select Age from Once where Name='zero'"), "0") << "the session goes on";
+}
+
 TEST_F(PendingRows, AreTakenToTheNextSessionWhenTheirOwnHasEnded) {
   const std::string session = Text("select pg_backend_pid()");
   Add("a");

@@ -374,12 +374,15 @@ bool PostgresDriver::RunBehindPending(std::string_view statement,
   if (ran.reply.broken()) return true;
   const PostgresCall call{known->name, parameters};
   ran.prepared = known;
-  const bool isAnswered = SendPending(&call, deadline, ran.reply);
-  return ran.reply.broken() || (isAnswered && !IsOutOfDate(ran.reply, *known));
+  if (!SendPending(&call, deadline, ran.reply)) return ran.reply.broken();
+  if (ran.reply.done()) return !IsOutOfDate(ran.reply, *known);
+  // What has waited in vain does not wait twice; other refusals may be the statement's age.
+  const bool wasTimeOut = ran.reply.sqlState == kGivenUp || ran.reply.sqlState == kLockNotHad;
+  return wasTimeOut && sessions_.current();
 }
 
 // Adds the rows that wait, and runs `then` behind them. True when `reply` is what came of `then`:
-// where a row was refused it has run too soon, before the others were added one by one.
+// where a row was refused it has not run. Where it was refused itself, it has taken the rows back.
 bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
                                  PostgresReply& reply) {
   const std::deque<PendingRow> pending = std::exchange(pending_, {});
@@ -393,13 +396,15 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
     reply = std::move(added);
     return false;
   }
-  written_ = written_ || added.done();
-  if (added.done()) memo_.NoteAdded();
-  if (added.done()) return then != nullptr;
+  if (added.done() && (then == nullptr || reply.done())) {
+    written_ = true;
+    memo_.NoteAdded();
+    return then != nullptr;
+  }
   memo_.Forget();
-  NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
+  if (!added.done()) NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
   AddPendingSingly(pending);
-  return false;
+  return added.done();
 }
 
 void PostgresDriver::AddPendingSingly(const std::deque<PendingRow>& pending) {
