@@ -158,6 +158,7 @@ EventLoop::~EventLoop() {
   std::exchange(leaving_, {});
   std::exchange(waitingForRoom_, {});
   std::exchange(firstsWaiting_, {});
+  std::exchange(largeStarts_, {});
   std::exchange(ready_, {});
   close(epoll_);
 }
@@ -167,6 +168,29 @@ EventLoop::~EventLoop() {
 void EventLoop::StartHandler(Task task) {
   ++liveHandlers_;
   ready_.push_back({nullptr, std::move(task), true});
+}
+
+bool EventLoop::StartHandler(Task task, size_t bytes) {
+  if (bytes > kFewBytes && (bytesLeft_ == 0 || !largeStarts_.empty())) {
+    largeStarts_.push_back({std::move(task), bytes});
+    ++liveHandlers_;
+    return false;
+  }
+  StartHandler(std::move(task));
+  if (bytes > kFewBytes) bytesLeft_ -= std::min(bytesLeft_, bytes);
+  return true;
+}
+
+// Of those that wait, as many as a turn begins.
+void EventLoop::StartLargeOnes() {
+  while (!largeStarts_.empty() && bytesLeft_ > 0) {
+    LargeStart& first = largeStarts_.front();
+    ready_.emplace_back();  // without memory for it the first one stays the first
+    ready_.back().task = std::move(first.task);
+    ready_.back().yields = true;
+    bytesLeft_ -= std::min(bytesLeft_, first.bytes);
+    largeStarts_.pop_front();
+  }
 }
 
 void EventLoop::Enqueue(Task step) {
@@ -335,6 +359,7 @@ void EventLoop::DestroyHandler(Handler* handler) {
 void EventLoop::UnwindHandlers() {
   ready_.clear();
   yielded_.clear();
+  largeStarts_.clear();
   waitingForRoom_.clear();
   firstsWaiting_.clear();
   late_ = nullptr;
@@ -492,6 +517,8 @@ bool EventLoop::Turn(int waitMs) {
   const bool gathers = MayGather(waitMs);
   Settle();
   letOut_ = false;
+  bytesLeft_ = kBytesPerTurn;
+  if (!largeStarts_.empty()) RunTask([this] { StartLargeOnes(); });
   const int busyWaitMs = std::exchange(starved_, false) ? kStarvedMs : 0;
   if (!gathers || !Gather()) Poll(HasReady() ? busyWaitMs : WaitUntilTimer(waitMs));
   settledMs_ = polledMs_;

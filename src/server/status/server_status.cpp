@@ -61,6 +61,8 @@ ServerStatus ReadStatus(Host& host, Ports& ports, const Pulse& pulse, int64_t st
   status.handlers = host.loop.LiveHandlers();
   status.replies = CountWaiting(host.SckServer, host.ReplyBuffer);
   status.pushQueue = host.PushQueue.lines().size();
+  status.pushesSent = host.PushQueue.sent();
+  status.pushesFailed = host.PushQueue.failures();
   for (const PortRow& row : PortTable()) {
     PortStatus& port = status.ports.emplace_back(ReadPort(host, ports, row));
     ReadCommands(ports, row, port, status.commands);
