@@ -10,7 +10,8 @@ usage: bench/compare.sh [options] OLD NEW
   --bench PROGRAM   vnq_bench; build/bench/bin/vnq_bench unless given
   --seconds N       measured time of each run; 3 unless given
   --rounds N        pairs of runs of each row; 2 unless given
-  --rows WORDS      rows to run, e.g. "saturated login"; all unless given, which takes ten minutes
+  --rows WORDS      rows to run, e.g. "saturated login"; all unless given, which takes ten minutes;
+                    "postgres postgres_fastest" on a PostgreSQL server that is made for them
   --limit PERCENT   how much dearer NEW may be; 10 unless given
   --old-rows N      rows of Messeng_Text in the row "rows"; 1000000 unless given
 
@@ -24,9 +25,13 @@ machine's as much as the server's.
 END
 }
 
-bench=$(dirname "${BASH_SOURCE[0]}")/../build/bench/bin/vnq_bench
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+# shellcheck source=bench/postgres_folder.sh
+source "$here/bench/postgres_folder.sh"
+bench=$here/build/bench/bin/vnq_bench
 seconds=3 rounds=2 limit=10 old_rows=1000000
 rows="saturated fastest rate2000 rate500 group notice login broadcast visitor idle slots rows writer"
+arguments=("$@")
 while [[ $# -gt 0 && $1 == -* ]]; do
   case "$1" in
     --bench | --seconds | --rounds | --rows | --limit | --old-rows)
@@ -42,6 +47,8 @@ while [[ $# -gt 0 && $1 == -* ]]; do
 done
 [[ $# -eq 2 ]] || { Usage >&2 && exit 2; }
 old=$1 new=$2
+[[ " $rows " != *" postgres"* || -n ${VNQ_TEST_POSTGRES:-} ]] ||
+  exec "$here/scripts/with_postgres.sh" "${BASH_SOURCE[0]}" "${arguments[@]}"
 for program in "$old" "$new" "$bench"; do
   [[ -x $program ]] || { echo "compare.sh: $program: no such program" >&2 && exit 2; }
 done
@@ -74,6 +81,8 @@ Scenario() {
     slots) echo "peer --pairs 40 --window 800 --others 18900" ;;
     rows) echo "peer --pairs 40 --window 800" ;;
     writer) echo "peer --pairs 20 --rate 3000" ;;
+    postgres) echo "peer --pairs 20 --window 200" ;;
+    postgres_fastest) echo "peer --pairs 20 --window 400" ;;
     *) echo "compare.sh: $1: no such row" >&2 && return 1 ;;
   esac
 }
@@ -91,12 +100,18 @@ Counted() {
     idle) echo "kb 1 an idle connection, KB" ;;
     slots) echo "us 1 a message with 19,000 connected, us" ;;
     rows) echo "us 1 a message with $old_rows old rows, us" ;;
+    postgres) echo "us 1 a message on PostgreSQL, us" ;;
+    postgres_fastest) echo "per_second 1 messages a second on PostgreSQL" ;;
     writer) echo "wait_ms 1 another program's write at 3,000 a second, p50 / p99 / worst wait, ms" ;;
   esac
 }
 
 Value() {
   grep -o "\"$1\":[0-9.]*" <<<"$2" | head -n 1 | cut -d: -f2
+}
+
+FolderOf() {
+  if [[ $1 == postgres* ]]; then echo vnq_compare; else echo folder; fi
 }
 
 # Run <server> <row>: the figure.
@@ -107,7 +122,7 @@ Run() {
     folder=$scratch/many
   else
     rm -rf "$folder"
-    cp -r "$scratch/folder" "$folder"
+    cp -r "$scratch/$(FolderOf "$row")" "$folder"
   fi
   "$server" --app-path "$folder" --bind "$address" 2>"$scratch/server.log" &
   pid=$!
@@ -155,6 +170,10 @@ Line() {
 "$bench" prepare --app-path "$scratch/folder" --users 19100 --message-rows 1000 >&2
 if [[ " $rows " == *" rows "* ]]; then
   "$bench" prepare --app-path "$scratch/many" --message-rows "$old_rows" >&2
+fi
+if [[ " $rows " == *" postgres"* ]]; then
+  UsePostgres "$scratch/vnq_compare"
+  "$bench" prepare --app-path "$scratch/vnq_compare" --users 1000 --message-rows 1000 >&2
 fi
 echo "| | OLD | NEW | NEW / OLD |"
 echo "|---|--:|--:|--:|"

@@ -2,6 +2,8 @@
 # Measures a server of this tree for some minutes and writes one Markdown page on standard output.
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+# shellcheck source=bench/postgres_folder.sh
+source "$here/bench/postgres_folder.sh"
 
 Usage() {
   cat <<'END'
@@ -88,17 +90,6 @@ Row() {
   "$bench" "$@" --server "$address" --pid "$pid" --seconds "$seconds" --quiet --markdown ||
     failed=1
   StopServer
-}
-
-# A database of its own for a folder, named by its settings.
-UsePostgres() {
-  local name=${1##*/} programs
-  programs=$(ls -d /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
-  "$programs/createdb" -h "${VNQ_TEST_POSTGRES%:*}" -p "${VNQ_TEST_POSTGRES#*:}" -U vnq "$name"
-  mkdir -p "$1/Web/Data"
-  printf '[database]\ndriver=postgresql\nsocket=%s\n' "${VNQ_TEST_POSTGRES_SOCKET:-}" >"$1/platform.ini"
-  printf '[server_connection]\nDB_TYPE=postgresql\nDB_SERVER=%s\nDB_PORT=%s\nDB_NAME=%s\nDB_USER=vnq\n' \
-    "${VNQ_TEST_POSTGRES%:*}" "${VNQ_TEST_POSTGRES#*:}" "$name" >"$1/Web/Data/DataBase.ini"
 }
 
 Prepare() {

@@ -195,6 +195,7 @@ int Serve(vnq::ProgramFolder folder, const Arguments& arguments) {
                     socketPath = vnq::InstanceSocketPath(folder.appPath);
   vnq::SystemClock clock;
   vnq::EventLoop loop(clock);
+  loop.SetGathering(folder.platform.gatherMs);
   KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
   vnq::IndexForm form(loop, clock, commands, std::move(folder));

@@ -49,7 +49,16 @@ void LeaveToSender(Host& host, Cursor& memberRow, const Fields& fields, const st
   memberRow.Update();
 }
 
-void LeaveToMember(Host& host, const Expr& member, const Fields& fields) {
+// The copies of all members.
+struct MemberCopies {
+  MemberCopies(Host& host, const Expr& id)
+      : desktop(host, {StoredKind::kGroupMessage, DeviceCopy::kTargetDesktop}, id),
+        mobile(host, {StoredKind::kGroupMessage, DeviceCopy::kTargetMobile}, id) {}
+
+  StoredCopy desktop, mobile;
+};
+
+void LeaveToMember(Host& host, const Expr& member, const Fields& fields, MemberCopies& copies) {
   Cursor Adodc2(host.database);
   Adodc2.Open(
       Sql("Select top 1 * from Msg_Acks where Msg_ID='?' and YouID='?'", fields[5], member));
@@ -62,9 +71,8 @@ void LeaveToMember(Host& host, const Expr& member, const Fields& fields) {
     Adodc2.Update();
   }
   Adodc2.Close();
-  LeaveMesseng(host, member, {StoredKind::kGroupMessage, DeviceCopy::kTargetDesktop}, fields[5]);
-  LeaveMesseng(host, Join(member, "m"), {StoredKind::kGroupMessage, DeviceCopy::kTargetMobile},
-               fields[5]);
+  copies.desktop.LeaveTo(member);
+  copies.mobile.LeaveTo(Join(member, "m"));
 }
 
 }  // namespace
@@ -79,6 +87,7 @@ int16_t LastGroupMessageId(Host& host, const Expr& clotId) {
 
 void ClotMesseng(Host& host, Fields& fields, SlotIndex slot) {
   const std::string text = FilterAndStore(host, fields);
+  MemberCopies copies(host, fields[5]);
   Cursor Adodc1(host.database);
   Adodc1.Open(Sql("select * from Clot_Form where UpperID='?'", fields[1]));
   for (; !Adodc1.EndOfRows(); Adodc1.MoveNext()) {
@@ -86,7 +95,7 @@ void ClotMesseng(Host& host, Fields& fields, SlotIndex slot) {
     if (Same(member, fields[2])) {
       LeaveToSender(host, Adodc1, fields, host.SckServer.Tag(slot));
     } else {
-      LeaveToMember(host, member, fields);
+      LeaveToMember(host, member, fields, copies);
     }
   }
   Adodc1.Close();

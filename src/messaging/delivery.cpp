@@ -1,5 +1,7 @@
 // From a stored row to the record on a device's buffer; and what the two older offline tables hold
 // for a user, handed over once.
+#include <optional>
+
 #include "host/server_log.h"
 #include "host/slots/sending.h"
 #include "messaging/messaging.h"
@@ -189,6 +191,14 @@ void LeaveVerifications(Host& host, SlotIndex slot, const Expr& userTag) {
   host.database.Execute(Sql("Delete from MessengVerify_Type where UserID1='?'", userTag));
 }
 
+// Nothing where there is no row.
+std::optional<Expr> ReadRecord(Host& host, const Delivery& delivery, const Expr& id) {
+  Cursor Adodc2(host.database);
+  Adodc2.Open(Sql(delivery.select, id));
+  if (Adodc2.EndOfRows()) return std::nullopt;
+  return delivery.record(Adodc2);
+}
+
 // --- The two older offline tables ---
 
 // The closing of a replayed message by its type; nothing for a type that has none of its own.
@@ -252,9 +262,16 @@ void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr
   if (kind == StoredKind::kPendingVerifications) return LeaveVerifications(host, slot, userTag);
   const Delivery* delivery = FindDelivery(kind);
   if (delivery == nullptr) return;
-  Cursor Adodc2(host.database);
-  Adodc2.Open(Sql(delivery->select, id));
-  if (!Adodc2.EndOfRows()) AppendReply(host, slot, delivery->record(Adodc2));
+  if (const auto record = ReadRecord(host, *delivery, id)) AppendReply(host, slot, *record);
+}
+
+void StoredCopy::LeaveTo(const Expr& userTag) {
+  if (Skips("LeaveMesseng", userTag, id_)) return;
+  const SlotIndex slot = host_.SckServer.FirstConnected(userTag);
+  const Delivery* delivery = FindDelivery(kind_);
+  if (slot == kNoSlot || delivery == nullptr) return;
+  if (!record_) record_ = ReadRecord(host_, *delivery, id_);
+  if (record_) AppendReply(host_, slot, *record_);
 }
 
 void HandleOfflineRequest(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {

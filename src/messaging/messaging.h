@@ -4,12 +4,14 @@
 // A user may be connected twice, on a desktop and on a mobile, so a message has four device copies.
 // UserMesseng and ClotMesseng store a message and call LeaveMesseng once for each device that may
 // want a copy; LeaveMesseng finds the device's slot, rereads the row and queues the record. Nothing
-// here is cached, and nothing is retried: an absent device gets nothing, and the row stays.
+// is retried: an absent device gets nothing, and the row stays.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/host.h"
 #include "host/slots/devices.h"
@@ -85,6 +87,24 @@ int16_t LastGroupMessageId(Host& host, const Expr& clotId);
 /// Nobody connected, no row, a failed select: nothing is queued, and the caller cannot tell.
 /// Yields: no. Database: the table of the kind; only pending verifications are deleted.
 void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id);
+
+/// The same stored thing left to one device after another, in a walk that neither yields nor writes
+/// to its table: the row is read for the first that is connected.
+class StoredCopy {
+ public:
+  /// kind  any but the pending verifications, which are of one user.
+  StoredCopy(Host& host, DeliveryKind kind, Expr id)
+      : host_(host), kind_(kind), id_(std::move(id)) {}
+
+  /// As LeaveMesseng.
+  void LeaveTo(const Expr& userTag);
+
+ private:
+  Host& host_;
+  DeliveryKind kind_;
+  Expr id_;
+  std::optional<Expr> record_;
+};
 
 /// .+offline_request_web_information|UserID|#
 /// Sends what the two older offline tables hold for a user, as one text (empty when there is

@@ -30,7 +30,7 @@ void StoreNotice(Host& host, const Fields& fields, SlotIndex slot, const std::st
 }
 
 void LeaveToReceiver(Host& host, const std::string& id, const Expr& sender,
-                     const std::string& receiver) {
+                     const std::string& receiver, StoredCopy& copy) {
   Cursor Adodc2(host.database);
   Adodc2.Open(Sql("Select top 1 * from Notice_Acks where Msg_ID='?' and YouID='?'", id, receiver));
   if (Adodc2.RecordCount() == 0) {
@@ -43,8 +43,8 @@ void LeaveToReceiver(Host& host, const std::string& id, const Expr& sender,
     Adodc2.Update();
   }
   Adodc2.Close();
-  LeaveMesseng(host, receiver, StoredKind::kNotice, id);
-  LeaveMesseng(host, receiver + "m", StoredKind::kNotice, id);
+  copy.LeaveTo(receiver);
+  copy.LeaveTo(receiver + "m");
 }
 
 // --- Bulletins ---
@@ -72,8 +72,9 @@ void ReplaceSharers(Host& host, const Expr& myId, const std::vector<std::string>
 void PostNotice(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
   const std::string id = NewGuidString();
   StoreNotice(host, fields, slot, id);
+  StoredCopy copy(host, StoredKind::kNotice, id);
   for (const std::string& receiver : SplitField(fields[2], ",")) {
-    if (!receiver.empty()) LeaveToReceiver(host, id, fields[1], receiver);
+    if (!receiver.empty()) LeaveToReceiver(host, id, fields[1], receiver, copy);
   }
   QueueMobilePush(host, fields[2], kNoSender, fields[3], PushKind::kNotice, host.ReadLang("im270"),
                   host.SckServer.Tag(slot));

@@ -17,6 +17,7 @@ constexpr int kHighestLanguageId = 0xFFFF;
 constexpr int kHighestCodePage = 65535;
 constexpr int kLongestTimeoutS = 3600;
 constexpr int kLongestBusyTimeoutMs = 600000;
+constexpr int kLongestGatherMs = 100;
 constexpr int kHighestLimitMb = 65536;
 constexpr int kSlowestMs = 3'600'000;
 
@@ -124,6 +125,7 @@ PlatformSettings ReadAll(IniValues& reader, std::string_view localeName) {
   settings.languageId = LanguageIdOfLocale(localeName);
   ReadLocale(reader, settings);
   ReadAddress(reader, "network", settings.bindAddress);
+  reader.Read("network", "gather_ms", 0, kLongestGatherMs, settings.gatherMs);
   ReadDatabase(reader, settings);
   ReadLimits(reader, settings.limits);
   ReadDrives(reader, settings.drives);

@@ -11,6 +11,7 @@
 #include <cassert>
 #include <chrono>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include <boost/context/fiber.hpp>
@@ -226,6 +227,19 @@ void EventLoop::GoOnLater(Handler* handler) noexcept {
   }
 }
 
+void EventLoop::GoOnBehindPoll(Handler* handler) noexcept {
+  try {
+    yielded_.push_back(handler);
+  } catch (const std::bad_alloc&) {
+    handler->nextLate = std::exchange(late_, handler);
+  }
+}
+
+void EventLoop::TakeUpYielded() {
+  for (Handler* handler : yielded_) GoOnLater(handler);
+  yielded_.clear();
+}
+
 void EventLoop::TakeUpLate() {
   for (Handler* handler = std::exchange(late_, nullptr); handler != nullptr;) {
     GoOnLater(std::exchange(handler, handler->nextLate));
@@ -310,11 +324,10 @@ void EventLoop::RunItem(ReadyItem& item) {
   if (!handler->hasTask) {
     Retire(handler);
   } else if (handler->yielded) {
-    // What the kernel has by now comes first: it is what the handler yields to.
+    // What the kernel has by then comes first: it is what the handler yields to.
     handler->yielded = false;
     SettleAtYield();
-    Poll(0);
-    GoOnLater(handler);
+    GoOnBehindPoll(handler);
   }
 }
 
@@ -345,6 +358,7 @@ void EventLoop::DestroyHandler(Handler* handler) {
 
 void EventLoop::UnwindHandlers() {
   ready_.clear();
+  yielded_.clear();
   largeStarts_.clear();
   waitingForRoom_.clear();
   firstsWaiting_.clear();
@@ -378,11 +392,10 @@ void EventLoop::AfterSettle(Task leave) {
   if (leaving_.size() >= kMostLeaving) Settle();
 }
 
-// Handlers that write and yield side by side are settled together. But what is to leave does not
-// wait for the next one, and what was only read is not to get old while others write.
+// Handlers that write and yield side by side are settled together, by the next turn. But what was
+// only read is not to get old while others write.
 void EventLoop::SettleAtYield() {
-  const bool mayWait = leaving_.empty() && OwesSettle() &&
-                       ++unsettledYields_ <= kMostUnsettledYields &&
+  const bool mayWait = OwesSettle() && ++unsettledYields_ <= kMostUnsettledYields &&
                        clock_.MonotonicMs() - settledMs_ < kLongestUnsettledMs;
   if (mayWait) return;
   Settle();
@@ -484,13 +497,32 @@ void EventLoop::Poll(int waitMs) {
   FireTimers();
 }
 
+// A turn that has only stored is followed by others where much comes; one by itself is not.
+bool EventLoop::MayGather(int waitMs) {
+  if (gatherMs_ == 0 || waitMs == 0 || HasReady()) return false;
+  if (letOut_ || !leaving_.empty() || !isOwed_ || !isOwed_()) return false;
+  return polledMs_ - std::exchange(storedMs_, polledMs_) <= gatherMs_ * 2;
+}
+
+// False: nothing was there, nor came while it slept; it is to be waited for.
+bool EventLoop::Gather() {
+  Poll(0);
+  if (HasReady()) return true;
+  const int ms = WaitUntilTimer(static_cast<int>(gatherMs_));
+  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+  return false;
+}
+
 bool EventLoop::Turn(int waitMs) {
+  const bool gathers = MayGather(waitMs);
   Settle();
+  letOut_ = false;
   bytesLeft_ = kBytesPerTurn;
   if (!largeStarts_.empty()) RunTask([this] { StartLargeOnes(); });
   const int busyWaitMs = std::exchange(starved_, false) ? kStarvedMs : 0;
-  Poll(ready_.empty() && late_ == nullptr ? WaitUntilTimer(waitMs) : busyWaitMs);
+  if (!gathers || !Gather()) Poll(HasReady() ? busyWaitMs : WaitUntilTimer(waitMs));
   settledMs_ = polledMs_;
+  TakeUpYielded();
   TakeUpLate();
   if (ready_.empty()) return false;
   RunReady();

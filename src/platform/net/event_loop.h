@@ -63,8 +63,8 @@ class EventLoop {
   /// yield.
   void Enqueue(Task step);
 
-  /// Polls the kernel, lets everything that is ready run, and goes on. Only in a handler. Yields:
-  /// yes.
+  /// Goes on behind everything that is ready at the next poll of the kernel, which all handlers that
+  /// yield in one turn share. Only in a handler. Yields: yes.
   void Yield();
 
   /// True inside a handler, where Yield and Suspend may be called.
@@ -123,9 +123,9 @@ class EventLoop {
     isOwed_ = std::move(isOwed);
   }
 
-  /// Runs that step, and then what waits for it. The loop does so before each poll, but for the
-  /// polls of a few yields, which handlers may share one settling over; who starts an outgoing call
-  /// or a program does so before.
+  /// Runs that step, and then what waits for it. The loop does so before each poll, and where a
+  /// handler yields that owes nothing or has owed for long; who starts an outgoing call or a program
+  /// does so before.
   void Settle();
 
   /// True while what leaves has to wait for a Settle.
@@ -134,6 +134,14 @@ class EventLoop {
   /// Has a step that lets something out run behind the next Settle, in the order of these calls. It
   /// must not yield.
   void AfterSettle(Task leave);
+
+  /// Says that something leaves, so that somebody may answer it at once.
+  void NoteLetOut() { letOut_ = true; }
+
+  /// Sets for how long Turn sleeps before it waits, behind a second turn in twice that time that owed
+  /// a settling and let nothing out: nobody waits for an answer then, and what comes meanwhile is
+  /// one turn. 0: not at all, which is what holds until this call.
+  void SetGathering(int ms) { gatherMs_ = ms; }
 
   static constexpr size_t kMostLeaving = 256;        ///< steps that wait; with more it is settled
   static constexpr int kMostUnsettledYields = 64;    ///< in a row
@@ -196,6 +204,9 @@ class EventLoop {
   };
 
   void SettleAtYield();
+  bool HasReady() const { return !ready_.empty() || !yielded_.empty() || late_ != nullptr; }
+  bool MayGather(int waitMs);
+  bool Gather();
   void Poll(int waitMs);
   int WaitUntilTimer(int waitMs) const;
   void FireTimers();
@@ -205,6 +216,8 @@ class EventLoop {
   void RunTask(const Task& step);
   bool StartOnStack(ReadyItem& item);
   void GoOnLater(Handler* handler) noexcept;
+  void GoOnBehindPoll(Handler* handler) noexcept;
+  void TakeUpYielded();
   void TakeUpLate();
   void Resume(Handler* handler);
   void SwitchToLoop();
@@ -223,9 +236,12 @@ class EventLoop {
   Task outOfMemory_;
   std::function<bool()> isOwed_;
   std::vector<Task> leaving_;  // behind the next Settle
+  bool letOut_ = false;        // in this turn
+  int64_t gatherMs_ = 0, storedMs_ = 0;
   int unsettledYields_ = 0;
   int64_t polledMs_ = 0, settledMs_ = 0;
   std::deque<ReadyItem> ready_;
+  std::vector<Handler*> yielded_;       // to go on behind what the next poll finds
   std::deque<LargeStart> largeStarts_;  // for later turns
   size_t bytesLeft_ = kBytesPerTurn;    // of this turn
   std::deque<Task> waitingForRoom_, firstsWaiting_;

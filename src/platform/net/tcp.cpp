@@ -244,6 +244,7 @@ bool TcpConnection::SendWire(std::string_view bytes, const SharedBytes& shared) 
 
 bool TcpConnection::SendAtOnce(std::string_view& bytes) {
   if (!unsent_.empty()) return true;
+  loop_.NoteLetOut();
   const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
   if (sent > 0) bytes.remove_prefix(static_cast<size_t>(sent));
   // A reset shows itself as a read event too, which ends the connection in its turn.

@@ -18,7 +18,11 @@ namespace vnq {
 
 namespace {
 
-constexpr std::string_view kRestOfPlatformIni = R"(
+constexpr std::string_view kRestOfPlatformIni =
+    R"(; milliseconds that the server gives more messages to come where it has only stored some, so that
+; they are one commit; 0: none
+;gather_ms=20
+
 [database]
 ; for a database server: postgresql, or the name of an ODBC driver
 ;driver=FreeTDS

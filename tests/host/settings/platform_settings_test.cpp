@@ -67,6 +67,7 @@ TEST_F(PlatformSettingsTest, MissingFileTakesTheDefaults) {
   EXPECT_EQ(settings->languageId, 1028);
   EXPECT_EQ(settings->codePage, 950);
   EXPECT_EQ(settings->bindAddress, "0.0.0.0");
+  EXPECT_EQ(settings->gatherMs, 20);
   EXPECT_EQ(settings->databaseDriver, "FreeTDS");
   EXPECT_EQ(settings->connectTimeoutS, 5);
   EXPECT_EQ(settings->statementTimeoutS, 10);
@@ -81,12 +82,14 @@ TEST_F(PlatformSettingsTest, MissingFileTakesTheDefaults) {
 TEST_F(PlatformSettingsTest, EveryKeyReachesItsSetting) {
   const PlatformSettings settings = ReadGood(
       "\xEF\xBB\xBF[locale]\nlanguage_id=1033\ncode_page=936\n[network]\nbind_address=127.0.0.2\n"
+      "gather_ms=7\n"
       "[database]\ndriver=postgresql\nconnect_timeout_s=1\nstatement_timeout_s=2\n"
       "busy_timeout_ms=3\ndurability=commit\ncommit=statement\n[drives]\nd=/srv/数据\nE=/srv/e\n"
       "[services]\nstop_command=stop %s\nstart_command=start %s\n");
   EXPECT_EQ(settings.languageId, 1033);
   EXPECT_EQ(settings.codePage, 936);
   EXPECT_EQ(settings.bindAddress, "127.0.0.2");
+  EXPECT_EQ(settings.gatherMs, 7);
   EXPECT_EQ(settings.databaseDriver, "postgresql");
   EXPECT_EQ(settings.connectTimeoutS, 1);
   EXPECT_EQ(settings.statementTimeoutS, 2);
@@ -127,6 +130,8 @@ TEST_F(PlatformSettingsTest, BadValueIsNamedWithItsKey) {
             "[database] durability=always is not one of receipt, commit, none");
   EXPECT_EQ(ErrorOf("[database]\ncommit=never\n"),
             "[database] commit=never is not one of turn, statement");
+  EXPECT_EQ(ErrorOf("[network]\ngather_ms=101\n"),
+            "[network] gather_ms=101 is not a number from 0 to 100");
 }
 
 TEST_F(PlatformSettingsTest, FirstBadValueIsTheOneThatIsNamed) {

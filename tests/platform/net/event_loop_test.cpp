@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <new>
 #include <string>
 #include <vector>
@@ -158,6 +159,63 @@ TEST_F(EventLoopTest, AYieldSeesWhatTheKernelHasByThen) {
   loop.Unwatch(pipes[0]);
   close(pipes[0]);
   close(pipes[1]);
+}
+
+TEST_F(EventLoopTest, HandlersThatYieldSideBySideShareAPollAndGoOnInOrder) {
+  for (const char* name : {"a", "b"}) {
+    loop.StartHandler([this, name] {
+      loop.Yield();
+      said.push_back(name);
+    });
+  }
+  loop.StartHandler([this] { loop.RunAfter(0, [this] { said.push_back("polled"); }); });
+  Pump();
+  EXPECT_EQ(said, (std::vector<std::string>{"polled", "a", "b"}));
+}
+
+// How long a turn takes, with nothing that it would wait for.
+int64_t TookMs(EventLoop& loop, int waitMs) {
+  const auto began = std::chrono::steady_clock::now();
+  loop.Turn(waitMs);
+  const auto took = std::chrono::steady_clock::now() - began;
+  return std::chrono::duration_cast<std::chrono::milliseconds>(took).count();
+}
+
+TEST_F(EventLoopTest, BehindATurnThatHasOnlyStoredMoreIsGathered) {
+  loop.SetSettle([this] { said.push_back("settled"); }, [] { return true; });
+  loop.SetGathering(20);
+  EXPECT_GE(TookMs(loop, 1), 20);
+  EXPECT_EQ(said, std::vector<std::string>{"settled"}) << "before it sleeps";
+}
+
+TEST_F(EventLoopTest, GatheringEndsAtTheNextTimer) {
+  loop.SetSettle(nullptr, [] { return true; });
+  loop.SetGathering(60'000);
+  loop.RunAfter(3, [] {});
+  const int64_t tookMs = TookMs(loop, 1);
+  EXPECT_GE(tookMs, 3);
+  EXPECT_LT(tookMs, 30'000);
+}
+
+TEST_F(EventLoopTest, NothingIsGatheredWhereSomebodyMayWait) {
+  constexpr int kGatherMs = 60'000;
+  const auto isGathered = [this](int waitMs) { return TookMs(loop, waitMs) >= kGatherMs; };
+  bool owed = true;
+  loop.SetSettle(nullptr, [&] { return owed; });
+  loop.SetGathering(kGatherMs);
+  loop.NoteLetOut();
+  EXPECT_FALSE(isGathered(1)) << "something has left";
+  loop.AfterSettle([] {});
+  EXPECT_FALSE(isGathered(1)) << "something leaves";
+  loop.Enqueue([] {});
+  EXPECT_FALSE(isGathered(1)) << "something is ready";
+  EXPECT_FALSE(isGathered(0)) << "the caller does not wait";
+  clock.AdvanceMs(3 * kGatherMs);
+  loop.NoteLetOut();
+  loop.Turn(1);
+  EXPECT_FALSE(isGathered(1)) << "it comes by itself";
+  owed = false;
+  EXPECT_FALSE(isGathered(1)) << "nothing was stored";
 }
 
 TEST_F(EventLoopTest, ASuspendedHandlerWaitsUntilItIsWoken) {

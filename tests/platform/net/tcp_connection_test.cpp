@@ -111,8 +111,9 @@ TEST_F(TcpConnectionTest, YieldLetsOutWhatWasSent) {
     owed = true;
     connection->Send("a");
     loop.Yield();
+    received = Received();
   });
-  loop.StartHandler([&] { received = Received(); });
+  loop.Turn(0);
   loop.Turn(0);
   EXPECT_EQ(received, Pieces{"a"});
 }

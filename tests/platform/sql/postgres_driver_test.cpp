@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/net/clock.h"
+#include "platform/sql/postgres/postgres_memo.h"
 #include "tests/harness/postgres_server.h"
 #include "tests/platform/sql/postgres_fixture.h"
 #include "tests/platform/sql/sqlite_fixture.h"
@@ -162,6 +163,21 @@ TEST_F(PendingRows, OneThatIsRefusedTakesNoOtherWithIt) {
   EXPECT_EQ(driver_->TakeUndone(), 2U);
 }
 
+TEST_F(PendingRows, StayWhereTheSelectBehindThemIsRefused) {
+  const std::string select = "select 1/Age from Once where Name='zero'";
+  Other("insert into Once values('zero',1)");
+  EXPECT_EQ(Text(select), "1");
+  Other("update Once set Age=0 where Name='zero'");
+  Add("a");
+  Add("b");
+  SqlRows rows;
+  EXPECT_FALSE(driver_->Query(select, {}, rows));
+  ExpectError("22012");
+  EXPECT_EQ(driver_->TakeUndone(), 0U);
+  EXPECT_EQ(Stored(), "a,b,zero");
+  EXPECT_EQ(Text("select Age from Once where Name='zero'"), "0") << "the session goes on";
+}
+
 TEST_F(PendingRows, AreTakenToTheNextSessionWhenTheirOwnHasEnded) {
   const std::string session = Text("select pg_backend_pid()");
   Add("a");
@@ -220,6 +236,44 @@ TEST_F(PendingRows, AreDescribedByARunThatWasNotLongAgo) {
   clock_.nowMs += 1000;
   ASSERT_TRUE(driver_->Describe("select top 1 * from Once", {}, described));
   EXPECT_EQ(Names(described), (Lines{"name", "age", "note"}));
+}
+
+TEST_F(PendingRows, LeaveWhatATurnHasReadFromOtherTablesAsItIs) {
+  const std::string select = "select Age from People where Name='x'";
+  const auto age = [&](int value) {
+    Other("update People set Age=" + std::to_string(value) + " where Name='x'");
+  };
+  Other("insert into People(Name,Age) values('x',1)");
+  EXPECT_EQ(Text(select), "1");
+  age(2);
+  Add("a");
+  EXPECT_EQ(Text(select), "1") << "asked in this turn";
+  clock_.nowMs += PostgresMemo::kLongestMs;
+  EXPECT_EQ(Text(select), "2") << "asked long ago";
+  age(3);
+  EXPECT_TRUE(driver_->EndTurn());
+  EXPECT_EQ(Text(select), "3") << "another turn";
+  MustRun("update People set Age=4 where Name='x'");
+  EXPECT_EQ(Text(select), "4");
+  SqlRows rows = Rows("select * from People where Name='x'");
+  EXPECT_TRUE(driver_->UpdateRow(rows, 0, Assigned{{"age", SqlValue::Integer(5)}}));
+  EXPECT_EQ(Text(select), "5");
+  EXPECT_NE(Text("select clock_timestamp()"), Text("select clock_timestamp()"));
+}
+
+TEST_F(PendingRows, AreCountedOnceTheyAreAdded) {
+  const std::string count = "select count(*) from Once", read = "select Name from Once";
+  EXPECT_EQ(Text(count), "1");
+  Add("a");
+  Other("insert into Once values('other',1)");
+  Text(read + " where Name='a'");
+  EXPECT_EQ(Text(count), "2") << "carried on over the own row alone";
+  Add("b");
+  EXPECT_EQ(Text(count), "4") << "asked, where a row waits";
+  Add("b");
+  Text(read + " where Name='b'");
+  EXPECT_EQ(driver_->TakeUndone(), 1U);
+  EXPECT_EQ(Text(count), "4");
 }
 
 TEST_F(PendingRows, AreManyInOneTurnAndAllThere) {

@@ -100,38 +100,31 @@ PostgresReply PostgresConnection::RunGroup(std::span<const PostgresCall> group,
                                            PostgresReply& thenReply) {
   bool sent = PQenterPipelineMode(handle_) == 1;
   for (const PostgresCall& call : group) sent = sent && Send(call);
-  sent = sent && PQpipelineSync(handle_) == 1;
-  if (then) sent = sent && Send(*then) && PQpipelineSync(handle_) == 1;
+  if (then) sent = sent && Send(*then);
+  sent = sent && PQpipelineSync(handle_) == 1;  // which sends them all
   PostgresReply reply;
   if (!sent) return Broken(Outcome::kLost);
   if (!Flush(deadline, reply)) {
     reply.outcome = Outcome::kLost;  // some of it may have left
     return reply;
   }
-  reply = CollectGroup(group.size(), deadline);
-  if (then && !reply.broken()) {
-    thenReply = CollectGroup(1, deadline);
-    if (thenReply.broken()) return std::move(thenReply);
-  }
-  if (!reply.broken() && PQexitPipelineMode(handle_) == 0) return Broken(Outcome::kLost);
-  return reply;
-}
-
-// Reads the answers to the statements of a group, and its end.
-PostgresReply PostgresConnection::CollectGroup(size_t statements,
-                                               const PostgresDeadline& deadline) {
-  PostgresReply reply;
-  for (size_t i = 0; i < statements; ++i) {
+  for (size_t i = 0; i < group.size(); ++i) {
     PostgresReply answer = CollectAnswer(deadline);
     if (answer.broken()) return answer;
     if (reply.done()) reply = std::move(answer);
   }
+  if (then) thenReply = CollectAnswer(deadline);
+  if (then && thenReply.broken()) return std::move(thenReply);
+  PostgresReply end = CollectGroupEnd(deadline);
+  return end.done() ? std::move(reply) : std::move(end);
+}
+
+PostgresReply PostgresConnection::CollectGroupEnd(const PostgresDeadline& deadline) {
   PostgresReply end;
   if (!AwaitResult(deadline, end)) return end;
   const PostgresResult result(PQgetResult(handle_));
   const bool isEnd = result && PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC;
-  if (!isEnd) return Broken(Outcome::kLost);
-  return reply;
+  return isEnd && PQexitPipelineMode(handle_) == 1 ? std::move(end) : Broken(Outcome::kLost);
 }
 
 // Between two calls the server sends next to nothing, so what is readable now is mostly its

@@ -93,9 +93,9 @@ class PostgresConnection {
   PostgresReply RunPrepared(const std::string& name, const PostgresParameters& parameters,
                             const PostgresDeadline& deadline);
 
-  /// Runs statements as one group, of which all are done or none, and behind it `then`, which may
-  /// be null; all of them in one round trip. Gives the first refusal of the group; `thenReply`
-  /// holds what came of `then` unless the session broke. Not in a transaction of the caller.
+  /// Runs statements as one group, and `then` as its last, which may be null; all of them in one
+  /// round trip, and all are done or none. Gives the first refusal of the group; `thenReply` holds
+  /// what came of `then` unless the session broke. Not in a transaction of the caller.
   PostgresReply RunGroup(std::span<const PostgresCall> group, const PostgresCall* then,
                          const PostgresDeadline& deadline, PostgresReply& thenReply);
 
@@ -120,7 +120,7 @@ class PostgresConnection {
   bool Send(const PostgresCall& call);
   PostgresReply Collect(bool sent, const PostgresDeadline& deadline);
   PostgresReply CollectAnswer(const PostgresDeadline& deadline);
-  PostgresReply CollectGroup(size_t statements, const PostgresDeadline& deadline);
+  PostgresReply CollectGroupEnd(const PostgresDeadline& deadline);
   PostgresReply Judge(PostgresResult result) const;
   PostgresReply Broken(PostgresReply::Outcome outcome) const;
   std::string ErrorText() const;

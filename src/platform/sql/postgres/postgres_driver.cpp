@@ -61,6 +61,7 @@ bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
 // be told from here. A server that is silent gets a pause; one that has ended the session is called
 // again at once.
 void PostgresDriver::LoseSession(const PostgresReply& reply, bool wasWriting, int64_t spentMs) {
+  memo_.Forget();
   const bool wasUnsynced = written_ && options_.durability == SqlDurability::kReceipt;
   const bool wasCutOff = wasWriting && reply.outcome == Outcome::kLost;
   mayBeLost_ = mayBeLost_ || wasUnsynced || wasCutOff;
@@ -77,7 +78,7 @@ bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> p
   PostgresDeadline deadline = Deadline();
   const bool spoilt = Session().connection->TransactionFailed();
   if (!RunBehindPending(statement, parameters, use, deadline, ran)) {
-    EndTurn();
+    AddPending();
     if (!sessions_.current() && !EnsureSession(statement, fresh)) return false;
     RunOnce(statement, parameters, use, deadline, ran);
   }
@@ -89,7 +90,9 @@ bool PostgresDriver::Run(std::string_view statement, std::span<const SqlValue> p
     RunOnce(statement, parameters, use, deadline, ran);
   }
   if (!Conclude(statement, deadline, ran.reply)) return false;
-  if (MayHaveWritten(ran.reply)) written_ = true;
+  const bool wrote = MayHaveWritten(ran.reply);
+  written_ = written_ || wrote;
+  if (wrote) memo_.Forget();
   // The server takes the `commit` of a transaction that had an error for a `rollback`.
   if (spoilt && ran.reply.commandTag() == "ROLLBACK" && StartsWithWord(statement, "commit")) {
     return Fail(statement, "the transaction had an error before and was rolled back");
@@ -167,11 +170,15 @@ void PostgresDriver::TakeDescription(const Ran& ran) {
 
 bool PostgresDriver::Query(std::string_view statement, std::span<const SqlValue> parameters,
                            SqlRows& rows) {
+  const bool mayBeKnown = options_.commit == SqlCommit::kTurn && !inTransaction_;
+  const int64_t now = MonotonicMs(options_.clock);
+  if (mayBeKnown && memo_.Find(statement, parameters, now, rows)) return true;
   Ran ran;
   if (!Run(statement, parameters, Use::kRows, ran)) return false;
   TakeDescription(ran);
   SqlRows read = WithoutRows(*ran.prepared);
   ReadPostgresRows(ran.reply.result.get(), ran.prepared->shown, read);
+  if (mayBeKnown) memo_.Note(statement, parameters, now, read);
   rows = std::move(read);
   return true;
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/sql/lock_patience.h"
+#include "platform/sql/postgres/postgres_memo.h"
 #include "platform/sql/postgres/postgres_rows.h"
 #include "platform/sql/postgres/postgres_sessions.h"
 #include "platform/sql/row_statements.h"
@@ -70,6 +71,7 @@ class PostgresDriver final : public SqlDriver {
   void NoteTimeOut(std::string_view statement, const PostgresReply& reply, int64_t spentMs);
   void TakeDescription(const Ran& ran);
   bool Defer(RowStatement& insert);
+  bool AddPending();
   bool RunBehindPending(std::string_view statement, std::span<const SqlValue> parameters, Use use,
                         const PostgresDeadline& deadline, Ran& ran);
   bool SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
@@ -87,6 +89,7 @@ class PostgresDriver final : public SqlDriver {
   std::string wantedLock_;  // the statement that waited for it in vain
   std::deque<PendingRow> pending_;
   size_t pendingBytes_ = 0;
+  PostgresMemo memo_;
   uint64_t pendingSession_ = 0;  // whose names pending_ has
   PostgresRows rows_;
   std::string lastError_;

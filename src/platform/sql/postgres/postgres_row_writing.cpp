@@ -23,7 +23,10 @@ bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment
   RowStatement insert = InsertStatement(target.table, values, kWriting);
   const bool mayWait =
       options_.commit == SqlCommit::kTurn && sessions_.current() && !inTransaction_;
-  if (mayWait && Defer(insert)) return true;
+  if (mayWait && Defer(insert)) {
+    memo_.NoteWaiting(target.table);
+    return true;
+  }
   Ran ran;
   return Run(insert.text, insert.parameters, Use::kOwn, ran);
 }
@@ -37,7 +40,7 @@ bool PostgresDriver::Defer(RowStatement& insert) {
   pendingSession_ = Session().number;
   for (const SqlValue& value : insert.parameters) pendingBytes_ += value.text.size();
   pending_.push_back({std::move(insert), known->name});
-  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) EndTurn();
+  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) AddPending();
   return true;
 }
 
@@ -53,12 +56,17 @@ bool PostgresDriver::RunBehindPending(std::string_view statement,
   if (ran.reply.broken()) return true;
   const PostgresCall call{known->name, parameters};
   ran.prepared = known;
-  const bool isAnswered = SendPending(&call, deadline, ran.reply);
-  return ran.reply.broken() || (isAnswered && !IsOutOfDate(ran.reply, *known));
+  if (!SendPending(&call, deadline, ran.reply)) return ran.reply.broken();
+  if (ran.reply.done()) return !IsOutOfDate(ran.reply, *known);
+  // What has waited in vain does not wait twice; other refusals may be the statement's age.
+  const bool wasTimeOut =
+      ran.reply.sqlState == kPostgresGivenUp || ran.reply.sqlState == kPostgresLockNotHad;
+  return wasTimeOut && sessions_.current();
 }
 
 // Adds the rows that wait, and runs `then` behind them. True when `reply` is what came of `then`:
-// where a row was refused it has run too soon, before the others were added one by one.
+// where a row was refused it has not run. Where it was refused itself, it has taken the rows back,
+// and they are added one by one.
 bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
                                  PostgresReply& reply) {
   const std::deque<PendingRow> pending = std::exchange(pending_, {});
@@ -72,11 +80,15 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
     reply = std::move(added);
     return false;
   }
-  written_ = written_ || added.done();
-  if (added.done()) return then != nullptr;
-  NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
+  if (added.done() && (then == nullptr || reply.done())) {
+    written_ = true;
+    memo_.NoteAdded();
+    return then != nullptr;
+  }
+  memo_.Forget();
+  if (!added.done()) NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
   AddPendingSingly(pending);
-  return false;
+  return added.done();
 }
 
 void PostgresDriver::AddPendingSingly(const std::deque<PendingRow>& pending) {
@@ -88,6 +100,11 @@ void PostgresDriver::AddPendingSingly(const std::deque<PendingRow>& pending) {
 }
 
 bool PostgresDriver::EndTurn() {
+  memo_.Forget();
+  return AddPending();
+}
+
+bool PostgresDriver::AddPending() {
   if (pending_.empty()) return true;
   const size_t undoneBefore = undone_;
   const std::string first = pending_.front().insert.text;
