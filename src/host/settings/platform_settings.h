@@ -38,7 +38,7 @@ struct PlatformSettings {
 
   // [network]
   std::string bindAddress = "0.0.0.0";  ///< IPv4 address of all listeners
-  int gatherMs = 20;                    ///< see EventLoop::SetGathering
+  int gatherMs = 0;                     ///< see EventLoop::SetGathering
 
   // [database]
   std::string databaseDriver = "FreeTDS";  ///< of a server database

@@ -20,8 +20,9 @@ namespace {
 
 constexpr std::string_view kRestOfPlatformIni =
     R"(; milliseconds that the server gives more messages to come where it has only stored some, so that
-; they are one commit; 0: none
-;gather_ms=20
+; they are one commit; whoever asks for something meanwhile waits for so long, and what one client
+; sends in this time arrives in one piece; 0: none
+;gather_ms=0
 
 [database]
 ; for a database server: postgresql, or the name of an ODBC driver

@@ -67,7 +67,7 @@ TEST_F(PlatformSettingsTest, MissingFileTakesTheDefaults) {
   EXPECT_EQ(settings->languageId, 1028);
   EXPECT_EQ(settings->codePage, 950);
   EXPECT_EQ(settings->bindAddress, "0.0.0.0");
-  EXPECT_EQ(settings->gatherMs, 20);
+  EXPECT_EQ(settings->gatherMs, 0);
   EXPECT_EQ(settings->databaseDriver, "FreeTDS");
   EXPECT_EQ(settings->connectTimeoutS, 5);
   EXPECT_EQ(settings->statementTimeoutS, 10);
