@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/settings/program_folder.h"
+#include "platform/bus/nats_bus.h"
 #include "platform/system/descriptor_limit.h"
 #include "platform/system/instance.h"
 #include "platform/system/memory.h"
@@ -154,6 +155,13 @@ void SaySummary(const vnq::ProgramFolder& folder) {
       settings.deleteOfflineFiles.options, settings.deleteNotices.options);
 }
 
+// Null where the server is alone.
+std::unique_ptr<vnq::Bus> BusOf(vnq::EventLoop& loop, const vnq::NodeSettings& nodes) {
+  return nodes.AreGiven() ? OpenNatsBus(loop, {nodes.bus, nodes.user, nodes.password, nodes.caFile,
+                                               nodes.cluster, nodes.name})
+                          : nullptr;
+}
+
 // Comes back only where there is nothing to serve.
 int Serve(vnq::ProgramFolder folder) {
   SaySummary(folder);
@@ -164,7 +172,8 @@ int Serve(vnq::ProgramFolder folder) {
   vnq::EventLoop loop(clock);
   KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
-  vnq::IndexForm form(loop, clock, commands, std::move(folder));
+  auto bus = BusOf(loop, folder.platform.nodes);
+  vnq::IndexForm form(loop, clock, commands, std::move(folder), std::move(bus));
   std::optional<vnq::OperatorDesk> desk;
   bool stopping = false;
   vnq::ProcessSignals signals(
@@ -199,6 +208,7 @@ int main(int argc, char** argv) {
   auto folder = vnq::OpenProgramFolder(arguments.appPath, arguments.overrides,
                                        vnq::SystemLocaleName(), error);
   if (!folder) return Fail(kExitArguments, error);
+  if (error = vnq::NodesFault(*folder); !error.empty()) return Fail(kExitArguments, error);
   vnq::InstanceLock lock;
   switch (lock.Acquire(folder->LockPath(), error)) {
     case vnq::InstanceLock::Result::kHeld:

@@ -1,5 +1,6 @@
 // From a stored row to the record on a device's buffer; and what the two older offline tables hold
 // for a user, handed over once.
+#include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "host/slots/sending.h"
 #include "messaging/messaging.h"
@@ -179,8 +180,21 @@ const Delivery* FindDelivery(DeliveryKind kind) {
   return nullptr;
 }
 
+// Takes each row by itself: another node may add one meanwhile.
+std::string TakeVerifications(Host& host, const Expr& userTag) {
+  std::string records;
+  Cursor rows(host.database);
+  rows.Open(Sql("Select * from MessengVerify_Type where UserID1='?'", userTag));
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    Append(records, VerificationRecord(rows));
+    rows.Delete();
+  }
+  return records;
+}
+
 // The only kind that hands over several rows, and the only one that deletes what it handed over.
 void LeaveVerifications(Host& host, SlotIndex slot, const Expr& userTag) {
+  if (host.cluster) return AppendReply(host, slot, TakeVerifications(host, userTag));
   Cursor Adodc2(host.database);
   Adodc2.Open(Sql("Select * from MessengVerify_Type where UserID1='?'", userTag));
   for (; !Adodc2.EndOfRows(); Adodc2.MoveNext()) {
@@ -246,15 +260,27 @@ void ReplayOfflineTypes(Host& host, const Fields& fields, SlotIndex slot) {
 }  // namespace
 
 void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id) {
-  if (Skips("LeaveMesseng", userTag, id)) return;
+  if (Skips("LeaveMesseng", userTag, id) || LeaveMessengHere(host, userTag, kind, id)) return;
+  AskElsewhere(host, NodeArray::kClients, userTag, order::kLeave, {userTag, kind.number, id});
+}
+
+bool LeaveMessengHere(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id) {
   const SlotIndex slot = host.SckServer.FirstConnected(userTag);
-  if (slot == kNoSlot) return;
-  if (kind == StoredKind::kPendingVerifications) return LeaveVerifications(host, slot, userTag);
-  const Delivery* delivery = FindDelivery(kind);
-  if (delivery == nullptr) return;
-  Cursor Adodc2(host.database);
-  Adodc2.Open(Sql(delivery->select, id));
-  if (!Adodc2.EndOfRows()) AppendReply(host, slot, delivery->record(Adodc2));
+  if (slot == kNoSlot) return false;
+  if (kind == StoredKind::kPendingVerifications) {
+    LeaveVerifications(host, slot, userTag);
+  } else if (const Delivery* delivery = FindDelivery(kind)) {
+    Cursor Adodc2(host.database);
+    Adodc2.Open(Sql(delivery->select, id));
+    if (!Adodc2.EndOfRows()) AppendReply(host, slot, delivery->record(Adodc2));
+  }
+  return true;
+}
+
+void TellVerificationsHere(Host& host, const Expr& userTag) {
+  if (host.SckServer.FirstConnected(userTag) == kNoSlot) return;
+  const std::string records = TakeVerifications(host, userTag);
+  if (!records.empty()) TellTagHere(host, userTag, records);
 }
 
 void HandleOfflineRequest(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {

@@ -150,6 +150,8 @@ void SetFontsAndAddresses(Host& host) {
 }
 
 void SweepOldRows(Host& host) {
+  const SharedLock alone(host.database, SharedLock::Kind::kRetention);
+  if (!alone.IsHeld()) return;  // another node sweeps
   SweepChats(host);
   SweepOfflineFiles(host);
   SweepNotices(host);

@@ -75,6 +75,10 @@ bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& fi
 /// whether one of two equal rows can be changed: tried in a transaction that is rolled back.
 void ExamineTextsInDatabase(Database& database, const ProgramFolder& folder, Findings& findings);
 
+/// Whether the bus to the other nodes can be reached, and their database be shared; nothing where
+/// the server is alone.
+void ExamineNodes(const ProgramFolder& folder, Findings& findings);
+
 /// The picture root, the push address and the keyword lists.
 void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings);
 

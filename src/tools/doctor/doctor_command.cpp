@@ -68,6 +68,7 @@ void Examine(const DoctorOptions& options, Findings& findings) {
       ExamineRows(*database, *folder, findings);
     }
   }
+  ExamineNodes(*folder, findings);
   ExaminePorts(*folder, findings);
 }
 
