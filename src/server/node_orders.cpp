@@ -54,8 +54,7 @@ void OnOthers(Host& host, const Given& given) {
 
 void OnNonMembers(Host& host, const Given& given) {
   const auto members = given.words.subspan(1);
-  TellNonMembersHere(host, given.words[0],
-                     std::set<std::string>(members.begin(), members.end()));
+  TellNonMembersHere(host, given.words[0], std::set<std::string>(members.begin(), members.end()));
 }
 
 void OnLeave(Host& host, const Given& given) {
@@ -118,16 +117,11 @@ struct OrderRow {
   void (*carryOut)(Host& host, const Given& given);
 };
 constexpr OrderRow kOrders[] = {
-    {order::kTell, 2, OnTell},
-    {order::kEverybody, 1, OnEverybody},
-    {order::kOthers, 2, OnOthers},
-    {order::kNonMembers, 1, OnNonMembers},
-    {order::kLeave, 3, OnLeave},
-    {order::kVerifications, 1, OnVerifications},
-    {order::kGreet, 2, OnGreet},
-    {order::kPlain, 3, OnPlain},
-    {order::kEnd, 3, OnEnd},
-    {order::kGoodbye, 2, OnGoodbye},
+    {order::kTell, 2, OnTell},     {order::kEverybody, 1, OnEverybody},
+    {order::kOthers, 2, OnOthers}, {order::kNonMembers, 1, OnNonMembers},
+    {order::kLeave, 3, OnLeave},   {order::kVerifications, 1, OnVerifications},
+    {order::kGreet, 2, OnGreet},   {order::kPlain, 3, OnPlain},
+    {order::kEnd, 3, OnEnd},       {order::kGoodbye, 2, OnGoodbye},
 };
 
 void CarryOut(Host& host, const std::string& from, const Words& order) {

@@ -92,8 +92,7 @@ bool EndOtherSession(Host& host, const Fields& fields, const Person& person, con
                      SlotIndex slot) {
   SlotArray& slots = host.SckServer;
   const SlotIndex old = slots.FirstWithTag(tag);
-  const bool isOnline =
-      slots.IsConnected(old) || HoldsElsewhere(host, NodeArray::kClients, tag);
+  const bool isOnline = slots.IsConnected(old) || HoldsElsewhere(host, NodeArray::kClients, tag);
   if (isOnline && Is(fields[4], kWebDesk) && person.Mac != kWebDesk) {
     CloseSlot(host, slot);
     return false;

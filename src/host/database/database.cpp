@@ -289,7 +289,7 @@ bool SharedLock::Run(const char* function) {
   if (!database_.IsShared()) return true;
   SqlRows rows;
   return database_.driver().Query(
-      fmt::format("select {}({},{})::text", function, kOwner, static_cast<int>(kind_)), {}, rows);
+      fmt::format("select {}({},{})", function, kOwner, static_cast<int>(kind_)), {}, rows);
 }
 
 // --- Cursor ---

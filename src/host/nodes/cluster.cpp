@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <set>
 
 #include "support/ids.h"
@@ -121,7 +122,9 @@ void Cluster::SendNow(const std::string& node, Words words) {
 
 // A stall of this process makes nobody else look silent: silence is counted in ticks of its own.
 void Cluster::Tick() {
-  std::erase_if(displaced_, [](auto& each) { return ++each.second > kDisplacedTicks; });
+  for (auto each = displaced_.begin(); each != displaced_.end();) {
+    each = ++each->second > kDisplacedTicks ? displaced_.erase(each) : std::next(each);
+  }
   if (!isConnected_) return;
   FlushChanges();
   SendNow("", {"here", std::to_string(sequence_), std::to_string(ownTags_)});
@@ -180,8 +183,8 @@ void Cluster::OnWordOf(const std::string& name, NodeDirectory::Node& node, const
     FlushChanges();
     for (Words& piece : Snapshot()) SendNow(name, std::move(piece));
   } else if (word == "here" && words.size() > kHeader + 1) {
-    const bool isKnown = node.isComplete && node.sequence == ToNumber(words[3]) &&
-                         node.tags == ToNumber(words[4]);
+    const bool isKnown =
+        node.isComplete && node.sequence == ToNumber(words[3]) && node.tags == ToNumber(words[4]);
     if (!isKnown) SendNow(name, {"ask"});
   } else if (word == "tags" && words.size() > kHeader) {
     TakeChanges(node, words);
@@ -189,8 +192,7 @@ void Cluster::OnWordOf(const std::string& name, NodeDirectory::Node& node, const
     TakeAll(node, words);
   } else if (word == "order" && words.size() > kHeader && onOrder_) {
     Words order(words.begin() + kHeader, words.end());
-    loop_.StartHandler(
-        [this, name, order = std::move(order)] { onOrder_(name, order); });
+    loop_.StartHandler([this, name, order = std::move(order)] { onOrder_(name, order); });
   }
 }
 

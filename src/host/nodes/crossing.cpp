@@ -22,8 +22,7 @@ std::string ArrayWord(NodeArray array) {
 }
 
 bool HoldsElsewhere(const Host& host, NodeArray array, const Expr& tag) {
-  return host.cluster && tag.ok() && !tag.text().empty() &&
-         host.cluster->Holds(array, tag.text());
+  return host.cluster && tag.ok() && !tag.text().empty() && host.cluster->Holds(array, tag.text());
 }
 
 bool AskElsewhere(Host& host, NodeArray array, const Expr& tag, std::string_view order,

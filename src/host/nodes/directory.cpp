@@ -1,6 +1,7 @@
 #include "host/nodes/directory.h"
 
 #include <bit>
+#include <iterator>
 
 namespace vnq {
 namespace {
@@ -56,10 +57,10 @@ std::vector<std::string> NodeDirectory::Age(int mostTicks) {
 
 void NodeDirectory::Clear(Node& node) {
   if (node.tags == 0) return;
-  std::erase_if(holders_, [bit = BitOf(node)](auto& entry) {
-    entry.second &= ~bit;
-    return entry.second == 0;
-  });
+  for (auto each = holders_.begin(); each != holders_.end();) {
+    each->second &= ~BitOf(node);
+    each = each->second == 0 ? holders_.erase(each) : std::next(each);
+  }
   node.tags = 0;
 }
 

@@ -27,8 +27,8 @@ class NodeDirectory {
   static constexpr int kMostNodes = 64;
 
   struct Node {
-    std::string start;      ///< which start of the node it is
-    uint64_t sequence = 0;  ///< of the last change heard of
+    std::string start;        ///< which start of the node it is
+    uint64_t sequence = 0;    ///< of the last change heard of
     bool isComplete = false;  ///< all its tags have been heard of
     int silentTicks = 0;
     size_t tags = 0;

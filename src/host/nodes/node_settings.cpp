@@ -33,7 +33,8 @@ void ReadBus(IniValues& values, std::vector<std::string>& bus) {
   for (size_t begin = 0; begin <= list.size();) {
     const size_t end = std::min(list.find(',', begin), list.size());
     std::string url(TrimBlanks(std::string_view(list).substr(begin, end - begin)));
-    if (!IsUrl(url)) return values.Fail(kSection, "bus", url, "nats://host:4222 or tls://host:4222");
+    if (!IsUrl(url))
+      return values.Fail(kSection, "bus", url, "nats://host:4222 or tls://host:4222");
     bus.push_back(std::move(url));
     begin = end + 1;
   }

@@ -14,8 +14,8 @@ class Bus {
  public:
   /// Each runs as a step of the event loop; none may yield.
   struct Events {
-    std::function<void()> onConnected;                    ///< first, and after each loss
-    std::function<void(const std::string& why)> onLost;   ///< once a loss; also a first try in vain
+    std::function<void()> onConnected;                   ///< first, and after each loss
+    std::function<void(const std::string& why)> onLost;  ///< once a loss; also a first try in vain
     std::function<void(const std::string& bytes)> onWord;  ///< from another node
   };
 

@@ -46,8 +46,7 @@ class NatsSession {
   NatsSession& operator=(const NatsSession&) = delete;
 
   bool Connect(const NatsOptionsOfBus& bus, const Callbacks& callbacks) {
-    return Prepare(bus, callbacks) &&
-           Done(nats_.natsConnection_Connect(&connection_, options_));
+    return Prepare(bus, callbacks) && Done(nats_.natsConnection_Connect(&connection_, options_));
   }
 
   bool Subscribe(const std::string& subject, const Callbacks& callbacks) {
@@ -82,8 +81,8 @@ class NatsSession {
            (bus.user.empty() || Done(nats_.natsOptions_SetUserInfo(options_, bus.user.c_str(),
                                                                    bus.password.c_str()))) &&
            (!isTls || Done(nats_.natsOptions_SetSecure(options_, true))) &&
-           (bus.caFile.empty() || Done(nats_.natsOptions_LoadCATrustedCertificates(
-                                      options_, bus.caFile.c_str()))) &&
+           (bus.caFile.empty() ||
+            Done(nats_.natsOptions_LoadCATrustedCertificates(options_, bus.caFile.c_str()))) &&
            Done(nats_.natsOptions_SetName(options_, ("vnq " + bus.node).c_str())) &&
            Done(nats_.natsOptions_SetTimeout(options_, kConnectMs)) &&
            Done(nats_.natsOptions_SetPingInterval(options_, kPingMs)) &&
@@ -185,11 +184,11 @@ class NatsBus final : public Bus, private EventLoop::Watcher {
   const std::string subjectOfAll_, subjectOfNode_;
   Events events_;
   std::thread thread_;
-  int arrived_ = -1;                  // readable when something is in arrivals_
-  bool saidLost_ = false;              // the thread's
+  int arrived_ = -1;       // readable when something is in arrivals_
+  bool saidLost_ = false;  // the thread's
   std::mutex mutex_;
   std::condition_variable wanted_;
-  std::deque<Outgoing> waiting_;   // under the mutex, as are:
+  std::deque<Outgoing> waiting_;  // under the mutex, as are:
   std::deque<Incoming> arrivals_;
   size_t waitingBytes_ = 0, arrivedBytes_ = 0;
   bool stands_ = false, stopping_ = false;
@@ -269,10 +268,9 @@ std::string NatsBus::RunSession(const NatsLibrary& nats) {
   NatsSession session(nats);
   const NatsSession::Callbacks callbacks{OnMessage, OnClosed, Sessions().Begin(this)};
   SetStands(true);  // OnClosed may take it back before Connect has returned
-  const bool connected = session.Connect(options_, callbacks) &&
-                         session.Subscribe(subjectOfAll_, callbacks) &&
-                         session.Subscribe(subjectOfNode_ + options_.node, callbacks) &&
-                         session.Flush(kConnectMs);
+  const bool connected =
+      session.Connect(options_, callbacks) && session.Subscribe(subjectOfAll_, callbacks) &&
+      session.Subscribe(subjectOfNode_ + options_.node, callbacks) && session.Flush(kConnectMs);
   if (connected) {
     saidLost_ = false;
     Report(Incoming::Kind::kConnected, "");
@@ -323,8 +321,8 @@ void NatsBus::OnMessage(NatsConnection*, NatsSubscription*, NatsMessage* message
   std::string bytes(nats.natsMsg_GetData(message),
                     static_cast<size_t>(nats.natsMsg_GetDataLength(message)));
   nats.natsMsg_Destroy(message);
-  Sessions().WithBusOf(
-      session, [&](NatsBus& bus) { bus.Report(Incoming::Kind::kWord, std::move(bytes)); });
+  Sessions().WithBusOf(session,
+                       [&](NatsBus& bus) { bus.Report(Incoming::Kind::kWord, std::move(bytes)); });
 }
 
 void NatsBus::OnClosed(NatsConnection*, void* session) {

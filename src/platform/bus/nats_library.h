@@ -49,7 +49,6 @@ using NatsOnMessage = void (*)(NatsConnection*, NatsSubscription*, NatsMessage*,
   F(NatsStatus, natsConnection_FlushTimeout, (NatsConnection*, int64_t ms))                        \
   F(NatsStatus, natsConnection_Subscribe,                                                          \
     (NatsSubscription**, NatsConnection*, const char* subject, NatsOnMessage, void* closure))      \
-  F(NatsStatus, natsConnection_GetLastError, (NatsConnection*, const char** error))                \
   F(void, natsConnection_Destroy, (NatsConnection*))                                               \
   F(void, natsSubscription_Destroy, (NatsSubscription*))                                           \
   F(const char*, natsMsg_GetData, (const NatsMessage*))                                            \
