@@ -114,6 +114,13 @@ class Cluster:
         self.folder = tempfile.mkdtemp(prefix="vnq_nodes_")
         self.stack = contextlib.ExitStack()
         self.stack.callback(shutil.rmtree, self.folder, True)
+        try:
+            self.make(nodes, users)
+        except BaseException:
+            self.close()
+            raise
+
+    def make(self, nodes, users):
         net = f"127.{random.randint(10, 250)}.{random.randint(1, 250)}."
         self.host, self.port = os.environ["VNQ_TEST_POSTGRES"].split(":")
         self.database = f"nodes_{os.getpid()}_{random.randint(0, 10 ** 6)}"
@@ -188,7 +195,10 @@ class Cluster:
                                for line in self.ctl(number, "who").splitlines()), f"user {user} is known")
 
     def client(self, number, user):
-        return Client(self.addresses[number]).log_in(user)
+        """A client that is connected to a node until the cluster ends."""
+        client = Client(self.addresses[number])
+        self.stack.callback(client.close)
+        return client.log_in(user)
 
     def close(self):
         self.stack.close()

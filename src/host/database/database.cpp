@@ -390,13 +390,15 @@ bool Cursor::Set(std::string_view column, const Expr& value) {
     assigned_.push_back({target.name, std::move(fitted)});
   } else {
     before->value = std::move(fitted);
+    before->isAdded = false;
   }
   return true;
 }
 
 bool Cursor::Increment(std::string_view column) {
   const Expr next = Plus((*this)[column], 1);
-  if (!Set(column, next) || !database_->IsShared() || next.IsNull()) return false;
+  if (!Set(column, next)) return false;
+  if (!database_->IsShared() || next.IsNull()) return true;
   const std::string& name = (*rows_.columns)[static_cast<size_t>(ColumnIndex(column))].name;
   const auto assigned =
       std::find_if(assigned_.begin(), assigned_.end(),
