@@ -52,7 +52,9 @@ void OnOthers(Host& host, const Given& given) {
   TellAllHere(host, given.words[0], given.words[1] == "1");
 }
 
+// With a turn before it, as the records that the same command told single users before have.
 void OnNonMembers(Host& host, const Given& given) {
+  host.loop.Yield();
   const auto members = given.words.subspan(1);
   TellNonMembersHere(host, given.words[0], std::set<std::string>(members.begin(), members.end()));
 }

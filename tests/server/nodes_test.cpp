@@ -91,6 +91,7 @@ TEST_F(NodesTest, WithoutTheBusEachGoesOnAloneAndThenTheyFindEachOtherAgain) {
   server().bus().Stop();
   server().Pump();
   EXPECT_FALSE(Knows(0, "2"));
+  sender.Receive();
   sender.Send(kMessage);
   server().Tick();
   EXPECT_EQ(sender.Receive(), ".+reply|1|2|M1|#");
@@ -124,6 +125,7 @@ TEST_F(NodesTest, MessageForADeviceOfADeadNodeStaysInItsRow) {
   TestClient sender = OnlineOn(0, "1");
   TestClient target = OnlineOn(1, "2");
   server().KillNode(1);
+  sender.Receive();
   sender.Send(kMessage);
   server().Tick();
   EXPECT_EQ(sender.Receive(), ".+reply|1|2|M1|#");
@@ -243,7 +245,16 @@ TEST_F(NodesTest, AccountsOfTwoWritersHaveNumbersOfTheirOwn) {
   InTwoProcesses(server(), [](Database& database) {
     for (int i = 0; i < 25; ++i) {
       const SharedLock alone(database, SharedLock::Kind::kAccounts);
-      CreateAccount(database, false, {.UserName = "new"});
+      CreateAccount(database, false,
+                    {.UppeId = "d",
+                     .UserIco = "1",
+                     .UserName = "new",
+                     .FcName = "Name",
+                     .UserPaws = "pw",
+                     .jod = "",
+                     .Tel1 = "",
+                     .Constellation = "",
+                     .UserState = 1});
     }
   });
   EXPECT_EQ(server().Value("select count(*),count(distinct UserID) from Users_ID "

@@ -39,6 +39,10 @@ std::vector<Words> Pieces(Words items) {
   return pieces;
 }
 
+bool Has(std::span<const std::string> names, const std::string& name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
 Words Joined(Words words, const Words& more) {
   words.insert(words.end(), more.begin(), more.end());
   return words;
@@ -123,7 +127,7 @@ void Cluster::SendNow(const std::string& node, Words words) {
 // A stall of this process makes nobody else look silent: silence is counted in ticks of its own.
 void Cluster::Tick() {
   for (auto each = displaced_.begin(); each != displaced_.end();) {
-    each = ++each->second > kDisplacedTicks ? displaced_.erase(each) : std::next(each);
+    each = ++each->second.ticks > kDisplacedTicks ? displaced_.erase(each) : std::next(each);
   }
   if (!isConnected_) return;
   FlushChanges();
@@ -238,15 +242,16 @@ void Cluster::SendToAll(const Words& order) {
 
 void Cluster::Displace(NodeArray array, std::string_view tag, Words order) {
   std::string key = DirectoryKey(array, tag);
-  SendToAll(Joined(std::move(order), directory_.AllWith(key)));
-  displaced_[std::move(key)] = 0;
+  std::vector<std::string> known = directory_.AllWith(key);
+  SendToAll(Joined(std::move(order), known));
+  displaced_[std::move(key)] = {std::move(known), 0};
 }
 
 bool Cluster::IsDisplaced(NodeArray array, std::string_view tag, const std::string& from,
                           std::span<const std::string> known) const {
-  const bool wasKnown = std::find(known.begin(), known.end(), settings_.name) != known.end();
-  const bool cameNow = displaced_.contains(DirectoryKey(array, tag));
-  return wasKnown || !cameNow || from < settings_.name;
+  const auto own = displaced_.find(DirectoryKey(array, tag));
+  if (own == displaced_.end() || Has(known, settings_.name)) return true;
+  return !Has(own->second.known, from) && from < settings_.name;
 }
 
 }  // namespace vnq

@@ -77,12 +77,17 @@ class Cluster {
   /// gets the nodes behind it that are known to have the tag.
   void Displace(NodeArray array, std::string_view tag, Words order);
 
-  /// Whether a log-in on `from`, which knew of the nodes `known`, ends what is here. Of two at the
-  /// same moment, none of which knew of the other, the one on the node whose name comes first stays.
+  /// Whether a log-in on `from`, which knew of the nodes `known`, ends what is here. The later one
+  /// stays, and of two at the same moment, none of which knew of the other, the one on the node
+  /// whose name comes first.
   bool IsDisplaced(NodeArray array, std::string_view tag, const std::string& from,
                    std::span<const std::string> known) const;
 
  private:
+  struct Displacement {
+    std::vector<std::string> known;  // nodes that were known to have the tag
+    int ticks = 0;                   // since then
+  };
   struct Watched {
     NodeArray array;
     SlotArray* slots;
@@ -112,7 +117,7 @@ class Cluster {
   Words changes_;  // that the others have not been told of
   uint64_t sequence_ = 0;
   size_t ownTags_ = 0;
-  std::unordered_map<std::string, int> displaced_;  // keys of late, by ticks since
+  std::unordered_map<std::string, Displacement> displaced_;  // of late, by key
   EventLoop::TimerId timer_ = 0;
   bool isConnected_ = false, saidLost_ = false, saidTwin_ = false, saidFull_ = false;
 };
