@@ -117,24 +117,25 @@ class NatsSessions {
  public:
   void* Begin(NatsBus* bus) {
     const std::lock_guard lock(mutex_);
-    buses_[++last_] = bus;
-    return reinterpret_cast<void*>(last_);
+    void* const session = &begun_.emplace_back();
+    buses_[session] = bus;
+    return session;
   }
   void End(void* session) {
     const std::lock_guard lock(mutex_);
-    buses_.erase(reinterpret_cast<uintptr_t>(session));
+    buses_.erase(session);
   }
   template <typename Step>
   void WithBusOf(void* session, const Step& step) {
     const std::lock_guard lock(mutex_);
-    const auto found = buses_.find(reinterpret_cast<uintptr_t>(session));
+    const auto found = buses_.find(session);
     if (found != buses_.end()) step(*found->second);
   }
 
  private:
   std::mutex mutex_;
-  std::map<uintptr_t, NatsBus*> buses_;
-  uintptr_t last_ = 0;
+  std::map<void*, NatsBus*> buses_;
+  std::deque<char> begun_;  // a place each, which no later one has again
 };
 
 NatsSessions& Sessions() {

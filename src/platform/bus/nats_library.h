@@ -57,6 +57,7 @@ using NatsOnMessage = void (*)(NatsConnection*, NatsSubscription*, NatsMessage*,
 // clang-format on
 
 struct NatsLibrary {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a declaration, not an expression
 #define VNQ_NATS_MEMBER(result, name, arguments) result(*name) arguments = nullptr;
   VNQ_NATS_FUNCTIONS(VNQ_NATS_MEMBER)
 #undef VNQ_NATS_MEMBER
