@@ -45,6 +45,7 @@ source scripts/building.sh
 tidy_seconds=${VNQ_TIDY_SECONDS:-240}
 fuzz_seconds=${VNQ_FUZZ_SECONDS:-60}
 test_options=(-LE '^long$')
+long_too=()
 # They look at the embedded file itself: its transactions, its triggers, its syncs.
 embedded_only='^end_to_end/(TurnCommit|CommandWrites|DurableApplication|UnsyncedReceipt)\.'
 # Without descriptors the checks of the sanitizer itself fail, which open pipes to look at memory; and it has an
@@ -53,6 +54,7 @@ not_sanitized='^end_to_end/(Process\.OutOfDescriptors|RefusedConnections\.Withou
 package_list="test"
 if [[ $full == yes ]]; then
   test_options=()
+  long_too=(--long)
   package_list=full
 fi
 
@@ -115,7 +117,7 @@ fi
 BuildStep "headers alone" cmake --build build/release --target vnq_headers
 if BuildStep "sanitizer build" Build build/asan -DCMAKE_BUILD_TYPE=Debug \
   -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DVNQ_SANITIZE=address,undefined; then
-  Tests "sanitizer tests" build/asan "${test_options[@]}" -E "$not_sanitized"
+  CountedStep "sanitizer tests" scripts/sharded_tests.py "${long_too[@]}" --exclude "$not_sanitized" build/asan
 fi
 
 Step "package lists" scripts/check_packages.py build/release build/asan

@@ -116,6 +116,7 @@ TEST_F(OutputBound, OverTheBoundOfAllThoseFurthestBehindGo) {
 // Each of 60 has more to come than the kernel takes; before, each had a copy of its own.
 TEST_F(Bounds, ABroadcastToManyWhoDoNotReadIsHeldOnce) {
   std::vector<TestClient> silent;
+  silent.reserve(60);
   for (int i = 0; i < 60; ++i) silent.push_back(server.Connect());
   const std::string text(1'500'000, 'a');
   for (int i = 0; i < 12; ++i) {
@@ -147,6 +148,7 @@ class InputBound : public Bounds {
 // Each text is a keep-alive, whose handler gives a turn with all its bytes in hand.
 TEST_F(InputBound, ConnectionsThatSendWithoutEndAreLeftUnread) {
   std::vector<TestClient> senders;
+  senders.reserve(20);
   for (int i = 0; i < 20; ++i) senders.push_back(server.Connect());
   const std::string wire =
       Base64EncodeText(server.page(), ".+y|" + std::string(kText - 1, 'a') + "|#");
