@@ -195,8 +195,8 @@ class Cursor {
   /// skipped by itself; the Update behind it still runs. NULL clears the column.
   bool Set(std::string_view column, const Expr& value);
 
-  /// Assigns a counter of the current row one more than it holds. Where the database is shared, more
-  /// than it holds when it is written. A NULL stays.
+  /// Assigns a counter of the current row one more than it holds; where the database is shared, one
+  /// more than it holds when it is written. A NULL stays.
   bool Increment(std::string_view column);
 
   /// Writes the assigned columns: an insert behind AddNew, else an update of the current row, whose

@@ -14,8 +14,8 @@
 // next tick of Timer1. Who is not connected hears nothing, which is no skip; a failed tag, a failed
 // text and a send on a slot that was lost in the yield are skipped.
 //
-// A tag that is nowhere here is looked for on the other nodes of a cluster, and what everybody hears
-// is said there, too (host/nodes/crossing.h), but by those that end in Here.
+// A tag that is nowhere here is looked for on the other nodes of a cluster, and what everybody
+// hears is said there, too (host/nodes/crossing.h), but by those that end in Here.
 #pragma once
 
 #include "host/slots/slots.h"
