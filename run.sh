@@ -74,7 +74,10 @@ RefuseTakenWebPort() {
   local taken
   [[ $web == yes ]] || return 0
   taken=$(scripts/taken_ports.sh "$web_address" $web_port) && return
-  printf 'The gateway cannot start: its port on %s is taken:\n  %s\n' "$web_address" "$taken" >&2
+  {
+    printf 'The gateway cannot start: its port on %s is taken:\n  %s\n' "$web_address" "$taken"
+    echo "End what holds it, or take another address of this machine, e.g. ./run.sh --web --bind 127.0.0.2"
+  } >&2
   return 1
 }
 

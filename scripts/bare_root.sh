@@ -5,7 +5,8 @@
 #                               start builds nothing
 #   scripts/bare_root.sh test   ./test.sh passes, skips no test, and leaves nothing running, in /tmp or in the tree
 #   scripts/bare_root.sh package BUILD_FOLDER
-#                               the Debian packages of that build install, work, follow on an older version, and go again
+#                               the Debian packages of that build install, work, follow on an older version, and go again;
+#                               what a newcomer does on the first day is in walk.txt of the logs
 #
 # Makes the root with debootstrap from the archives of this machine's apt, clones HEAD into it and runs the command with
 # processes and mounts of its own; the network is this machine's. Needs root, and the time that the command takes. The
@@ -52,7 +53,7 @@ Within() {
     mount -t tmpfs tmpfs "$root/dev/shm" && ln -sf pts/ptmx "$root/dev/ptmx" &&
       mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts" || exit
     exec chroot "$root" /usr/bin/env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-      bash -c "cd /root/tree && $1"' - "$root" "$(declare -f "$1"); $*"
+      bash -c "cd /root/tree && $1"' - "$root" "$(declare -f "$1" Walk); $*"
 }
 
 # Both functions below run in the root.
@@ -94,6 +95,47 @@ MakePackages() {
   cp -r "$logs/packages" "$logs/older" "$root/root/"
 }
 
+# What a newcomer does with the installed package, a command and what it says after the other.
+Walk() {
+  local bind=$1 data=/var/lib/vnq tried=/var/tmp/tried home=/var/tmp/home server began=$SECONDS
+  local as_vnq=(setpriv --reuid vnq --regid vnq --init-groups env HOME=$home)
+  install -d -o vnq -g vnq $home
+  Step() {
+    echo "\$ $*"
+    "${as_vnq[@]}" "$@" 2>&1 || { echo "[$? from $*]" && return 1; }
+  }
+  Says() {  # NAME LINE...: a person at a terminal, who waits a moment in front of each line
+    local name=$1 line
+    shift
+    for line in "$@"; do sleep 3 && echo "$line"; done |
+      "${as_vnq[@]}" vnqctl chat --server "$bind" --app-path $data --user "$name" 2>&1 | sed "s/^/[$name] /"
+  }
+  export VNQ_PASSWORD=secret
+  Step vnqctl department add --app-path $data Sales && Step vnqctl department list --app-path $data &&
+    Step vnqctl user set --app-path $data anna --department Sales --manager yes --name "Anna A." &&
+    Step vnqctl user list --app-path $data && Step vnqctl setting set --app-path $data metrics.port 9464 &&
+    Step vnqctl setting set --app-path $data network.bind_address "$bind" || return
+  echo "\$ vnq_main_service --app-path $data &"
+  "${as_vnq[@]}" vnq_main_service --app-path $data 2>/root/walk_server.txt &
+  server=$!
+  until grep -q 'ready on' /root/walk_server.txt; do kill -0 $server || return 1; sleep 0.2; done
+  cat /root/walk_server.txt
+  echo "\$ vnqctl chat --server $bind --app-path $data --user anna    # and bert, on a second terminal"
+  Says bert "/to 1" "Good morning, Anna" "/quit" &
+  Says anna "/to 2" "Hello Bert" "" "/quit"
+  wait $!
+  Step vnqctl status --app-path $data && Step vnqctl history --app-path $data --user anna || return
+  echo "\$ curl http://127.0.0.1:9464/metrics | grep -v '#'"
+  exec 3<>/dev/tcp/127.0.0.1/9464 && printf 'GET /metrics HTTP/1.1\r\n\r\n' >&3 && grep -a '^vnq_' <&3 | head -n 12
+  exec 3<&-
+  Step vnqctl backup --app-path $data $data/walk.tar.gz && Step vnqctl restore --app-path $tried $data/walk.tar.gz &&
+    Step vnqctl user list --app-path $tried && Step vnqctl history --app-path $tried --user anna || return
+  kill -TERM $server && wait $server || return
+  Step vnqctl doctor --app-path $data --free-mb 100 || return
+  rm -rf "$tried" "$home"
+  echo "[$((SECONDS - began)) seconds]"
+}
+
 TryPackage() {
   local bind=$1 data=/var/lib/vnq
   export DEBIAN_FRONTEND=noninteractive VNQ_PASSWORD=secret
@@ -116,6 +158,8 @@ TryPackage() {
     Fails "no upgrade" || return
   [[ "$(dpkg-query -W -f '${Version}' vnq-main-service)" != 0.0.9 ]] || Fails "still the older version" || return
   Serves >>/root/package.txt 2>&1 || Fails "after the upgrade it does not serve" || return
+  Walk "$bind" >/root/walk.txt 2>&1 || Fails "the first day: $(tail -n 3 /root/walk.txt)" || return
+  grep -qF '[bert] ' /root/walk.txt && grep -q 'Hello Bert' /root/walk.txt || Fails "nobody was heard" || return
   [[ -z "$(dpkg --verify vnq-main-service vnq-bench)" ]] || Fails "files are not as packed" || return
   for page in vnqctl.1 vnq_bench.1 vnq_main_service.8; do
     [[ -e /usr/share/man/man${page##*.}/$page.gz || ! -d /usr/share/man/man1 ]] || Fails "no page $page" || return

@@ -6,6 +6,7 @@
 #   scripts/proof.sh power ROUNDS           the power is cut under the embedded database
 #   scripts/proof.sh faults ROUNDS          disks, locks, files, clocks and addresses that fail and heal
 #   scripts/proof.sh soak SECONDS           odd clients and storms of connections
+#   scripts/proof.sh waits PERCENT          how long a keep-alive waits while others send much; 100 is all of it
 #   scripts/proof.sh fuzz SECONDS [TARGET]  each fuzz target, see fuzz/run.sh
 #
 # VNQ_BUILD names the build folder (build); VNQ_SEED another chance (1). What was done is the last line but the test
@@ -13,7 +14,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-Usage() { sed -n '2,12s/^# \{0,1\}//p' "$0" >&2; exit 2; }
+Usage() { sed -n '2,13s/^# \{0,1\}//p' "$0" >&2; exit 2; }
 
 what=${1:-}
 amount=${2:-}
@@ -38,6 +39,7 @@ case "$what" in
   power) VNQ_ROUNDS=$amount Crash 'PowerCut.*' ;;
   faults) VNQ_ROUNDS=$amount Crash 'FaultRounds.*' ;;
   soak) VNQ_SECONDS=$amount Crash 'Soak.*' ;;
+  waits) VNQ_PERCENT=$amount Crash 'LongestWait.*' ;;
   fuzz) fuzz/run.sh "$amount" ${3:+"$3"} ;;
   *) Usage ;;
 esac

@@ -7,12 +7,15 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "host/database/schema_version.h"
 #include "host/settings/program_folder.h"
 #include "platform/bus/nats_bus.h"
 #include "platform/system/descriptor_limit.h"
+#include "platform/system/event_log.h"
 #include "platform/system/instance.h"
 #include "platform/system/memory.h"
 #include "platform/system/process_log.h"
@@ -32,7 +35,7 @@ constexpr int64_t kMaxPeerCloseMs = 200;
 struct Arguments {
   std::string appPath;
   vnq::PlatformOverrides overrides;
-  vnq::LogOptions log;
+  std::vector<std::string> traced;
 };
 
 // The exit code when the process is to end here.
@@ -45,10 +48,13 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments) {
   app.add_option("--language-id", arguments.overrides.languageId,
                  "System language: 1028, 1033, 2052 or another LCID");
   app.add_option("--code-page", arguments.overrides.codePage, "Legacy code page, e.g. 936");
-  app.add_option("--log-level", arguments.log.level, "debug, info, warning or error")
-      ->capture_default_str();
-  app.add_option("--log-format", arguments.log.format, "text, or json: an object a line")
-      ->capture_default_str();
+  app.add_option("--log-level", arguments.overrides.logLevel,
+                 "debug, info, warning or error; else what platform.ini says, else info");
+  app.add_option("--log-format", arguments.overrides.logFormat,
+                 "text, or json: an object a line; else what platform.ini says, else text");
+  app.add_option("--trace", arguments.traced,
+                 "UserID whose records go to the log, passwords masked; may be given several times")
+      ->allow_extra_args(false);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
@@ -88,7 +94,7 @@ void Drain(vnq::EventLoop& loop, const vnq::Clock& clock) {
 void UseAllDescriptors() {
   const vnq::DescriptorLimit limit = vnq::RaiseDescriptorLimit();
   if (limit.now > limit.before) {
-    spdlog::info("descriptor limit raised from {} to {}", limit.before, limit.now);
+    vnq::LogInfo("descriptors", "descriptor limit raised from {} to {}", limit.before, limit.now);
   }
 }
 
@@ -130,24 +136,42 @@ class LifeSign {
   int beats_ = 0;
 };
 
+// What the file says of the log, and the command line does not. A file that cannot be used changes
+// nothing.
+void ReadLogSettingsAgain(const Arguments& arguments, const std::string& appPath,
+                          vnq::OperatorDesk& desk) {
+  std::string error;
+  auto settings =
+      vnq::ReadPlatformSettings(vnq::PlatformIniPath(appPath), vnq::SystemLocaleName(), error);
+  if (!settings || !vnq::ApplyOverrides(arguments.overrides, *settings, error) ||
+      !vnq::SetUpLog({settings->log.level, settings->log.format}, error)) {
+    return vnq::LogWarning("reload_failed", "log settings not read again: {}", error);
+  }
+  desk.SetSlowMs(settings->log.slowMs);
+  vnq::LogInfo("reload", "log settings read again: level {}, format {}, slow from {} ms on",
+               settings->log.level, settings->log.format, settings->log.slowMs);
+}
+
 void OnSignal(int number, vnq::EventLoop& loop, vnq::IndexForm& form, vnq::OperatorDesk* desk,
-              bool& stopping) {
+              const Arguments& arguments, bool& stopping) {
   if (number == SIGTERM || number == SIGINT) {
     StopServing(loop, form, stopping);
   } else if (number == SIGHUP) {
     form.ReadKeywordsAgain();
     form.ReadCertificatesAgain();
+    if (desk != nullptr) ReadLogSettingsAgain(arguments, form.host().AppPath, *desk);
   } else if (number == SIGUSR1 && desk != nullptr) {
     desk->LogStatus();
   } else {
-    spdlog::info("SIG{} has no meaning here", sigabbrev_np(number));
+    vnq::LogInfo("signal", "SIG{} has no meaning here", sigabbrev_np(number));
   }
 }
 
 // What the settings come to, for whoever reads the log of another machine.
 void SaySummary(const vnq::ProgramFolder& folder) {
   const vnq::Settings& settings = folder.settings;
-  spdlog::info(
+  vnq::LogInfo(
+      "start",
       "vnq_main_service {} in {}: language {}, code page {}, database {}, push every {} s, "
       "retention of chats {}, files {}, notices {}",
       VNQ_VERSION, folder.appPath, folder.platform.languageId, folder.platform.codePage,
@@ -162,8 +186,17 @@ std::unique_ptr<vnq::Bus> BusOf(vnq::EventLoop& loop, const vnq::NodeSettings& n
                           : nullptr;
 }
 
+// Tables that a newer version has made are left alone.
+bool KnowsSchema(vnq::Host& host) {
+  const std::string fault =
+      vnq::NewerSchemaFault(host.database.driver(), vnq::EngineOf(host.settings, host.platform));
+  host.database.EndTurn();
+  if (!fault.empty()) vnq::LogError("schema_newer", "{}", fault);
+  return fault.empty();
+}
+
 // Comes back only where there is nothing to serve.
-int Serve(vnq::ProgramFolder folder) {
+int Serve(vnq::ProgramFolder folder, const Arguments& arguments) {
   SaySummary(folder);
   UseAllDescriptors();
   const std::string address = folder.platform.bindAddress,
@@ -176,23 +209,26 @@ int Serve(vnq::ProgramFolder folder) {
   vnq::IndexForm form(loop, clock, commands, std::move(folder), std::move(bus));
   std::optional<vnq::OperatorDesk> desk;
   bool stopping = false;
-  vnq::ProcessSignals signals(
-      loop, [&](int number) { OnSignal(number, loop, form, desk ? &*desk : nullptr, stopping); });
+  vnq::ProcessSignals signals(loop, [&](int number) {
+    OnSignal(number, loop, form, desk ? &*desk : nullptr, arguments, stopping);
+  });
+  if (!KnowsSchema(form.host())) return kExitNotServing;
+  for (const std::string& user : arguments.traced) form.host().trace.Follow(user);
   if (!form.Load()) {
-    spdlog::error("no port could be bound on {}; nothing is served", address);
+    vnq::LogError("no_port", "no port could be bound on {}; nothing is served", address);
     return kExitNotServing;
   }
   LifeSign lifeSign;
   desk.emplace(loop, form, [&] { lifeSign.Give(*desk); });
   desk->Open(socketPath);
   const std::string readiness = form.Readiness();
-  spdlog::info("ready on {}: {}", address, readiness);
+  vnq::LogInfo("ready", "ready on {}: {}", address, readiness);
   vnq::NotifyServiceManager("READY=1\nSTATUS=" + readiness);
   loop.Run();
   Drain(loop, clock);
   desk.reset();
   form.host().database.Close();
-  spdlog::info("stopped");
+  vnq::LogInfo("stopped", "stopped");
   spdlog::shutdown();
   _exit(0);  // handlers that still wait in a yield are not unwound
 }
@@ -204,10 +240,15 @@ int main(int argc, char** argv) {
   Arguments arguments;
   if (const auto code = ParseArguments(argc, argv, arguments)) return *code;
   std::string error;
-  if (!vnq::SetUpLog(arguments.log, error)) return Fail(kExitArguments, error);
+  const vnq::PlatformOverrides& asked = arguments.overrides;
+  if (!vnq::SetUpLog({asked.logLevel.value_or("info"), asked.logFormat.value_or("text")}, error)) {
+    return Fail(kExitArguments, error);
+  }
   auto folder = vnq::OpenProgramFolder(arguments.appPath, arguments.overrides,
                                        vnq::SystemLocaleName(), error);
-  if (!folder) return Fail(kExitArguments, error);
+  if (!folder || !vnq::SetUpLog({folder->platform.log.level, folder->platform.log.format}, error)) {
+    return Fail(kExitArguments, error);
+  }
   if (error = vnq::NodesFault(*folder); !error.empty()) return Fail(kExitArguments, error);
   vnq::InstanceLock lock;
   switch (lock.Acquire(folder->LockPath(), error)) {
@@ -218,5 +259,5 @@ int main(int argc, char** argv) {
     case vnq::InstanceLock::Result::kError:
       return Fail(kExitNotServing, error);
   }
-  return Serve(std::move(*folder));
+  return Serve(std::move(*folder), arguments);
 }

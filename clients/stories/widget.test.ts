@@ -88,6 +88,8 @@ test('widget: lines and the open window stay over a reload, and an answer meanwh
   alice.wire.send(outgoing.message({ target: id, sender: '1', text: 'Answer', id: `R${id}` }));
   await until(async () => (await visitor.locator('vnq-visitor-chat .badge').innerText()) === '1', 'the badge');
   assert.equal(await launcher(visitor).getAttribute('aria-label'), 'Open the chat, 1 unread');
+  const drawn = await visitor.locator('vnq-visitor-chat .launcher path').evaluate((path: any) => path.getBBox().width);
+  assert.ok(drawn > 19, `the launcher's picture is ${drawn} of 24 wide`);
   await picture(visitor, 'widget_badge');
   await visitor.reload();
   await until(async () => (await visitor.locator('vnq-visitor-chat .badge').innerText()) === '1', 'the badge after a reload');

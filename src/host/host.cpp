@@ -7,6 +7,8 @@
 namespace vnq {
 namespace {
 
+constexpr int kLogInsSaidAMinute = 600;
+
 OutgoingSettings OutgoingOf(const ProgramFolder& folder) {
   return {folder.settings.DataBaseIp, folder.platform.stopCommand, folder.platform.startCommand,
           !folder.platform.protection.restartInBackground};
@@ -47,6 +49,9 @@ Host::Host(HostParts parts)
       SckServer6008(loop, "6008", false, budget),
       PendingRecord(loop, RecordLimitsOf(platform.limits)),
       PendingVisitorRecord(loop, RecordLimitsOf(platform.limits)),
+      trace(loop),
+      logIns(loop, "log-ins", kLogInsSaidAMinute),
+      refusedLogins(loop, "log-in refused", "login_refused"),
       outgoing(parts.http, parts.commands, page, OutgoingOf(parts.folder)),
       PushQueue(loop, Bytes(platform.limits.pushMb)) {
   protection = Protection::Of(*this);

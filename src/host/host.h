@@ -18,10 +18,12 @@
 #include "host/settings/program_folder.h"
 #include "host/settings/texts.h"
 #include "host/slots/pending_records.h"
+#include "host/slots/record_trace.h"
 #include "host/slots/slots.h"
 #include "host/slots/unsynced_receipts.h"
 #include "platform/net/clock.h"
 #include "platform/net/event_loop.h"
+#include "platform/net/peer_warnings.h"
 #include "platform/system/paths.h"
 
 namespace vnq {
@@ -75,6 +77,10 @@ struct Host {
   PendingRecords PendingVisitorRecord;  ///< by 6001 slot: the same for visitor lines
   SlotTable<int32_t> HeartbeatAge;      ///< by 6003 slot: seconds since the sibling was heard
 
+  // --- What the log tells of them ---
+  RecordTrace trace;  ///< of users that the operator follows
+  LineQuota logIns;   ///< how many log-ins are a line
+
   // --- What load leaves behind ---
   std::string ServerIp;                    ///< local address of the main listener
   std::string ServerRootPath;              ///< the data root, with backslashes
@@ -86,6 +92,9 @@ struct Host {
   std::string DefaultFontInfo;
   std::string PushUrl;
   std::string WebSocketResponseTemplate;
+
+  // --- What the log says of peers ---
+  PeerWarnings refusedLogins;
 
   // --- What a deployment lets nobody do ---
   std::unique_ptr<Protection> protection;  ///< null where every wall is down

@@ -1,15 +1,14 @@
 #include "server/extra_listeners.h"
 
-#include <spdlog/spdlog.h>
-
 #include "platform/net/proxy_protocol.h"
 #include "platform/net/websocket_filter.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 
 ExtraListeners::ExtraListeners(EventLoop& loop, const std::vector<ListenerSettings>& settings,
                                RepeatedWarning& starved)
-    : failed_(loop, "connection came to nothing") {
+    : failed_(loop, "connection came to nothing", "connection_failed") {
   for (const ListenerSettings& one : settings) listeners_.emplace_back(loop, one, failed_, starved);
 }
 
@@ -40,7 +39,7 @@ void ExtraListeners::Load(const RequestsOf& requestsOf, int unreadTimeoutS) {
     each.listener.SetUnreadTimeout(unreadTimeoutS);
     std::string error;
     if (!each.Open(requestsOf(static_cast<uint16_t>(each.settings.protocol)), error)) {
-      spdlog::error("cannot open listener {}: {}", each.settings.name, error);
+      LogError("port_not_bound", "cannot open listener {}: {}", each.settings.name, error);
     }
   }
 }
@@ -57,10 +56,10 @@ void ExtraListeners::ReadCertificatesAgain() {
     std::string error;
     if (!settings.tls || !each.listener.IsOpen()) continue;
     if (each.tls.Load(settings.certificateFile, settings.keyFile, error)) {
-      spdlog::info("listener {}: certificate read again", settings.name);
+      LogInfo("reload", "listener {}: certificate read again", settings.name);
     } else {
-      spdlog::warn("listener {}: certificate not read again, the old one stays: {}", settings.name,
-                   error);
+      LogWarning("reload_failed", "listener {}: certificate not read again, the old one stays: {}",
+                 settings.name, error);
     }
   }
 }

@@ -2,12 +2,12 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <spdlog/spdlog.h>
 
 #include "files/files.h"
 #include "host/server_log.h"
 #include "messaging/messaging.h"
 #include "platform/net/local_address.h"
+#include "platform/system/event_log.h"
 #include "remote/remote.h"
 #include "server/load.h"
 #include "server/node_orders.h"
@@ -23,7 +23,7 @@ IndexForm::IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& command
       http_(loop),
       host_({loop, clock, page_, folder_, http_, commands}),
       ports_(host_),
-      outOfMemory_(loop, "memory is short") {
+      outOfMemory_(loop, "memory is short", "memory_short") {
   if (bus) BecomeNode(host_, std::move(bus));
   loop_.SetOutOfMemory([this] { outOfMemory_.Note("something that a client sent is lost"); });
 }
@@ -61,10 +61,11 @@ std::string IndexForm::Readiness() {
 
 void IndexForm::ReadKeywordsAgain() {
   if (ReadKeywordLists(host_)) {
-    spdlog::info("keyword lists read again: {} masked, {} blocking", host_.MaskKeywords.size(),
-                 host_.BlockKeywords.size());
+    LogInfo("reload", "keyword lists read again: {} masked, {} blocking", host_.MaskKeywords.size(),
+            host_.BlockKeywords.size());
   } else {
-    spdlog::warn("keyword lists not read again: the database does not answer; the old ones stay");
+    LogWarning("reload_failed",
+               "keyword lists not read again: the database does not answer; the old ones stay");
   }
 }
 

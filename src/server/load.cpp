@@ -6,8 +6,10 @@
 #include <fstream>
 
 #include "host/host.h"
+#include "host/retention.h"
 #include "host/values/fields.h"
 #include "host/values/skipped.h"
+#include "platform/system/event_log.h"
 #include "support/replace_all.h"
 
 namespace vnq {
@@ -36,64 +38,15 @@ std::string FirstLine(const std::string& path) {
 
 // --- Retention ---
 
-// One statement of the chat sweep; {} is the date literal. The embedded dialect fills only some of
-// them, and runs the others with no text, which fails.
-struct ChatStatement {
-  std::string_view words;
-  bool forAccess;
-};
-
-// Kept: there is no statement for lv_user, whose rows all stay.
-constexpr ChatStatement kChatStatements[] = {
-    {"Delete from Messeng_Text where To_Date <={}", true},
-    {"Delete from MessengClot_Text where  To_Date <={}", true},
-    {"Delete from ToInfo where  To_Date <={}", true},
-    {"Delete from MessengKefu_Text where To_Date <={}", false},
-    {"Delete from lv_chat where intime <={}", false},
-    {"Delete from lv_track where InTime <={}", false},
-    {"Delete from lv_source where InTime <={}", false},
-    {"Delete from Msg_Acks where IsReceipt1=0 and IsReceipt2=0 and To_Date <={}", false},
-    {"Delete from MessengKefuClot_Text where To_Date <={}", false},
-    {"Delete from lv_chater_KefuMsg_Acks where IsReceipt1=0 and IsReceipt2=0 and To_Date <={}",
-     false},
-};
-
-constexpr int kShortFileDays = 15;
-constexpr int kLongFileDays = 60;
-
-// A date so many days ago as the dialect writes it in a statement.
-std::string DateLiteral(const Host& host, int days) {
-  const std::string date = host.clock.Now().MinusDays(days).Date();
-  return host.settings.IsAccess() ? "#" + date + "#" : "'" + date + "'";
-}
-
-void RunDelete(Host& host, std::string_view words, const std::string& dateLiteral) {
-  host.database.Execute(Sql(fmt::format(fmt::runtime(words), dateLiteral)));
-}
-
-void SweepChats(Host& host) {
-  if (host.settings.deleteChats.options != 1) return;
-  const std::string date = DateLiteral(host, host.settings.deleteChats.days);
-  for (const ChatStatement& statement : kChatStatements) {
-    if (statement.forAccess || !host.settings.IsAccess()) {
-      RunDelete(host, statement.words, date);
-    } else {
-      NoteSkipped("retention", "no statement in this dialect");
-    }
+// What goes is counted before, for the log.
+std::string DeleteOldRows(Host& host, const OldRows& rows) {
+  if (rows.statement.empty()) {
+    NoteSkipped("retention", "no statement in this dialect");
+    return "";
   }
-}
-
-void SweepOfflineFiles(Host& host) {
-  const int16_t options = host.settings.deleteOfflineFiles.options;
-  if (options != 1 && options != 2) return;
-  RunDelete(host, "Delete from LeaveFile where ToDate <={}",
-            DateLiteral(host, options == 1 ? kShortFileDays : kLongFileDays));
-}
-
-void SweepNotices(Host& host) {
-  if (host.settings.deleteNotices.options != 1) return;
-  RunDelete(host, "Delete from MessengNotice_Text where To_Date <={}",
-            DateLiteral(host, host.settings.deleteNotices.days));
+  const int64_t count = CountOldRows(host.database, rows).value_or(0);
+  host.database.Execute(Sql(rows.statement));
+  return count == 0 ? "" : fmt::format("{} rows of {}", count, rows.table);
 }
 
 }  // namespace
@@ -150,11 +103,17 @@ void SetFontsAndAddresses(Host& host) {
 }
 
 void SweepOldRows(Host& host) {
+  const std::vector<OldRows> old = OldRowsBySettings(host.settings, host.clock.Now());
+  if (old.empty()) return;
   const SharedLock alone(host.database, SharedLock::Kind::kRetention);
   if (!alone.IsHeld()) return;  // another node sweeps
-  SweepChats(host);
-  SweepOfflineFiles(host);
-  SweepNotices(host);
+  std::string deleted;
+  for (const OldRows& rows : old) {
+    const std::string words = DeleteOldRows(host, rows);
+    if (!words.empty()) deleted += (deleted.empty() ? "" : ", ") + words;
+  }
+  LogInfo("retention", "retention: {}",
+          deleted.empty() ? "no row is old enough" : deleted + " deleted");
 }
 
 }  // namespace vnq

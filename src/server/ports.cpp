@@ -1,12 +1,12 @@
 #include "server/ports.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <new>
 
 #include "endpoints/endpoints.h"
 #include "host/protection/protection.h"
+#include "platform/net/port_holder.h"
+#include "platform/system/event_log.h"
 #include "server/command_table.h"
 #include "sessions/sessions.h"
 #include "support/base64_text.h"
@@ -65,7 +65,7 @@ std::span<const PortRow> PortTable() {
 
 Ports::Ports(Host& host)
     : host_(host),
-      starved_(host.loop, "connections have to wait"),
+      starved_(host.loop, "connections have to wait", "descriptors_out"),
       extra_(host.loop, host.platform.listeners, starved_) {
   for (const PortRow& row : kPorts) {
     Port& port = ports_.emplace_back(row, host.loop, starved_);
@@ -114,7 +114,9 @@ void Ports::Listen(Port& port) {
   port.listener.SetUnreadTimeout(host_.platform.protection.unreadTimeoutS);
   std::string error;
   if (!port.listener.Listen(host_.platform.bindAddress, port.row.number, RequestsOf(port), error)) {
-    spdlog::error("cannot listen on {}", error);
+    const std::string holder = HolderOfPort(port.row.number);
+    LogError("port_not_bound", "cannot listen on {}{}{}", error, holder.empty() ? "" : ", by ",
+             holder);
   }
 }
 

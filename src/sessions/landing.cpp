@@ -1,5 +1,6 @@
 // Login: from a bare connection to a tagged slot. By name and password, or of a phone that is
 // already known.
+#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
 #include "host/nodes/crossing.h"
@@ -7,6 +8,7 @@
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/sending.h"
+#include "platform/system/event_log.h"
 #include "sessions/presence.h"
 #include "sessions/sessions.h"
 #include "support/ids.h"
@@ -48,8 +50,8 @@ std::string Printable(const Expr& name) {
 
 // The words up to the address stay as they are: programs look for them.
 void SayRefused(Host& host, SlotIndex slot, const Fields& fields, std::string_view why) {
-  spdlog::warn("log-in refused from {}: {}: {}", host.SckServer.RemoteHostIP(slot), why,
-               Printable(fields[1]));
+  host.refusedLogins.Note(host.SckServer.RemoteHostIP(slot),
+                          fmt::format("{}: {}", why, Printable(fields[1])));
 }
 
 void Refuse(Host& host, SlotIndex slot, std::string_view record) {
@@ -266,7 +268,8 @@ void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string
            Join(".+landing_successful|", person.UserID, "|", person.IsVerify, "|", permissions, "|",
                 host.settings.control_computer, "|", host.ClientDownloadVersion, "|#"));
   slots.SetTag(slot, tag);
-  spdlog::info("log-in of user {} from {}: {}", person.UserID, ip, Printable(fields[1]));
+  if (!host.logIns.Admits()) return;
+  LogInfo("login", "log-in of user {} from {}: {}", person.UserID, ip, Printable(fields[1]));
 }
 
 void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::string&) {

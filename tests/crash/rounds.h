@@ -1,6 +1,7 @@
 // How often a test of chance is repeated.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -10,6 +11,12 @@ namespace vnq {
 inline int Rounds(int usual) {
   const char* wanted = getenv("VNQ_ROUNDS");
   return wanted != nullptr ? std::atoi(wanted) : usual;
+}
+
+/// VNQ_PERCENT where it is set: how much of a large amount is tried.
+inline size_t Percent(size_t usual) {
+  const char* wanted = getenv("VNQ_PERCENT");
+  return wanted != nullptr ? std::strtoull(wanted, nullptr, 10) : usual;
 }
 
 /// VNQ_SEED, or 1: the same seed makes the same choices.

@@ -1,6 +1,7 @@
 // Who gets a mobile notification, and what it says.
 #include "host/outgoing/control_tokens.h"
 #include "host/outgoing/mobile_push.h"
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -190,6 +191,33 @@ TEST_F(PushQueueTest, WhatIsQueuedForOnePushIsBounded) {
   server.InHandler(
       [](Host& host) { QueueMobilePush(host, "2", "", "1", PushKind::kGroup, "text", "1"); });
   EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|2|text"});
+}
+
+TEST_F(PushQueueTest, APushThatIsNotAnsweredWellIsSaidOnceAndCounted) {
+  SaidLines said;
+  server.host().PushUrl = "http://" + server.address() + ":9/push";  // nobody listens
+  for (int i = 0; i < 3; ++i) {
+    server.InHandler([](Host& host) {
+      host.PushQueue.Add("a");
+      host.PushQueue.Add("b");
+      SendQueuedPush(host);
+    });
+    while (server.host().PushQueue.failures() <= static_cast<uint64_t>(i)) server.Pump();
+  }
+  EXPECT_EQ(said.Take(), Lines{"warning: push: 2 notifications are lost, no answer"});
+  server.AdvanceMs(RepeatedWarning::kRoundMs);
+  EXPECT_EQ(said.Take(), Lines{"warning: push: 2 more within a minute"});
+}
+
+TEST_F(PushQueueTest, OnlyAnAnswerOfSuccessIsAPushThatWasSent) {
+  SaidLines said;
+  vnq::PushQueue& queue = server.host().PushQueue;
+  queue.NoteResult(3, true, 200);
+  EXPECT_EQ(said.Take(), Lines{});
+  EXPECT_EQ(queue.sent(), 1U);
+  queue.NoteResult(3, true, 500);
+  EXPECT_EQ(said.Take(), Lines{"warning: push: 3 notifications are lost, the answer was 500"});
+  EXPECT_EQ(queue.failures(), 1U);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ std::string CommandSequence::Message() {
 
 std::string CommandSequence::AnyRecord() {
   const std::string user = One(kUsers), other = One(kUsers), text = One(kTexts);
-  switch (Below(38)) {
+  switch (Below(48)) {
     case 0:
     case 1:
       return fmt::format(".+landing|name{}|{}|{}|{}|maker|{}", user,
@@ -136,6 +136,33 @@ std::string CommandSequence::AnyRecord() {
                          user, One(kGroups), Below(5));
     case 28:
       return ".+offline_request_web_information|" + user + "|#";
+    case 36:
+    case 37:
+    case 38:
+      return fmt::format(".+messengverify|{}|{}|please|{}|{}|#", user, other,
+                         One({"1|1|1", "1|1|1", "1|1|2", "1|2|1", "1|3|1"}),
+                         One({"1", "2", "3", "0", "x"}));
+    case 39:
+    case 40:
+    case 41:
+      return fmt::format(".+messengverify|{}|{}|let me in|2|{}|{}|#", One(kGroups), user,
+                         One({"1|1", "1|2", "1|2", "2|1", "2|2", "3|1", "4|x"}),
+                         One({"0", "1", "2", "3", "7"}));
+    case 42:
+      return fmt::format(".+upload_files|%2Fa+{}|12 KB|{}|{}|{}|b%2Fc|{}|#", text, user,
+                         One({other, "Clot000001"}), One({"1", "2", "2", "3", "x"}), One(kIds));
+    case 43:
+      return ".+request_synchronous_LOGO|" + user + "|" + One({"0", "3", "3x", "", "x"}) + "|#";
+    case 44:
+      return fmt::format(".+customer|{}|{}|City|{}|#", One({user, user + ",," + other, ""}),
+                         One({"v1", "v2", other, ""}), text);
+    case 45:
+      return fmt::format(".+customer_information|{}|{}|City|{}|#", user, One({"v1", "v2"}), text);
+    case 46:
+      return fmt::format(
+          ".+interface_information|{}|{}|title|{}|link|{}|#", One({"name" + user, "nobody"}),
+          One({"name" + other, "name1,,NAME2,none", "Clot000001,One", "*", "5", "x"}), text,
+          One({"0", "1", "11", "3", "4", "5", "2", ""}));
     default:
       return Message();
   }

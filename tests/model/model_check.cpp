@@ -55,6 +55,15 @@ const std::map<std::string, std::vector<std::string>> kTables = {
     {"UpDateForm",
      {"id", "Users_RoVesr", "Users_IDVesr", "Clot_RoVesr", "Clot_FormVesr", "NewGo_Vesr",
       "NewRo_Vesr", "LeaveFile_Vesr", "ClotFile_Vesr"}},
+    {"Fav_Form", {"UserID", "MyID"}},
+    {"MessengVerify_Blacklist", {"MyID", "YouID", "TO_IP", "To_Date", "To_Type"}},
+    {"LeaveFile",
+     {"Msg_ID", "UserID1", "UserID2", "TypePath", "PcSize", "ToDate", "SendTy", "FilPath"}},
+    {"ClotFile",
+     {"Msg_ID", "MyID", "ClotID", "TypePath", "PcSize", "UsName", "FilPath", "FileState"}},
+    {"Kefu", {"IP", "City"}},
+    {"OtherForm", {"ID", "Logo"}},
+    {"lv_chater_Clot_Form", {"TypeID", "UserID", "IsAdmin"}},
     {"ServerLog", {"Txt", "UserID", "Ip", "Ico"}},
 };
 
@@ -65,11 +74,15 @@ insert into Users_ID(UserID,UserName,UserPaws,FcName,UserState,UserIcoLine,IsVer
 insert into Users_ID(UserID,UserName,UserPaws,FcName,UserState,UserIcoLine,IsVerify,LocalIPList,Mac)
   values('3','name3','pw3','Cid',1,0,2,'10.0.0.1-10.0.0.9,127.0.0.1','kefu'),
         ('4','name4','pw4',NULL,1,0,0,'127.0.0.2',NULL);
-insert into Users_Role(UserID,RoleID) values('3',1),('4',1),('2',2);
+insert into Users_Role(UserID,RoleID) values('3',1),('4',1),('2',2),('1',3);
 insert into Role(ID,Permissions,Plug,PtpSize,PtpType,ClotSize,ClotType,UsersSize,UsersType,PubSize,
                  PubType,DepartmentPermission,Department)
   values(1,'1,19','p','10','txt','20','*','30','doc','40','*','d1','d2'),
-        (2,'2,','','1','a','2','b','3','c','4','d','e','f');
+        (2,'2,','','1','a','2','b','3','c','4','d','e','f'),
+        (3,'3,4','','1','a','2','b','3','c','4','d','e','f');
+update OtherForm set Logo=3 where ID=1;
+insert into lv_chater_Clot_Form(TypeID,UserID,IsAdmin)
+  values(5,'name1',0),(5,'name2',0),(5,'name3',1),(6,'name3',0);
 insert into Clot_Form(UpperID,UserID,IsAdmin,remark)
   values('Clot000001','1',1,'ann'),('Clot000001','2',0,'ben'),('Clot000001','m5',0,'eve'),
         ('Clot000002','3',2,'cid'),('Clot000002','2',0,'ben');

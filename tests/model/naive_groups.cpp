@@ -26,6 +26,8 @@ std::vector<Entry> EntriesOf(const std::string& list) {
   return entries;
 }
 
+}  // namespace
+
 std::string ListOf(const Table& members) {
   std::string list;
   for (const Row& row : members) {
@@ -37,8 +39,6 @@ std::string ListOf(const Table& members) {
 Text Memberships(const Text& actor, const Text& group, const Text& list) {
   return Joined({".+new_group_memberships|", actor, "|", group, "|", list, "|#"});
 }
-
-}  // namespace
 
 // --- Shared steps ---
 

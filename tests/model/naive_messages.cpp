@@ -112,7 +112,7 @@ Text NaiveServer::Delivered(int kind, const std::string& id) {
   const Row* found = First(table, [&](const Row& row) {
     return Alike(id, Of(row, "Msg_ID")) && (table != "Messeng_Text" || Of(row, flag) == "1");
   });
-  if (found == nullptr || kind == 63) return std::nullopt;  // no file was ever left
+  if (found == nullptr) return std::nullopt;
   const Row& row = *found;
   const std::string mine = Times(row, "IsAck1", "IsAck2"), theirs = Times(row, "IsAck3", "IsAck4");
   const std::string text = Of(row, "UserText"), type = Of(row, "To_Type");
@@ -135,11 +135,27 @@ Text NaiveServer::Delivered(int kind, const std::string& id) {
       return GroupRecord(row, 1, "1");
     case 61:
       return MessageRecord(row, Of(row, "YouID"), EscapeText("{h@" + text + "}"), "1", mine);
+    case 63:
+      return DeliveredFile(row, theirs);
     case 62:
       return MessageRecord(row, Of(row, "YouID"), EscapeText("{a@" + text + "}"), "1", mine);
     default:
       return MessageRecord(row, Of(row, "MyID"), EscapeText("{a@" + text + "}"), "2", theirs);
   }
+}
+
+Text NaiveServer::DeliveredFile(const Row& message, const std::string& flags) {
+  const Text id = Of(message, "Msg_ID");
+  const Row* file =
+      First("LeaveFile", [&](const Row& row) { return Alike(id, Of(row, "Msg_ID")); });
+  if (file == nullptr) return std::nullopt;
+  if (flags == "0") {
+    return MessageRecord(message, Of(message, "MyID"),
+                         EscapeText("{h@" + Of(message, "UserText") + "}"), "2", flags);
+  }
+  return ".+offline_file|" + Of(*file, "UserID1") + "|" + Of(*file, "UserID2") + "|" +
+         Of(*file, "TypePath") + "|" + Of(*file, "PcSize") + "|" + Of(*file, "ToDate") + "|" + *id +
+         "|" + Of(*file, "FilPath") + "|#";
 }
 
 // --- Person to person ---
@@ -209,7 +225,7 @@ void NaiveServer::ClotMesseng(const Record& record) {
       return Alike(record[5], Of(row, "Msg_ID")) && Alike(record[1], Of(row, "ClotID"));
     });
     if (record[1] && record[5] && !stored) {
-      messages.push_back({{"TypeID", std::to_string(messages.size() + 1)},
+      messages.push_back({{"TypeID", std::to_string(++groupMessages_)},
                           {"Msg_ID", record[5]},
                           {"ClotID", record[1]},
                           {"MyID", record[2]},

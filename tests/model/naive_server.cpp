@@ -106,6 +106,12 @@ const std::vector<NaiveServer::CommandRow>& NaiveServer::Commands() {
       {".+delete_bulletin", &NaiveServer::DeleteBulletin},
       {".+shared_notice", &NaiveServer::SharedNotice},
       {".+offline_request_web_information", &NaiveServer::OfflineRequest},
+      {".+messengverify", &NaiveServer::Verify},
+      {".+upload_files", &NaiveServer::UploadFiles},
+      {".+request_synchronous_LOGO", &NaiveServer::RequestLogo},
+      {".+customer", &NaiveServer::Customer},
+      {".+customer_information", &NaiveServer::CustomerInformation, true},
+      {".+interface_information", &NaiveServer::Interface},
       {".+y", &NaiveServer::KeepAlive},
   };
   return commands;
@@ -211,6 +217,9 @@ Steps NaiveServer::OnRecord(int slot, std::string text, std::string ip) {
   }
   if (row->word == ".+clot_messeng") {
     Log(Joined({record[2], " To ", record[1], around_.lang("im84")}), record[2], ip, 6);
+  }
+  if (row->word == ".+messengverify") {
+    Log(Joined({record[2], " To ", record[1], around_.lang("im264")}), record[2], ip, 12);
   }
 }
 

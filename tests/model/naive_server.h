@@ -183,11 +183,64 @@ class NaiveServer {
   Steps CloseOut(const Record& record, Text told, std::string key);
   std::string OtherSession(const Record& record);
 
+  // Friendships, and membership by consent.
+  struct Acting {
+    std::string otherSession, user;  // of the sender, when its record came
+  };
+  Steps Verify(Record& record);
+  Steps Park(Record& record, Text tag);
+  Steps ParkUser(Record& record, Text userId);
+  Steps Answer(const Record& record, Acting acting, Text told);
+  bool Blocked(const Text& myId, const Text& youId, int type);
+  void Block(const Record& record, const Text& myId, const Text& youId, int type);
+  void Befriend(const Text& userId, const Text& myId);
+  void Unfriend(const Text& userId, const Text& myId);
+  void BumpFriends(const Text& userId);
+  void Greet(const Text& to, const Text& from, int slot);
+  Steps FriendRequest(Record& record, Acting acting);
+  Steps FriendAccepted(Record& record, Acting acting);
+  Steps FriendRefused(Record& record, Acting acting);
+  Steps FriendDeleted(Record& record, Acting acting);
+  Table MembersWith(const Text& group, const std::string& isAdmin);
+  void BumpMembership(const Text& group);
+  Steps ParkAdministrators(Record& record);
+  Steps ParkOtherAdministrators(Record& record, Acting acting, std::string type4);
+  Steps TellPlainMembers(Record& record, Acting acting);
+  Steps ParkConcerned(Record& record, Acting acting);
+  Steps JoinRequest(Record& record, Acting acting);
+  Steps ApplicationAccepted(Record& record, Acting acting);
+  Steps ApplicationRefused(Record& record, Acting acting, std::string toOthers,
+                           std::string toConcerned);
+  Steps MemberLeaves(Record& record, Acting acting);
+  Steps GroupDisbanded(Record& record, Acting acting);
+
+  // Files, the logo, web visitors, outside applications.
+  Steps UploadFiles(Record& record);
+  void LeaveFile(const Record& record);
+  void ShareFile(const Record& record);
+  Steps RequestLogo(Record& record);
+  Steps FindAgent(Text agent, int& found);
+  Text VisitorLine(const Record& record);
+  Steps Customer(Record& record);
+  Steps ToAgent(Text agent, const Record& record);
+  Steps CustomerMessage(Record& record, bool toGroup);
+  Steps ToAgentsOfGroup(Record& record);
+  Steps CustomerInformation(Record& record);
+  Row* UserNamed(const Text& name);
+  void MakeMessage(Record& record, const std::string& receiver, const std::string& sender,
+                   const std::string& text);
+  Steps Interface(Record& record);
+  void AsMessage(Record& record, const std::string& sender, const std::string& text,
+                 const std::string& name, bool toGroup);
+  Steps AsNotice(Record& record, std::string sender, std::vector<std::string> list);
+  Steps AsVisitor(Record& record, Text target, bool toGroup);
+
   // What messages are made of.
   void UserMesseng(const Record& record);
   void ClotMesseng(const Record& record);
   void Leave(const Text& tag, int kind, const Text& id);
   Text Delivered(int kind, const std::string& id);
+  Text DeliveredFile(const Row& message, const std::string& flags);
   std::string Filter(const std::string& raw);
   void Push(const Text& target, const Text& extra, const Text& source, int kind, const Text& text,
             const std::string& senderTag);
@@ -203,6 +256,7 @@ class NaiveServer {
   Turns turns_;
   int seconds_ = 0;
   int madeIds_ = 0;
+  int groupMessages_ = 0;  // that there have been
 };
 
 // --- Words of the model ---
@@ -217,6 +271,9 @@ std::optional<int> Number(const Text& value);
 /// A column, NULL as the empty text.
 std::string Of(const Row& row, const std::string& column);
 std::vector<std::string> Split(const std::string& text, const std::string& at);
+/// The members as their record lists them, and the record.
+std::string ListOf(const Table& members);
+Text Memberships(const Text& actor, const Text& group, const Text& list);
 bool IsMobile(const std::string& tag);
 std::string WithoutM(std::string tag);
 

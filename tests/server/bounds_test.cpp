@@ -72,11 +72,12 @@ TEST_F(OutputBound, AClientThatDoesNotReadCountsAsGoneAndIsSwept) {
   EXPECT_LE(most, 2 * kMegabyte + 2 * kText);
   EXPECT_EQ(budget().AllUnsent(), 0u);
   const Lines lines = said.Take();
-  ASSERT_EQ(lines.size(), 1u);
+  ASSERT_EQ(lines.size(), 2u);
   EXPECT_TRUE(
       lines[0].starts_with("warning: a connection is ended that does not take what is sent: "
                            "127.0.0.1, "))
       << lines[0];
+  EXPECT_EQ(lines[1], "info: 6004: connection of 1 from 127.0.0.1 ended after 0 s, by the peer");
   server.AdvanceMs(20'000);
   EXPECT_EQ(server.State(1), SocketState::kClosed);
   EXPECT_EQ(server.Value("select UserIcoLine from Users_ID where UserID='1'"), "0");
@@ -169,6 +170,25 @@ TEST_F(InputBound, ConnectionsThatSendWithoutEndAreLeftUnread) {
   EXPECT_EQ(other.Receive(), ".+y|#");
 }
 
+TEST_F(InputBound, ASmallRecordIsReadThoughOthersHaveFilledTheBound) {
+  std::vector<TestClient> senders;
+  senders.reserve(40);
+  for (int i = 0; i < 40; ++i) senders.push_back(server.Connect());
+  TestClient other = server.Connect();
+  const std::string wire =
+      Base64EncodeText(server.page(), ".+y|" + std::string(kText - 1, 'a') + "|#");
+  for (TestClient& sender : senders) sender.SendBytesQuietly(wire);
+  while (budget().AllArrived() < 2 * kMegabyte) server.loop().Turn(0);
+  other.SendQuietly(".+y|#");
+  std::string answer;
+  for (int turn = 0; turn < 4 && answer.empty(); ++turn) {
+    server.loop().Turn(0);
+    answer = other.ReceiveNow();
+  }
+  EXPECT_EQ(answer, Base64EncodeText(server.page(), ".+y|#"));
+  EXPECT_GT(budget().AllArrived(), kMegabyte);
+}
+
 TEST_F(InputBound, ARecordWithoutAnEndIsDroppedAtItsLongest) {
   server.AddUser("1");
   TestClient client = server.Connect();
@@ -225,6 +245,52 @@ TEST_F(Bounds, AReadOfManyRecordsLetsOthersRunInBetween) {
   EXPECT_LT(server.ClientDispatcher().CountersOf(row).calls, 500u);
   server.Pump();
   EXPECT_EQ(server.ClientDispatcher().CountersOf(row).calls, 1000u);
+}
+
+TEST_F(Bounds, ManyLargeReadsLetOthersRunInBetween) {
+  std::vector<TestClient> senders;
+  senders.reserve(40);
+  for (int i = 0; i < 40; ++i) senders.push_back(server.Connect());
+  TestClient other = server.Connect();
+  for (TestClient& sender : senders) {
+    sender.SendQuietly(".+reply_transmission|1|nobody|" + std::string(kText, 'a') + "|#");
+  }
+  other.SendQuietly(".+y|#");
+  const auto& row = *server.ClientDispatcher().Find(".+reply_transmission");
+  std::string answer;
+  for (int turn = 0; turn < 4 && answer.empty(); ++turn) {
+    server.loop().Turn(0);
+    answer = other.ReceiveNow();
+  }
+  EXPECT_EQ(answer, Base64EncodeText(server.page(), ".+y|#"));
+  EXPECT_LT(server.ClientDispatcher().CountersOf(row).calls, 20u);
+  server.Pump();
+  EXPECT_EQ(server.ClientDispatcher().CountersOf(row).calls, 40u);
+}
+
+TEST_F(Bounds, LargeReadsOfOneConnectionKeepTheirOrderAndThoseBehindThem) {
+  std::vector<TestClient> senders;
+  senders.reserve(8);
+  for (int i = 0; i < 8; ++i) senders.push_back(server.Connect());
+  const auto record = [](int sender, int number, size_t length) {
+    return ".+delete_bulletin|" + std::to_string(sender) + "|" + std::to_string(number) +
+           std::string(length, ' ') + "|#";
+  };
+  for (int number = 0; number < 3; ++number) {
+    for (size_t i = 0; i < senders.size(); ++i) {
+      senders[i].SendQuietly(record(static_cast<int>(i), number, number == 2 ? 0 : kText));
+    }
+    server.loop().Turn(0);
+  }
+  for (TestClient& sender : senders) sender.Close();
+  server.Pump();
+  for (int i = 0; i < 8; ++i) {
+    const std::string user = std::to_string(i);
+    const Lines texts =
+        server.Rows("select trim(Txt) from ServerLog where UserID='" + user + "' order by rowid");
+    const std::string text = user + server.Lang("im99");
+    EXPECT_EQ(texts, (Lines{text + "0", text + "1", text + "2"}));
+  }
 }
 
 TEST_F(Bounds, TheMoreHandlersGoRoundTheShorterIsATurn) {

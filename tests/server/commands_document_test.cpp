@@ -1,12 +1,16 @@
-// docs/commands.md is what the tables give. VNQ_WRITE_DOCUMENTS=1 in the environment writes it
-// anew.
+// docs/commands.md is what the tables give, and docs/database.md has every table, column and text.
+// VNQ_WRITE_DOCUMENTS=1 in the environment writes them anew.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <regex>
+#include <set>
 #include <sstream>
 
+#include "host/database/schema.h"
 #include "server/ports.h"
 #include "tests/harness/test_server.h"
 
@@ -101,6 +105,149 @@ TEST(CommandsDocument, IsWhatTheTablesGive) {
       << "write it anew by VNQ_WRITE_DOCUMENTS=1 and --gtest_filter='CommandsDocument.*'";
 }
 
+// --- The database ---
+
+constexpr const char* kDatabaseDocument = VNQ_ROOT "/docs/database.md";
+
+std::string ReadAll(const std::filesystem::path& path) {
+  std::stringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+Lines LinesOf(const std::string& text) {
+  std::istringstream rest(text);
+  Lines lines;
+  for (std::string line; std::getline(rest, line);) lines.push_back(std::move(line));
+  return lines;
+}
+
+std::string KindOf(const ColumnDef& column) {
+  const bool isNumber = column.kind == ColumnKind::kInteger;
+  switch (column.initial) {
+    case ColumnDefault::kZero:
+      return " (number, 0)";
+    case ColumnDefault::kToday:
+      return " (today)";
+    case ColumnDefault::kNow:
+      return " (now)";
+    case ColumnDefault::kNull:
+      break;
+  }
+  if (column.kind == ColumnKind::kExactText) return " (case counts)";
+  if (column.kind == ColumnKind::kGrowingId) return " (number, given by the database)";
+  return isNumber ? " (number)" : "";
+}
+
+std::string ColumnsOf(const TableDef& table) {
+  std::string text;
+  for (const ColumnDef& column : table.columns) {
+    text += fmt::format("{}`{}`{}", text.empty() ? "Columns: " : ", ", column.name, KindOf(column));
+  }
+  return text + ".";
+}
+
+std::string WritersOf(const TableDef& table) {
+  std::string text;
+  for (const PortRow& port : PortTable()) {
+    for (const CommandRow& row : port.commands()) {
+      const Lines written = SplitText(row.writes, ", ");
+      if (std::find(written.begin(), written.end(), table.name) == written.end()) continue;
+      text += fmt::format("{}`{}`{}", text.empty() ? "Written by " : ", ", row.word,
+                          port.number == kClientPort ? "" : fmt::format(" ({})", port.number));
+    }
+  }
+  return text.empty() ? "Written by no command." : text + ".";
+}
+
+// The document with the two lines below each table's heading as the schema and the commands are.
+std::string DatabaseDocument(const Lines& standing) {
+  std::string text;
+  for (size_t i = 0; i < standing.size(); ++i) {
+    text += standing[i] + "\n";
+    if (!standing[i].starts_with("### ")) continue;
+    for (const TableDef& table : SchemaTables()) {
+      if (standing[i].substr(4) != table.name) continue;
+      text += "\n" + ColumnsOf(table) + "\n\n" + WritersOf(table) + "\n";
+      if (i + 2 < standing.size() && standing[i + 2].starts_with("Columns: ")) i += 4;
+    }
+  }
+  return text;
+}
+
+TEST(DatabaseDocument, HasTheColumnsOfEveryTableAndTheCommandsThatWriteIt) {
+  const std::string standing = ReadAll(kDatabaseDocument);
+  const std::string made = DatabaseDocument(LinesOf(standing));
+  if (std::getenv("VNQ_WRITE_DOCUMENTS") != nullptr) {
+    std::ofstream(kDatabaseDocument, std::ios::binary) << made;
+  } else {
+    EXPECT_EQ(standing, made) << "write it anew by VNQ_WRITE_DOCUMENTS=1";
+  }
+  Lines told, expected;
+  for (const std::string& line : LinesOf(made)) {
+    if (line.starts_with("### ")) told.push_back(line.substr(4));
+  }
+  for (const TableDef& table : SchemaTables()) expected.emplace_back(table.name);
+  EXPECT_EQ(told, expected);
+}
+
+TEST(DatabaseDocument, TellsOfEveryTableWhoReadsItAndHowItGrows) {
+  Lines silent;
+  std::string heading, section;
+  const auto close = [&] {
+    const bool tells =
+        section.find("\nRead") != section.npos && section.find(" Grows ") != section.npos;
+    if (!heading.empty() && !tells) silent.push_back(heading);
+  };
+  for (const std::string& line : LinesOf(ReadAll(kDatabaseDocument))) {
+    if (line.starts_with("#")) {
+      close();
+      heading = line.starts_with("### ") ? line : "";
+      section.clear();
+    }
+    section += line + "\n";
+  }
+  EXPECT_EQ(silent, Lines{});
+}
+
+// What stands between the two marks anywhere in the sources.
+std::set<std::string> NamedInSources(const std::string& from, const std::string& to) {
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(VNQ_ROOT "/src")) {
+    if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
+    const std::string text = ReadAll(entry.path());
+    for (size_t at = text.find(from); at != text.npos; at = text.find(from, at + 1)) {
+      const size_t begin = at + from.size();
+      names.insert(text.substr(begin, text.find(to, begin) - begin));
+    }
+  }
+  return names;
+}
+
+bool IsNumber(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+TEST(DatabaseDocument, NamesEveryTextAndEveryRowThatIsASetting) {
+  const std::string document = ReadAll(kDatabaseDocument);
+  std::set<std::string> texts = NamedInSources("\"im", "\"");
+  std::erase_if(texts, [](const std::string& key) { return !IsNumber(key); });
+  EXPECT_GT(texts.size(), 70u);
+  std::set<std::string> told;
+  const std::regex quoted("`im(\\d+)`");
+  for (std::sregex_iterator each(document.begin(), document.end(), quoted), end; each != end;
+       ++each) {
+    told.insert((*each)[1]);
+  }
+  EXPECT_EQ(told, texts);
+  const std::set<std::string> rows = NamedInSources("Col_Name='", "'");
+  EXPECT_EQ(rows, (std::set<std::string>{"UserApply", "VNQ_CONSOLE"}));
+  for (const std::string& row : rows) EXPECT_NE(document.find("`" + row + "`"), document.npos);
+  for (const std::string& site : NamedInSources("Plug_Site = '", "'")) {
+    EXPECT_NE(document.find("`Plug_Site` " + site + ","), document.npos) << site;
+  }
+}
+
 // --- The tables themselves ---
 
 TEST(PortTableRows, StandInTheOrderOfLoadAndNameTheOrderOfUnload) {
@@ -136,6 +283,21 @@ TEST(PortTableRows, ATableThatACommandWritesIsOneOfTheSchema) {
       }
     }
   }
+}
+
+// What a trace shows of a record with each field filled.
+TEST(CommandsDocument, TheFieldsThatATraceMasksAreThePasswords) {
+  Lines masked;
+  for (const PortRow& port : PortTable()) {
+    for (const CommandRow& row : port.commands()) {
+      std::string record(row.word);
+      for (int i = 0; i < row.FieldCount(); ++i) record += "|f";
+      const std::string shown = row.Masked(record + "|#");
+      if (shown != record + "|#") masked.push_back(shown);
+    }
+  }
+  EXPECT_EQ(masked, (Lines{".+landing|f|***|f|f|f|f|#", ".+change_password|f|***|#",
+                           ".+account_application|f|f|f|f|***|f|f|f|#"}));
 }
 
 }  // namespace

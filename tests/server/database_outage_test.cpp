@@ -1,10 +1,12 @@
 // A database server that goes away and comes back while clients chat.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 
 #include "tests/harness/postgres_server.h"
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -148,6 +150,77 @@ TEST_F(DatabaseOutage, AnAcceptedAccountOutlivesACrashRightBehindTheAnswer) {
   row.Open(Sql("Select UserID from Users_ID where UserName='zoe'"));
   ASSERT_EQ(row.RecordCount(), 1);
   EXPECT_EQ(row["UserID"].text(), "3");
+}
+
+// --- What takes no writes ---
+
+struct Refusal {
+  const char* words;  // of the log
+  std::vector<std::string> breaks, heals;
+};
+
+// A trigger says what the server itself says of a disk; the others are the thing itself.
+std::vector<Refusal> Refusals() {
+  const auto raises = [](const std::string& state) -> std::vector<std::string> {
+    return {
+        "create or replace function refuse() returns trigger language plpgsql as"
+        " $$begin raise exception 'refused' using errcode='" +
+            state + "'; end$$",
+        "create trigger refusal before insert on Messeng_Text execute function refuse()"};
+  };
+  const std::string drop = "drop trigger refusal on Messeng_Text";
+  const std::string endSessions =
+      "select pg_terminate_backend(pid) from pg_stat_activity where"
+      " backend_type='client backend' and pid<>pg_backend_pid()";
+  return {
+      {"the disk is full", raises("53100"), {drop}},
+      {"the system refuses to write", raises("58030"), {drop}},
+      {"it may only be read",
+       {"alter database postgres set default_transaction_read_only=on", endSessions},
+       {"alter database postgres reset default_transaction_read_only", endSessions}},
+      {"a table or a column is missing",
+       {"alter table Messeng_Text rename to Elsewhere"},
+       {"alter table Elsewhere rename to Messeng_Text"}},
+      {"its user has not the right to",
+       {"alter role vnq nosuperuser", "revoke insert on Messeng_Text from vnq"},
+       {"grant insert on Messeng_Text to vnq"}},
+  };
+}
+
+TEST_F(DatabaseOutage, WhatIsRefusedIsSaidOnceAndAcknowledgedAndStoringGoesOnBehindIt) {
+  TestClient ann = server->Online("1");
+  TestClient ben = server->Online("2");
+  const auto admin = OpenPostgres(postgres->options());
+  SaidLines said;
+  const auto lines = [&](const std::string& beginning) {
+    const Lines all = said.Take();
+    return std::count_if(all.begin(), all.end(),
+                         [&](const std::string& line) { return line.starts_with(beginning); });
+  };
+  int round = 0;
+  for (const Refusal& refusal : Refusals()) {
+    SCOPED_TRACE(refusal.words + refusal.breaks.back());
+    server->Tick();
+    for (const std::string& each : refusal.breaks) ASSERT_TRUE(admin->Execute(each, {})) << each;
+    for (const char* part : {"a", "b", "c"}) {
+      const std::string id = fmt::format("R{}{}", round, part);
+      ann.Send(Message(id));
+      ben.Send(".+y|#");
+      EXPECT_NE(ben.Receive().find(".+y|#"), std::string::npos);
+      server->Tick();
+      EXPECT_NE(ann.Receive().find("|" + id + "|#"), std::string::npos) << "acknowledged";
+    }
+    EXPECT_EQ(lines(std::string("warning: database: ") + refusal.words), 1);
+    for (const std::string& each : refusal.heals) ASSERT_TRUE(admin->Execute(each, {})) << each;
+    const std::string id = fmt::format("A{}", round++);
+    ann.Send(Message(id));
+    server->Tick();
+    ann.Send(Message(id));  // the first one may have met the end of its session
+    server->Tick();
+    EXPECT_EQ(Stored(id), "hello");
+    server->AdvanceMs(65'000);
+    EXPECT_EQ(lines("info: database: rows are written again"), 1);
+  }
 }
 
 TEST_F(DatabaseOutage, ALockedTableHoldsTheOthersUpNowAndThenOnly) {

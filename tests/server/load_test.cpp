@@ -1,7 +1,10 @@
 // Load, the retention sweep and unload.
+#include "server/load.h"
+
 #include <fmt/format.h>
 
 #include "support/base64_text.h"
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -42,6 +45,26 @@ TEST(Retention, RowsDatedOnTheCutOffAndBeforeGo) {
   EXPECT_EQ(MessageIds(server), (Lines{"new", "today"}));
   EXPECT_EQ(server.Rows("select Msg_ID from MessengClot_Text"), Lines{"new"});
   EXPECT_EQ(server.Rows("select To_Txt from ToInfo"), Lines{"new"});
+}
+
+TEST(Retention, WhatGoesIsCountedInTheLog) {
+  TestServer server(Sweep(0, 29, 0, 0));
+  SaidLines said;
+  server.InHandler(SweepOldRows);
+  EXPECT_EQ(said.Take(), Lines{});  // everything is kept
+  server.host().settings.deleteChats.options = 1;
+  server.host().settings.deleteOfflineFiles.options = 2;
+  server.InHandler(SweepOldRows);
+  const std::vector<std::string> lines = said.Take();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_TRUE(
+      lines[0].starts_with("info: retention: 2 rows of Messeng_Text, 1 rows of "
+                           "MessengClot_Text, 1 rows of ToInfo, "))
+      << lines[0];
+  EXPECT_TRUE(lines[0].ends_with("1 rows of LeaveFile deleted")) << lines[0];
+  server.host().settings.deleteChats.options = 0;
+  server.InHandler(SweepOldRows);
+  EXPECT_EQ(said.Take(), Lines{"info: retention: no row is old enough"});
 }
 
 TEST(Retention, OnlyTheEmbeddedDialectSkipsTheOtherStatements) {

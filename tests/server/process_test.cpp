@@ -349,13 +349,73 @@ TEST_F(Process, TheLogCanBeAnObjectALine) {
   server->Signal(SIGTERM);
   EXPECT_EQ(server->ExitCode(), 0);
   const std::regex object(
-      R"(\{"time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}","level":"info","message":"[^"]*"\})");
+      R"(\{"time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}","level":"info","event":"[a-z_]+","message":"[^"]*"\})");
   std::istringstream lines(server->standardError());
   int count = 0;
   for (std::string line; std::getline(lines, line); ++count) {
     EXPECT_TRUE(std::regex_match(line, object)) << line;
   }
   EXPECT_GE(count, 3);
+}
+
+// The journal names its stream by the numbers of device and file.
+TEST_F(Process, LinesForTheJournalBeginWithTheirPriority) {
+  for (const std::string format : {"text", "json"}) {
+    const std::string log = folder + "/log_" + format;
+    RealProcess server(
+        {"/bin/sh", "-c", "JOURNAL_STREAM=$(stat -L -c %d:%i " + log + ") exec \"$@\" 2>> " + log,
+         "sh", VNQ_SERVER_PROGRAM, "--app-path", folder, "--bind", OwnAddress(0), "--log-format",
+         format},
+        {});
+    for (int i = 0; i < 1000 && !std::filesystem::exists(folder + "/.vnq_main_service.sock"); ++i) {
+      usleep(10'000);
+    }
+    server.Signal(SIGTERM);
+    EXPECT_EQ(server.ExitCode(), 0);
+    std::ifstream file(log);
+    int lines = 0;
+    for (std::string line; std::getline(file, line); ++lines) {
+      EXPECT_TRUE(line.starts_with(format == "text" ? "<6>info: " : "<6>{\"time\":")) << line;
+    }
+    EXPECT_GE(lines, 3) << format;
+  }
+}
+
+TEST_F(Process, SighupTakesOverWhatTheFileSaysOfTheLog) {
+  std::ofstream(folder + "/platform.ini") << "[log]\nlevel=warning\n";
+  auto server = Start();
+  for (int i = 0; i < 1000 && !std::filesystem::exists(folder + "/.vnq_main_service.sock"); ++i) {
+    usleep(10'000);
+  }
+  std::ofstream(folder + "/platform.ini") << "[log]\nlevel=info\nslow_ms=250\n";
+  server->Signal(SIGHUP);
+  EXPECT_TRUE(server->WaitForWords(
+      "info: log settings read again: level info, format text, slow from 250 ms on\n"))
+      << server->standardError();
+  EXPECT_EQ(server->standardError().find("ready on"), std::string::npos);
+  std::ofstream(folder + "/platform.ini") << "[log]\nlevel=loud\n";
+  server->Signal(SIGHUP);
+  EXPECT_TRUE(server->WaitForWords("log settings not read again: " + folder +
+                                   "/platform.ini: [log] level=loud is not one of debug, info"))
+      << server->standardError();
+}
+
+TEST_F(Process, ADatabaseOfANewerVersionEndsItWithOne) {
+  Run("update vnq_schema set version=99");
+  auto server = Start();
+  EXPECT_EQ(server->ExitCode(), 1);
+  EXPECT_NE(server->standardError().find("error: the database is of schema version 99, and this"),
+            std::string::npos)
+      << server->standardError();
+  EXPECT_EQ(server->standardError().find("ready on"), std::string::npos);
+}
+
+TEST_F(Process, RecordsOfAUserCanBeFollowedFromTheStart) {
+  auto server = Start(0, {"--trace", "7", "--trace", "8"});
+  EXPECT_TRUE(server->WaitForWords("records of user 7 are written to the log"))
+      << server->standardError();
+  EXPECT_TRUE(server->WaitForWords("records of user 8 are written to the log"));
+  EXPECT_TRUE(server->WaitForWords("ready on"));
 }
 
 TEST_F(Process, TheLogTellsAsMuchAsItIsAskedTo) {

@@ -1,6 +1,7 @@
 // Listeners, slots and the sweep of those whose peer has gone.
 #include "host/values/skipped.h"
 #include "support/base64_text.h"
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -187,6 +188,51 @@ TEST_F(Slots, WhatTheScreenPortReadsHasNoEffect) {
   EXPECT_EQ(screen.ReceiveBytes(), "");
   EXPECT_EQ(server.host().SckServer6002.State(1), SocketState::kConnected);
   EXPECT_EQ(server.host().SckServer6002.Tag(1), "");
+}
+
+TEST_F(Slots, TheEndOfAConnectionWithANameIsSaidWithItsDuration) {
+  server.AddUser("1");
+  TestClient client = server.Online("1"), nameless = server.Connect();
+  server.AdvanceMs(12'000);
+  SaidLines said;
+  nameless.Close();
+  client.Close();
+  server.Pump();
+  EXPECT_EQ(said.Take(),
+            Lines{"info: 6004: connection of 1 from 127.0.0.1 ended after 12 s, by the peer"});
+  server.AdvanceMs(20'000);  // the sweep frees the slots
+  EXPECT_EQ(said.Take(), Lines{});
+  TestClient again = server.Online("1", 3);
+  slots().Close(slots().FirstConnected("1m"));
+  EXPECT_EQ(said.Take(),
+            Lines{"info: 6004: connection of 1m from 127.0.0.1 ended after 0 s, by the server"});
+}
+
+TEST_F(Slots, WhoLogsOutIsSaidOnce) {
+  server.AddUser("1");
+  TestClient client = server.Online("1");
+  server.AdvanceMs(5'000);
+  SaidLines said;
+  client.Send(".+offline|1|#");
+  client.Close();
+  server.Pump();
+  EXPECT_EQ(said.Take(),
+            Lines{"info: 6004: connection of 1 from 127.0.0.1 ended after 5 s, with its session"});
+}
+
+TEST_F(Slots, TheEndsOfManyConnectionsAreCounted) {
+  SaidLines said;
+  for (int i = 0; i < SlotArray::kEndsSaidAMinute + 3; ++i) {
+    TestClient client = server.Connect();
+    slots().SetTag(1, "x\ny");
+    slots().Close(1);
+  }
+  const std::vector<std::string> lines = said.Take();
+  ASSERT_EQ(lines.size(), static_cast<size_t>(SlotArray::kEndsSaidAMinute));
+  EXPECT_EQ(lines[0],
+            "info: 6004: connection of x?y from 127.0.0.1 ended after 0 s, by the server");
+  server.AdvanceMs(LineQuota::kRoundMs);
+  EXPECT_EQ(said.Take(), Lines{"info: 6004: ends of connections: 3 more within a minute"});
 }
 
 }  // namespace

@@ -69,6 +69,18 @@ struct HashedPasswords : Logins {
   HashedPasswords() : Logins("hash_passwords=yes\nhide_passwords_in_log=yes\n") {}
 };
 
+TEST_F(PlainLogins, RefusalsOfAnAddressAreSaidTenTimesAMinuteAndThenCounted) {
+  for (int i = 0; i < 25; ++i) LogIn("name1", "wrong");
+  LogIn("name1", "wrong", "127.0.0.77");
+  const Lines lines = said.Take();
+  ASSERT_EQ(lines.size(), 11U);
+  EXPECT_EQ(lines[9], "warning: log-in refused from 127.0.0.1: no such name and password: name1");
+  EXPECT_EQ(lines[10], "warning: log-in refused from 127.0.0.77: no such name and password: name1");
+  server.AdvanceMs(60'000);
+  EXPECT_EQ(said.Take(), Lines{"warning: log-in refused from 127.0.0.1: 15 more within a minute"});
+  EXPECT_EQ(server.Log(), Lines{}) << "the activity log tells of none, as ever";
+}
+
 TEST_F(PlainLogins, AnyNumberOfFailuresIsAnsweredAtOnceAndPasswordsStayInClear) {
   for (int i = 0; i < 50; ++i) EXPECT_EQ(LogIn("name1", "wrong"), kOut);
   EXPECT_EQ(LogIn("name1", "pw1"), kIn);

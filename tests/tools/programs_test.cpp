@@ -3,11 +3,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <thread>
+#include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "tests/harness/app_folder.h"
 #include "tests/harness/shell_run.h"
 #include "tests/tools/client/fake_server.h"
+#include "tools/all_commands.h"
 
 namespace vnq {
 namespace {
@@ -46,6 +51,87 @@ class Programs : public ::testing::Test {
 
   AppFolder folder_;
 };
+
+// --- Every command, by its line ---
+
+// What a command prints: a list or findings, which programs can have as JSON, or neither.
+enum class Prints { kListing, kOther };
+
+struct CommandLine {
+  std::string command;    ///< its words
+  std::string arguments;  ///< beside --app-path, for a run on a folder with data and no server
+  Prints prints = Prints::kOther;
+  bool needsPeer = false;  ///< a server, or somebody to answer: only that it is known is tested
+};
+
+std::vector<CommandLine> AllCommandLines(const std::string& folder) {
+  const auto listing = Prints::kListing;
+  const std::string archive = folder + "/archive", backup = folder + "/backup";
+  return {
+      {"init", "--language 1033"},
+      {"doctor", "", listing},
+      {"status", "", listing, true},
+      {"who", "", listing, true},
+      {"top", "", listing, true},
+      {"presence repair", "", listing},
+      {"probe", "--server 127.0.0.1", listing, true},
+      {"trace", "", listing, true},
+      {"backup", backup},
+      {"restore", "--replace " + backup},
+      {"upgrade", "", listing},
+      {"retention run", "--dry-run", listing},
+      {"export", "--to " + archive, listing},
+      {"import", "--dry-run --append --from " + archive, listing},
+      {"user add", "--csv " + folder + "/people.csv --dry-run", listing},
+      {"user list", "", listing},
+      {"user passwd", "ann --password pw"},
+      {"user enable", "ann"},
+      {"user disable", "ann"},
+      {"user show", "ann", listing},
+      {"user set", "ann --name Ann"},
+      {"user logout", "ann", Prints::kOther, true},
+      {"department list", "", listing},
+      {"department add", "Sales"},
+      {"department rename", "Sales Trade"},
+      {"department remove", "Trade"},
+      {"role list", "", listing},
+      {"role add", "--permissions 1"},
+      {"role set", "1 --permissions 1,3"},
+      {"role give", "1 ann"},
+      {"role take", "1 ann"},
+      {"role remove", "1"},
+      {"group list", "", listing},
+      {"group add", "Choir --creator ann"},
+      {"group members", "Choir", listing},
+      {"group join", "Choir bob"},
+      {"group rename", "Choir Band"},
+      {"group leave", "Band bob"},
+      {"group remove", "Band"},
+      {"keyword list", "", listing},
+      {"keyword add", "damn"},
+      {"keyword rename", "damn darn"},
+      {"keyword remove", "darn"},
+      {"setting list", "", listing},
+      {"setting get", "metrics.port", Prints::kOther, true},
+      {"setting set", "metrics.port 9464"},
+      {"history", "--user ann", listing},
+      {"chat", "", Prints::kOther, true},
+      {"notify", "", Prints::kOther, true},
+      {"meeting open", "--from 1 --to 2"},
+      {"user delete", "bob"},
+      {"text", "", Prints::kOther, true},
+      {"json parse", "", Prints::kOther, true},
+      {"script eval", "", Prints::kOther, true},
+      {"control disconnect", "", Prints::kOther, true},
+      {"control broadcast", "", Prints::kOther, true},
+      {"control info", "", listing, true},
+      {"control computer", "", Prints::kOther, true},
+      {"control usb", "", Prints::kOther, true},
+      {"control remote-desktop", "", Prints::kOther, true},
+      {"control close-remote-desktop", "", Prints::kOther, true},
+      {"control ping", "", Prints::kOther, true},
+  };
+}
 
 TEST_F(Programs, EmptyAppPathIsABadArgumentEverywhere) {
   const char* const commandLines[] = {
@@ -87,9 +173,11 @@ TEST_F(Programs, SettingsThatCannotBeReadEndTheServerWithTwo) {
 TEST_F(Programs, OutputThatCannotBeWrittenIsAFailure) {
   Init();
   folder_.Write("script", "[\"a\"]");
+  folder_.Write("people.csv", "name;password\ncarl;pw\n");
   const std::string tool = VNQ_CTL_PROGRAM " ";
-  const std::string archive = folder_.path() + "/archive";
-  const std::string commandLines[] = {
+  ASSERT_EQ(Vnqctl("user add ann --password pw" + AppPath()).exitCode, 0);
+  ASSERT_EQ(Vnqctl("group add Choir --creator ann" + AppPath()).exitCode, 0);
+  std::vector<std::string> commandLines = {
       VNQ_SERVER_PROGRAM " --help",
       VNQ_SERVER_PROGRAM " --version",
       VNQ_BENCH_PROGRAM " --help",
@@ -97,25 +185,77 @@ TEST_F(Programs, OutputThatCannotBeWrittenIsAFailure) {
       tool + "--help",
       tool + "--version",
       tool + "user add --help",
-      tool + "init" + AppPath(),
-      tool + "doctor" + AppPath(),
-      tool + "export --to " + archive + AppPath(),
-      tool + "export --to -" + AppPath(),
-      tool + "import --dry-run --from " + archive + AppPath(),
       tool + "user list" + AppPath(),
-      tool + "user list --json" + AppPath(),
-      tool + "user add ann --password pw" + AppPath(),
-      tool + "user add bob --password pw" + AppPath(),
+      tool + "export --to -" + AppPath(),
       "echo abc | " + tool + "text escape",
       tool + "text guid",
       "echo [1] | " + tool + "json parse",
       tool + "script eval " + folder_.path() + "/script",
   };
+  for (const CommandLine& line : AllCommandLines(folder_.path())) {
+    if (line.prints != Prints::kListing || line.needsPeer) continue;
+    commandLines.push_back(tool + line.command + " " + line.arguments + " --json" + AppPath());
+  }
   for (const std::string& commandLine : commandLines) {
     const ShellRun run = RunInShell(commandLine + " > /dev/full");
     EXPECT_EQ(run.exitCode, 1) << commandLine;
     EXPECT_THAT(run.output, HasSubstr("standard output")) << commandLine;
   }
+}
+
+// The words of every command that runs something; the codecs of `text` count as one.
+void Collect(const CLI::App& app, const std::string& words, std::map<std::string, bool>& found) {
+  const auto commands = app.get_subcommands({});
+  if (commands.empty() || words == "text") {
+    found[words] = app.get_option_no_throw("--json") != nullptr;
+    return;
+  }
+  for (const CLI::App* command : commands) {
+    Collect(*command, words.empty() ? command->get_name() : words + " " + command->get_name(),
+            found);
+  }
+}
+
+TEST_F(Programs, EveryCommandThatPrintsAListHasItAsJson) {
+  CLI::App app;
+  int exitCode = 0;
+  AddAllCommands(app, exitCode);
+  std::map<std::string, bool> found, expected;
+  Collect(app, "", found);
+  for (const CommandLine& line : AllCommandLines("")) {
+    expected[line.command] = line.prints == Prints::kListing;
+  }
+  EXPECT_EQ(found, expected);
+}
+
+TEST_F(Programs, EveryListingIsAJsonArrayThatProgramsRead) {
+  Init();
+  folder_.Write("people.csv", "name;password\ncarl;pw\ndora\n");
+  ASSERT_EQ(Vnqctl("user add ann --password pw" + AppPath()).exitCode, 0);
+  ASSERT_EQ(Vnqctl("user add bob --password pw" + AppPath()).exitCode, 0);
+  for (const CommandLine& line : AllCommandLines(folder_.path())) {
+    if (line.needsPeer) continue;
+    const bool isListing = line.prints == Prints::kListing;
+    const std::string run = line.command + " " + line.arguments + AppPath();
+    const ShellRun said =
+        Vnqctl(run + (isListing ? "--json 2> /dev/null | python3 -c 'import json,sys;"
+                                  "print(type(json.load(sys.stdin)).__name__)'"
+                                : ""));
+    EXPECT_EQ(said.exitCode, 0) << run << "\n" << said.output;
+    if (isListing) {
+      EXPECT_EQ(said.output, "list\n") << run;
+    }
+  }
+}
+
+TEST_F(Programs, PlacesMayStandInFrontOfTheCommand) {
+  Init();
+  EXPECT_EQ(Vnqctl("--app-path " + folder_.path() + "/app user list --json").output, "[]\n");
+  EXPECT_EQ(Vnqctl("--app-path=" + folder_.path() + "/app user list --json").output, "[]\n");
+  EXPECT_THAT(Vnqctl("--server 127.0.0.1 control ping --port 1 --wait-ms 100").output,
+              StartsWith("vnqctl control: "));
+  EXPECT_THAT(Vnqctl("--app-path").output, StartsWith("vnqctl: "));
+  EXPECT_EQ(Vnqctl("--app-path").exitCode, 2);
 }
 
 TEST_F(Programs, ArchiveOnStandardOutputIsTheWholeArchive) {

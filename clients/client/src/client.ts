@@ -24,7 +24,7 @@ import type { Connector } from './transport';
 type OfType<T extends IncomingType> = Extract<Incoming, { type: T }>;
 
 /** What is delivered once and may have waited: what a history can bring again. */
-export type Delivery = OfType<'message' | 'groupMessage' | 'notice' | 'file'>;
+export type Delivery = OfType<'message' | 'groupMessage' | 'notice' | 'file' | 'verify'>;
 
 export interface ClientOptions {
   /** tcp(...) and tls(...) of "@vnq/client/node", webSocket(...) in a browser. */
@@ -119,6 +119,7 @@ export class Client extends Emitter<ClientEvents> {
   #stop?: AbortController;
   #retry?: ReturnType<typeof setTimeout>;
   #receipts?: ReturnType<typeof setInterval>;
+  readonly #requests: OfType<'verify'>[] = [];
   #heldBack?: { incoming: Incoming; record: string }[];
   #everReady = false;
   #isLeaving = false;
@@ -367,6 +368,7 @@ export class Client extends Emitter<ClientEvents> {
     this.#sendDue();
     this.#receipts = setInterval(() => this.#sendDue(), Math.max(this.#timing.receipt / 4, 20));
     this.emit('ready', { userId: this.userId, isFirst });
+    for (const request of this.#requests.splice(0)) this.emit('verify', request);
   }
 
   // What comes live meanwhile waits, so that all is handed out in order.
@@ -377,7 +379,7 @@ export class Client extends Emitter<ClientEvents> {
     this.#heldBack = [];
     try {
       for (const missed of await this.#withinTime(ask, signal)) {
-        this.#deliver(missed, `${missed.type}|${missed.id}`);
+        this.#deliver(missed, 'id' in missed ? `${missed.type}|${missed.id}` : missed.type);
       }
     } catch (error) {
       if (!signal.aborted) this.emit('trouble', error as Error);
@@ -414,6 +416,8 @@ export class Client extends Emitter<ClientEvents> {
   }
 
   #deliver(incoming: Incoming, record: string): void {
+    // An answer to a request takes a session.
+    if (incoming.type === 'verify' && this.#state !== 'ready') return void this.#requests.push(incoming);
     const key = deliveryKey(incoming, record);
     this.#confirmDelivery(incoming);
     if (key !== undefined && !this.#seen.add(key)) return;

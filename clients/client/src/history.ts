@@ -1,6 +1,6 @@
 // What was said while nobody was here, by way of a gateway's interface.
 
-import { readMessageText } from '@vnq/protocol';
+import { parseRecord, readMessageText, Verify } from '@vnq/protocol';
 import type { Delivery } from './client';
 
 /** A message or a notice of the history, as the gateway and `vnqctl history --json` give it. */
@@ -20,13 +20,39 @@ export interface HistoryEntry {
   readonly UserText?: string;
   readonly To_Type?: number;
   readonly FontInfo?: string;
+  /** Of own messages to people: a device of theirs has had it. */
+  readonly delivered?: boolean;
   readonly TypeID?: number;
   readonly content?: string;
   readonly link?: string;
 }
 
+/** A request, an answer or news of a membership that found this device absent. */
+export interface ParkedRequest {
+  /** "2026-03-04 14:35:09" */
+  readonly time: string;
+  readonly text: string;
+  /** Whose UserID2 is, and what ClotID is called, a person or a group. */
+  readonly name: string;
+  readonly target_name: string;
+  readonly ClotID: string;
+  readonly UserID2: string;
+  readonly UserText: string;
+  readonly To_Type1: string;
+  readonly To_Type2: string;
+  readonly To_Type3: string;
+  readonly To_Type4: string;
+}
+
 /** The event that a live client would have got. */
-export function deliveryOf(entry: HistoryEntry): Delivery {
+export function verifyOf(request: ParkedRequest): Verify {
+  const { ClotID, UserID2, UserText, To_Type1, To_Type2, To_Type3, To_Type4 } = request;
+  const fields = [ClotID, UserID2, UserText, To_Type1, To_Type2, To_Type3, To_Type4];
+  return parseRecord(`.+messengverify|${fields.join('|')}|#`) as Verify;
+}
+
+/** The event that a live client would have got. */
+export function deliveryOf(entry: HistoryEntry): Exclude<Delivery, Verify> {
   const [date, time = ''] = entry.time.split(' ');
   if (entry.kind === 'notice') {
     const { text, content = '', link = '' } = entry;
@@ -117,9 +143,19 @@ export class Gateway {
     await this.post('/api/read', what);
   }
 
+  /** What waits for this device, oldest first. */
+  async requests(signal?: AbortSignal): Promise<readonly ParkedRequest[]> {
+    return (await this.get<{ requests: ParkedRequest[] }>('/api/requests', {}, signal)).requests;
+  }
+
+  /** Requests do not wait any longer: they were answered, or are of no interest. */
+  async forgetRequests(requests: readonly ParkedRequest[]): Promise<void> {
+    await this.post('/api/requests/forget', { requests });
+  }
+
   /**
-   * Everything that this device has not had, oldest first, and marked as read. Hand it to a client:
-   * `catchUp: (signal) => gateway.takeUnread(signal)`.
+   * Everything that this device has not had, oldest first, and marked as read; behind it requests
+   * that waited, taken away. Hand it to a client: `catchUp: (signal) => gateway.takeUnread(signal)`.
    */
   async takeUnread(signal?: AbortSignal): Promise<Delivery[]> {
     const missed: Delivery[] = [];
@@ -130,7 +166,9 @@ export class Gateway {
       await this.markRead({ entries: page.entries });
       more = page.more;
     }
-    return missed;
+    const requests = await this.requests(signal);
+    if (requests.length > 0) await this.forgetRequests(requests);
+    return [...missed, ...requests.map(verifyOf)];
   }
 
   async #request<T>(path: string, init: RequestInit): Promise<T> {

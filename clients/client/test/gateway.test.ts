@@ -75,3 +75,22 @@ test('gateway: the history is searched and paged, and refusals are told', async 
   const stranger = new Gateway(`http://${deployment.address}:${deployment.port}`, () => 'none');
   await assert.rejects(stranger.search('x'), { name: 'GatewayError', status: 401 });
 });
+
+test('gateway: requests that found nobody come at the next log-in, once, and can be answered', async (t) => {
+  const a = visit(alice, t).client;
+  await a.login();
+  const before = visit(ben, t).client;
+  await before.login();
+  await before.logout();
+  a.friends.request(ben.userId, 'shall we?');
+  await until(() => deployment.parked(ben.userId) > 0, () => 'a parked request');
+  const b = visit(ben, t).client;
+  b.on('verify', ({ step, userId }) => step === 'request' && b.friends.answer(userId, 'accept'));
+  const asked = b.next('verify', ({ step }) => step === 'request', { timeout: 10_000 });
+  const accepted = a.next('verify', ({ step }) => step === 'accepted', { timeout: 10_000 });
+  await b.login();
+  const { about, userId, text } = await asked;
+  assert.deepEqual([about, userId, text], ['friend', alice.userId, 'shall we?']);
+  await accepted;
+  assert.equal(deployment.parked(ben.userId), 0);
+});

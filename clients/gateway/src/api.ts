@@ -75,6 +75,15 @@ const handlers: Record<string, Handler> = {
     const { entries, with: peer, group, notices, through } = await readJsonBody(request);
     return api.ask(session, { do: 'read', entries, with: peer, group, notices, through });
   },
+  'GET requests': (api, session, query) => {
+    takesOnly(query);
+    return api.ask(session, { do: 'requests' });
+  },
+  'POST requests/forget': async (api, session, query, request) => {
+    takesOnly(query);
+    const { requests } = await readJsonBody(request);
+    return api.ask(session, { do: 'forget_requests', requests });
+  },
   'GET people': (api, session, query) => {
     takesOnly(query);
     return api.ask(session, { do: 'people' });
@@ -92,6 +101,9 @@ const handlers: Record<string, Handler> = {
     return { visitors: api.options.visitors?.of(session.user) ?? [] };
   },
 };
+
+/** Everything that a session may ask for, as "METHOD path"; besides, there is visitors/<id>. */
+export const sessionRequests: readonly string[] = Object.keys(handlers);
 
 export class Api {
   constructor(readonly options: ApiOptions) {}

@@ -93,9 +93,9 @@ export class VisitorDesk {
       .all()
       .filter(({ agents, lines }) => agents.includes(agent) && lines.length > 0)
       .sort((a, b) => (lastTime(a) < lastTime(b) ? 1 : -1))
-      .map(({ visitor, city, lines }) => ({
+      .map(({ visitor, name, city, lines }) => ({
         id: visitor,
-        name: '',
+        name,
         city,
         here: (this.#visitors.get(visitor)?.sockets.size ?? 0) > 0,
         last: shown(lines[lines.length - 1]),
@@ -107,7 +107,7 @@ export class VisitorDesk {
     const found = this.options.store.find(visitor);
     if (!found) return undefined;
     if (!found.agents.includes(agent)) return false;
-    return { id: visitor, city: found.city, lines: found.lines.map(shown) };
+    return { id: visitor, name: found.name, city: found.city, lines: found.lines.map(shown) };
   }
 
   // --- for visitors
@@ -332,7 +332,7 @@ export class VisitorDesk {
   // --- the form
 
   async #leaveForm(visitor: Visitor, ws: WebSocket, frame: Frame, ref: string, text: string, refuse: (why: string) => void): Promise<void> {
-    const name = textOf(frame, 'name').slice(0, longestField);
+    const name = textOf(frame, 'name').replace(/[\u0000-\u001f\u007f-\u009f]+/g, ' ').slice(0, longestField);
     const contact = textOf(frame, 'contact').slice(0, longestField);
     const whole = [name, contact, text].filter((each) => each !== '').join('\n');
     const line = this.#newLine(visitor, ref, whole, true);
@@ -343,6 +343,7 @@ export class VisitorDesk {
       return refuse('unstored');
     }
     this.options.store.add(visitor.id, line);
+    if (name !== '') this.options.store.call(visitor.id, name);
     this.options.metrics.count('vnq_gateway_forms_total', 'Forms of visitors who found nobody.');
     ws.send(JSON.stringify({ type: 'taken', ref, id: line.id }));
   }
@@ -353,7 +354,7 @@ export class VisitorDesk {
     if (formWebhook) {
       await post(formWebhook, { visitor: visitor.id, agents: visitor.agents, city: visitor.conversation.city, name, contact, text });
     } else if (history) {
-      await history.ask({ do: 'leave', for: visitor.agents[0], visitor: visitor.id, name: visitor.conversation.city, text: whole });
+      await history.ask({ do: 'leave', for: visitor.agents[0], visitor: visitor.id, name: name || visitor.conversation.city, text: whole });
     } else {
       throw new Error('neither a webhook nor a history');
     }

@@ -1,7 +1,7 @@
 // Conversations of visitors, a file each: what was said both ways, and which agents may read it.
 //
-//   DIR/web-5f0c2a9e1b7d4433.jsonl    lines of JSON: {"visitor","agents","city"} first and whenever
-//                                     it changes, then a line of the conversation each, and
+//   DIR/web-5f0c2a9e1b7d4433.jsonl    lines of JSON: {"visitor","agents","city","name"} first and
+//                                     whenever it changes, then a line of the conversation each, and
 //                                     {"taken":id} once the server has a visitor's line
 //   DIR/secret                        proves that an id was given by this gateway
 
@@ -27,6 +27,8 @@ export interface Conversation {
   readonly visitor: string;
   agents: string[];
   city: string;
+  /** What the visitor has put into a form; empty before. */
+  name: string;
   readonly lines: VisitorLine[];
 }
 
@@ -77,12 +79,20 @@ export class VisitorStore {
     const known = this.#conversations.get(visitor);
     const all = [...new Set([...(known?.agents ?? []), ...agents])];
     const isSame = known && known.agents.length === all.length && known.city === city;
-    const conversation = known ?? { visitor, agents: all, city, lines: [] };
+    const conversation = known ?? { visitor, agents: all, city, name: '', lines: [] };
     conversation.agents = all;
     conversation.city = city;
     this.#conversations.set(visitor, conversation);
-    if (!isSame) this.#append(visitor, { visitor, agents: all, city });
+    if (!isSame) this.#appendHead(conversation);
     return conversation;
+  }
+
+  /** The visitor has told a name. */
+  call(visitor: string, name: string): void {
+    const conversation = this.#conversations.get(visitor);
+    if (!conversation || conversation.name === name) return;
+    conversation.name = name;
+    this.#appendHead(conversation);
   }
 
   find(visitor: string): Conversation | undefined {
@@ -132,7 +142,8 @@ export class VisitorStore {
     for (const text of readFileSync(join(this.folder, file), 'utf8').split('\n')) {
       const line = parsed(text);
       if (line?.visitor) {
-        conversation = { visitor: line.visitor, agents: line.agents, city: line.city, lines: conversation?.lines ?? [] };
+        const { visitor, agents, city, name = '' } = line;
+        conversation = { visitor, agents, city, name, lines: conversation?.lines ?? [] };
       } else if (line?.taken) {
         const known = conversation?.lines.find((each) => each.id === line.taken);
         if (known) known.taken = true;
@@ -141,6 +152,10 @@ export class VisitorStore {
       }
     }
     if (conversation) this.#conversations.set(conversation.visitor, conversation);
+  }
+
+  #appendHead({ visitor, agents, city, name }: Conversation): void {
+    this.#append(visitor, { visitor, agents, city, name });
   }
 
   #append(visitor: string, value: unknown): void {

@@ -118,6 +118,13 @@ export class Deployment {
     this.page = await openCodePage((await this.get('/api/config')).json.codePage);
   }
 
+  /** How many records wait for the desktop of a user. */
+  parked(user: string): number {
+    const ask = `${JSON.stringify({ id: 1, do: 'requests', user })}\n`;
+    const args = ['history', '--serve', '--app-path', this.folder];
+    return JSON.parse(execFileSync(join(programs, 'vnqctl'), args, { input: ask }).toString()).result.requests.length;
+  }
+
   async stop(): Promise<void> {
     for (const socket of this.#sockets) socket.close();
     await this.gateway?.stop();

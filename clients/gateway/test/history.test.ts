@@ -3,6 +3,7 @@ import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import { outgoing } from '@vnq/protocol';
+import { sessionRequests } from '../src/api';
 import { History, HistoryError } from '../src/history';
 import { Log } from '../src/log';
 import { Deployment, programs, sample, until, type User } from './deployment';
@@ -101,6 +102,94 @@ test('history: what makes no sense is refused in words', async () => {
   assert.equal((await ben.post('/api/read', '[]')).status, 400);
   assert.equal((await ben.post('/api/read', ' '.repeat(300_000))).status, 413);
   assert.equal(await refused(`/api/messages?with=${encodeURIComponent("1' or '1'='1")}`), '400 an id cannot hold a quote');
+});
+
+test('history: a stranger is told nothing and changes nothing, by any request', async () => {
+  const carol = await deployment.login('carol');
+  const [{ id: group }] = (await alice.get('/api/people')).json.groups;
+  alice.wire.send(outgoing.groupMessage({ target: group, sender: '1', text: 'secret', id: 'SG' }));
+  alice.wire.send(outgoing.notification({ sender: '1', receivers: ['2'], title: 'secret', content: '', link: '' }));
+  await alice.write('2', 'secret', 'S1');
+  await alice.write('3', 'for Carol, too', 'S2');
+  const unreadOfBen = async () => (await ben.get('/api/unread')).text;
+  await until(async () => /SG/.test(await unreadOfBen()) && /notice/.test(await unreadOfBen()), 'the secrets');
+  const before = await unreadOfBen();
+
+  const nothing = '200 {"entries":[],"more":false}';
+  const unknown = '404 {"error":"no such entry"}';
+  const noMember = '403 {"error":"not a member of this group"}';
+  const entries = ['SG', 'S1'].map((Msg_ID) => ({ kind: Msg_ID === 'SG' ? 'group_message' : 'message', Msg_ID, to: '2', user: '2' }));
+  const request = { ClotID: '2', UserID2: '1', UserText: '', To_Type1: '1', To_Type2: '1', To_Type3: '1', To_Type4: '0' };
+  const attempts: [string, string, string, unknown?][] = [
+    ['GET messages', `?group=${group}`, nothing],
+    ['GET messages', `?group=${group}&before=SG`, unknown],
+    ['GET messages', '?group=Clot999999', nothing],
+    ['GET messages', '?with=2', nothing],
+    ['GET messages', '?with=1&before=S1', unknown],
+    ['GET messages', '?with=1&after=SG', unknown],
+    ['GET messages', '?with=99', nothing],
+    ['GET messages', '?notices=1', nothing],
+    ['GET messages', '?with=1&user=2', '400 {"error":"there is no parameter user"}'],
+    ['GET search', '?q=secret', nothing],
+    ['GET search', `?q=secret&group=${group}`, nothing],
+    ['GET search', '?q=secret&with=1&user=2', '400 {"error":"there is no parameter user"}'],
+    ['GET unread', '?user=2', '400 {"error":"there is no parameter user"}'],
+    ['GET conversations', '?user=2', '400 {"error":"there is no parameter user"}'],
+    ['POST read', '', '200 {"marked":true}', { user: '2', device: 'desktop', entries }],
+    ['POST read', '', '200 {"marked":true}', { user: '2', group }],
+    ['POST read', '', '200 {"marked":true}', { user: '2', notices: true }],
+    ['POST read', '', unknown, { with: '1', through: 'S1' }],
+    ['POST read', '', unknown, { group, through: 'SG' }],
+    ['GET requests', '', '200 {"requests":[]}'],
+    ['GET requests', '?user=2', '400 {"error":"there is no parameter user"}'],
+    ['POST requests/forget', '', '200 {"forgotten":true}', { user: '2', requests: [request] }],
+    ['GET people', '?user=2', '400 {"error":"there is no parameter user"}'],
+    ['GET members', `?group=${group}`, noMember],
+    ['GET members', '?group=Clot999999', noMember],
+    ['GET members', '', noMember],
+    ['GET profile', '?user=99', '404 {"error":"there is no such user"}'],
+    ['GET visitors', '', '200 {"visitors":[]}'],
+    ['GET visitors/web-0000000000000000', '', '404 {"error":"there is no such visitor"}'],
+  ];
+  for (const [what, query, expected, body] of attempts) {
+    const [method, path] = what.split(' ');
+    const { status, text } = await (method === 'GET' ? carol.get(`/api/${path}${query}`) : carol.post(`/api/${path}`, body));
+    assert.equal(`${status} ${text}`, expected, `${what}${query}`);
+  }
+  const tried = new Set(attempts.map(([what]) => what));
+  assert.deepEqual(sessionRequests.filter((each) => !tried.has(each)), [], 'nobody has tried these');
+  assert.equal(await unreadOfBen(), before);
+
+  const own = (await carol.get('/api/conversations')).json.conversations;
+  assert.deepEqual(own.map(({ kind, id }: any) => [kind, id]), [['peer', '1']]);
+  assert.doesNotMatch((await carol.get('/api/people')).text, new RegExp(group));
+  assert.doesNotMatch((await carol.get('/api/profile?user=1')).text, /password|alice-pw|verify/i);
+});
+
+test('history: without a live token nothing is answered', async () => {
+  const tokens = ['', 'Bearer', 'Bearer none', `Basic ${ben.token}`, `Bearer ${ben.token}x`, `Bearer ${ben.token.slice(1)}`];
+  for (const what of [...sessionRequests, 'GET visitors/web-0000000000000000']) {
+    const [method, path] = what.split(' ');
+    for (const Authorization of tokens) {
+      const { status } = await deployment.get(`/api/${path}`, Authorization ? { Authorization } : {}, method, method === 'POST' ? '{}' : undefined);
+      assert.equal(status, 401, `${what} with "${Authorization}"`);
+    }
+  }
+});
+
+test('history: who leaves a group reads nothing of it any more', async () => {
+  const [{ id: group }] = (await alice.get('/api/people')).json.groups;
+  alice.wire.send(outgoing.addMembers('1', group, [{ userId: '3', isAdmin: false, name: 'Carol' }]));
+  const carol = await deployment.login('carol');
+  await until(async () => (await carol.get(`/api/members?group=${group}`)).status === 200, 'the membership');
+  assert.ok(ids(await carol.get(`/api/messages?group=${group}`)).includes('SG'));
+  assert.deepEqual(ids(await carol.get('/api/unread')).filter((id: string) => id === 'SG'), [], 'older messages are not unread');
+  carol.wire.send(outgoing.groupMessage({ target: group, sender: '3', text: 'my own words', id: 'SC' }));
+  await until(async () => ids(await carol.get(`/api/messages?group=${group}`)).includes('SC'), 'the own words');
+  carol.wire.send(outgoing.leaveGroup(group, '3'));
+  await until(async () => (await carol.get(`/api/members?group=${group}`)).status === 403, 'the end of the membership');
+  assert.deepEqual(ids(await carol.get(`/api/messages?group=${group}`)), []);
+  assert.deepEqual(ids(await carol.get('/api/search?q=words')), []);
 });
 
 test('history: a token that asks too fast is held back', async () => {

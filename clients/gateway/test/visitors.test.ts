@@ -109,10 +109,10 @@ test('visitor: when nobody is there a form is taken, and the agent\'s client get
   const ben = await deployment.login('ben');
   assert.equal((await visitor.heard('presence')).present, true);
   ben.wire.send(outgoing.offlineRequest('2'));
-  await ben.wire.saw(`.+customer_information|${visitor.welcome.id}|Lyon|`);
+  await ben.wire.saw(`.+customer_information|${visitor.welcome.id}|Zoé|`);
   assert.ok(ben.wire.records.some((each) => each.includes('Please%20call') && each.includes('zoe%40example.com')));
   const [listed] = (await ben.get('/api/visitors')).json.visitors;
-  assert.deepEqual([listed.id, listed.last.form], [visitor.welcome.id, true]);
+  assert.deepEqual([listed.id, listed.name, listed.last.form], [visitor.welcome.id, 'Zoé', true]);
   ben.wire.close();
 });
 

@@ -73,6 +73,8 @@ export interface Verify {
   readonly target: string;
   /** The user concerned; for friends who acts. */
   readonly userId: string;
+  /** A refusal that the user has given on the other device; `userId` is who had asked. */
+  readonly isOwnAnswer: boolean;
   readonly text: string;
 }
 
@@ -329,6 +331,7 @@ function verify(f: RecordFields): Verify {
     step: isGroup ? groupStep(f) : friendStep(f),
     target: f.at(1),
     userId: f.at(2),
+    isOwnAnswer: !isGroup && f.at(6) === '1' && /^[23]$/.test(f.at(7)),
     text: readEscapedText(f.at(3)),
   };
 }

@@ -49,6 +49,30 @@ test('chat: texts go both ways, receipts go from stored to delivered, and markup
   await b.screenshot('web_dark');
 });
 
+test('receipts: "delivered" stays after a reload, also where it was read while the sender was away', async () => {
+  const [a, b] = [await deployment.comes(alice), await deployment.comes(ben)];
+  await b.open(carol.name);
+  await a.open(ben.name);
+  await a.write('came, not read yet');
+  await a.hasStatus('came, not read yet', 'delivered');
+  await b.leave();
+  await a.write('while he is away');
+  await a.hasStatus('while he is away', 'stored');
+  await a.leave();
+  const back = await deployment.comes(ben);
+  await back.open(alice.name);
+  await back.sees('while he is away');
+  await until(() => deployment.history(ben.user, '--unread', '--with', alice.user).length === 0, 'it to be read');
+  await back.leave();
+  const again = await deployment.comes(alice);
+  await again.open(ben.name);
+  for (const text of ['came, not read yet', 'while he is away']) await again.hasStatus(text, 'delivered');
+  await again.page.reload();
+  await again.logIn();
+  await again.ready();
+  await again.hasStatus('came, not read yet', 'delivered');
+});
+
 test('away: what came meanwhile is counted, read once, and read for good', async () => {
   const a = await deployment.comes(alice);
   await a.open(wangfang.name);
@@ -202,6 +226,33 @@ test('groups: one is made, people write, join with consent, and leave', async ()
   await a.page.locator('.toast', { hasText: 'Carol Jones has left' }).waitFor();
 });
 
+test('groups: an administrator adds, names another one and removes; the others are told', async () => {
+  const [a, w] = [await deployment.comes(alice), await deployment.comes(wangfang)];
+  await a.open('Release 1.0');
+  const info = a.page.locator('.head button[aria-label="About this group"]');
+  await info.click();
+  await a.page.locator('dialog summary').click();
+  await a.page.locator('dialog .choices label', { hasText: wangfang.name }).click();
+  await a.page.locator('dialog details .secondary').click();
+  const member = a.page.locator('.members li', { hasText: wangfang.name });
+  await member.waitFor();
+  await w.page.locator('.toast', { hasText: 'now a member of' }).waitFor();
+  await w.row('Release 1.0').click();
+  await a.page.keyboard.press('Escape');
+  await a.write('welcome 王芳');
+  await w.sees('welcome 王芳');
+
+  await info.click();
+  await member.locator(`button[aria-label="Make ${wangfang.name} an administrator"]`).click();
+  await member.locator('.tag', { hasText: 'Administrator' }).waitFor();
+  await w.page.locator('.toast', { hasText: 'now an administrator of' }).waitFor();
+  await member.locator(`button[aria-label="Remove ${wangfang.name}"]`).click();
+  await member.waitFor({ state: 'detached' });
+  await w.page.locator('.toast', { hasText: 'was removed from' }).waitFor();
+  await w.page.locator('.nothing').waitFor();
+  await until(async () => (await w.row('Release 1.0').count()) === 0, 'the group to go');
+});
+
 test('friends: a request is put to the other and answered', async () => {
   const [a, b] = [await deployment.comes(alice), await deployment.comes(ben)];
   await a.open(ben.name);
@@ -213,6 +264,41 @@ test('friends: a request is put to the other and answered', async () => {
   await a.page.locator('.toast', { hasText: 'Ben Carter and you are friends now' }).waitFor();
   await a.tab('People').click();
   await a.row(ben.name).locator('.tag').waitFor();
+});
+
+test('away: requests wait for the next log-in, are answered there, and the asker reads the answer later', async () => {
+  const c = await deployment.comes(carol);
+  await c.open(ben.name);
+  await c.page.locator(`.head button[aria-label="${ben.name}"]`).click();
+  await c.page.locator('dialog button', { hasText: 'Add as a friend' }).click();
+  await c.page.locator('.toast', { hasText: 'Asked' }).waitFor();
+  await until(() => deployment.parked(ben.id) > 0, 'the request to be stored');
+  await c.leave();
+
+  const b = await deployment.comes(ben);
+  await b.tab('Requests').locator('.badge', { hasText: '1' }).waitFor();
+  await b.tab('Requests').click();
+  const card = b.page.locator('.request', { hasText: 'Carol Jones wants to be your friend' });
+  await card.waitFor();
+  // Nothing is taken away before it is answered, so another browser shows it, too.
+  await b.leave();
+  const again = await deployment.comes(ben);
+  await again.tab('Requests').click();
+  await again.page.locator('.request', { hasText: 'Carol Jones wants to be your friend' }).waitFor();
+  await again.page.locator('.request .secondary').click();
+  await until(() => deployment.parked(ben.id) === 0 && deployment.parked(carol.id) === 1, 'the answer to be stored');
+  await again.page.locator('.empty', { hasText: 'No requests' }).waitFor();
+  await again.leave();
+
+  const later = await deployment.comes(carol);
+  await later.tab('Requests').locator('.badge', { hasText: '1' }).waitFor();
+  await later.tab('Requests').click();
+  await later.page.locator('.news', { hasText: 'Ben Carter has refused your request' }).waitFor();
+  assert.deepEqual(await later.axeFindings(), []);
+  await later.screenshot('web_meanwhile');
+  await later.page.locator('.news button', { hasText: 'Dismiss' }).click();
+  await later.page.locator('.empty', { hasText: 'No requests' }).waitFor();
+  await until(() => deployment.parked(carol.id) === 0, 'it to be taken away');
 });
 
 test('notices: one is posted, counted and read', async () => {
@@ -257,6 +343,30 @@ test('visitors: an agent sees the line and answers, and the visitor reads it', a
   assert.equal((await b.texts()).filter((text) => text === 'Yes, within two days.').length, 1);
   await b.screenshot('web_visitor');
   await visitor.context().close();
+});
+
+test('visitors: who has left a form is called by the name in it', async () => {
+  const visitor = await (await deployment.browser.newContext()).newPage();
+  await visitor.goto(deployment.url);
+  await visitor.evaluate((agent) => {
+    window.came = [];
+    const socket = new WebSocket(`ws://${location.host}/visitor`);
+    socket.onmessage = ({ data }) => window.came.push(JSON.parse(data));
+    socket.onopen = () => socket.send(JSON.stringify({ type: 'hello', agents: [agent], city: 'Lyon', language: 'fr' }));
+    window.leave = () =>
+      socket.send(JSON.stringify({ type: 'leave', ref: '1', name: 'Zoé Martin', contact: 'zoe@example.com', text: 'Rappelez-moi' }));
+  }, ben.id);
+  await visitor.waitForFunction(() => window.came.some(({ type }) => type === 'welcome'));
+  await visitor.evaluate(() => window.leave());
+  await visitor.waitForFunction(() => window.came.some(({ type }) => type === 'taken'));
+  await visitor.context().close();
+  const b = await deployment.comes(ben);
+  await b.tab('Visitors').click();
+  await b.row('Zoé Martin').locator('.badge', { hasText: '1' }).waitFor();
+  await b.row('Zoé Martin').click();
+  await b.page.locator('.head h2', { hasText: 'Zoé Martin' }).waitFor();
+  await b.sees('Rappelez-moi');
+  await b.screenshot('web_visitor_form');
 });
 
 test('profile: name, job and password are changed', async () => {

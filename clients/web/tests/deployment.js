@@ -70,9 +70,13 @@ export class Deployment {
   /** What a page has complained about: errors, and breaches of the content security policy. */
   complaints = [];
 
-  async start() {
+  init() {
     const page = ['--code-page', '936', '--language', '2052'];
     execFileSync(vnqctl, ['init', '--app-path', this.folder, '--demo', ...page]);
+  }
+
+  async start() {
+    this.init();
     await this.startServer();
     await this.startGateway();
     const options = { executablePath: process.env.VNQ_CHROMIUM ?? '/usr/bin/chromium', args: ['--no-sandbox'] };
@@ -147,6 +151,13 @@ export class Deployment {
     rmSync(this.folder, { recursive: true, force: true });
   }
 
+  /** How many requests and news wait for the desktop of a user. */
+  parked(user) {
+    const options = { encoding: 'utf8', input: `${JSON.stringify({ id: 1, do: 'requests', user })}\n` };
+    const answer = execFileSync(vnqctl, ['history', '--serve', '--app-path', this.folder], options);
+    return JSON.parse(answer).result.requests.length;
+  }
+
   history(user, ...args) {
     const all = ['history', '--app-path', this.folder, '--user', user, '--json', ...args];
     return JSON.parse(execFileSync(vnqctl, all, { encoding: 'utf8' }));
@@ -210,10 +221,11 @@ export class Person {
     await this.page.locator('.lines .text', { hasText: text }).first().waitFor();
   }
 
-  /** A line's own status: "stored", "delivered" ... */
+  /** A line's own status: "stored", or further, "delivered" ... */
   async hasStatus(text, status) {
     const line = this.page.locator('.line.own', { has: this.page.locator('.text', { hasText: text }) });
-    await line.last().locator(`.status.${status}`).waitFor();
+    const shown = status === 'stored' ? '.status.stored, .status.delivered' : `.status.${status}`;
+    await line.last().locator(shown).waitFor();
   }
 
   screenshot(name) {

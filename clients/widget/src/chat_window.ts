@@ -70,7 +70,7 @@ export class ChatWindow {
   constructor(private readonly settings: WindowSettings) {
     const { texts } = settings;
     this.#texts = texts;
-    this.#launcher = make('button', { className: 'launcher', type: 'button' }, icon('M12 3C6.5 3 2 6.9 2 11.6c0 2.6 1.4 4.9 3.5 6.5L5 22l4-2.2c1 .2 2 .4 3 .4 5.500 10-3.900 10-8.6S17.5 3 12 3Z'), this.#badge);
+    this.#launcher = make('button', { className: 'launcher', type: 'button' }, icon('M12 3C6.5 3 2 6.9 2 11.6c0 2.6 1.4 4.9 3.5 6.5L5 22l4-2.2c1 .2 2 .4 3 .4 5.5 0 10-3.9 10-8.6S17.5 3 12 3Z'), this.#badge);
     this.#input = make('textarea', { rows: 2, maxLength: settings.maxCharacters, placeholder: texts.placeholder, 'aria-label': texts.placeholder });
     this.#send = make('button', { className: 'send', type: 'submit' }, texts.send);
     this.#write = make('form', {}, this.#input, this.#send);

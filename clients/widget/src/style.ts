@@ -86,7 +86,7 @@ input, textarea {
   background: var(--ground); color: var(--text); resize: none;
 }
 textarea::placeholder { color: var(--soft); opacity: 1; }
-.send { min-width: 44px; min-height: 46px; padding: 0 16px; border: 0; border-radius: 10px; background: var(--accent); color: var(--on-accent); font-weight: 600; }
+.send { flex: none; white-space: nowrap; min-width: 44px; min-height: 46px; padding: 0 16px; border: 0; border-radius: 10px; background: var(--accent); color: var(--on-accent); font-weight: 600; }
 .send:disabled { background: var(--theirs); color: var(--soft); cursor: default; }
 [hidden] { display: none !important; }
 @media (max-width: 520px) {

@@ -1,7 +1,6 @@
 #include "host/database/database.h"
 
 #include <fmt/format.h>
-#include <spdlog/spdlog.h>
 
 #include <algorithm>
 #include <functional>
@@ -9,6 +8,7 @@
 #include <utility>
 
 #include "host/values/skipped.h"
+#include "platform/system/event_log.h"
 #include "support/ascii_case.h"
 #include "support/utf16.h"
 
@@ -260,10 +260,10 @@ bool Database::SyncCommitted() {
   trouble_.Tick();
   const bool done = driver_->SyncCommitted();
   if (!done && !syncFailed_) {
-    spdlog::error("{}; what was written may be lost, and receipts for it are held back",
-                  driver_->LastError());
+    LogError("sync_failed", "{}; what was written may be lost, and receipts for it are held back",
+             driver_->LastError());
   }
-  if (done && syncFailed_) spdlog::info("database: what is acknowledged is synced again");
+  if (done && syncFailed_) LogInfo("sync_back", "database: what is acknowledged is synced again");
   syncFailed_ = !done;
   return done;
 }

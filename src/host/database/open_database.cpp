@@ -1,11 +1,10 @@
 #include "host/database/open_database.h"
 
-#include <spdlog/spdlog.h>
-
 #include <utility>
 
 #include "host/database/jet_file.h"
 #include "host/database/schema.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -13,7 +12,9 @@ namespace {
 // Stands where no driver serves the configured database: every statement fails, and so is skipped.
 class NoDriver : public SqlDriver {
  public:
-  explicit NoDriver(std::string why) : why_(std::move(why)) { spdlog::error("{}", why_); }
+  explicit NoDriver(std::string why) : why_(std::move(why)) {
+    LogError("database_unavailable", "{}", why_);
+  }
 
   bool Query(std::string_view, std::span<const SqlValue>, SqlRows&) override { return false; }
   bool Execute(std::string_view, std::span<const SqlValue>) override { return false; }

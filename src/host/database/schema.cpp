@@ -158,7 +158,8 @@ std::vector<TableDef> MessageTables() {
         Zero("IsAck2"),
         Zero("IsAck3"),
         Zero("IsAck4")},
-       {"Msg_ID"}},
+       {"Msg_ID"},
+       {"MyID,YouID", "YouID"}},
 
       // Group messages; TypeID is what orders the messages of a group.
       {"MessengClot_Text",

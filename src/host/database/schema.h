@@ -52,6 +52,10 @@ struct TableDef {
   /// index has further columns only where statements always name all of them; elsewhere one column
   /// keeps the order of insertion, which member lists rely on.
   std::vector<std::string_view> indexes;
+
+  /// Further ones, made on request, for those who read what somebody has said. No statement of the
+  /// server looks rows up through them.
+  std::vector<std::string_view> historyIndexes{};
 };
 
 /// Every table of the system, in the order of the documentation.

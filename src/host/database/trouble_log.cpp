@@ -1,8 +1,7 @@
 #include "host/database/trouble_log.h"
 
-#include <spdlog/spdlog.h>
-
 #include "platform/net/clock.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -39,9 +38,9 @@ void TroubleLog::NoteFailed(SqlTrouble cause, std::string_view why, size_t state
   lastFailureMs_ = NowMs();
   if (causes_.empty()) beganMs_ = countedMs_ = lastFailureMs_;
   if (causes_.insert(cause).second && cause != SqlTrouble::kUnavailable) {
-    spdlog::warn(
-        "database: {}; statements are skipped, and what they belong to is acknowledged: {}",
-        Words(cause), why);
+    LogWarning("statements_skipped",
+               "database: {}; statements are skipped, and what they belong to is acknowledged: {}",
+               Words(cause), why);
   }
   skipped_ += statements;
   skippedSinceCount_ += statements;
@@ -62,14 +61,16 @@ void TroubleLog::Tick() {
 void TroubleLog::SayCount(int64_t nowMs) {
   countedMs_ = nowMs;
   if (skippedSinceCount_ == 0) return;
-  spdlog::warn("database: {} statements skipped in the last minute, {} in {} minutes",
-               skippedSinceCount_, skipped_, (nowMs - beganMs_) / kCountMs);
+  LogWarning("statements_skipped",
+             "database: {} statements skipped in the last minute, {} in {} minutes",
+             skippedSinceCount_, skipped_, (nowMs - beganMs_) / kCountMs);
   skippedSinceCount_ = 0;
 }
 
 void TroubleLog::SayOver() {
-  spdlog::info("database: rows are written again; {} statements were skipped in {} seconds",
-               skipped_, (lastFailureMs_ - beganMs_) / 1000);
+  LogInfo("database_back",
+          "database: rows are written again; {} statements were skipped in {} seconds", skipped_,
+          (lastFailureMs_ - beganMs_) / 1000);
   causes_.clear();
   skipped_ = skippedSinceCount_ = 0;
 }

@@ -1,12 +1,11 @@
 #include "host/nodes/cluster.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <charconv>
 #include <iterator>
 #include <set>
 
+#include "platform/system/event_log.h"
 #include "support/ids.h"
 
 namespace vnq {
@@ -133,7 +132,8 @@ void Cluster::Tick() {
   FlushChanges();
   SendNow("", {"here", std::to_string(sequence_), std::to_string(ownTags_)});
   for (const std::string& name : directory_.Age(kSilentTicks)) {
-    spdlog::warn("node {} has been silent for {} s, and is forgotten", name, kSilentTicks);
+    LogWarning("node_silent", "node {} has been silent for {} s, and is forgotten", name,
+               kSilentTicks);
   }
 }
 
@@ -143,7 +143,7 @@ void Cluster::OnConnected() {
   isConnected_ = true;
   saidLost_ = false;
   changes_.clear();
-  spdlog::info("node {} of cluster {}: the bus stands", settings_.name, settings_.cluster);
+  LogInfo("bus_up", "node {} of cluster {}: the bus stands", settings_.name, settings_.cluster);
   SendNow("", {"hello"});
   for (Words& piece : Snapshot()) SendNow("", std::move(piece));
 }
@@ -153,7 +153,7 @@ void Cluster::OnLost(const std::string& why) {
   directory_.ForgetAll();
   changes_.clear();
   if (std::exchange(saidLost_, true)) return;
-  spdlog::warn("node {}: no bus, so that it goes on alone: {}", settings_.name, why);
+  LogWarning("bus_lost", "node {}: no bus, so that it goes on alone: {}", settings_.name, why);
 }
 
 void Cluster::OnWord(const std::string& bytes) {
@@ -165,17 +165,18 @@ void Cluster::OnWord(const std::string& bytes) {
     return;
   }
   if (word == "bye") {
-    spdlog::info("node {} has stopped", name);
+    LogInfo("node_stopped", "node {} has stopped", name);
     return directory_.Forget(name);
   }
   NodeDirectory::Node* node = directory_.Find(name);
   if (node == nullptr || node->start != start) {
     node = directory_.Enter(name, start);
     if (node == nullptr) {
-      if (!std::exchange(saidFull_, true)) spdlog::error("there are too many nodes for {}", name);
+      if (!std::exchange(saidFull_, true))
+        LogError("node_refused", "there are too many nodes for {}", name);
       return;
     }
-    spdlog::info("node {} is there", name);
+    LogInfo("node_there", "node {} is there", name);
   }
   node->silentTicks = 0;
   OnWordOf(name, *node, *words);
@@ -219,8 +220,8 @@ void Cluster::TakeAll(NodeDirectory::Node& node, const Words& words) {
 
 void Cluster::SayTwin() {
   if (std::exchange(saidTwin_, true)) return;
-  spdlog::error("another node of cluster {} is named {}, too: neither hears the other",
-                settings_.cluster, settings_.name);
+  LogError("node_twin", "another node of cluster {} is named {}, too: neither hears the other",
+           settings_.cluster, settings_.name);
 }
 
 // --- Orders ---

@@ -53,7 +53,10 @@ void SendQueuedPush(Host& host) {
     if (!line.empty()) text += "p|" + line;
   }
   if (text.empty()) return;
-  host.outgoing.SendPush(host.PushUrl, text);
+  host.outgoing.SendPush(
+      host.PushUrl, text,
+      [&queue = host.PushQueue, count = host.PushQueue.lines().size()](
+          const HttpResponse& response) { queue.NoteResult(count, response.ok, response.status); });
   host.PushQueue.Clear();
 }
 

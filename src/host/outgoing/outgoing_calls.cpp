@@ -130,11 +130,12 @@ void OutgoingCalls::RestartByShell(int32_t number) {
   commands_.Start(CommandFor(name, settings_.startCommand));
 }
 
-void OutgoingCalls::SendPush(const std::string& PushUrl, const std::string& text) {
+void OutgoingCalls::SendPush(const std::string& PushUrl, const std::string& text,
+                             HttpClient::OnEnd onEnd) {
   HttpRequest request;
   request.url = UrlEncodeUtf8(PushUrl + "?bigdata=" + text);
   request.timeoutMs = kPushTimeoutMs;
-  http_.Send(std::move(request));
+  http_.Send(std::move(request), std::move(onEnd));
 }
 
 }  // namespace vnq

@@ -89,8 +89,8 @@ class OutgoingCalls {
   void RestartByShell(int32_t number);
 
   /// Hands queued notices to the push server by one GET of `<PushUrl>?bigdata=<text>`; nobody waits
-  /// for the answer. Yields: no.
-  void SendPush(const std::string& PushUrl, const std::string& text);
+  /// for the answer, and `onEnd` is told what came of it. Yields: no.
+  void SendPush(const std::string& PushUrl, const std::string& text, HttpClient::OnEnd onEnd = {});
 
  private:
   HttpClient& http_;

@@ -1,12 +1,16 @@
 // Mobile notifications that wait for the next push.
 #pragma once
 
+#include <fmt/format.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/net/repeated_warning.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 
@@ -15,7 +19,9 @@ class PushQueue {
  public:
   /// mostBytes: of all lines; further ones are dropped, which is said.
   PushQueue(EventLoop& loop, size_t mostBytes)
-      : mostBytes_(mostBytes), full_(loop, "a mobile notification is dropped") {}
+      : mostBytes_(mostBytes),
+        full_(loop, "a mobile notification is dropped", "push_dropped"),
+        failed_(loop, "push", "push_failed") {}
 
   void Add(std::string line) {
     if (bytes_ + line.size() > mostBytes_) {
@@ -24,6 +30,24 @@ class PushQueue {
     bytes_ += line.size();
     lines_.push_back(std::move(line));
   }
+
+  /// What came of a push of so many notifications. Those of one that failed are lost: nobody sends
+  /// them again.
+  void NoteResult(size_t count, bool answered, long status) {
+    const bool done = answered && status >= 200 && status < 300;
+    if (done) {
+      ++sent_;
+      return LogEvent("push_sent", spdlog::level::debug, "push: {} notifications sent", count);
+    }
+    ++failures_;
+    failed_.Note(answered
+                     ? fmt::format("{} notifications are lost, the answer was {}", count, status)
+                     : fmt::format("{} notifications are lost, no answer", count));
+  }
+
+  /// Pushes since the start that were answered well, and the others.
+  uint64_t sent() const { return sent_; }
+  uint64_t failures() const { return failures_; }
 
   bool empty() const { return lines_.empty(); }
   const std::vector<std::string>& lines() const { return lines_; }
@@ -36,7 +60,8 @@ class PushQueue {
  private:
   size_t mostBytes_;
   size_t bytes_ = 0;
-  RepeatedWarning full_;
+  uint64_t sent_ = 0, failures_ = 0;
+  RepeatedWarning full_, failed_;
   std::vector<std::string> lines_;
 };
 

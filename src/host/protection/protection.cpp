@@ -63,10 +63,10 @@ Protection::Protection(Host& host)
       addressRate_(PerSecond(settings_.addressRecordsPerSecond)),
       logins_(settings_),
       passwords_(settings_.hashPasswords ? std::make_unique<StoredPasswords>(host) : nullptr),
-      connectionRefused_(host.loop, "connection refused"),
-      recordRefused_(host.loop, "record refused"),
-      loginLocked_(host.loop, "login locked"),
-      receiptWithheld_(host.loop, "receipt withheld") {}
+      connectionRefused_(host.loop, "connection refused", "connection_refused"),
+      recordRefused_(host.loop, "record refused", "record_refused"),
+      loginLocked_(host.loop, "login locked", "login_locked"),
+      receiptWithheld_(host.loop, "receipt withheld", "receipt_withheld") {}
 
 int64_t Protection::Now() const {
   return host_.clock.MonotonicMs();

@@ -1,6 +1,7 @@
 #include "host/settings/ini_values.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "support/ascii_case.h"
 #include "support/numbers.h"
@@ -8,7 +9,7 @@
 namespace vnq {
 
 std::optional<std::string> IniValues::Find(std::string_view section, std::string_view key) const {
-  auto value = ok_ ? data_.Find(section, key) : std::nullopt;
+  auto value = ok() ? data_.Find(section, key) : std::nullopt;
   return value && !value->empty() ? value : std::nullopt;
 }
 
@@ -47,18 +48,22 @@ bool IniValues::Read(std::string_view section, std::string_view key, bool& varia
 
 void IniValues::KnowOnly(std::string_view section, std::span<const std::string_view> keys) {
   for (const std::string& key : data_.Keys(section)) {
-    if (!ok_ || std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
-    error_ = path_ + ": [" + std::string(section) + "] " + key + " is not a key of this section";
-    ok_ = false;
+    if (!ok() || std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
+    Tell(path_ + ": [" + std::string(section) + "] " + key + " is not a key of this section");
   }
+}
+
+void IniValues::Tell(std::string fault) {
+  if (faults_ != nullptr) return faults_->push_back(std::move(fault));
+  *error_ = std::move(fault);
+  ok_ = false;
 }
 
 void IniValues::Fail(std::string_view section, std::string_view key, std::string_view value,
                      std::string_view wanted) {
-  if (!ok_) return;
-  error_ = path_ + ": [" + std::string(section) + "] " + std::string(key) + "=" +
-           std::string(value) + " is not " + std::string(wanted);
-  ok_ = false;
+  if (!ok()) return;
+  Tell(path_ + ": [" + std::string(section) + "] " + std::string(key) + "=" + std::string(value) +
+       " is not " + std::string(wanted));
 }
 
 }  // namespace vnq

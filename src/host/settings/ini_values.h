@@ -1,4 +1,5 @@
-// The values of platform.ini, read into variables; the first that cannot be used ends the reading.
+// The values of platform.ini, read into variables; the first that cannot be used ends the reading,
+// or, for whoever wants to know of all that are wrong, leaves the default in its place.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +19,13 @@ class IniValues {
  public:
   /// path  of the file, for messages. error: gets the first fault, with file, key and value.
   IniValues(const std::string& path, const IniData& data, std::string& error)
-      : path_(path), data_(data), error_(error) {}
+      : path_(path), data_(data), error_(&error) {}
 
+  /// Goes on after a fault, and tells each.
+  IniValues(const std::string& path, const IniData& data, std::vector<std::string>& faults)
+      : path_(path), data_(data), faults_(&faults) {}
+
+  /// False when the reading has ended.
   bool ok() const { return ok_; }
 
   /// The value; nothing when the key is missing or empty.
@@ -43,9 +49,12 @@ class IniValues {
             std::string_view wanted);
 
  private:
+  void Tell(std::string fault);
+
   const std::string& path_;
   const IniData& data_;
-  std::string& error_;
+  std::string* error_ = nullptr;
+  std::vector<std::string>* faults_ = nullptr;
   bool ok_ = true;
 };
 

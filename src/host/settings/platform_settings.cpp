@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 
 #include "host/settings/ini_values.h"
@@ -17,6 +18,7 @@ constexpr int kHighestCodePage = 65535;
 constexpr int kLongestTimeoutS = 3600;
 constexpr int kLongestBusyTimeoutMs = 600000;
 constexpr int kHighestLimitMb = 65536;
+constexpr int kSlowestMs = 3'600'000;
 
 bool IsIpv4Address(std::string_view text) {
   int numbers = 0;
@@ -45,28 +47,39 @@ void ReadAddress(IniValues& reader, std::string_view section, std::string& addre
   reader.Fail(section, "bind_address", address, "an IPv4 address");
 }
 
-void ReadDurability(IniValues& reader, SqlDurability& durability) {
+// One of several words, by its place among them.
+std::optional<size_t> ReadWord(IniValues& reader, std::string_view section, std::string_view key,
+                               std::initializer_list<std::string_view> words) {
   std::string value;
-  if (!reader.Read("database", "durability", value)) return;
-  if (value == "receipt") {
-    durability = SqlDurability::kReceipt;
-  } else if (value == "commit") {
-    durability = SqlDurability::kCommit;
-  } else if (value == "none") {
-    durability = SqlDurability::kNone;
-  } else {
-    reader.Fail("database", "durability", value, "one of receipt, commit, none");
+  if (!reader.Read(section, key, value)) return std::nullopt;
+  const auto found = std::find(words.begin(), words.end(), value);
+  if (found != words.end()) return static_cast<size_t>(found - words.begin());
+  std::string wanted = "one of";
+  for (const std::string_view word : words) {
+    wanted.append(word == *words.begin() ? " " : ", ").append(word);
   }
+  reader.Fail(section, key, value, wanted);
+  return std::nullopt;
+}
+
+void ReadDurability(IniValues& reader, SqlDurability& durability) {
+  constexpr SqlDurability kDurabilities[] = {SqlDurability::kReceipt, SqlDurability::kCommit,
+                                             SqlDurability::kNone};
+  const auto word = ReadWord(reader, "database", "durability", {"receipt", "commit", "none"});
+  if (word) durability = kDurabilities[*word];
 }
 
 void ReadCommit(IniValues& reader, SqlCommit& commit) {
-  std::string value;
-  if (!reader.Read("database", "commit", value)) return;
-  if (value == "turn" || value == "statement") {
-    commit = value == "turn" ? SqlCommit::kTurn : SqlCommit::kStatement;
-  } else {
-    reader.Fail("database", "commit", value, "one of turn, statement");
+  const auto word = ReadWord(reader, "database", "commit", {"turn", "statement"});
+  if (word) commit = *word == 0 ? SqlCommit::kTurn : SqlCommit::kStatement;
+}
+
+void ReadLog(IniValues& reader, LogSettings& log) {
+  if (ReadWord(reader, "log", "level", {"debug", "info", "warning", "error"})) {
+    reader.Read("log", "level", log.level);
   }
+  if (ReadWord(reader, "log", "format", {"text", "json"})) reader.Read("log", "format", log.format);
+  reader.Read("log", "slow_ms", 0, kSlowestMs, log.slowMs);
 }
 
 void ReadDatabase(IniValues& reader, PlatformSettings& settings) {
@@ -106,6 +119,25 @@ std::string ReadFile(const std::string& path) {
   return bytes;
 }
 
+PlatformSettings ReadAll(IniValues& reader, std::string_view localeName) {
+  PlatformSettings settings;
+  settings.languageId = LanguageIdOfLocale(localeName);
+  ReadLocale(reader, settings);
+  ReadAddress(reader, "network", settings.bindAddress);
+  ReadDatabase(reader, settings);
+  ReadLimits(reader, settings.limits);
+  ReadDrives(reader, settings.drives);
+  ReadLog(reader, settings.log);
+  ReadAddress(reader, "metrics", settings.metricsAddress);
+  reader.Read("metrics", "port", 0, 65535, settings.metricsPort);
+  ReadProtection(reader, settings.protection);
+  ReadNodes(reader, settings.nodes);
+  ReadListeners(reader, settings.bindAddress, settings.listeners);
+  reader.Read("services", "stop_command", settings.stopCommand);
+  reader.Read("services", "start_command", settings.startCommand);
+  return settings;
+}
+
 }  // namespace
 
 std::string SystemLocaleName() {
@@ -137,21 +169,17 @@ std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
                                                      std::string& error) {
   const IniData data = IniData::Parse(ReadFile(path));
   IniValues reader(path, data, error);
-  PlatformSettings settings;
-  settings.languageId = LanguageIdOfLocale(localeName);
-  ReadLocale(reader, settings);
-  ReadAddress(reader, "network", settings.bindAddress);
-  ReadDatabase(reader, settings);
-  ReadLimits(reader, settings.limits);
-  ReadDrives(reader, settings.drives);
-  ReadAddress(reader, "metrics", settings.metricsAddress);
-  reader.Read("metrics", "port", 0, 65535, settings.metricsPort);
-  ReadProtection(reader, settings.protection);
-  ReadNodes(reader, settings.nodes);
-  ReadListeners(reader, settings.bindAddress, settings.listeners);
-  reader.Read("services", "stop_command", settings.stopCommand);
-  reader.Read("services", "start_command", settings.startCommand);
+  PlatformSettings settings = ReadAll(reader, localeName);
   return reader.ok() ? std::optional(std::move(settings)) : std::nullopt;
+}
+
+PlatformSettings ReadUsablePlatformSettings(const std::string& path, std::string_view localeName,
+                                            std::vector<std::string>& faults) {
+  const IniData data = IniData::Parse(ReadFile(path));
+  IniValues reader(path, data, faults);
+  PlatformSettings settings = ReadAll(reader, localeName);
+  if (!IsIpv4Address(settings.bindAddress)) settings.bindAddress = PlatformSettings().bindAddress;
+  return settings;
 }
 
 bool ApplyOverrides(const PlatformOverrides& overrides, PlatformSettings& settings,
@@ -161,6 +189,8 @@ bool ApplyOverrides(const PlatformOverrides& overrides, PlatformSettings& settin
     return false;
   }
   if (overrides.bindAddress) settings.bindAddress = *overrides.bindAddress;
+  if (overrides.logLevel) settings.log.level = *overrides.logLevel;
+  if (overrides.logFormat) settings.log.format = *overrides.logFormat;
   if (overrides.languageId) settings.languageId = *overrides.languageId;
   settings.codePageIsGiven = settings.codePageIsGiven || overrides.codePage;
   if (overrides.codePage) settings.codePage = *overrides.codePage;

@@ -24,6 +24,13 @@ struct LimitSettings {
   int pushMb = 4;       ///< of notifications that wait for the next push; further ones are dropped
 };
 
+/// What the log tells; the file can be read again for it while the server runs.
+struct LogSettings {
+  std::string level = "info";   ///< debug, info, warning, error
+  std::string format = "text";  ///< text or json
+  int slowMs = 1000;  ///< what keeps everything else from running for so long is told; 0: nothing
+};
+
 struct PlatformSettings {
   // [locale]
   int languageId = 0;            ///< the system default locale identifier
@@ -46,6 +53,8 @@ struct PlatformSettings {
 
   LimitSettings limits;  ///< [limits]
 
+  LogSettings log;  ///< [log]
+
   // [metrics]; for a monitoring system
   std::string metricsAddress = "127.0.0.1";
   int metricsPort = 0;  ///< 0: there is no such listener
@@ -62,6 +71,7 @@ struct PlatformSettings {
 struct PlatformOverrides {
   std::optional<int> languageId, codePage;
   std::optional<std::string> bindAddress;
+  std::optional<std::string> logLevel, logFormat;
 };
 
 /// The name of the machine's locale: LC_ALL, or LANG when that is unset or empty.
@@ -82,6 +92,11 @@ std::string PlatformIniPath(std::string_view appPath);
 std::optional<PlatformSettings> ReadPlatformSettings(const std::string& path,
                                                      std::string_view localeName,
                                                      std::string& error);
+
+/// The same with the default in the place of each value that cannot be used; `faults` gets a line
+/// for each of them.
+PlatformSettings ReadUsablePlatformSettings(const std::string& path, std::string_view localeName,
+                                            std::vector<std::string>& faults);
 
 /// Puts the command line's values over the file's. A code page that nothing gives follows the
 /// language. False, with the argument and its value in `error`, for a value that cannot be used.

@@ -1,5 +1,8 @@
 #include "host/slots/dispatcher.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <new>
 
@@ -50,6 +53,15 @@ int CommandRow::FieldCount() const {
   return static_cast<int>(std::count(fields.begin(), fields.end(), '|')) + 1;
 }
 
+std::string CommandRow::Masked(std::string_view record) const {
+  const std::vector<std::string> names = SplitText(fields, "|");
+  std::vector<std::string> parts = SplitText(record, "|");
+  for (size_t i = 1; i < parts.size() && i <= names.size(); ++i) {
+    if (names[i - 1].find("password") != std::string::npos) parts[i] = "***";
+  }
+  return fmt::format("{}", fmt::join(parts, "|"));
+}
+
 Dispatcher::Dispatcher(std::span<const CommandRow> commands, SlotArray Host::*slots, bool splits,
                        PendingRecords Host::*pending)
     : commands_(commands),
@@ -93,18 +105,25 @@ void Dispatcher::RunRecord(Host& host, const std::string& text, SlotIndex slot,
   if (host.protection && !host.protection->AdmitsRecord(text.size(), remoteIp)) return;
   Fields fields = Fields::Split(text);
   const CommandRow* row = Find(fields[0]);
+  Trace(host, row, text, slot);
   if (row == nullptr) {
     CarryOver(host, text, slot, remoteIp);
-    return;
+  } else if (Admits(host, *row, fields, slot, remoteIp)) {
+    RunComplete(host, *row, text, fields, slot, remoteIp);
   }
-  if (!Admits(host, *row, fields, slot, remoteIp)) return;
-  if (row->needsHash && !text.ends_with('#')) {
+  if (host.trace.IsOn() && IsMainPort()) host.trace.NoteDone(host.SckServer.Tag(slot), slot);
+}
+
+// Without the '#' that its row asks for the record waits.
+void Dispatcher::RunComplete(Host& host, const CommandRow& row, const std::string& text,
+                             Fields& fields, SlotIndex slot, const std::string& remoteIp) {
+  if (row.needsHash && !text.ends_with('#')) {
     (host.*pending_).Set(slot, text);
   } else {
-    RunCommand(host, *row, fields, slot, remoteIp);
-    if (WantsReceipt(*row, fields)) AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
+    RunCommand(host, row, fields, slot, remoteIp);
+    if (WantsReceipt(row, fields)) AppendReceipt(host, slot, row.receipt, fields[1], fields[5]);
   }
-  if (row->onWord != nullptr) row->onWord(host, fields, slot, remoteIp);
+  if (row.onWord != nullptr) row.onWord(host, fields, slot, remoteIp);
 }
 
 // Text that is no command goes on with the slot's unfinished record.
@@ -119,12 +138,27 @@ void Dispatcher::CarryOver(Host& host, const std::string& text, SlotIndex slot,
   if (!pending.ends_with('#')) return;
   Fields fields = Fields::Split(pending);
   const CommandRow* row = Find(fields[0]);
+  if (row != nullptr) Trace(host, row, pending, slot);
   if (row != nullptr && row->needsHash && Admits(host, *row, fields, slot, remoteIp)) {
     RunCommand(host, *row, fields, slot, remoteIp);
     if (WantsReceiptAfterCarryOver(*row, fields))
       AppendReceipt(host, slot, row->receipt, fields[1], fields[5]);
   }
   (host.*pending_).Clear(slot);
+}
+
+bool Dispatcher::IsMainPort() const {
+  return slots_ == &Host::SckServer;
+}
+
+void Dispatcher::Trace(Host& host, const CommandRow* row, std::string_view text,
+                       SlotIndex slot) const {
+  if (!host.trace.IsOn() || !IsMainPort()) return;
+  const std::string& tag = host.SckServer.Tag(slot);
+  if (row != nullptr) return host.trace.NoteIn(tag, slot, row->Masked(text));
+  // A piece of a record may hold anything, a password too.
+  host.trace.NoteIn(tag, slot,
+                    fmt::format("{} bytes that are no command by themselves", text.size()));
 }
 
 bool Dispatcher::Admits(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot,

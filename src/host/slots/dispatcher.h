@@ -39,6 +39,9 @@ struct CommandRow {
 
   /// How many fields there are to be read.
   int FieldCount() const;
+
+  /// A record of this row for a log: a field that `fields` calls a password is "***".
+  std::string Masked(std::string_view record) const;
 };
 
 /// How often a row's handler ran, and how many statements were skipped while it did; for tests and
@@ -75,10 +78,15 @@ class Dispatcher {
 
  private:
   void RunRecord(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp);
+  void RunComplete(Host& host, const CommandRow& row, const std::string& text, Fields& fields,
+                   SlotIndex slot, const std::string& remoteIp);
+  bool IsMainPort() const;
   bool Admits(Host& host, const CommandRow& row, const Fields& fields, SlotIndex slot,
               const std::string& remoteIp) const;
   void RunCommand(Host& host, const CommandRow& row, Fields& fields, SlotIndex slot,
                   const std::string& remoteIp);
+  /// For those who follow the sender; row: null where the text is no command by itself.
+  void Trace(Host& host, const CommandRow* row, std::string_view text, SlotIndex slot) const;
   void CarryOver(Host& host, const std::string& text, SlotIndex slot, const std::string& remoteIp);
 
   std::span<const CommandRow> commands_;

@@ -22,7 +22,7 @@ class PendingRecords {
   };
 
   PendingRecords(EventLoop& loop, Limits limits)
-      : limits_(limits), dropped_(loop, "an unfinished record is dropped") {}
+      : limits_(limits), dropped_(loop, "an unfinished record is dropped", "record_dropped") {}
 
   /// Empty when nothing waits. Valid until the next change of any slot's.
   const std::string& operator[](SlotIndex slot) { return records_[slot]; }

@@ -12,6 +12,10 @@ Expr MobileTag(const Expr& userId) {
   return Join(userId, "m");
 }
 
+void Trace(Host& host, SlotIndex slot, const Expr& text) {
+  if (host.trace.IsOn()) host.trace.NoteOut(host.SckServer.Tag(slot), slot, text.text());
+}
+
 void YieldThenTellTag(Host& host, const Expr& tag, const Expr& text) {
   host.loop.Yield();
   const SlotIndex slot = host.SckServer.FirstConnected(tag);
@@ -40,11 +44,13 @@ void SendRecord(Host& host, SlotIndex slot, const Expr& text) {
 
 void SendRecord(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text) {
   if (Skips("SendRecord", text)) return;
+  if (&slots == &host.SckServer) Trace(host, slot, text);
   slots.Send(slot, Base64EncodeText(host.page, text.text()));
 }
 
 void SharedRecord::Send(Host& host, SlotIndex slot) {
   if (Skips("SendRecord", text_)) return;
+  Trace(host, slot, text_);
   if (!wire_) wire_ = host.SckServer.Share(Base64EncodeText(host.page, text_.text()));
   host.SckServer.Send(slot, wire_);
 }

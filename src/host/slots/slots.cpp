@@ -6,16 +6,21 @@
 #include <limits>
 
 #include "host/values/skipped.h"
+#include "platform/system/event_log.h"
+#include "support/printable.h"
 
 namespace vnq {
 namespace {
 const std::string kNothing;
+constexpr size_t kLongestTagSaid = 64;
 }  // namespace
 
 SlotArray::SlotArray(EventLoop& loop, std::string name, bool clearsTag,
                      std::shared_ptr<ConnectionBudget> budget)
     : loop_(loop),
-      full_(loop, name + ": no slot left"),
+      name_(std::move(name)),
+      full_(loop, name_ + ": no slot left", "slots_full"),
+      ends_(loop, name_ + ": ends of connections", kEndsSaidAMinute),
       clearsTag_(clearsTag),
       budget_(std::move(budget)),
       slots_(1) {
@@ -92,10 +97,22 @@ SlotIndex SlotArray::Accept(AcceptedSocket request) {
 void SlotArray::PeerClosed(SlotIndex slot, const TcpConnection* connection) {
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.connection.get() != connection) return;
-  spdlog::debug("the peer at {} has left after {} s", entry.remoteHostIp,
-                (loop_.NowMs() - entry.acceptedMs) / 1000);
+  SayEnded(entry, "by the peer");
   SetState(slot, SocketState::kClosing);
   entry.connection.reset();
+}
+
+// Those without a name are beyond counting: scans, and what reloads a web page.
+void SlotArray::SayEnded(const Slot& slot, std::string_view how) {
+  if (!slot.connection) return;
+  const int64_t seconds = (loop_.NowMs() - slot.acceptedMs) / 1000;
+  if (slot.tag.empty()) {
+    spdlog::debug("{}: connection from {} ended after {} s, {}", name_, slot.remoteHostIp, seconds,
+                  how);
+  } else if (ends_.Admits()) {
+    LogInfo("disconnected", "{}: connection of {} from {} ended after {} s, {}", name_,
+            Printable(slot.tag, kLongestTagSaid), slot.remoteHostIp, seconds, how);
+  }
 }
 
 SocketState SlotArray::State(SlotIndex slot) const {
@@ -112,6 +129,7 @@ void SlotArray::SetTag(SlotIndex slot, const Expr& tag) {
   if (entry.tag == tag.text()) return;
   const bool isTold = onNamed_ && IsConnected(slot);
   if (isTold) TellNamed(slot, false);
+  if (tag.text().empty()) SayEnded(entry, "with its session");
   LeaveTag(slot, entry.tag);
   entry.tag = tag.text();
   EnterTag(slot, entry.tag);
@@ -161,6 +179,7 @@ void SlotArray::LetOthersRun(SlotIndex slot) {
 void SlotArray::Close(SlotIndex slot) {
   if (!Exists(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
+  SayEnded(entry, "by the server");
   if (entry.connection) entry.connection->Close();
   entry.connection.reset();
   SetState(slot, SocketState::kClosed);
@@ -169,6 +188,7 @@ void SlotArray::Close(SlotIndex slot) {
 void SlotArray::Lose(SlotIndex slot) {
   if (!IsConnected(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
+  SayEnded(entry, "by the server");
   entry.connection->Close();
   entry.connection.reset();
   SetState(slot, SocketState::kClosing);

@@ -18,6 +18,7 @@
 
 #include "host/slots/slot_bits.h"
 #include "host/values/expr.h"
+#include "platform/net/line_quota.h"
 #include "platform/net/repeated_warning.h"
 #include "platform/net/tcp.h"
 
@@ -90,6 +91,8 @@ class SlotArray {
  public:
   /// Run as a handler for each arrival, with all bytes that one read gave. Yields: may.
   using OnArrival = std::function<void(SlotIndex slot, std::string bytes)>;
+
+  static constexpr int kEndsSaidAMinute = 600;
 
   /// name: for diagnostics. clearsTag: a reused slot loses the tag of its previous peer at
   /// acceptance.
@@ -192,9 +195,12 @@ class SlotArray {
   void TellNamed(SlotIndex slot, bool isThere);
   SlotIndex FirstUnnamed(SlotIndex except) const;
   void PeerClosed(SlotIndex slot, const TcpConnection* connection);
+  void SayEnded(const Slot& slot, std::string_view how);
 
   EventLoop& loop_;
+  std::string name_;
   RepeatedWarning full_;
+  LineQuota ends_;
   bool clearsTag_;
   std::shared_ptr<ConnectionBudget> budget_;
   OnArrival onArrival_;

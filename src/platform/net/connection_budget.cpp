@@ -45,7 +45,13 @@ void ConnectionBudget::NoteGivenUp(const std::string& peer, size_t unsentBytes) 
 void ConnectionBudget::RemoveArrived(size_t bytes) {
   allArrived_ -= bytes;
   if (waiting_.empty() || allArrived_ > limits_.allArrivedBytes / 2) return;
-  for (Holder* holder : std::exchange(waiting_, {})) holder->ReadOn();
+  std::vector<std::pair<uint64_t, Holder*>> longestFirst;
+  longestFirst.reserve(waiting_.size());
+  for (const auto& [holder, since] : std::exchange(waiting_, {})) {
+    longestFirst.emplace_back(since, holder);
+  }
+  std::sort(longestFirst.begin(), longestFirst.end());
+  for (const auto& [since, holder] : longestFirst) holder->ReadOn();
 }
 
 void ConnectionBudget::Forget(Holder& holder) {

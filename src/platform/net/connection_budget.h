@@ -6,8 +6,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -40,7 +42,8 @@ class ConnectionBudget : public std::enable_shared_from_this<ConnectionBudget> {
 
   /// The loop outlives the object.
   ConnectionBudget(EventLoop& loop, ConnectionLimits limits)
-      : limits_(limits), slow_(loop, "a connection is ended that does not take what is sent") {}
+      : limits_(limits),
+        slow_(loop, "a connection is ended that does not take what is sent", "connection_slow") {}
 
   const ConnectionLimits& limits() const { return limits_; }
 
@@ -68,8 +71,8 @@ class ConnectionBudget : public std::enable_shared_from_this<ConnectionBudget> {
     return allArrived_ < limits_.allArrivedBytes * (held == 0 ? 2 : 1);
   }
 
-  /// Has the holder told once when there is room.
-  void WaitForRoom(Holder& holder) { waiting_.insert(&holder); }
+  /// Has the holder told once when there is room, behind those that have waited longer.
+  void WaitForRoom(Holder& holder) { waiting_.try_emplace(&holder, ++waits_); }
 
   size_t AllArrived() const { return allArrived_; }
 
@@ -83,8 +86,9 @@ class ConnectionBudget : public std::enable_shared_from_this<ConnectionBudget> {
   RepeatedWarning slow_;
   size_t allUnsent_ = 0, allArrived_ = 0;
   bool ending_ = false;
-  std::unordered_set<Holder*> behind_;   // with something to send
-  std::unordered_set<Holder*> waiting_;  // for room
+  std::unordered_set<Holder*> behind_;             // with something to send
+  std::unordered_map<Holder*, uint64_t> waiting_;  // for room; who waits longer has less
+  uint64_t waits_ = 0;
 };
 
 }  // namespace vnq

@@ -157,6 +157,7 @@ EventLoop::~EventLoop() {
   std::exchange(leaving_, {});
   std::exchange(waitingForRoom_, {});
   std::exchange(firstsWaiting_, {});
+  std::exchange(largeStarts_, {});
   std::exchange(ready_, {});
   close(epoll_);
 }
@@ -166,6 +167,29 @@ EventLoop::~EventLoop() {
 void EventLoop::StartHandler(Task task) {
   ++liveHandlers_;
   ready_.push_back({nullptr, std::move(task), true});
+}
+
+bool EventLoop::StartHandler(Task task, size_t bytes) {
+  if (bytes > kFewBytes && (bytesLeft_ == 0 || !largeStarts_.empty())) {
+    largeStarts_.push_back({std::move(task), bytes});
+    ++liveHandlers_;
+    return false;
+  }
+  StartHandler(std::move(task));
+  if (bytes > kFewBytes) bytesLeft_ -= std::min(bytesLeft_, bytes);
+  return true;
+}
+
+// Of those that wait, as many as a turn begins.
+void EventLoop::StartLargeOnes() {
+  while (!largeStarts_.empty() && bytesLeft_ > 0) {
+    LargeStart& first = largeStarts_.front();
+    ready_.emplace_back();  // without memory for it the first one stays the first
+    ready_.back().task = std::move(first.task);
+    ready_.back().yields = true;
+    bytesLeft_ -= std::min(bytesLeft_, first.bytes);
+    largeStarts_.pop_front();
+  }
 }
 
 void EventLoop::Enqueue(Task step) {
@@ -321,6 +345,7 @@ void EventLoop::DestroyHandler(Handler* handler) {
 
 void EventLoop::UnwindHandlers() {
   ready_.clear();
+  largeStarts_.clear();
   waitingForRoom_.clear();
   firstsWaiting_.clear();
   late_ = nullptr;
@@ -461,6 +486,8 @@ void EventLoop::Poll(int waitMs) {
 
 bool EventLoop::Turn(int waitMs) {
   Settle();
+  bytesLeft_ = kBytesPerTurn;
+  if (!largeStarts_.empty()) RunTask([this] { StartLargeOnes(); });
   const int busyWaitMs = std::exchange(starved_, false) ? kStarvedMs : 0;
   Poll(ready_.empty() && late_ == nullptr ? WaitUntilTimer(waitMs) : busyWaitMs);
   settledMs_ = polledMs_;

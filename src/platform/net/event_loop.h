@@ -51,6 +51,14 @@ class EventLoop {
   /// Puts a handler at the tail of the ready queue. It may yield.
   void StartHandler(Task task);
 
+  /// The same for a handler that begins with much to read: so many bytes. Where this turn of the
+  /// loop has begun enough of them it waits for a later turn, so that whatever else is ready runs
+  /// in between. False: it waits.
+  bool StartHandler(Task task, size_t bytes);
+
+  static constexpr size_t kFewBytes = 4096;            ///< that wait for nobody
+  static constexpr size_t kBytesPerTurn = 256 * 1024;  ///< to begin with; one handler may have more
+
   /// Puts a short step at the tail of the ready queue; it runs on the loop's own stack and must not
   /// yield.
   void Enqueue(Task step);
@@ -172,6 +180,10 @@ class EventLoop {
     Task task;
     bool yields = false;  // the task wants a stack of its own
   };
+  struct LargeStart {
+    Task task;
+    size_t bytes = 0;
+  };
   struct WatchEntry {
     Watcher* watcher = nullptr;
     uint32_t generation = 0;
@@ -189,6 +201,7 @@ class EventLoop {
   void FireTimers();
   void RunReady();
   void RunItem(ReadyItem& item);
+  void StartLargeOnes();
   void RunTask(const Task& step);
   bool StartOnStack(ReadyItem& item);
   void GoOnLater(Handler* handler) noexcept;
@@ -213,6 +226,8 @@ class EventLoop {
   int unsettledYields_ = 0;
   int64_t polledMs_ = 0, settledMs_ = 0;
   std::deque<ReadyItem> ready_;
+  std::deque<LargeStart> largeStarts_;  // for later turns
+  size_t bytesLeft_ = kBytesPerTurn;    // of this turn
   std::deque<Task> waitingForRoom_, firstsWaiting_;
   Handler* late_ = nullptr;          // ready ones that there was no memory to queue
   bool starved_ = false;             // a handler found no memory for its stack in this turn

@@ -44,6 +44,7 @@ struct Transfer {
   std::string requestBody;
   HttpResponse response;
   EventLoop::Handler* waiting = nullptr;  // null: nobody wants the answer
+  HttpClient::OnEnd onEnd;                // may be empty
   EventLoop::TimerId timeout = 0;
   bool ended = false;
 };
@@ -240,6 +241,7 @@ void HttpClient::Transfers::End(Transfer* running, CURLcode code) {
   Drop(transfer);
   transfer->ended = true;
   if (transfer->waiting != nullptr) loop_.Wake(transfer->waiting);
+  if (transfer->onEnd) transfer->onEnd(transfer->response);
 }
 
 int HttpClient::Transfers::OnSocket(CURL* easy, curl_socket_t descriptor, int what, void* self,
@@ -331,8 +333,13 @@ HttpResponse HttpClient::Perform(HttpRequest request) {
   return std::move(waiting.transfer->response);
 }
 
-void HttpClient::Send(HttpRequest request) {
-  transfers_->Start(std::move(request), nullptr);
+void HttpClient::Send(HttpRequest request, OnEnd onEnd) {
+  const auto transfer = transfers_->Start(std::move(request), nullptr);
+  if (transfer) {
+    transfer->onEnd = std::move(onEnd);
+  } else if (onEnd) {
+    onEnd({});
+  }
 }
 
 size_t HttpClient::InFlight() const {

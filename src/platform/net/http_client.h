@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -50,8 +51,12 @@ class HttpClient {
   /// Only in a handler. Yields: yes.
   HttpResponse Perform(HttpRequest request);
 
-  /// Sends a request and forgets it. Nobody learns of a failure. Yields: no.
-  void Send(HttpRequest request);
+  /// What came of a request; its body and content type are left out.
+  using OnEnd = std::function<void(const HttpResponse& response)>;
+
+  /// Sends a request and forgets it. `onEnd`, which must not yield, is told when it has come to its
+  /// end, at once for an address that is none; not told when this object goes before. Yields: no.
+  void Send(HttpRequest request, OnEnd onEnd = {});
 
   /// Requests that have not come to their end.
   size_t InFlight() const;

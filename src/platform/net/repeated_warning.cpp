@@ -1,6 +1,6 @@
 #include "platform/net/repeated_warning.h"
 
-#include <spdlog/spdlog.h>
+#include "platform/system/event_log.h"
 
 namespace vnq {
 
@@ -10,17 +10,17 @@ void RepeatedWarning::Note(std::string_view detail) {
     return;
   }
   lasts_ = true;
-  spdlog::warn("{}: {}", what_, detail);
+  LogWarning(event_, "{}: {}", what_, detail);
   round_ = loop_.RunAfter(kRoundMs, [this] { EndRound(); });
 }
 
 void RepeatedWarning::EndRound() {
   lasts_ = count_ > 0;
   if (lasts_) {
-    spdlog::warn("{}: {} more within a minute", what_, count_);
+    LogWarning(event_, "{}: {} more within a minute", what_, count_);
     round_ = loop_.RunAfter(kRoundMs, [this] { EndRound(); });
   } else {
-    spdlog::info("{}: over, not once in the last minute", what_);
+    LogInfo(event_, "{}: over, not once in the last minute", what_);
   }
   count_ = 0;
 }

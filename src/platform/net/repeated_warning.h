@@ -15,8 +15,10 @@ class RepeatedWarning {
  public:
   static constexpr int64_t kRoundMs = 60'000;
 
-  /// what  the trouble, in front of every line. The loop outlives the object.
-  RepeatedWarning(EventLoop& loop, std::string what) : loop_(loop), what_(std::move(what)) {}
+  /// what   the trouble, in front of every line. The loop outlives the object.
+  /// event  its name in the log, see LogEvent.
+  RepeatedWarning(EventLoop& loop, std::string what, const char* event = "trouble")
+      : loop_(loop), what_(std::move(what)), event_(event) {}
   ~RepeatedWarning() { loop_.StopTimer(round_); }
   RepeatedWarning(const RepeatedWarning&) = delete;
   RepeatedWarning& operator=(const RepeatedWarning&) = delete;
@@ -29,6 +31,7 @@ class RepeatedWarning {
 
   EventLoop& loop_;
   std::string what_;
+  const char* event_;
   bool lasts_ = false;
   uint64_t count_ = 0;  // since the last line
   EventLoop::TimerId round_ = 0;

@@ -7,12 +7,14 @@
 #include <netinet/tcp.h>
 #include <string.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <iterator>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace vnq {
@@ -294,6 +296,7 @@ void TcpConnection::DropArrivals() {
   for (const std::string& arrival : arrivals_) bytes += HeldBytes(arrival);
   arrivals_.clear();
   notBegun_ = 0;
+  waitsToBegin_ = false;
   waitingBytes_ = 0;
   heldBytes_ -= bytes;
   if (budget_) budget_->RemoveArrived(bytes);
@@ -362,14 +365,15 @@ void TcpConnection::WaitForHandlerRoom() {
 }
 
 void TcpConnection::StartArrivals() {
-  while (holds_ == 0 && static_cast<size_t>(notBegun_) < arrivals_.size() &&
+  while (holds_ == 0 && !waitsToBegin_ && static_cast<size_t>(notBegun_) < arrivals_.size() &&
          handlers_ < kMaxHandlers) {
     if (!MayStartHandler()) {
       WaitForHandlerRoom();
       break;
     }
-    loop_.StartHandler([self = shared_from_this()] { self->RunArrival(); });
-    waitingBytes_ -= std::next(arrivals_.begin(), notBegun_)->size();
+    const size_t bytes = std::next(arrivals_.begin(), notBegun_)->size();
+    waitsToBegin_ = !loop_.StartHandler([self = shared_from_this()] { self->RunArrival(); }, bytes);
+    waitingBytes_ -= bytes;
     ++handlers_;
     ++notBegun_;
   }
@@ -379,7 +383,7 @@ void TcpConnection::StartArrivals() {
 
 void TcpConnection::RunArrival() {
   if (arrivals_.empty()) return HandlerEnded(0);  // closed meanwhile
-  --notBegun_;
+  const bool hasWaited = --notBegun_ == 0 && std::exchange(waitsToBegin_, false);
   if (holds_ > 0) {  // in time another handler comes for it
     waitingBytes_ += std::next(arrivals_.begin(), notBegun_)->size();
     --handlers_;
@@ -387,6 +391,7 @@ void TcpConnection::RunArrival() {
   }
   std::string bytes = std::move(arrivals_.front());
   arrivals_.pop_front();
+  if (hasWaited) StartArrivals();  // what has waited behind it
   const size_t held = HeldBytes(bytes);
   if (events_.onArrival) {
     const auto onArrival = events_.onArrival;  // Close in the handler drops the event
@@ -506,9 +511,16 @@ void TcpConnection::Release() {
 bool TcpConnection::WantsToRead() {
   if (state_ == State::kLingering) return true;
   if (waitingBytes_ >= kMaxWaitingBytes || heldBytes_ >= kMaxHeldBytes) return false;
-  if (!budget_ || budget_->MayRead(heldBytes_)) return true;
+  if (!budget_ || budget_->MayRead(heldBytes_) || HasLittleToRead()) return true;
   budget_->WaitForRoom(*this);
   return false;
+}
+
+// Beside whatever others have filled the bound with, each peer's next small record fits.
+bool TcpConnection::HasLittleToRead() const {
+  int bytes = 0;
+  return heldBytes_ == 0 && ioctl(descriptor_, FIONREAD, &bytes) == 0 &&
+         static_cast<size_t>(bytes) <= EventLoop::kFewBytes;
 }
 
 void TcpConnection::UpdateWatch() {

@@ -187,6 +187,7 @@ class TcpConnection : private EventLoop::Watcher,
   void RunArrival();
   void HandlerEnded(size_t heldBytes);
   bool WantsToRead();
+  bool HasLittleToRead() const;
   void EndOfStream();
   void Linger();
   void Release();
@@ -201,6 +202,7 @@ class TcpConnection : private EventLoop::Watcher,
   bool givenUp_ = false;  // it was too far behind
   bool peerClosedTold_ = false;
   bool waitingForRoom_ = false;
+  bool waitsToBegin_ = false;  // the last handler started, for a later turn
   bool writingShut_ = false;
   bool countsAsUnsent_ = false;
   uint32_t watched_ = 0;

@@ -123,6 +123,13 @@ class TlsFilter final : public StreamFilter {
   std::string unsent_, fault_;
 };
 
+// From one moment to another; null is now.
+int64_t SecondsBetween(const ASN1_TIME* from, const ASN1_TIME* to) {
+  int days = 0, seconds = 0;
+  ASN1_TIME_diff(&days, &seconds, from, to);
+  return int64_t{days} * 86'400 + seconds;
+}
+
 bool IsAddress(const std::string& host) {
   char bytes[16];
   return inet_pton(AF_INET, host.c_str(), bytes) == 1 ||
@@ -152,6 +159,14 @@ std::unique_ptr<StreamFilter> TlsServer::Filter() const {
   auto filter = std::make_unique<TlsFilter>(context_.get());
   SSL_set_accept_state(filter->ssl());
   return filter;
+}
+
+int64_t TlsServer::SecondsSinceBegin() const {
+  return SecondsBetween(X509_get0_notBefore(SSL_CTX_get0_certificate(context_.get())), nullptr);
+}
+
+int64_t TlsServer::SecondsToEnd() const {
+  return SecondsBetween(nullptr, X509_get0_notAfter(SSL_CTX_get0_certificate(context_.get())));
 }
 
 bool TlsClient::Load(const TlsTrust& trust, std::string& error) {

@@ -1,6 +1,7 @@
 // TLS 1.2 and 1.3 as a filter of a stream. One TLS record is one arrival.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -20,6 +21,11 @@ class TlsServer {
 
   /// A filter for one connection. Only after a Load.
   std::unique_ptr<StreamFilter> Filter() const;
+
+  /// Seconds since the certificate holds and until it ends, by the machine's clock; below 0: it
+  /// does not hold yet, it has ended. Only after a Load.
+  int64_t SecondsSinceBegin() const;
+  int64_t SecondsToEnd() const;
 
  private:
   std::shared_ptr<ssl_ctx_st> context_;

@@ -1,10 +1,9 @@
 #include "platform/sql/server_availability.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 
 #include "platform/net/clock.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 
@@ -14,14 +13,15 @@ int64_t ServerAvailability::NowMs() const {
 
 void ServerAvailability::NoteLost(std::string why, int64_t spentMs) {
   nextAttemptMs_ = NowMs() + std::max(kBackOffMs, spentMs);
-  if (why_.empty()) spdlog::error("{}: {}; statements fail until it can be used", name_, why);
+  if (why_.empty())
+    LogError("database_unavailable", "{}: {}; statements fail until it can be used", name_, why);
   why_ = why.empty() ? "lost" : std::move(why);
 }
 
 void ServerAvailability::NoteWorking() {
   if (why_.empty()) return;
   why_.clear();
-  spdlog::info("{}: statements run again", name_);
+  LogInfo("database_back", "{}: statements run again", name_);
 }
 
 }  // namespace vnq

@@ -74,7 +74,7 @@ enum class SqlTrouble {
   kReadOnly,     ///< it may only be read
   kWriteFailed,  ///< the system refused a write
   kForbidden,    ///< its user has not the right to
-  kMissing,      ///< a write named a table or a column that is not there
+  kMissing,      ///< a table or a column is not there
   kUnavailable,  ///< it cannot be reached; the driver says in the log when that begins and ends
 };
 

@@ -45,23 +45,32 @@ class PriorityFlag : public spdlog::custom_flag_formatter {
   }
 };
 
-/// {"time":"2026-01-02T03:04:05.678","level":"info","message":"..."}
+/// {"time":"2026-01-02T03:04:05.678","level":"info","event":"ready","message":"..."}
 class JsonFormatter : public spdlog::formatter {
  public:
+  explicit JsonFormatter(bool isForJournal) : isForJournal_(isForJournal) {}
+
   void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override {
+    if (isForJournal_) Append(std::string{'<', Priority(message.level), '>'}, line);
     spdlog::memory_buf_t head;
     head_.format(message, head);
     line.append(head.data(), head.data() + head.size());
-    const std::string text = WriteJson(JsonValue(std::string(AsView(message.payload))));
-    line.append(text.data(), text.data() + text.size());
-    for (const char c : {'}', '\n'}) line.push_back(c);
+    // Lines that nobody named are for developers.
+    const char* event = message.source.empty() ? "other" : message.source.funcname;
+    Append(std::string(R"("event":")") + event + R"(","message":)", line);
+    Append(WriteJson(JsonValue(std::string(AsView(message.payload)))) + "}\n", line);
   }
   std::unique_ptr<spdlog::formatter> clone() const override {
-    return std::make_unique<JsonFormatter>();
+    return std::make_unique<JsonFormatter>(isForJournal_);
   }
 
  private:
-  spdlog::pattern_formatter head_{R"({"time":"%Y-%m-%dT%H:%M:%S.%e","level":"%l","message":)",
+  static void Append(const std::string& text, spdlog::memory_buf_t& line) {
+    line.append(text.data(), text.data() + text.size());
+  }
+
+  const bool isForJournal_;
+  spdlog::pattern_formatter head_{R"({"time":"%Y-%m-%dT%H:%M:%S.%e","level":"%l",)",
                                   spdlog::pattern_time_type::local, ""};
 };
 
@@ -90,10 +99,11 @@ bool SetUpLog(const LogOptions& options, std::string& error) {
                     : "--log-level " + options.level + " is not one of debug, info, warning, error";
     return false;
   }
-  spdlog::set_default_logger(spdlog::stderr_color_mt("vnq"));
+  constexpr const char* kName = "vnq";
+  if (spdlog::get(kName) == nullptr) spdlog::set_default_logger(spdlog::stderr_color_mt(kName));
   spdlog::set_level(spdlog::level::from_str(options.level));
   if (options.format == "json") {
-    spdlog::set_formatter(std::make_unique<JsonFormatter>());
+    spdlog::set_formatter(std::make_unique<JsonFormatter>(WritesToJournal()));
   } else {
     SetTextPattern();
   }

@@ -10,9 +10,9 @@ struct LogOptions {
   std::string format = "text";  ///< text: a line for people; json: an object a line (RFC 8259)
 };
 
-/// Makes it the default log of spdlog. Where standard error is systemd's journal, lines of text
-/// have the priority that it reads instead of the date that it adds. False, with the reason in
-/// `error`, for a word that is not known.
+/// Makes it the default log of spdlog, at each call anew. Where standard error is the journal,
+/// lines begin with the priority that it reads, and those of text do without the date that it adds.
+/// False, with the reason in `error`, for a word that is not known.
 bool SetUpLog(const LogOptions& options, std::string& error);
 
 }  // namespace vnq

@@ -1,12 +1,12 @@
 #include "server/status/operator_desk.h"
 
 #include <fmt/format.h>
-#include <spdlog/spdlog.h>
 
 #include <sstream>
 
 #include "host/nodes/crossing.h"
 #include "host/values/skipped.h"
+#include "platform/system/event_log.h"
 #include "server/status/session_list.h"
 #include "server/status/status_text.h"
 #include "sessions/sessions.h"
@@ -14,7 +14,10 @@
 namespace vnq {
 namespace {
 
-constexpr std::string_view kLogout = "logout ";
+constexpr std::string_view kLogout = "logout ", kTrace = "trace";
+
+constexpr const char* kUnknown =
+    "error this server does not know that question; is it older than vnqctl?\n";
 
 std::string Ok(const std::string& answer) {
   return "ok\n" + answer;
@@ -38,22 +41,25 @@ OperatorDesk::OperatorDesk(EventLoop& loop, IndexForm& form, std::function<void(
       lines_(loop, "\n", [this](const std::string& line) { return AnswerLine(line); }),
       requests_(loop, "\r\n\r\n", [this](const std::string& head) { return AnswerHttp(head); }),
       socket_(loop),
-      listener_(loop) {}
+      listener_(loop) {
+  pulse_.SetSlowMs(form.host().platform.log.slowMs);
+}
 
 void OperatorDesk::Open(const std::string& socketPath) {
   std::string error;
   auto onLine = [this](AcceptedSocket asker) { lines_.Accept(std::move(asker)); };
   if (!socket_.Listen(socketPath, onLine, error)) {
-    spdlog::warn("vnqctl status will not work: {}", error);
+    LogWarning("control_socket", "vnqctl status will not work: {}", error);
   }
   const PlatformSettings& platform = form_.host().platform;
   if (platform.metricsPort == 0) return;
   auto onRequest = [this](AcceptedSocket asker) { requests_.Accept(std::move(asker)); };
   if (listener_.Listen(platform.metricsAddress, static_cast<uint16_t>(platform.metricsPort),
                        onRequest, error)) {
-    spdlog::info("metrics on http://{}:{}/metrics", platform.metricsAddress, platform.metricsPort);
+    LogInfo("metrics", "metrics on http://{}:{}/metrics", platform.metricsAddress,
+            platform.metricsPort);
   } else {
-    spdlog::error("no metrics: cannot listen on {}", error);
+    LogError("metrics", "no metrics: cannot listen on {}", error);
   }
 }
 
@@ -64,7 +70,7 @@ ServerStatus OperatorDesk::Status() {
 void OperatorDesk::LogStatus() {
   std::istringstream text(StatusText(Status()));
   for (std::string line; std::getline(text, line);) {
-    if (!line.empty()) spdlog::info("status: {}", line);
+    if (!line.empty()) LogInfo("status", "status: {}", line);
   }
 }
 
@@ -78,8 +84,9 @@ std::string OperatorDesk::AnswerLine(const std::string& line) {
   if (line == "presence repair") return RepairPresence(false);
   if (line == "presence repair test") return RepairPresence(true);
   if (line == "keywords") return ReadKeywords();
+  if (line.starts_with(kTrace)) return Trace(line.substr(kTrace.size()));
   if (line.starts_with(kLogout)) return EndSessions(line.substr(kLogout.size()));
-  return "error this server does not know that question; is it older than vnqctl?\n";
+  return kUnknown;
 }
 
 // A line a user: UserID, what was and what is, and the login name.
@@ -107,6 +114,21 @@ std::string OperatorDesk::ReadKeywords() {
                         host.MaskKeywords.size(), host.BlockKeywords.size()));
 }
 
+std::string OperatorDesk::Trace(const std::string& order) {
+  RecordTrace& trace = form_.host().trace;
+  constexpr std::string_view kOn = " on ", kOff = " off ";
+  if (order.starts_with(kOn)) {
+    trace.Follow(order.substr(kOn.size()));
+  } else if (order.starts_with(kOff)) {
+    trace.Leave(order.substr(kOff.size()));
+  } else if (!order.empty()) {
+    return kUnknown;
+  }
+  std::string users;
+  for (const std::string& user : trace.users()) users += user + "\n";
+  return Ok(users);
+}
+
 std::string OperatorDesk::EndSessions(const std::string& userIdAndText) {
   Host& host = form_.host();
   const size_t blank = std::min(userIdAndText.find(' '), userIdAndText.size());
@@ -114,7 +136,7 @@ std::string OperatorDesk::EndSessions(const std::string& userIdAndText) {
   const std::string text = userIdAndText.substr(std::min(blank + 1, userIdAndText.size()));
   const int ended = EndSessionsOf(host, userId, text);
   AskEverywhere(host, order::kGoodbye, {userId, text});
-  spdlog::info("{} sessions of user {} ended by the operator", ended, userId);
+  LogInfo("sessions_ended", "{} sessions of user {} ended by the operator", ended, userId);
   return Ok(fmt::format("{} sessions ended\n", ended));
 }
 

@@ -8,6 +8,8 @@
 //             presence repair [test]   what was set right in Users_ID; "test" changes nothing
 //             keywords                 the keyword lists are read again; how long they are
 //             logout USERID TEXT       the user's sessions are ended, and told TEXT; how many
+//             trace                    the users whose records are written to the log, a line each
+//             trace on USERID, off     begins and ends that
 //   The first line of an answer is "ok", or "error WHY" and nothing behind it.
 //
 //   listener  GET /metrics             the status as metrics
@@ -38,6 +40,9 @@ class OperatorDesk {
 
   ServerStatus Status();
 
+  /// Takes over what the settings say of the log.
+  void SetSlowMs(int slowMs) { pulse_.SetSlowMs(slowMs); }
+
   /// Writes the status to the log, a line each.
   void LogStatus();
 
@@ -50,6 +55,7 @@ class OperatorDesk {
   std::string AnswerHttp(const std::string& head);
   std::string RepairPresence(bool isDryRun);
   std::string ReadKeywords();
+  std::string Trace(const std::string& order);
   std::string EndSessions(const std::string& userIdAndText);
   std::vector<std::string> Faults();
   bool DatabaseTakesWrites();

@@ -1,5 +1,7 @@
 #include "server/status/pulse.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace vnq {
@@ -8,6 +10,7 @@ Pulse::Pulse(EventLoop& loop, std::function<uint64_t()> records, std::function<v
     : loop_(loop),
       records_(std::move(records)),
       onBeat_(std::move(onBeat)),
+      slow_(loop, "everybody had to wait", "slow"),
       dueMs_(loop.NowMs() + kBeatMs) {
   beats_[0] = {records_(), loop.NowMs(), 0, {}};
   loop_.TakeLongestStretch();  // the start's own
@@ -25,7 +28,14 @@ void Pulse::Look() {
   last_ = (last_ + 1) % kBeats;
   count_ = std::min(count_ + 1, kBeats);
   beats_[last_] = {records_(), now, lagMs, loop_.TakeLongestStretch()};
+  SayWhenSlow(beats_[last_].longest);
   if (onBeat_) onBeat_();
+}
+
+void Pulse::SayWhenSlow(const EventLoop::Stretch& longest) {
+  if (slowMs_ == 0 || longest.microseconds < int64_t{slowMs_} * 1000) return;
+  slow_.Note(fmt::format("{} ms for {}", longest.microseconds / 1000,
+                         longest.what.empty() ? "a step without a name" : longest.what));
 }
 
 PulseReading Pulse::Read() const {

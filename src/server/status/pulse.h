@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/net/event_loop.h"
+#include "platform/net/repeated_warning.h"
 
 namespace vnq {
 
@@ -31,6 +32,10 @@ class Pulse {
 
   PulseReading Read() const;
 
+  /// A stretch of so many milliseconds that nothing else could run in is told in the log: the
+  /// longest of a second, once a spell. 0: none is.
+  void SetSlowMs(int slowMs) { slowMs_ = slowMs; }
+
   static constexpr int64_t kBeatMs = 1000;
 
  private:
@@ -43,11 +48,14 @@ class Pulse {
   static constexpr size_t kRateBeats = 10;
 
   void Look();
+  void SayWhenSlow(const EventLoop::Stretch& longest);
   const Beat& Ago(size_t beats) const { return beats_[(last_ + kBeats - beats) % kBeats]; }
 
   EventLoop& loop_;
   std::function<uint64_t()> records_;
   std::function<void()> onBeat_;
+  RepeatedWarning slow_;
+  int slowMs_ = 0;
   int64_t dueMs_;
   std::array<Beat, kBeats> beats_;
   size_t last_ = 0;

@@ -71,6 +71,8 @@ ServerStatus ReadStatus(Host& host, Ports& ports, const Pulse& pulse, int64_t st
   status.replies = CountWaiting(host.SckServer, host.ReplyBuffer);
   status.pushQueue = host.PushQueue.lines().size();
   if (host.cluster) status.node = ReadNode(*host.cluster);
+  status.pushesSent = host.PushQueue.sent();
+  status.pushesFailed = host.PushQueue.failures();
   for (const PortRow& row : PortTable()) {
     PortStatus& port = status.ports.emplace_back(ReadPort(host, ports, row));
     ReadCommands(ports, row, port, status.commands);

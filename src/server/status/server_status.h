@@ -61,10 +61,11 @@ struct ServerStatus {
   bool isInTrouble = false;             ///< statements fail, and not for what they say
   uint64_t skippedStatements = 0;
   PulseReading pulse;
-  size_t handlers = 0;     ///< that are alive
-  Waiting replies;         ///< receipts for the next tick
-  Waiting pendingRecords;  ///< records whose end has not come
-  size_t pushQueue = 0;    ///< notifications for the next push
+  size_t handlers = 0;                        ///< that are alive
+  Waiting replies;                            ///< receipts for the next tick
+  Waiting pendingRecords;                     ///< records whose end has not come
+  size_t pushQueue = 0;                       ///< notifications for the next push
+  uint64_t pushesSent = 0, pushesFailed = 0;  ///< since the start, by the answer
   std::optional<NodeStatus> node;
 };
 

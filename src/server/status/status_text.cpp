@@ -193,15 +193,15 @@ std::string StatusJson(const ServerStatus& status) {
       R"("load":{{"recordsPerSecond":{:.1f},"handlers":{},"lagMs":{},"worstLagMs":{},)"
       R"("longestUs":{},"longest":{}}},)"
       R"("waiting":{{"replies":{},"replyBytes":{},"pendingRecords":{},"pendingBytes":{},)"
-      R"("unsentBytes":{},"pushQueue":{}}},"ports":{},"commands":{}{}}})"
+      R"("unsentBytes":{},"pushQueue":{}}},"pushes":{{"sent":{},"failed":{}}},"ports":{},"commands":{}{}}})"
       "\n",
       Json(status.version), status.pid, status.uptimeS, Json(status.address), Json(status.database),
       status.isInTrouble, status.skippedStatements, pulse.recordsPerSecond, status.handlers,
       pulse.lagMs, pulse.worstLagMs, pulse.longest.microseconds, Json(pulse.longest.what),
       status.replies.texts, status.replies.bytes, status.pendingRecords.texts,
-      status.pendingRecords.bytes, Unsent(status), status.pushQueue,
-      JsonArray(status.ports, PortJson), JsonArray(status.commands, CommandJson),
-      NodeJson(status.node));
+      status.pendingRecords.bytes, Unsent(status), status.pushQueue, status.pushesSent,
+      status.pushesFailed, JsonArray(status.ports, PortJson),
+      JsonArray(status.commands, CommandJson), NodeJson(status.node));
 }
 
 std::string StatusMetrics(const ServerStatus& status) {
@@ -224,6 +224,9 @@ std::string StatusMetrics(const ServerStatus& status) {
   metrics.One("pending_record_bytes", "gauge", "Records whose end has not come.",
               status.pendingRecords.bytes);
   metrics.One("push_queue", "gauge", "Notifications for the next push.", status.pushQueue);
+  metrics.Begin("pushes_total", "counter", "Pushes of notifications, by what came of them.");
+  metrics.Add("result=\"sent\"", status.pushesSent);
+  metrics.Add("result=\"failed\"", status.pushesFailed);
   if (status.node) {
     metrics.One("bus_connected", "gauge", "1 while the bus to the other nodes stands.",
                 status.node->hasBus ? 1 : 0);

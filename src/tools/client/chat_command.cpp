@@ -28,6 +28,8 @@ void AddChatCommand(CLI::App& app, int& exitCode) {
                  "Show what came since the last time, from the server's database, and mark what is "
                  "shown as read")
       ->needs("--app-path");
+  chat->add_flag("--no-history{false}", options->keepHistory,
+                 "Keep no lines that were typed for the next run");
   chat->add_flag("--verbose", options->verbose, "Show records that have no words, too");
   chat->callback([options, chat, &exitCode] {
     options->codePageIsGiven = IsServerPageGiven(*chat);

@@ -10,6 +10,7 @@ namespace vnq {
 namespace {
 
 constexpr int kMaxWaitSeconds = 24 * 3600;
+constexpr size_t kMaxCompletions = 100;
 
 // The first word of a text, which keeps what stands behind it.
 std::string_view TakeWord(std::string_view& text) {
@@ -33,6 +34,8 @@ const ChatConsole::CommandRow ChatConsole::kCommands[] = {
     {"/leave", "", "leave the group that the next texts are for", &ChatConsole::Leave},
     {"/friend", " add|accept|refuse|block|delete USERID [TEXT]",
      "ask for a friendship, answer such a request, or end one", &ChatConsole::Friend},
+    {"/unread", "", "from whom texts have come while you talked to somebody else",
+     &ChatConsole::Unread},
     {"/who", "", "who has come or gone since the log-in", &ChatConsole::Who},
     {"/names", "", "the ids and names that are known", &ChatConsole::Names},
     {"/name", " USERID NAME", "give a user id a name of your own", &ChatConsole::Name},
@@ -65,6 +68,36 @@ ConsoleRequest ChatConsole::Line(std::string_view line) {
   return {};
 }
 
+std::vector<std::string> ChatConsole::Completions(const std::string& before) const {
+  std::vector<std::string> found;
+  for (const CommandRow& row : kCommands) {
+    const std::string command = std::string(row.word) + (row.arguments.empty() ? "" : " ");
+    if (command.starts_with(before)) found.push_back(command);
+    const bool ofGroups = row.arguments.find("GROUPID") != std::string_view::npos;
+    const bool ofUsers = row.arguments.find("USERID") != std::string_view::npos;
+    if ((!ofGroups && !ofUsers) || !before.starts_with(command)) continue;
+    // The user of a friendship stands behind the step.
+    const bool isSecond = row.word == "/friend";
+    const size_t from = isSecond ? before.find(' ', command.size()) + 1 : command.size();
+    if (from == 0) continue;
+    AddNames(ofGroups ? KnownNames::Kind::kGroup : KnownNames::Kind::kUser, before, from, found);
+  }
+  return found;
+}
+
+// What stands from `from` on becomes a name, or an id that has none or was begun.
+void ChatConsole::AddNames(KnownNames::Kind kind, const std::string& before, size_t from,
+                           std::vector<std::string>& found) const {
+  const std::string begun = before.substr(from);
+  for (const auto& [id, name] : names_->All(kind)) {
+    if (found.size() >= kMaxCompletions) return;
+    const bool isName = !name.empty() && name.starts_with(begun);
+    if (isName || id.starts_with(begun)) {
+      found.push_back(before.substr(0, from) + (isName ? name : id));
+    }
+  }
+}
+
 void ChatConsole::Address(KnownNames::Kind kind, std::string_view rest) {
   const bool known = names_->Resolve(kind, rest) != rest;
   const std::string_view id = known ? rest : TakeWord(rest);
@@ -89,6 +122,11 @@ ConsoleRequest ChatConsole::To(std::string_view rest) {
 
 ConsoleRequest ChatConsole::Group(std::string_view rest) {
   Address(KnownNames::Kind::kGroup, rest);
+  return {};
+}
+
+ConsoleRequest ChatConsole::Unread(std::string_view) {
+  session_->ShowUnread();
   return {};
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/client/chat_session.h"
 
@@ -27,6 +28,9 @@ class ChatConsole {
   /// lines do nothing.
   ConsoleRequest Line(std::string_view line);
 
+  /// What the beginning of a line may become: a command, or a command with a known name or id.
+  std::vector<std::string> Completions(const std::string& before) const;
+
   /// True when a line could not be done.
   bool Failed() const { return failed_; }
 
@@ -45,6 +49,7 @@ class ChatConsole {
   ConsoleRequest Invite(std::string_view rest);
   ConsoleRequest Leave(std::string_view rest);
   ConsoleRequest Friend(std::string_view rest);
+  ConsoleRequest Unread(std::string_view rest);
   ConsoleRequest Who(std::string_view rest);
   ConsoleRequest Names(std::string_view rest);
   ConsoleRequest Name(std::string_view rest);
@@ -59,6 +64,8 @@ class ChatConsole {
   ConsoleRequest Help(std::string_view rest);
   ConsoleRequest Quit(std::string_view rest);
 
+  void AddNames(KnownNames::Kind kind, const std::string& before, size_t from,
+                std::vector<std::string>& found) const;
   void Address(KnownNames::Kind kind, std::string_view rest);
   void ShowGroups();
   void Fail(const std::string& sentence);

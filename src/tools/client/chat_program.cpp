@@ -25,6 +25,8 @@ namespace vnq {
 namespace {
 
 constexpr int kConnectWaitMs = 10'000;
+constexpr int kReconnectWaitMs = 2'000;  // nothing is shown meanwhile
+constexpr int64_t kLongestReconnectMs = 30'000;
 constexpr int kSendWaitMs = 10'000;
 constexpr int kLongestPollMs = 1'000;
 
@@ -41,28 +43,30 @@ constexpr int64_t kGoodbyeWaitMs = 1'000;
 constexpr std::string_view kOffer = "* /reconnect logs in again, /quit ends";
 
 volatile sig_atomic_t stopSignal = 0;
+volatile sig_atomic_t isResized = 0;
 
-void OnStopSignal(int number) {
-  stopSignal = number;
+void OnSignal(int number) {
+  (number == SIGWINCH ? isResized : stopSignal) = number;
 }
 
-// Ends the program's loop on a signal, so that the terminal is given back.
-class StopSignals {
+// Ends the program's loop on a signal, so that the terminal is given back; and notes that it has
+// another size.
+class Signals {
  public:
-  StopSignals() {
+  Signals() {
     stopSignal = 0;
     struct sigaction action {};
-    action.sa_handler = OnStopSignal;
+    action.sa_handler = OnSignal;
     for (size_t i = 0; i < std::size(kNumbers); ++i) sigaction(kNumbers[i], &action, &before_[i]);
   }
-  ~StopSignals() {
+  ~Signals() {
     for (size_t i = 0; i < std::size(kNumbers); ++i) sigaction(kNumbers[i], &before_[i], nullptr);
   }
-  StopSignals(const StopSignals&) = delete;
-  StopSignals& operator=(const StopSignals&) = delete;
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
 
  private:
-  static constexpr int kNumbers[] = {SIGINT, SIGTERM, SIGHUP};
+  static constexpr int kNumbers[] = {SIGINT, SIGTERM, SIGHUP, SIGWINCH};
   struct sigaction before_[std::size(kNumbers)];
 };
 
@@ -91,7 +95,7 @@ class ChatProgram : public ChatSink {
         names_(options.stateFile.empty() ? DefaultNamesFile(options.server, options.port)
                                          : options.stateFile),
         session_({options.user, options.machineId.empty() ? HostMachineId() : options.machineId,
-                  options.verbose, screen.IsTerminal()},
+                  options.verbose, screen.IsTerminal(), screen.IsTerminal()},
                  names_, *this),
         console_(session_, names_, *this) {}
 
@@ -102,7 +106,9 @@ class ChatProgram : public ChatSink {
   void Complain(const std::string& line) override;
 
  private:
-  bool Connect();
+  bool Connect(int waitMs = kConnectWaitMs);
+  void TryAgainLater();
+  void TryAgainWhenDue();
   bool TakePassword(std::string& error);
   void Step();
   void WaitForSomething();
@@ -122,6 +128,7 @@ class ChatProgram : public ChatSink {
   void SeeWhetherClosed();
   void BeginLeaving();
   void LeaveWhenDue();
+  void ComplainOfReceipts();
   void SaveNames();
   std::string Prompt() const;
 
@@ -143,6 +150,8 @@ class ChatProgram : public ChatSink {
   int64_t nextTextMs_ = 0;
   int64_t heardMs_ = 0;
   int64_t linesFromMs_ = 0;  // a script waits until then
+  int64_t againAtMs_ = 0;    // the next try to come back; 0: none
+  int64_t againInMs_ = 0;    // what was waited for the last one; 0: there was none
   int64_t leaveByMs_ = 0;    // the limit of the present step of leaving
   bool inputReady_ = false;
   bool wasOpen_ = false;
@@ -156,6 +165,10 @@ class ChatProgram : public ChatSink {
 
 int ChatProgram::Run() {
   names_.Load();
+  if (options_.keepHistory && !names_.file().empty()) {
+    screen_.KeepHistoryIn(names_.file() + ".typed");
+  }
+  screen_.SetCompleter([this](const std::string& before) { return console_.Completions(before); });
   if (screen_.IsTerminal() && !options_.codePageIsGiven) {
     Show("* code page " + std::to_string(options_.codePage) +
          "; --code-page or --app-path names another");
@@ -168,11 +181,12 @@ int ChatProgram::Run() {
   return failed_ || (console_.Failed() && !screen_.IsTerminal()) ? 1 : 0;
 }
 
-bool ChatProgram::Connect() {
+bool ChatProgram::Connect(int waitMs) {
+  againAtMs_ = 0;
   std::string error;
   const TlsClient* const tls = options_.tls.use ? &tls_ : nullptr;
   if ((tls == nullptr || tls_.Load(options_.tls.trust, error)) && TakePassword(error) &&
-      connection_.Open(options_.server, options_.port, kConnectWaitMs, error, tls)) {
+      connection_.Open(options_.server, options_.port, waitMs, error, tls)) {
     stream_ = RecordStream(ansi_);
     texts_.clear();
     nowMs_ = heardMs_ = NowMs();
@@ -181,9 +195,24 @@ bool ChatProgram::Connect() {
     caughtUp_ = false;
     return true;
   }
-  Complain(error);
-  if (screen_.IsTerminal()) Show(std::string(kOffer));
+  if (againInMs_ == 0) Complain(error);
+  if (screen_.IsTerminal()) TryAgainLater();
   return false;
+}
+
+// Each time the wait is twice as long, up to a bound. Said once.
+void ChatProgram::TryAgainLater() {
+  nowMs_ = NowMs();
+  if (againInMs_ == 0) Show("* tries to come back by itself; /reconnect tries at once, /quit ends");
+  againInMs_ =
+      std::min(std::max<int64_t>(2 * againInMs_, options_.reconnectMs), kLongestReconnectMs);
+  againAtMs_ = nowMs_ + againInMs_;
+}
+
+void ChatProgram::TryAgainWhenDue() {
+  if (againAtMs_ != 0 && nowMs_ >= againAtMs_ && !quitting_ && stopSignal == 0) {
+    Connect(kReconnectWaitMs);
+  }
 }
 
 bool ChatProgram::TakePassword(std::string& error) {
@@ -205,6 +234,7 @@ void ChatProgram::Step() {
   ReadConnection();
   TakeRestWhenQuiet();
   session_.Tick(nowMs_);
+  if (session_.state() == ChatSession::State::kReady) againInMs_ = 0;
   if (inputReady_) {
     for (std::string& line : screen_.ReadLines()) lines_.push_back(std::move(line));
   }
@@ -212,6 +242,7 @@ void ChatProgram::Step() {
   WriteConnection();
   if (stopSignal != 0 || NothingMoreToDo()) BeginLeaving();
   SeeWhetherClosed();
+  TryAgainWhenDue();
   LeaveWhenDue();
 }
 
@@ -219,6 +250,10 @@ void ChatProgram::WaitForSomething() {
   pollfd waited[2] = {{connection_.fd(), POLLIN, 0},
                       {WantsInput() ? screen_.inputFd() : -1, POLLIN, 0}};
   const int ready = poll(waited, 2, PollTimeout());
+  if (isResized != 0) {
+    isResized = 0;
+    screen_.Resized();
+  }
   inputReady_ = ready > 0 && waited[1].revents != 0;
 }
 
@@ -243,6 +278,7 @@ int ChatProgram::PollTimeout() const {
   if (stream_.HasRest()) wakeMs = std::min(wakeMs, heardMs_ + QuietMs());
   if ((!lines_.empty() && MayTakeLines()) || linesFromMs_ > nowMs_)
     wakeMs = std::min(wakeMs, linesFromMs_);
+  if (againAtMs_ != 0) wakeMs = std::min(wakeMs, againAtMs_);
   if (quitting_) wakeMs = std::min(wakeMs, std::max(leaveByMs_, nowMs_ + kQuietMs));
   return static_cast<int>(std::max<int64_t>(wakeMs - NowMs(), 0));
 }
@@ -333,6 +369,7 @@ void ChatProgram::Do(const ConsoleRequest& request) {
       break;
     case ConsoleRequest::Kind::kReconnect:
       connection_.Close();
+      againInMs_ = 0;  // what fails now is said
       if (!Connect() && !screen_.IsTerminal()) done_ = true;
       break;
     case ConsoleRequest::Kind::kWait:
@@ -349,7 +386,7 @@ void ChatProgram::SeeWhetherClosed() {
   texts_.clear();
   if (session_.PasswordRefused()) password_.clear();
   done_ = done_ || quitting_ || !screen_.IsTerminal();
-  if (wasOpen_ && !done_) Show(std::string(kOffer));
+  if (wasOpen_ && !done_) session_.MayComeBack() ? TryAgainLater() : Show(std::string(kOffer));
   wasOpen_ = false;
 }
 
@@ -364,18 +401,22 @@ void ChatProgram::BeginLeaving() {
 void ChatProgram::LeaveWhenDue() {
   if (!quitting_ || done_) return;
   const bool settled = session_.WithoutReceipt() == 0 && texts_.empty();
+  const bool isLost = !saidGoodbye_ && session_.state() != ChatSession::State::kReady;
+  if (isLost && session_.WithoutReceipt() > 0) ComplainOfReceipts();
   if (saidGoodbye_ || session_.state() != ChatSession::State::kReady) {
     done_ = nowMs_ >= leaveByMs_ || session_.state() != ChatSession::State::kReady;
   } else if (settled || nowMs_ >= leaveByMs_) {
-    if (session_.WithoutReceipt() > 0) {
-      Complain("No receipt has come for " + std::to_string(session_.WithoutReceipt()) +
-               " of the messages.");
-    }
+    if (session_.WithoutReceipt() > 0) ComplainOfReceipts();
     texts_.clear();
     session_.Leave();
     saidGoodbye_ = true;
     leaveByMs_ = nowMs_ + kGoodbyeWaitMs;
   }
+}
+
+void ChatProgram::ComplainOfReceipts() {
+  Complain("No receipt has come for " + std::to_string(session_.WithoutReceipt()) +
+           " of the messages.");
 }
 
 void ChatProgram::Complain(const std::string& line) {
@@ -394,7 +435,8 @@ void ChatProgram::SaveNames() {
 std::string ChatProgram::Prompt() const {
   if (session_.state() == ChatSession::State::kClosed) return "(no session) > ";
   if (session_.state() != ChatSession::State::kReady) return "(logging in) > ";
-  return session_.TargetLabel() + "> ";
+  const std::string more = session_.Unread() == 0 ? "" : " +" + std::to_string(session_.Unread());
+  return session_.TargetLabel() + more + "> ";
 }
 
 }  // namespace
@@ -423,7 +465,7 @@ int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd) 
       return kExitFailed;
     }
   }
-  const StopSignals signals;
+  const Signals signals;
   const AnsiCodePage ansi(page);
   ChatScreen screen(inputFd, outputFd, errorFd);
   return ChatProgram(options, ansi, screen, catchUp.get()).Run();

@@ -8,7 +8,10 @@
 namespace vnq {
 namespace {
 
-constexpr std::string_view kClearRow = "\r\x1B[K";
+constexpr std::string_view kClearRow = "\r\x1B[K", kClearBelow = "\r\x1B[J";
+
+// What is pasted comes between two marks then, so that its line ends do not send it.
+constexpr std::string_view kMarkPastes = "\x1B[?2004h", kMarkNoPastes = "\x1B[?2004l";
 constexpr size_t kMaxLineBytes = 64 * 1024;
 
 // False, with errno set, when the system refuses.
@@ -33,6 +36,7 @@ ChatScreen::ChatScreen(int inputFd, int outputFd, int errorFd)
     : inputFd_(inputFd), outputFd_(outputFd), errorFd_(errorFd) {
   if (isatty(inputFd) == 1 && isatty(outputFd) == 1) {
     terminal_ = std::make_unique<RawTerminal>(inputFd);
+    WriteAll(outputFd_, kMarkPastes);
   }
 }
 
@@ -97,12 +101,24 @@ void ChatScreen::ReadKeys(std::string_view bytes, std::vector<std::string>& line
 void ChatScreen::Suspend() {
   if (!IsTerminal()) return;
   WriteAll(outputFd_, kClearRow);
+  WriteAll(outputFd_, kMarkNoPastes);
   terminal_->Leave();
 }
 
 void ChatScreen::Resume() {
   if (!IsTerminal()) return;
   terminal_->Enter();
+  WriteAll(outputFd_, kMarkPastes);
+  Repaint();
+}
+
+void ChatScreen::KeepHistoryIn(const std::string& file) {
+  if (IsTerminal()) editor_.history().KeepIn(file);
+}
+
+void ChatScreen::Resized() {
+  if (!IsTerminal()) return;
+  WriteAll(outputFd_, kClearBelow);
   Repaint();
 }
 

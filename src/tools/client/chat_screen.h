@@ -38,6 +38,13 @@ class ChatScreen {
   /// Reads what input has. Returns the lines that were finished.
   std::vector<std::string> ReadLines();
 
+  /// Lines typed before and what Tab offers; neither counts without a terminal.
+  void KeepHistoryIn(const std::string& file);
+  void SetCompleter(LineEditor::Completer completer) { editor_.SetCompleter(std::move(completer)); }
+
+  /// The terminal has another size.
+  void Resized();
+
   /// True when no more input will come.
   bool InputEnded() const { return inputEnded_; }
 

@@ -59,6 +59,7 @@ void ChatSession::Begin(std::string password, std::string localAddress, int64_t 
   localAddress_ = std::move(localAddress);
   state_ = State::kGreeting;
   passwordRefused_ = false;
+  mayComeBack_ = false;
   leaving_ = false;
   echoDue_ = false;
   nowMs_ = waitingSinceMs_ = heardAtMs_ = keepAliveAtMs_ = nowMs;
@@ -146,7 +147,8 @@ void ChatSession::OnBusyForce(const RecordFields& fields) {
 
 // .+forced_disconnection|text|#
 void ChatSession::OnForcedDisconnection(const RecordFields& fields) {
-  End("The server has ended the session: " + TerminalLine(ReadEscapedText(fields[1])));
+  constexpr bool kItStops = true;  // and is started again
+  End("The server has ended the session: " + TerminalLine(ReadEscapedText(fields[1])), kItStops);
 }
 
 // .+disconnect|text
@@ -160,11 +162,11 @@ void ChatSession::OnPeerClosed() {
   if (leaving_) {
     state_ = State::kClosed;
   } else if (state_ == State::kLandingSent) {
-    End("The server closed the connection without an answer to the log-in.");
+    End("The server closed the connection without an answer to the log-in.", true);
   } else if (state_ == State::kGreeting) {
-    End("The server closed the connection before its greeting.");
+    End("The server closed the connection before its greeting.", true);
   } else {
-    End("The connection to the server is lost.");
+    End("The connection to the server is lost.", true);
   }
 }
 
@@ -173,11 +175,11 @@ void ChatSession::Tick(int64_t nowMs) {
   if (state_ == State::kClosed) return;
   if (state_ != State::kReady) {
     if (nowMs - waitingSinceMs_ >= kLoginWaitMs)
-      End("The server does not answer; the log-in is given up.");
+      End("The server does not answer; the log-in is given up.", true);
     return;
   }
   if (echoDue_ && nowMs - std::max(keepAliveAtMs_, heardAtMs_) >= kEchoWaitMs) {
-    End("The server does not answer the keep-alive any more; the connection is given up.");
+    End("The server does not answer the keep-alive any more; the connection is given up.", true);
   } else if (!echoDue_ && nowMs - keepAliveAtMs_ >= kKeepAliveMs) {
     echoDue_ = true;
     keepAliveAtMs_ = nowMs;
@@ -217,6 +219,7 @@ void ChatSession::OnMessage(const RecordFields& fields) {
   const bool own = !stored && IsOwnCopy(fields[7]);
   const std::string who = own ? "you to " + other + " (from your other device)" : other;
   if (!stored) Remember(fields[6], text);
+  if (!own) CountUnread(Kind::kUser, fields[1]);
   ShowTimed(fields[2], fields[3], who + ": " + text);
 }
 
@@ -227,6 +230,7 @@ void ChatSession::OnGroupMessage(const RecordFields& fields) {
   const std::string who =
       fields[9] == "0" ? "you (from your other device)" : names_->Label(Kind::kUser, fields[2]);
   Remember(fields[7], TerminalLine(ReadMessageText(fields[5])));
+  if (fields[9] != "0") CountUnread(Kind::kGroup, fields[1]);
   ShowTimed(fields[3], fields[4],
             "[" + names_->Label(Kind::kGroup, fields[1]) + "] " + who + ": " +
                 TerminalLine(ReadMessageText(fields[5])));
@@ -293,6 +297,27 @@ void ChatSession::ShowTimed(const std::string& date, const std::string& time,
 void ChatSession::SetTarget(Kind kind, std::string_view id) {
   targetKind_ = kind;
   target_ = names_->Resolve(kind, id);
+  unread_.erase({targetKind_, target_});
+}
+
+void ChatSession::CountUnread(Kind kind, const std::string& id) {
+  if (kind != targetKind_ || id != target_) ++unread_[{kind, id}];
+}
+
+size_t ChatSession::Unread() const {
+  size_t sum = 0;
+  for (const auto& [conversation, count] : unread_) sum += count;
+  return sum;
+}
+
+void ChatSession::ShowUnread() {
+  if (unread_.empty()) sink_->Show("* nothing has come from others");
+  for (const auto& [conversation, count] : unread_) {
+    const auto& [kind, id] = conversation;
+    const std::string label = names_->Label(kind, id);
+    sink_->Show("* " + std::to_string(count) + " from " +
+                (kind == Kind::kGroup ? "[" + label + "]" : label));
+  }
 }
 
 std::string ChatSession::TargetLabel() const {
@@ -304,7 +329,8 @@ std::string ChatSession::TargetLabel() const {
 // .+message|target|sender|text|font|Msg_ID|type|#, and the same of .+clot_messeng with a group for
 // the target
 bool ChatSession::SendText(std::string_view text) {
-  if (state_ != State::kReady) {
+  const bool isReady = state_ == State::kReady;
+  if (!isReady && (!identity_.outbox || userId_.empty())) {
     sink_->Complain("Not sent: there is no session. /reconnect logs in again.");
   } else if (target_.empty()) {
     sink_->Complain("Not sent: say first whom it is for, with /to USERID.");
@@ -316,12 +342,17 @@ bool ChatSession::SendText(std::string_view text) {
     const std::string command = targetKind_ == Kind::kGroup ? ".+clot_messeng|" : ".+message|";
     const std::string record = command + target_ + "|" + userId_ + "|" + EscapeText(text) + "|" +
                                std::string(kFontInfo) + "|" + id + "|1|#";
-    unconfirmed_[id] = {record, TerminalLine(FirstWords(text, kFirstWordsColumns)), TargetLabel()};
+    unconfirmed_[id] = {record, TerminalLine(FirstWords(text, kFirstWordsColumns)), TargetLabel(),
+                        isReady};
     sentOrder_.push_back(id);
     sentTexts_.push_back({targetKind_, target_, id, unconfirmed_[id].words, TargetLabel()});
     if (sentTexts_.size() > kMaxSentTexts) sentTexts_.erase(sentTexts_.begin());
     if (identity_.echo) sink_->Show("you to " + TargetLabel() + ": " + TerminalLine(text));
-    sink_->SendRecord(record);
+    if (isReady) {
+      sink_->SendRecord(record);
+    } else {
+      sink_->Show("* it waits for the next session");
+    }
     return true;
   }
   return false;
@@ -330,8 +361,10 @@ bool ChatSession::SendText(std::string_view text) {
 // The same Msg_ID again: the server stores a message once, however often it comes.
 void ChatSession::SendAgain() {
   for (const std::string& id : sentOrder_) {
-    const Unconfirmed& message = unconfirmed_[id];
-    sink_->Show("* sent again: \"" + message.words + "\" for " + message.target);
+    Unconfirmed& message = unconfirmed_[id];
+    const std::string what = message.isSent ? "* sent again: \"" : "* sent: \"";
+    message.isSent = true;
+    sink_->Show(what + message.words + "\" for " + message.target);
     sink_->SendRecord(message.record);
   }
 }
@@ -415,8 +448,9 @@ void ChatSession::ShowPresence() {
   }
 }
 
-void ChatSession::End(const std::string& sentence) {
+void ChatSession::End(const std::string& sentence, bool mayComeBack) {
   state_ = State::kClosed;
+  mayComeBack_ = mayComeBack;
   echoDue_ = false;
   sink_->Complain(sentence);
 }

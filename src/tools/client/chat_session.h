@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tools/client/known_names.h"
@@ -40,6 +41,7 @@ struct ChatIdentity {
   std::string machineId;  ///< what the server's machine restriction compares
   bool verbose = false;   ///< show records that have no words, too
   bool echo = false;      ///< show what is sent
+  bool outbox = false;    ///< keep texts that are written without a session for the next one
 };
 
 class ChatSession {
@@ -79,7 +81,10 @@ class ChatSession {
   /// True when the last log-in was refused for its name or password.
   bool PasswordRefused() const { return passwordRefused_; }
 
-  /// Messages that no receipt has come for.
+  /// True when the session ended without anybody's will, so that another try is worth while.
+  bool MayComeBack() const { return mayComeBack_; }
+
+  /// Messages that no receipt has come for, those of the outbox among them.
   size_t WithoutReceipt() const { return unconfirmed_.size(); }
 
   /// Whom the next texts are for.
@@ -87,6 +92,12 @@ class ChatSession {
 
   /// "Name (id)" of the target; empty before there is one.
   std::string TargetLabel() const;
+
+  /// Texts that have come from others than the target since that was last talked to.
+  size_t Unread() const;
+
+  /// Shows how many from whom.
+  void ShowUnread();
 
   /// Sends a text to the target. False, with a complaint, when it cannot go out.
   bool SendText(std::string_view text);
@@ -127,6 +138,7 @@ class ChatSession {
  private:
   struct Unconfirmed {
     std::string record, words, target;
+    bool isSent = false;  // false: it waits in the outbox
   };
   struct SentText {
     Kind kind;
@@ -166,7 +178,8 @@ class ChatSession {
   void Forget(const std::string& id);
   void ShowTimed(const std::string& date, const std::string& time, const std::string& line);
   void SendAgain();
-  void End(const std::string& sentence);
+  void End(const std::string& sentence, bool mayComeBack = false);
+  void CountUnread(Kind kind, const std::string& id);
 
   ChatIdentity identity_;
   KnownNames* names_;
@@ -174,6 +187,7 @@ class ChatSession {
 
   State state_ = State::kClosed;
   bool passwordRefused_ = false;
+  bool mayComeBack_ = false;
   bool leaving_ = false;
   int64_t nowMs_ = 0;
   int64_t waitingSinceMs_ = 0;  // for the next step of the log-in
@@ -184,6 +198,7 @@ class ChatSession {
   std::string password_, localAddress_, userId_;
   Kind targetKind_ = Kind::kUser;
   std::string target_;
+  std::map<std::pair<Kind, std::string>, size_t> unread_;
   std::string shownDate_;
   std::map<std::string, Unconfirmed> unconfirmed_;  // by Msg_ID
   std::vector<std::string> sentOrder_;              // Msg_IDs, oldest first

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/system/character_width.h"
+
 namespace vnq {
 
 /// The text behind the escaped form "%XX" and "%uXXXX" of messages: the exact inverse of
@@ -34,11 +36,7 @@ std::string TerminalLine(std::string_view text);
 /// The first `columns` columns of a text, with "..." behind them when something was left out.
 std::string FirstWords(std::string_view text, size_t columns);
 
-/// Columns that a text takes on a terminal: 2 for East Asian wide characters and emoji, 0 for
-/// joining marks.
+/// Columns that a text takes on a terminal.
 size_t DisplayWidth(std::string_view text);
-
-/// Columns of one character.
-size_t CharacterWidth(char32_t character);
 
 }  // namespace vnq

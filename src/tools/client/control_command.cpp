@@ -19,6 +19,7 @@
 #include "tools/client/chat_text.h"
 #include "tools/client/connection.h"
 #include "tools/client/server_page.h"
+#include "tools/company/company.h"
 #include "tools/terminal/command_line.h"
 
 namespace vnq {
@@ -217,8 +218,13 @@ int ShowComputer(ControlPeer& peer, const ControlOptions& options, std::ostream&
   std::string error;
   if (!peer.AskComputer(options.computer, options.waitMs, values, error))
     return Fail(errors, "control", error);
+  Listing listing{{"number", "value"}, {}};
   for (size_t i = 0; i < values.size(); ++i) {
-    out << i + 1 << "\t" << TerminalLine(ReadEscapedText(values[i])) << "\n";
+    listing.rows.push_back({std::to_string(i + 1), ReadEscapedText(values[i])});
+  }
+  if (options.json) listing.Print(true, out);
+  for (const auto& row : listing.rows) {
+    if (!options.json) out << row[0] << "\t" << TerminalLine(row[1]) << "\n";
   }
   return kExitDone;
 }
@@ -291,7 +297,8 @@ void AddControlCommand(CLI::App& app, int& exitCode) {
   broadcast->add_option("--font", options->font, "Font that clients show it in");
   broadcast->add_option("TEXT", options->text, "Text of the notice")->required();
   addComputer("info",
-              "List what a computer reports of itself; a console that is connected is let go");
+              "List what a computer reports of itself; a console that is connected is let go")
+      ->add_flag("--json", options->json, "As a JSON array, an object a value");
   addEndpointOrder("computer", "Order a computer down, and show its user as offline");
   addEndpointOrder("usb", "Switch the USB disks of a computer");
   addComputer("remote-desktop", "Open the remote desktop of a computer");

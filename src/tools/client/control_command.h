@@ -37,6 +37,7 @@ struct ControlOptions {
   std::vector<std::string> users;  ///< disconnect
   std::string computer, user;      ///< a managed computer, and who sits at it
   int16_t code = 0;                ///< computer, usb: what the computer is told to do
+  bool json = false;               ///< info: a JSON array, an object a value
 };
 
 /// Adds the command to a program's arguments. It runs while they are parsed, and leaves its exit

@@ -24,6 +24,9 @@ class KnownNames {
   /// file  where the names are kept; empty for nowhere.
   explicit KnownNames(std::string file) : file_(std::move(file)) {}
 
+  /// Where the names are kept; empty for nowhere.
+  const std::string& file() const { return file_; }
+
   /// Reads the file. Lines that are none of ours are passed over; a missing file is an empty one.
   void Load();
 

@@ -11,7 +11,6 @@ namespace vnq {
 namespace {
 
 constexpr size_t kMaxLineBytes = 16 * 1024;
-constexpr size_t kMaxHistory = 200;
 
 constexpr char Ctrl(char letter) {
   return static_cast<char>(letter & 0x1F);
@@ -32,6 +31,17 @@ size_t LengthOf(char lead) {
   return byte >= 0xF0 && byte <= 0xF4 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC2 ? 2 : 1;
 }
 
+std::string CommonBeginning(const std::vector<std::string>& texts) {
+  std::string common = texts.front();
+  for (const std::string& text : texts) {
+    size_t same = 0;
+    while (same < common.size() && same < text.size() && common[same] == text[same]) ++same;
+    while (same > 0 && same < common.size() && IsContinuation(common[same])) --same;
+    common.resize(same);
+  }
+  return common;
+}
+
 }  // namespace
 
 LineEditor::Event LineEditor::Key(char byte) {
@@ -44,9 +54,16 @@ LineEditor::Event LineEditor::Key(char byte) {
     escape_.clear();
     return Event::kNone;
   }
-  if (IsControl(byte)) return Control(byte);
-  Insert(byte);
-  return Event::kNone;
+  if (byte != '\t') candidates_.clear();
+  if (!IsControl(byte)) {
+    Insert(byte);
+    return Event::kNone;
+  }
+  if (isPasting_ && byte != kEscape) {
+    if (byte == '\r' || byte == '\n' || byte == '\t') Insert(' ');
+    return Event::kNone;
+  }
+  return query_ ? SearchControl(byte) : Control(byte);
 }
 
 LineEditor::Event LineEditor::Control(char byte) {
@@ -69,7 +86,7 @@ LineEditor::Event LineEditor::Control(char byte) {
       EraseBefore();
       break;
     case '\t':
-      Insert(' ');
+      Complete();
       break;
     case Ctrl('A'):
       cursor_ = 0;
@@ -94,10 +111,15 @@ LineEditor::Event LineEditor::Control(char byte) {
       EraseWordBefore();
       break;
     case Ctrl('P'):
-      if (recalled_ > 0) Recall(recalled_ - 1);
+      RecallOlder();
       break;
     case Ctrl('N'):
-      Recall(recalled_ + 1);
+      RecallNewer();
+      break;
+    case Ctrl('R'):
+      own_ = text_;
+      query_ = "";
+      found_ = history_.size();
       break;
     case kEscape:
       escape_ = kEscape;
@@ -114,10 +136,10 @@ void LineEditor::EscapeSequence(char last) {
   if (escape_.size() < 3) return;
   switch (last) {
     case 'A':
-      if (recalled_ > 0) Recall(recalled_ - 1);
+      RecallOlder();
       break;
     case 'B':
-      Recall(recalled_ + 1);
+      RecallNewer();
       break;
     case 'C':
       cursor_ = Behind(cursor_);
@@ -135,6 +157,7 @@ void LineEditor::EscapeSequence(char last) {
       if (parameters == "3") EraseUnder();
       if (parameters == "1" || parameters == "7") cursor_ = 0;
       if (parameters == "4" || parameters == "8") cursor_ = text_.size();
+      if (parameters == "200" || parameters == "201") isPasting_ = parameters == "200";
       break;
     default:
       break;
@@ -143,14 +166,82 @@ void LineEditor::EscapeSequence(char last) {
 
 LineEditor::Event LineEditor::EndLine() {
   finished_ = text_;
-  if (!text_.empty() && (history_.empty() || history_.back() != text_)) history_.push_back(text_);
-  if (history_.size() > kMaxHistory) history_.erase(history_.begin());
-  recalled_ = history_.size();
+  history_.Add(text_);
+  recalled_.reset();
   text_.clear();
   own_.clear();
   cursor_ = 0;
   return Event::kLine;
 }
+
+// --- Searching earlier lines ---
+
+LineEditor::Event LineEditor::SearchControl(char byte) {
+  character_.clear();
+  switch (byte) {
+    case Ctrl('R'):
+      Search(found_);
+      return Event::kNone;
+    case Ctrl('H'):
+    case kBackspace:
+      while (!query_->empty() && IsContinuation(query_->back())) query_->pop_back();
+      if (!query_->empty()) query_->pop_back();
+      Search(history_.size());
+      return Event::kNone;
+    case Ctrl('G'):
+    case Ctrl('C'):
+      EndSearch(own_);
+      return Event::kNone;
+    default:  // a key for the line that was found
+      EndSearch(text_);
+      return Control(byte);
+  }
+}
+
+// The newest line in front of `end` that holds the text; where there is none what is shown stays.
+void LineEditor::Search(size_t end) {
+  if (query_->empty()) return;
+  const std::optional<size_t> entry = history_.FindBefore(end, *query_);
+  if (!entry) return;
+  found_ = *entry;
+  text_ = history_[*entry];
+  cursor_ = text_.find(*query_);
+}
+
+void LineEditor::EndSearch(std::string text) {
+  query_.reset();
+  recalled_.reset();
+  text_ = std::move(text);
+  cursor_ = text_.size();
+}
+
+// --- Completing ---
+
+// As far as all agree; then, key by key, one after the other.
+void LineEditor::Complete() {
+  if (!candidates_.empty()) {
+    candidate_ = (candidate_ + 1) % candidates_.size();
+    return ReplaceBefore(candidates_[candidate_]);
+  }
+  const std::string before = text_.substr(0, cursor_);
+  std::vector<std::string> found;
+  if (completer_) found = completer_(before);
+  if (found.empty()) return Insert(' ');
+  const std::string common = CommonBeginning(found);
+  const bool isFurther = common.size() > before.size() || found.size() == 1;
+  ReplaceBefore(isFurther ? common : found.front());
+  if (found.size() == 1) return;
+  candidate_ = isFurther ? found.size() - 1 : 0;
+  candidates_ = std::move(found);
+}
+
+void LineEditor::ReplaceBefore(const std::string& text) {
+  if (text.size() + text_.size() - cursor_ > kMaxLineBytes) return;
+  text_.replace(0, cursor_, text);
+  cursor_ = text.size();
+}
+
+// --- Changing the line ---
 
 // Bytes of one character go in together, and only when they are one.
 void LineEditor::Insert(char byte) {
@@ -158,12 +249,18 @@ void LineEditor::Insert(char byte) {
   if (character_.empty() && IsContinuation(byte)) return;
   character_ += byte;
   if (character_.size() < LengthOf(character_.front())) return;
-  const bool shown = TerminalLine(character_) == character_;
-  if (shown && text_.size() + character_.size() <= kMaxLineBytes) {
-    text_.insert(cursor_, character_);
-    cursor_ += character_.size();
-  }
+  if (TerminalLine(character_) == character_) Put(character_);
   character_.clear();
+}
+
+void LineEditor::Put(const std::string& character) {
+  if (query_) {
+    *query_ += character;
+    return Search(std::min(found_ + 1, history_.size()));
+  }
+  if (text_.size() + character.size() > kMaxLineBytes) return;
+  text_.insert(cursor_, character);
+  cursor_ += character.size();
 }
 
 void LineEditor::EraseBefore() {
@@ -184,11 +281,21 @@ void LineEditor::EraseWordBefore() {
   cursor_ = from;
 }
 
+void LineEditor::RecallOlder() {
+  const size_t shown = recalled_.value_or(history_.size());
+  if (shown == 0) return;
+  if (!recalled_) own_ = text_;
+  Recall(shown - 1);
+}
+
+void LineEditor::RecallNewer() {
+  if (recalled_) Recall(*recalled_ + 1);
+}
+
 void LineEditor::Recall(size_t entry) {
-  if (entry > history_.size() || entry == recalled_) return;
-  if (recalled_ == history_.size()) own_ = text_;
-  recalled_ = entry;
-  text_ = entry == history_.size() ? own_ : history_[entry];
+  const bool isOwn = entry >= history_.size();
+  recalled_ = isOwn ? std::nullopt : std::optional<size_t>(entry);
+  text_ = isOwn ? own_ : history_[entry];
   cursor_ = text_.size();
 }
 
@@ -213,6 +320,11 @@ size_t LineEditor::Behind(size_t position) const {
 }
 
 std::string LineEditor::Paint(std::string_view prompt, size_t columns) const {
+  if (!query_) return PaintBehind(prompt, columns);
+  return PaintBehind("(search) " + *query_ + ": ", columns);
+}
+
+std::string LineEditor::PaintBehind(std::string_view prompt, size_t columns) const {
   const size_t promptWidth = DisplayWidth(prompt);
   const size_t room = columns > promptWidth + 3 ? columns - promptWidth - 1 : 2;
   size_t start = cursor_;

@@ -51,13 +51,24 @@ class Findings {
   int warnings_ = 0;
 };
 
-/// The folder and its settings files, without which nothing else can be read: nothing when they
-/// cannot be used.
+/// The folder and its settings files. A value of platform.ini that cannot be used is an error, and
+/// the default stands in its place for what is looked at behind it. Nothing comes back where there
+/// is no such folder.
 std::optional<ProgramFolder> ExamineFolder(const std::string& appPath, std::string_view localeName,
                                            Findings& findings);
 
+/// Names of sections and keys in the two settings files that the server does not know.
+void ExamineKeys(const ProgramFolder& folder, Findings& findings);
+
+/// Whose the files of the folder are, who may read them, the room beside them, and the write-ahead
+/// log of the embedded database, which must not have been opened yet.
+void ExamineFiles(const ProgramFolder& folder, int64_t leastFreeMb, Findings& findings);
+
 /// The keys of DataBase.ini and the rest of platform.ini.
 void ExamineSettings(ProgramFolder& folder, Findings& findings);
+
+/// The certificates of the listeners beside the six fixed ones.
+void ExamineListeners(const ProgramFolder& folder, Findings& findings);
 
 /// The language file of the configured language.
 void ExamineTexts(ProgramFolder& folder, Findings& findings);
@@ -65,8 +76,15 @@ void ExamineTexts(ProgramFolder& folder, Findings& findings);
 /// The client version file.
 void ExamineVersionFile(const ProgramFolder& folder, Findings& findings);
 
+/// Where to show how far the check of a large file has come.
+struct CheckProgress {
+  std::ostream* out = nullptr;  ///< null: nobody watches
+  int64_t leastMb = 64;         ///< a smaller file is checked before anybody wonders
+};
+
 /// Opens the database and looks at what it is. Null when it cannot be used.
-std::unique_ptr<Database> ExamineDatabase(const ProgramFolder& folder, Findings& findings);
+std::unique_ptr<Database> ExamineDatabase(const ProgramFolder& folder, CheckProgress progress,
+                                          Findings& findings);
 
 /// Tables, columns, indexes and required rows. False when statements would fail.
 bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& findings);
@@ -79,7 +97,25 @@ void ExamineTextsInDatabase(Database& database, const ProgramFolder& folder, Fin
 /// the server is alone.
 void ExamineNodes(const ProgramFolder& folder, Findings& findings);
 
-/// The picture root, the push address and the keyword lists.
+/// Whether a process may have a connection for each device of all users. `process`: its number, or
+/// "self".
+void ExamineDescriptors(Database& database, const std::string& process, Findings& findings);
+
+/// The server of the folder, where one runs.
+struct RunningServer {
+  bool runs = false, answers = false;
+  std::string process = "self";  ///< its number, where it answers
+};
+RunningServer LookForServer(const ProgramFolder& folder, Findings& findings);
+
+/// Whether the ports are free for a server, or who has them.
+void ExaminePorts(const ProgramFolder& folder, const RunningServer& server, Findings& findings);
+
+/// Users who seem to be online and have no session.
+void ExaminePresence(Database& database, const ProgramFolder& folder, const RunningServer& server,
+                     Findings& findings);
+
+/// The picture root, the push address, the keyword lists, accounts and stored passwords.
 void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings);
 
 // --- For the sources of the checks ---

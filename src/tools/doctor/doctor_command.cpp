@@ -1,15 +1,14 @@
 #include "tools/doctor/doctor_command.h"
 
-#include <filesystem>
+#include <unistd.h>
+
 #include <iostream>
 #include <memory>
 #include <utility>
 
 #include <CLI/CLI.hpp>
 
-#include "platform/net/event_loop.h"
-#include "platform/net/tcp.h"
-#include "platform/system/instance.h"
+#include "platform/system/file_access.h"
 #include "tools/doctor/doctor.h"
 #include "tools/library/json_string.h"
 #include "tools/terminal/command_line.h"
@@ -18,58 +17,37 @@ namespace vnq {
 
 namespace {
 
-constexpr uint16_t kPorts[] = {6001, 6002, 6003, 6004, 6007, 6008};
-
-// A folder without a lock file has never had a server, and gets none from a look at it.
-bool ServerRuns(const ProgramFolder& folder) {
-  const std::string path = folder.LockPath();
-  std::error_code ignored;
-  std::string error;
-  InstanceLock lock;
-  return std::filesystem::exists(path, ignored) &&
-         lock.Acquire(path, error) == InstanceLock::Result::kOtherInstance;
-}
-
-// Whether this server's ports are free, or taken by itself.
-void ExaminePorts(const ProgramFolder& folder, Findings& findings) {
-  if (ServerRuns(folder)) return findings.Ok("ports: the server runs on this folder");
-  const std::string& address = folder.platform.bindAddress;
-  SystemClock clock;
-  EventLoop loop(clock);
-  bool allFree = true;
-  for (uint16_t port : kPorts) {
-    TcpListener listener(loop);
-    std::string error;
-    if (listener.Listen(
-            address, port, [](AcceptedSocket) {}, error))
-      continue;
-    allFree = false;
-    findings.Error("port " + error +
-                   ", and the server would stay silent there; end the program"
-                   " that has it, or set another address: " +
-                   KeyAt(PlatformIniPath(folder.appPath), "network", "bind_address", address));
-  }
-  if (allFree) findings.Ok("ports: 6001 to 6004, 6007 and 6008 are free on " + address);
-}
-
 std::string Counted(int number, const std::string& what) {
   return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+}
+
+void ExamineContents(Database& database, const ProgramFolder& folder, const RunningServer& server,
+                     Findings& findings) {
+  const bool isWhole = ExamineSchema(database, folder, findings);
+  if (isWhole) ExamineTextsInDatabase(database, folder, findings);
+  if (isWhole) ExamineRows(database, folder, findings);
+  ExaminePresence(database, folder, server, findings);
+  ExamineDescriptors(database, server.process, findings);
 }
 
 void Examine(const DoctorOptions& options, Findings& findings) {
   auto folder = ExamineFolder(options.appPath, options.localeName, findings);
   if (!folder) return;
+  const RunningServer server = LookForServer(*folder, findings);
   ExamineSettings(*folder, findings);
+  ExamineKeys(*folder, findings);
+  ExamineFiles(*folder, options.leastFreeMb, findings);
+  ExamineListeners(*folder, findings);
   ExamineTexts(*folder, findings);
   ExamineVersionFile(*folder, findings);
-  if (const auto database = ExamineDatabase(*folder, findings)) {
-    if (ExamineSchema(*database, *folder, findings)) {
-      ExamineTextsInDatabase(*database, *folder, findings);
-      ExamineRows(*database, *folder, findings);
-    }
+  const CheckProgress progress{options.progress, options.largeFileMb};
+  // Without the settings nobody knows which database is meant.
+  const bool isNamed = ReadFault(folder->ini).empty();
+  if (const auto database = isNamed ? ExamineDatabase(*folder, progress, findings) : nullptr) {
+    ExamineContents(*database, *folder, server, findings);
   }
   ExamineNodes(*folder, findings);
-  ExaminePorts(*folder, findings);
+  ExaminePorts(*folder, server, findings);
 }
 
 }  // namespace
@@ -105,8 +83,14 @@ void AddDoctorCommand(CLI::App& app, int& exitCode) {
       app.add_subcommand("doctor", "Check settings, texts, database and ports, and say what to do");
   AddAppPath(*command, options->appPath)->required();
   command->add_flag("--json", options->json, "As a JSON array, an object a finding");
+  command
+      ->add_option("--free-mb", options->leastFreeMb,
+                   "Megabytes that must be free beside the folder")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
   command->callback([options, &exitCode] {
     options->localeName = SystemLocaleName();
+    if (isatty(STDERR_FILENO) == 1) options->progress = &std::cerr;
     exitCode = RunDoctor(*options, std::cout);
   });
 }

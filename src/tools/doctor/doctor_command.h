@@ -12,8 +12,11 @@ namespace vnq {
 
 struct DoctorOptions {
   std::string appPath;
-  std::string localeName;  ///< of the machine, such as "zh_CN.UTF-8"
-  bool json = false;       ///< an array with an object a finding, instead of the lines
+  std::string localeName;            ///< of the machine, such as "zh_CN.UTF-8"
+  bool json = false;                 ///< an array with an object a finding, instead of the lines
+  int leastFreeMb = 512;             ///< with less room beside the folder a full disk is near
+  std::ostream* progress = nullptr;  ///< where to show how far the check of a large file has come
+  int largeFileMb = 64;              ///< a smaller one has been checked before anybody wonders
 };
 
 /// Looks at the folder, its database and its ports, and says what it found on `out`, one line a

@@ -1,9 +1,17 @@
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <thread>
 
 #include "host/database/jet_file.h"
 #include "host/database/open_database.h"
+#include "host/database/schema_version.h"
 #include "platform/net/clock.h"
 #include "platform/system/file_access.h"
 #include "support/dates.h"
@@ -13,6 +21,7 @@
 #include "tools/folder/database_advice.h"
 #include "tools/folder/in_transaction.h"
 #include "tools/schema/schema_differences.h"
+#include "tools/terminal/progress_bar.h"
 
 namespace vnq {
 
@@ -36,6 +45,42 @@ std::unique_ptr<Database> Open(const ProgramFolder& folder) {
 }
 
 // --- The embedded database ---
+
+// Bytes that this process has read so far, from files and all else.
+int64_t BytesRead() {
+  std::ifstream counters("/proc/self/io");
+  std::string name;
+  int64_t bytes = 0;
+  counters >> name >> bytes;
+  return bytes;
+}
+
+// Runs a work that reads a file once, and shows how much of it that is so far. The engine does not
+// tell; what the process has read does.
+void WhileReading(const std::string& path, CheckProgress progress,
+                  const std::function<void()>& work) {
+  constexpr int64_t kMegabyte = int64_t{1024} * 1024;
+  std::error_code error;
+  const auto mb = static_cast<int64_t>(std::filesystem::file_size(path, error)) / kMegabyte;
+  if (error || progress.out == nullptr || mb < progress.leastMb) return work();
+  ProgressBar bar(*progress.out, static_cast<size_t>(mb), true, "MB of the database are checked");
+  std::mutex mutex;
+  std::condition_variable ended;
+  bool isEnded = false;
+  std::thread watch([&, before = BytesRead()] {
+    std::unique_lock lock(mutex);
+    for (int64_t shown = 0; !isEnded; ended.wait_for(lock, std::chrono::milliseconds(200))) {
+      for (; shown < std::min((BytesRead() - before) / kMegabyte, mb); ++shown) bar.Advance();
+    }
+  });
+  work();
+  {
+    const std::lock_guard lock(mutex);
+    isEnded = true;
+  }
+  ended.notify_one();
+  watch.join();
+}
 
 // What keeps the file from being opened at all; empty when nothing does.
 std::string FileFault(const ProgramFolder& folder, const std::string& path) {
@@ -65,7 +110,8 @@ std::string FileFault(const ProgramFolder& folder, const std::string& path) {
   return "";
 }
 
-std::unique_ptr<Database> ExamineEmbedded(const ProgramFolder& folder, Findings& findings) {
+std::unique_ptr<Database> ExamineEmbedded(const ProgramFolder& folder, CheckProgress progress,
+                                          Findings& findings) {
   const std::string path = folder.Map(folder.appPath + folder.settings.DataBaseName);
   const std::string fault = FileFault(folder, path);
   if (!fault.empty()) {
@@ -75,7 +121,10 @@ std::unique_ptr<Database> ExamineEmbedded(const ProgramFolder& folder, Findings&
   auto database = Open(folder);
   SqlDriver& driver = database->driver();
   const std::string version = ReadText(driver, "select sqlite_version() as c");
-  const std::string check = version.empty() ? "" : ReadText(driver, "pragma quick_check(1)");
+  std::string check;
+  if (!version.empty()) {
+    WhileReading(path, progress, [&] { check = ReadText(driver, "pragma quick_check(1)"); });
+  }
   if (check.empty()) {
     findings.Error(OneLine(driver.LastError()) +
                    "; another file or a backup is needed, or the"
@@ -84,7 +133,8 @@ std::unique_ptr<Database> ExamineEmbedded(const ProgramFolder& folder, Findings&
   }
   if (check != "ok") {
     findings.Error("database file " + path + " is damaged: " + OneLine(check) +
-                   "; stop the server and restore a backup");
+                   "; stop the server and put a backup in its place: vnqctl restore --app-path " +
+                   ShellWord(folder.appPath) + " FILE");
   }
   if (ReadText(driver, "pragma journal_mode") != "wal") {
     findings.Warning("database file " + path +
@@ -147,6 +197,16 @@ std::unique_ptr<Database> ExamineServer(const ProgramFolder& folder, Findings& f
 
 // --- What is in it ---
 
+std::string Cure(const ProgramFolder& folder, const SchemaDifference& difference) {
+  if (difference.cure.empty()) return "";
+  return "; vnqctl upgrade --app-path " + ShellWord(folder.appPath) + " runs: " + difference.cure;
+}
+
+void CheckVersion(SqlDriver& driver, const ProgramFolder& folder, Findings& findings) {
+  const std::string fault = NewerSchemaFault(driver, folder.engine);
+  if (!fault.empty()) findings.Error(fault);
+}
+
 void CheckRequiredRows(SqlDriver& driver, const ProgramFolder& folder, Findings& findings) {
   struct Required {
     std::string_view table, key, statement;
@@ -167,14 +227,16 @@ void CheckRequiredRows(SqlDriver& driver, const ProgramFolder& folder, Findings&
 
 }  // namespace
 
-std::unique_ptr<Database> ExamineDatabase(const ProgramFolder& folder, Findings& findings) {
-  return folder.engine == DatabaseEngine::kSqlite ? ExamineEmbedded(folder, findings)
+std::unique_ptr<Database> ExamineDatabase(const ProgramFolder& folder, CheckProgress progress,
+                                          Findings& findings) {
+  return folder.engine == DatabaseEngine::kSqlite ? ExamineEmbedded(folder, progress, findings)
                                                   : ExamineServer(folder, findings);
 }
 
 bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& findings) {
   const int before = findings.errors() + findings.warnings();
   SqlDriver& driver = database.driver();
+  CheckVersion(driver, folder, findings);
   ExistingSchema schema;
   std::string error;
   if (!schema.Read(driver, folder.engine, error)) {
@@ -191,8 +253,8 @@ bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& fi
   bool works = missing.empty();
   for (const SchemaDifference& difference : SchemaDifferences(schema, folder.engine)) {
     works = works && !difference.breaksStatements;
-    difference.breaksStatements ? findings.Error(difference.line)
-                                : findings.Warning(difference.line);
+    const std::string line = difference.line + Cure(folder, difference);
+    difference.breaksStatements ? findings.Error(line) : findings.Warning(line);
   }
   if (!works) return false;
   CheckRequiredRows(driver, folder, findings);

@@ -51,7 +51,7 @@ class TextCheck {
     for (const TextKey& key : keys) CheckKey(key);
     if (!missing_.empty()) {
       findings_.Warning(path_ + ": keys are missing and show nothing: " + missing_ +
-                        "; take them from the language file that the program came with");
+                        "; take them from the file that vnqctl init --app-path OTHER writes");
     }
     if (!faulty_ && missing_.empty()) {
       findings_.Ok("texts: " + path_ + " has all " + std::to_string(keys.size()));

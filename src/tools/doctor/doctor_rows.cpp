@@ -5,6 +5,7 @@
 #include <map>
 
 #include "host/database/database.h"
+#include "platform/system/password_hash.h"
 #include "support/ascii_case.h"
 #include "support/replace_all.h"
 #include "support/shell_text.h"
@@ -80,13 +81,16 @@ void CheckPushAddress(Database& database, const ProgramFolder& folder, Findings&
   findings.Ok("push address: " + address);
 }
 
-void CheckKeywords(Database& database, Findings& findings) {
+void CheckKeywords(Database& database, const ProgramFolder& folder, Findings& findings) {
   for (int type : {0, 1}) {
     Cursor rows(database);
     rows.Open(Sql("Select * from vnq_keyword where col_type=?", type));
     if (rows.RecordCount() < 2) continue;
     findings.Warning("table vnq_keyword has several rows with col_type=" + std::to_string(type) +
-                     ", and only the first counts; join their words by commas in one row");
+                     ", and only the first counts; join their words by commas in one row: vnqctl"
+                     " keyword list --app-path " +
+                     ShellWord(folder.appPath) +
+                     " shows those that count, keyword add adds to them");
   }
 }
 
@@ -105,7 +109,9 @@ void CheckAccounts(Database& database, const ProgramFolder& folder, Findings& fi
     if (holders == 1) continue;
     findings.Warning(
         "table Users_ID: " + std::to_string(holders) + " users are called " + name +
-        ", and the password decides which of them logs in; give each a name of its own");
+        ", and the password decides which of them logs in; give each a name of its own, or remove"
+        " one: vnqctl user delete --app-path " +
+        ShellWord(folder.appPath) + " USERID");
   }
   if (folder.settings.CheckIM0 == 0 || hasManager || count.empty()) return;
   findings.Warning(
@@ -114,13 +120,76 @@ void CheckAccounts(Database& database, const ProgramFolder& folder, Findings& fi
       ShellWord(folder.appPath) + " USER --manager yes makes one");
 }
 
+struct ShownColumn {
+  std::string_view table, column, key, query;
+};
+
+// Texts that clients show: what the code page lacks arrives as "?".
+constexpr ShownColumn kShownColumns[] = {
+    {"Users_ID", "UserName", "UserID", "Select UserName as t,UserID as k from Users_ID"},
+    {"Users_ID", "FcName", "UserID", "Select FcName as t,UserID as k from Users_ID"},
+    {"Users_Ro", "TypeName", "TypeID", "Select TypeName as t,TypeID as k from Users_Ro"},
+    {"Clot_Ro", "TypeName", "TypeID", "Select TypeName as t,TypeID as k from Clot_Ro"},
+};
+
+void CheckCodePage(Database& database, const ProgramFolder& folder, const ShownColumn& shown,
+                   Findings& findings) {
+  Cursor rows(database);
+  rows.Open(Sql(shown.query));
+  int lost = 0;
+  std::string first;
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    const std::string text = OrEmpty(rows["t"]);
+    if (folder.codePage->Holds(text) || lost++ > 0) continue;
+    first = text + " where " + std::string(shown.key) + "=" + OrEmpty(rows["k"]);
+  }
+  if (lost == 0) return;
+  findings.Warning("table " + std::string(shown.table) + ", column " + std::string(shown.column) +
+                   ": code page " + std::to_string(folder.codePage->number()) +
+                   " lacks characters" + " of " + std::to_string(lost) +
+                   (lost == 1 ? " text" : " texts") + ", and clients show ? for them: " + first +
+                   "; change the texts, or, where all clients do it too, the page" +
+                   SettingCure(folder, "locale.code_page", "936"));
+}
+
+// A hash has 90 characters.
+void CheckPasswordColumn(Database& database, const ProgramFolder& folder, Findings& findings) {
+  constexpr size_t kHashLength = 90;
+  SqlRows rows;
+  if (!database.driver().Describe("Select UserPaws from Users_ID", {}, rows)) return;
+  const size_t most = rows.columns->front().maxLength;
+  if (most == 0 || most >= kHashLength) return;
+  findings.Error(KeyAt(PlatformIniPath(folder.appPath), "protection", "hash_passwords", "yes") +
+                 ": column UserPaws of table Users_ID takes " + std::to_string(most) +
+                 " characters, and a stored hash has " + std::to_string(kHashLength) +
+                 "; make the column longer");
+}
+
+// A server that does not know them for hashes compares them as they are.
+void CheckPasswords(Database& database, const ProgramFolder& folder, Findings& findings) {
+  if (folder.platform.protection.hashPasswords) {
+    return CheckPasswordColumn(database, folder, findings);
+  }
+  int hashed = 0;
+  Cursor users(database);
+  users.Open(Sql("Select UserPaws from Users_ID"));
+  for (; !users.EndOfRows(); users.MoveNext()) hashed += IsPasswordHash(OrEmpty(users["UserPaws"]));
+  if (hashed == 0) return;
+  findings.Error("table Users_ID: the passwords of " + std::to_string(hashed) +
+                 " users are stored as hashes, and the server takes them for passwords in clear: "
+                 "they are locked out, and who reads the table gets in" +
+                 SettingCure(folder, "protection.hash_passwords", "yes"));
+}
+
 }  // namespace
 
 void ExamineRows(Database& database, const ProgramFolder& folder, Findings& findings) {
   CheckPictureRoot(database, folder, findings);
   if (folder.settings.pushIntervalMs != 0) CheckPushAddress(database, folder, findings);
-  CheckKeywords(database, findings);
+  CheckKeywords(database, folder, findings);
   CheckAccounts(database, folder, findings);
+  for (const ShownColumn& shown : kShownColumns) CheckCodePage(database, folder, shown, findings);
+  CheckPasswords(database, folder, findings);
 }
 
 }  // namespace vnq

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "host/settings/setting_keys.h"
+#include "platform/system/file_access.h"
 #include "platform/system/ini_file.h"
 #include "support/ascii_case.h"
 #include "support/numbers.h"
@@ -16,6 +17,8 @@
 namespace vnq {
 
 namespace {
+
+constexpr const char* kStart = "; the server does not start with it";
 
 bool IsSecret(std::string_view section, std::string_view key) {
   for (const SettingKey& known : SettingKeys()) {
@@ -225,9 +228,29 @@ std::string EncodingFault(std::string_view bytes, const CodePage& codePage) {
 
 std::optional<ProgramFolder> ExamineFolder(const std::string& appPath, std::string_view localeName,
                                            Findings& findings) {
-  std::string error;
-  auto folder = OpenProgramFolder(appPath, {}, localeName, error);
-  if (!folder) findings.Error(error);
+  std::string error = appPath.empty() ? "the path is empty" : FolderFault(appPath);
+  if (!error.empty()) {
+    findings.Error("--app-path " + error);
+    return std::nullopt;
+  }
+  std::string path = AbsoluteAppPath(appPath);
+  const std::string file = PlatformIniPath(path);
+  const std::string unreadable = ReadFault(file);
+  std::vector<std::string> faults;
+  PlatformSettings platform = ReadUsablePlatformSettings(file, localeName, faults);
+  if (!unreadable.empty()) faults = {unreadable};
+  auto codePage = CodePage::Open(platform.codePage);
+  if (!codePage) {
+    faults.push_back(KeyAt(file, "locale", "code_page", std::to_string(platform.codePage)) +
+                     " is not a known code page; 936, 950 and 1252 are");
+    platform.codePage = DefaultCodePage(platform.languageId);
+    codePage = CodePage::Open(platform.codePage);
+  }
+  for (const std::string& fault : faults) findings.Error(fault + kStart);
+  ProgramFolder folder =
+      ReadProgramFolder(std::move(path), std::move(platform), std::move(codePage));
+  const std::string unreadableIni = ReadFault(folder.ini);
+  if (!unreadableIni.empty()) findings.Error(unreadableIni + kStart);
   return folder;
 }
 
@@ -248,7 +271,7 @@ void ExamineSettings(ProgramFolder& folder, Findings& findings) {
   CheckDrives(folder, file, findings);
   CheckServiceCommands(folder, file, findings);
   IniCheck ini(folder, findings);
-  if (!ini.Read()) return;
+  if (!ReadFault(folder.ini).empty() || !ini.Read()) return;
   ini.Check();
   if (findings.errors() == errors) {
     findings.Ok("settings: language id " + std::to_string(folder.platform.languageId) +

@@ -103,6 +103,22 @@ constexpr std::string_view kRestOfPlatformIni = R"(
 ;stop_command=systemctl stop %s
 ;start_command=systemctl start %s
 
+[log]
+; how much standard error tells (debug, info, warning, error) and how (text, json); milliseconds that
+; nothing else could run in are told from here on, 0: never; all three are read again on SIGHUP
+;level=info
+;format=text
+;slow_ms=1000
+
+[nodes]
+; several servers on one PostgreSQL database, see docs/nodes.md
+;bus=nats://127.0.0.1:4222
+;name=one
+;cluster=vnq
+;user=
+;password=
+;ca=
+
 [metrics]
 ; a listener for a monitoring system: /metrics, /livez, /readyz; without a port there is none
 ;bind_address=127.0.0.1
@@ -139,6 +155,16 @@ std::vector<IniKey> PlatformIniKeys() {
     }
   }
   return keys;
+}
+
+bool IsPlatformIniKey(std::string_view section, std::string_view key) {
+  constexpr std::string_view kListener = "listener ";
+  if (section == "drives") return key.size() == 1;
+  for (const IniKey& known : PlatformIniKeys()) {
+    const bool isListener = known.section.starts_with(kListener) && section.starts_with(kListener);
+    if ((isListener || known.section == section) && known.key == key) return true;
+  }
+  return false;
 }
 
 bool AppFolderMaker::MakePlatformIni(int languageId, int codePage, bool loopbackOnly) {

@@ -20,6 +20,10 @@ struct IniKey {
 /// sections that may have any name, and of the drives, it has one for all.
 std::vector<IniKey> PlatformIniKeys();
 
+/// Whether platform.ini may hold a key, both names in lower case. Sections of listeners have any
+/// name, and what one of them may hold, all may; a drive is any letter.
+bool IsPlatformIniKey(std::string_view section, std::string_view key);
+
 /// Makes folders and files below one program folder. Nothing that is there is touched; what root
 /// makes belongs to the owner of the folder around it. What was made is said on `out`, what could
 /// not be made on `err`.

@@ -74,6 +74,10 @@ std::optional<HistoryEntry> StoredBehind(const RecordFields& fields) {
   return std::nullopt;
 }
 
+ParkedRequest RequestBehind(const RecordFields& fields) {
+  return {fields[1], fields[2], fields[3], fields[4], fields[5], fields[6], fields[7], ""};
+}
+
 }  // namespace
 
 std::unique_ptr<CatchUp> CatchUp::Open(const std::string& appPath, std::string& error) {
@@ -90,13 +94,20 @@ bool CatchUp::Read(const std::string& UserID, KnownNames& names, std::vector<std
   }
   UserID_ = UserID;
   std::vector<HistoryEntry> entries;
-  if (!ReadHistory(store_->database(), {UserID, Device::kDesktop, true}, entries)) {
+  std::vector<ParkedRequest> requests;
+  const HistoryQuery query{UserID, Device::kDesktop, true, "", "", store_->rowColumn()};
+  if (!ReadHistory(store_->database(), query, entries) ||
+      !ReadParkedRequests(store_->database(), UserID, Device::kDesktop, requests)) {
     error = store_->database().driver().LastError();
     return false;
   }
   for (const HistoryEntry& entry : entries) {
     LearnNames(entry, names);
     records.push_back(RecordOf(entry));
+  }
+  for (const ParkedRequest& request : requests) {
+    LearnNames(request, names);
+    records.push_back(request.Record());
   }
   return true;
 }
@@ -108,9 +119,22 @@ void CatchUp::LearnNames(const HistoryEntry& entry, KnownNames& names) {
               isGroup ? store_->names().GroupName(entry.to) : store_->names().UserName(entry.to));
 }
 
+void CatchUp::LearnNames(const ParkedRequest& request, KnownNames& names) {
+  const bool isGroup = request.To_Type1 == "2";
+  names.Learn(KnownNames::Kind::kUser, request.UserID2, store_->names().UserName(request.UserID2));
+  names.Learn(isGroup ? KnownNames::Kind::kGroup : KnownNames::Kind::kUser, request.ClotID,
+              isGroup ? store_->names().GroupName(request.ClotID)
+                      : store_->names().UserName(request.ClotID));
+}
+
 void CatchUp::NoteShown(std::string_view record) {
-  auto stored = StoredBehind(RecordFields(record));
-  if (stored && !UserID_.empty()) shown_.push_back(std::move(*stored));
+  if (UserID_.empty()) return;
+  const RecordFields fields(record);
+  if (fields.word() == ".+messengverify") {
+    shownRequests_.push_back(RequestBehind(fields));
+  } else if (auto stored = StoredBehind(fields)) {
+    shown_.push_back(std::move(*stored));
+  }
 }
 
 bool CatchUp::MarkShown(std::string& error) {
@@ -118,6 +142,11 @@ bool CatchUp::MarkShown(std::string& error) {
     return false;
   }
   shown_.clear();
+  if (!DropParkedRequests(store_->database(), store_->engine(), UserID_, Device::kDesktop,
+                          shownRequests_, error)) {
+    return false;
+  }
+  shownRequests_.clear();
   return true;
 }
 

@@ -44,7 +44,8 @@ int RunHistory(const HistoryOptions& options, std::ostream& out, std::ostream& e
   if (store == nullptr || !Resolve(options, store->names(), user, choice, error))
     return Fail(err, "history", error);
   std::vector<HistoryEntry> entries;
-  if (!ReadHistory(store->database(), {user, options.device, options.onlyUnread}, entries)) {
+  const HistoryQuery query{user, options.device, options.onlyUnread, "", "", store->rowColumn()};
+  if (!ReadHistory(store->database(), query, entries)) {
     return Fail(err, "history", store->database().driver().LastError());
   }
   KeepChosen(choice, store->labels(), entries);

@@ -24,9 +24,10 @@ struct HistoryEntry {
   std::string link;      ///< of a notice
   std::string FontInfo;
   int32_t To_Type = 0;
-  int32_t TypeID = 0;     ///< of a group message: its place among all
-  bool isOwn = false;     ///< the user wrote it
-  bool isUnread = false;  ///< the device in question has not had it
+  int32_t TypeID = 0;        ///< of a group message: its place among all
+  bool isOwn = false;        ///< the user wrote it
+  bool isUnread = false;     ///< the device in question has not had it
+  bool isDelivered = false;  ///< the user's own message: a device of the other has had it
 };
 
 }  // namespace vnq

@@ -66,6 +66,9 @@ std::string Particulars(const HistoryEntry& entry) {
   std::string particulars =
       fmt::format(R"("UserText":{},"To_Type":{},"FontInfo":{})", JsonString(entry.UserText),
                   entry.To_Type, JsonString(entry.FontInfo));
+  if (entry.kind == Kind::kPeer && entry.isOwn) {
+    particulars += fmt::format(R"(,"delivered":{})", entry.isDelivered);
+  }
   if (entry.kind == Kind::kGroup) particulars += fmt::format(R"(,"TypeID":{})", entry.TypeID);
   return particulars;
 }

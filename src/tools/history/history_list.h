@@ -30,6 +30,7 @@ void PrintHistory(const std::vector<HistoryEntry>& entries, NameBook& names, con
 ///   text             as a person reads it; a notice's title
 ///   UserText, To_Type, FontInfo
 ///                    as they are stored; messages only
+///   delivered        of the user's own messages to people: a device of theirs has had it
 ///   TypeID           of group messages
 ///   content, link    of notices
 std::string EntryAsJson(const HistoryEntry& entry, NameBook& names, const LabelOf& label);

@@ -38,9 +38,10 @@ bool NamesConversation(const HistoryChoice& choice) {
   return int(!choice.with.empty()) + int(!choice.group.empty()) + int(choice.notices) == 1;
 }
 
-HistoryQuery QueryOf(const JsonRequest& request, const HistoryChoice& choice) {
-  const Device device = request.Text("device") == "mobile" ? Device::kMobile : Device::kDesktop;
-  return {request.Text("user"), device, false, choice.with, choice.group};
+HistoryQuery QueryOf(const HistoryStore& store, const JsonRequest& request,
+                     const HistoryChoice& choice) {
+  return {request.Text("user"), DeviceOf(request), false,
+          choice.with,          choice.group,      store.rowColumn()};
 }
 
 // Nothing for a limit that is none.
@@ -190,7 +191,7 @@ RequestAnswer ReadThrough(HistoryStore& store, const JsonRequest& request) {
   if (!NamesConversation(choice)) {
     return RequestAnswer::Failure("bad_request", "entries or one conversation must be named");
   }
-  const HistoryQuery query = QueryOf(request, choice);
+  const HistoryQuery query = QueryOf(store, request, choice);
   Entries entries;
   if (!ReadHistory(store.database(), query, entries)) return DatabaseFailure(store);
   std::erase_if(entries, [&](const auto& entry) { return !IsOfConversation(entry, choice); });
@@ -205,8 +206,12 @@ RequestAnswer ReadThrough(HistoryStore& store, const JsonRequest& request) {
 
 }  // namespace
 
+Device DeviceOf(const JsonRequest& request) {
+  return request.Text("device") == "mobile" ? Device::kMobile : Device::kDesktop;
+}
+
 RequestAnswer Conversations(HistoryStore& store, const JsonRequest& request) {
-  const HistoryQuery query = QueryOf(request, {});
+  const HistoryQuery query = QueryOf(store, request, {});
   std::vector<Membership> groups;
   Entries entries;
   if (!ReadMemberships(store.database(), RulesOf(query.device), query.UserID, groups) ||
@@ -231,7 +236,7 @@ RequestAnswer Messages(HistoryStore& store, const JsonRequest& request) {
     return RequestAnswer::Failure("bad_request", "one conversation must be named");
   }
   Entries entries;
-  if (!ReadHistory(store.database(), QueryOf(request, choice), entries)) {
+  if (!ReadHistory(store.database(), QueryOf(store, request, choice), entries)) {
     return DatabaseFailure(store);
   }
   HistoryChoice conversation = choice;
@@ -250,7 +255,7 @@ RequestAnswer Messages(HistoryStore& store, const JsonRequest& request) {
 RequestAnswer Unread(HistoryStore& store, const JsonRequest& request) {
   const auto limit = LimitOf(request);
   if (!limit) return BadLimit();
-  HistoryQuery query = QueryOf(request, {});
+  HistoryQuery query = QueryOf(store, request, {});
   query.onlyUnread = true;
   Entries entries;
   if (!ReadHistory(store.database(), query, entries)) return DatabaseFailure(store);
@@ -268,7 +273,7 @@ RequestAnswer Read(HistoryStore& store, const JsonRequest& request) {
         "bad_request",
         fmt::format("entries must be up to {} objects with kind and Msg_ID", kMostEntries));
   }
-  return Mark(store, QueryOf(request, {}), entries);
+  return Mark(store, QueryOf(store, request, {}), entries);
 }
 
 }  // namespace vnq

@@ -1,11 +1,15 @@
 // A part of somebody's history, as another program asks for it.
 #pragma once
 
+#include "tools/history/history_entry.h"
 #include "tools/history/history_store.h"
 #include "tools/history/json_request.h"
 #include "tools/history/request_answer.h"
 
 namespace vnq {
+
+/// The device that a request speaks for; the desktop unless it says "mobile".
+Device DeviceOf(const JsonRequest& request);
 
 /// The user's conversations, the latest first: {kind,id,name,unread,last} each. Groups without a
 /// message stand at the end.

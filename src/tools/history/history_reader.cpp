@@ -32,6 +32,7 @@ HistoryEntry PeerMessage(const Cursor& row, bool isOwn, std::string_view flag) {
   entry.To_Type = ToInt32(row["To_Type"]).value_or(0);
   entry.isOwn = isOwn;
   entry.isUnread = IsOne(row[flag]);
+  entry.isDelivered = isOwn && (ToInt32(row["IsAck3"]) == 0 || ToInt32(row["IsAck4"]) == 0);
   return entry;
 }
 
@@ -52,15 +53,22 @@ bool IsWith(const HistoryQuery& query, const Expr& other) {
   return query.with.empty() || SameButForCase(OrEmpty(other), query.with);
 }
 
+std::string InOrder(std::string_view select, const HistoryQuery& query) {
+  return std::string(select) + (query.rowColumn.empty() ? "" : " order by ") + query.rowColumn;
+}
+
 // Messages both ways, in one walk over the table.
 Statement BothWays(const HistoryQuery& query) {
   const std::string &user = query.UserID, &with = query.with;
   if (with.empty()) {
-    return Sql("Select * from Messeng_Text where YouID='?' or MyID='?'", user, user);
+    return Sql(InOrder("Select * from Messeng_Text where YouID='?' or MyID='?'", query), user,
+               user);
   }
   return Sql(
-      "Select * from Messeng_Text where (YouID='?' and MyID='?') or (MyID='?' and YouID='?')", user,
-      with, user, with);
+      InOrder(
+          "Select * from Messeng_Text where (YouID='?' and MyID='?') or (MyID='?' and YouID='?')",
+          query),
+      user, with, user, with);
 }
 
 // The message as one to the user, a note to oneself included, or as the user's own.
@@ -73,11 +81,11 @@ HistoryEntry PeerEntry(const Cursor& row, const HistoryQuery& query, const Devic
 bool ReadUnread(Database& database, const HistoryQuery& query, std::vector<HistoryEntry>& entries) {
   const DeviceRules& rules = RulesOf(query.device);
   Cursor rows(database);
-  if (!rows.Open(Sql(rules.unreadReceived, query.UserID))) return false;
+  if (!rows.Open(Sql(InOrder(rules.unreadReceived, query), query.UserID))) return false;
   for (; !rows.EndOfRows(); rows.MoveNext()) {
     if (IsWith(query, rows["MyID"])) entries.push_back(PeerEntry(rows, query, rules));
   }
-  if (!rows.Open(Sql(rules.unreadOwn, query.UserID))) return false;
+  if (!rows.Open(Sql(InOrder(rules.unreadOwn, query), query.UserID))) return false;
   for (; !rows.EndOfRows(); rows.MoveNext()) {
     const bool isNote = SameButForCase(OrEmpty(rows["YouID"]), query.UserID);  // is there already
     if (!isNote && IsWith(query, rows["YouID"])) {
@@ -115,6 +123,14 @@ auto OrderOf(const HistoryEntry& entry) {
 }
 
 }  // namespace
+
+std::string RowColumnOfMessages(SqlDriver& driver, DatabaseEngine engine) {
+  const std::string column(engine == DatabaseEngine::kSqlite ? "_rowid_" : kSqlRowColumn);
+  SqlRows none;
+  const bool isThere =
+      driver.Query("select " + column + " from Messeng_Text where Msg_ID=''", {}, none);
+  return isThere ? column : "";
+}
 
 bool ReadPeerMessages(Database& database, const HistoryQuery& query,
                       std::vector<HistoryEntry>& entries) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/database/database.h"
+#include "host/database/database_engine.h"
 #include "tools/history/history_entry.h"
 
 namespace vnq {
@@ -15,7 +16,14 @@ struct HistoryQuery {
   bool onlyUnread = false;
   std::string with{};   ///< only messages with this person; group must be empty then
   std::string group{};  ///< only messages of this group
+
+  /// The column that counts the rows of Messeng_Text, by which words of one second keep their
+  /// order; empty where there is none.
+  std::string rowColumn{};
 };
+
+/// See HistoryQuery::rowColumn.
+std::string RowColumnOfMessages(SqlDriver& driver, DatabaseEngine engine);
 
 /// Each appends its entries, unordered but for the rows' own order. False when a statement fails,
 /// which the driver's LastError() names.

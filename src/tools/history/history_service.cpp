@@ -13,6 +13,7 @@
 #include "tools/client/chat_text.h"
 #include "tools/history/directory.h"
 #include "tools/history/history_page.h"
+#include "tools/history/request_page.h"
 #include "tools/library/json_string.h"
 
 namespace vnq {
@@ -86,11 +87,18 @@ struct Request {
 
 const std::map<std::string, Request>& Requests() {
   static const std::map<std::string, Request> requests = {
-      {"settings", {Settings, false}}, {"conversations", {Conversations, true}},
-      {"messages", {Messages, true}},  {"unread", {Unread, true}},
-      {"search", {Search, true}},      {"read", {Read, true}},
-      {"people", {People, true}},      {"members", {Members, true}},
-      {"profile", {Profile, true}},    {"states", {States, false}},
+      {"settings", {Settings, false}},
+      {"conversations", {Conversations, true}},
+      {"messages", {Messages, true}},
+      {"unread", {Unread, true}},
+      {"search", {Search, true}},
+      {"read", {Read, true}},
+      {"requests", {WaitingRequests, true}},
+      {"forget_requests", {ForgetRequests, true}},
+      {"people", {People, true}},
+      {"members", {Members, true}},
+      {"profile", {Profile, true}},
+      {"states", {States, false}},
       {"leave", {Leave, false}},
   };
   return requests;

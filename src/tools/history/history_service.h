@@ -11,6 +11,8 @@
 //   unread          limit                                                entries, more
 //   search          words; messages' own, with or without conversation   entries, more
 //   read            entries, or a conversation with or without through   marked
+//   requests                                                             requests
+//   forget_requests requests                                             forgotten
 //   people, members (group), profile (of), states (of, an array)         see directory.h
 //   leave           for, visitor, name, text; no user                    stored
 //

@@ -2,11 +2,14 @@
 
 #include <utility>
 
+#include "tools/history/history_reader.h"
+
 namespace vnq {
 
 HistoryStore::HistoryStore(ProgramDatabase opened)
     : folder_(std::move(opened.folder)),
       database_(std::move(opened.driver)),
+      rowColumn_(RowColumnOfMessages(database_.driver(), folder_.engine)),
       texts_(folder_.strings, folder_.appPath, folder_.platform.languageId) {}
 
 std::unique_ptr<HistoryStore> HistoryStore::Open(const std::string& appPath, std::string& error) {

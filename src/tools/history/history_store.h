@@ -23,6 +23,9 @@ class HistoryStore {
   DatabaseEngine engine() const { return folder_.engine; }
   NameBook& names() { return names_; }
 
+  /// Of HistoryQuery.
+  const std::string& rowColumn() const { return rowColumn_; }
+
   /// What inline tokens are called in the folder's language; "[...]" where it has no text for one.
   LabelOf labels();
 
@@ -32,6 +35,7 @@ class HistoryStore {
   ProgramFolder folder_;
   Database database_;
   NameBook names_{database_};
+  std::string rowColumn_;
   Texts texts_;
 };
 

@@ -11,13 +11,13 @@
 
 #include "host/database/schema.h"
 #include "support/ascii_case.h"
+#include "tools/company/company.h"
 #include "tools/folder/program_database.h"
 #include "tools/moving/archive_writer.h"
 #include "tools/schema/growing_id.h"
 #include "tools/schema/schema_reader.h"
 #include "tools/terminal/command_line.h"
 #include "tools/terminal/progress_bar.h"
-#include "tools/terminal/text_table.h"
 
 namespace vnq {
 namespace {
@@ -133,8 +133,9 @@ class Export {
     if (!isWritten) return false;
     // The archive itself may be on standard output.
     std::ostream& report = options_.to == kStandardOutput ? err_ : out_;
-    PrintTable(report_, report);
-    report << options_.to << ": tables " << report_.size() - 1 << ", rows " << rows_ << "\n";
+    report_.Print(options_.json, report);
+    if (options_.json) return true;
+    report << options_.to << ": tables " << report_.rows.size() << ", rows " << rows_ << "\n";
     return true;
   }
 
@@ -168,7 +169,7 @@ class Export {
     }
     if (!writer_.EndTable()) return FailByFile();
     rows_ += rows;
-    report_.push_back({std::string(table.name), std::to_string(rows)});
+    report_.rows.push_back({std::string(table.name), std::to_string(rows)});
     return true;
   }
 
@@ -222,7 +223,7 @@ class Export {
   std::ostream& err_;
   std::optional<ProgramDatabase> database_;
   ArchiveWriter writer_;
-  std::vector<std::vector<std::string>> report_ = {{"table", "rows"}};
+  Listing report_{{"table", "rows"}, {}};
   size_t rows_ = 0;
 };
 
@@ -242,6 +243,7 @@ void AddExportCommand(CLI::App& app, int& exitCode) {
                    "The file, - for standard output; one that is there is replaced when the new"
                    " one is whole, a device or pipe is written")
       ->required();
+  command->add_flag("--json", options->json, "The tables as a JSON array, an object a table");
   command->callback([options, &exitCode] {
     options->isWatched = isatty(STDERR_FILENO) == 1;
     exitCode = RunExport(*options, std::cout, std::cerr);

@@ -14,6 +14,7 @@ struct ExportOptions {
   std::string appPath;
   std::string to;          ///< path of the archive; "-" is standard output
   bool isWatched = false;  ///< `err` is a terminal, and shows how far it has come
+  bool json = false;       ///< the tables as a JSON array, an object a table
 };
 
 /// Writes every table of the schema that the database has, in the schema's order, as one archive

@@ -13,12 +13,12 @@
 #include "host/database/schema.h"
 #include "platform/system/instance.h"
 #include "support/ascii_case.h"
+#include "tools/company/company.h"
 #include "tools/folder/database_advice.h"
 #include "tools/folder/program_database.h"
 #include "tools/moving/access_file.h"
 #include "tools/moving/archive_reader.h"
 #include "tools/terminal/command_line.h"
-#include "tools/terminal/text_table.h"
 
 namespace vnq {
 namespace {
@@ -46,10 +46,12 @@ class Import {
     if (!FindTables()) return false;
     NoteTablesLeftOut();
     if (!CheckThatTheyAreEmpty()) return false;
-    report_.push_back({"table", "in the file"});
-    if (!options_.table.dryRun) report_[0].insert(report_[0].end(), {"before", "now"});
+    report_.columns = {"table", "in the file"};
+    if (!options_.table.dryRun) report_.columns.insert(report_.columns.end(), {"before", "now"});
+    report_.columns.emplace_back("verdict");
     for (const Planned& planned : planned_) ImportTable(planned);
-    PrintTable(report_, out_);
+    if (!options_.json) report_.columns.pop_back();  // a person sees what it is
+    report_.Print(options_.json, out_);
     return isGood_;
   }
 
@@ -132,8 +134,8 @@ class Import {
       }
     }
     isGood_ = isGood_ && outcome.isDone && outcome.bad == 0;
-    if (line.size() <= 4) line.push_back(Verdict(outcome));
-    report_.push_back(line);
+    if (line.size() < report_.columns.size()) line.push_back(Verdict(outcome));
+    report_.rows.push_back(line);
   }
 
   std::string Verdict(const TableImport::Outcome& outcome) const {
@@ -167,7 +169,7 @@ class Import {
   ExistingSchema schema_;
   std::unique_ptr<TableSource> source_;
   std::vector<Planned> planned_;
-  std::vector<std::vector<std::string>> report_;
+  Listing report_;
   bool isGood_ = true;
 };
 
@@ -194,6 +196,7 @@ void AddImportCommand(CLI::App& app, int& exitCode) {
   command->add_flag("--skip-bad-rows", options->table.skipBadRows,
                     "Leave out rows that do not fit, instead of their table");
   command->add_flag("--dry-run", options->table.dryRun, "Read and check everything, write nothing");
+  command->add_flag("--json", options->json, "The tables as a JSON array, an object a table");
   command->callback([options, &exitCode] {
     options->table.isWatched = isatty(STDERR_FILENO) == 1;
     exitCode = RunImport(*options, std::cout, std::cerr);

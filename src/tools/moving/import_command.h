@@ -16,6 +16,7 @@ struct ImportOptions {
   std::string appPath;
   std::string from;  ///< an archive or an Access file; which one, its first bytes tell
   TableImportOptions table;
+  bool json = false;  ///< the tables as a JSON array, an object a table
 };
 
 /// Takes over every table of the schema that the source has, each in one transaction of its own.

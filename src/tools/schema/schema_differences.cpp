@@ -78,7 +78,7 @@ class TableDifferences {
   void Find() {
     for (const ColumnDef& column : table_.columns) {
       const ExistingColumn* existing = existing_.Find(column.name);
-      existing == nullptr ? Break(column, " is missing") : Compare(column, *existing);
+      existing == nullptr ? Miss(column) : Compare(column, *existing);
     }
     for (const ExistingColumn& column : existing_.columns) CheckNotNull(column);
     for (std::string_view columns : table_.indexes) CheckIndex(columns);
@@ -155,8 +155,13 @@ class TableDifferences {
     const std::string obstacle = IndexObstacle(existing_, columns, engine_);
     Say(false, "no index on " + std::string(columns) +
                    (obstacle.empty() ? "" : "; none can be made: " + obstacle));
+    if (obstacle.empty()) found_.back().cure = CreateIndexStatement(table_, columns, engine_);
   }
 
+  void Miss(const ColumnDef& column) {
+    Break(column, " is missing");
+    found_.back().cure = AddColumnStatement(table_, column, engine_);
+  }
   void Break(const ColumnDef& column, const std::string& what) {
     Say(true, "column " + std::string(column.name) + what);
   }

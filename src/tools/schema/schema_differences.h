@@ -17,7 +17,8 @@ struct SchemaDifference {
   /// False: statements run, but texts are lost, cut or compared otherwise, or looked up slowly.
   bool breaksStatements = false;
 
-  std::string line;  ///< such as "table Users_ID: column UserPaws is missing"
+  std::string line;       ///< such as "table Users_ID: column UserPaws is missing"
+  std::string cure = {};  ///< the statement that makes what is missing; empty where there is none
 };
 
 /// The differences of the tables that exist, in the order of the schema.

@@ -114,6 +114,13 @@ std::string Default(ColumnDefault initial, bool isSqlite, const EngineWords& wor
   return "";
 }
 
+std::string Definition(const ColumnDef& column, DatabaseEngine engine) {
+  const EngineWords& words = WordsOf(engine);
+  return std::string(column.name) + " " + ColumnType(column, engine) +
+         std::string(TypeRest(column.kind, words)) +
+         Default(column.initial, engine == DatabaseEngine::kSqlite, words);
+}
+
 // One column of an index. Only texts are folded in comparisons.
 std::string IndexKey(const TableDef& table, std::string_view name, const EngineWords& words) {
   const auto column =
@@ -141,14 +148,23 @@ std::string ColumnType(const ColumnDef& column, DatabaseEngine engine) {
   return std::string(column.length == TextLength::kName ? words.text : words.unboundedText);
 }
 
+std::string AddColumnStatement(const TableDef& table, const ColumnDef& column,
+                               DatabaseEngine engine) {
+  const bool isComputed =
+      column.initial == ColumnDefault::kToday || column.initial == ColumnDefault::kNow;
+  if (engine == DatabaseEngine::kSqlite && (isComputed || column.kind == ColumnKind::kGrowingId)) {
+    return "";
+  }
+  const std::string_view add = engine == DatabaseEngine::kSqlServer ? " add " : " add column ";
+  return "alter table " + std::string(table.name) + std::string(add) + Definition(column, engine);
+}
+
 std::string CreateTableStatement(const TableDef& table, DatabaseEngine engine) {
   const EngineWords& words = WordsOf(engine);
   std::string statement = std::string(words.createTable) + std::string(table.name) + " (";
   for (const ColumnDef& column : table.columns) {
     if (&column != &table.columns.front()) statement += ", ";
-    statement.append(column.name).append(" ").append(ColumnType(column, engine));
-    statement.append(TypeRest(column.kind, words));
-    statement.append(Default(column.initial, engine == DatabaseEngine::kSqlite, words));
+    statement += Definition(column, engine);
   }
   const bool isCounted =
       std::any_of(table.columns.begin(), table.columns.end(),
@@ -184,6 +200,22 @@ std::string CreateIndexStatement(const TableDef& table, std::string_view columns
   }
   return std::string(words.createIndex) + IndexName(table, columns) + " on " +
          std::string(table.name) + " (" + keys + ")";
+}
+
+std::vector<std::string> HistoryIndexStatistics(const TableDef& table) {
+  std::string rows;
+  const auto add = [&](std::string_view columns, std::string_view found) {
+    rows += (rows.empty() ? "select '" : " union all select '") + IndexName(table, columns) +
+            "' as idx,'1000000";
+    for (size_t i = 0; i < IndexColumns(columns).size(); ++i) rows.append(" ").append(found);
+    rows += "' as stat";
+  };
+  for (std::string_view columns : table.indexes) add(columns, "1");
+  for (std::string_view columns : table.historyIndexes) add(columns, "1000");
+  const std::string name = "'" + std::string(table.name) + "'";
+  return {"analyze sqlite_schema",  // makes the table of the figures
+          "insert into sqlite_stat1(tbl,idx,stat) select " + name + ",idx,stat from (" + rows +
+              ") where not exists (select 1 from sqlite_stat1 where tbl=" + name + ")"};
 }
 
 std::vector<std::string> SchemaStatements(DatabaseEngine engine) {

@@ -30,12 +30,22 @@ namespace vnq {
 /// Transact-SQL refuses then.
 std::string CreateTableStatement(const TableDef& table, DatabaseEngine engine);
 
+/// Adds a column to a table that exists. Empty where the engine does not: SQLite neither a growing
+/// id nor a default that it has to compute.
+std::string AddColumnStatement(const TableDef& table, const ColumnDef& column,
+                               DatabaseEngine engine);
+
 /// The name of an index: one of `table.indexes`.
 std::string IndexName(const TableDef& table, std::string_view columns);
 
 /// Creates one of `table.indexes`; one that exists is kept or refused as a table is.
 std::string CreateIndexStatement(const TableDef& table, std::string_view columns,
                                  DatabaseEngine engine);
+
+/// What keeps SQLite from looking a message up by the people in it: it takes an index on one person
+/// for as good as one on the message until it is told how many rows each finds. Figures that the
+/// database has already, from its own counting, stay.
+std::vector<std::string> HistoryIndexStatistics(const TableDef& table);
 
 /// The column's type, such as "nvarchar(255)", without its collation.
 std::string ColumnType(const ColumnDef& column, DatabaseEngine engine);

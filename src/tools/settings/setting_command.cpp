@@ -29,14 +29,7 @@
 namespace vnq {
 namespace {
 
-// Sections of listeners have any name: what one of them may hold, all may.
 constexpr std::string_view kListener = "listener ";
-
-bool IsKeyOf(const IniKey& known, const std::string& section, const std::string& key) {
-  if (known.section == "drives") return section == "drives" && key.size() == 1;
-  const bool isListener = known.section.starts_with(kListener) && section.starts_with(kListener);
-  return (isListener || known.section == section) && known.key == key;
-}
 
 std::string ReadBytes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -231,11 +224,8 @@ std::unique_ptr<Place> FindPlatformPlace(const std::string& appPath, const std::
   const std::vector<std::string> parts = Parts(name);
   if (parts.size() != 2) return nullptr;
   const std::string section = AsciiLower(parts[0]), key = AsciiLower(parts[1]);
-  for (const IniKey& known : PlatformIniKeys()) {
-    if (IsKeyOf(known, section, key))
-      return std::make_unique<PlatformIniPlace>(appPath, section, key);
-  }
-  return nullptr;
+  if (!IsPlatformIniKey(section, key)) return nullptr;
+  return std::make_unique<PlatformIniPlace>(appPath, section, key);
 }
 
 std::unique_ptr<Place> FindPlace(const ProgramFolder& folder, const std::string& name,
@@ -310,7 +300,8 @@ bool Get(const SettingOptions& options, Place& place, std::ostream& out, std::st
 
 bool Set(const SettingOptions& options, Place& place, std::ostream& out, std::string& error) {
   if (!place.Set(options.value, error)) return false;
-  out << "the server reads it when it starts\n";
+  const bool isReadAgain = AsciiLower(options.name).starts_with("log.");
+  out << "the server reads it when it starts" << (isReadAgain ? ", and on SIGHUP\n" : "\n");
   return true;
 }
 

@@ -2,34 +2,15 @@
 
 #include <algorithm>
 #include <iostream>
-#include <numeric>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "platform/system/standard_output.h"
+#include "support/nearest_name.h"
 
 namespace vnq {
 namespace {
-
-// How many letters have to be put in, left out, changed or swapped with their neighbour.
-size_t EditDistance(std::string_view a, std::string_view b) {
-  std::vector<size_t> beforeLast, last(b.size() + 1), row(b.size() + 1);
-  std::iota(last.begin(), last.end(), 0);
-  for (size_t i = 1; i <= a.size(); ++i) {
-    row[0] = i;
-    for (size_t j = 1; j <= b.size(); ++j) {
-      const size_t changed = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-      row[j] = std::min({last[j] + 1, row[j - 1] + 1, changed});
-      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-        row[j] = std::min(row[j], beforeLast[j - 2] + 1);
-      }
-    }
-    beforeLast = last;
-    last = row;
-  }
-  return last[b.size()];
-}
 
 std::vector<std::string> CommandsOf(const CLI::App& app) {
   std::vector<std::string> names;
@@ -39,12 +20,8 @@ std::vector<std::string> CommandsOf(const CLI::App& app) {
 
 // The command that was likely meant, or all that there are.
 std::string Suggestion(const std::string& typed, const std::vector<std::string>& names) {
-  const std::string* nearest = &names.front();
-  for (const std::string& name : names) {
-    if (EditDistance(typed, name) < EditDistance(typed, *nearest)) nearest = &name;
-  }
-  const size_t mistakes = std::max<size_t>(2, nearest->size() / 3);
-  if (EditDistance(typed, *nearest) <= mistakes) return "did you mean " + *nearest + "?";
+  const std::string nearest = NearestName(typed, names);
+  if (!nearest.empty()) return "did you mean " + nearest + "?";
   std::string all = "there are";
   for (const std::string& name : names) all += (&name == &names.front() ? " " : ", ") + name;
   return all;
@@ -84,6 +61,30 @@ int Refuse(const CLI::App& app, const CLI::ParseError& error) {
   return kExitArguments;
 }
 
+// Where a thing is may be said in front of the command as well as behind it: to the parser, options
+// of a command stand behind its name.
+std::vector<char*> CommandsFirst(int argc, char** argv) {
+  const std::vector<char*> all(argv, argv + argc);
+  const auto isPlace = [](std::string_view word) {
+    return word == "--server" || word == "--app-path";
+  };
+  const auto isPlaceWithValue = [](std::string_view word) {
+    return word.starts_with("--server=") || word.starts_with("--app-path=");
+  };
+  size_t command = std::min<size_t>(1, all.size());
+  while (command < all.size() && (isPlace(all[command]) || isPlaceWithValue(all[command]))) {
+    command += isPlace(all[command]) ? 2 : 1;
+  }
+  if (command >= all.size()) return all;
+  const auto at = [&all](size_t place) { return all.begin() + static_cast<ptrdiff_t>(place); };
+  std::vector<char*> sorted(at(0), at(1));
+  sorted.insert(sorted.end(), at(command), all.end());
+  sorted.insert(std::find_if(sorted.begin(), sorted.end(),
+                             [](std::string_view word) { return word == "--"; }),
+                at(1), at(command));
+  return sorted;
+}
+
 }  // namespace
 
 int Fail(std::ostream& err, std::string_view command, std::string_view why, int exitCode) {
@@ -98,8 +99,9 @@ CLI::Option* AddAppPath(CLI::App& command, std::string& appPath) {
 }
 
 int RunProgram(CLI::App& app, int argc, char** argv, const int& exitCode) {
+  std::vector<char*> arguments = CommandsFirst(argc, argv);
   try {
-    app.parse(argc, argv);
+    app.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::ParseError& error) {
     // Help and version are thrown, too; they print on standard output and end with 0.
     if (error.get_exit_code() != 0) return Refuse(app, error);

@@ -25,7 +25,8 @@ int Fail(std::ostream& err, std::string_view command, std::string_view why,
 /// path is a bad argument. Not required yet.
 CLI::Option* AddAppPath(CLI::App& command, std::string& appPath);
 
-/// Reads the arguments, which runs the command that they choose, and returns the program's exit
+/// Reads the arguments, --server and --app-path in front of the command as well as behind it, which
+/// runs the command that they choose, and returns the program's exit
 /// code: the command's own, which it left in `exitCode`; 0 after --help and --version; 2, with a
 /// line on standard error, for bad arguments, a mistyped command with the nearest one; and 1 when
 /// standard output could not take everything.

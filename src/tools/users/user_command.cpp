@@ -217,6 +217,9 @@ void AddAdd(CLI::App& user, int& exitCode) {
   add->add_flag("!--no-heading", options->import.mayHaveHeading,
                 "With --csv: the first line is an account, whatever it holds")
       ->needs(csv);
+  add->add_flag("--json", options->import.json,
+                "With --csv: what came of each line as a JSON array, an object a line")
+      ->needs(csv);
   add->callback([options, name, csv, &exitCode] {
     if (name->count() + csv->count() == 0) throw CLI::RequiredError("NAME or --csv");
     options->import.isWatched = isatty(STDERR_FILENO) == 1;

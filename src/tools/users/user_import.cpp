@@ -6,6 +6,7 @@
 
 #include "support/ascii_case.h"
 #include "support/trim.h"
+#include "tools/company/company.h"
 #include "tools/terminal/progress_bar.h"
 #include "tools/users/csv.h"
 
@@ -105,19 +106,25 @@ Columns ReadHeading(const CsvRecord& heading, std::string& error) {
 
 class Import {
  public:
-  Import(UserAccounts& accounts, bool isDryRun, std::ostream& out, ProgressBar& bar)
-      : accounts_(accounts), isDryRun_(isDryRun), out_(out), bar_(bar) {}
+  Import(UserAccounts& accounts, const UserImportOptions& options, std::ostream& out,
+         ProgressBar& bar)
+      : accounts_(accounts), options_(options), out_(out), bar_(bar) {}
 
   void AddRecord(const CsvRecord& record, const Columns& columns) {
-    std::string note, error = record.error;
+    std::string newId, note, error = record.error;
     if (error.empty() && record.cells.size() > columns.size()) error = "more cells than columns";
-    if (error.empty() && Add(ReadUser(record, columns), note, error)) {
-      ++result_.added;
-      if (!note.empty()) Say(record, "note: " + note);
-      return;
+    const NewUser user = error.empty() ? ReadUser(record, columns) : NewUser();
+    const bool isAdded = error.empty() && Add(user, newId, note, error);
+    ++(isAdded ? result_.added : result_.bad);
+    if (options_.json) {
+      listing_.rows.push_back({std::to_string(record.line), newId, user.name, note, error});
+    } else if (!isAdded || !note.empty()) {
+      Say(record, isAdded ? "note: " + note : error);
     }
-    Say(record, error);
-    ++result_.bad;
+  }
+
+  void Conclude() const {
+    if (options_.json) listing_.Print(true, out_);
   }
 
   const ImportResult& result() const { return result_; }
@@ -131,11 +138,10 @@ class Import {
     return user;
   }
 
-  bool Add(const NewUser& user, std::string& note, std::string& error) {
-    if (isDryRun_) return Try(user, note, error);
-    std::string newId;
+  bool Add(const NewUser& user, std::string& newId, std::string& note, std::string& error) {
+    if (options_.isDryRun) return Try(user, note, error);
     if (!accounts_.Add(user, newId, note, error)) return false;
-    out_ << newId << '\t' << user.name << '\n';
+    if (!options_.json) out_ << newId << '\t' << user.name << '\n';
     return true;
   }
 
@@ -145,7 +151,7 @@ class Import {
       error = "the login name " + user.name + " is taken by a line above";
       return false;
     }
-    out_ << "would add\t" << user.name << '\n';
+    if (!options_.json) out_ << "would add\t" << user.name << '\n';
     return true;
   }
 
@@ -154,11 +160,12 @@ class Import {
   }
 
   UserAccounts& accounts_;
-  const bool isDryRun_;
+  const UserImportOptions& options_;
   std::ostream& out_;
   ProgressBar& bar_;
   std::set<std::string> names_;  // that a dry run would have added
   ImportResult result_;
+  Listing listing_{{"line", "user", "name", "note", "error"}, {}};
 };
 
 }  // namespace
@@ -185,11 +192,12 @@ ImportResult ImportUsers(UserAccounts& accounts, std::string_view text,
     records.erase(records.begin());
   }
   ProgressBar bar(err, records.size(), options.isWatched);
-  Import import(accounts, options.isDryRun, out, bar);
+  Import import(accounts, options, out, bar);
   for (const CsvRecord& record : records) {
     import.AddRecord(record, columns);
     bar.Advance();
   }
+  import.Conclude();
   return import.result();
 }
 

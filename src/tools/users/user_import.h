@@ -24,6 +24,7 @@ struct UserImportOptions {
   bool isDryRun = false;       ///< say what would be added, and change nothing
   bool mayHaveHeading = true;  ///< false: the first line is an account, whatever it holds
   bool isWatched = false;      ///< `err` is a terminal, and shows a progress bar
+  bool json = false;           ///< the lines as one JSON array on `out`, the bad ones too
 };
 
 /// Adds an account for each record of a CSV text (UTF-8).

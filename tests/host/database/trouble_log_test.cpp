@@ -131,9 +131,27 @@ TEST_P(TroubleLogTest, AFileThatMayOnlyBeReadIsSaid) {
 TEST_P(TroubleLogTest, AStatementThatIsWrongInItselfIsNotSaid) {
   EXPECT_TRUE(Add("1"));
   EXPECT_FALSE(Add("1"));
-  EXPECT_FALSE(database_->Execute(Sql("delete from Nowhere")));
+  EXPECT_FALSE(database_->Execute(Sql("delete T")));
   Seconds(60);
   EXPECT_EQ(said_.Take(), Lines{});
+}
+
+// A row set is read before a row of it is added, so the read is what tells.
+TEST_P(TroubleLogTest, AMissingTableIsSaidOnceAndEndsAMinuteBehindTheLastFailure) {
+  other_.Run("alter table T rename to Elsewhere");
+  EXPECT_FALSE(Add("1"));
+  EXPECT_FALSE(Add("2"));
+  EXPECT_EQ(said_.Take(),
+            Lines{"warning: database: a table or a column is missing; statements are skipped, and "
+                  "what they belong to is acknowledged: Select top 1 * from T: no such table: T"});
+  other_.Run("alter table Elsewhere rename to T");
+  EXPECT_TRUE(Add("3"));
+  Seconds(59);
+  EXPECT_EQ(said_.Take(), Lines{});
+  Seconds(1);
+  const Lines lines = said_.Take();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_TRUE(lines[0].starts_with("info: database: rows are written again; ")) << lines[0];
 }
 
 INSTANTIATE_TEST_SUITE_P(Commits, TroubleLogTest,

@@ -134,6 +134,32 @@ TEST_F(PlatformSettingsTest, FirstBadValueIsTheOneThatIsNamed) {
             "[locale] language_id=x is not a number from 0 to 65535");
 }
 
+TEST_F(PlatformSettingsTest, WhatTheLogTellsIsReadAndChecked) {
+  const LogSettings log = ReadGood("[log]\nlevel=debug\nformat=json\nslow_ms=0\n").log;
+  EXPECT_EQ(log.level, "debug");
+  EXPECT_EQ(log.format, "json");
+  EXPECT_EQ(log.slowMs, 0);
+  EXPECT_EQ(ErrorOf("[log]\nlevel=loud\n"),
+            "[log] level=loud is not one of debug, info, warning, error");
+  EXPECT_EQ(ErrorOf("[log]\nformat=xml\n"), "[log] format=xml is not one of text, json");
+}
+
+TEST_F(PlatformSettingsTest, WhoWantsToKnowOfAllFaultsGetsEachAndTheDefaultInItsPlace) {
+  folder_.Write("platform.ini",
+                "[network]\nbind_address=x\n[limits]\npush_mb=many\noutput_mb=7\n"
+                "[protection]\nlogin_frist=yes\n");
+  std::vector<std::string> faults;
+  const PlatformSettings settings =
+      ReadUsablePlatformSettings(PlatformIniPath(folder_.path()), "", faults);
+  ASSERT_EQ(faults.size(), 3U);
+  EXPECT_NE(faults[0].find("bind_address=x is not"), std::string::npos);
+  EXPECT_NE(faults[1].find("push_mb=many is not"), std::string::npos);
+  EXPECT_NE(faults[2].find("login_frist is not a key of this section"), std::string::npos);
+  EXPECT_EQ(settings.bindAddress, "0.0.0.0");
+  EXPECT_EQ(settings.limits.pushMb, LimitSettings().pushMb);
+  EXPECT_EQ(settings.limits.outputMb, 7);
+}
+
 TEST_F(PlatformSettingsTest, AddressesAreFourNumbersUpTo255) {
   for (const char* bad :
        {"1.2.3", "1.2.3.4.5", "1.2.3.256", "1.2.3.", "1..2.3", "::1", "1.2.3.-4"}) {
@@ -145,27 +171,29 @@ TEST_F(PlatformSettingsTest, AddressesAreFourNumbersUpTo255) {
 TEST_F(PlatformSettingsTest, CommandLineWins) {
   PlatformSettings settings =
       ReadGood("[locale]\nlanguage_id=2052\ncode_page=936\n[network]\nbind_address=127.0.0.2\n");
-  ASSERT_TRUE(ApplyOverrides({1033, 1252, "127.0.0.3"}, settings, error_));
+  ASSERT_TRUE(ApplyOverrides({1033, 1252, "127.0.0.3", "debug", "json"}, settings, error_));
   EXPECT_EQ(settings.languageId, 1033);
   EXPECT_EQ(settings.codePage, 1252);
   EXPECT_EQ(settings.bindAddress, "127.0.0.3");
+  EXPECT_EQ(settings.log.level, "debug");
+  EXPECT_EQ(settings.log.format, "json");
 }
 
 TEST_F(PlatformSettingsTest, CodePageThatNothingGivesFollowsTheCommandLinesLanguage) {
   PlatformSettings settings = ReadGood("[locale]\nlanguage_id=1033\n");
-  ASSERT_TRUE(ApplyOverrides({2052, {}, {}}, settings, error_));
+  ASSERT_TRUE(ApplyOverrides({2052, {}, {}, {}, {}}, settings, error_));
   EXPECT_EQ(settings.codePage, 936);
 }
 
 TEST_F(PlatformSettingsTest, CodePageOfTheFileOutlivesTheCommandLinesLanguage) {
   PlatformSettings settings = ReadGood("[locale]\ncode_page=950\n");
-  ASSERT_TRUE(ApplyOverrides({2052, {}, {}}, settings, error_));
+  ASSERT_TRUE(ApplyOverrides({2052, {}, {}, {}, {}}, settings, error_));
   EXPECT_EQ(settings.codePage, 950);
 }
 
 TEST_F(PlatformSettingsTest, BadAddressOfTheCommandLineIsNamed) {
   PlatformSettings settings = ReadGood("");
-  EXPECT_FALSE(ApplyOverrides({{}, {}, "nowhere"}, settings, error_));
+  EXPECT_FALSE(ApplyOverrides({{}, {}, "nowhere", {}, {}}, settings, error_));
   EXPECT_EQ(error_, "--bind nowhere is not an IPv4 address");
 }
 

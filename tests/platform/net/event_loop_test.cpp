@@ -26,6 +26,33 @@ class EventLoopTest : public ::testing::Test {
   std::vector<std::string> said;
 };
 
+TEST_F(EventLoopTest, HandlersThatBeginWithMuchAreSpreadOverTurns) {
+  const size_t bytes = EventLoop::kBytesPerTurn / 2;
+  for (const char* name : {"a", "b", "c", "d"}) {
+    const bool begins = loop.StartHandler([this, name] { said.push_back(name); }, bytes);
+    EXPECT_EQ(begins, *name < 'c') << name;
+  }
+  EXPECT_TRUE(loop.StartHandler([this] { said.push_back("small"); }, EventLoop::kFewBytes));
+  EXPECT_EQ(loop.LiveHandlers(), 5u);
+  loop.Turn(0);
+  EXPECT_EQ(said, (std::vector<std::string>{"a", "b", "small", "c", "d"}));
+}
+
+TEST_F(EventLoopTest, WhatIsReadyRunsBetweenHandlersThatBeginWithMuch) {
+  for (int i = 0; i < 6; ++i) {
+    loop.StartHandler([this] { said.push_back("large"); }, 2 * EventLoop::kBytesPerTurn);
+  }
+  for (int turn = 0; turn < 3; ++turn) {
+    loop.StartHandler([this] { said.push_back("small"); }, 1);
+    loop.Turn(0);
+  }
+  EXPECT_EQ(said, (std::vector<std::string>{"large", "small", "large", "small", "large", "small",
+                                            "large"}));
+  Pump();
+  EXPECT_EQ(said.size(), 9u);
+  EXPECT_EQ(loop.LiveHandlers(), 0u);
+}
+
 TEST_F(EventLoopTest, HandlersRunInTheOrderOfTheirStart) {
   for (const char* name : {"a", "b", "c"}) {
     loop.StartHandler([this, name] { said.push_back(name); });

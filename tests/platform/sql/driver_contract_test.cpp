@@ -499,6 +499,23 @@ TEST_P(RowColumnContract, KeepsRowsInTheOrderOfTheirAddingWhateverIsWritten) {
   EXPECT_EQ(Text("select count(*) from Counted"), "3");
 }
 
+// --- What keeps a database from its work ---
+
+TEST_P(SqlDriverContract, MissingTablesAndColumnsAreTold) {
+  for (const char* statement :
+       {"insert into Nowhere values(1)", "delete from Nowhere",
+        "insert into People(Absent) values(1)", "update People set Absent=1"}) {
+    EXPECT_FALSE(Run(statement));
+    EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kMissing) << driver_->LastError();
+  }
+  for (const char* statement : {"select * from Nowhere", "select Absent from People"}) {
+    EXPECT_TRUE(Fails(statement));
+    EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kMissing) << driver_->LastError();
+  }
+  EXPECT_FALSE(Run("insert into People(Age) values('x')"));
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kNone) << "merely wrong: " << driver_->LastError();
+}
+
 // --- Locks of other programs ---
 
 class LockContract : public SqlDriverContract {

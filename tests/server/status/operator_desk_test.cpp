@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "host/settings/program_folder.h"
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -74,6 +75,65 @@ TEST_F(OperatorDeskTest, RepairsPresenceForWhoeverIsNotConnected) {
   EXPECT_EQ(Ask("presence repair test"), "ok\n8\t1\t0\tname8\n");
   EXPECT_EQ(Ask("presence repair"), "ok\n8\t1\t0\tname8\n");
   EXPECT_EQ(Ask("presence repair"), "ok\n");
+}
+
+TEST_F(OperatorDeskTest, TraceWritesARecordALineFromTheLogInOnWithoutItsPassword) {
+  server.AddUser("7", {"UserPaws=secret"});
+  EXPECT_EQ(Ask("trace"), "ok\n");
+  EXPECT_EQ(Ask("trace on 7"), "ok\n7\n");
+  SaidLines said;
+  TestClient client = server.Connect();
+  client.Send(".+landing|name7|secret|10.0.0.1|mac|maker|9|#");
+  client.Send(".+change_password|7|new secret|#");
+  client.Send(".+change_pass");
+  client.Send("word|7|halves of a secret|#");
+  client.Send(".+y|#");
+  Lines trace;
+  for (const std::string& line : said.Take()) {
+    EXPECT_EQ(line.find("secret"), std::string::npos) << line;
+    if (line.starts_with("info: trace of 7, slot 1, ")) trace.push_back(line.substr(26));
+  }
+  ASSERT_EQ(trace.size(), 7U) << testing::PrintToString(trace);
+  EXPECT_EQ(trace[0], "in: .+landing|name7|***|10.0.0.1|mac|maker|9|#");
+  EXPECT_THAT(trace[1], StartsWith("out: .+landing_successful|7|"));
+  EXPECT_EQ(trace[2], "in: .+change_password|7|***|#");
+  EXPECT_EQ(trace[3], "in: 13 bytes that are no command by themselves");
+  EXPECT_EQ(trace[4], "in: 27 bytes that are no command by themselves");
+  EXPECT_EQ(trace[5], "in: .+y|#");
+  EXPECT_EQ(trace[6], "out: .+y|#");
+}
+
+TEST_F(OperatorDeskTest, TraceFollowsBothDevicesAndNobodyElseUntilItIsEnded) {
+  for (const char* user : {"7", "8", "77"}) server.AddUser(user);
+  TestClient desktop = server.Online("7"), mobile = server.Online("7", 3);
+  TestClient other = server.Online("8"), longer = server.Online("77");
+  EXPECT_EQ(Ask("trace on 7"), "ok\n7\n");
+  SaidLines said;
+  for (TestClient* each : {&desktop, &mobile, &other, &longer}) each->Send(".+y|#");
+  EXPECT_EQ(said.Take(),
+            (Lines{"info: trace of 7, slot 1, in: .+y|#", "info: trace of 7, slot 1, out: .+y|#",
+                   "info: trace of 7, slot 2, in: .+y|#", "info: trace of 7, slot 2, out: .+y|#"}));
+  EXPECT_EQ(Ask("trace off 7"), "ok\n");
+  said.Take();
+  desktop.Send(".+y|#");
+  EXPECT_EQ(said.Take(), Lines{});
+  EXPECT_THAT(Ask("trace of 7"), StartsWith("error "));
+}
+
+TEST_F(OperatorDeskTest, TraceShowsALongMessageWhenItIsWholeAndCutsIt) {
+  server.AddUser("7");
+  TestClient client = server.Online("7");
+  server.host().trace.Follow("7");
+  SaidLines said;
+  client.Send(".+message|8|7|first\thalf");
+  client.Send(" second" + std::string(RecordTrace::kLongestRecord, 'x') + "||1|1|#");
+  const std::vector<std::string> lines = said.Take();
+  ASSERT_EQ(lines.size(), 3U) << testing::PrintToString(lines);
+  EXPECT_EQ(lines[0], "info: trace of 7, slot 1, in: .+message|8|7|first?half");
+  EXPECT_THAT(lines[2],
+              StartsWith("info: trace of 7, slot 1, in: .+message|8|7|first?half second"));
+  EXPECT_THAT(lines[2], testing::EndsWith("xxx ..."));
+  EXPECT_LT(lines[2].size(), RecordTrace::kLongestRecord + 64);
 }
 
 TEST_F(OperatorDeskTest, ASocketThatACrashLeftBehindIsReplaced) {

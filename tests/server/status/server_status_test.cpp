@@ -13,6 +13,7 @@
 #include "server/status/session_list.h"
 #include "server/status/status_text.h"
 #include "sessions/sessions.h"
+#include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -201,6 +202,28 @@ TEST_F(ServerStatusTest, PresenceRepairSparesThoseWhoAreConnected) {
                         "order by cast(UserID as integer)"),
             Lines({"7|1", "8|0", "9|3", "10|3", "11|1"}));
   EXPECT_EQ(repair(false), Lines());
+}
+
+TEST_F(ServerStatusTest, WhatHoldsEverybodyUpIsSaidOnceWithWhatItWas) {
+  const auto holdUp = [this] {
+    server.InHandler([](Host& host) {
+      host.loop.NameHandler("a long work");
+      const auto begin = std::chrono::steady_clock::now();
+      while (std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(20)) {
+      }
+    });
+    server.AdvanceMs(1000);
+  };
+  SaidLines said;
+  holdUp();
+  EXPECT_EQ(said.Take(), Lines{});  // nobody has asked for it
+  pulse.SetSlowMs(15);
+  holdUp();
+  holdUp();
+  const std::vector<std::string> lines = said.Take();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_THAT(lines[0],
+              testing::MatchesRegex("warning: everybody had to wait: [0-9]+ ms for a long work"));
 }
 
 // --- Metrics ---

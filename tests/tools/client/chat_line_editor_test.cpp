@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+
+#include "tests/harness/app_folder.h"
 #include "tools/client/chat_text.h"
 #include "tools/client/line_editor.h"
 
@@ -104,6 +108,97 @@ TEST_F(LineEditorTest, WhateverIsPressedTheLineStaysText) {
     if (i % 16 == 0) editor_.Paint("> ", (seed >> 8) % 30);
     ASSERT_EQ(TerminalLine(editor_.text()), editor_.text());
   }
+}
+
+// --- Searching, completing, pasting ---
+
+TEST_F(LineEditorTest, SearchFindsTheNewestLineThatHoldsWhatIsTyped) {
+  Type("/to ben\r/to carol\rnothing\rown\x12");
+  EXPECT_EQ(editor_.text(), "own");
+  Type("/to");
+  EXPECT_EQ(editor_.text(), "/to carol");
+  Type(" b");
+  EXPECT_EQ(editor_.text(), "/to ben");
+  EXPECT_EQ(editor_.Paint("> ", 80), "\r(search) /to b: /to ben\x1B[K\r\x1B[16C");
+  EXPECT_EQ(Type("\r"), Event::kLine);
+  EXPECT_EQ(editor_.TakeLine(), "/to ben");
+  EXPECT_EQ(editor_.Paint("> ", 80), "\r> \x1B[K\r\x1B[2C");
+}
+
+TEST_F(LineEditorTest, SearchGoesFurtherBackAndIsGivenUpForTheOwnLine) {
+  Type(
+      "a1\ra2\ra3\rmine\x12"
+      "a\x12");
+  EXPECT_EQ(editor_.text(), "a2");
+  Type("\x12\x12\x12");
+  EXPECT_EQ(editor_.text(), "a1");
+  Type("\x07");
+  EXPECT_EQ(editor_.text(), "mine");
+  Type(
+      "\x12"
+      "2x\x7F");
+  EXPECT_EQ(editor_.text(), "a2");
+  Type("\x1B[H>");  // any other key is for the line that was found
+  EXPECT_EQ(editor_.text(), ">a2");
+}
+
+TEST_F(LineEditorTest, TabCompletesAsFarAsAllAgreeAndThenGoesThroughThem) {
+  editor_.SetCompleter([](const std::string& before) {
+    std::vector<std::string> found;
+    for (const char* name : {"/to 李伟", "/to 李娜", "/to ben"}) {
+      if (std::string(name).starts_with(before)) found.emplace_back(name);
+    }
+    return found;
+  });
+  Type("/to b\t");
+  EXPECT_EQ(editor_.text(), "/to ben");
+  Type("\x15/to 李\t");
+  EXPECT_EQ(editor_.text(), "/to 李伟");
+  Type("\t");
+  EXPECT_EQ(editor_.text(), "/to 李娜");
+  Type("\t!");
+  EXPECT_EQ(editor_.text(), "/to 李伟!");
+  Type("\x15/t\t");
+  EXPECT_EQ(editor_.text(), "/to ");
+  Type("\x15x\ty");
+  EXPECT_EQ(editor_.text(), "x y");
+}
+
+TEST_F(LineEditorTest, LineEndsOfAPasteAreBlanks) {
+  EXPECT_EQ(Type("\x1B[200~one\r\ntwo\tthree\x03\x1B[201~"), Event::kNone);
+  EXPECT_EQ(editor_.text(), "one  two three");
+  EXPECT_EQ(Type("\r"), Event::kLine);
+}
+
+// --- Lines of earlier runs ---
+
+TEST(InputHistoryTest, LinesComeBackInTheNextRunForTheirOwnerOnly) {
+  const AppFolder folder;
+  const std::string file = folder.path() + "/typed";
+  {
+    InputHistory history;
+    history.KeepIn(file);
+    for (const char* line : {"one", "two", "two", "", "你好"}) history.Add(line);
+  }
+  InputHistory next;
+  next.KeepIn(file);
+  ASSERT_EQ(next.size(), 3U);
+  EXPECT_EQ(next[0] + next[1] + next[2], "onetwo你好");
+  EXPECT_EQ(std::filesystem::status(file).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST(InputHistoryTest, AFileIsShortenedAndWhatNoTerminalCouldShowIsPassedOver) {
+  const AppFolder folder;
+  std::string text = "\x1B[31mred\n";
+  for (int i = 0; i < 500; ++i) text += "line " + std::to_string(i) + "\n";
+  folder.Write("typed", text);
+  InputHistory history;
+  history.KeepIn(folder.path() + "/typed");
+  EXPECT_EQ(history.size(), InputHistory::kMaxLines);
+  EXPECT_EQ(history[history.size() - 1], "line 499");
+  const std::string kept = folder.ReadBytes("typed");
+  EXPECT_EQ(std::count(kept.begin(), kept.end(), '\n'), 200);
 }
 
 }  // namespace

@@ -4,7 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <pthread.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -358,6 +361,87 @@ TEST_F(ChatTerminalTest, QuitGivesTheTerminalBackAndEndsWithZero) {
   tcgetattr(terminal_, &after);
   EXPECT_EQ(after.c_lflag, before_.c_lflag);
   EXPECT_EQ(after.c_iflag, before_.c_iflag);
+}
+
+TEST_F(ChatTerminalTest, LostSessionComesBackAndSendsWhatWasTypedMeanwhile) {
+  options_.reconnectMs = 300;
+  StartOnTerminal();
+  LogIn();
+  Type("/to 10002\r");
+  EXPECT_TRUE(Shows("10002> "));
+  server_.CloseClient();
+  EXPECT_TRUE(Shows("* tries to come back by itself"));
+  Type("still here?\r");
+  EXPECT_TRUE(Shows("* it waits for the next session"));
+  LogIn();
+  EXPECT_TRUE(Shows("* sent: \"still here?\" for 10002"));
+  EXPECT_THAT(server_.Receive(), StartsWith(".+message|10002|10001|still%20here%3F|"));
+}
+
+TEST_F(ChatTerminalTest, SessionThatLostAgainstAnotherLogInDoesNotComeBack) {
+  options_.reconnectMs = 1;
+  StartOnTerminal();
+  LogIn();
+  server_.Send(".+busy_force|10.0.0.9|#");
+  EXPECT_TRUE(Shows("* /reconnect logs in again"));
+  Type("/who\r");
+  EXPECT_TRUE(Shows("* nobody has been announced"));
+  EXPECT_EQ(shown_.find("come back by itself"), std::string::npos);
+}
+
+TEST_F(ChatTerminalTest, TextsFromOthersAreCountedInThePrompt) {
+  StartOnTerminal();
+  LogIn();
+  Type("/to 10002\r");
+  EXPECT_TRUE(Shows("10002> "));
+  server_.Send(".+message|10003|2026-03-04|10:00:01|b|f|m2|11|1|#");
+  EXPECT_TRUE(Shows("\r10002 +1> \x1B[K"));
+}
+
+TEST_F(ChatTerminalTest, LinesOfAnEarlierRunComeBackAndTabKnowsItsNames) {
+  std::ofstream(options_.stateFile + ".typed") << "/to 10002\n";
+  std::ofstream(options_.stateFile) << "user\t10007\tZhang Min\n";
+  StartOnTerminal();
+  LogIn();
+  Type("\x1B[A\r");
+  EXPECT_TRUE(Shows("* the next texts are for 10002"));
+  Type("/to Zh\t\r");
+  EXPECT_TRUE(Shows("* the next texts are for Zhang Min (10007)"));
+  std::stringstream kept;
+  kept << std::ifstream(options_.stateFile + ".typed").rdbuf();
+  EXPECT_EQ(kept.str(), "/to 10002\n/to Zhang Min\n");
+}
+
+TEST_F(ChatTerminalTest, NothingIsKeptWhereNobodyWantsIt) {
+  options_.keepHistory = false;
+  StartOnTerminal();
+  LogIn();
+  Type("/who\r");
+  EXPECT_TRUE(Shows("* nobody has been announced"));
+  EXPECT_FALSE(std::filesystem::exists(options_.stateFile + ".typed"));
+}
+
+TEST_F(ChatTerminalTest, PastedLinesAreOneText) {
+  StartOnTerminal();
+  EXPECT_TRUE(Shows("\x1B[?2004h"));
+  LogIn();
+  Type("/to 10002\r\x1B[200~one\rtwo\x1B[201~\r");
+  EXPECT_THAT(server_.Receive(), StartsWith(".+message|10002|10001|one%20two|"));
+  Type("/quit\r");
+  EXPECT_TRUE(Shows("\x1B[?2004l"));
+}
+
+TEST_F(ChatTerminalTest, AnotherSizeOfTheTerminalRepaintsTheLine) {
+  StartOnTerminal();
+  LogIn();
+  EXPECT_TRUE(Shows("* logged in as"));
+  Type("0123456789abcdefghij");
+  EXPECT_TRUE(Shows("> 0123456789abcdefghij\x1B[K"));
+  const winsize narrow{24, 12, 0, 0};
+  ioctl(toChat_, TIOCSWINSZ, &narrow);
+  pthread_kill(client_.native_handle(), SIGWINCH);
+  EXPECT_TRUE(Shows("\r\x1B[J\r> "));
+  EXPECT_TRUE(Shows("cdefghij\x1B[K"));
 }
 
 }  // namespace

@@ -527,5 +527,80 @@ TEST_F(ChatSessionTest, WhatWasMissedIsFramedAndShownOnce) {
   EXPECT_THAT(shown_, IsEmpty());
 }
 
+// --- What came from others, and what waits ---
+
+TEST_F(ChatSessionTest, TextsFromOthersThanTheTargetAreUnreadUntilTheyAreTalkedTo) {
+  LogIn();
+  console_.Line("/to 10002");
+  Hear(".+message|10002|2026-03-04|10:00:00|a|f|m1|11|1|#");
+  EXPECT_EQ(session_.Unread(), 0U);
+  Hear(".+message|10003|2026-03-04|10:00:01|b|f|m2|11|1|#");
+  Hear(".+message|10003|2026-03-04|10:00:01|c|f|m3|11|1|#");
+  Hear(".+clot_messeng|Clot000001|10003|2026-03-04|10:00:02|d|f|m4|2|1|#");
+  Hear(".+message|10004|2026-03-04|10:00:03|mine|f|m5|10|0|#");
+  EXPECT_EQ(session_.Unread(), 3U);
+  shown_.clear();
+  console_.Line("/unread");
+  EXPECT_THAT(shown_, ElementsAre("* 2 from 10003", "* 1 from [Clot000001]"));
+  console_.Line("/to 10003");
+  EXPECT_EQ(session_.Unread(), 1U);
+  console_.Line("/group Clot000001");
+  shown_.clear();
+  console_.Line("/unread");
+  EXPECT_THAT(shown_, ElementsAre("* nothing has come from others"));
+}
+
+TEST_F(ChatSessionTest, TextsWithoutASessionAreSentInTheirOrderByTheNextOne) {
+  ChatSession session({"wang", "pc-1", false, false, true}, names_, *this);
+  const auto logIn = [&] {
+    session.Begin("secret", "10.1.2.3", now_);
+    for (const char* record : {".+SuccessfulConnection|#", ".+landing_successful|10001|0||0|0|#"}) {
+      session.OnRecord(record, now_);
+    }
+    sent_.clear();
+    session.OnRecord(".+SynchronousSuccessfully|#", now_);
+  };
+  session.SetTarget(KnownNames::Kind::kUser, "10002");
+  EXPECT_FALSE(session.SendText("nobody has logged in yet"));
+  logIn();
+  session.OnPeerClosed();
+  EXPECT_TRUE(session.MayComeBack());
+  EXPECT_TRUE(session.SendText("one"));
+  EXPECT_TRUE(session.SendText("two"));
+  EXPECT_THAT(sent_, IsEmpty());
+  EXPECT_EQ(session.WithoutReceipt(), 2U);
+  shown_.clear();
+  logIn();
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("|one|"), HasSubstr("|two|")));
+  EXPECT_THAT(shown_, testing::Contains("* sent: \"one\" for 10002"));
+}
+
+TEST_F(ChatSessionTest, OnlyWhatNobodyWantedIsWorthAnotherTry) {
+  for (const char* record : {".+LoginFailed|#", ".+ProhibitLanding|#", ".+landing_restrictions",
+                             ".+UpgradedVersion|#", ".+busy_force|a|#", ".+disconnect|a"}) {
+    Begin();
+    Hear(".+SuccessfulConnection|#");
+    Hear(record);
+    EXPECT_FALSE(session_.MayComeBack()) << record;
+  }
+  LogIn();
+  Hear(".+forced_disconnection|The server stops|#");
+  EXPECT_TRUE(session_.MayComeBack());
+}
+
+TEST_F(ChatSessionTest, TabOffersCommandsAndBehindThemKnownNamesAndIds) {
+  names_.Learn(KnownNames::Kind::kUser, "10002", "Ben Carter");
+  names_.Learn(KnownNames::Kind::kUser, "10003", "");
+  names_.Learn(KnownNames::Kind::kGroup, "Clot000001", "Team");
+  EXPECT_THAT(console_.Completions("/gr"), ElementsAre("/group ", "/groups"));
+  EXPECT_THAT(console_.Completions("/to "), ElementsAre("/to Ben Carter", "/to 10003"));
+  EXPECT_THAT(console_.Completions("/to Be"), ElementsAre("/to Ben Carter"));
+  EXPECT_THAT(console_.Completions("/group T"), ElementsAre("/group Team"));
+  EXPECT_THAT(console_.Completions("/friend add 100"),
+              ElementsAre("/friend add 10002", "/friend add 10003"));
+  EXPECT_THAT(console_.Completions("/who x"), IsEmpty());
+  EXPECT_THAT(console_.Completions("hello /t"), IsEmpty());
+}
+
 }  // namespace
 }  // namespace vnq

@@ -203,5 +203,61 @@ TEST_F(CompanyCommands, LogoutEndsTheSessionOnTheRunningServer) {
   EXPECT_EQ(Rows("select UserIcoLine from Users_ID where UserName='alice'"), Lines({"0"}));
 }
 
+// --- The database: upgrade and retention ---
+
+TEST_F(CompanyCommands, AnUpgradeMakesWhatIsMissingOnceAndATrialNothing) {
+  EXPECT_EQ(Done("upgrade"), "nothing is missing, schema version 1\n");
+  Run("drop table Kefu; alter table Users_ID drop column say; drop index idx_Clot_Form_UpperID;"
+      "drop table vnq_schema");
+  const std::string tried = Done("upgrade --dry-run");
+  EXPECT_THAT(tried, HasSubstr("alter table Users_ID add column say TEXT COLLATE NOCASE;\n"));
+  EXPECT_THAT(tried, HasSubstr("create table if not exists Kefu ("));
+  EXPECT_THAT(tried, HasSubstr("insert into vnq_schema(version) values(1);\n"
+                               "not done yet: 5 statements, schema version 1\n"));
+  EXPECT_EQ(Done("upgrade --dry-run"), tried);
+  EXPECT_THAT(Done("upgrade"), HasSubstr("\ndone: 5 statements, schema version 1\n"));
+  EXPECT_EQ(Done("upgrade --json"), "[]\n");
+  EXPECT_EQ(Rows("select version from vnq_schema"), Lines({"1"}));
+  EXPECT_EQ(Rows("select count(*) from Users_ID where say is null"),
+            Rows("select count(*) from Users_ID"));
+}
+
+TEST_F(CompanyCommands, InitNotesTheVersionOfADatabaseThatHasNone) {
+  Run("drop table vnq_schema");
+  EXPECT_THAT(Done("init"), HasSubstr("vnq.db: schema version 1\n"));
+  EXPECT_THAT(Done("init"), HasSubstr("everything is there already\n"));
+}
+
+TEST_F(CompanyCommands, ADatabaseOfANewerVersionIsLeftAlone) {
+  Run("update vnq_schema set version=2; drop table Kefu");
+  const std::string why =
+      "the database is of schema version 2, and this program knows it up to 1; install the";
+  EXPECT_THAT(Refused("upgrade"), StartsWith("vnqctl upgrade: " + why));
+  EXPECT_THAT(Refused("upgrade --dry-run"), StartsWith("vnqctl upgrade: " + why));
+  EXPECT_THAT(Refused("init"), HasSubstr(why));
+  EXPECT_EQ(Rows("select count(*) from sqlite_master where name='Kefu'"), Lines({"0"}));
+}
+
+TEST_F(CompanyCommands, AColumnThatSqliteCannotAddStaysMissingAndSoDoesTheVersion) {
+  Run("alter table MessengClot_Text drop column To_Date; delete from vnq_schema");
+  EXPECT_THAT(Done("upgrade"), HasSubstr("column To_Date is missing"));
+  EXPECT_EQ(Rows("select count(*) from vnq_schema"), Lines({"0"}));
+}
+
+TEST_F(CompanyCommands, RetentionDeletesWhatTheSettingsKeepNoLongerAndATrialOnlyCounts) {
+  Run("insert into Messeng_Text(Msg_ID,To_Date) values('old','2001-01-01'),('new','2999-01-01');"
+      "insert into LeaveFile(Msg_ID,ToDate) values('old','2001-01-01')");
+  EXPECT_THAT(Done("retention run"), StartsWith("the settings keep everything: [delete_chats]"));
+  Done("setting set delete_chats.options 1");
+  Done("setting set delete_offline_files.options 2");
+  const std::string tried = Done("retention run --dry-run --json");
+  EXPECT_THAT(tried, HasSubstr(R"({"table":"Messeng_Text","rows":"1"})"));
+  EXPECT_THAT(tried, HasSubstr(R"({"table":"LeaveFile","rows":"1"})"));
+  EXPECT_EQ(Rows("select count(*) from LeaveFile"), Lines({"1"}));
+  EXPECT_THAT(Done("retention run"), testing::EndsWith("deleted\n"));
+  EXPECT_EQ(Rows("select Msg_ID from Messeng_Text"), Lines({"new"}));
+  EXPECT_EQ(Rows("select count(*) from LeaveFile"), Lines({"0"}));
+}
+
 }  // namespace
 }  // namespace vnq

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <functional>
+#include <limits>
 #include <memory>
 #include <sstream>
 
@@ -17,7 +19,9 @@
 #include "support/replace_all.h"
 #include "tests/harness/app_folder.h"
 #include "tests/harness/as_nobody.h"
+#include "tests/harness/certificate.h"
 #include "tests/harness/own_address.h"
+#include "tests/harness/shell_run.h"
 #include "tools/folder/init_command.h"
 #include "tools/schema/schema_sql.h"
 
@@ -38,11 +42,12 @@ class DoctorCommand : public ::testing::Test {
     std::ostringstream said;
     EXPECT_EQ(RunInit({folder_.path(), false, "en_US"}, said, said), 0) << said.str();
     Replace("platform.ini", ";bind_address=0.0.0.0", "bind_address=" + address_);
+    plain_ = folder_.ReadBytes("platform.ini");
   }
 
   int Run() {
     out_.str("");
-    return RunDoctor({folder_.path(), "en_US"}, out_);
+    return RunDoctor(options_, out_);
   }
   /// The findings of a run that begin with `kind`.
   std::string Said(const std::string& kind) {
@@ -78,7 +83,9 @@ class DoctorCommand : public ::testing::Test {
   }
 
   AppFolder folder_;
+  DoctorOptions options_{.appPath = folder_.path(), .localeName = "en_US", .leastFreeMb = 0};
   const std::string address_ = AddressOfThisProcess(213);
+  std::string plain_;  // platform.ini as it was made
   std::ostringstream out_;
 };
 
@@ -145,6 +152,34 @@ TEST_F(DoctorCommand, MissingPlatformIniIsAWarning) {
 TEST_F(DoctorCommand, DriveWithoutAFolderIsAnError) {
   Replace("platform.ini", ";D=/srv/im", "D=/nowhere/at/all");
   EXPECT_THAT(Errors(), HasSubstr("platform.ini: [drives] D=/nowhere/at/all is no folder"));
+}
+
+TEST_F(DoctorCommand, CertificatesOfListenersAreLookedAt) {
+  const auto listener = [&](const Certificate& made) {
+    folder_.Write("platform.ini", plain_ +
+                                      "\n[listener clients]\nprotocol=6004\nport=16004\ntls=yes\n" +
+                                      "certificate=" + made.file + "\nkey=" + made.keyFile + "\n");
+  };
+  const std::string at = "platform.ini: [listener clients] certificate=";
+  const Certificate fine = MakeCertificate(folder_.path(), address_, "fine", 400);
+  chmod(fine.keyFile.c_str(), 0600);
+  listener(fine);
+  EXPECT_THAT(Said("ok"), HasSubstr("listener clients: its certificate holds for 399 days"));
+  EXPECT_THAT(Warnings() + Errors(), Not(HasSubstr("listener clients")));
+  chmod(fine.keyFile.c_str(), 0644);
+  EXPECT_THAT(Warnings(), HasSubstr("key=" + fine.keyFile + " may be read by everybody"));
+
+  const Certificate soon = MakeCertificate(folder_.path(), address_, "soon", 5);
+  listener(soon);
+  EXPECT_THAT(Warnings(), HasSubstr(at + soon.file + " ends in 4 days; put a new one"));
+  const Certificate ended = MakeCertificate(folder_.path(), address_, "ended", -3);
+  listener(ended);
+  EXPECT_THAT(Errors(), HasSubstr(at + ended.file + " ended 3 days ago, and clients refuse it"));
+  listener({fine.file, soon.keyFile});
+  EXPECT_THAT(Errors(),
+              HasSubstr(at + fine.file + " cannot be used, and the listener stays closed"));
+  listener({folder_.path() + "/none.pem", fine.keyFile});
+  EXPECT_THAT(Errors(), HasSubstr("/none.pem cannot be used, and the listener stays closed"));
 }
 
 TEST_F(DoctorCommand, MissingDataBaseIniIsAnError) {
@@ -386,6 +421,15 @@ TEST_F(DoctorCommand, NoUserIsAWarning) {
 
 // --- Ports ---
 
+TEST_F(DoctorCommand, StoredHashesWithoutTheirWallAreAnError) {
+  AddRowsOfADeployment();
+  Execute("update Users_ID set UserPaws='$scrypt$ln=14,r=8,p=1$c2FsdA==$aGFzaA=='");
+  EXPECT_THAT(Errors(), AllOf(HasSubstr("the passwords of 1 users are stored as hashes"),
+                              HasSubstr("protection.hash_passwords yes")));
+  folder_.Write("platform.ini", plain_ + "\n[protection]\nhash_passwords=yes\n");
+  EXPECT_THAT(Errors(), Not(HasSubstr("hashes")));
+}
+
 TEST_F(DoctorCommand, PortOfAnotherProgramIsAnError) {
   SystemClock clock;
   EventLoop loop(clock);
@@ -419,6 +463,214 @@ TEST_F(DoctorCommand, NeedsTheFoldersPath) {
   std::vector<std::string> arguments = {"doctor"};
   EXPECT_THROW(app.parse(arguments), CLI::RequiredError);
 }
+
+TEST_F(DoctorCommand, GoesOnBehindValuesThatCannotBeUsed) {
+  AddRowsOfADeployment();
+  Replace("platform.ini", "bind_address=" + address_, "bind_address=localhost");
+  Replace("platform.ini", "code_page=1252", "code_page=4711");
+  Replace("platform.ini", ";durability=receipt", "durability=always");
+  Execute("drop table Kefu");
+  const std::string errors = Errors();
+  for (const char* words :
+       {"bind_address=localhost is not an IPv4 address", "code_page=4711 is not a known",
+        "durability=always is not one of receipt, commit, none", "tables are missing: Kefu"}) {
+    EXPECT_THAT(errors, HasSubstr(words));
+  }
+  EXPECT_THAT(out_.str(), HasSubstr("ok: texts: "));
+}
+
+TEST_F(DoctorCommand, ShowsHowFarTheCheckOfALargeFileHasCome) {
+  std::ostringstream progress;
+  options_.progress = &progress;
+  Run();
+  EXPECT_EQ(progress.str(), "");  // it is small
+  Execute("create table filler(a); ");
+  Execute("insert into filler select zeroblob(3000000)");
+  options_.largeFileMb = 1;
+  Run();
+  EXPECT_THAT(progress.str(), HasSubstr("MB of the database are checked"));
+  EXPECT_EQ(Said("error"), "");
+}
+
+// --- Nineteen folders, each broken in one way ---
+
+class BrokenFolder;
+
+struct Breakage {
+  const char* name;
+  std::function<void(BrokenFolder& folder)> make;
+  const char* kind;
+  std::vector<std::string> words;  ///< of the finding, what cures it among them
+  bool needsRoot = false;          ///< to break it
+};
+
+void PrintTo(const Breakage& breakage, std::ostream* out) {
+  *out << breakage.name;
+}
+
+/// A deployment that nothing is wrong with, until one thing is.
+class BrokenFolder : public DoctorCommand, public testing::WithParamInterface<Breakage> {
+ public:
+  BrokenFolder() { AddRowsOfADeployment(); }
+
+  using DoctorCommand::Execute;
+  using DoctorCommand::Replace;
+  const AppFolder& folder() const { return folder_; }
+  std::string Path(const std::string& file) const { return folder_.path() + "/" + file; }
+  DoctorOptions& options() { return options_; }
+  /// Another way to look than from this process.
+  void LookBy(std::function<std::string()> look) { look_ = std::move(look); }
+  /// A program that holds a port for as long as the test runs.
+  void TakePort(uint16_t port) {
+    std::string error;
+    ASSERT_TRUE(other_.Listen(
+        address_, port, [](AcceptedSocket) {}, error))
+        << error;
+  }
+
+  std::string Look() {
+    if (look_) return look_();
+    Run();
+    return out_.str();
+  }
+
+ private:
+  std::function<std::string()> look_;
+  SystemClock clock_;
+  EventLoop loop_{clock_};
+  TcpListener other_{loop_};
+};
+
+TEST_P(BrokenFolder, IsFound) {
+  if (GetParam().needsRoot && geteuid() != 0) GTEST_SKIP() << "only root gives files away";
+  Run();
+  ASSERT_THAT(out_.str(), HasSubstr("\n0 errors, 0 warnings\n"));
+  GetParam().make(*this);
+  const std::string said = Look();
+  std::istringstream lines(said);
+  std::vector<std::string> found;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(std::string(GetParam().kind) + ": ") &&
+        line.find(GetParam().words.front()) != line.npos) {
+      found.push_back(line);
+    }
+  }
+  ASSERT_EQ(found.size(), 1U) << said;
+  for (const std::string& words : GetParam().words) EXPECT_THAT(found[0], HasSubstr(words));
+  EXPECT_THAT(said, testing::ContainsRegex("\n(ok: ports|error: port )")) << "went on to the end";
+}
+
+const Breakage kBreakages[] = {
+    {"AddressThatIsNone",
+     [](BrokenFolder& f) { f.Replace("platform.ini", "bind_address=", "bind_address=x"); },
+     "error",
+     {"[network] bind_address=x", "is not an IPv4 address"}},
+    {"MisspeltKeyOfPlatformIni",
+     [](BrokenFolder& f) { f.Replace("platform.ini", ";busy_timeout_ms=", "busy_timeout="); },
+     "warning",
+     {"[database] busy_timeout is nothing", "did you mean busy_timeout_ms?"}},
+    {"MisspeltKeyOfDataBaseIni",
+     [](BrokenFolder& f) { f.folder().Write(kIni, f.folder().ReadBytes(kIni) + "noticedays=9\n"); },
+     "warning",
+     {"[delete_offline_notices] noticedays is nothing", "did you mean noticeday?"}},
+    {"NumberThatIsNone",
+     [](BrokenFolder& f) { f.Replace(kIni, "chatsday=30", "chatsday=a month"); },
+     "warning",
+     {"chatsday=a month is no number", "vnqctl setting set", "delete_chats.chatsday 30"}},
+    {"TypeOfAnotherDriver",
+     [](BrokenFolder& f) { f.Replace(kIni, "DB_TYPE=access", "DB_TYPE=postgresql"); },
+     "warning",
+     {"DB_TYPE=postgresql does not go with", "driver=FreeTDS"}},
+    {"TextsInAnotherCodePage",
+     [](BrokenFolder& f) {
+       f.folder().Write(kTexts, f.folder().ReadBytes(kTexts) + "im999=Grüße\n");
+     },
+     "error",
+     {"lang.ini: it is saved as UTF-8", "save it in that"}},
+    {"LanguageFileThatIsMissing",
+     [](BrokenFolder& f) { std::filesystem::remove(f.Path(kTexts)); },
+     "error",
+     {"lang.ini is missing", "vnqctl init --app-path"}},
+    {"NamesThatTheCodePageLacks",
+     [](BrokenFolder& f) { f.Execute("update Users_ID set FcName='王'"); },
+     "warning",
+     {"column FcName: code page 1252 lacks characters of 1 text", "王 where UserID=1",
+      "vnqctl setting set"}},
+    {"TwoUsersOfOneName",
+     [](BrokenFolder& f) {
+       f.Execute("insert into Users_ID(UserID,UserName) values('2','Anna'),('3','aNNA')");
+     },
+     "warning",
+     {"2 users are called anna", "vnqctl user delete"}},
+    {"NoManager",
+     [](BrokenFolder& f) { f.Replace(kIni, "CheckIM0=0", "CheckIM0=1"); },
+     "warning",
+     {"nobody is one", "vnqctl user set", "--manager yes"}},
+    {"FileThatMayNotBeRead",
+     [](BrokenFolder& f) {
+       f.folder().Write("root/MyPic/1.jpg", "x");
+       chmod(f.Path("root/MyPic/1.jpg").c_str(), 0);
+       f.LookBy([&f] {
+         return AsNobody([&f] {
+           std::ostringstream out;
+           RunDoctor(f.options(), out);
+           return out.str();
+         });
+       });
+     },
+     "error",
+     {"root/MyPic/1.jpg cannot be read by user "}},
+    {"FilesOfSeveralOwners",
+     [](BrokenFolder& f) {
+       f.folder().Write("mixed.txt", "x");
+       EXPECT_EQ(chown(f.Path("mixed.txt").c_str(), kNobody, kNobody), 0);
+     },
+     "warning",
+     {"mixed.txt", "chown -R "},
+     true},
+    {"FewDescriptors",
+     [](BrokenFolder& f) {
+       f.LookBy([&f] {
+         return RunInShell("ulimit -n 64; " VNQ_CTL_PROGRAM " doctor --free-mb 0 --app-path " +
+                           f.folder().path())
+             .output;
+       });
+     },
+     "warning",
+     {"64 descriptors at most", "need 102", "LimitNOFILE"}},
+    {"FullDisk",
+     [](BrokenFolder& f) { f.options().leastFreeMb = std::numeric_limits<int>::max(); },
+     "error",
+     {"MB are free where", "make room"}},
+    {"LongWriteAheadLog",
+     [](BrokenFolder& f) {
+       f.folder().Write("Web/Data/vnq.db-wal", "");
+       std::filesystem::resize_file(f.Path("Web/Data/vnq.db-wal"), 70'000'000);
+     },
+     "warning",
+     {"vnq.db-wal has 66 MB", "keeps a transaction", "fuser "}},
+    {"PresenceWithoutASession",
+     [](BrokenFolder& f) { f.Execute("update Users_ID set UserIcoLine=1"); },
+     "warning",
+     {"1 user seems to be online", "vnqctl presence repair --app-path"}},
+    {"PortOfAnotherProgram",
+     [](BrokenFolder& f) { f.TakePort(6003); },
+     "error",
+     {":6003: Address already in use", "by process ", "(vnq_tools_tests)", "vnqctl setting set"}},
+    {"MissingColumn",
+     [](BrokenFolder& f) { f.Execute("alter table Users_ID drop column say"); },
+     "error",
+     {"column say is missing", "vnqctl upgrade",
+      "alter table Users_ID add column say TEXT COLLATE NOCASE"}},
+    {"DatabaseOfANewerVersion",
+     [](BrokenFolder& f) { f.Execute("update vnq_schema set version=9"); },
+     "error",
+     {"schema version 9, and this program knows it up to 1", "restore a backup"}},
+};
+static_assert(std::size(kBreakages) == 19);
+
+INSTANTIATE_TEST_SUITE_P(Nineteen, BrokenFolder, testing::ValuesIn(kBreakages),
+                         [](const auto& each) { return std::string(each.param.name); });
 
 }  // namespace
 }  // namespace vnq

@@ -105,6 +105,19 @@ TEST_P(CatchUpTest, GroupMessageThatNeverCameLiveIsReadAtTheNextLogIn) {
   EXPECT_THAT(Read(), ElementsAre(HasSubstr("|lost|"), HasSubstr("|came|")));
 }
 
+TEST_P(CatchUpTest, RequestsThatWaitedAreShownOnceAndLeftToTheOtherDevice) {
+  Park("2", "2", "1", "1110");
+  Park("2m", "2", "1", "1110");
+  Park("2", "Clot000001", "3", "2110");
+  const Records records = Read();
+  EXPECT_THAT(records, ElementsAre(".+messengverify|2|1|let%20me|1|1|1|0|#",
+                                   ".+messengverify|Clot000001|3|let%20me|2|1|1|0|#"));
+  EXPECT_EQ(names_.Label(KnownNames::Kind::kUser, "1"), "Ann Lee (1)");
+  Show(records);
+  EXPECT_THAT(Read(), IsEmpty());
+  EXPECT_EQ(Rows("select UserID1 from MessengVerify_Type"), "2m");
+}
+
 TEST_P(CatchUpTest, UserWhomTheDatabaseDoesNotKnowIsTold) {
   Records records;
   std::string error;

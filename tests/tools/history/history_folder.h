@@ -107,6 +107,15 @@ class HistoryFolder : public ::testing::TestWithParam<DatabaseEngine> {
        "','" + to + "',1,1)");
   }
 
+  /// A record that found nobody, as the server parks it for a session: "ClotID","UserID2", types.
+  void Park(const std::string& tag, const std::string& clotId, const std::string& userId2,
+            const std::string& types, const std::string& time = "08:00:00") {
+    Do("insert into MessengVerify_Type(UserID1,ClotID,UserID2,UserText,TO_IP,To_Date,To_Type1,"
+       "To_Type2,To_Type3,To_Type4) values('" +
+       tag + "','" + clotId + "','" + userId2 + "','let%20me','127.0.0.1','2026-03-04 " + time +
+       "','" + types[0] + "','" + types[1] + "','" + types[2] + "','" + types[3] + "')");
+  }
+
   /// Runs the command; what it prints.
   std::string History() {
     std::ostringstream out, err;

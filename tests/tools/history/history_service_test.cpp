@@ -98,6 +98,21 @@ TEST_P(HistoryServing, WordsOfOneSecondStayInTheirOrder) {
   EXPECT_EQ(Ids(R"("do":"search","words":"n")"), "M1 M2 M3 N1");
 }
 
+TEST_P(HistoryServing, IndexesForHistoriesChangeNoOrder) {
+  std::ostringstream said;
+  InitOptions init{folder_.path(), false, "en_US"};
+  init.historyIndexes = true;
+  ASSERT_EQ(RunInit(init, said, said), 0) << said.str();
+  EXPECT_THAT(said.str(), HasSubstr("tables 0, indexes 2, rows 0"));
+  Peer("M1", "1", "2", "question", "0111");
+  Peer("M2", "2", "1", "answer", "0011");
+  Peer("M3", "1", "2", "thanks", "0111");
+  Ask(R"("do":"read","with":"1","through":"M1")");
+  EXPECT_EQ(Ids(R"("do":"messages","with":"1")"), "M1 M2 M3");
+  EXPECT_EQ(Ids(R"("do":"search","words":"n")"), "M1 M2 M3");
+  EXPECT_EQ(Ids(R"("do":"unread")"), "M3");
+}
+
 TEST_P(HistoryServing, GroupsAndNoticesAreConversationsToo) {
   Talk();
   Group("G1", "1");
@@ -119,6 +134,80 @@ TEST_P(HistoryServing, MessagesOfOthersAreNeverAmongThem) {
   EXPECT_EQ(Ids(R"("do":"messages","with":"1")"), "");
   EXPECT_EQ(Ids(R"("do":"search","words":"secret")"), "");
   EXPECT_EQ(Ids(R"("do":"unread")"), "");
+}
+
+TEST_P(HistoryServing, StrangerIsToldNothingByAnyRequest) {
+  Talk();
+  Group("G1", "1", "secret");
+  Notice("N1", "1", "2", "secret");
+  Park("2", "2", "1", "1110");
+  const std::string before = Rows("select * from Messeng_Text") +
+                             Rows("select * from Notice_Acks") + Rows("select * from Clot_Form") +
+                             Rows("select * from Msg_Acks") +
+                             Rows("select * from MessengVerify_Type");
+  struct Attempt {
+    const char* request;
+    const char* answer;
+  };
+  constexpr const char* kNoEntries = R"({"id":1,"result":{"entries":[],"more":false}})";
+  constexpr const char* kMarked = R"({"id":1,"result":{"marked":true}})";
+  constexpr const char* kUnknown = R"({"id":1,"kind":"not_found","error":"no such entry"})";
+  constexpr const char* kNoMember =
+      R"({"id":1,"kind":"not_allowed","error":"not a member of this group"})";
+  for (const Attempt& each : {
+           Attempt{R"("do":"conversations")", R"({"id":1,"result":{"conversations":[]}})"},
+           Attempt{R"("do":"messages","with":"1")", kNoEntries},
+           Attempt{R"("do":"messages","with":"2","limit":1000)", kNoEntries},
+           Attempt{R"("do":"messages","with":"2","before":"M3")", kUnknown},
+           Attempt{R"("do":"messages","with":"2","after":"M1")", kUnknown},
+           Attempt{R"("do":"messages","group":"Clot000001")", kNoEntries},
+           Attempt{R"("do":"messages","group":"Clot000001","before":"G1")", kUnknown},
+           Attempt{R"("do":"messages","group":"Clot999999")", kNoEntries},
+           Attempt{R"("do":"messages","notices":true)", kNoEntries},
+           Attempt{R"("do":"messages","notices":true,"after":"N1")", kUnknown},
+           Attempt{R"("do":"unread")", kNoEntries},
+           Attempt{R"("do":"search","words":"e")", kNoEntries},
+           Attempt{R"("do":"search","words":"secret","group":"Clot000001")", kNoEntries},
+           Attempt{R"("do":"search","words":"one","with":"2")", kNoEntries},
+           Attempt{R"("do":"search","words":"secret","notices":true)", kNoEntries},
+           Attempt{R"("do":"read","with":"2")", kMarked},
+           Attempt{R"("do":"read","with":"2","through":"M3")", kUnknown},
+           Attempt{R"("do":"read","group":"Clot000001")", kMarked},
+           Attempt{R"("do":"read","group":"Clot000001","through":"G1")", kUnknown},
+           Attempt{R"("do":"read","notices":true)", kMarked},
+           Attempt{R"("do":"read","entries":[{"kind":"message","Msg_ID":"M1","to":"2"},
+               {"kind":"message","Msg_ID":"M1","to":"2","own":true},
+               {"kind":"group_message","Msg_ID":"G1","to":"Clot000001"},
+               {"kind":"notice","Msg_ID":"N1","to":"2"}])",
+                   kMarked},
+           Attempt{R"("do":"members","group":"Clot000001")", kNoMember},
+           Attempt{R"("do":"members","group":"Clot999999")", kNoMember},
+           Attempt{R"("do":"requests")", R"({"id":1,"result":{"requests":[]}})"},
+           Attempt{R"("do":"forget_requests","requests":[{"ClotID":"2","UserID2":"1",
+               "UserText":"let%20me","To_Type1":"1","To_Type2":"1","To_Type3":"1","To_Type4":"0"}])",
+                   R"({"id":1,"result":{"forgotten":true}})"},
+       }) {
+    for (const char* device : {"desktop", "mobile"}) {
+      EXPECT_EQ(Ask(each.request, "4", device), each.answer) << each.request;
+    }
+  }
+  EXPECT_EQ(Rows("select * from Messeng_Text") + Rows("select * from Notice_Acks") +
+                Rows("select * from Clot_Form") + Rows("select * from Msg_Acks") +
+                Rows("select * from MessengVerify_Type"),
+            before)
+      << "a stranger has changed a row";
+}
+
+TEST_P(HistoryServing, WhoHasLeftAGroupReadsNothingOfItNotEvenTheirOwn) {
+  Group("G1", "1");
+  Group("G2", "2");
+  Do("delete from Clot_Form where UserID='2'");
+  EXPECT_EQ(Ids(R"("do":"messages","group":"Clot000001")"), "");
+  EXPECT_EQ(Ids(R"("do":"search","words":"t")"), "");
+  EXPECT_EQ(Ids(R"("do":"unread")"), "");
+  EXPECT_EQ(Ask(R"("do":"conversations")"), R"({"id":1,"result":{"conversations":[]}})");
+  Join("Clot000001", "2");
+  EXPECT_EQ(Ids(R"("do":"messages","group":"Clot000001")"), "G1 G2") << "a member again";
 }
 
 TEST_P(HistoryServing, SearchFindsChineseInAllOrOneConversation) {
@@ -144,6 +233,49 @@ TEST_P(HistoryServing, WhatAnotherProgramWritesIsSeenByTheNextRequest) {
   EXPECT_EQ(Ids(R"("do":"unread")"), "M1");
   Do("update Users_ID set FcName='Anna' where UserID='1'");
   EXPECT_THAT(Ask(R"("do":"unread")"), HasSubstr(R"("from_name":"Anna")"));
+}
+
+TEST_P(HistoryServing, OwnMessageIsDeliveredOnceADeviceOfTheOtherHasHadIt) {
+  Peer("M1", "2", "1", "owed to both", "0111", "05:00:01");
+  Peer("M2", "2", "1", "read on the desktop", "0101", "05:00:02");
+  Peer("M3", "2", "1", "read on the phone", "0110", "05:00:03");
+  Peer("M4", "1", "2", "received", "0100", "05:00:04");
+  const std::string answer = Ask(R"("do":"messages","with":"1")");
+  EXPECT_THAT(answer, AllOf(ContainsRegex(R"re("Msg_ID":"M1"[^}]*"delivered":false)re"),
+                            ContainsRegex(R"re("Msg_ID":"M2"[^}]*"delivered":true)re"),
+                            ContainsRegex(R"re("Msg_ID":"M3"[^}]*"delivered":true)re"),
+                            Not(ContainsRegex(R"re("Msg_ID":"M4"[^}]*"delivered")re"))));
+}
+
+// --- Requests that found nobody ---
+
+TEST_P(HistoryServing, RequestsWaitForTheDeviceUntilTheyAreTakenAway) {
+  Park("2", "2", "1", "1110");
+  Park("2m", "2", "1", "1110");
+  Park("2", "Clot000001", "3", "2110", "07:00:00");
+  Park("3", "3", "1", "1110");
+  const std::string friendly =
+      R"({"time":"2026-03-04 08:00:00","text":"let me","name":"Ann Lee","target_name":"Ben",)"
+      R"("ClotID":"2","UserID2":"1","UserText":"let%20me",)"
+      R"("To_Type1":"1","To_Type2":"1","To_Type3":"1","To_Type4":"0"})";
+  const std::string joining =
+      R"({"time":"2026-03-04 07:00:00","text":"let me","name":"蔡","target_name":"Team",)"
+      R"("ClotID":"Clot000001","UserID2":"3","UserText":"let%20me",)"
+      R"("To_Type1":"2","To_Type2":"1","To_Type3":"1","To_Type4":"0"})";
+  const auto listed = [](const std::string& requests) {
+    return R"({"id":1,"result":{"requests":[)" + requests + "]}}";
+  };
+  EXPECT_EQ(Ask(R"("do":"requests")"), listed(joining + "," + friendly));
+  EXPECT_EQ(Ask(R"("do":"requests")", "2", "mobile"), listed(friendly));
+  EXPECT_EQ(Ask(R"("do":"forget_requests","requests":[)" + friendly + "]"),
+            R"({"id":1,"result":{"forgotten":true}})");
+  EXPECT_EQ(Ask(R"("do":"requests")"), listed(joining));
+  EXPECT_EQ(Ask(R"("do":"requests")", "2", "mobile"), listed(friendly));
+  EXPECT_EQ(Rows("select UserID1 from MessengVerify_Type order by UserID1"), "2 2m 3");
+  for (const char* wrong :
+       {R"("do":"forget_requests")", R"("do":"forget_requests","requests":1)"}) {
+    EXPECT_THAT(Ask(wrong), HasSubstr(R"("bad_request")"));
+  }
 }
 
 // --- Marking ---

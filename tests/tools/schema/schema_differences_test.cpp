@@ -110,7 +110,7 @@ TEST_F(SchemaDifferencesOnSqlite, IndexOfAnyNameServes) {
   std::string error;
   ASSERT_TRUE(MakeSchema(*driver_, DatabaseEngine::kSqlite, report, error)) << error;
   EXPECT_THAT(report.differences, IsEmpty());
-  EXPECT_EQ(report.tables, SchemaTables().size() - 1);
+  EXPECT_EQ(report.made.tables, SchemaTables().size() - 1);
 }
 
 TEST_F(SchemaDifferencesOnSqlite, GroupMessageIdsMustGrowByThemselves) {

@@ -8,6 +8,7 @@
 #include "tests/tools/schema/server_database.h"
 #include "tools/doctor/doctor_command.h"
 #include "tools/folder/init_command.h"
+#include "tools/schema/upgrade_command.h"
 
 namespace vnq {
 namespace {
@@ -97,6 +98,18 @@ TEST_P(ServerSchema, InitMakesWhatWasTakenAway) {
   Execute("delete from OtherForm");
   ASSERT_EQ(Init(), 0) << err_.str();
   EXPECT_THAT(out_.str(), HasSubstr("tables 1, indexes 1, rows 1"));
+}
+
+TEST_P(ServerSchema, UpgradeAddsAColumnAndLeavesANewerVersionAlone) {
+  ASSERT_EQ(Init(), 0) << err_.str();
+  Execute("alter table Users_ID drop column say");
+  const UpgradeOptions options{.appPath = folder_.path()};
+  EXPECT_EQ(RunUpgrade(options, out_, err_), 0) << err_.str();
+  EXPECT_THAT(out_.str(), HasSubstr("\ndone: 1 statements, schema version 1\n"));
+  EXPECT_EQ(Query("select count(say) as c from Users_ID"), "0");
+  Execute("update vnq_schema set version=2");
+  EXPECT_EQ(RunUpgrade(options, out_, err_), 1);
+  EXPECT_THAT(err_.str(), HasSubstr("the database is of schema version 2, and this program"));
 }
 
 TEST_P(ServerSchema, DatabaseFillsInIdDateAndTime) {

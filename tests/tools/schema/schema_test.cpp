@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/sql/sql_driver.h"
+#include "tools/schema/make_schema.h"
 #include "tools/schema/schema_sql.h"
 
 namespace vnq {
@@ -100,7 +101,9 @@ TEST(Schema, IndexesNameColumnsOfTheirTable) {
   for (const TableDef& table : SchemaTables()) {
     std::set<std::string> columns;
     for (const ColumnDef& column : table.columns) columns.insert(std::string(column.name));
-    for (std::string_view index : table.indexes) {
+    std::vector<std::string_view> indexes = table.indexes;
+    indexes.insert(indexes.end(), table.historyIndexes.begin(), table.historyIndexes.end());
+    for (std::string_view index : indexes) {
       for (size_t begin = 0; begin <= index.size();) {
         const size_t end = std::min(index.find(',', begin), index.size());
         const std::string name(index.substr(begin, end - begin));
@@ -238,6 +241,31 @@ TEST_F(SchemaDatabase, LookUpsGoThroughAnIndex) {
     const std::string plan = Read("explain query plan " + std::string(statement));
     EXPECT_NE(plan.find("USING"), std::string::npos) << statement << ": " << plan;
     EXPECT_NE(plan.find("INDEX"), std::string::npos) << statement << ": " << plan;
+  }
+}
+
+TEST_F(SchemaDatabase, IndexesForHistoriesLeaveTheServersLookUpsAsTheyAre) {
+  const auto plan = [this](const std::string& where) {
+    return Read("explain query plan select * from Messeng_Text where " + where);
+  };
+  const std::string pair = "(YouID='1' and MyID='2') or (MyID='1' and YouID='2')";
+  EXPECT_NE(plan(pair).find("SCAN"), std::string::npos) << plan(pair);
+  SchemaReport report;
+  std::string error;
+  for (size_t made : {2u, 0u}) {
+    report = {};
+    ASSERT_TRUE(MakeSchema(*driver_, DatabaseEngine::kSqlite, report, error,
+                           {.indexes = IndexSet::kAlsoHistory}))
+        << error;
+    EXPECT_EQ(report.made.indexes, made);
+  }
+  EXPECT_EQ(plan(pair).find("SCAN"), std::string::npos) << plan(pair);
+  for (const char* where : {"Msg_ID='m' and YouID='2'", "Msg_ID='m' and IsAck1=1",
+                            "Msg_ID='m' and MyID='1' and YouID='2' and IsAck1=1"}) {
+    EXPECT_NE(plan(where).find("idx_Messeng_Text_Msg_ID"), std::string::npos) << plan(where);
+  }
+  for (const char* where : {"YouID='2' or MyID='2'", "YouID='2' and IsAck3=1"}) {
+    EXPECT_NE(plan(where).find("idx_Messeng_Text_YouID"), std::string::npos) << plan(where);
   }
 }
 

@@ -125,6 +125,23 @@ TEST_F(WatchCommands, ProbeSendsAMessageAndLeavesNobodyOnline) {
   EXPECT_THAT(Ctl("status").output, HasSubstr(".+landing"));
 }
 
+TEST_F(WatchCommands, TraceIsSwitchedOnTheRunningServerByName) {
+  AddUser("anna");
+  AddUser("bert");
+  EXPECT_THAT(Ctl("trace anna on").output, StartsWith("vnqctl trace: no server answers in "));
+  ASSERT_TRUE(Start());
+  EXPECT_EQ(Ctl("trace --json").output, "[]\n");
+  EXPECT_EQ(Ctl("trace anna on", "--json").output, "[\n{\"user\":\"1\"}\n]\n");
+  EXPECT_EQ(Ctl("trace anna").exitCode, 2);
+  EXPECT_THAT(Ctl("trace carl on").output, HasSubstr("there is no user carl"));
+  EXPECT_EQ(Probe("").exitCode, 0);
+  EXPECT_TRUE(server_->WaitForWords("info: trace of 1, slot 1, in: .+landing|anna|***|"))
+      << server_->standardError();
+  EXPECT_EQ(server_->standardError().find("trace of 2"), std::string::npos);
+  EXPECT_EQ(server_->standardError().find("secret"), std::string::npos);
+  EXPECT_EQ(Ctl("trace anna off", "--json").output, "[]\n");
+}
+
 TEST_F(WatchCommands, ProbeSaysWhatDoesNotWork) {
   AddUser("anna");
   const ShellRun unreachable = Probe("");

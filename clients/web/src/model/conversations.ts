@@ -4,7 +4,8 @@ import { computed, signal } from '@preact/signals';
 import type { ConversationName, EntryPage, HistoryEntry } from '@vnq/client';
 import { newMessageId } from '@vnq/client';
 import { groups, nameOfGroup, nameOfPerson, people } from './directory';
-import { Line, lineOf, LineStatus, now, withLatest, withLine, withOlder } from './lines';
+import { knownLine, noteDelivered } from './deliveries';
+import { Line, LineStatus, now, withLatest, withLine, withOlder } from './lines';
 import { isWatched } from './notifications';
 import { client, gateway, ownId } from './server';
 import { remember, remembered } from './storage';
@@ -24,7 +25,8 @@ export interface Conversation {
   readonly hasOlder: boolean;
   /** A window around an older line: what is new does not join it. */
   readonly isWindow: boolean;
-  /** Of visitors. */
+  /** Of visitors; what they have called themselves. */
+  readonly name?: string;
   readonly city?: string;
   readonly isHere?: boolean;
 }
@@ -61,29 +63,30 @@ function change(key: string, changes: Partial<Conversation>): void {
   conversations.value = new Map(conversations.value).set(key, { ...conversation(key), ...changes });
 }
 
-export function titleOf({ kind, id }: Pick<Conversation, 'kind' | 'id'>): string {
+export function titleOf({ kind, id, name }: Pick<Conversation, 'kind' | 'id' | 'name'>): string {
   if (kind === 'notices') return t('notices');
-  if (kind === 'visitor') return `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 6)}`;
+  if (kind === 'visitor') return name || `${t('visitor')} ${id.replace(/^web-/, '').slice(0, 6)}`;
   return kind === 'group' ? nameOfGroup(id) : nameOfPerson(id);
 }
 
 const lastAt = ({ last }: Conversation) => last?.at ?? '';
 
-function listOf(wanted: (conversation: Conversation) => boolean) {
-  return computed(() =>
-    [...conversations.value.values()]
-      .filter(wanted)
-      .sort((a, b) => (lastAt(a) < lastAt(b) ? 1 : lastAt(a) > lastAt(b) ? -1 : 0)),
-  );
+function latestFirst(all: Iterable<Conversation>): readonly Conversation[] {
+  return [...all].sort((a, b) => (lastAt(a) < lastAt(b) ? 1 : lastAt(a) > lastAt(b) ? -1 : 0));
 }
 
 const isVisitorId = (id: string) => id.startsWith('web-') && !people.value.has(id);
 
 /** Those with people and groups, the latest first; groups that were silent come last. */
-export const chats = listOf(
-  ({ kind, id }) => (kind === 'peer' && !isVisitorId(id)) || (kind === 'group' && groups.value.has(id)),
+export const chats = computed(() => {
+  const known = conversations.value;
+  const withPeople = [...known.values()].filter(({ kind, id }) => kind === 'peer' && !isVisitorId(id));
+  const keys = [...groups.value.keys()].map((id) => keyOf('group', id));
+  return latestFirst([...withPeople, ...keys.map((key) => known.get(key) ?? fresh(key))]);
+});
+export const visitors = computed(() =>
+  latestFirst([...conversations.value.values()].filter(({ kind }) => kind === 'visitor')),
 );
-export const visitors = listOf(({ kind }) => kind === 'visitor');
 
 const sum = (all: readonly Conversation[]) => all.reduce((total, { unread }) => total + unread, 0);
 export const unreadChats = computed(() => sum(chats.value));
@@ -113,6 +116,7 @@ interface VisitorLine {
 interface VisitorsAnswer {
   readonly visitors: readonly {
     readonly id: string;
+    readonly name: string;
     readonly city: string;
     readonly here: boolean;
     readonly last: VisitorLine | null;
@@ -158,7 +162,7 @@ async function refreshList(): Promise<void> {
   for (const { kind, id, unread, last } of answer.conversations) {
     const key = keyOf(kind, id);
     const old = next.get(key) ?? fresh(key);
-    next.set(key, { ...old, unread, ...(last ? { last: lineOf(last) } : {}) });
+    next.set(key, { ...old, unread, ...(last ? { last: knownLine(last) } : {}) });
   }
   conversations.value = next;
 }
@@ -182,12 +186,14 @@ let visitorLines = new Map<string, number>();
 export async function refreshVisitors(): Promise<void> {
   const answer = await gateway.get<VisitorsAnswer>('/api/visitors').catch(() => ({ visitors: [] }));
   const next = new Map(conversations.value);
-  for (const { id, city, here, last, lines } of answer.visitors) {
+  for (const { id, name, city, here, last, lines } of answer.visitors) {
     const key = keyOf('visitor', id);
     const old = next.get(key) ?? fresh(key);
-    const unread = Math.max(0, lines - (seenLines.get(id) ?? 0));
+    // Who has answered last has seen what stands in front, in whichever browser.
+    const isAnswered = last?.from === ownId();
+    const unread = isAnswered ? 0 : Math.max(0, lines - (seenLines.get(id) ?? 0));
     visitorLines = new Map(visitorLines).set(id, lines);
-    next.set(key, { ...old, city, isHere: here, unread, ...(last ? { last: lineOfVisitor(last) } : {}) });
+    next.set(key, { ...old, name, city, isHere: here, unread, ...(last ? { last: lineOfVisitor(last) } : {}) });
   }
   conversations.value = next;
   if (current.value.startsWith('visitor/')) await loadLatest(current.value);
@@ -207,7 +213,7 @@ export async function loadLatest(key: string): Promise<void> {
   } else {
     const page = await gateway.messages(nameFor(conversation(key)), { limit: pageSize });
     const { lines, isWindow, hasOlder } = conversation(key);
-    const merged = withLatest(isWindow ? [] : lines, page.entries.map(lineOf));
+    const merged = withLatest(isWindow ? [] : lines, page.entries.map(knownLine));
     const keptOlder = merged.length > page.entries.length && !isWindow ? hasOlder : page.more;
     change(key, { lines: merged, isLoaded: true, hasOlder: keptOlder, isWindow: false });
   }
@@ -221,7 +227,7 @@ export async function loadOlder(key: string): Promise<void> {
   const options = { limit: pageSize, before: oldest.id };
   const page = await gateway.messages(nameFor(conversation(key)), options);
   const { lines } = conversation(key);
-  change(key, { lines: withOlder(lines, page.entries.map(lineOf)), hasOlder: page.more });
+  change(key, { lines: withOlder(lines, page.entries.map(knownLine)), hasOlder: page.more });
 }
 
 /** Shows a conversation around one entry of the history. */
@@ -233,7 +239,7 @@ export async function showEntry(entry: HistoryEntry): Promise<void> {
     around({ before: entry.Msg_ID }),
     around({ after: entry.Msg_ID }),
   ]);
-  const lines = [...before.entries, entry, ...after.entries].map(lineOf);
+  const lines = [...before.entries, entry, ...after.entries].map(knownLine);
   change(key, { lines, isLoaded: true, hasOlder: before.more, isWindow: after.more });
   current.value = key;
   highlighted.value = entry.Msg_ID;
@@ -263,6 +269,7 @@ export function receive(key: string, line: Line): boolean {
 }
 
 export function setStatus(id: string, status: LineStatus): void {
+  if (status === 'delivered') noteDelivered(id);
   for (const [key, { lines, last }] of conversations.value) {
     const line = lines.find((each) => each.id === id);
     if (!line || line.status === undefined) continue;

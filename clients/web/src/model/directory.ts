@@ -45,12 +45,12 @@ export function setDirectory(answer: DirectoryAnswer): void {
   friends.value = new Set(answer.friends);
 }
 
-export function nameOfPerson(id: string): string {
-  return people.value.get(id)?.name || id;
+export function nameOfPerson(id: string, otherwise = ''): string {
+  return people.value.get(id)?.name || otherwise || id;
 }
 
-export function nameOfGroup(id: string): string {
-  return groups.value.get(id)?.name || id;
+export function nameOfGroup(id: string, otherwise = ''): string {
+  return groups.value.get(id)?.name || otherwise || id;
 }
 
 export function changePerson(id: string, change: Partial<Person>): void {

@@ -43,7 +43,8 @@ export function lineOf(entry: HistoryEntry): Line {
   // Tokens of other clients are told by their labels.
   const hasToken = 'text' in delivery && /\{[a-z]@/.test(delivery.text);
   const text = 'text' in delivery && !hasToken ? delivery.text : entry.text;
-  return { ...common, text, isFile, ...(entry.own ? { status: 'stored' as const } : {}) };
+  const status = entry.delivered ? ('delivered' as const) : ('stored' as const);
+  return { ...common, text, isFile, ...(entry.own ? { status } : {}) };
 }
 
 const ranks: Record<LineStatus, number> = { queued: 0, sent: 1, stored: 2, delivered: 3, withdrawn: 4 };

@@ -27,10 +27,11 @@ import {
 } from './directory';
 import { Line } from './lines';
 import { notify } from './notifications';
-import { addRequest, dropRequest, loadRequests } from './requests';
+import { addRequest, dropRequest, loadRequests, requestOf } from './requests';
 import { client, connection, gateway, retryAt, setToken } from './server';
 import { outboxPlace, remember, remembered } from './storage';
 import { toast } from './toasts';
+import { wordsOf } from './verify_words';
 
 /** Why nobody is logged in, for the page of the log-in. */
 export const loginTrouble = signal<Text | ''>('');
@@ -120,10 +121,9 @@ function listen(fresh: Client): void {
 }
 
 async function onReady(): Promise<void> {
-  loadRequests();
   try {
     await refreshDirectory();
-    await refresh();
+    await Promise.all([refresh(), loadRequests()]);
   } catch {
     toast(t('history_unavailable'));
   }
@@ -183,9 +183,9 @@ function listenToPeople(fresh: Client): void {
   });
   fresh.on('verify', (verify) => {
     if (verify.step === 'request' && verify.userId !== fresh.userId) return addRequest(verify);
-    dropRequest({ about: verify.about, userId: verify.userId, groupId: verify.target, text: '' });
+    dropRequest(requestOf(verify));
     if (verify.about === 'group' && isGone(verify, fresh.userId)) leaveView(verify.target);
-    const words = wordsOf(verify, fresh.userId);
+    const words = wordsOf(verify);
     if (words) toast(words);
     again();
   });
@@ -196,22 +196,6 @@ const isGone = ({ step, userId }: Verify, own: string) =>
 
 function leaveView(groupId: string): void {
   if (current.value === keyOf('group', groupId)) open('');
-}
-
-function wordsOf({ about, step, target, userId }: Verify, own: string): string {
-  const other = nameOfPerson(userId === own ? target : userId);
-  if (about === 'friend') {
-    const known: Partial<Record<typeof step, Text>> = {
-      accepted: 'friend_accepted',
-      refused: 'friend_refused',
-      blocked: 'friend_refused',
-      deleted: 'friend_deleted',
-    };
-    const text = known[step];
-    return text ? t(text, other) : '';
-  }
-  const key = `group_${step}` as Text;
-  return t(key, nameOfPerson(userId), nameOfGroup(target));
 }
 
 // Broadcasts of presence end where a server has many connections; a look now and then mends that.

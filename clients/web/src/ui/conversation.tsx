@@ -70,7 +70,7 @@ function Body({ line }: { line: Line }) {
   return (
     <>
       {(line.isFile || line.isForm) && (
-        <span class="tag">
+        <span class={`tag ${line.isForm ? 'above' : ''}`}>
           <Icon name="file" /> {t(line.isForm ? 'form' : 'file')}
         </span>
       )}

@@ -21,9 +21,10 @@ import {
 } from '../model/conversations';
 import { friends, nameOfGroup, nameOfPerson, people, Person, sortedGroups, tree } from '../model/directory';
 import { now } from '../model/lines';
-import { answerRequest, Request, requests } from '../model/requests';
+import { answerRequest, dismissNews, news, Request, requests } from '../model/requests';
 import { gateway, ownId } from '../model/server';
 import { toast } from '../model/toasts';
+import { wordsOf } from '../model/verify_words';
 import { t } from '../texts';
 import { attempt } from './attempt';
 import { dialog } from './dialogs';
@@ -178,7 +179,7 @@ function Visitors() {
 
 function RequestCard({ request }: { request: Request }) {
   const { about, userId, groupId, text } = request;
-  const name = nameOfPerson(userId);
+  const name = nameOfPerson(userId, request.name);
   const say = about === 'friend' ? t('friend_asks', name) : t('group_asks', name, nameOfGroup(groupId));
   const answer = (kind: 'accept' | 'refuse' | 'block') => void attempt(() => answerRequest(request, kind));
   return (
@@ -197,14 +198,39 @@ function RequestCard({ request }: { request: Request }) {
   );
 }
 
-function Requests() {
-  if (requests.value.length === 0) return <p class="empty">{t('no_requests')}</p>;
+function NewsList() {
+  if (news.value.length === 0) return null;
   return (
-    <ul>
-      {requests.value.map((request) => (
-        <RequestCard key={`${request.about}${request.userId}${request.groupId}`} request={request} />
-      ))}
-    </ul>
+    <section class="news">
+      <h2>{t('meanwhile')}</h2>
+      <ul>
+        {news.value.map(({ verify, name, targetName, at }) => (
+          <li key={`${at}${verify.step}${verify.userId}${verify.target}`} class="request">
+            <Avatar id={verify.userId} name={nameOfPerson(verify.userId, name)} />
+            <p class="grow">{wordsOf(verify, name, targetName)}</p>
+            <span class="hint">{shortTime(at)}</span>
+          </li>
+        ))}
+      </ul>
+      <div class="tools">
+        <button type="button" class="secondary" onClick={dismissNews}>{t('dismiss')}</button>
+      </div>
+    </section>
+  );
+}
+
+function Requests() {
+  const isEmpty = requests.value.length + news.value.length === 0;
+  if (isEmpty) return <p class="empty">{t('no_requests')}</p>;
+  return (
+    <>
+      <ul>
+        {requests.value.map((request) => (
+          <RequestCard key={`${request.about}${request.userId}${request.groupId}`} request={request} />
+        ))}
+      </ul>
+      <NewsList />
+    </>
   );
 }
 
@@ -305,7 +331,7 @@ export function Sidebar() {
         <TabButton name="chats" icon="chats" count={unreadChats.value + unreadNotices.value} />
         <TabButton name="people" icon="people" count={0} />
         <TabButton name="visitors" icon="visitors" count={unreadVisitors.value} />
-        <TabButton name="requests" icon="requests" count={requests.value.length} />
+        <TabButton name="requests" icon="requests" count={requests.value.length + news.value.length} />
       </nav>
       <div class="panel">
         <Panel />

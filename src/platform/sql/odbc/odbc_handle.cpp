@@ -24,6 +24,9 @@ SqlTrouble TroubleOf(SQLINTEGER number) {
     case 230:  // on a column
     case 262:  // in the database
       return SqlTrouble::kForbidden;
+    case 207:  // a column
+    case 208:  // a table
+      return SqlTrouble::kMissing;
     case 823:
     case 824:
       return SqlTrouble::kWriteFailed;

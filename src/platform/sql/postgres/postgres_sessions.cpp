@@ -1,10 +1,11 @@
 #include "platform/sql/postgres/postgres_sessions.h"
 
 #include <fmt/format.h>
-#include <spdlog/spdlog.h>
 
 #include <algorithm>
 #include <utility>
+
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -59,7 +60,7 @@ bool PostgresSessions::Connect() {
 void PostgresSessions::Drop(const std::string& why, bool pauses, int64_t spentMs) {
   session_.reset();
   if (pauses) return availability_.NoteLost(why, spentMs);
-  spdlog::warn("{}: {}; connecting again", availability_.name(), why);
+  LogWarning("database_session", "{}: {}; connecting again", availability_.name(), why);
 }
 
 }  // namespace vnq

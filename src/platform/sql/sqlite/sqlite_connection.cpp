@@ -1,8 +1,8 @@
 #include "platform/sql/sqlite/sqlite_connection.h"
 
 #include <fmt/format.h>
-#include <spdlog/spdlog.h>
 
+#include "platform/system/event_log.h"
 #include "support/numbers.h"
 
 namespace vnq {
@@ -102,8 +102,8 @@ bool SqliteConnection::UseWriteAheadLog(std::string& error) {
   }
   writeAheadLog_ = mode == "wal";
   if (!writeAheadLog_) {
-    spdlog::warn("database file {}: no write-ahead log here, journal mode is {}",
-                 sqlite3_db_filename(handle_, "main"), mode.empty() ? "unchanged" : mode);
+    LogWarning("database_journal", "database file {}: no write-ahead log here, journal mode is {}",
+               sqlite3_db_filename(handle_, "main"), mode.empty() ? "unchanged" : mode);
   }
   return true;
 }

@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <spdlog/spdlog.h>
 
 #include <optional>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "platform/sql/sqlite/sqlite_connection.h"
 #include "platform/sql/sqlite/sqlite_files.h"
 #include "platform/sql/sqlite/sqlite_turn.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -78,6 +78,12 @@ SqlTrouble TroubleOf(int extendedCode) {
     default:
       return SqlTrouble::kNone;
   }
+}
+
+// The engine has one number for everything that is wrong with a statement.
+bool NamesWhatIsMissing(std::string_view message) {
+  return message.starts_with("no such table: ") || message.starts_with("no such column: ") ||
+         message.find(" has no column named ") != message.npos;
 }
 
 // The texts are the caller's and stay until the statement was reset.
@@ -240,7 +246,8 @@ void SqliteDriver::Unavailable(const std::string& why) {
   lastError_ = why;
   trouble_ = SqlTrouble::kUnavailable;
   nextAttemptMs_ = NowMs() + kRetryMs;
-  if (unavailable_.empty()) spdlog::error("{}; statements fail until it can be used", why);
+  if (unavailable_.empty())
+    LogError("database_unavailable", "{}; statements fail until it can be used", why);
   unavailable_ = why;
 }
 
@@ -313,7 +320,7 @@ bool SqliteDriver::End(SqliteStatement& prepared, int code, bool addsRow) {
   if (turn_ && wrote) turn_->NoteWrite();
   if (!unavailable_.empty()) {
     unavailable_.clear();
-    spdlog::info("database file {}: statements run again", options_.path);
+    LogInfo("database_back", "database file {}: statements run again", options_.path);
   }
   return true;
 }
@@ -327,9 +334,12 @@ bool SqliteDriver::Fail(std::string_view statement, std::string_view why) {
 // Takes the engine's last error, and what follows from it for the statements to come.
 bool SqliteDriver::FailByEngine(std::string_view statement) {
   const int code = sqlite3_extended_errcode(connection_->handle());
-  Fail(statement, sqlite3_errmsg(connection_->handle()));
+  const char* const message = sqlite3_errmsg(connection_->handle());
+  const bool isMissing = code == SQLITE_ERROR && NamesWhatIsMissing(message);
+  Fail(statement, message);
   if (turn_ && turn_->WasUndone()) undone_ += turn_->Drop();
   Conclude(code);
+  if (isMissing) trouble_ = SqlTrouble::kMissing;
   return false;
 }
 

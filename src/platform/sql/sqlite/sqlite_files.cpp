@@ -1,8 +1,9 @@
 #include "platform/sql/sqlite/sqlite_files.h"
 
-#include <spdlog/spdlog.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -27,10 +28,10 @@ void RemoveLogOfReplaced(const SqliteFiles& closed) {
   const FileIdentity log = FileAt(closed.log.path.c_str());
   const bool isReplaced = database.exists() && !database.IsSameAs(closed.database);
   if (!isReplaced || !log.IsSameAs(closed.log)) return;
-  spdlog::warn(
-      "database file {}: another file has taken its place; the write-ahead log of the one "
-      "before is removed",
-      closed.database.path);
+  LogWarning("database_replaced",
+             "database file {}: another file has taken its place; the write-ahead log of the one "
+             "before is removed",
+             closed.database.path);
   unlink(closed.log.path.c_str());
   unlink((closed.database.path + "-shm").c_str());
 }

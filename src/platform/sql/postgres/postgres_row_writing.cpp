@@ -1,0 +1,164 @@
+// Adding, changing and deleting the rows of cursors. Rows that are added wait, where they may, for
+// the next statement that has an answer.
+#include <algorithm>
+
+#include "platform/sql/postgres/postgres_driver.h"
+#include "platform/sql/postgres/postgres_replies.h"
+
+namespace vnq {
+namespace {
+
+constexpr RowWriting kWriting = {DoubleQuoted, true};
+
+// Rows that wait to be sent are kept in memory.
+constexpr size_t kMostPendingRows = 100;
+constexpr size_t kMostPendingBytes = 1 << 20;
+
+}  // namespace
+
+// --- Rows that are added ---
+
+bool PostgresDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
+  if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
+  RowStatement insert = InsertStatement(target.table, values, kWriting);
+  const bool mayWait =
+      options_.commit == SqlCommit::kTurn && sessions_.current() && !inTransaction_;
+  if (mayWait && Defer(insert)) return true;
+  Ran ran;
+  return Run(insert.text, insert.parameters, Use::kOwn, ran);
+}
+
+// False where the row cannot wait: its statement is not prepared yet.
+bool PostgresDriver::Defer(RowStatement& insert) {
+  const PostgresStatement* known =
+      Session().statements.Find(insert.text, insert.parameters, Use::kOwn);
+  if (!known || known->name.empty()) return false;
+  if (!pending_.empty() && pendingSession_ != Session().number) return false;
+  pendingSession_ = Session().number;
+  for (const SqlValue& value : insert.parameters) pendingBytes_ += value.text.size();
+  pending_.push_back({std::move(insert), known->name});
+  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) EndTurn();
+  return true;
+}
+
+// Runs a select in the round trip that adds the rows which wait. False where it still has to be
+// run.
+bool PostgresDriver::RunBehindPending(std::string_view statement,
+                                      std::span<const SqlValue> parameters, Use use,
+                                      const PostgresDeadline& deadline, Ran& ran) {
+  if (pending_.empty() || pendingSession_ != Session().number || use != Use::kRows) return false;
+  PostgresStatement* known = Session().statements.Find(statement, parameters, use);
+  if (!known || known->name.empty() || !StartsWithWord(statement, "select")) return false;
+  ran.reply = TellLockWait(deadline);
+  if (ran.reply.broken()) return true;
+  const PostgresCall call{known->name, parameters};
+  ran.prepared = known;
+  const bool isAnswered = SendPending(&call, deadline, ran.reply);
+  return ran.reply.broken() || (isAnswered && !IsOutOfDate(ran.reply, *known));
+}
+
+// Adds the rows that wait, and runs `then` behind them. True when `reply` is what came of `then`:
+// where a row was refused it has run too soon, before the others were added one by one.
+bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
+                                 PostgresReply& reply) {
+  const std::deque<PendingRow> pending = std::exchange(pending_, {});
+  pendingBytes_ = 0;
+  std::vector<PostgresCall> calls;
+  for (const PendingRow& row : pending) calls.push_back({row.name, row.insert.parameters});
+  PostgresReply added = Session().connection->RunGroup(calls, then, deadline, reply);
+  if (added.broken()) {
+    undone_ += pending.size();
+    mayBeLost_ = true;
+    reply = std::move(added);
+    return false;
+  }
+  written_ = written_ || added.done();
+  if (added.done()) return then != nullptr;
+  NoteTimeOut(pending.front().insert.text, added, deadline.SpentMs());
+  AddPendingSingly(pending);
+  return false;
+}
+
+void PostgresDriver::AddPendingSingly(const std::deque<PendingRow>& pending) {
+  pendingBytes_ = 0;
+  for (const PendingRow& row : pending) {
+    Ran ran;
+    if (!Run(row.insert.text, row.insert.parameters, Use::kOwn, ran)) ++undone_;
+  }
+}
+
+bool PostgresDriver::EndTurn() {
+  if (pending_.empty()) return true;
+  const size_t undoneBefore = undone_;
+  const std::string first = pending_.front().insert.text;
+  const PostgresDeadline deadline = Deadline();
+  bool fresh = false;
+  if (!EnsureSession(first, fresh) || pendingSession_ != Session().number) {
+    AddPendingSingly(std::exchange(pending_, {}));  // nothing of them was sent
+    return undone_ == undoneBefore;
+  }
+  PostgresReply reply = TellLockWait(deadline);
+  if (!reply.broken()) SendPending(nullptr, deadline, reply);
+  if (reply.broken()) Conclude(first, deadline, reply);
+  return undone_ == undoneBefore;
+}
+
+// --- Rows that are there ---
+
+bool PostgresDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {
+  if (values.empty()) return true;
+  const RowStatement set = SetClause(values, kWriting);
+  Ran ran;
+  if (!ChangeOneRow("update " + rows.table + set.text, rows, row, set.parameters, ran))
+    return false;
+  PostgresIdentity now;
+  for (size_t i = 0; i < rows.identityWidth; ++i) {
+    now.push_back(ReadPostgresCell(ran.reply.result.get(), 0, i, SqlColumnType::kText));
+  }
+  rows_.NoteMoved(rows, rows_.Current(rows, row), now);
+  const auto first = rows.identity.begin() + static_cast<std::ptrdiff_t>(row * rows.identityWidth);
+  std::copy(now.begin(), now.end(), first);
+  return true;
+}
+
+bool PostgresDriver::DeleteRow(const SqlRows& rows, size_t row) {
+  Ran ran;
+  return ChangeOneRow("delete from " + rows.table, rows, row, {}, ran);
+}
+
+// Runs the statement on the one row alone, and has it give the row's identity. A row that another
+// program has deleted is a failure.
+bool PostgresDriver::ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
+                                  const std::vector<SqlValue>& parameters, Ran& ran) {
+  EndTurn();
+  const PostgresTable* table = rows_.Find(rows.table);
+  if (!table) return Fail(statement, "the row set comes from no single table");
+  PostgresIdentity identity = rows_.Current(rows, row);
+  if (identity.empty()) return Fail(statement, "no current row");
+  for (bool again : {false, true}) {
+    if (again) identity = table->isByPlace ? FindAgain(*table, rows, row) : PostgresIdentity();
+    if (identity.empty()) break;
+    std::string text = statement;
+    std::vector<SqlValue> values = parameters;
+    AppendRowCondition(*table, identity, text, values);
+    if (!Run(text, values, Use::kOwn, ran)) return false;
+    if (ran.reply.rowsTouched() != "0") return true;
+  }
+  return Fail(statement, "the row is no longer there");
+}
+
+// Where the row is that another program has written since it was read; empty when it cannot be
+// told.
+PostgresIdentity PostgresDriver::FindAgain(const PostgresTable& table, const SqlRows& rows,
+                                           size_t row) {
+  if (inTransaction_) return {};
+  std::vector<std::string> columns;
+  Session().statements.ReadIndexedColumns(table.number, Deadline(), columns);
+  std::vector<SqlValue> values;
+  const std::string select = SelectByColumns(table, columns, rows, row, values);
+  Ran ran;
+  if (select.empty() || !Run(select, values, Use::kCommand, ran)) return {};
+  return OnlyNewIdentity(ran.reply.result.get(), rows);
+}
+
+}  // namespace vnq
