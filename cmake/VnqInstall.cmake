@@ -120,7 +120,7 @@ process, with a database of its own or the company's. vnqctl sets it up,
 watches it, saves it, and talks to it from a terminal.")
 set(CPACK_DEBIAN_SERVER_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers")
 set(CPACK_DEBIAN_SERVER_PACKAGE_RECOMMENDS "polkitd")
-set(CPACK_DEBIAN_SERVER_PACKAGE_SUGGESTS "mdbtools, tdsodbc, prometheus, bash-completion")
+set(CPACK_DEBIAN_SERVER_PACKAGE_SUGGESTS "mdbtools, tdsodbc, libnats3.4, prometheus, bash-completion")
 set(CPACK_DEBIAN_SERVER_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/postinst
   ${CMAKE_SOURCE_DIR}/packaging/debian/prerm ${CMAKE_SOURCE_DIR}/packaging/debian/postrm)
 set(CPACK_DEBIAN_BENCH_PACKAGE_NAME vnq-bench)

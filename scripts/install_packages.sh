@@ -18,7 +18,8 @@ run_packages=(g++ cmake ninja-build pkg-config sqlite3 libboost-context1.81-dev 
 test_packages=(git python3 openssl libgtest-dev libgmock-dev mdbtools postgresql tdsodbc clang-format clang-tidy)
 # The clients in TypeScript; what tests them builds them, too.
 web_packages=(esbuild node-typescript node-ws)
-full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap dpkg-dev file lintian systemd tshark)
+full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap dpkg-dev file lintian systemd tshark nats-server
+  libnats3.4 haproxy)
 
 list_only=no
 [[ "${1:-}" != --list ]] || { list_only=yes && shift; }

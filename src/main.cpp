@@ -13,6 +13,7 @@
 
 #include "host/database/schema_version.h"
 #include "host/settings/program_folder.h"
+#include "platform/bus/nats_bus.h"
 #include "platform/system/descriptor_limit.h"
 #include "platform/system/event_log.h"
 #include "platform/system/instance.h"
@@ -178,6 +179,13 @@ void SaySummary(const vnq::ProgramFolder& folder) {
       settings.deleteOfflineFiles.options, settings.deleteNotices.options);
 }
 
+// Null where the server is alone.
+std::unique_ptr<vnq::Bus> BusOf(vnq::EventLoop& loop, const vnq::NodeSettings& nodes) {
+  return nodes.AreGiven() ? OpenNatsBus(loop, {nodes.bus, nodes.user, nodes.password, nodes.caFile,
+                                               nodes.cluster, nodes.name})
+                          : nullptr;
+}
+
 // Tables that a newer version has made are left alone.
 bool KnowsSchema(vnq::Host& host) {
   const std::string fault =
@@ -198,7 +206,8 @@ int Serve(vnq::ProgramFolder folder, const Arguments& arguments) {
   loop.SetGathering(folder.platform.gatherMs);
   KeepMemory(loop);
   vnq::ShellCommandRunner commands(loop);
-  vnq::IndexForm form(loop, clock, commands, std::move(folder));
+  auto bus = BusOf(loop, folder.platform.nodes);
+  vnq::IndexForm form(loop, clock, commands, std::move(folder), std::move(bus));
   std::optional<vnq::OperatorDesk> desk;
   bool stopping = false;
   vnq::ProcessSignals signals(loop, [&](int number) {
@@ -241,6 +250,7 @@ int main(int argc, char** argv) {
   if (!folder || !vnq::SetUpLog({folder->platform.log.level, folder->platform.log.format}, error)) {
     return Fail(kExitArguments, error);
   }
+  if (error = vnq::NodesFault(*folder); !error.empty()) return Fail(kExitArguments, error);
   vnq::InstanceLock lock;
   switch (lock.Acquire(folder->LockPath(), error)) {
     case vnq::InstanceLock::Result::kHeld:

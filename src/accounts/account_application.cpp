@@ -72,17 +72,24 @@ void Announce(Host& host, const Fields& fields, const Expr& newId, const std::st
 void HandleAccountApplication(Host& host, Fields& fields, SlotIndex slot,
                               const std::string& remoteIp) {
   HashPasswordField(host, fields);
+  SharedLock alone(host.database, SharedLock::Kind::kAccounts);
+  if (!alone.IsHeld()) return;  // who hears nothing applies again
   std::string FcName;
   if (CountAccountsNamed(host.database, fields[3], FcName) >= 1) {
+    alone.Release();
     return RefuseTakenName(host, fields, FcName, slot, remoteIp);
   }
   fields.Set(1, KnownDepartment(host.database, fields[1]));
   const int16_t apply = ReadUserApply(host);
-  if (apply == kApplyRefused) return Answer(host, slot, ".+not_allowed_to_apply|#");
+  if (apply == kApplyRefused) {
+    alone.Release();
+    return Answer(host, slot, ".+not_allowed_to_apply|#");
+  }
 
   // Nothing has yielded since the look-up of the name, and nothing does before the last row is
   // there: applications are served one after the other.
   const Expr newId = AddApplicant(host, fields, apply);
+  alone.Release();
   // Who hears nothing applies again; who has heard must find the account.
   if (!SyncWritten(host)) return;
   Answer(host, slot, Join(".+application_success|", newId, "|#"));

@@ -1,6 +1,7 @@
 // The control channel: sibling services and the console that steers managed endpoints.
 #include "endpoints/endpoints.h"
 #include "endpoints/plain_text.h"
+#include "host/nodes/crossing.h"
 #include "host/slots/records.h"
 #include "host/slots/sending.h"
 
@@ -18,9 +19,12 @@ void AppendToList(std::string& list, const Expr& user) {
   Append(list, Join(user, "|"));
 }
 
-void SendToEndpoint(Host& host, const Expr& endpoint, std::string_view record) {
-  const SlotIndex slot = host.SckServer6008.FirstConnected(endpoint);
-  if (slot != kNoSlot) SendPlainText(host, host.SckServer6008, slot, record);
+void SendToEndpoint(Host& host, const Expr& endpoint, const Expr& record) {
+  SlotArray& slots = host.SckServer6008;
+  const SlotIndex slot = slots.FirstConnected(endpoint);
+  if (slot != kNoSlot) return SendPlainText(host, slots, slot, record);
+  AskElsewhere(host, NodeArray::kEndpoints, endpoint, order::kPlain,
+               {ArrayWord(NodeArray::kEndpoints), endpoint, record});
 }
 
 // An order for an endpoint: endpoint+user+code. A code that is no number leaves the number of the
@@ -28,18 +32,26 @@ void SendToEndpoint(Host& host, const Expr& endpoint, std::string_view record) {
 struct EndpointOrder {
   Fields parts;
   SlotIndex slot;
+  bool isThere;  // on this node or another
 
   EndpointOrder(Host& host, const Expr& field)
-      : parts(Fields::Of(field, "+")), slot(host.SckServer6008.FirstConnected(parts[0])) {}
+      : parts(Fields::Of(field, "+")),
+        slot(host.SckServer6008.FirstConnected(parts[0])),
+        isThere(slot != kNoSlot || HoldsElsewhere(host, NodeArray::kEndpoints, parts[0])) {}
 
   void Send(Host& host, std::string_view word, int16_t& code) const {
     Assign(code, ToInt16(parts[2]));
     const Expr number = Map(parts[2], [&](const std::string&) { return code; });
-    SendPlainText(host, host.SckServer6008, slot, Join(word, "|", number, "|#"));
+    SendToEndpoint(host, parts[0], Join(word, "|", number, "|#"));
   }
 };
 
 }  // namespace
+
+void TellPlainTextHere(Host& host, SlotArray& slots, const Expr& tag, const Expr& text) {
+  const SlotIndex slot = slots.FirstConnected(tag);
+  if (slot != kNoSlot) SendPlainText(host, slots, slot, text);
+}
 
 // --- Commands ---
 
@@ -64,10 +76,7 @@ void HandleControlKeepAlive(Host& host, Fields&, SlotIndex slot, const std::stri
 }
 
 void HandleFailed(Host& host, Fields& fields, SlotIndex, const std::string&) {
-  const SlotIndex user = host.SckServer.FirstConnected(fields[1]);
-  if (user == kNoSlot) return;
-  host.loop.Yield();
-  SendRecord(host, user, Join(".+download_myfailed|", fields[2], "|", fields[3], "|#"));
+  TellTag(host, fields[1], Join(".+download_myfailed|", fields[2], "|", fields[3], "|#"));
 }
 
 void HandleDisconnect(Host& host, Fields& fields, SlotIndex, const std::string&) {
@@ -77,7 +86,11 @@ void HandleDisconnect(Host& host, Fields& fields, SlotIndex, const std::string&)
   for (int k = 2; k <= fields.last(); ++k) {
     const Expr user = fields[static_cast<size_t>(k)];
     const SlotIndex slot = slots.FirstConnected(user);
-    if (slot == kNoSlot) continue;
+    if (slot == kNoSlot) {
+      const Expr record = Join(".+disconnect|", fields[1]);
+      if (EndElsewhere(host, NodeArray::kClients, user, record)) AppendToList(list, user);
+      continue;
+    }
     host.loop.Yield();
     SendRecord(host, slot, Join(".+disconnect|", fields[1]));
     AppendToList(list, user);
@@ -93,10 +106,14 @@ void HandleControlComputer(Host& host, Fields& fields, SlotIndex, const std::str
   int16_t code = 0;
   for (int k = 1; k <= fields.last(); ++k) {
     const EndpointOrder order(host, fields[static_cast<size_t>(k)]);
-    if (order.slot == kNoSlot) continue;
+    if (!order.isThere) continue;
     order.Send(host, ".+control_computer", code);
     AppendToList(list, order.parts[1]);
     host.loop.Yield();
+    if (order.slot == kNoSlot) {
+      EndElsewhere(host, NodeArray::kEndpoints, order.parts[0], "");
+      continue;
+    }
     slots.Close(order.slot);
     slots.SetTag(order.slot, "");
   }
@@ -107,7 +124,7 @@ void HandleControlUsb(Host& host, Fields& fields, SlotIndex, const std::string&)
   int16_t code = 0;
   for (int k = 1; k <= fields.last(); ++k) {
     const EndpointOrder order(host, fields[static_cast<size_t>(k)]);
-    if (order.slot != kNoSlot) order.Send(host, ".+control_usb", code);
+    if (order.isThere) order.Send(host, ".+control_usb", code);
   }
 }
 

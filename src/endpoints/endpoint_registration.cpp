@@ -1,6 +1,7 @@
 // Managed computers: they register, answer the console, and report USB disks.
 #include "endpoints/endpoints.h"
 #include "endpoints/plain_text.h"
+#include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "support/ascii_case.h"
 
@@ -66,13 +67,18 @@ void HandleEndpointLanding(Host& host, Fields& fields, SlotIndex slot,
   host.loop.Yield();
   if (Is(fields[1], "")) fields.Set(1, remoteIp);
   DropHolders(host, host.SckServer6008, fields[1]);
+  DisplaceElsewhere(host, NodeArray::kEndpoints, fields[1], "");
   host.SckServer6008.SetTag(slot, fields[1]);
   SaveEndpoint(host, fields, remoteIp);
 }
 
 void HandleSubmitInformation(Host& host, Fields& fields, SlotIndex, const std::string&) {
   const SlotIndex console = host.SckServer6003.FirstConnected(kConsole);
-  if (console == kNoSlot) return;
+  if (console == kNoSlot) {
+    AskElsewhere(host, NodeArray::kControl, kConsole, order::kPlain,
+                 {ArrayWord(NodeArray::kControl), kConsole, SubmitInformationRecord(fields)});
+    return;
+  }
   host.loop.Yield();
   SendPlainText(host, host.SckServer6003, console, SubmitInformationRecord(fields));
 }

@@ -1,5 +1,6 @@
 // Siblings that fall silent, and endpoints that go away.
 #include "endpoints/endpoints.h"
+#include "host/nodes/crossing.h"
 
 namespace vnq {
 namespace {
@@ -37,6 +38,7 @@ void AgeSibling(Host& host, SlotIndex slot) {
 
 // select  of the endpoint's row, by its name.
 void EndpointGone(Host& host, SlotIndex slot, std::string_view select) {
+  if (HoldsElsewhere(host, NodeArray::kEndpoints, host.SckServer6008.Tag(slot))) return;
   Cursor row(host.database);
   row.Open(Sql(select, host.SckServer6008.Tag(slot)));
   if (row.RecordCount() < 1) return;

@@ -1,6 +1,7 @@
 #include "host/host.h"
 
 #include "host/database/open_database.h"
+#include "host/nodes/cluster.h"
 #include "host/protection/protection.h"
 
 namespace vnq {

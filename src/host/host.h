@@ -39,6 +39,7 @@ struct HostParts {
   CommandRunner& commands;
 };
 
+class Cluster;
 class Protection;
 
 struct Host {
@@ -97,6 +98,9 @@ struct Host {
 
   // --- What a deployment lets nobody do ---
   std::unique_ptr<Protection> protection;  ///< null where every wall is down
+
+  // --- The other nodes ---
+  std::unique_ptr<Cluster> cluster;  ///< null where this server is alone
 
   // --- Outgoing ---
   OutgoingCalls outgoing;

@@ -2,6 +2,7 @@
 // for a user, handed over once.
 #include <optional>
 
+#include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "host/slots/sending.h"
 #include "messaging/messaging.h"
@@ -181,8 +182,21 @@ const Delivery* FindDelivery(DeliveryKind kind) {
   return nullptr;
 }
 
+// Takes each row by itself: another node may add one meanwhile.
+std::string TakeVerifications(Host& host, const Expr& userTag) {
+  std::string records;
+  Cursor rows(host.database);
+  rows.Open(Sql("Select * from MessengVerify_Type where UserID1='?'", userTag));
+  for (; !rows.EndOfRows(); rows.MoveNext()) {
+    Append(records, VerificationRecord(rows));
+    rows.Delete();
+  }
+  return records;
+}
+
 // The only kind that hands over several rows, and the only one that deletes what it handed over.
 void LeaveVerifications(Host& host, SlotIndex slot, const Expr& userTag) {
+  if (host.cluster) return AppendReply(host, slot, TakeVerifications(host, userTag));
   Cursor Adodc2(host.database);
   Adodc2.Open(Sql("Select * from MessengVerify_Type where UserID1='?'", userTag));
   for (; !Adodc2.EndOfRows(); Adodc2.MoveNext()) {
@@ -256,22 +270,35 @@ void ReplayOfflineTypes(Host& host, const Fields& fields, SlotIndex slot) {
 }  // namespace
 
 void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id) {
-  if (Skips("LeaveMesseng", userTag, id)) return;
+  if (Skips("LeaveMesseng", userTag, id) || LeaveMessengHere(host, userTag, kind, id)) return;
+  AskElsewhere(host, NodeArray::kClients, userTag, order::kLeave, {userTag, kind.number, id});
+}
+
+bool LeaveMessengHere(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id) {
   const SlotIndex slot = host.SckServer.FirstConnected(userTag);
-  if (slot == kNoSlot) return;
-  if (kind == StoredKind::kPendingVerifications) return LeaveVerifications(host, slot, userTag);
-  const Delivery* delivery = FindDelivery(kind);
-  if (delivery == nullptr) return;
-  if (const auto record = ReadRecord(host, *delivery, id)) AppendReply(host, slot, *record);
+  if (slot == kNoSlot) return false;
+  if (kind == StoredKind::kPendingVerifications) {
+    LeaveVerifications(host, slot, userTag);
+  } else if (const Delivery* delivery = FindDelivery(kind)) {
+    if (const auto record = ReadRecord(host, *delivery, id)) AppendReply(host, slot, *record);
+  }
+  return true;
 }
 
 void StoredCopy::LeaveTo(const Expr& userTag) {
   if (Skips("LeaveMesseng", userTag, id_)) return;
   const SlotIndex slot = host_.SckServer.FirstConnected(userTag);
+  if (slot == kNoSlot) return LeaveMesseng(host_, userTag, kind_, id_);  // on another node
   const Delivery* delivery = FindDelivery(kind_);
-  if (slot == kNoSlot || delivery == nullptr) return;
+  if (delivery == nullptr) return;
   if (!record_) record_ = ReadRecord(host_, *delivery, id_);
   if (record_) AppendReply(host_, slot, *record_);
+}
+
+void TellVerificationsHere(Host& host, const Expr& userTag) {
+  if (host.SckServer.FirstConnected(userTag) == kNoSlot) return;
+  const std::string records = TakeVerifications(host, userTag);
+  if (!records.empty()) TellTagHere(host, userTag, records);
 }
 
 void HandleOfflineRequest(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {

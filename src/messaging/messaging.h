@@ -88,6 +88,13 @@ int16_t LastGroupMessageId(Host& host, const Expr& clotId);
 /// Yields: no. Database: the table of the kind; only pending verifications are deleted.
 void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id);
 
+/// The same for the slots of this node alone. False where none of them has the tag.
+bool LeaveMessengHere(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id);
+
+/// Sends what MessengVerify_Type holds for a tag at once, and deletes it; nothing where no slot of
+/// this node has the tag. Yields: yes. Database: MessengVerify_Type.
+void TellVerificationsHere(Host& host, const Expr& userTag);
+
 /// The same stored thing left to one device after another, in a walk that neither yields nor writes
 /// to its table: the row is read for the first that is connected.
 class StoredCopy {

@@ -4,6 +4,7 @@
 // A friendship is two rows of Fav_Form, one a direction. Only a request and a refusal wait for who
 // is away.
 #include "host/database/version_counters.h"
+#include "host/nodes/crossing.h"
 #include "host/slots/sending.h"
 #include "messaging/messaging.h"
 #include "relations/relations.h"
@@ -55,8 +56,8 @@ void GreetFriend(Host& host, const Expr& to, const Expr& from, SlotIndex slot) {
 // The same in the name of a user who is connected on a desktop, as if it had come from there. For
 // one who is not, nothing happens.
 void GreetFromDesktop(Host& host, const Expr& to, const Expr& from) {
-  const SlotIndex desktop = host.SckServer.FirstConnected(from);
-  if (desktop != kNoSlot) GreetFriend(host, to, from, desktop);
+  if (GreetFromDesktopHere(host, to, from)) return;
+  AskElsewhere(host, NodeArray::kClients, from, order::kGreet, {to, from});
 }
 
 // --- The request, decided by how the user asked wants to be asked ---
@@ -114,6 +115,13 @@ void FriendRequest(const Verification& run) {
   const std::optional<int32_t> isVerify = ToInt32(asked["IsVerify"]);
   if (isVerify == kGrantAtOnce) Grant(run, asked);
   if (isVerify == kAsk) Ask(run);
+}
+
+bool GreetFromDesktopHere(Host& host, const Expr& to, const Expr& from) {
+  const SlotIndex desktop = host.SckServer.FirstConnected(from);
+  if (desktop == kNoSlot) return false;
+  GreetFriend(host, to, from, desktop);
+  return true;
 }
 
 // --- The answers; that there was a request is not tested ---

@@ -3,9 +3,12 @@
 
 #include <fmt/format.h>
 
+#include <optional>
 #include <set>
 
 #include "host/database/version_counters.h"
+#include "host/nodes/crossing.h"
+#include "host/nodes/words.h"
 #include "host/picture_files.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
@@ -43,6 +46,15 @@ void InsertHeader(Host& host, const NewGroup& group) {
   host.database.Execute(Sql("insert into Clot_Pic(ClotID,ClotInfo) values('?',0)", group.typeId));
 }
 
+// Nothing where another node keeps its turn for too long.
+std::optional<NewGroup> InsertGroup(Host& host, const Fields& fields) {
+  const SharedLock alone(host.database, SharedLock::Kind::kGroups);
+  if (!alone.IsHeld()) return std::nullopt;
+  NewGroup group{NextTypeId(host), fields[1], fields[2], fields[3], fields[4], fields[5]};
+  InsertHeader(host, group);
+  return group;
+}
+
 // .+new_group_information|TypeID|TypeName|Remark|Sender|member list|#
 Expr InformationRecord(const NewGroup& group) {
   return Join(".+new_group_information|", group.typeId, "|", group.name, "|", group.remark, "|",
@@ -68,13 +80,10 @@ void AddMember(Host& host, const NewGroup& group, const Fields& member, const Ex
 }
 
 // Everybody who is connected and no member learns that the group exists, but not who is in it.
-// Kept: no turn of the event loop stands before the send.
 void TellNonMembers(Host& host, const NewGroup& group, const std::set<std::string>& members) {
-  SlotArray& slots = host.SckServer;
-  SharedRecord record(BaseInformationRecord(group));
-  for (const SlotIndex slot : slots.AllConnected()) {
-    if (!members.contains(BareTag(slots.Tag(slot)))) record.Send(host, slot);
-  }
+  const Expr record = BaseInformationRecord(group);
+  AskEverywhere(host, order::kNonMembers, record, Words(members.begin(), members.end()));
+  TellNonMembersHere(host, record, members);
 }
 
 // The group's first message, in the creator's name.
@@ -149,12 +158,22 @@ void DeleteGroupRows(Host& host, const Expr& group) {
 
 }  // namespace
 
+// Kept: no turn of the event loop stands before the send.
+void TellNonMembersHere(Host& host, const Expr& text, const std::set<std::string>& members) {
+  SlotArray& slots = host.SckServer;
+  SharedRecord record(text);
+  for (const SlotIndex slot : slots.AllConnected()) {
+    if (!members.contains(BareTag(slots.Tag(slot)))) record.Send(host, slot);
+  }
+}
+
 // --- Commands ---
 
 void HandleNewGroupInformation(Host& host, Fields& fields, SlotIndex slot,
                                const std::string& remoteIp) {
-  const NewGroup group{NextTypeId(host), fields[1], fields[2], fields[3], fields[4], fields[5]};
-  InsertHeader(host, group);
+  const std::optional<NewGroup> made = InsertGroup(host, fields);
+  if (!made) return;
+  const NewGroup& group = *made;
   const Expr information = InformationRecord(group);
   std::set<std::string> members;
   for (const Fields& member : MembersOfList(group.memberList)) {

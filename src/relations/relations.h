@@ -23,6 +23,7 @@
 // remembered.
 #pragma once
 
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -92,6 +93,15 @@ void HandleModifyGroupPhotos(Host& host, Fields& fields, SlotIndex slot,
 /// Yields: no. Database: Clot_Pic, ServerLog.
 void HandleClearGroupPhotos(Host& host, Fields& fields, SlotIndex slot,
                             const std::string& remoteIp);
+
+// --- What another node asks for ---
+
+/// Sends a record to everybody on this node who is no member of a new group. Yields: no.
+void TellNonMembersHere(Host& host, const Expr& text, const std::set<std::string>& members);
+
+/// A first message to `to` in the name of `from`, as from the desktop that `from` has on this node.
+/// False where there is none. Yields: no. Database: those of UserMesseng.
+bool GreetFromDesktopHere(Host& host, const Expr& to, const Expr& from);
 
 // --- Members of a standing group ---
 //

@@ -1,6 +1,7 @@
 // The engine: four type fields in, one named action out; and what its actions share.
 #include "relations/verification.h"
 
+#include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "host/slots/sending.h"
 #include "relations/relations.h"
@@ -89,8 +90,9 @@ bool NamesWhoActs(const Fields& fields) {
 
 void DeliverOrQueueVerify(Host& host, const Fields& fields, const Expr& targetTag, SlotIndex slot) {
   if (Skips("DeliverOrQueueVerify", targetTag)) return;
-  if (TellTag(host, targetTag, VerifyRecord::Of(fields).Text())) return;
+  if (TellTagHere(host, targetTag, VerifyRecord::Of(fields).Text())) return;
   ParkRecord(host, fields, targetTag, slot);
+  AskElsewhere(host, NodeArray::kClients, targetTag, order::kVerifications, {targetTag});
 }
 
 void HandleMessengverify(Host& host, Fields& fields, SlotIndex slot, const std::string&) {

@@ -10,12 +10,13 @@
 #include "platform/system/event_log.h"
 #include "remote/remote.h"
 #include "server/load.h"
+#include "server/node_orders.h"
 #include "server/timers.h"
 
 namespace vnq {
 
 IndexForm::IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& commands,
-                     ProgramFolder folder)
+                     ProgramFolder folder, std::unique_ptr<Bus> bus)
     : loop_(loop),
       folder_(std::move(folder)),
       page_(folder_.codePage),
@@ -23,6 +24,7 @@ IndexForm::IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& command
       host_({loop, clock, page_, folder_, http_, commands}),
       ports_(host_),
       outOfMemory_(loop, "memory is short", "memory_short") {
+  if (bus) BecomeNode(host_, std::move(bus));
   loop_.SetOutOfMemory([this] { outOfMemory_.Note("something that a client sent is lost"); });
 }
 
@@ -41,6 +43,7 @@ bool IndexForm::Load() {
   SweepOldRows(host_);
   ReadVersionFile(host_);
   SetFontsAndAddresses(host_);
+  JoinNodes(host_);
   return true;
 }
 
@@ -79,6 +82,7 @@ void IndexForm::StartTimers() {
 
 void IndexForm::Unload() {
   ports_.Unload();
+  LeaveNodes(host_);
 }
 
 // --- Operations for outside callers ---

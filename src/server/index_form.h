@@ -10,6 +10,7 @@
 
 #include "host/host.h"
 #include "host/values/fields.h"
+#include "platform/bus/bus.h"
 #include "server/ports.h"
 
 namespace vnq {
@@ -17,8 +18,9 @@ namespace vnq {
 class IndexForm {
  public:
   /// clock drives the timers through the loop and stamps rows; commands restarts services. Both
-  /// outlive the object.
-  IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& commands, ProgramFolder folder);
+  /// outlive the object. bus: to the other nodes; null where the server is alone.
+  IndexForm(EventLoop& loop, const Clock& clock, CommandRunner& commands, ProgramFolder folder,
+            std::unique_ptr<Bus> bus = nullptr);
   ~IndexForm();
 
   /// Opens the six listeners, starts the timers, reads what the database and the version file hold,

@@ -105,6 +105,8 @@ void SetFontsAndAddresses(Host& host) {
 void SweepOldRows(Host& host) {
   const std::vector<OldRows> old = OldRowsBySettings(host.settings, host.clock.Now());
   if (old.empty()) return;
+  const SharedLock alone(host.database, SharedLock::Kind::kRetention);
+  if (!alone.IsHeld()) return;  // another node sweeps
   std::string deleted;
   for (const OldRows& rows : old) {
     const std::string words = DeleteOldRows(host, rows);

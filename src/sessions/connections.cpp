@@ -1,4 +1,5 @@
 // What keeps a client's connection, and what is left to do where it ends without a command.
+#include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/presence_values.h"
@@ -14,6 +15,7 @@ int16_t PresenceWithoutSession(const Cursor& user) {
 
 // Others see 3 where a phone is registered, else 0. A mobile tag finds no row.
 void ResetPresence(Host& host, const std::string& tag) {
+  if (HoldsElsewhere(host, NodeArray::kClients, tag)) return;
   Cursor row(host.database);
   row.Open(Sql("Select UserID,UserIcoLine,Registration_Id from Users_ID where UserID='?'", tag));
   if (row.RecordCount() < 1) return;
@@ -75,6 +77,18 @@ void EndSession(Host& host, SlotIndex slot, const std::string& why) {
   SayGoodbye(host, slot, why);
   host.SckServer.Close(slot);
   host.SckServer.SetTag(slot, "");
+}
+
+int EndSessionsOf(Host& host, const std::string& userId, const std::string& why) {
+  int ended = 0;
+  for (const std::string& tag : {userId, userId + "m"}) {
+    SlotIndex slot = kNoSlot;
+    while ((slot = host.SckServer.FirstConnected(tag)) != kNoSlot) {
+      EndSession(host, slot, why);
+      ++ended;
+    }
+  }
+  return ended;
 }
 
 void TakeLeaveOfClient(Host& host, SlotIndex slot) {

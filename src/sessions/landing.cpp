@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include "host/nodes/crossing.h"
 #include "host/protection/protection.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
@@ -93,11 +94,13 @@ bool EndOtherSession(Host& host, const Fields& fields, const Person& person, con
                      SlotIndex slot) {
   SlotArray& slots = host.SckServer;
   const SlotIndex old = slots.FirstWithTag(tag);
-  if (old == kNoSlot) return true;
-  if (slots.IsConnected(old) && Is(fields[4], kWebDesk) && person.Mac != kWebDesk) {
+  const bool isOnline = slots.IsConnected(old) || HoldsElsewhere(host, NodeArray::kClients, tag);
+  if (isOnline && Is(fields[4], kWebDesk) && person.Mac != kWebDesk) {
     CloseSlot(host, slot);
     return false;
   }
+  DisplaceElsewhere(host, NodeArray::kClients, tag, BusyForceRecord(slots.RemoteHostIP(slot)));
+  if (old == kNoSlot) return true;
   if (slots.IsConnected(old)) {
     host.loop.Yield();
     SendRecord(host, old, BusyForceRecord(slots.RemoteHostIP(slot)));
@@ -210,6 +213,13 @@ void NoteRightPassword(Host& host, const Fields& fields, const Expr& storedPassw
   if (passwords != nullptr) passwords->HashInPlace(userId, storedPassword);
 }
 
+void EndOnOtherNodes(Host& host, const std::string& userId, int16_t oldState) {
+  const bool isTold = oldState != kPresenceOnPhone;
+  DisplaceElsewhere(host, NodeArray::kClients, userId,
+                    isTold ? BusyForceRecord(host.ReadLang("im54")) : Expr(""));
+  if (isTold) AskEverywhere(host, order::kEverybody, {PhoneLineRecord(userId)});
+}
+
 }  // namespace
 
 void HandleLanding(Host& host, Fields& fields, SlotIndex slot, const std::string&) {
@@ -276,6 +286,8 @@ void HandlePhoneLog(Host& host, Fields& fields, SlotIndex slot, const std::strin
     host.loop.Yield();
   }
   Adodc1.Close();
+
+  if (host.cluster) EndOnOtherNodes(host, userId, oldState);
 
   // Kept: for an unknown user `userId` is empty, and every slot without a name loses its connection
   // here.

@@ -1,5 +1,6 @@
 #include "sessions/presence.h"
 
+#include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
 #include "host/slots/sending.h"
@@ -18,7 +19,7 @@ constexpr std::string_view kSelectPresence =
 // Sends to every connected slot but the acting one, whoever is logged in there. The highest slot is
 // fixed at the start; a slot's state is read between the two turns, as it may have changed. Yields:
 // yes, twice a connected slot.
-void TellOthers(Host& host, SlotIndex slot, const Expr& text) {
+void TellOthersHere(Host& host, SlotIndex slot, const Expr& text) {
   SharedRecord record(text);
   for (const SlotIndex other : host.SckServer.AllConnected()) {
     host.loop.Yield();
@@ -26,6 +27,12 @@ void TellOthers(Host& host, SlotIndex slot, const Expr& text) {
     host.loop.Yield();
     record.Send(host, other);
   }
+}
+
+// The same, and those on the other nodes.
+void TellOthers(Host& host, SlotIndex slot, const Expr& text) {
+  AskEverywhere(host, order::kOthers, {text, "0"});
+  TellOthersHere(host, slot, text);
 }
 
 // The record that tells of a state; none for a state that nobody is told of.
@@ -45,9 +52,17 @@ std::optional<Expr> RecordOfState(const std::optional<int16_t>& state, const Exp
   }
 }
 
+// Each node by the size of its own array.
+void TellOthersUnlessCrowded(Host& host, SlotIndex slot, const Expr& text) {
+  AskEverywhere(host, order::kOthers, {text, "1"});
+  if (host.SckServer.Highest() >= kBroadcastCeiling || Skips("tell the others", text)) return;
+  TellOthersHere(host, slot, text);
+}
+
 // At most one earlier session under the tag loses its connection.
 void EndEarlierSession(Host& host, const Expr& tag, SlotIndex slot) {
   SlotArray& slots = host.SckServer;
+  DisplaceElsewhere(host, NodeArray::kClients, tag, BusyForceRecord(slots.RemoteHostIP(slot)));
   const SlotIndex earlier = slots.FirstConnected(tag, slot);
   if (earlier == kNoSlot) return;
   SendRecord(host, earlier, BusyForceRecord(slots.RemoteHostIP(slot)));
@@ -69,8 +84,7 @@ void BecomeVisible(Host& host, const Expr& userId, const Expr& state, SlotIndex 
   const auto record = RecordOfState(newState, userId, Adodc1["NetworkIP"], Adodc1["LocalIP"]);
   Adodc1.Set("UserIcoLine", state);
   Adodc1.Update();
-  if (host.SckServer.Highest() >= kBroadcastCeiling || !record) return;
-  if (!Skips("tell the others", *record)) TellOthers(host, slot, *record);
+  if (record) TellOthersUnlessCrowded(host, slot, *record);
 }
 
 void ReportOnline(Host& host, const Expr& userId, const Expr& state, SlotIndex slot) {
@@ -136,6 +150,11 @@ void SetOffline(Host& host, const Fields& fields, SlotIndex slot) {
 }
 
 }  // namespace
+
+void TellAllHere(Host& host, const Expr& text, bool unlessCrowded) {
+  if (unlessCrowded && host.SckServer.Highest() >= kBroadcastCeiling) return;
+  TellOthersHere(host, kNoSlot, text);
+}
 
 Expr NewIsOfflineRecord(const Expr& userId) {
   return Join(".+new_is_offline|", userId, "|#");

@@ -14,6 +14,10 @@
 
 namespace vnq {
 
+/// Tells everybody on this node of a presence that has changed on another one; not where
+/// `unlessCrowded`, and this node is. Yields: yes, twice a connected slot.
+void TellAllHere(Host& host, const Expr& text, bool unlessCrowded);
+
 // --- Commands of the main port ---
 
 /// .+landing|UserName|password|NetworkIP or platform|Mac or push identifier|manufacturer|version|#
@@ -117,6 +121,10 @@ std::optional<std::vector<RepairedPresence>> RepairPresence(
 /// Ends a session as an operator wants it: the client is told why, its presence is reset, and the
 /// connection is closed. Yields: no. Database: Users_ID.
 void EndSession(Host& host, SlotIndex slot, const std::string& why);
+
+/// The same with all sessions of a user on this node, on both devices; how many there were. Yields:
+/// no. Database: Users_ID.
+int EndSessionsOf(Host& host, const std::string& userId, const std::string& why);
 
 /// What a connected client is owed when the server stops: a last record, and its presence reset.
 /// Yields: yes, before the record. Database: Users_ID.

@@ -1,5 +1,6 @@
 // Visitor chat: a visitor registers with the agents that the page names, and each line goes to one
 // agent or to the agents of a group. On the visitor port and on the main port.
+#include "host/nodes/crossing.h"
 #include "host/outgoing/mobile_push.h"
 #include "host/server_log.h"
 #include "host/slots/sending.h"
@@ -44,8 +45,10 @@ void DropEarlierConnection(Host& host, SlotArray& slots, const Expr& visitor) {
   slots.Close(earlier);
 }
 
-void BindVisitor(Host& host, SlotArray& slots, SlotIndex slot, const Fields& fields) {
+void BindVisitor(Host& host, NodeArray array, SlotArray& slots, SlotIndex slot,
+                 const Fields& fields) {
   InsertKefu(host, fields);
+  DisplaceElsewhere(host, array, fields[2], "");
   DropEarlierConnection(host, slots, fields[2]);
   slots.SetTag(slot, fields[2]);
 }
@@ -62,8 +65,11 @@ void TellAgents(Host& host, const Fields& fields, const std::string& remoteIp, c
   for (const std::string& agent : SplitField(fields[1], ",")) {
     if (agent.empty()) continue;
     const SlotIndex agentSlot = FindAgent(host, agent);
-    if (agentSlot == kNoSlot) continue;
-    tell(agentSlot);
+    if (agentSlot != kNoSlot) {
+      tell(agentSlot);
+    } else if (!TellElsewhere(host, agent, LineOf(host, fields))) {
+      continue;
+    }
     LogArrival(host, fields, agent, remoteIp);
   }
 }
@@ -73,7 +79,11 @@ void TellAgents(Host& host, const Fields& fields, const std::string& remoteIp, c
 // Yields: yes, at each slot of the walk.
 void SendToAgent(Host& host, const Expr& agent, const Fields& fields) {
   const SlotIndex slot = FindAgent(host, agent);
-  if (slot != kNoSlot) SendRecord(host, slot, LineOf(host, fields));
+  if (slot == kNoSlot) {
+    TellElsewhere(host, agent, LineOf(host, fields));
+  } else {
+    SendRecord(host, slot, LineOf(host, fields));
+  }
 }
 
 // An escaped text as it reads.
@@ -99,7 +109,7 @@ void ToGroup(Host& host, const Fields& fields, SlotIndex slot) {
 
 void HandleVisitorCustomer(Host& host, Fields& fields, SlotIndex slot,
                            const std::string& remoteIp) {
-  BindVisitor(host, host.SckServer6001, slot, fields);
+  BindVisitor(host, NodeArray::kVisitors, host.SckServer6001, slot, fields);
   TellAgents(host, fields, remoteIp, [&](SlotIndex agentSlot) {
     if (!host.SckServer.IsConnected(agentSlot)) return;
     host.loop.Yield();
@@ -108,7 +118,7 @@ void HandleVisitorCustomer(Host& host, Fields& fields, SlotIndex slot,
 }
 
 void HandleCustomer(Host& host, Fields& fields, SlotIndex slot, const std::string& remoteIp) {
-  BindVisitor(host, host.SckServer, slot, fields);
+  BindVisitor(host, NodeArray::kClients, host.SckServer, slot, fields);
   TellAgents(host, fields, remoteIp, [&](SlotIndex agentSlot) {
     host.loop.Yield();
     SendRecord(host, agentSlot, LineOf(host, fields));

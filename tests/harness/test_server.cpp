@@ -40,6 +40,12 @@ void WriteFile(const std::string& path, std::string_view content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
+// How many nodes the run has a server be.
+int NodesOfRun() {
+  const char* nodes = getenv("VNQ_TEST_NODES");
+  return nodes == nullptr ? 1 : std::max(1, atoi(nodes));
+}
+
 void BindTo(int descriptor, const std::string& address) {
   sockaddr_in own{};
   own.sin_family = AF_INET;
@@ -62,7 +68,7 @@ TestClient::TestClient(TestServer& server, uint16_t port, const std::string& fro
   sockaddr_in peer{};
   peer.sin_family = AF_INET;
   peer.sin_port = htons(port);
-  inet_pton(AF_INET, server.address().c_str(), &peer.sin_addr);
+  inet_pton(AF_INET, server.NextAddress().c_str(), &peer.sin_addr);
   if (connect(descriptor_, reinterpret_cast<sockaddr*>(&peer), sizeof peer) != 0) ended_ = true;
   const int on = 1;
   setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -173,35 +179,53 @@ std::string TestClient::LocalAddress() const {
 
 // --- TestServer ---
 
-TestServer::TestServer(const TestServerOptions& options)
-    : clock_({2026, 3, 4, 5, 6, 7}), address_(OwnAddress()) {
+TestServer::TestServer(const TestServerOptions& options) : clock_({2026, 3, 4, 5, 6, 7}) {
   spdlog::set_level(spdlog::level::off);
   MakeFolder(options);
   codePage_ = CodePage::Open(options.codePage);
   page_ = std::make_unique<AnsiCodePage>(codePage_);
-  loop_ = std::make_unique<EventLoop>(clock_);
   PlatformSettings platform;
   platform.languageId = options.languageId;
   platform.codePage = options.codePage;
-  platform.bindAddress = address_;
   if (TestDatabase::IsPostgres()) platform.databaseDriver = "postgresql";
   if (!options.databaseDriver.empty()) platform.databaseDriver = options.databaseDriver;
   platform.durability = options.durability;
   platform.protection = options.protection;
   platform.listeners = options.listeners;
-  for (ListenerSettings& listener : platform.listeners) {
-    if (listener.address.empty()) listener.address = address_;
-  }
   platform.limits = options.limits;
-  form_ = std::make_unique<IndexForm>(*loop_, clock_, commands_,
-                                      ReadProgramFolder(folder_, platform, codePage_));
-  form_->Load();
+  const int count = options.nodes > 0 ? options.nodes : NodesOfRun();
+  for (int i = 0; i < count; ++i) AddNode(platform, count);
+  loop_ = nodes_.front().loop.get();
+  form_ = nodes_.front().form.get();
+  address_ = nodes_.front().address;
+  if (count > 1) Pump();  // until they know each other
+}
+
+void TestServer::AddNode(PlatformSettings platform, int count) {
+  Node& node = nodes_.emplace_back();
+  node.address = platform.bindAddress = OwnAddress();
+  for (ListenerSettings& listener : platform.listeners) {
+    if (listener.address.empty()) listener.address = node.address;
+  }
+  node.loop = std::make_unique<EventLoop>(clock_);
+  std::unique_ptr<Bus> bus;
+  if (count > 1) {
+    EXPECT_TRUE(TestDatabase::IsPostgres()) << "nodes share a PostgreSQL server";
+    platform.nodes.name = fmt::format("node{}", nodes_.size());
+    bus = bus_.Connect(*node.loop, platform.nodes.name);
+  }
+  node.form =
+      std::make_unique<IndexForm>(*node.loop, clock_, commands_,
+                                  ReadProgramFolder(folder_, platform, codePage_), std::move(bus));
+  node.form->Load();
 }
 
 TestServer::~TestServer() {
-  loop_->UnwindHandlers();
-  form_.reset();
-  loop_.reset();
+  for (Node& node : nodes_) {
+    if (node.loop) node.loop->UnwindHandlers();
+  }
+  for (Node& node : nodes_) node.form.reset();
+  nodes_.clear();
   std::error_code ignored;
   std::filesystem::remove_all(folder_, ignored);
 }
@@ -246,7 +270,30 @@ void TestServer::WriteSettings(std::string settings) {
 
 void TestServer::Pump() {
   int idle = 0;
-  while (idle < kIdleTurns) idle = loop_->Turn(0) ? 0 : idle + 1;
+  while (idle < kIdleTurns) {
+    bool ran = false;
+    for (Node& node : nodes_) ran = (node.loop && node.loop->Turn(0)) || ran;
+    idle = ran ? 0 : idle + 1;
+  }
+}
+
+const std::string& TestServer::NextAddress() {
+  const int next = chosen_ >= 0 ? chosen_ : connected_++ % nodes();
+  return nodes_[static_cast<size_t>(next)].address;
+}
+
+void TestServer::KillNode(int node) {
+  Node& killed = nodes_[static_cast<size_t>(node)];
+  killed.loop->UnwindHandlers();
+  killed.form.reset();
+  killed.loop.reset();
+  Pump();
+}
+
+void TestServer::SettleAll() {
+  for (Node& node : nodes_) {
+    if (node.loop) node.loop->Settle();
+  }
 }
 
 void TestServer::AdvanceMs(int64_t ms) {
@@ -283,7 +330,7 @@ TestClient TestServer::Online(const std::string& userId, int state) {
 }
 
 std::vector<std::string> TestServer::Rows(const std::string& select) {
-  loop_->Settle();  // as the loop does once the server's work is done
+  SettleAll();  // as the loop does once the server's work is done
   return database_->Rows(select);
 }
 
@@ -293,7 +340,7 @@ std::string TestServer::Value(const std::string& select) {
 }
 
 void TestServer::Run(const std::string& statements) {
-  if (loop_) loop_->Settle();
+  SettleAll();
   database_->Run(statements);
 }
 

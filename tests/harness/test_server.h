@@ -2,6 +2,9 @@
 //
 // Everything runs on the test's one thread. Time stands still until the test advances it, and the
 // server works only while the test pumps it (each verb of TestClient and TestServer does).
+//
+// VNQ_TEST_NODES=2 makes it several, nodes of one cluster on the run's PostgreSQL: a test's
+// connections go to them in turn, so that two parties are on two nodes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,6 +16,7 @@
 #include <vector>
 
 #include "server/index_form.h"
+#include "tests/harness/in_process_bus.h"
 #include "tests/harness/lines.h"
 #include "tests/harness/recording_command_runner.h"
 #include "tests/harness/stepped_clock.h"
@@ -84,6 +88,7 @@ struct TestServerOptions {
   std::vector<ListenerSettings> listeners = {};  ///< without an address: the server's own
   LimitSettings limits = {};
   std::string sql = {};  ///< run on the database before load, beside the schema
+  int nodes = 0;         ///< servers of one cluster; 0: as the run is for
 };
 
 class TestServer {
@@ -124,12 +129,23 @@ class TestServer {
   /// Runs something in a handler of the server, to its end or its next wait.
   void InHandler(std::function<void(Host&)> work);
 
+  /// Nodes of the cluster; of a server alone 1.
+  int nodes() const { return static_cast<int>(nodes_.size()); }
+  /// Has the next connections go to this node, from 0, until another call; -1: in turn.
+  void ConnectToNode(int node) { chosen_ = node; }
+  Host& host(int node) { return nodes_[static_cast<size_t>(node)].form->host(); }
+  InProcessHub& bus() { return bus_; }
+  /// Ends a node as a crash does: nobody is told.
+  void KillNode(int node);
+
   Host& host() { return form_->host(); }
   IndexForm& form() { return *form_; }
   const Dispatcher& ClientDispatcher() { return form_->ports().DispatcherOf(kClientPort); }
   EventLoop& loop() { return *loop_; }
   RecordingCommandRunner& commands() { return commands_; }
   const std::string& address() const { return address_; }
+  /// Of the node that the next connection goes to.
+  const std::string& NextAddress();
   const std::string& folder() const { return folder_; }
   const AnsiText& page() const { return *page_; }
   LocalTime Now() const { return clock_.Now(); }
@@ -146,6 +162,14 @@ class TestServer {
   std::string Lang(std::string_view key) { return form_->host().ReadLang(key); }
 
  private:
+  struct Node {
+    std::string address;
+    std::unique_ptr<EventLoop> loop;
+    std::unique_ptr<IndexForm> form;
+  };
+
+  void AddNode(PlatformSettings platform, int count);
+  void SettleAll();
   void MakeFolder(const TestServerOptions& options);
   void WriteSettings(std::string settings);
 
@@ -155,8 +179,11 @@ class TestServer {
   std::shared_ptr<const CodePage> codePage_;
   std::unique_ptr<AnsiCodePage> page_;
   RecordingCommandRunner commands_;
-  std::unique_ptr<EventLoop> loop_;
-  std::unique_ptr<IndexForm> form_;
+  InProcessHub bus_;
+  std::vector<Node> nodes_;
+  EventLoop* loop_ = nullptr;  // of the first node, as is:
+  IndexForm* form_ = nullptr;
+  int connected_ = 0, chosen_ = -1;
   std::unique_ptr<TestDatabase> database_;
 };
 

@@ -1,5 +1,7 @@
 #include "host/database/database.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <functional>
 #include <unordered_map>
@@ -266,6 +268,32 @@ bool Database::SyncCommitted() {
   return done;
 }
 
+// --- SharedLock ---
+
+SharedLock::SharedLock(Database& database, Kind kind)
+    : database_(database), kind_(kind), isHeld_(Run("pg_advisory_lock")) {}
+
+SharedLock::~SharedLock() {
+  Release();
+}
+
+void SharedLock::Release() {
+  if (!std::exchange(isHeld_, false) || !database_.IsShared()) return;
+  database_.EndTurn();
+  Run("pg_advisory_unlock");
+}
+
+// The first number tells these locks from those of other programs.
+bool SharedLock::Run(const char* function) {
+  constexpr int kOwner = 6004;
+  if (!database_.IsShared()) return true;
+  SqlRows rows;
+  return database_.driver().Query(
+      fmt::format("select {}({},{})", function, kOwner, static_cast<int>(kind_)), {}, rows);
+}
+
+// --- Cursor ---
+
 bool Cursor::Open(const Statement& statement) {
   Close();
   open_ = database_->Query(statement, rows_);
@@ -362,7 +390,21 @@ bool Cursor::Set(std::string_view column, const Expr& value) {
     assigned_.push_back({target.name, std::move(fitted)});
   } else {
     before->value = std::move(fitted);
+    before->isAdded = false;
   }
+  return true;
+}
+
+bool Cursor::Increment(std::string_view column) {
+  const Expr next = Plus((*this)[column], 1);
+  if (!Set(column, next)) return false;
+  if (!database_->IsShared() || next.IsNull()) return true;
+  const std::string& name = (*rows_.columns)[static_cast<size_t>(ColumnIndex(column))].name;
+  const auto assigned =
+      std::find_if(assigned_.begin(), assigned_.end(),
+                   [&](const SqlAssignment& each) { return each.column == name; });
+  assigned->value = SqlValue::Integer(1);
+  assigned->isAdded = true;
   return true;
 }
 
@@ -379,7 +421,9 @@ bool Cursor::WriteRow() {
   if (!database_->UpdateRow(rows_, row_, assigned_)) return false;
   for (SqlAssignment& each : assigned_) {
     auto column = static_cast<size_t>(ColumnIndex(each.column));
-    rows_.cells[row_ * rows_.columns->size() + column] = std::move(each.value);
+    SqlValue& cell = rows_.cells[row_ * rows_.columns->size() + column];
+    if (each.isAdded) each.value.integer += cell.integer;
+    cell = std::move(each.value);
   }
   return true;
 }

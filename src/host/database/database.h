@@ -100,6 +100,11 @@ class Database {
   /// begun for it at once. Only a hint, good until EndTurn.
   void ExpectWrites() { driver_->ExpectWrites(); }
 
+  /// Says that other programs write what this one writes, at the same time: what is counted or
+  /// taken for new must hold against them. Only for a PostgreSQL server.
+  void ShareWithNodes() { isShared_ = true; }
+  bool IsShared() const { return isShared_; }
+
   /// Ends the connection in order, at the end of the process: the embedded database is one file
   /// again. No statement may follow.
   void Close();
@@ -126,6 +131,33 @@ class Database {
   TroubleLog trouble_;
   bool wroteRow_ = false;  // in this turn, so that it is known to last only at its end
   bool syncFailed_ = false;
+  bool isShared_ = false;
+};
+
+/// Held by one program of those that share a database, so that what is read in it is still so when
+/// it is written; waits until it is free, or as long as a statement waits for a lock. Not to yield
+/// in. Where the database is not shared nobody else is there, and it costs nothing.
+class SharedLock {
+ public:
+  enum class Kind { kAccounts = 1, kGroups = 2, kRetention = 3 };
+
+  SharedLock(Database& database, Kind kind);
+  ~SharedLock();
+  SharedLock(const SharedLock&) = delete;
+  SharedLock& operator=(const SharedLock&) = delete;
+
+  /// False where it could not be had.
+  bool IsHeld() const { return isHeld_; }
+
+  /// Commits what was written, and lets the next have it.
+  void Release();
+
+ private:
+  bool Run(const char* function);
+
+  Database& database_;
+  const Kind kind_;
+  bool isHeld_;
 };
 
 /// A row set with a current row. All rows are in memory from Open on.
@@ -162,6 +194,10 @@ class Cursor {
   /// Assigns a column of the new or current row. A value that does not fit the column's type is
   /// skipped by itself; the Update behind it still runs. NULL clears the column.
   bool Set(std::string_view column, const Expr& value);
+
+  /// Assigns a counter of the current row one more than it holds; where the database is shared, one
+  /// more than it holds when it is written. A NULL stays.
+  bool Increment(std::string_view column);
 
   /// Writes the assigned columns: an insert behind AddNew, else an update of the current row, whose
   /// values read as written from then on. Columns that were not assigned take their defaults in an

@@ -20,7 +20,7 @@ void BumpOnlyCounter(Database& database, std::string_view counter) {
 }
 
 void BumpCounter(Cursor& row, std::string_view counter) {
-  row.Set(counter, Plus(row[counter], 1));
+  row.Increment(counter);
 }
 
 }  // namespace vnq

@@ -1,8 +1,8 @@
 // The version counters by which clients learn that their copy of the directory is stale.
 //
 // The one row of UpDateForm (id 1) counts the changes of a whole table; some rows count their own.
-// A bump follows the command, not the data, and is not atomic: of two at the same time one may be
-// lost, which is harmless, since a counter only needs to change.
+// A bump follows the command, not the data. It is read and then written, and no other command runs
+// between; where other nodes write too, the database adds.
 #pragma once
 
 #include <string_view>

@@ -133,6 +133,7 @@ PlatformSettings ReadAll(IniValues& reader, std::string_view localeName) {
   ReadAddress(reader, "metrics", settings.metricsAddress);
   reader.Read("metrics", "port", 0, 65535, settings.metricsPort);
   ReadProtection(reader, settings.protection);
+  ReadNodes(reader, settings.nodes);
   ReadListeners(reader, settings.bindAddress, settings.listeners);
   reader.Read("services", "stop_command", settings.stopCommand);
   reader.Read("services", "start_command", settings.startCommand);

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/nodes/node_settings.h"
 #include "host/protection/protection_settings.h"
 #include "host/settings/listener_settings.h"
 #include "platform/sql/sql_driver.h"
@@ -63,6 +64,7 @@ struct PlatformSettings {
   std::string stopCommand = "systemctl stop %s", startCommand = "systemctl start %s";
 
   ProtectionSettings protection;            ///< [protection]
+  NodeSettings nodes;                       ///< [nodes]
   std::vector<ListenerSettings> listeners;  ///< [listener NAME]
 };
 

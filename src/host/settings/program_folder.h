@@ -35,6 +35,9 @@ struct ProgramFolder {
 ProgramFolder ReadProgramFolder(std::string appPath, PlatformSettings platform,
                                 std::shared_ptr<const CodePage> codePage);
 
+/// Why the settings of section [nodes] cannot be served; empty when they can, or there are none.
+std::string NodesFault(const ProgramFolder& folder);
+
 /// The socket that the instance of a folder answers questions about itself on.
 std::string InstanceSocketPath(const std::string& appPath);
 

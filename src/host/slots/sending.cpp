@@ -1,6 +1,7 @@
 #include "host/slots/sending.h"
 
 #include "host/host.h"
+#include "host/nodes/crossing.h"
 #include "host/protection/protection.h"
 #include "support/base64_text.h"
 
@@ -18,7 +19,11 @@ void Trace(Host& host, SlotIndex slot, const Expr& text) {
 void YieldThenTellTag(Host& host, const Expr& tag, const Expr& text) {
   host.loop.Yield();
   const SlotIndex slot = host.SckServer.FirstConnected(tag);
-  if (slot != kNoSlot) SendRecord(host, slot, text);
+  if (slot == kNoSlot) {
+    TellElsewhere(host, tag, text);
+  } else {
+    SendRecord(host, slot, text);
+  }
 }
 
 // One that was large once would keep its memory for good.
@@ -57,6 +62,10 @@ void TellSlot(Host& host, SlotIndex slot, const Expr& text) {
 }
 
 bool TellTag(Host& host, const Expr& tag, const Expr& text) {
+  return TellTagHere(host, tag, text) || TellElsewhere(host, tag, text);
+}
+
+bool TellTagHere(Host& host, const Expr& tag, const Expr& text) {
   const SlotIndex slot = host.SckServer.FirstConnected(tag);
   if (slot == kNoSlot) return false;
   TellSlot(host, slot, text);
@@ -69,6 +78,11 @@ void TellUser(Host& host, const Expr& userId, const Expr& text) {
 }
 
 void TellEverybody(Host& host, const Expr& text, SlotIndex except) {
+  AskEverywhere(host, order::kEverybody, {text});
+  TellEverybodyHere(host, text, except);
+}
+
+void TellEverybodyHere(Host& host, const Expr& text, SlotIndex except) {
   SharedRecord record(text);
   for (const SlotIndex slot : host.SckServer.AllConnected()) {
     if (slot == except) continue;

@@ -13,6 +13,9 @@
 // What is sent is not queued, not retried and not checked; only what is appended waits, for the
 // next tick of Timer1. Who is not connected hears nothing, which is no skip; a failed tag, a failed
 // text and a send on a slot that was lost in the yield are skipped.
+//
+// A tag that is nowhere here is looked for on the other nodes of a cluster, and what everybody
+// hears is said there, too (host/nodes/crossing.h), but by those that end in Here.
 #pragma once
 
 #include "host/slots/slots.h"
@@ -47,12 +50,14 @@ void TellSlot(Host& host, SlotIndex slot, const Expr& text);
 /// The same to the first connected slot with exactly this tag. False, with nothing done, when there
 /// is none.
 bool TellTag(Host& host, const Expr& tag, const Expr& text);
+bool TellTagHere(Host& host, const Expr& tag, const Expr& text);
 
 /// The same to a user's desktop, then to the mobile.
 void TellUser(Host& host, const Expr& userId, const Expr& text);
 
 /// The same to every slot in its order, whoever is logged in there; `except` is passed over.
 void TellEverybody(Host& host, const Expr& text, SlotIndex except = kNoSlot);
+void TellEverybodyHere(Host& host, const Expr& text, SlotIndex except = kNoSlot);
 
 /// Gives the event loop a turn, and sends when the slot is connected then.
 void YieldThenTellSlot(Host& host, SlotArray& slots, SlotIndex slot, const Expr& text);

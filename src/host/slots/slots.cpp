@@ -53,12 +53,20 @@ SlotIndex SlotArray::TakeClosedSlot() {
   return Highest();
 }
 
+// The slot bears its tag and is connected, or just now did and was.
+void SlotArray::TellNamed(SlotIndex slot, bool isThere) {
+  const std::string& tag = Tag(slot);
+  if (!tag.empty() && FirstConnected(tag, slot) == kNoSlot) onNamed_(tag, isThere);
+}
+
 void SlotArray::SetState(SlotIndex slot, SocketState state) {
+  const bool wasConnected = IsConnected(slot), isConnected = state == SocketState::kConnected;
   slots_[static_cast<size_t>(slot)].state = state;
   closed_.Erase(slot);
   connected_.Erase(slot);
   if (state == SocketState::kClosed) closed_.Insert(slot);
-  if (state == SocketState::kConnected) connected_.Insert(slot);
+  if (isConnected) connected_.Insert(slot);
+  if (onNamed_ && wasConnected != isConnected) TellNamed(slot, isConnected);
 }
 
 SlotIndex SlotArray::Accept(AcceptedSocket request) {
@@ -119,10 +127,13 @@ void SlotArray::SetTag(SlotIndex slot, const Expr& tag) {
   if (Skips("Tag", tag) || !Exists(slot)) return;
   Slot& entry = slots_[static_cast<size_t>(slot)];
   if (entry.tag == tag.text()) return;
+  const bool isTold = onNamed_ && IsConnected(slot);
+  if (isTold) TellNamed(slot, false);
   if (tag.text().empty()) SayEnded(entry, "with its session");
   LeaveTag(slot, entry.tag);
   entry.tag = tag.text();
   EnterTag(slot, entry.tag);
+  if (isTold) TellNamed(slot, true);
 }
 
 const std::string& SlotArray::RemoteHostIP(SlotIndex slot) const {

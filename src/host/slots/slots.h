@@ -102,6 +102,11 @@ class SlotArray {
 
   void SetOnArrival(OnArrival onArrival) { onArrival_ = std::move(onArrival); }
 
+  /// Told when the first connected slot takes on a tag, and when the last lays it off; of slots
+  /// without a tag nothing. Yields: must not.
+  using OnNamed = std::function<void(const std::string& tag, bool isThere)>;
+  void SetOnNamed(OnNamed onNamed) { onNamed_ = std::move(onNamed); }
+
   /// Gives the request to the lowest closed slot, or to a new one behind the highest. kNoSlot, and
   /// the connection is dropped, only when all 32,767 slots are in use.
   SlotIndex Accept(AcceptedSocket request);
@@ -187,6 +192,7 @@ class SlotArray {
   SlotIndex TakeClosedSlot();
   void SetState(SlotIndex slot, SocketState state);
   void AddSlot();
+  void TellNamed(SlotIndex slot, bool isThere);
   SlotIndex FirstUnnamed(SlotIndex except) const;
   void PeerClosed(SlotIndex slot, const TcpConnection* connection);
   void SayEnded(const Slot& slot, std::string_view how);
@@ -198,6 +204,7 @@ class SlotArray {
   bool clearsTag_;
   std::shared_ptr<ConnectionBudget> budget_;
   OnArrival onArrival_;
+  OnNamed onNamed_;
   uint64_t connections_ = 0;     // that there have been
   std::deque<Slot> slots_;       // element 0 is never used
   SlotBits closed_, connected_;  // the slots in these states

@@ -32,7 +32,9 @@ RowStatement InsertStatement(std::string_view table, std::span<const SqlAssignme
 RowStatement SetClause(std::span<const SqlAssignment> values, const RowWriting& writing) {
   RowStatement made;
   for (const SqlAssignment& assignment : values) {
-    made.text += (made.text.empty() ? " set " : ",") + writing.quoted(assignment.column) + "=";
+    const std::string column = writing.quoted(assignment.column);
+    made.text += (made.text.empty() ? " set " : ",") + column + "=";
+    if (assignment.isAdded) made.text += column + "+";
     made.text += MarkerFor(assignment.value, writing, made);
   }
   return made;

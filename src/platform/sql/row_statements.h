@@ -28,7 +28,7 @@ struct RowStatement {
 RowStatement InsertStatement(std::string_view table, std::span<const SqlAssignment> values,
                              const RowWriting& writing);
 
-/// ` set A=?,B=?`
+/// ` set A=?,B=B+?`
 RowStatement SetClause(std::span<const SqlAssignment> values, const RowWriting& writing);
 
 /// What the markers stand for that take these values.

@@ -63,6 +63,7 @@ inline constexpr std::string_view kSqlRowColumn = "vnq_row";
 struct SqlAssignment {
   std::string column;
   SqlValue value;
+  bool isAdded = false;  ///< to what the column holds then, instead of taking its place
 };
 
 /// What keeps a database from running statements that are right in themselves.

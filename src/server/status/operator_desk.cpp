@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "host/nodes/crossing.h"
 #include "host/values/skipped.h"
 #include "platform/system/event_log.h"
 #include "server/status/session_list.h"
@@ -93,7 +94,9 @@ std::string OperatorDesk::RepairPresence(bool isDryRun) {
   Host& host = form_.host();
   const auto hasSession = [&host](const std::string& userId) {
     return host.SckServer.FirstConnected(userId) != kNoSlot ||
-           host.SckServer.FirstConnected(userId + "m") != kNoSlot;
+           host.SckServer.FirstConnected(userId + "m") != kNoSlot ||
+           HoldsElsewhere(host, NodeArray::kClients, userId) ||
+           HoldsElsewhere(host, NodeArray::kClients, userId + "m");
   };
   const auto repaired = vnq::RepairPresence(host.database, hasSession, isDryRun);
   if (!repaired) return "error the database does not answer\n";
@@ -131,14 +134,8 @@ std::string OperatorDesk::EndSessions(const std::string& userIdAndText) {
   const size_t blank = std::min(userIdAndText.find(' '), userIdAndText.size());
   const std::string userId = userIdAndText.substr(0, blank);
   const std::string text = userIdAndText.substr(std::min(blank + 1, userIdAndText.size()));
-  int ended = 0;
-  for (const std::string& tag : {userId, userId + "m"}) {
-    SlotIndex slot = kNoSlot;
-    while ((slot = host.SckServer.FirstConnected(tag)) != kNoSlot) {
-      EndSession(host, slot, text);
-      ++ended;
-    }
-  }
+  const int ended = EndSessionsOf(host, userId, text);
+  AskEverywhere(host, order::kGoodbye, {userId, text});
   LogInfo("sessions_ended", "{} sessions of user {} ended by the operator", ended, userId);
   return Ok(fmt::format("{} sessions ended\n", ended));
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/host.h"
+#include "host/nodes/cluster.h"
 #include "host/values/skipped.h"
 
 namespace vnq {
@@ -46,6 +47,14 @@ Waiting CountWaiting(const SlotArray& slots, Texts& texts) {
   return waiting;
 }
 
+NodeStatus ReadNode(const Cluster& cluster) {
+  NodeStatus status{cluster.settings().name, cluster.settings().cluster, cluster.IsConnected(), {}};
+  for (const auto& [name, node] : cluster.directory().nodes()) {
+    status.others.push_back({name, node.tags, node.silentTicks});
+  }
+  return status;
+}
+
 }  // namespace
 
 ServerStatus ReadStatus(Host& host, Ports& ports, const Pulse& pulse, int64_t startedMs) {
@@ -61,6 +70,7 @@ ServerStatus ReadStatus(Host& host, Ports& ports, const Pulse& pulse, int64_t st
   status.handlers = host.loop.LiveHandlers();
   status.replies = CountWaiting(host.SckServer, host.ReplyBuffer);
   status.pushQueue = host.PushQueue.lines().size();
+  if (host.cluster) status.node = ReadNode(*host.cluster);
   status.pushesSent = host.PushQueue.sent();
   status.pushesFailed = host.PushQueue.failures();
   for (const PortRow& row : PortTable()) {

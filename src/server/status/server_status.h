@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +36,20 @@ struct Waiting {
   size_t texts = 0, bytes = 0;
 };
 
+/// What a node knows of another one.
+struct OtherNode {
+  std::string name;
+  size_t tags = 0;  ///< that are connected there, of all arrays
+  int silentS = 0;
+};
+
+/// Where this server is one of several nodes.
+struct NodeStatus {
+  std::string name, cluster;
+  bool hasBus = false;
+  std::vector<OtherNode> others;
+};
+
 struct ServerStatus {
   std::string_view version;
   int pid = 0;
@@ -51,6 +66,7 @@ struct ServerStatus {
   Waiting pendingRecords;                     ///< records whose end has not come
   size_t pushQueue = 0;                       ///< notifications for the next push
   uint64_t pushesSent = 0, pushesFailed = 0;  ///< since the start, by the answer
+  std::optional<NodeStatus> node;
 };
 
 /// startedMs  by the loop's clock. Yields: no. Database: no.

@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "host/host.h"
+#include "host/nodes/cluster.h"
 #include "host/slots/devices.h"
 #include "support/json/json_value.h"
 #include "support/json/json_writer.h"
@@ -23,6 +25,13 @@ std::string TimeAgo(int64_t seconds) {
   return text;
 }
 
+void TellDeviceApart(SessionEntry& entry) {
+  if (entry.user.empty()) return;
+  const bool isMobile = IsMobileTag(entry.user);
+  entry.device = isMobile ? "mobile" : "desktop";
+  if (isMobile) entry.user.pop_back();
+}
+
 SessionEntry ReadSession(Host& host, const PortRow& row, SlotIndex slot) {
   const SlotArray& slots = host.*row.slots;
   SessionEntry entry;
@@ -32,12 +41,36 @@ SessionEntry ReadSession(Host& host, const PortRow& row, SlotIndex slot) {
   entry.address = slots.RemoteHostIP(slot);
   entry.seconds = (host.loop.NowMs() - slots.AcceptedMs(slot)) / 1000;
   entry.since = TimeAgo(entry.seconds);
-  if (row.number == kClientPort && !entry.user.empty()) {
-    const bool isMobile = IsMobileTag(entry.user);
-    entry.device = isMobile ? "mobile" : "desktop";
-    if (isMobile) entry.user.pop_back();
-  }
+  if (row.number == kClientPort) TellDeviceApart(entry);
   return entry;
+}
+
+uint16_t PortOf(NodeArray array) {
+  switch (array) {
+    case NodeArray::kClients:
+      return kClientPort;
+    case NodeArray::kVisitors:
+      return 6001;
+    case NodeArray::kControl:
+      return 6003;
+    case NodeArray::kEndpoints:
+      return 6008;
+  }
+  return 0;
+}
+
+void AddOtherNodes(const Cluster& cluster, std::vector<SessionEntry>& sessions) {
+  for (const auto& [name, node] : cluster.directory().nodes()) {
+    std::vector<std::string> keys = cluster.directory().KeysOf(name);
+    std::sort(keys.begin(), keys.end());
+    for (const std::string& key : keys) {
+      SessionEntry& entry = sessions.emplace_back();
+      entry.node = name;
+      entry.port = PortOf(static_cast<NodeArray>(key.front()));
+      entry.user = key.substr(1);
+      if (entry.port == kClientPort) TellDeviceApart(entry);
+    }
+  }
 }
 
 void AddName(Host& host, SessionEntry& entry) {
@@ -68,6 +101,7 @@ std::vector<SessionEntry> ReadSessions(Host& host) {
       if (slots.IsConnected(slot)) sessions.push_back(ReadSession(host, row, slot));
     }
   }
+  if (host.cluster) AddOtherNodes(*host.cluster, sessions);
   for (size_t i = 0; i < sessions.size(); ++i) {
     AddName(host, sessions[i]);
     if (i % kBetweenYields == kBetweenYields - 1) host.loop.Yield();
@@ -79,8 +113,10 @@ std::string SessionsText(const std::vector<SessionEntry>& sessions) {
   std::string text = fmt::format("{:<4}  {:<10}  {:<7}  {:<15}  {:<19}  {}\n", "port", "user",
                                  "device", "address", "since", "login name");
   for (const SessionEntry& entry : sessions) {
-    text += fmt::format("{:<4}  {:<10}  {:<7}  {:<15}  {:<19}  {}\n", entry.port, Cell(entry.user),
-                        Cell(entry.device), entry.address, entry.since, Cell(entry.name));
+    text +=
+        fmt::format("{:<4}  {:<10}  {:<7}  {:<15}  {:<19}  {}\n", entry.port, Cell(entry.user),
+                    Cell(entry.device), entry.node.empty() ? entry.address : "node " + entry.node,
+                    Cell(entry.since), Cell(entry.name));
   }
   return text;
 }
@@ -90,9 +126,10 @@ std::string SessionsJson(const std::vector<SessionEntry>& sessions) {
   for (const SessionEntry& entry : sessions) {
     text += fmt::format(
         "{}\n"
-        R"({{"port":{},"slot":{},"user":{},"name":{},"device":{},"address":{},"since":{},"seconds":{}}})",
+        R"({{"port":{},"slot":{},"user":{},"name":{},"device":{},"address":{},"since":{},"seconds":{}{}}})",
         text.size() > 1 ? "," : "", entry.port, entry.slot, Json(entry.user), Json(entry.name),
-        Json(entry.device), Json(entry.address), Json(entry.since), entry.seconds);
+        Json(entry.device), Json(entry.address), Json(entry.since), entry.seconds,
+        entry.node.empty() ? "" : ",\"node\":" + Json(entry.node));
   }
   return text + (sessions.empty() ? "]\n" : "\n]\n");
 }

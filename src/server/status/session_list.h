@@ -17,10 +17,12 @@ struct SessionEntry {
   std::string address;
   std::string since;  ///< "YYYY-MM-DD hh:mm:ss", local time
   int64_t seconds = 0;
+  std::string node;  ///< another one, of which no more is known than port, user and device; empty
+                     ///< for this server
 };
 
-/// The connected slots of all ports, in the order of load. Yields: yes, among many. Database:
-/// Users_ID, a row a person.
+/// The connected slots of all ports, in the order of load, and behind them the names that are
+/// connected on other nodes. Yields: yes, among many. Database: Users_ID, a row a person.
 std::vector<SessionEntry> ReadSessions(Host& host);
 
 /// A table for a terminal.

@@ -39,6 +39,16 @@ std::string Json(std::string_view text) {
   return WriteJson(JsonValue(std::string(text)));
 }
 
+std::string NodeText(const NodeStatus& node) {
+  std::string others;
+  for (const OtherNode& other : node.others) {
+    others += fmt::format("{}{} ({} tags)", others.empty() ? "" : ", ", other.name, other.tags);
+  }
+  return fmt::format("node      {} of cluster {}, {}; others: {}\n", node.name, node.cluster,
+                     node.hasBus ? "the bus stands" : "NO BUS, ALONE",
+                     others.empty() ? "none" : others);
+}
+
 // [a,b,...] of what `write` makes of each.
 template <typename Items, typename Write>
 std::string JsonArray(const Items& items, Write write) {
@@ -60,6 +70,17 @@ std::string PortJson(const PortStatus& port) {
 std::string CommandJson(const CommandStatus& command) {
   return fmt::format(R"({{"port":{},"command":{},"records":{},"skipped":{}}})", command.port,
                      Json(command.word), command.records, command.skipped);
+}
+
+// Behind the other members; nothing where the server is alone.
+std::string NodeJson(const std::optional<NodeStatus>& node) {
+  if (!node) return "";
+  return fmt::format(R"(,"node":{{"name":{},"cluster":{},"bus":{},"others":{}}})", Json(node->name),
+                     Json(node->cluster), node->hasBus,
+                     JsonArray(node->others, [](const OtherNode& other) {
+                       return fmt::format(R"({{"name":{},"tags":{},"silentS":{}}})",
+                                          Json(other.name), other.tags, other.silentS);
+                     }));
 }
 
 /// A metric's heading, and its samples behind it.
@@ -138,6 +159,7 @@ std::string StatusText(const ServerStatus& status) {
                  " late, longest without a break {}\n",
                  pulse.recordsPerSecond, status.handlers, pulse.worstLagMs,
                  LongestText(pulse.longest));
+  if (status.node) text += NodeText(*status.node);
   fmt::format_to(Out(text),
                  "waiting   {} bytes of receipts for {} clients, {} unfinished records ({} bytes),"
                  " {} bytes unsent, {} notifications to push\n\n",
@@ -171,7 +193,7 @@ std::string StatusJson(const ServerStatus& status) {
       R"("load":{{"recordsPerSecond":{:.1f},"handlers":{},"lagMs":{},"worstLagMs":{},)"
       R"("longestUs":{},"longest":{}}},)"
       R"("waiting":{{"replies":{},"replyBytes":{},"pendingRecords":{},"pendingBytes":{},)"
-      R"("unsentBytes":{},"pushQueue":{}}},"pushes":{{"sent":{},"failed":{}}},"ports":{},"commands":{}}})"
+      R"("unsentBytes":{},"pushQueue":{}}},"pushes":{{"sent":{},"failed":{}}},"ports":{},"commands":{}{}}})"
       "\n",
       Json(status.version), status.pid, status.uptimeS, Json(status.address), Json(status.database),
       status.isInTrouble, status.skippedStatements, pulse.recordsPerSecond, status.handlers,
@@ -179,7 +201,7 @@ std::string StatusJson(const ServerStatus& status) {
       status.replies.texts, status.replies.bytes, status.pendingRecords.texts,
       status.pendingRecords.bytes, Unsent(status), status.pushQueue, status.pushesSent,
       status.pushesFailed, JsonArray(status.ports, PortJson),
-      JsonArray(status.commands, CommandJson));
+      JsonArray(status.commands, CommandJson), NodeJson(status.node));
 }
 
 std::string StatusMetrics(const ServerStatus& status) {
@@ -205,6 +227,12 @@ std::string StatusMetrics(const ServerStatus& status) {
   metrics.Begin("pushes_total", "counter", "Pushes of notifications, by what came of them.");
   metrics.Add("result=\"sent\"", status.pushesSent);
   metrics.Add("result=\"failed\"", status.pushesFailed);
+  if (status.node) {
+    metrics.One("bus_connected", "gauge", "1 while the bus to the other nodes stands.",
+                status.node->hasBus ? 1 : 0);
+    metrics.One("nodes", "gauge", "Nodes of the cluster that are heard of, this one among them.",
+                status.node->others.size() + 1);
+  }
   AddPorts(status, metrics);
   AddCommands(status, metrics);
   return metrics.Take();

@@ -93,6 +93,10 @@ bool ExamineSchema(Database& database, const ProgramFolder& folder, Findings& fi
 /// whether one of two equal rows can be changed: tried in a transaction that is rolled back.
 void ExamineTextsInDatabase(Database& database, const ProgramFolder& folder, Findings& findings);
 
+/// Whether the bus to the other nodes can be reached, and their database be shared; nothing where
+/// the server is alone.
+void ExamineNodes(const ProgramFolder& folder, Findings& findings);
+
 /// Whether a process may have a connection for each device of all users. `process`: its number, or
 /// "self".
 void ExamineDescriptors(Database& database, const std::string& process, Findings& findings);

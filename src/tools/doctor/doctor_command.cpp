@@ -46,6 +46,7 @@ void Examine(const DoctorOptions& options, Findings& findings) {
   if (const auto database = isNamed ? ExamineDatabase(*folder, progress, findings) : nullptr) {
     ExamineContents(*database, *folder, server, findings);
   }
+  ExamineNodes(*folder, findings);
   ExaminePorts(*folder, server, findings);
 }
 

@@ -115,6 +115,15 @@ constexpr std::string_view kRestOfPlatformIni =
 ;format=text
 ;slow_ms=1000
 
+[nodes]
+; several servers on one PostgreSQL database, see docs/nodes.md
+;bus=nats://127.0.0.1:4222
+;name=one
+;cluster=vnq
+;user=
+;password=
+;ca=
+
 [metrics]
 ; a listener for a monitoring system: /metrics, /livez, /readyz; without a port there is none
 ;bind_address=127.0.0.1

@@ -62,6 +62,11 @@ Repaired ReadAnswer(const std::string& answer) {
 bool RepairDirectly(const PresenceOptions& options, Repaired& repaired, std::string& error) {
   auto opened = OpenProgramDatabase(options.appPath, error);
   if (!opened) return false;
+  if (opened->folder.platform.nodes.AreGiven()) {
+    error = "the server of " + opened->folder.appPath +
+            " does not run, and only a node that runs knows who is on the others";
+    return false;
+  }
   InstanceLock lock;
   switch (lock.Acquire(opened->folder.LockPath(), error)) {
     case InstanceLock::Result::kHeld:
