@@ -63,8 +63,8 @@ class EventLoop {
   /// yield.
   void Enqueue(Task step);
 
-  /// Goes on behind everything that is ready at the next poll of the kernel, which all handlers that
-  /// yield in one turn share. Only in a handler. Yields: yes.
+  /// Goes on behind everything that is ready at the next poll of the kernel, which all handlers
+  /// that yield in one turn share. Only in a handler. Yields: yes.
   void Yield();
 
   /// True inside a handler, where Yield and Suspend may be called.
@@ -124,8 +124,8 @@ class EventLoop {
   }
 
   /// Runs that step, and then what waits for it. The loop does so before each poll, and where a
-  /// handler yields that owes nothing or has owed for long; who starts an outgoing call or a program
-  /// does so before.
+  /// handler yields that owes nothing or has owed for long; who starts an outgoing call or a
+  /// program does so before.
   void Settle();
 
   /// True while what leaves has to wait for a Settle.
@@ -138,9 +138,9 @@ class EventLoop {
   /// Says that something leaves, so that somebody may answer it at once.
   void NoteLetOut() { letOut_ = true; }
 
-  /// Sets for how long Turn sleeps before it waits, behind a second turn in twice that time that owed
-  /// a settling and let nothing out: nobody waits for an answer then, and what comes meanwhile is
-  /// one turn. 0: not at all, which is what holds until this call.
+  /// Sets for how long Turn sleeps before it waits, behind a second turn in twice that time that
+  /// owed a settling and let nothing out: nobody waits for an answer then, and what comes meanwhile
+  /// is one turn. 0: not at all, which is what holds until this call.
   void SetGathering(int ms) { gatherMs_ = ms; }
 
   static constexpr size_t kMostLeaving = 256;        ///< steps that wait; with more it is settled
