@@ -1,6 +1,7 @@
 #include "platform/bus/nats_library.h"
 
 #include <dlfcn.h>
+#include <fmt/format.h>
 
 #include <mutex>
 
@@ -21,7 +22,7 @@ void* OpenFile(std::string& error) {
 template <typename Function>
 bool Find(void* handle, const char* name, Function& function, std::string& error) {
   function = reinterpret_cast<Function>(dlsym(handle, name));
-  if (function == nullptr) error = std::string("the NATS library has no ") + name;
+  if (function == nullptr) error = fmt::format("the NATS library has no {}", name);
   return function != nullptr;
 }
 
