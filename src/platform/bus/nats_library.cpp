@@ -15,7 +15,7 @@ void* OpenFile(std::string& error) {
   for (const char* file : kFiles) {
     if (void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL)) return handle;
   }
-  error = std::string(kFiles[0]) + " cannot be loaded; Debian's package libnats3.4 has it";
+  error = fmt::format("{} cannot be loaded; Debian's package libnats3.4 has it", kFiles[0]);
   return nullptr;
 }
 
