@@ -177,49 +177,6 @@ TEST_F(SqliteTurnTest, ARefusedCommitUndoesTheTurnAndTellsHowMuchThatIs) {
   EXPECT_EQ(SeenByOthers(), "1,4");
 }
 
-// Counts what this process writes to write-ahead logs while it lives.
-class LogWrites {
- public:
-  LogWrites() {
-    sqlite3_vfs* files = sqlite3_vfs_find(nullptr);
-    name_ = files->xGetSystemCall(files, "pwrite64") ? "pwrite64" : "pwrite";
-    files->xSetSystemCall(files, name_, reinterpret_cast<sqlite3_syscall_ptr>(&Write));
-    sizes.clear();
-  }
-  ~LogWrites() {
-    sqlite3_vfs* files = sqlite3_vfs_find(nullptr);
-    files->xSetSystemCall(files, name_, nullptr);
-  }
-  LogWrites(const LogWrites&) = delete;
-  LogWrites& operator=(const LogWrites&) = delete;
-
-  static inline std::vector<size_t> sizes;
-
- private:
-  static ssize_t Write(int file, const void* bytes, size_t size, off_t at) {
-    const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file));
-    if (path.string().ends_with("-wal")) sizes.push_back(size);
-    return pwrite(file, bytes, size, at);
-  }
-
-  const char* name_;
-};
-
-TEST_F(SqliteTurnTest, ATurnGoesIntoTheLogByOneWrite) {
-  constexpr size_t kPageInLog = 4096 + 24;
-  EXPECT_TRUE(Insert(1));
-  EXPECT_TRUE(driver_->EndTurn());
-  const LogWrites writes;
-  EXPECT_TRUE(Insert(2));
-  EXPECT_TRUE(Run("insert into T(a,b) values(3,printf('%.20000c','x'))"));
-  EXPECT_TRUE(writes.sizes.empty());
-  EXPECT_TRUE(driver_->EndTurn());
-  ASSERT_EQ(writes.sizes.size(), 1U);
-  EXPECT_GE(writes.sizes[0], 5 * kPageInLog);
-  EXPECT_EQ(writes.sizes[0] % kPageInLog, 0U);
-  EXPECT_EQ(SeenByOthers(), "1,2,3");
-}
-
 // Pages that leave the memory before the commit, that are read back and written again, and that a
 // failed statement takes back, among another program's transactions.
 TEST_F(SqliteTurnTest, ATurnThatDoesNotFitTheMemoryIsWholeInTheLog) {

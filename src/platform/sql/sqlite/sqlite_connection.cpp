@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "platform/sql/sqlite/sqlite_log_writes.h"
 #include "platform/system/event_log.h"
 #include "support/numbers.h"
 
@@ -42,13 +41,6 @@ void RegisterFunctions(sqlite3* database) {
   }
 }
 
-// Null is the engine's own.
-const char* FilesFor(const SqliteOptions& options) {
-  const bool sharesCommits = options.commit == SqlCommit::kTurn;
-  return sharesCommits && options.durability != SqlDurability::kCommit ? SqliteLogWrites()
-                                                                       : nullptr;
-}
-
 const char* SynchronousPragma(SqlDurability durability, bool writeAheadLog) {
   if (durability == SqlDurability::kNone) return "pragma synchronous=off";
   // Without a write-ahead log there is nothing to sync later, so each commit has to.
@@ -69,7 +61,7 @@ std::unique_ptr<SqliteConnection> SqliteConnection::Open(const SqliteOptions& op
   std::unique_ptr<SqliteConnection> connection(new SqliteConnection);
   int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
   if (options.createFile) flags |= SQLITE_OPEN_CREATE;
-  int code = sqlite3_open_v2(options.path.c_str(), &connection->handle_, flags, FilesFor(options));
+  int code = sqlite3_open_v2(options.path.c_str(), &connection->handle_, flags, nullptr);
   if (code == SQLITE_OK && connection->Prepare(options, error)) return connection;
   if (code != SQLITE_OK) error = sqlite3_errstr(code);
   error = fmt::format("database file {}: {}", options.path, error);
