@@ -7,7 +7,7 @@
 namespace vnq {
 namespace {
 
-constexpr std::string_view kDelete = "Delete from ";
+constexpr std::string_view kDelete = "Delete from";
 
 // One statement of the chat sweep; {} is the date literal. The embedded dialect fills only some of
 // them, and runs the others with no text, which fails.
@@ -81,7 +81,7 @@ std::vector<OldRows> OldRowsBySettings(const Settings& settings, const LocalTime
 std::optional<int64_t> CountOldRows(Database& database, const OldRows& rows) {
   if (rows.statement.empty()) return std::nullopt;
   const std::string behind = rows.statement.substr(kDelete.size());
-  const auto count = ToInt32(database.ReadValue(Sql("Select count(*) from " + behind)));
+  const auto count = ToInt32(database.ReadValue(Sql("Select count(*) from" + behind)));
   return count ? std::optional<int64_t>(*count) : std::nullopt;
 }
 

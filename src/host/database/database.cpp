@@ -1,7 +1,5 @@
 #include "host/database/database.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <functional>
 #include <unordered_map>
@@ -267,32 +265,6 @@ bool Database::SyncCommitted() {
   syncFailed_ = !done;
   return done;
 }
-
-// --- SharedLock ---
-
-SharedLock::SharedLock(Database& database, Kind kind)
-    : database_(database), kind_(kind), isHeld_(Run("pg_advisory_lock")) {}
-
-SharedLock::~SharedLock() {
-  Release();
-}
-
-void SharedLock::Release() {
-  if (!std::exchange(isHeld_, false) || !database_.IsShared()) return;
-  database_.EndTurn();
-  Run("pg_advisory_unlock");
-}
-
-// The first number tells these locks from those of other programs.
-bool SharedLock::Run(const char* function) {
-  constexpr int kOwner = 6004;
-  if (!database_.IsShared()) return true;
-  SqlRows rows;
-  return database_.driver().Query(
-      fmt::format("select {}({},{})", function, kOwner, static_cast<int>(kind_)), {}, rows);
-}
-
-// --- Cursor ---
 
 bool Cursor::Open(const Statement& statement) {
   Close();

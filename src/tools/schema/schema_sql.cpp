@@ -215,7 +215,8 @@ std::vector<std::string> HistoryIndexStatistics(const TableDef& table) {
   const std::string name = "'" + std::string(table.name) + "'";
   return {"analyze sqlite_schema",  // makes the table of the figures
           "insert into sqlite_stat1(tbl,idx,stat) select " + name + ",idx,stat from (" + rows +
-              ") where not exists (select 1 from sqlite_stat1 where tbl=" + name + ")"};
+              ") where not exists (select 1 from sqlite_stat1 where tbl=" + name + ")",
+          "analyze sqlite_schema"};  // has them read
 }
 
 std::vector<std::string> SchemaStatements(DatabaseEngine engine) {

@@ -93,6 +93,9 @@ TEST(Manual, NamesEveryKeyOfPlatformIni) {
     if (OneQuoted(row.at(0)) == "drives") continue;  // its keys are letters
     for (const std::string& key : Quoted(row.at(1))) told.insert(OneQuoted(row.at(0)) + " " + key);
   }
+  for (const Cells& row : RowsBelow("## What it takes", VNQ_ROOT "/docs/nodes.md")) {
+    for (const std::string& key : Quoted(row.at(0))) told.insert("nodes " + key);
+  }
   EXPECT_EQ(told, written);
 }
 
