@@ -41,7 +41,7 @@ std::string DateLiteral(const Settings& settings, const LocalTime& now, int days
 }
 
 OldRows RowsOf(std::string_view words, const std::string& dateLiteral) {
-  const std::string_view behind = words.substr(kDelete.size());
+  const std::string_view behind = words.substr(kDelete.size() + 1);
   return {std::string(behind.substr(0, behind.find(' '))),
           fmt::format(fmt::runtime(words), dateLiteral)};
 }
