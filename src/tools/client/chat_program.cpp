@@ -1,5 +1,6 @@
 #include "tools/client/chat_program.h"
 
+#include <fmt/format.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -452,8 +453,9 @@ int RunChat(const ChatOptions& options, int inputFd, int outputFd, int errorFd) 
   const std::string machineId = options.machineId.empty() ? HostMachineId() : options.machineId;
   for (const std::string& text : {options.user, machineId}) {
     if (!text.empty() && FitsAField(text) && page->Holds(text)) continue;
-    plain.Complain(self + "\"" + text + "\" holds a character that the protocol or code page " +
-                   std::to_string(options.codePage) + " cannot carry, or nothing");
+    plain.Complain(fmt::format(
+        "{}\"{}\" holds a character that the protocol or code page {} cannot carry, or nothing",
+        self, text, options.codePage));
     return kExitArguments;
   }
   std::unique_ptr<CatchUp> catchUp;

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <optional>
 #include <sstream>
 
 #include "platform/net/clock.h"
@@ -330,8 +331,13 @@ TEST(PostgresSyncTest, WhatWasCommittedBeforeIsFlushed) {
     EXPECT_TRUE(admin->Query(select, {}, rows)) << admin->LastError();
     return rows.cells.empty() ? std::string() : Cells(rows).front();
   };
-  HeldProcess writer(
-      std::stoi(read("select pid from pg_stat_activity where backend_type='walwriter'")));
+  const std::string ofWriter = " from pg_stat_activity where backend_type='walwriter'";
+  // Held in the middle of its work it would keep everybody's next flush waiting.
+  std::optional<HeldProcess> writer;
+  do {
+    writer.reset();
+    writer.emplace(std::stoi(read("select pid" + ofWriter)));
+  } while (read("select wait_event" + ofWriter) != "WalWriterMain");
 
   ServerDatabaseOptions options = server.options();
   options.user = "plain";  // nothing of it takes a superuser

@@ -72,6 +72,7 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
   const std::deque<PendingRow> pending = std::exchange(pending_, {});
   pendingBytes_ = 0;
   std::vector<PostgresCall> calls;
+  calls.reserve(pending.size());
   for (const PendingRow& row : pending) calls.push_back({row.name, row.insert.parameters});
   PostgresReply added = Session().connection->RunGroup(calls, then, deadline, reply);
   if (added.broken()) {

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <cassert>
 #include <optional>
 #include <utility>
 
@@ -29,7 +30,9 @@ class Markers {
 
   const SqlValue& operator[](size_t index) const {
     if (index < values_.size()) return values_[index];
-    return index < assigned_.size() ? assigned_[index].value : *identity_;
+    if (index < assigned_.size()) return assigned_[index].value;
+    assert(identity_ != nullptr);
+    return *identity_;
   }
 
  private:
