@@ -334,10 +334,13 @@ TEST(PostgresSyncTest, WhatWasCommittedBeforeIsFlushed) {
   const std::string ofWriter = " from pg_stat_activity where backend_type='walwriter'";
   // Held in the middle of its work it would keep everybody's next flush waiting.
   std::optional<HeldProcess> writer;
-  do {
+  std::string does;
+  for (int tries = 0; tries < 1000 && does.find("WalWriterMain") == does.npos; ++tries) {
     writer.reset();
     writer.emplace(std::stoi(read("select pid" + ofWriter)));
-  } while (read("select wait_event" + ofWriter) != "WalWriterMain");
+    does = read("select wait_event" + ofWriter);
+  }
+  ASSERT_NE(does.find("WalWriterMain"), does.npos) << does;
 
   ServerDatabaseOptions options = server.options();
   options.user = "plain";  // nothing of it takes a superuser

@@ -91,7 +91,7 @@ TEST(Decode, JsonHasAnObjectALine) {
 
 // --- Captures ---
 
-std::string Number(uint32_t number, int bytes) {
+std::string Number(uint64_t number, int bytes) {
   std::string text;
   for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(number >> (8 * i));
   return text;
