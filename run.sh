@@ -180,13 +180,13 @@ while IFS= read -r line <&3; do
   fi
 done
 
-# A signal ends the wait, not the server, and may come when the server has just ended: its code is what the first
-# undisturbed wait gives. One that was told already is not told again (127).
+# A signal ends the wait, not the server, and the wait's code is then the signal's; the server may have ended just then,
+# and one that was told already is not told again (127).
 result=0
 while true; do
   interrupted=no
   wait "$server" && code=0 || code=$?
-  [[ $code -eq 127 ]] || result=$code
+  [[ $code -eq 127 || $interrupted == yes && $code -gt 128 ]] || result=$code
   [[ $interrupted == yes && $code -ne 127 ]] || break
 done
 if [[ -n "$gateway" ]]; then
