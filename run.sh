@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, makes a demo folder and runs the server on it until Ctrl-C.
+# Who starts it with Ctrl-C ignored, as a shell does in the background, may have a terminal for it all the same.
+[[ -z "$(trap -p INT)" ]] || exec env --default-signal=INT bash "$0" "$@"
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 
