@@ -160,6 +160,7 @@ TryPackage() {
   as_vnq=(setpriv --reuid vnq --regid vnq --init-groups)
   Fails() { echo "$1" && tail -n 20 /root/package.txt && return 1; }
   Serves() {
+    : >/root/server.txt  # of the server before, which was ready too
     "${as_vnq[@]}" vnq_main_service --app-path $data --bind "$bind" 2>/root/server.txt &
     until grep -q 'ready on' /root/server.txt; do kill -0 $! || return 1; sleep 0.2; done
     "${as_vnq[@]}" vnqctl status --app-path $data &&
