@@ -1,5 +1,6 @@
 // The manual against what the programs know.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -367,7 +368,7 @@ Cells Shown(const std::filesystem::path& page, const std::string& program) {
         shown.push_back(piece.substr(mine.size()));
         group = piece.substr(mine.size(), piece.find(' ', mine.size()) - mine.size());
       } else if (isRow) {
-        shown.push_back(group + " " + piece);
+        shown.push_back(fmt::format("{} {}", group, piece));
       }
     }
   }
