@@ -30,7 +30,7 @@ here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 source "$here/bench/postgres_folder.sh"
 bench=$here/build/bench/bin/vnq_bench
 seconds=3 rounds=2 limit=10 old_rows=1000000
-rows="saturated fastest rate2000 rate500 group notice login broadcast visitor idle slots rows writer"
+rows="saturated fastest rate2000 rate500 gather500 group notice login broadcast visitor idle slots rows writer"
 rows+=" eager_writer"
 arguments=("$@")
 while [[ $# -gt 0 && $1 == -* ]]; do
@@ -72,7 +72,7 @@ Scenario() {
     saturated) echo "peer --pairs 40 --window 800" ;;
     fastest) echo "peer --pairs 40 --window 1500" ;;
     rate2000) echo "peer --pairs 20 --rate 2000" ;;
-    rate500) echo "peer --pairs 20 --rate 500" ;;
+    rate500 | gather500) echo "peer --pairs 20 --rate 500" ;;
     group) echo "group --members 100 --connected 99 --window 20" ;;
     notice) echo "notice --receivers 4000 --window 5" ;;
     login) echo "login --clients 20" ;;
@@ -93,6 +93,7 @@ Counted() {
     fastest) echo "per_second 1 messages a second" ;;
     rate2000) echo "us 1 a message at 2,000 a second, us" ;;
     rate500) echo "us 1 a message at 500 a second, us" ;;
+    gather500) echo "us 1 the same with gather_ms=20, us" ;;
     group) echo "us 0.010101 a member of a group message, us" ;;
     notice) echo "us 0.0025 a notice to 10,000, ms" ;;
     login) echo "us 1 a log-in session, us" ;;
@@ -121,6 +122,7 @@ FolderOf() {
 MakeFolder() {
   rm -rf "$2"
   cp -r "$scratch/$(FolderOf "$1")" "$2"
+  [[ $1 != gather500 ]] || sed -i 's/^\[network\]$/&\ngather_ms=20/' "$2/platform.ini"
   find "$2" -type f -exec sync -d {} +
 }
 
