@@ -11,7 +11,8 @@ usage: bench/compare.sh [options] OLD NEW
   --seconds N       measured time of each run; 3 unless given
   --rounds N        pairs of runs of each row; 2 unless given
   --rows WORDS      rows to run, e.g. "saturated login"; all unless given, which takes ten minutes;
-                    "postgres postgres_fastest" on a PostgreSQL server that is made for them
+                    "postgres postgres_fastest" on a PostgreSQL server that is made for them;
+                    "all" with these
   --limit PERCENT   how much dearer NEW may be; 10 unless given
   --old-rows N      rows of Messeng_Text in the row "rows"; 1000000 unless given
 
@@ -30,8 +31,9 @@ here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 source "$here/bench/postgres_folder.sh"
 bench=$here/build/bench/bin/vnq_bench
 seconds=3 rounds=2 limit=10 old_rows=1000000
-rows="saturated fastest rate2000 rate500 gather500 group notice login broadcast visitor idle slots rows writer"
-rows+=" eager_writer"
+usual="saturated fastest rate2000 rate500 gather500 group notice login broadcast visitor idle slots rows"
+usual+=" writer eager_writer"
+rows=$usual
 arguments=("$@")
 while [[ $# -gt 0 && $1 == -* ]]; do
   case "$1" in
@@ -48,6 +50,7 @@ while [[ $# -gt 0 && $1 == -* ]]; do
 done
 [[ $# -eq 2 ]] || { Usage >&2 && exit 2; }
 old=$1 new=$2
+[[ $rows != all ]] || rows="$usual postgres postgres_fastest"
 [[ " $rows " != *" postgres"* || -n ${VNQ_TEST_POSTGRES:-} ]] ||
   exec "$here/scripts/with_postgres.sh" "${BASH_SOURCE[0]}" "${arguments[@]}"
 for program in "$old" "$new" "$bench"; do
