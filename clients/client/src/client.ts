@@ -10,6 +10,7 @@ import {
   Presence,
   Profile,
 } from '@vnq/protocol';
+import { CatchingUp, LiveMarks, type CatchUp, type Delivery } from './catch_up';
 import { defaultTiming, Timing } from './connection';
 import { abortError, Emitter } from './emitter';
 import { ConnectionError } from './errors';
@@ -22,9 +23,6 @@ import { Identity, LoggedIn, Session, SessionEnd } from './session';
 import type { Connector } from './transport';
 
 type OfType<T extends IncomingType> = Extract<Incoming, { type: T }>;
-
-/** What is delivered once and may have waited: what a history can bring again. */
-export type Delivery = OfType<'message' | 'groupMessage' | 'notice' | 'file' | 'verify'>;
 
 export interface ClientOptions {
   /** tcp(...) and tls(...) of "@vnq/client/node", webSocket(...) in a browser. */
@@ -50,10 +48,10 @@ export interface ClientOptions {
   /** Keeps messages without a receipt between runs. */
   readonly outbox?: OutboxStore;
   /**
-   * Brings what came while nobody was here, oldest first; asked after each log-in. What comes both
-   * ways is handed out once.
+   * Brings what came while nobody was here; asked after each log-in. What comes both ways is handed out once. A Gateway
+   * is one.
    */
-  readonly catchUp?: (signal: AbortSignal) => Promise<readonly Delivery[]>;
+  readonly catchUp?: CatchUp;
   readonly timing?: Partial<Timing>;
 }
 
@@ -120,7 +118,9 @@ export class Client extends Emitter<ClientEvents> {
   #retry?: ReturnType<typeof setTimeout>;
   #receipts?: ReturnType<typeof setInterval>;
   readonly #requests: OfType<'verify'>[] = [];
-  #heldBack?: { incoming: Incoming; record: string }[];
+  readonly #liveMarks: LiveMarks;
+  #catchingUp?: CatchingUp;
+  #heldBack: { incoming: Incoming; record: string }[] = [];
   #everReady = false;
   #isLeaving = false;
 
@@ -130,6 +130,7 @@ export class Client extends Emitter<ClientEvents> {
     this.#timing = { ...defaultTiming, ...options.timing };
     this.#outbox = new Outbox(options.outbox ?? new MemoryOutbox(), this.#timing.receipt);
     this.#presence = options.presence ?? 'online';
+    this.#liveMarks = new LiveMarks(options.catchUp, this.#timing.marks, (error) => this.emit('trouble', error));
     this.groups = new Groups(this);
     this.friends = new Friends(this);
     this.meetings = new Meetings(this);
@@ -200,6 +201,7 @@ export class Client extends Emitter<ClientEvents> {
   async logout(): Promise<void> {
     const session = this.#session;
     if (session && this.#state === 'ready') {
+      await this.#liveMarks.flush();
       const gone = this.next('ended', () => true, { timeout: 2_000 }).catch(() => undefined);
       this.#isLeaving = true;
       session.send(outgoing.offline(this.userId));
@@ -214,6 +216,7 @@ export class Client extends Emitter<ClientEvents> {
     clearTimeout(this.#retry);
     this.#stop = undefined;
     this.#dropSession();
+    void this.#liveMarks.flush();
     this.#become('closed');
     stop?.abort();
   }
@@ -286,10 +289,13 @@ export class Client extends Emitter<ClientEvents> {
 
   /** Sends any record now. Throws a ConnectionError when there is no session. */
   transmit(...records: string[]): void {
-    if (this.#state !== 'ready' || !this.#session) {
-      throw new ConnectionError('there is no session with the server');
-    }
+    if (!this.#isUp || !this.#session) throw new ConnectionError('there is no session with the server');
     this.#session.send(...records);
+  }
+
+  // What was missed can be answered while it is handed out.
+  get #isUp(): boolean {
+    return this.#state === 'ready' || this.#catchingUp !== undefined;
   }
 
   #queue(
@@ -358,7 +364,7 @@ export class Client extends Emitter<ClientEvents> {
 
   async #becomeReady(stop: AbortController): Promise<void> {
     const session = this.#session;
-    if (this.#options.catchUp) await this.#catchUp(this.#options.catchUp, stop.signal);
+    if (this.#options.catchUp) await this.#catchUp(this.#options.catchUp);
     if (session !== this.#session || stop.signal.aborted) return;
     this.#attempts = 0;
     this.#become('ready');
@@ -372,52 +378,34 @@ export class Client extends Emitter<ClientEvents> {
   }
 
   // What comes live meanwhile waits, so that all is handed out in order.
-  async #catchUp(
-    ask: (signal: AbortSignal) => Promise<readonly Delivery[]>,
-    signal: AbortSignal,
-  ): Promise<void> {
-    this.#heldBack = [];
+  async #catchUp(source: CatchUp): Promise<void> {
+    const run = new CatchingUp();
+    this.#catchingUp = run;
     try {
-      for (const missed of await this.#withinTime(ask, signal)) {
-        this.#deliver(missed, 'id' in missed ? `${missed.type}|${missed.id}` : missed.type);
-      }
+      await run.run(source, this.#timing.catchUp, (missed) =>
+        this.#deliver(missed, 'id' in missed ? `${missed.type}|${missed.id}` : missed.type),
+      );
     } catch (error) {
-      if (!signal.aborted) this.emit('trouble', error as Error);
+      if (this.#catchingUp === run) this.emit('trouble', error as Error);
     }
-    const live = this.#heldBack ?? [];
-    this.#heldBack = undefined;
-    for (const { incoming, record } of live) this.#onRecord(incoming, record);
-  }
-
-  async #withinTime<T>(ask: (signal: AbortSignal) => Promise<T>, signal: AbortSignal): Promise<T> {
-    const limited = new AbortController();
-    const onAbort = () => limited.abort(abortError(signal));
-    signal.addEventListener('abort', onAbort);
-    const late = () => limited.abort(new Error(`the history did not answer within ${this.#timing.catchUp} ms`));
-    const timer = setTimeout(late, this.#timing.catchUp);
-    try {
-      return await new Promise<T>((resolve, reject) => {
-        limited.signal.addEventListener('abort', () => reject(abortError(limited.signal)));
-        ask(limited.signal).then(resolve, reject);
-      });
-    } finally {
-      clearTimeout(timer);
-      signal.removeEventListener('abort', onAbort);
-    }
+    if (this.#catchingUp === run) this.#catchingUp = undefined;
+    for (const { incoming, record } of this.#heldBack.splice(0)) this.#onRecord(incoming, record);
   }
 
   #onRecord(incoming: Incoming, record: string): void {
-    if (this.#heldBack && deliveryKey(incoming, record) !== undefined) {
+    const key = deliveryKey(incoming, record);
+    if (this.#catchingUp && key !== undefined) {
       this.#heldBack.push({ incoming, record });
       return;
     }
     this.emit('record', { incoming, record });
     this.#deliver(incoming, record);
+    if (key !== undefined) this.#liveMarks.add(incoming as Delivery);
   }
 
   #deliver(incoming: Incoming, record: string): void {
     // An answer to a request takes a session.
-    if (incoming.type === 'verify' && this.#state !== 'ready') return void this.#requests.push(incoming);
+    if (incoming.type === 'verify' && !this.#isUp) return void this.#requests.push(incoming);
     const key = deliveryKey(incoming, record);
     this.#confirmDelivery(incoming);
     if (key !== undefined && !this.#seen.add(key)) return;
@@ -487,6 +475,9 @@ export class Client extends Emitter<ClientEvents> {
 
   #dropSession(): void {
     clearInterval(this.#receipts);
+    const catchingUp = this.#catchingUp;
+    this.#catchingUp = undefined;
+    catchingUp?.end(new ConnectionError('the connection has ended'));
     this.#session?.close();
     this.#session = undefined;
   }

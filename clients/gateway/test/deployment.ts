@@ -120,9 +120,18 @@ export class Deployment {
 
   /** How many records wait for the desktop of a user. */
   parked(user: string): number {
-    const ask = `${JSON.stringify({ id: 1, do: 'requests', user })}\n`;
+    return this.#ask({ do: 'requests', user }).requests.length;
+  }
+
+  /** What the desktop of a user has not had. */
+  unread(user: string): { text: string }[] {
+    return this.#ask({ do: 'unread', user, limit: 500 }).entries;
+  }
+
+  #ask(request: object): any {
     const args = ['history', '--serve', '--app-path', this.folder];
-    return JSON.parse(execFileSync(join(programs, 'vnqctl'), args, { input: ask }).toString()).result.requests.length;
+    const input = `${JSON.stringify({ id: 1, ...request })}\n`;
+    return JSON.parse(execFileSync(join(programs, 'vnqctl'), args, { input }).toString()).result;
   }
 
   async stop(): Promise<void> {
