@@ -5,7 +5,7 @@
 
 import { spawn, type ChildProcess } from 'node:child_process';
 import { createInterface } from 'node:readline';
-import type { Log } from './log';
+import type { Details, Log } from './log';
 
 /** A request that was refused, or that could not be carried out. */
 export class HistoryError extends Error {
@@ -98,7 +98,8 @@ class Reader {
   }
 
   #take(line: string): void {
-    const answer = JSON.parse(line);
+    const answer = parsed(line);
+    if (!answer) return this.#giveUp('history_reader_babbles', {});
     const waiting = this.waiting.get(answer.id);
     if (!waiting) return;
     this.waiting.delete(answer.id);
@@ -111,11 +112,11 @@ class Reader {
   // It answers in order: each answer is due so long after the one before it.
   #watch(): void {
     if (this.#due) clearTimeout(this.#due);
-    this.#due = this.waiting.size === 0 ? undefined : setTimeout(() => this.#giveUp(), this.withinMs);
+    this.#due = this.waiting.size === 0 ? undefined : setTimeout(() => this.#giveUp('history_reader_hangs', { ms: this.withinMs }), this.withinMs);
   }
 
-  #giveUp(): void {
-    this.log.error('history_reader_hangs', { ms: this.withinMs });
+  #giveUp(event: string, details: Details): void {
+    this.log.error(event, details);
     this.#child?.kill('SIGKILL');
   }
 
@@ -131,6 +132,14 @@ class Reader {
     this.log.warning('history_reader_ended', { why, again_ms: this.#restartMs });
     this.#timer = setTimeout(() => this.#start(), this.#restartMs);
     this.#restartMs = Math.min(this.#restartMs * 2, slowestRestartMs);
+  }
+}
+
+function parsed(line: string): any {
+  try {
+    return JSON.parse(line);
+  } catch {
+    return undefined;
   }
 }
 
