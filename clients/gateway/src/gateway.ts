@@ -136,7 +136,7 @@ export class Gateway {
   async #chooseCodePage(): Promise<void> {
     let number = this.options.codePage;
     if (number === undefined && this.#history) {
-      const settings = await this.#history.ask({ do: 'settings' }).catch((error: Error) => {
+      const settings = await this.#history.ask<{ code_page: number }>({ do: 'settings' }).catch((error: Error) => {
         this.log.warning('no_settings', { why: error.message });
       });
       number = settings?.code_page;

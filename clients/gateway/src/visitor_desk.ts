@@ -31,6 +31,14 @@ const slowestRetryMs = 10_000;
 
 type Frame = Record<string, unknown>;
 
+interface MissedAnswers {
+  readonly entries: readonly { readonly Msg_ID: string; readonly time: string; readonly from: string; readonly text: string }[];
+}
+
+interface AgentStates {
+  readonly states: readonly { readonly id: string; readonly name: string; readonly state: number }[];
+}
+
 function textOf(frame: Frame, key: string): string {
   const value = frame[key];
   return typeof value === 'string' ? value.trim() : '';
@@ -306,11 +314,11 @@ export class VisitorDesk {
     const { history } = this.options;
     if (!history) return;
     try {
-      const { entries } = await history.ask({ do: 'unread', user: visitor.id, device: 'desktop', limit: 500 });
+      const { entries } = await history.ask<MissedAnswers>({ do: 'unread', user: visitor.id, device: 'desktop', limit: 500 });
       for (const { Msg_ID, time, from, text } of entries) {
         this.#takeAnswer(visitor, { id: Msg_ID, time, from, text });
       }
-      await this.#markRead(visitor, entries.map((entry: { Msg_ID: string }) => entry.Msg_ID));
+      await this.#markRead(visitor, entries.map(({ Msg_ID }) => Msg_ID));
     } catch (error) {
       this.options.log.warning('visitor_history', { why: (error as Error).message });
     }
@@ -342,7 +350,7 @@ export class VisitorDesk {
     if (!history || this.#visitors.size === 0) return;
     const before = new Map([...this.#visitors.values()].map((each) => [each, this.#presentAgent(each) !== undefined]));
     try {
-      const { states } = await history.ask({ do: 'states', of: agents });
+      const { states } = await history.ask<AgentStates>({ do: 'states', of: agents });
       this.#states.clear();
       for (const { id, name, state } of states) this.#states.set(id, { name, state });
     } catch {

@@ -182,13 +182,13 @@ export class VisitorStore {
     for (const text of file.split('\n')) {
       const line = parsed(text);
       if (line?.visitor) {
-        const { agents, city, name = '' } = line;
+        const { agents = [], city = '', name = '' } = line;
         head = { visitor, agents, city, name, last: undefined, count: 0 };
       } else if (line?.taken) {
         const known = lines.find((each) => each.id === line.taken);
         if (known) known.taken = true;
       } else if (line?.id) {
-        lines.push(line);
+        lines.push(line as VisitorLine);
       }
     }
     return head && { ...head, lines, last: lines[lines.length - 1], count: lines.length };
@@ -217,10 +217,12 @@ function headOf({ visitor, agents, city, name, last, count }: Conversation): Con
   return { visitor, agents, city, name, last, count };
 }
 
+type FileLine = Partial<ConversationHead & Omit<VisitorLine, 'taken'> & { taken: string }>;
+
 // A line that was cut off by a crash is no line.
-function parsed(text: string): any {
+function parsed(text: string): FileLine | undefined {
   try {
-    return JSON.parse(text);
+    return JSON.parse(text) as FileLine;
   } catch {
     return undefined;
   }

@@ -7,6 +7,7 @@ import {
   conversation,
   current,
   forgetConversations,
+  keyInAddress,
   keyOf,
   noteRetracted,
   open,
@@ -62,8 +63,7 @@ export async function logIn(user: string, password: string): Promise<void> {
     client.value = fresh;
     await fresh.login();
     remember('user', user);
-    const address = decodeURIComponent(location.hash.slice(2));
-    if (/^(peer|group|visitor)\/.|^notices$/.test(address)) open(address);
+    open(keyInAddress());
     isLoggedIn.value = true;
   } catch (error) {
     client.value = undefined;
@@ -197,6 +197,9 @@ const isGone = ({ step, userId }: Verify, own: string) =>
 function leaveView(groupId: string): void {
   if (current.value === keyOf('group', groupId)) open('');
 }
+
+// Who closes the tab is seen to go at once; the server would find it out later and tell nobody.
+addEventListener('pagehide', () => void client.value?.logout());
 
 // Broadcasts of presence end where a server has many connections; a look now and then mends that.
 setInterval(() => {
