@@ -7,6 +7,7 @@ import { request as httpRequest } from 'node:http';
 import { createServer, type Socket } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
+import { after } from 'node:test';
 import { WebSocket } from 'ws';
 import { encodeForMainPort, openCodePage, outgoing, RecordStream, type CodePage } from '@vnq/protocol';
 import { Gateway } from '../src/gateway';
@@ -23,6 +24,12 @@ export const sample = {
 export type SampleUser = keyof typeof sample;
 
 let deployments = 0;
+
+// A test that fails leaves nothing running, which would keep the whole run from ending.
+const running = new Set<Deployment>();
+after(async () => {
+  for (const each of [...running]) await each.stop();
+});
 
 /** Waits until a condition holds; throws with `what` after a time. */
 export async function until(condition: () => unknown, what: string, ms = 30_000): Promise<void> {
@@ -60,6 +67,7 @@ export class Deployment {
 
   /** Makes the folder; with VNQ_TEST_POSTGRES=ADDRESS:PORT its database is a new one there. */
   init(): void {
+    running.add(this);
     const postgres = process.env.VNQ_TEST_POSTGRES;
     if (postgres) this.#useDatabaseAt(...(postgres.split(':') as [string, string]));
     execFileSync(join(programs, 'vnqctl'), ['init', '--app-path', this.folder, '--demo'], { stdio: 'ignore' });
@@ -86,6 +94,7 @@ export class Deployment {
 
   /** A gateway before something that writes so many bytes to whoever comes. */
   async startWithFakeServer(bytes: number): Promise<this> {
+    running.add(this);
     this.fake = new Flood(bytes);
     const port = await this.fake.listen(this.address);
     await this.startGateway('--server', `${this.address}:${port}`);
@@ -135,6 +144,7 @@ export class Deployment {
   }
 
   async stop(): Promise<void> {
+    running.delete(this);
     for (const socket of this.#sockets) socket.close();
     await this.gateway?.stop();
     await this.endServer();
