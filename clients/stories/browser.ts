@@ -40,7 +40,7 @@ export interface Look {
 /** Somebody's browser: storage of its own. */
 export async function somebody(look: Look = {}): Promise<BrowserContext> {
   const context = await (await openBrowser()).newContext({ viewport: desk, locale: 'en-GB', reducedMotion: 'reduce', ...look });
-  context.setDefaultTimeout(15_000);
+  context.setDefaultTimeout(60_000);
   context.on('weberror', (error) => problems.push(String(error.error())));
   return context;
 }

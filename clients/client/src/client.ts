@@ -100,6 +100,9 @@ export interface LoginOptions {
   readonly keepTrying?: boolean;
 }
 
+// At a log-in; then it is no chance any more.
+const mostUnproven = 6;
+
 export class Client extends Emitter<ClientEvents> {
   readonly groups: Groups;
   readonly friends: Friends;
@@ -187,8 +190,9 @@ export class Client extends Emitter<ClientEvents> {
       const stopListening = [
         this.on('ready', () => finish(() => resolve(this.#who!))),
         this.on('ended', (end) => {
+          const goesOn = keepTrying || (end.kind === 'unproven' && this.#attempts < mostUnproven);
           if (end.kind === 'refused') fail(end.error);
-          else if (end.retryIn === undefined || !keepTrying) fail(new ConnectionError(end.why));
+          else if (end.retryIn === undefined || !goesOn) fail(new ConnectionError(end.why));
         }),
       ];
       signal?.addEventListener('abort', onAbort);
@@ -440,7 +444,7 @@ export class Client extends Emitter<ClientEvents> {
   }
 
   #onEnd(end: SessionEnd): void {
-    const isFinal = end.kind !== 'lost' && end.kind !== 'serverEnds';
+    const isFinal = !['lost', 'serverEnds', 'unproven'].includes(end.kind);
     const mayRetry = this.#stop !== undefined && !this.#isLeaving;
     const retries = !isFinal && mayRetry && this.#options.reconnect !== false;
     this.#dropSession();

@@ -88,6 +88,10 @@ export class Connection {
     return this.#transport.localAddress;
   }
 
+  get givesSession(): boolean {
+    return this.#transport.givesSession === true;
+  }
+
   /** Sends records in order; small ones that wait at one time share a text. */
   send(...records: string[]): void {
     if (!this.#isOpen) return;

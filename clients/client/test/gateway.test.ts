@@ -5,7 +5,7 @@ import { connect, createServer } from 'node:net';
 import { after, before, test } from 'node:test';
 import { WebSocket as Socket } from 'ws';
 
-import { Client, Gateway, GatewayError, webSocket } from '@vnq/client';
+import { Client, Gateway, GatewayError, webSocket, type Connector } from '@vnq/client';
 import { Deployment } from '../../gateway/test/deployment';
 import { alice, ben, carol, team, until, type Account } from '../../testing/server';
 import { textsOf } from './people';
@@ -91,6 +91,46 @@ async function breakingAt(path: string, t: Cleaner): Promise<string> {
 }
 
 const unreadOf = (userId: string) => deployment.unread(userId).map(({ text }) => text);
+
+test('gateway: news of others in front of the log-in\'s answer cost another try, not the history', async (t) => {
+  const a = visit(alice, t).client;
+  await a.login();
+  const url = `ws://${deployment.address}:${deployment.port}/ws`;
+  const plain = webSocket(url, (address) => new Socket(address) as unknown as WebSocket);
+  let connections = 0;
+  const connect: Connector = async (handlers, signal) => {
+    const isFirst = ++connections === 1;
+    let chunks = 0;
+    let waiting: Uint8Array | undefined;
+    const onBytes = (bytes: Uint8Array) => {
+      handlers.onBytes(bytes);
+      // The greeting, then what the others' presence has brought.
+      if (++chunks === 2 && waiting) transport.send(waiting);
+    };
+    const transport = await plain({ ...handlers, onBytes }, signal);
+    const send = (bytes: Uint8Array) => {
+      if (!isFirst || chunks >= 2) return transport.send(bytes);
+      waiting = bytes;
+      a.setPresence('away');
+    };
+    return { ...transport, send };
+  };
+  const { user, password } = carol;
+  const c = new Client({ connect, user, password, timing: { reconnectFirst: 50 } });
+  t.after(() => c.close());
+  const ends: string[] = [];
+  c.on('ended', ({ kind }) => ends.push(kind));
+  const session = c.next('session', () => true, { timeout: 10_000 });
+  await c.login();
+  assert.deepEqual([ends, (await session).user, connections], [['unproven'], carol.userId, 2]);
+});
+
+test('gateway: one that is not there is a ConnectionError', async (t) => {
+  const nobody = webSocket(`ws://${deployment.address}:1/ws`, (url) => new Socket(url) as unknown as WebSocket);
+  const client = new Client({ connect: nobody, user: alice.user, password: alice.password });
+  t.after(() => client.close());
+  await assert.rejects(client.login(), { name: 'ConnectionError' });
+});
 
 test('gateway: an answer that breaks off is told, and nothing of it counts as read', async (t) => {
   const a = visit(alice, t).client;

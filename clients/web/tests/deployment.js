@@ -124,7 +124,7 @@ export class Deployment {
       const text = message.text();
       // A connection that is refused while the server is away is told by every browser.
       if (message.type() !== 'error' || /WebSocket|ERR_CONNECTION|status of (401|502|503)/.test(text)) return;
-      this.complaints.push(`${account.user}: ${text}`);
+      this.complaints.push(`${account.user}: ${text} ${message.location().url}`);
     });
     await page.goto(this.url);
     const person = new Person(page, account);
