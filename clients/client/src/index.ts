@@ -12,7 +12,7 @@ export type {
   LoginOptions,
   MessageStatus,
   SendOptions,
-} from './client';
+} from './client_options';
 export { defaultTiming } from './connection';
 export type { Timing } from './connection';
 export { Emitter } from './emitter';

@@ -2,6 +2,7 @@
 
 import type { WebSocket } from 'ws';
 import type { CodePage, PeerMessage } from '@vnq/protocol';
+import { AgentPresence } from './agent_presence';
 import type { History } from './history';
 import { networkOf, Pace, Paces } from './limits';
 import type { Log } from './log';
@@ -33,10 +34,6 @@ type Frame = Record<string, unknown>;
 
 interface MissedAnswers {
   readonly entries: readonly { readonly Msg_ID: string; readonly time: string; readonly from: string; readonly text: string }[];
-}
-
-interface AgentStates {
-  readonly states: readonly { readonly id: string; readonly name: string; readonly state: number }[];
 }
 
 function textOf(frame: Frame, key: string): string {
@@ -81,13 +78,14 @@ class Visitor {
 
 export class VisitorDesk {
   readonly #visitors = new Map<string, Visitor>();
-  readonly #states = new Map<string, { name: string; state: number }>();
+  readonly #presence: AgentPresence;
   readonly #newcomers = new Paces(1 / 60, 30);
   readonly #talkers = new Paces(1, 120);
   #asked: ReturnType<typeof setInterval> | undefined;
   #next = 0;
 
   constructor(private readonly options: DeskOptions) {
+    this.#presence = new AgentPresence(options.history, options.agents);
     options.metrics.gauge('vnq_gateway_visitors', 'Visitors who are here.', () => this.#visitors.size);
   }
 
@@ -331,7 +329,7 @@ export class VisitorDesk {
   }
 
   #lineFor(visitor: Visitor, line: VisitorLine): Frame {
-    const name = line.from === visitor.id ? '' : this.#states.get(line.from)?.name ?? '';
+    const name = line.from === visitor.id ? '' : this.#presence.nameOf(line.from);
     return { id: line.id, from: line.from === visitor.id ? 'you' : line.from, name, text: line.text, time: line.time, ref: line.ref };
   }
 
@@ -339,23 +337,16 @@ export class VisitorDesk {
 
   // Who has answered goes on; else the first who is there.
   #presentAgent(visitor: Visitor): string | undefined {
-    const isThere = (agent: string) => !this.options.history || [1, 2].includes(this.#states.get(agent)?.state ?? 0);
+    const isThere = (agent: string) => this.#presence.isThere(agent);
     const { answeredBy } = visitor;
     if (answeredBy !== undefined && visitor.agents.includes(answeredBy) && isThere(answeredBy)) return answeredBy;
     return visitor.agents.find(isThere);
   }
 
   async #askPresence(): Promise<void> {
-    const { history, agents } = this.options;
-    if (!history || this.#visitors.size === 0) return;
+    if (this.#visitors.size === 0) return;
     const before = new Map([...this.#visitors.values()].map((each) => [each, this.#presentAgent(each) !== undefined]));
-    try {
-      const { states } = await history.ask<AgentStates>({ do: 'states', of: agents });
-      this.#states.clear();
-      for (const { id, name, state } of states) this.#states.set(id, { name, state });
-    } catch {
-      return;
-    }
+    await this.#presence.ask();
     for (const [visitor, was] of before) {
       const present = this.#presentAgent(visitor) !== undefined;
       if (present !== was) visitor.tell({ type: 'presence', present });
