@@ -7,8 +7,11 @@
 
 namespace vnq {
 
-SharedLock::SharedLock(Database& database, Kind kind)
-    : database_(database), kind_(kind), isHeld_(Run("pg_advisory_lock")) {}
+SharedLock::SharedLock(Database& database, Kind kind) : database_(database), kind_(kind) {
+  // What was read before the lock must not answer a read behind it.
+  if (database_.IsShared()) database_.EndTurn();
+  isHeld_ = Run("pg_advisory_lock");
+}
 
 SharedLock::~SharedLock() {
   Release();
