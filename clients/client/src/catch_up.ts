@@ -35,10 +35,6 @@ export class CatchingUp {
     this.#over.abort(why);
   }
 
-  get isOver(): boolean {
-    return this.#over.signal.aborted;
-  }
-
   #within<T>(page: Promise<T>, ms: number): Promise<T> {
     const { signal } = this.#over;
     const late = new Error(`the history did not answer within ${ms} ms`);

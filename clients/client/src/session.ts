@@ -71,7 +71,7 @@ export class Session {
         session.#isProven = true;
         handlers.onText(text);
       },
-      onClose: (why: string) => session.#end({ kind: 'lost', why }),
+      onClose: (why: string) => session.#end({ kind: session.#isUnproven ? 'unproven' : 'lost', why }),
     };
     session.#connection = await Connection.open(connector, page, timing, toConnection, signal);
     session.#waitForStep();
@@ -142,13 +142,14 @@ export class Session {
 
   #becomeReady(): void {
     if (this.#step !== 'reporting') return;
-    // Without it there is no history; the next log-in has better luck.
-    if (this.#connection?.givesSession && !this.#isProven) {
-      return this.#end({ kind: 'unproven', why: 'the gateway has not proven the log-in' });
-    }
     this.#step = 'ready';
     this.#waitForKeepAlive();
     this.handlers.onReady();
+  }
+
+  // The server has granted the log-in, and the gateway has not seen it.
+  get #isUnproven(): boolean {
+    return this.#step === 'reporting' && this.#connection?.givesSession === true && !this.#isProven;
   }
 
   #waitForStep(): void {

@@ -9,7 +9,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after } from 'node:test';
 import { WebSocket } from 'ws';
-import { encodeForMainPort, openCodePage, outgoing, RecordStream, type CodePage } from '@vnq/protocol';
+import { base64Encode, encodeForMainPort, openCodePage, outgoing, RecordStream, type CodePage } from '@vnq/protocol';
 import { Gateway } from '../src/gateway';
 import { Log } from '../src/log';
 import { readOptions } from '../src/options';
@@ -39,6 +39,10 @@ export async function until(condition: () => unknown, what: string, ms = 30_000)
     await new Promise((resolve) => setTimeout(resolve, 10));
   }
 }
+
+/** What a server says first, and to a log-in that it grants. */
+export const greeting = base64Encode(Buffer.from('.+SuccessfulConnection|#'));
+export const granted = base64Encode(Buffer.from('.+landing_successful|1|0||0|1|#'));
 
 export interface Answer {
   readonly status: number;
@@ -92,7 +96,7 @@ export class Deployment {
     await until(() => /\bready\b/.test(said) || server.exitCode !== null, `ready in ${said}`);
   }
 
-  /** A gateway before something that writes so many bytes to whoever comes. */
+  /** A gateway before something that grants every log-in, and writes so many bytes to whoever comes. */
   async startWithFakeServer(bytes: number): Promise<this> {
     running.add(this);
     this.fake = new Flood(bytes);
@@ -175,6 +179,15 @@ export class Deployment {
     return wire;
   }
 
+  /** A browser that has logged in at a server that only seems to be one. */
+  async loggedInAtFake(): Promise<Wire> {
+    const wire = this.open('/ws');
+    await wire.saw('.+SuccessfulConnection');
+    wire.send(outgoing.landing({ user: 'alice', password: 'x' }));
+    await until(() => wire.texts.length > 0, 'the session');
+    return wire;
+  }
+
   /** A browser that has logged in and is visible. */
   async login(user: SampleUser, machineId = 'web'): Promise<User> {
     const wire = this.open('/ws');
@@ -193,7 +206,6 @@ class Flood {
   #left: number;
   #written = 0;
   #waits = false;
-  #reads = true;
   #waitsSince = 0;
   #socket: Socket | undefined;
 
@@ -222,15 +234,15 @@ class Flood {
   }
 
   set readsNothing(isSo: boolean) {
-    this.#reads = !isSo;
     if (isSo) this.#socket?.pause();
     else this.#socket?.resume();
   }
 
   #pour(socket: Socket): void {
     this.#socket = socket;
+    if (this.#left === 0) socket.write(greeting);
+    socket.once('data', () => socket.write(granted));
     socket.on('data', () => undefined);
-    if (!this.#reads) socket.pause();
     socket.on('error', () => undefined);
     socket.on('drain', () => this.#more(socket));
     this.#more(socket);
