@@ -326,6 +326,16 @@ export function open(key: string): void {
   else loadLatest(key).catch(() => undefined);
 }
 
+/** The conversation that the page's address names; "" for none. */
+export function keyInAddress(): string {
+  try {
+    const key = decodeURIComponent(location.hash.slice(2));
+    return /^(peer|group|visitor)\/.|^notices$/.test(key) ? key : '';
+  } catch {
+    return '';
+  }
+}
+
 // Conversations of which something was shown that the server has not been told yet, and those that it
 // is being told of.
 const owed = new Set<string>();
