@@ -3,7 +3,7 @@
 
 import { execFileSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { existsSync, mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { appendFileSync, existsSync, mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import path from 'node:path';
@@ -73,6 +73,8 @@ export class Deployment {
   init() {
     const page = ['--code-page', '936', '--language', '2052'];
     execFileSync(vnqctl, ['init', '--app-path', this.folder, '--demo', ...page]);
+    // People come and go here faster than anywhere, and would get what waited for the one before on their slot.
+    appendFileSync(path.join(this.folder, 'platform.ini'), '[protection]\nclear_slots=yes\n');
   }
 
   async start() {
