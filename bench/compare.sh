@@ -134,7 +134,7 @@ StartServer() {
   "$1" --app-path "$2" --bind "$address" 2>"$scratch/server.log" &
   pid=$!
   for _ in $(seq 200); do
-    grep -q ready "$scratch/server.log" && return
+    grep -qs ready "$scratch/server.log" && return
     sleep 0.05
   done
   cat "$scratch/server.log" >&2
