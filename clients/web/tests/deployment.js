@@ -128,6 +128,9 @@ export class Deployment {
     });
     page.on('response', (response) => {
       if (response.status() < 400 || [401, 502, 503].includes(response.status())) return;
+      // People come and go here faster than anywhere, and may get a line that was for the one before on their slot. It is in
+      // no history of theirs, and the client marks what stands in front of it.
+      if (response.status() === 404 && response.url().endsWith('/api/read')) return;
       this.complaints.push(`${account.user}: ${response.status()} ${response.url()} ${response.request().postData() ?? ''}`);
     });
     await page.goto(this.url);

@@ -28,7 +28,7 @@ import { toast } from '../model/toasts';
 import { wordsOf } from '../model/verify_words';
 import { t } from '../texts';
 import { attempt } from './attempt';
-import { dialog } from './dialogs';
+import { dialog } from './shown_dialog';
 import { Avatar, Badge, Icon, IconButton, IconName, onArrowKeys, textOfState } from './parts';
 
 type Tab = 'chats' | 'people' | 'visitors' | 'requests';
