@@ -69,6 +69,15 @@ class Process : public ::testing::Test {
     }
     return all;
   }
+  // The answer to a keep-alive; empty when none comes within ten seconds.
+  static std::string Ask(int descriptor) {
+    timeval patience{10, 0};
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    EXPECT_EQ(send(descriptor, kKeepAlive, strlen(kKeepAlive), 0), ssize_t(strlen(kKeepAlive)));
+    char answer[64];
+    const ssize_t count = recv(descriptor, answer, sizeof answer, 0);
+    return count > 0 ? std::string(answer, static_cast<size_t>(count)) : "";
+  }
   static int ConnectTo(const std::string& address) {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in peer{};
@@ -104,6 +113,7 @@ class Process : public ::testing::Test {
   }
 
   static constexpr const char* kGreeting = "LitTdWNjZXNzZnVsQ29ubmVjdGlvbnwj";
+  static constexpr const char* kKeepAlive = "Lit5fCM=";  // .+y|#
 
   std::string folder;
 };
@@ -146,6 +156,22 @@ TEST_F(Process, NoOtherSignalEndsIt) {
   server->Signal(SIGTERM);
   EXPECT_EQ(server->ExitCode(), 0);
   EXPECT_NE(server->standardError().find("stopped"), std::string::npos);
+}
+
+TEST_F(Process, ALogThatNobodyReadsKeepsNobodyWaiting) {
+  auto server = Start();
+  ASSERT_TRUE(server->WaitForWords("ready"));
+  const int client = ConnectTo(OwnAddress(0));
+  EXPECT_EQ(ReadAll(client), kGreeting);
+  for (int i = 0; i < 400; ++i) {
+    server->Signal(SIGUSR1);
+    ASSERT_EQ(Ask(client), kKeepAlive) << "behind " << i << " reports";
+  }
+  close(client);
+  server->standardError();
+  server->Signal(SIGUSR1);
+  EXPECT_TRUE(server->WaitForWords(" lines are lost: nobody read the log"))
+      << server->standardError();
 }
 
 TEST_F(Process, ASignalDuringTheStartDoesNotEndIt) {

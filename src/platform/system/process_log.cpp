@@ -1,14 +1,17 @@
 #include "platform/system/process_log.h"
 
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 
+#include "platform/system/log_stream.h"
 #include "support/json/json_value.h"
 #include "support/json/json_writer.h"
 
@@ -74,6 +77,34 @@ class JsonFormatter : public spdlog::formatter {
                                   spdlog::pattern_time_type::local, ""};
 };
 
+// Standard error. Lines that find no room are counted, and their number is told when there is some.
+class StandardErrorSink : public spdlog::sinks::base_sink<std::mutex> {
+ protected:
+  void sink_it_(const spdlog::details::log_msg& message) override {
+    if (lost_ > 0 && !WriteLost()) {
+      ++lost_;
+    } else {
+      lost_ = Write(message) ? 0 : 1;
+    }
+  }
+  void flush_() override {}
+
+ private:
+  bool Write(const spdlog::details::log_msg& message) {
+    spdlog::memory_buf_t line;
+    formatter_->format(message, line);
+    return stream_.Write({line.data(), line.size()});
+  }
+  bool WriteLost() {
+    const std::string words = std::to_string(lost_) + " lines are lost: nobody read the log";
+    const spdlog::source_loc event{"", 1, "log_lines_lost"};
+    return Write({event, "", spdlog::level::warn, words});
+  }
+
+  LogStream stream_{STDERR_FILENO};
+  int64_t lost_ = 0;
+};
+
 // systemd says which stream is its journal by the numbers of device and file.
 bool WritesToJournal() {
   const char* stream = std::getenv("JOURNAL_STREAM");
@@ -100,7 +131,10 @@ bool SetUpLog(const LogOptions& options, std::string& error) {
     return false;
   }
   constexpr const char* kName = "vnq";
-  if (spdlog::get(kName) == nullptr) spdlog::set_default_logger(spdlog::stderr_color_mt(kName));
+  if (spdlog::get(kName) == nullptr) {
+    spdlog::set_default_logger(
+        std::make_shared<spdlog::logger>(kName, std::make_shared<StandardErrorSink>()));
+  }
   spdlog::set_level(spdlog::level::from_str(options.level));
   if (options.format == "json") {
     spdlog::set_formatter(std::make_unique<JsonFormatter>(WritesToJournal()));
