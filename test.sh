@@ -150,6 +150,7 @@ Step "protocol in Wireshark" scripts/check_dissector.py build/release/bin
 # by their numbers, or at what is each node's own.
 VNQ_TEST_DATABASE=postgresql VNQ_TEST_NODES=2 Tests "end to end on two nodes" build/release \
   -R "^end_to_end/($(paste -sd'|' tests/nodes/suites.txt))\\." -E "($(paste -sd'|' tests/nodes/left_out.txt))\$"
+Step "NATS declarations" g++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -Isrc tests/nodes/nats_header_check.cpp
 Step "nodes that fail" env VNQ_BUILD="$PWD/build/release" python3 -m unittest discover -s tests/nodes -p '*_test.py'
 Step "examples for monitoring" scripts/check_examples.sh build/release/bin
 Step "Debian packages" scripts/package.sh build/release

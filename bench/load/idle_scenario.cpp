@@ -21,7 +21,9 @@ class IdleScenario : public Scenario {
       sessions_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, i));
     }
     const bool onlyConnect = !context_.options.online;
-    if (!BringUp(context_.poller, context_.Target(kMainPort), sessions_, onlyConnect, error)) {
+    if (!BringUp(
+            context_.poller, [this](size_t i) { return context_.Target(kMainPort, i); }, sessions_,
+            onlyConnect, error)) {
       return false;
     }
     for (const auto& session : sessions_) {

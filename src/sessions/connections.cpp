@@ -1,4 +1,6 @@
 // What keeps a client's connection, and what is left to do where it ends without a command.
+#include <unordered_set>
+
 #include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
@@ -71,6 +73,43 @@ std::optional<std::vector<RepairedPresence>> RepairPresence(
     if (isDryRun || row.Update()) repaired.push_back(std::move(user));
   }
   return repaired;
+}
+
+int ResetPresenceOf(Host& host, const std::vector<std::string>& userIds) {
+  struct Shown {
+    std::string userId;
+    Expr was, loginTime;
+    int16_t now;
+  };
+  const std::unordered_set<std::string> wanted(userIds.begin(), userIds.end());
+  std::vector<Shown> shown;
+  Cursor row(host.database);
+  row.Open(
+      Sql("Select UserID,UserIcoLine,Registration_Id,LoginTime from Users_ID "
+          "where UserIcoLine<>0"));
+  for (; !row.EndOfRows(); row.MoveNext()) {
+    const std::string userId = OrEmpty(row["UserID"]);
+    if (!wanted.contains(userId)) continue;
+    const int16_t now = PresenceWithoutSession(row);
+    if (ToInt16(row["UserIcoLine"]) == now) continue;
+    shown.push_back({userId, row["UserIcoLine"], row["LoginTime"], now});
+  }
+  row.Close();
+  int reset = 0;
+  for (const Shown& user : shown) {
+    host.loop.Yield();
+    if (host.SckServer.FirstConnected(user.userId) != kNoSlot ||
+        HoldsElsewhere(host, NodeArray::kClients, user.userId)) {
+      continue;
+    }
+    const std::string update =
+        "update Users_ID set UserIcoLine=? where UserID='?' and UserIcoLine=? and LoginTime";
+    reset += host.database.Execute(
+        user.loginTime.IsNull()
+            ? Sql(update + " is null", user.now, user.userId, user.was)
+            : Sql(update + "='?'", user.now, user.userId, user.was, user.loginTime));
+  }
+  return reset;
 }
 
 void EndSession(Host& host, SlotIndex slot, const std::string& why) {
