@@ -78,8 +78,9 @@ struct Host {
   SlotTable<int32_t> HeartbeatAge;      ///< by 6003 slot: seconds since the sibling was heard
 
   // --- What the log tells of them ---
-  RecordTrace trace;  ///< of users that the operator follows
-  LineQuota logIns;   ///< how many log-ins are a line
+  RecordTrace trace;           ///< of users that the operator follows
+  LineQuota logIns;            ///< how many log-ins are a line
+  PeerWarnings refusedLogins;  ///< by address
 
   // --- What load leaves behind ---
   std::string ServerIp;                    ///< local address of the main listener
@@ -92,9 +93,6 @@ struct Host {
   std::string DefaultFontInfo;
   std::string PushUrl;
   std::string WebSocketResponseTemplate;
-
-  // --- What the log says of peers ---
-  PeerWarnings refusedLogins;
 
   // --- What a deployment lets nobody do ---
   std::unique_ptr<Protection> protection;  ///< null where every wall is down

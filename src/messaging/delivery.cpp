@@ -271,7 +271,7 @@ void ReplayOfflineTypes(Host& host, const Fields& fields, SlotIndex slot) {
 
 void LeaveMesseng(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id) {
   if (Skips("LeaveMesseng", userTag, id) || LeaveMessengHere(host, userTag, kind, id)) return;
-  AskElsewhere(host, NodeArray::kClients, userTag, order::kLeave, {userTag, kind.number, id});
+  LeaveElsewhere(host, userTag, kind.number, id);
 }
 
 bool LeaveMessengHere(Host& host, const Expr& userTag, DeliveryKind kind, const Expr& id) {
@@ -288,7 +288,7 @@ bool LeaveMessengHere(Host& host, const Expr& userTag, DeliveryKind kind, const 
 void StoredCopy::LeaveTo(const Expr& userTag) {
   if (Skips("LeaveMesseng", userTag, id_)) return;
   const SlotIndex slot = host_.SckServer.FirstConnected(userTag);
-  if (slot == kNoSlot) return LeaveMesseng(host_, userTag, kind_, id_);  // on another node
+  if (slot == kNoSlot) return LeaveElsewhere(host_, userTag, kind_.number, id_);
   const Delivery* delivery = FindDelivery(kind_);
   if (delivery == nullptr) return;
   if (!record_) record_ = ReadRecord(host_, *delivery, id_);

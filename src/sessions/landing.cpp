@@ -12,6 +12,7 @@
 #include "sessions/presence.h"
 #include "sessions/sessions.h"
 #include "support/ids.h"
+#include "support/printable.h"
 #include "support/utf16.h"
 
 namespace vnq {
@@ -39,13 +40,9 @@ void CloseSlot(Host& host, SlotIndex slot) {
   host.SckServer.SetTag(slot, "");
 }
 
-// A name as a peer gave it, which must not look like a line of the log.
+// A name as a peer gave it.
 std::string Printable(const Expr& name) {
-  std::string text = OrEmpty(name).substr(0, 64);
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
-  }
-  return text;
+  return vnq::Printable(OrEmpty(name), 64);
 }
 
 // The words up to the address stay as they are: programs look for them.

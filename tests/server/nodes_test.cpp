@@ -270,6 +270,19 @@ TEST_F(NodesTest, CounterOfTwoWritersLosesNoStep) {
   EXPECT_EQ(server().Value("select Users_IDVesr from UpDateForm where id=1"), "400");
 }
 
+TEST_F(NodesTest, WhatWasReadBeforeALockIsReadAgainBehindIt) {
+  Host& host = server().host();
+  Database database(OpenConfiguredDatabase(host.settings, host.platform, host.paths, host.AppPath,
+                                           &host.clock, SqlCommit::kTurn));
+  database.ShareWithNodes("writer");
+  const Statement names = Sql("select UserName from Users_ID where UserID='1'");
+  const Expr before = database.ReadValue(names);
+  server().Run("update Users_ID set UserName='renamed' where UserID='1'");
+  const SharedLock alone(database, SharedLock::Kind::kAccounts);
+  EXPECT_EQ(database.ReadValue(names).text(), "renamed");
+  EXPECT_NE(before.text(), "renamed");
+}
+
 TEST_F(NodesTest, AccountsOfTwoWritersHaveNumbersOfTheirOwn) {
   InTwoProcesses(server(), [](Database& database) {
     for (int i = 0; i < 25; ++i) {

@@ -29,11 +29,12 @@ bool Database::IsNodeGone(std::string_view node) {
   return driver_->Lock(lock, false) && driver_->Unlock(lock);
 }
 
-SharedLock::SharedLock(Database& database, Kind kind)
-    : database_(database),
-      kind_(kind),
-      isHeld_(!database_.IsShared() ||
-              database_.driver().Lock({kWorkLocks, static_cast<int32_t>(kind_)}, true)) {}
+SharedLock::SharedLock(Database& database, Kind kind) : database_(database), kind_(kind) {
+  // What was read before the lock must not answer a read behind it.
+  if (database_.IsShared()) database_.EndTurn();
+  isHeld_ = !database_.IsShared() ||
+            database_.driver().Lock({kWorkLocks, static_cast<int32_t>(kind_)}, true);
+}
 
 SharedLock::~SharedLock() {
   Release();

@@ -33,6 +33,16 @@ bool AskElsewhere(Host& host, NodeArray array, const Expr& tag, std::string_view
   return true;
 }
 
+// Here and below, the words are made only where there are other nodes: each is a copy of its text.
+bool TellElsewhere(Host& host, const Expr& tag, const Expr& text) {
+  return host.cluster && AskElsewhere(host, NodeArray::kClients, tag, order::kTell, {tag, text});
+}
+
+void LeaveElsewhere(Host& host, const Expr& tag, int16_t kind, const Expr& id) {
+  if (!host.cluster) return;
+  AskElsewhere(host, NodeArray::kClients, tag, order::kLeave, {tag, kind, id});
+}
+
 void AskEverywhere(Host& host, std::string_view order, std::initializer_list<Expr> words) {
   if (!host.cluster) return;
   Words all{std::string(order)};

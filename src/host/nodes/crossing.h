@@ -17,6 +17,7 @@
 // what is stored stays. Where this server is alone no function here does anything.
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <string>
@@ -69,8 +70,9 @@ bool EndElsewhere(Host& host, NodeArray array, const Expr& tag, const Expr& text
 std::string ArrayWord(NodeArray array);
 
 /// TellTag of another node. False when there is none. Yields: no.
-inline bool TellElsewhere(Host& host, const Expr& tag, const Expr& text) {
-  return AskElsewhere(host, NodeArray::kClients, tag, order::kTell, {tag, text});
-}
+bool TellElsewhere(Host& host, const Expr& tag, const Expr& text);
+
+/// LeaveMesseng of another node. Does nothing when there is none. Yields: no.
+void LeaveElsewhere(Host& host, const Expr& tag, int16_t kind, const Expr& id);
 
 }  // namespace vnq

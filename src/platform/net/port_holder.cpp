@@ -1,7 +1,6 @@
 #include "platform/net/port_holder.h"
 
 #include <fmt/format.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -9,6 +8,8 @@
 #include <fstream>
 #include <sstream>
 #include <vector>
+
+#include "platform/system/file_access.h"
 
 namespace vnq {
 namespace {
@@ -60,11 +61,6 @@ std::string ProcessWith(const std::string& inode) {
     return fmt::format("process {} ({})", pid, name);
   }
   return "";
-}
-
-std::string UserName(uid_t user) {
-  const passwd* entry = getpwuid(user);
-  return entry == nullptr ? std::to_string(user) : entry->pw_name;
 }
 
 }  // namespace

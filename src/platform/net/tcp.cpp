@@ -1,9 +1,6 @@
 #include "platform/net/tcp.h"
 
-#include <arpa/inet.h>
 #include <errno.h>
-#include <fmt/format.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <string.h>
 #include <sys/epoll.h>
@@ -11,55 +8,21 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <iterator>
 #include <new>
 #include <utility>
 #include <vector>
+
+#include "platform/net/socket_address.h"
 
 namespace vnq {
 namespace {
 
 constexpr size_t kReceiveBytes = 1024 * 1024;
 constexpr size_t kMaxOwedBytes = 64 * 1024;  // that are worth a copy until the next Settle
-constexpr int kBacklog = 1024;
-constexpr int kRequestsPerEvent = 64;
-constexpr int64_t kAcceptPauseMs = 100;
 
 int lingering = 0;
 int lingeringUnsent = 0;
-
-// An IPv4 or IPv6 address and a port, as the system's calls want them.
-struct SocketAddress {
-  sockaddr_storage bytes{};
-  socklen_t size = sizeof bytes;
-
-  sockaddr* any() { return reinterpret_cast<sockaddr*>(&bytes); }
-  sockaddr_in* v4() { return reinterpret_cast<sockaddr_in*>(&bytes); }
-  sockaddr_in6* v6() { return reinterpret_cast<sockaddr_in6*>(&bytes); }
-
-  bool Set(const std::string& address, uint16_t port) {
-    if (inet_pton(AF_INET, address.c_str(), &v4()->sin_addr) == 1) {
-      bytes.ss_family = AF_INET;
-      v4()->sin_port = htons(port);
-      size = sizeof(sockaddr_in);
-      return true;
-    }
-    if (inet_pton(AF_INET6, address.c_str(), &v6()->sin6_addr) != 1) return false;
-    bytes.ss_family = AF_INET6;
-    v6()->sin6_port = htons(port);
-    size = sizeof(sockaddr_in6);
-    return true;
-  }
-
-  std::string Text() {
-    char text[INET6_ADDRSTRLEN] = "";
-    const void* address = &v4()->sin_addr;
-    if (bytes.ss_family == AF_INET6) address = &v6()->sin6_addr;
-    inet_ntop(bytes.ss_family, address, text, sizeof text);
-    return text;
-  }
-};
 
 std::string PeerAddress(int descriptor) {
   SocketAddress peer;
@@ -80,94 +43,7 @@ std::vector<char>& ReceiveBuffer() {
   return buffer;
 }
 
-// The kernel ends a connection whose peer acknowledges nothing, or takes nothing behind a closed
-// window, for so long; and asks one that is silent whether it is still there.
-void LimitUnread(int descriptor, int seconds) {
-  const int timeoutMs = seconds * 1000, on = 1, idle = std::max(1, seconds / 2);
-  setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeoutMs, sizeof timeoutMs);
-  setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
-  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &idle, sizeof idle);
-}
-
 }  // namespace
-
-AcceptedSocket::~AcceptedSocket() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
-void AcceptedSocket::SpeakThrough(std::unique_ptr<StreamFilter> filter,
-                                  std::vector<std::string> early) {
-  filter_ = std::move(filter);
-  early_ = std::move(early);
-  if (std::string peer = filter_->PeerAddress(); !peer.empty()) remoteIp_ = std::move(peer);
-}
-
-// --- TcpListener ---
-
-bool TcpListener::Listen(const std::string& address, uint16_t port, OnRequest onRequest,
-                         std::string& error) {
-  Close();
-  SocketAddress local;
-  if (!local.Set(address, port)) {
-    error = fmt::format("{}:{}: not an IPv4 or IPv6 address", address, port);
-    return false;
-  }
-  const int on = 1;
-  descriptor_ = socket(local.bytes.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  // Another listener may have the same port for IPv4.
-  if (local.bytes.ss_family == AF_INET6) {
-    setsockopt(descriptor_, IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
-  }
-  if (descriptor_ < 0 || setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-      bind(descriptor_, local.any(), local.size) != 0 || listen(descriptor_, kBacklog) != 0 ||
-      !loop_.Watch(descriptor_, EPOLLIN, this)) {
-    error = fmt::format("{}:{}: {}", address, port, strerror(errno));
-    if (descriptor_ >= 0) close(descriptor_);
-    descriptor_ = -1;
-    return false;
-  }
-  onRequest_ = std::move(onRequest);
-  localAddress_ = local.Text();
-  return true;
-}
-
-void TcpListener::Close() {
-  if (descriptor_ < 0) return;
-  loop_.StopTimer(pause_);
-  loop_.Unwatch(descriptor_);
-  close(descriptor_);
-  descriptor_ = -1;
-  localAddress_.clear();
-}
-
-void TcpListener::OnEvents(uint32_t) {
-  for (int i = 0; i < kRequestsPerEvent; ++i) {
-    SocketAddress peer;
-    const int accepted = accept4(descriptor_, peer.any(), &peer.size, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (accepted < 0) {
-      if (errno == EINTR || errno == ECONNABORTED) continue;
-      if (errno != EAGAIN) Pause(errno);
-      return;
-    }
-    AcceptedSocket socket(accepted, peer.Text());  // closes it if memory is short
-    if (unreadTimeoutS_ > 0) LimitUnread(accepted, unreadTimeoutS_);
-    auto request = std::make_shared<AcceptedSocket>(std::move(socket));
-    loop_.Enqueue([onRequest = onRequest_, request] { onRequest(std::move(*request)); });
-  }
-}
-
-// Without a free descriptor the request stays in the backlog, and epoll would report it without
-// end.
-void TcpListener::Pause(int error) {
-  if (starved_ != nullptr) starved_->Note(strerror(error));
-  loop_.ChangeWatch(descriptor_, 0);
-  pause_ = loop_.RunAfter(kAcceptPauseMs, [this] {
-    if (descriptor_ >= 0) loop_.ChangeWatch(descriptor_, EPOLLIN);
-  });
-}
-
-// --- TcpConnection ---
 
 std::shared_ptr<TcpConnection> TcpConnection::Start(EventLoop& loop, AcceptedSocket socket,
                                                     Events events,

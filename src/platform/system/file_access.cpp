@@ -12,11 +12,6 @@
 namespace vnq {
 namespace {
 
-std::string UserName(uid_t user) {
-  const passwd* entry = getpwuid(user);
-  return entry == nullptr ? std::to_string(user) : entry->pw_name;
-}
-
 std::string ParentOf(const std::string& path) {
   const std::string parent = std::filesystem::path(path).parent_path().string();
   return parent.empty() ? "." : parent;
@@ -51,6 +46,11 @@ std::string FaultOf(int code, const std::string& path, const char* use) {
 }
 
 }  // namespace
+
+std::string UserName(uid_t user) {
+  const passwd* entry = getpwuid(user);
+  return entry == nullptr ? std::to_string(user) : entry->pw_name;
+}
 
 std::string ReadFault(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);

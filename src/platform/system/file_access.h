@@ -2,9 +2,14 @@
 // whose the files are that root makes in another's folder.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace vnq {
+
+/// The name of a user of this machine; the number where it has none.
+std::string UserName(uid_t user);
 
 /// Why a file that is there cannot be read, with its path and the user to run as. Empty when it
 /// can be read, and when there is none.

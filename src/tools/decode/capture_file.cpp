@@ -122,24 +122,24 @@ class Flow {
     if (segment.payload.empty()) return;
     if (!next_) next_ = segment.sequence;  // the capture began in the middle
     early_.emplace(segment.sequence, segment.payload);
-    for (auto each = early_.begin(); each != early_.end();) {
-      const int32_t ahead = static_cast<int32_t>(each->first - *next_);
-      if (ahead > 0) {
-        ++each;
-        continue;
-      }
-      const size_t known = static_cast<size_t>(-static_cast<int64_t>(ahead));
-      if (known < each->second.size()) {
-        const std::string_view fresh = std::string_view(each->second).substr(known);
-        *next_ += static_cast<uint32_t>(fresh.size());
-        onBytes(fresh);
-      }
-      early_.erase(each);
-      each = early_.begin();
-    }
+    while (const auto due = TakeDue()) onBytes(*due);
   }
 
  private:
+  // What is new of the first segment whose turn has come: nothing of one that was sent twice.
+  std::optional<std::string> TakeDue() {
+    for (auto each = early_.begin(); each != early_.end(); ++each) {
+      const auto ahead = static_cast<int32_t>(each->first - *next_);
+      if (ahead > 0) continue;
+      const auto known = static_cast<size_t>(-int64_t{ahead});
+      std::string fresh = known < each->second.size() ? each->second.substr(known) : "";
+      *next_ += static_cast<uint32_t>(fresh.size());
+      early_.erase(each);
+      return fresh;
+    }
+    return std::nullopt;
+  }
+
   std::optional<uint32_t> next_;
   std::map<uint32_t, std::string> early_;
 };

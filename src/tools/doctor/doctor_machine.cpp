@@ -1,4 +1,3 @@
-#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -21,11 +20,6 @@ namespace fs = std::filesystem;
 constexpr int64_t kMegabyte = int64_t{1024} * 1024;
 constexpr int64_t kLongLogMb = 64;
 constexpr uint64_t kDescriptorsOfItsOwn = 100;
-
-std::string UserName(uid_t user) {
-  const passwd* entry = getpwuid(user);
-  return entry == nullptr ? std::to_string(user) : entry->pw_name;
-}
 
 /// The owners of what lies in the folder.
 class OwnerCheck {

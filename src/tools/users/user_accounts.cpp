@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "accounts/accounts.h"
+#include "host/slots/presence_values.h"
 #include "host/values/skipped.h"
 #include "support/numbers.h"
 #include "tools/client/chat_text.h"
@@ -51,6 +52,21 @@ std::string Ids(Cursor& users) {
 }
 
 }  // namespace
+
+std::string_view PresenceWord(int16_t presence) {
+  switch (presence) {
+    case kPresenceOffline:
+      return "offline";
+    case kPresenceOnline:
+      return "online";
+    case kPresenceAway:
+      return "away";
+    case kPresenceOnPhone:
+      return "phone";
+    default:
+      return "unknown";
+  }
+}
 
 UserAccounts::UserAccounts(ProgramDatabase opened)
     : folder_(std::move(opened.folder)), database_(std::move(opened.driver)) {}

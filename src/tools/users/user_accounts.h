@@ -2,6 +2,7 @@
 // meanwhile: each change is one transaction, and the server sees it at its next statement.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -29,6 +30,9 @@ struct UserRow {
   std::string UserID, UserName, FcName, UppeId, Jod, Tel1, UserState, IsManager, UserIcoLine,
       LoginTime;
 };
+
+/// What a UserIcoLine says: "offline", "online", "away" or "phone"; "unknown" for another number.
+std::string_view PresenceWord(int16_t presence);
 
 class UserAccounts {
  public:

@@ -59,19 +59,8 @@ int AddFromFile(const UserOptions& options, std::ostream& out, std::ostream& err
 
 // --- How accounts are shown ---
 
-std::string PresenceWord(const std::string& UserIcoLine) {
-  switch (ParseInt16(UserIcoLine).value_or(kPresenceOffline)) {
-    case kPresenceOffline:
-      return "offline";
-    case kPresenceOnline:
-      return "online";
-    case kPresenceAway:
-      return "away";
-    case kPresenceOnPhone:
-      return "phone";
-    default:
-      return UserIcoLine;
-  }
+std::string PresenceWordOf(const UserRow& user) {
+  return std::string(PresenceWord(ParseInt16(user.UserIcoLine).value_or(kPresenceOffline)));
 }
 
 // UserState has two meanings that matter to the login: 0, and everything else.
@@ -100,7 +89,7 @@ void PrintUsers(const std::vector<UserRow>& users, std::ostream& out) {
     table.push_back({TerminalLine(user.UserID), TerminalLine(user.UserName),
                      TerminalLine(user.FcName), TerminalLine(user.UppeId),
                      StateWord(user.UserState), ParseInt16(user.IsManager) == 1 ? "yes" : "no",
-                     PresenceWord(user.UserIcoLine)});
+                     PresenceWordOf(user)});
   }
   PrintTable(table, out);
 }

@@ -10,7 +10,6 @@
 #include <CLI/CLI.hpp>
 
 #include "host/database/database.h"
-#include "host/slots/presence_values.h"
 #include "platform/system/instance.h"
 #include "sessions/sessions.h"
 #include "support/numbers.h"
@@ -18,27 +17,13 @@
 #include "tools/folder/program_database.h"
 #include "tools/library/json_string.h"
 #include "tools/terminal/command_line.h"
+#include "tools/users/user_accounts.h"
 #include "tools/watch/status_commands.h"
 
 namespace vnq {
 namespace {
 
 using Repaired = std::vector<RepairedPresence>;
-
-std::string_view Word(int16_t presence) {
-  switch (presence) {
-    case kPresenceOffline:
-      return "offline";
-    case kPresenceOnline:
-      return "online";
-    case kPresenceAway:
-      return "away";
-    case kPresenceOnPhone:
-      return "phone";
-    default:
-      return "unknown";
-  }
-}
 
 // UserID TAB was TAB now TAB login name, a line a user.
 Repaired ReadAnswer(const std::string& answer) {
@@ -100,8 +85,8 @@ bool Repair(const PresenceOptions& options, Repaired& repaired, std::string& err
 void Print(const PresenceOptions& options, const Repaired& repaired, std::ostream& out) {
   for (const RepairedPresence& user : repaired) {
     out << fmt::format("{} ({}): {} {} {}\n", TerminalLine(user.userName),
-                       TerminalLine(user.userId), Word(user.was),
-                       options.isDryRun ? "would become" : "became", Word(user.now));
+                       TerminalLine(user.userId), PresenceWord(user.was),
+                       options.isDryRun ? "would become" : "became", PresenceWord(user.now));
   }
   out << (repaired.empty() ? "nobody seems to be online without a session\n" : "");
 }
@@ -112,7 +97,7 @@ void PrintAsJson(const Repaired& repaired, std::ostream& out) {
   for (const RepairedPresence& user : repaired) {
     out << separator
         << fmt::format(R"({{"user":{},"name":{},"was":"{}","now":"{}"}})", JsonString(user.userId),
-                       JsonString(user.userName), Word(user.was), Word(user.now));
+                       JsonString(user.userName), PresenceWord(user.was), PresenceWord(user.now));
     separator = ",\n";
   }
   out << (repaired.empty() ? "]\n" : "\n]\n");
