@@ -122,6 +122,8 @@ void AddIdle(CLI::App& command, LoadOptions& o) {
   AddCount(command, "--clients", o.clients, "Connections");
   AddServers(command, o);
   command.add_flag("--online", o.online, "Log them in");
+  AddCount(command, "--first-account", o.firstAccount,
+           "Number of the account of the first, where several such runs are side by side");
 }
 
 void AddVisitor(CLI::App& command, LoadOptions& o) {

@@ -32,8 +32,9 @@ struct LoadOptions {
   size_t clients = 100;     ///< sessions of login, broadcast, idle
   size_t actors = 1;        ///< broadcast: who changes presence
   size_t visitors = 10, agents = 2;
-  bool online = false;  ///< idle: logged in, not only connected
-  size_t others = 0;    ///< further sessions that are online and silent during the run
+  bool online = false;      ///< idle: logged in, not only connected
+  size_t firstAccount = 1;  ///< idle: whose session the first is
+  size_t others = 0;        ///< further sessions that are online and silent during the run
 
   std::vector<int64_t> pids;        ///< the servers' processes
   std::vector<std::string> usedBy;  ///< NAME=PID: further processes, with their children

@@ -25,6 +25,47 @@ void ResetPresence(Host& host, const std::string& tag) {
   row.Update();
 }
 
+// A user without a session who is shown as if there were one.
+struct ShownUser {
+  std::string userId;
+  Expr was, loginTime;
+  int16_t now;
+};
+
+std::vector<ShownUser> ShownAmong(Host& host, const std::vector<std::string>& userIds) {
+  const std::unordered_set<std::string> wanted(userIds.begin(), userIds.end());
+  std::vector<ShownUser> shown;
+  Cursor row(host.database);
+  row.Open(
+      Sql("Select UserID,UserIcoLine,Registration_Id,LoginTime from Users_ID "
+          "where UserIcoLine<>0"));
+  for (; !row.EndOfRows(); row.MoveNext()) {
+    const int16_t now = PresenceWithoutSession(row);
+    const std::string userId = OrEmpty(row["UserID"]);
+    if (!wanted.contains(userId) || ToInt16(row["UserIcoLine"]) == now) continue;
+    shown.push_back({userId, row["UserIcoLine"], row["LoginTime"], now});
+  }
+  return shown;
+}
+
+bool IsConnectedAnywhere(Host& host, const std::string& userId) {
+  return host.SckServer.FirstConnected(userId) != kNoSlot ||
+         HoldsElsewhere(host, NodeArray::kClients, userId);
+}
+
+// Not over what a log-in has written since it was read.
+bool WritePresence(Host& host, const ShownUser& user) {
+  if (user.loginTime.IsNull()) {
+    return host.database.Execute(
+        Sql("update Users_ID set UserIcoLine=? where UserID='?' and UserIcoLine=? and "
+            "LoginTime is null",
+            user.now, user.userId, user.was));
+  }
+  return host.database.Execute(
+      Sql("update Users_ID set UserIcoLine=? where UserID='?' and UserIcoLine=? and LoginTime='?'",
+          user.now, user.userId, user.was, user.loginTime));
+}
+
 void SayGoodbye(Host& host, SlotIndex slot, const std::string& why) {
   SendRecord(host, slot, Join(".+forced_disconnection|", why, "|#"));
   ResetPresence(host, host.SckServer.Tag(slot));
@@ -76,38 +117,10 @@ std::optional<std::vector<RepairedPresence>> RepairPresence(
 }
 
 int ResetPresenceOf(Host& host, const std::vector<std::string>& userIds) {
-  struct Shown {
-    std::string userId;
-    Expr was, loginTime;
-    int16_t now;
-  };
-  const std::unordered_set<std::string> wanted(userIds.begin(), userIds.end());
-  std::vector<Shown> shown;
-  Cursor row(host.database);
-  row.Open(
-      Sql("Select UserID,UserIcoLine,Registration_Id,LoginTime from Users_ID "
-          "where UserIcoLine<>0"));
-  for (; !row.EndOfRows(); row.MoveNext()) {
-    const std::string userId = OrEmpty(row["UserID"]);
-    if (!wanted.contains(userId)) continue;
-    const int16_t now = PresenceWithoutSession(row);
-    if (ToInt16(row["UserIcoLine"]) == now) continue;
-    shown.push_back({userId, row["UserIcoLine"], row["LoginTime"], now});
-  }
-  row.Close();
   int reset = 0;
-  for (const Shown& user : shown) {
+  for (const ShownUser& user : ShownAmong(host, userIds)) {
     host.loop.Yield();
-    if (host.SckServer.FirstConnected(user.userId) != kNoSlot ||
-        HoldsElsewhere(host, NodeArray::kClients, user.userId)) {
-      continue;
-    }
-    const std::string update =
-        "update Users_ID set UserIcoLine=? where UserID='?' and UserIcoLine=? and LoginTime";
-    reset += host.database.Execute(
-        user.loginTime.IsNull()
-            ? Sql(update + " is null", user.now, user.userId, user.was)
-            : Sql(update + "='?'", user.now, user.userId, user.was, user.loginTime));
+    if (!IsConnectedAnywhere(host, user.userId) && WritePresence(host, user)) ++reset;
   }
   return reset;
 }

@@ -213,7 +213,7 @@ void TestServer::AddNode(PlatformSettings platform, int count) {
   node.loop = std::make_unique<EventLoop>(clock_);
   std::unique_ptr<Bus> bus;
   if (count > 1) {
-    EXPECT_TRUE(TestDatabase::IsPostgres()) << "nodes share a PostgreSQL server";
+    EXPECT_FALSE(TestDatabase::IsEmbedded()) << "nodes share a database server";
     platform.nodes.name = fmt::format("node{}", nodes_.size());
     bus = bus_.Connect(*node.loop, platform.nodes.name);
   }

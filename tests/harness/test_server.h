@@ -3,7 +3,7 @@
 // Everything runs on the test's one thread. Time stands still until the test advances it, and the
 // server works only while the test pumps it (each verb of TestClient and TestServer does).
 //
-// VNQ_TEST_NODES=2 makes it several, nodes of one cluster on the run's PostgreSQL: a test's
+// VNQ_TEST_NODES=2 makes it several, nodes of one cluster on the run's database server: a test's
 // connections go to them in turn, so that two parties are on two nodes.
 #pragma once
 

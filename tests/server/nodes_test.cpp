@@ -1,4 +1,4 @@
-// Two servers on one PostgreSQL database, with the parties on different ones.
+// Two servers on one database server, with the parties on different ones.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,7 +19,7 @@ namespace {
 class NodesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!TestDatabase::IsPostgres()) GTEST_SKIP() << "nodes share a PostgreSQL server";
+    if (TestDatabase::IsEmbedded()) GTEST_SKIP() << "nodes share a database server";
     TestServerOptions options;
     options.nodes = 2;
     server_ = std::make_unique<TestServer>(options);
