@@ -6,6 +6,7 @@
 #include "host/host.h"
 #include "host/slots/devices.h"
 #include "platform/system/event_log.h"
+#include "server/load.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -51,7 +52,10 @@ int GoneNodes::TurnOfThisNode() const {
   return turn;
 }
 
+// Others look at this node's connection to the database, so that one that was lost is not to wait
+// for the next command.
 void GoneNodes::Tick() {
+  if (++ticks_ % kWaitTicks == 0) DatabaseAnswers(host_);
   for (auto each = waiting_.begin(); each != waiting_.end();) {
     const bool isOver = --each->ticks <= 0 && IsOver(each->node);
     if (each->ticks <= 0) each->ticks = kWaitTicks;

@@ -42,6 +42,7 @@ class GoneNodes {
   Host& host_;
   EventLoop::TimerId timer_;
   std::list<Waiting> waiting_;
+  int ticks_ = 0;
 };
 
 }  // namespace vnq

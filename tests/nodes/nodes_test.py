@@ -1,5 +1,6 @@
 """The shipped programs as nodes: what crosses, and what is left when the bus or a node fails."""
 import os
+import subprocess
 import sys
 import time
 import unittest
@@ -133,6 +134,17 @@ class Nodes(unittest.TestCase):
         for select, record in records.items():
             rows = self.cluster.sql(select)
             self.assertEqual(len(rows), len(set(rows)), record)
+
+    def test_account_of_vnqctl_waits_for_one_that_a_node_makes(self):
+        other = subprocess.Popen(["psql", "-X", "-h", self.cluster.host, "-p", self.cluster.port, "-U", "vnq", "-d",
+                                  self.cluster.database, "-c", "select pg_advisory_lock(6004,1),pg_sleep(1)"],
+                                 stdout=subprocess.DEVNULL)
+        wait_until(lambda: self.cluster.sql("select 1 from pg_locks where locktype='advisory' and classid=6004"),
+                   "the lock is held")
+        said = self.cluster.ctl(0, "user", "add", "somebody", "--password", "secret")
+        self.assertIsNotNone(other.poll(), said)
+        other.wait()
+        self.assertEqual(self.cluster.sql("select count(*) from Users_ID where UserName='somebody'"), ["1"], said)
 
     def test_node_that_stops_in_order_is_forgotten_at_once_and_spares_the_presence_of_others(self):
         self.cluster.client(0, 1)

@@ -112,7 +112,7 @@ class SqlDriver {
     return Insert(target, values);
   }
 
-  /// Takes a lock until Unlock, or until the connection ends. waits: as long as a statement does for
+  /// Takes a lock until Unlock, or until the connection ends. waits: as long as statements do for
   /// any lock; else false at once where another has it. False where the engine has no such locks.
   virtual bool Lock(const SqlLock&, [[maybe_unused]] bool waits) { return false; }
   virtual bool Unlock(const SqlLock&) { return false; }
