@@ -124,13 +124,15 @@ class Nodes(unittest.TestCase):
         }
         self.cluster.sql("insert into Clot_Form(UpperID,UserID,IsAdmin) values('G','1',1),('G','2',0)")
         both = [self.cluster.client(0, 1), self.cluster.client(1, 3)]
-        for select, record in records.items():
-            for number in range(60):
-                for client in both:
-                    client.send(record.format(number))
+        for record in records.values():
+            for client in both:
+                client.send("".join(record.format(number) for number in range(60)))
+            time.sleep(0.3)  # each text is a read of its own
         for select, record in records.items():
             wait_until(lambda: len(set(self.cluster.sql(select))) >= 60, record)
-        time.sleep(1)
+        for client in both:
+            client.send(".+y|#")
+            client.expect(".+y|#")  # behind all of it
         for select, record in records.items():
             rows = self.cluster.sql(select)
             self.assertEqual(len(rows), len(set(rows)), record)
