@@ -63,7 +63,7 @@ def messages(options):
             for name, words in ways:
                 title = f"{count} node{'s' if count > 1 else ''}, {name}"
                 row(f"{title}, 200 a second asked for", bench(*peer, *words, "--rate", 200))
-                row(f"{title}, as many as go", bench(*peer, *words, "--window", 10))
+                row(f"{title}, as many as go", bench(*peer, *words, "--window", 100))
         finally:
             cluster.close()
 

@@ -15,6 +15,17 @@ std::string MarkerFor(const SqlValue& value, const RowWriting& writing, RowState
   return writing.numbered ? "$" + std::to_string(made.parameters.size()) : "?";
 }
 
+// A column that has the value; what an index finds stands in front.
+std::string EqualCondition(const SqlAssignment& assignment, const RowWriting& writing,
+                           RowStatement& made) {
+  const std::string column = writing.quoted(assignment.column);
+  const std::string marker = MarkerFor(assignment.value, writing, made);
+  const std::string equal = column + "=" + marker;
+  if (writing.indexes == nullptr || assignment.value.kind != SqlValue::Kind::kText) return equal;
+  return IndexedText(column, *writing.indexes) + "=" + IndexedText(marker, *writing.indexes) +
+         " and " + equal;
+}
+
 }  // namespace
 
 RowStatement InsertStatement(std::string_view table, std::span<const SqlAssignment> values,
@@ -46,8 +57,8 @@ RowStatement InsertOnceStatement(std::string_view table, std::span<const SqlAssi
     markers += (markers.empty() ? "" : ",") + typed;
   }
   for (const SqlAssignment& assignment : key) {
-    condition += (condition.empty() ? "" : " and ") + writing.quoted(assignment.column) + "=" +
-                 MarkerFor(assignment.value, writing, made);
+    if (!condition.empty()) condition += " and ";
+    condition += EqualCondition(assignment, writing, made);
   }
   const std::string from =
       writing.numbered ? fmt::format(" from (values(0)) as one left join {} as t on false", table)

@@ -15,8 +15,12 @@ namespace vnq {
 struct RowWriting {
   std::string (*quoted)(std::string_view name);
   bool numbered;  ///< markers are $1, $2, ...; else each is a ?
-  std::string_view
-      keepsOthersOut;  ///< behind a table that a condition looks at; empty: a lock does
+
+  /// Whose indexes hold texts in another form; null: as they are.
+  const SqlDialect* indexes = nullptr;
+
+  /// Stands behind a table that a condition looks at; empty: a lock keeps others out.
+  std::string_view keepsOthersOut = {};
 };
 
 /// A text and the values for its markers, in their order.

@@ -13,7 +13,7 @@ namespace vnq {
 namespace {
 
 // Locks the place where the row would be until the statement has ended, whether or not it is there.
-constexpr RowWriting kWriting = {BracketedName, false, " with(updlock,holdlock)"};
+constexpr RowWriting kWriting = {BracketedName, false, nullptr, " with(updlock,holdlock)"};
 
 // Its answer is a number below 0 where the lock was not had, and no error.
 std::string TakeLock(const SqlLock& lock, std::string_view mode, int64_t waitMs) {

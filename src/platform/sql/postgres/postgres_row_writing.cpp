@@ -8,7 +8,7 @@
 namespace vnq {
 namespace {
 
-constexpr RowWriting kWriting = {DoubleQuoted, true, ""};
+constexpr RowWriting kWriting = {DoubleQuoted, true, &kPostgresDialect};
 
 // Held to the end of the transaction, so that whoever had it before has committed.
 constexpr std::string_view kLockRow = "select pg_catalog.pg_advisory_xact_lock(6005,$1)";
