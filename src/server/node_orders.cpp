@@ -104,9 +104,11 @@ void OnEnd(Host& host, const Given& given) {
   const std::string &tag = given.words[1], &text = given.words[2];
   const auto known = given.words.subspan(3);
   const bool isOrdered = !known.empty() && known.front() == kWhoeverHasIt;
-  if (isOrdered || host.cluster->IsDisplaced(array, tag, given.from, known)) {
+  // One whose peer has gone is no session that could stay.
+  const bool isConnected = slots->FirstConnected(tag) != kNoSlot;
+  if (isOrdered || !isConnected || host.cluster->IsDisplaced(array, tag, given.from, known)) {
     EndHolder(host, *slots, tag, text);
-  } else if (slots->FirstConnected(tag) != kNoSlot) {
+  } else {
     host.cluster->SendTo(given.from, {std::string(order::kEnd), given.words[0], tag, text,
                                       std::string(kWhoeverHasIt)});
   }

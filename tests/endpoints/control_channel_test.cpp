@@ -23,8 +23,8 @@ class ControlChannel : public ServerTest {
     for (const char* user : {"u1", "u2", "u3"}) server.AddUser(user);
   }
 
-  SlotArray& peers() { return server.host().SckServer6003; }
-  SlotArray& endpoints() { return server.host().SckServer6008; }
+  TestSlots peers() { return server.Slots(6003); }
+  TestSlots endpoints() { return server.Slots(6008); }
 
   TestClient Peer(const std::string& name) {
     TestClient peer = server.ConnectTo(kControlPort);

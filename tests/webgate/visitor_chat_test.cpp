@@ -24,7 +24,7 @@ class VisitorChat : public ServerTest {
   std::string Wrote(const std::string& visitor, const std::string& agent) {
     return visitor + " To " + agent + server.Lang("im107") + "|" + visitor + "|127.0.0.1|5";
   }
-  Lines Pushes() { return Lines(server.Pushes().begin(), server.Pushes().end()); }
+  Lines Pushes() { return server.Pushes(); }
   void RegisterPhone(const std::string& agent) {
     server.Run("update Users_ID set Registration_Id='phone' where UserID='" + agent + "'");
   }
