@@ -20,10 +20,12 @@ std::string EqualCondition(const SqlAssignment& assignment, const RowWriting& wr
                            RowStatement& made) {
   const std::string column = writing.quoted(assignment.column);
   const std::string marker = MarkerFor(assignment.value, writing, made);
-  const std::string equal = column + "=" + marker;
-  if (writing.indexes == nullptr || assignment.value.kind != SqlValue::Kind::kText) return equal;
-  return IndexedText(column, *writing.indexes) + "=" + IndexedText(marker, *writing.indexes) +
-         " and " + equal;
+  if (writing.indexes == nullptr || assignment.value.kind != SqlValue::Kind::kText) {
+    return column + "=" + marker;
+  }
+  return fmt::format("{}={} and cast({} as text)=cast({} as text)",
+                     IndexedText(column, *writing.indexes), IndexedText(marker, *writing.indexes),
+                     column, marker);
 }
 
 }  // namespace

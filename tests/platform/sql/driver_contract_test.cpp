@@ -380,8 +380,8 @@ TEST_P(SqlDriverContract, ALockByNumbersKeepsOtherProgramsOut) {
 TEST_P(SqlDriverContract, AConnectionSharesALockWhileItStands) {
   const bool hasLocks = std::string(GetParam().name) != "Sqlite";
   const SqlLock lock{7, 14};
-  auto third = Connect();
-  for (const auto& driver : {&third, &other_}) {
+  auto third = Connect(), fourth = Connect();
+  for (const auto& driver : {&third, &fourth}) {
     (*driver)->ShareWhileConnected(lock);
     SqlRows rows;
     EXPECT_TRUE((*driver)->Query("select 1", {}, rows)) << (*driver)->LastError();
@@ -389,7 +389,7 @@ TEST_P(SqlDriverContract, AConnectionSharesALockWhileItStands) {
   EXPECT_FALSE(driver_->Lock(lock, false));
   third.reset();
   EXPECT_FALSE(driver_->Lock(lock, false));
-  other_.reset();
+  fourth.reset();
   EXPECT_EQ(driver_->Lock(lock, true), hasLocks) << driver_->LastError();
 }
 
