@@ -142,14 +142,34 @@ SampleUser() {
     inTable && NF >= 4 && ++at == wanted { print $2 " " $3 }' <<<"$accounts"
 }
 
+# Runs the gateway until it is told to end, which it does with code 0. One that breaks off is started again, since browsers
+# come back to it by themselves, unless it has not come up.
+KeepGateway() {
+  local child='' code told=no
+  trap 'told=yes; kill -TERM $child 2>/dev/null || true' TERM HUP
+  while true; do
+    scripts/run_gateway.sh "$web_address:$web_port" "$server_address:6004" $demo $build/bin 2>$gateway_log &
+    child=$!
+    wait $child && code=0 || code=$?
+    # A signal has ended the wait, not the gateway.
+    [[ $told == no ]] || wait $child || true
+    [[ $told == no && $code -ne 0 ]] || return 0
+    printf '\nThe gateway has ended with code %s; the end of %s:\n' "$code" $gateway_log >&2
+    tail -n 5 $gateway_log >&2
+    grep -q '"listening"' $gateway_log || return "$code"
+    printf 'It is started again; browsers come back to it by themselves.\n\n' >&2
+  done
+}
+
 # The gateway's log goes to a file; what it says while it comes up tells whether it did.
 gateway=
+gateway_log=build/logs/gateway.log
 StartGateway() {
-  scripts/run_gateway.sh "$web_address:$web_port" "$server_address:6004" $demo $build/bin \
-    2>build/logs/gateway.log 3<&- &
+  : >$gateway_log
+  KeepGateway 3<&- &
   gateway=$!
-  until grep -q '"listening"' build/logs/gateway.log; do
-    kill -0 $gateway 2>/dev/null || { tail -n 5 build/logs/gateway.log >&2 && return 1; }
+  until grep -q '"listening"' $gateway_log; do
+    kill -0 $gateway 2>/dev/null || return 1
     sleep 0.1
   done
 }
@@ -171,13 +191,14 @@ interrupted=no
 trap 'interrupted=yes; kill -TERM $server 2>/dev/null || true' INT TERM HUP
 
 told=no
+failed=0
 while IFS= read -r line <&3; do
   printf '%s\n' "$line" >&2
   if [[ $told == no && "$line" =~ (^|[^a-z])ready([^a-z]|$) ]]; then
     told=yes
     ShowHints
     if [[ $web == yes ]]; then
-      if StartGateway; then ShowAddresses; else kill -TERM $server; fi
+      if StartGateway; then ShowAddresses; else failed=1 && kill -TERM $server; fi
     fi
   fi
 done
@@ -195,4 +216,4 @@ if [[ -n "$gateway" ]]; then
   kill -TERM "$gateway" 2>/dev/null || true
   wait "$gateway" || true
 fi
-exit $result
+exit $((result != 0 ? result : failed))

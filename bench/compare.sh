@@ -11,7 +11,8 @@ usage: bench/compare.sh [options] OLD NEW
   --seconds N       measured time of each run; 3 unless given
   --rounds N        pairs of runs of each row; 2 unless given
   --rows WORDS      rows to run, e.g. "saturated login"; all unless given, which takes ten minutes;
-                    "postgres postgres_fastest" on a PostgreSQL server that is made for them
+                    "postgres postgres_fastest" on a PostgreSQL server that is made for them;
+                    "all" with these
   --limit PERCENT   how much dearer NEW may be; 10 unless given
   --old-rows N      rows of Messeng_Text in the row "rows"; 1000000 unless given
 
@@ -30,7 +31,9 @@ here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 source "$here/bench/postgres_folder.sh"
 bench=$here/build/bench/bin/vnq_bench
 seconds=3 rounds=2 limit=10 old_rows=1000000
-rows="saturated fastest rate2000 rate500 group notice login broadcast visitor idle slots rows writer"
+usual="saturated fastest rate2000 rate500 gather500 group notice login broadcast visitor idle slots rows"
+usual+=" writer eager_writer"
+rows=$usual
 arguments=("$@")
 while [[ $# -gt 0 && $1 == -* ]]; do
   case "$1" in
@@ -47,6 +50,7 @@ while [[ $# -gt 0 && $1 == -* ]]; do
 done
 [[ $# -eq 2 ]] || { Usage >&2 && exit 2; }
 old=$1 new=$2
+[[ $rows != all ]] || rows="$usual postgres postgres_fastest"
 [[ " $rows " != *" postgres"* || -n ${VNQ_TEST_POSTGRES:-} ]] ||
   exec "$here/scripts/with_postgres.sh" "${BASH_SOURCE[0]}" "${arguments[@]}"
 for program in "$old" "$new" "$bench"; do
@@ -71,7 +75,7 @@ Scenario() {
     saturated) echo "peer --pairs 40 --window 800" ;;
     fastest) echo "peer --pairs 40 --window 1500" ;;
     rate2000) echo "peer --pairs 20 --rate 2000" ;;
-    rate500) echo "peer --pairs 20 --rate 500" ;;
+    rate500 | gather500) echo "peer --pairs 20 --rate 500" ;;
     group) echo "group --members 100 --connected 99 --window 20" ;;
     notice) echo "notice --receivers 4000 --window 5" ;;
     login) echo "login --clients 20" ;;
@@ -80,7 +84,7 @@ Scenario() {
     idle) echo "idle --clients 10000 --online" ;;
     slots) echo "peer --pairs 40 --window 800 --others 18900" ;;
     rows) echo "peer --pairs 40 --window 800" ;;
-    writer) echo "peer --pairs 20 --rate 3000" ;;
+    writer | eager_writer) echo "peer --pairs 20 --rate 3000" ;;
     postgres) echo "peer --pairs 20 --window 200" ;;
     postgres_fastest) echo "peer --pairs 20 --window 400" ;;
     *) echo "compare.sh: $1: no such row" >&2 && return 1 ;;
@@ -92,6 +96,7 @@ Counted() {
     fastest) echo "per_second 1 messages a second" ;;
     rate2000) echo "us 1 a message at 2,000 a second, us" ;;
     rate500) echo "us 1 a message at 500 a second, us" ;;
+    gather500) echo "us 1 the same with gather_ms=20, us" ;;
     group) echo "us 0.010101 a member of a group message, us" ;;
     notice) echo "us 0.0025 a notice to 10,000, ms" ;;
     login) echo "us 1 a log-in session, us" ;;
@@ -103,6 +108,7 @@ Counted() {
     postgres) echo "us 1 a message on PostgreSQL, us" ;;
     postgres_fastest) echo "per_second 1 messages a second on PostgreSQL" ;;
     writer) echo "wait_ms 1 another program's write at 3,000 a second, p50 / p99 / worst wait, ms" ;;
+    eager_writer) echo "wait_ms 1 the same of one that tries again every 0.2 ms, ms" ;;
   esac
 }
 
@@ -114,37 +120,59 @@ FolderOf() {
   if [[ $1 == postgres* ]]; then echo vnq_compare; else echo folder; fi
 }
 
+# The folder that a row is run on. What was copied is on the disk: the server's first sync is not to
+# wait for it.
+MakeFolder() {
+  rm -rf "$2"
+  cp -r "$scratch/$(FolderOf "$1")" "$2"
+  [[ $1 != gather500 ]] || sed -i 's/^\[network\]$/&\ngather_ms=20/' "$2/platform.ini"
+  find "$2" -type f -exec sync -d {} +
+}
+
+# StartServer <server> <folder>
+StartServer() {
+  "$1" --app-path "$2" --bind "$address" 2>"$scratch/server.log" &
+  pid=$!
+  for _ in $(seq 200); do
+    grep -qs ready "$scratch/server.log" && return
+    sleep 0.05
+  done
+  cat "$scratch/server.log" >&2
+}
+
+# StartWriter <row> <folder>: the other program of the rows that have one.
+StartWriter() {
+  local eager=()
+  [[ $1 != eager_writer ]] || eager=(--eager)
+  "$bench" writer --app-path "$2" --seconds "$((seconds + 1))" "${eager[@]}" >"$scratch/waits" &
+  writer=$!
+}
+
+# Figure <kind> <scale> <json>: what a run gave; nothing when it ended without.
+Figure() {
+  case "$1" in
+    us) awk -v us="$(Value cpu_us_per_operation "$3")" -v scale="$2" \
+      'BEGIN { if (us != "") print us * scale }' ;;
+    per_second) awk -v n="$(Value operations "$3")" -v s="$(Value settled_seconds "$3")" \
+      'BEGIN { if (s > 0) print n / s }' ;;
+    kb) Value kb_per_connection "$3" ;;
+    wait_ms) sed -nE 's/.*p50 ([0-9.]+), p99 ([0-9.]+), max ([0-9.]+) ms.*/\1 \2 \3/p' "$scratch/waits" ;;
+  esac
+}
+
 # Run <server> <row>: the figure.
 Run() {
   local server=$1 row=$2 json folder=$scratch/run kind scale writer=
   read -r kind scale _ <<<"$(Counted "$row")"
-  if [[ $row == rows ]]; then
-    folder=$scratch/many
-  else
-    rm -rf "$folder"
-    cp -r "$scratch/$(FolderOf "$row")" "$folder"
-  fi
-  "$server" --app-path "$folder" --bind "$address" 2>"$scratch/server.log" &
-  pid=$!
-  for _ in $(seq 200); do
-    grep -q ready "$scratch/server.log" && break
-    sleep 0.05
-  done
-  if [[ $kind == wait_ms ]]; then
-    "$bench" writer --app-path "$folder" --seconds "$((seconds + 1))" >"$scratch/waits" &
-    writer=$!
-  fi
+  if [[ $row == rows ]]; then folder=$scratch/many; else MakeFolder "$row" "$folder"; fi
+  StartServer "$server" "$folder"
+  [[ $kind != wait_ms ]] || StartWriter "$row" "$folder"
   # shellcheck disable=SC2046
   json=$("$bench" $(Scenario "$row") --server "$address" --pid "$pid" --seconds "$seconds" \
-    --quiet --json) || { failed=1 && echo "$row: ${json##*\"checks\"}" >&2; }
+    --quiet --json) || { failed=1 && echo "$row: FAILED ${json##*\"checks\"}" >&2; }
   [[ -z $writer ]] || wait "$writer" || failed=1
   StopServer
-  case "$kind" in
-    us) awk "BEGIN { print $(Value cpu_us_per_operation "$json") * $scale }" ;;
-    per_second) awk "BEGIN { print $(Value operations "$json") / $(Value settled_seconds "$json") }" ;;
-    kb) Value kb_per_connection "$json" ;;
-    wait_ms) sed -E 's/.*p50 ([0-9.]+), p99 ([0-9.]+), max ([0-9.]+) ms/\1 \2 \3/' "$scratch/waits" ;;
-  esac
+  Figure "$kind" "$scale" "$json" || true
 }
 
 # Median <file> <column>
@@ -155,6 +183,10 @@ Median() {
 # One line of the table; false where NEW is worse than the limit allows.
 Line() {
   local kind=$1 words=$2
+  if [[ ! -s $scratch/old || ! -s $scratch/new ]]; then
+    echo "| $words | $(Median "$scratch/old" 1) | $(Median "$scratch/new" 1) | FAILED |"
+    return 1
+  fi
   if [[ $kind == wait_ms ]]; then
     Waits() { echo "$(Median "$1" 1) / $(Median "$1" 2) / $(cut -d' ' -f3 "$1" | sort -g | tail -n 1)"; }
     echo "| $words | $(Waits "$scratch/old") | $(Waits "$scratch/new") | |"

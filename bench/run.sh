@@ -118,6 +118,7 @@ Scenarios() {
   Row "$scratch/few" peer --pairs 20 --window 200 --chinese --text-bytes 200 --floor --note Chinese
   Row "$scratch/few" peer --pairs 40 --window 400 --floor --note saturated
   Row "$scratch/few" peer --pairs 20 --rate 2000 --floor
+  Row "$scratch/few" peer --pairs 20 --rate 500 --floor
   Row "$scratch/few" group --members 100 --connected 99 --window 20
   Row "$scratch/few" group --members 1000 --connected 999 --window 5
   Row "$scratch/few" login --clients 20

@@ -23,7 +23,11 @@ for example in client/examples/*.ts; do
   name=$(basename "$example" .ts)
   Bundle "$example" --platform=node --format=cjs --outfile="$dist/examples/$name.cjs"
 done
-# The declarations of the protocol come along, so that the package stands alone.
+# The declarations of the protocol come along, so that the package stands alone; once for import and once for require,
+# which TypeScript tells apart by the package.json above a file. In the first an import names its file.
 tsc -p client/tsconfig.json
-find "$dist/types/client" -name '*.d.ts' -exec sed -i "s#'@vnq/protocol'#'../../protocol/src/index'#" {} +
+find "$dist/types" -name '*.d.ts' -exec sed -i -E \
+  -e "s#'@vnq/protocol'#'../../protocol/src/index'#" -e "s#(from |import\()'(\.[^']*)'#\1'\2.js'#g" {} +
+cp -r "$dist/types" "$dist/types-require"
+echo '{ "type": "commonjs" }' >"$dist/types-require/package.json"
 echo "built $dist"

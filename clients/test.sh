@@ -7,18 +7,11 @@
 # esbuild, node-typescript and node-ws, or what `npm ci` has put into node_modules. Writes to clients/.build.
 # The last line is "N passed, N failed".
 set -uo pipefail
-programs=${VNQ_PROGRAMS:+$(realpath "$VNQ_PROGRAMS")}
+source "$(dirname "${BASH_SOURCE[0]}")/testing/running.sh"
+UsePrograms "${VNQ_PROGRAMS:-$(dirname "${BASH_SOURCE[0]}")/../build/release/bin}"
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
-Fail() {
-  echo "$1" >&2
-  echo "0 passed, 1 failed"
-  exit 1
-}
-
-programs=${programs:-$(realpath ../build/release/bin)}
-[[ -x "$programs/vnq_main_service" && -x "$programs/vnqctl" ]] || Fail "no programs in $programs"
-export VNQ_PROGRAMS=$programs VNQ_CLIENTS=$PWD
+export VNQ_CLIENTS=$PWD
 # Where Debian keeps the packages of Node.
 export NODE_PATH=${NODE_PATH:-$PWD/node_modules:/usr/share/nodejs:/usr/lib/nodejs}
 export PATH=$PATH:$PWD/node_modules/.bin
@@ -44,21 +37,6 @@ esbuild "${sources[@]}" --bundle --platform=node --target=node18 --format=cjs --
   --out-extension:.js=.cjs --sourcemap=inline --log-level=warning --tsconfig=tsconfig.base.json ||
   Fail "the tests do not build"
 
-report=$(mktemp)
-trap 'rm -f "$report"' EXIT
 tests=()
 for source in "${sources[@]}"; do tests+=(".build/tests/${source%.ts}.cjs"); done
-node --enable-source-maps --test "${tests[@]}" </dev/null |& tee "$report"
-
-# "# pass 3" of the one reporter and "i pass 3" of the other.
-Count() {
-  local number
-  number=$(grep -oE "^[^ ]+ $1 [0-9]+$" "$report" | grep -oE '[0-9]+$' | tail -n 1)
-  echo "${number:-0}"
-}
-passed=$(Count pass)
-failed=$(($(Count fail) + $(Count cancelled)))
-# A run that broke off, or that ran nothing, has failed even if no test says so.
-[[ $passed -gt 0 || $failed -gt 0 ]] || failed=1
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+CountTests node --enable-source-maps --test "${tests[@]}"

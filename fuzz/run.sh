@@ -10,7 +10,7 @@ set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 Build() {
-  cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+  cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O1 -DCMAKE_CXX_COMPILER=clang++ \
     -DVNQ_BUILD_FUZZERS=ON -DVNQ_SANITIZE=address,undefined -DVNQ_WARNINGS_AS_ERRORS=OFF &&
     cmake --build build/fuzz "$@"
 }

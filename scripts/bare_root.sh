@@ -53,7 +53,7 @@ Within() {
     mount -t tmpfs tmpfs "$root/dev/shm" && ln -sf pts/ptmx "$root/dev/ptmx" &&
       mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts" || exit
     exec chroot "$root" /usr/bin/env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-      bash -c "cd /root/tree && $1"' - "$root" "$(declare -f "$1" Walk); $*"
+      bash -c "cd /root/tree && $1"' - "$root" "$(declare -f "$1" Walk Gateway); $*"
 }
 
 # Both functions below run in the root.
@@ -95,6 +95,23 @@ MakePackages() {
   cp -r "$logs/packages" "$logs/older" "$root/root/"
 }
 
+# The installed gateway beside the server that runs: it answers, and it sees the server. Without its package nothing is tried.
+Gateway() {
+  local config=/var/tmp/gateway.conf gateway answer
+  [[ -e /usr/share/vnq-gateway ]] || return 0
+  sed "s/^listen = .*/listen = $1:8443/; s/^server = .*/server = $1:6004/; /^certificate\|^key\|^web/d" \
+    /usr/share/doc/vnq-gateway/vnq-gateway.conf >$config
+  echo "\$ vnq-gateway.cjs --config vnq-gateway.conf &"
+  "${as_vnq[@]}" /usr/share/vnq-gateway/vnq-gateway.cjs --config $config 2>/root/walk_gateway.txt &
+  gateway=$!
+  until grep -q '"listening"' /root/walk_gateway.txt; do kill -0 $gateway || return 1; sleep 0.2; done
+  exec 3<>"/dev/tcp/$1/8443" && printf 'GET /health HTTP/1.1\r\nHost: %s\r\nConnection: close\r\n\r\n' "$1" >&3
+  answer=$(cat <&3)
+  exec 3<&-
+  echo "\$ curl http://$1:8443/health" && echo "$answer" | tail -n 1
+  kill -TERM $gateway && wait $gateway && rm $config && [[ "$answer" == "HTTP/1.1 200"* ]]
+}
+
 # What a newcomer does with the installed package, a command and what it says after the other.
 Walk() {
   local bind=$1 data=/var/lib/vnq tried=/var/tmp/tried home=/var/tmp/home server began=$SECONDS
@@ -124,6 +141,7 @@ Walk() {
   Says bert "/to 1" "Good morning, Anna" "/quit" &
   Says anna "/to 2" "Hello Bert" "" "/quit"
   wait $!
+  Gateway "$bind" || return
   Step vnqctl status --app-path $data && Step vnqctl history --app-path $data --user anna || return
   echo "\$ curl http://127.0.0.1:9464/metrics | grep -v '#'"
   exec 3<>/dev/tcp/127.0.0.1/9464 && printf 'GET /metrics HTTP/1.1\r\n\r\n' >&3 && grep -a '^vnq_' <&3 | head -n 12
@@ -142,6 +160,7 @@ TryPackage() {
   as_vnq=(setpriv --reuid vnq --regid vnq --init-groups)
   Fails() { echo "$1" && tail -n 20 /root/package.txt && return 1; }
   Serves() {
+    : >/root/server.txt  # of the server before, which was ready too
     "${as_vnq[@]}" vnq_main_service --app-path $data --bind "$bind" 2>/root/server.txt &
     until grep -q 'ready on' /root/server.txt; do kill -0 $! || return 1; sleep 0.2; done
     "${as_vnq[@]}" vnqctl status --app-path $data &&
@@ -160,11 +179,12 @@ TryPackage() {
   Serves >>/root/package.txt 2>&1 || Fails "after the upgrade it does not serve" || return
   Walk "$bind" >/root/walk.txt 2>&1 || Fails "the first day: $(tail -n 3 /root/walk.txt)" || return
   grep -qF '[bert] ' /root/walk.txt && grep -q 'Hello Bert' /root/walk.txt || Fails "nobody was heard" || return
-  [[ -z "$(dpkg --verify vnq-main-service vnq-bench)" ]] || Fails "files are not as packed" || return
+  installed=$(dpkg-query -W -f '${Package} ' 'vnq-*')
+  [[ -z "$(dpkg --verify $installed)" ]] || Fails "files are not as packed" || return
   for page in vnqctl.1 vnq_bench.1 vnq_main_service.8; do
     [[ -e /usr/share/man/man${page##*.}/$page.gz || ! -d /usr/share/man/man1 ]] || Fails "no page $page" || return
   done
-  apt-get remove -y -q vnq-main-service vnq-bench >>/root/package.txt 2>&1 || Fails "not removed" || return
+  apt-get remove -y -q $installed >>/root/package.txt 2>&1 || Fails "not removed" || return
   [[ ! -e /usr/bin/vnqctl ]] || Fails "still there" || return
   apt-get purge -y -q vnq-main-service >>/root/package.txt 2>&1 || Fails "not purged" || return
   [[ -s $data/Web/Data/vnq.db ]] || Fails "purging took what people have said" || return

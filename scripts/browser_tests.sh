@@ -8,14 +8,8 @@
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-Fail() {
-  echo "$1" >&2
-  echo "0 passed, 1 failed"
-  exit 1
-}
-
-programs=$(realpath "${1:-build/bin}")
-[[ -x "$programs/vnq_main_service" && -x "$programs/vnqctl" ]] || Fail "no programs in $programs"
+source clients/testing/running.sh
+UsePrograms "${1:-build/bin}"
 
 missing=()
 command -v chromium >/dev/null || missing+=(chromium)
@@ -37,19 +31,5 @@ if [[ ! -d $folder/node_modules || $folder/package-lock.json -nt $folder/node_mo
   touch "$folder/node_modules"
 fi
 
-report=$(mktemp)
-trap 'rm -f "$report"' EXIT
-(cd "$folder" && VNQ_PROGRAMS="$programs" VNQ_CHROMIUM="$(command -v chromium)" \
-  VNQ_SCREENSHOTS="${VNQ_SCREENSHOTS:-../../build}" npm test --silent) </dev/null |& tee "$report"
-
-Count() {
-  local number
-  number=$(grep -oE "^. $1 [0-9]+$" "$report" | grep -oE '[0-9]+$' | tail -n 1)
-  echo "${number:-0}"
-}
-passed=$(Count pass)
-failed=$(($(Count fail) + $(Count cancelled)))
-# A run that broke off, or that ran nothing, has failed even if no test says so.
-[[ $passed -gt 0 || $failed -gt 0 ]] || failed=1
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+cd "$folder" || exit 1
+VNQ_CHROMIUM="$(command -v chromium)" VNQ_SCREENSHOTS="${VNQ_SCREENSHOTS:-../../build}" CountTests npm test --silent

@@ -62,10 +62,11 @@ def on_wire(port, record):
 
 
 def forms():
-    for line in open(RECORDS, encoding="utf-8"):
-        match = re.match(r"(\d{4}) ([<>]) (.*)$", line)
-        if match and not (int(match[1]) == VISITORS and match[2] == "<"):
-            yield int(match[1]), match[2], match[3].split("|")
+    with open(RECORDS, encoding="utf-8") as records:
+        for line in records:
+            match = re.match(r"(\d{4}) ([<>]) (.*)$", line)
+            if match and not (int(match[1]) == VISITORS and match[2] == "<"):
+                yield int(match[1]), match[2], match[3].split("|")
 
 
 def write_capture(path):

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Has Prometheus' own tool read the alert rules, the scrape configuration, and what a running server says.
+# Has Prometheus' own tool read the alert rules, the scrape configuration, and what a running server says, and looks for each
+# metric that rules and board name in that.
 #
 #   scripts/check_examples.sh PROGRAM_FOLDER     where vnq_main_service and vnqctl are
 set -euo pipefail
@@ -28,9 +29,13 @@ for _ in {1..100}; do
   grep -q 'ready on' "$folder/log" && break
   kill -0 "$server" && sleep 0.1
 done
-python3 - "$address" <<'END' | "$promtool" check metrics
+python3 - "$address" >"$folder/metrics" <<'END'
 import sys, urllib.request
 with urllib.request.build_opener(urllib.request.ProxyHandler({})).open(f"http://{sys.argv[1]}:9464/metrics") as answer:
     sys.stdout.buffer.write(answer.read())
 END
+"$promtool" check metrics <"$folder/metrics"
+for name in $(grep -oh '\bvnq_[a-z_]*' examples/monitoring/* | sort -u); do
+  grep -q "^# TYPE $name " "$folder/metrics" || { echo "the examples name $name, which the server does not tell" && exit 1; }
+done
 echo "the examples for a monitoring system are right"

@@ -12,6 +12,11 @@ packages=$(realpath -m "${2:-build/packages}")
 version=()
 [[ -z "${3:-}" ]] || version=(-D "CPACK_PACKAGE_VERSION=$3")
 
+# What of the gateway is built before the configuration becomes a package, too.
+if command -v esbuild >/dev/null; then
+  clients/build_gateway.sh
+  cmake "$build" >/dev/null
+fi
 cmake --build "$build" --target vnq_main_service vnqctl vnq_bench
 rm -rf "$packages"
 umask 022

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sqlite3.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -11,11 +12,15 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "bench/load/accounts.h"
+#include "bench/load/pacing.h"
+#include "bench/load/poller.h"
 #include "bench/load/process_probe.h"
 #include "tools/schema/schema_sql.h"
 
@@ -26,6 +31,7 @@ constexpr int kMessages = 20000;
 constexpr int kUsers = 1000;
 constexpr int kConnections = 64;
 constexpr int kRounds = 200;
+constexpr double kWokenSeconds = 2;
 constexpr size_t kMostInTurn = 50;  // messages: their statements are as many as a turn may have
 
 class BareDatabase {
@@ -123,14 +129,25 @@ void OneTurn(BareDatabase& database, int from, int to, const std::string& text) 
   database.Commit();
 }
 
-std::optional<double> DatabaseUs(int inTurn, size_t textBytes) {
+// What `measure` gives of a database of its own, in µs each.
+template <typename Measure>
+std::optional<double> OnDatabase(const Measure& measure) {
   std::string name = (std::filesystem::temp_directory_path() / "vnq_floor_XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr) return std::nullopt;
-  const std::string text(textBytes, 'x');
-  double us = 0;
-  bool ok = false;
+  std::optional<double> us;
   {
     BareDatabase database(name + "/floor.db");
+    us = measure(database);
+    if (!database.ok()) us.reset();
+  }
+  std::error_code ignored;
+  std::filesystem::remove_all(name, ignored);
+  return us;
+}
+
+std::optional<double> DatabaseUs(int inTurn, const std::string& text) {
+  return OnDatabase([&](BareDatabase& database) -> std::optional<double> {
+    double us = 0;
     OneTurn(database, 0, kMessages / 10, text);
     for (int from = kMessages / 10; from < kMessages; from += 1000) {
       const double before = ThreadCpuUs();
@@ -140,12 +157,8 @@ std::optional<double> DatabaseUs(int inTurn, size_t textBytes) {
       us += ThreadCpuUs() - before;
       database.Run("pragma wal_checkpoint(passive)");
     }
-    ok = database.ok();
-  }
-  std::error_code ignored;
-  std::filesystem::remove_all(name, ignored);
-  if (!ok) return std::nullopt;
-  return us / (kMessages - kMessages / 10);
+    return us / (kMessages - kMessages / 10);
+  });
 }
 
 struct Pair {
@@ -190,10 +203,9 @@ void Discard(int descriptor, std::vector<char>& buffer) {
 
 // Reads of one message each, then the writes of a buffer that holds a window of them. Only the
 // server's side is counted.
-std::optional<double> SocketUs(size_t window, size_t textBytes) {
+std::optional<double> SocketUs(size_t window, const std::string& message) {
   std::vector<Pair> pairs(kConnections);
   if (!ConnectAll(pairs)) return std::nullopt;
-  const std::string message((textBytes + 90) * 4 / 3, 'x');
   const std::string flush(std::min<size_t>(message.size() * window, 60'000), 'x');
   std::vector<char> buffer(1 << 20);
   double readUs = 0, writeUs = 0;
@@ -219,14 +231,50 @@ std::optional<double> SocketUs(size_t window, size_t textBytes) {
   return readUs / calls + 2 * writeUs / calls / std::max(1.0, sent);
 }
 
+// A read and a turn for each message, as they come from another thread at a fixed rate: what they
+// cost where the process sleeps in between.
+std::optional<double> WokenUs(double rate, const std::string& text, const std::string& message) {
+  std::vector<Pair> pairs(1);
+  if (!ConnectAll(pairs)) return std::nullopt;
+  const int messages = static_cast<int>(std::clamp(rate * kWokenSeconds, 100.0, 1e6));
+  const std::jthread sender([&](const std::stop_token& stop) {
+    Pacer pacer(rate, NowNs());
+    for (int i = 0; i < messages && !stop.stop_requested();) {
+      std::this_thread::sleep_for(std::chrono::nanoseconds(pacer.WaitNs(NowNs())));
+      for (; i < messages && pacer.Take(NowNs()); ++i) {
+        if (send(pairs[0].client, message.data(), message.size(), MSG_NOSIGNAL) < 0) return;
+      }
+    }
+    shutdown(pairs[0].client, SHUT_WR);
+  });
+  return OnDatabase([&](BareDatabase& database) -> std::optional<double> {
+    std::vector<char> buffer(message.size());
+    pollfd incoming{pairs[0].server, POLLIN, 0};
+    const double before = ThreadCpuUs();
+    int count = 0;
+    while (poll(&incoming, 1, -1) == 1 &&
+           recv(pairs[0].server, buffer.data(), buffer.size(), MSG_WAITALL) > 0) {
+      OneTurn(database, count, count + 1, text);
+      ++count;
+    }
+    if (count != messages) return std::nullopt;
+    return (ThreadCpuUs() - before) / messages;
+  });
+}
+
 }  // namespace
 
 std::optional<Floor> MeasureFloor(const FloorShape& shape, std::string& error) {
   const size_t inTurn = std::clamp<size_t>(shape.turn, 1, kMostInTurn);
-  const auto databaseUs = DatabaseUs(static_cast<int>(inTurn), shape.textBytes);
-  const auto socketUs = SocketUs(std::max<size_t>(shape.window, 1), shape.textBytes);
-  if (databaseUs && socketUs) return Floor{*databaseUs, *socketUs};
-  error = databaseUs ? "no connection over loopback" : "no database file in the temporary folder";
+  const std::string text(shape.textBytes, 'x');
+  const std::string message((shape.textBytes + 90) * 4 / 3, 'x');
+  const auto databaseUs = DatabaseUs(static_cast<int>(inTurn), text);
+  const auto socketUs = SocketUs(std::max<size_t>(shape.window, 1), message);
+  const auto wokenUs = shape.rate > 0 ? WokenUs(shape.rate, text, message) : databaseUs;
+  if (databaseUs && socketUs && wokenUs) {
+    return Floor{*databaseUs, *socketUs, std::max(0.0, *wokenUs - *databaseUs)};
+  }
+  error = socketUs ? "no database file in the temporary folder" : "no connection over loopback";
   return std::nullopt;
 }
 

@@ -117,9 +117,10 @@ std::string TableText(const RunResult& result) {
   for (const NamedLatency& latency : result.latencies) text += LatencyRow(latency);
   if (result.server) text += ServerRows(result);
   if (result.floor) {
-    text += Row("floor", fmt::format("{:.1f} us a message: database {:.1f}, sockets {:.1f}",
+    text += Row("floor", fmt::format("{:.1f} us a message: database {:.1f}, sockets {:.1f}, "
+                                     "waking up {:.1f}",
                                      result.floor->TotalUs(), result.floor->databaseUs,
-                                     result.floor->socketUs));
+                                     result.floor->socketUs, result.floor->wakingUs));
   }
   for (const auto& [name, us] : result.usedBy) {
     text +=
@@ -176,8 +177,9 @@ std::string JsonText(const RunResult& result) {
                         }));
   }
   if (result.floor) {
-    json += fmt::format(",\"floor\":{{\"database_us\":{:.3f},\"socket_us\":{:.3f}}}",
-                        result.floor->databaseUs, result.floor->socketUs);
+    json += fmt::format(
+        ",\"floor\":{{\"database_us\":{:.3f},\"socket_us\":{:.3f},\"waking_us\":{:.3f}}}",
+        result.floor->databaseUs, result.floor->socketUs, result.floor->wakingUs);
   }
   return json + fmt::format(",\"checks\":{},\"late\":{},\"passed\":{},\"findings\":[{}]}}\n",
                             ChecksJson(result.checks), result.late,

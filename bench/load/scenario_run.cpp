@@ -172,7 +172,8 @@ class Run {
     if (options_.withFloor) {
       // At a fixed rate nearly each message is a turn of its own.
       const size_t turn = options_.rate > 0 ? 1 : options_.window;
-      result_.floor = MeasureFloor({turn, options_.window, options_.textBytes}, error);
+      result_.floor =
+          MeasureFloor({turn, options_.window, options_.textBytes, options_.rate}, error);
       if (!result_.floor) result_.findings.push_back("floor: " + error);
     }
     if (!options_.plot.empty() && !WritePlot(result_, options_.plot)) {

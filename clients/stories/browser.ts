@@ -5,6 +5,7 @@ import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
 import { createServer, type Server } from 'node:http';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
+import { after } from 'node:test';
 import { chromium, type Browser, type BrowserContext, type Page } from 'playwright-core';
 
 export const clients = process.env.VNQ_CLIENTS ?? '';
@@ -39,7 +40,7 @@ export interface Look {
 /** Somebody's browser: storage of its own. */
 export async function somebody(look: Look = {}): Promise<BrowserContext> {
   const context = await (await openBrowser()).newContext({ viewport: desk, locale: 'en-GB', reducedMotion: 'reduce', ...look });
-  context.setDefaultTimeout(15_000);
+  context.setDefaultTimeout(60_000);
   context.on('weberror', (error) => problems.push(String(error.error())));
   return context;
 }
@@ -48,6 +49,10 @@ export async function picture(page: Page, name: string): Promise<void> {
   mkdirSync(screenshots, { recursive: true });
   await page.screenshot({ path: join(screenshots, `${name}.png`) });
 }
+
+// A story that fails leaves no site behind, which would keep the run from ending.
+const sites = new Set<Site>();
+after(() => sites.forEach((site) => site.stop()));
 
 /** A company's web site with one page; `html` may be changed while it runs. */
 export class Site {
@@ -60,6 +65,7 @@ export class Site {
   address = '';
 
   async start(): Promise<this> {
+    sites.add(this);
     this.#server.listen(0, '127.0.0.1');
     await once(this.#server, 'listening');
     this.address = `http://127.0.0.1:${(this.#server.address() as { port: number }).port}/`;
@@ -67,6 +73,7 @@ export class Site {
   }
 
   stop(): void {
+    sites.delete(this);
     this.#server.close();
   }
 }

@@ -6,10 +6,12 @@ import shutil
 import signal
 import socket
 import subprocess
+import time
 import unittest
+import urllib.error
 import urllib.request
 
-from script_tree import BUILD, ROOT, ScriptTree, Session, own_address
+from script_tree import BUILD, PATIENCE_S, ROOT, ScriptTree, Session, own_address
 
 # Stands for CMake and ninja: makes a build folder, and "builds" by linking the programs of the build under test.
 CMAKE = """
@@ -102,6 +104,51 @@ mkdir -p web/dist && echo "<h1>staff</h1>" >web/dist/index.html
         self.assertIn('<script src="/widget.js"', pages[2])
         self.assertIn("VNQVisitorChat", urllib.request.urlopen(addresses[2][:-13] + "/widget.js").read().decode())
         self.stop(session)
+        self.assertTrue(session.group_is_gone())
+
+    def gateway_of(self, session):
+        """The process that listens, of those that run.sh has started."""
+        for process in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{process}/cmdline", encoding="utf-8") as words:
+                    if "vnq-gateway.cjs" in words.read() and os.getpgid(int(process)) == session.process.pid:
+                        return int(process)
+            except (FileNotFoundError, ProcessLookupError):
+                pass
+        return self.fail("no gateway runs")
+
+    def test_web_starts_a_gateway_that_breaks_off_again_with_a_word(self):
+        self.with_clients()
+        session = self.start_web()
+        self.assertTrue(session.wait_for("a page with the visitors' chat"), session.text)
+        address = re.search(r"^  (http://\S+/)\?user=alice", session.text, re.M).group(1)
+        first = self.gateway_of(session)
+        os.kill(first, signal.SIGKILL)
+        self.assertTrue(session.wait_for("It is started again"), session.text)
+        self.assertIn("The gateway has ended with code 137; the end of build/logs/gateway.log:", session.text)
+        self.assertEqual(self.page_when_up(address), "<h1>staff</h1>\n")
+        self.assertNotEqual(self.gateway_of(session), first)
+        self.stop(session)
+        self.assertTrue(session.group_is_gone())
+
+    def page_when_up(self, address):
+        deadline = time.monotonic() + PATIENCE_S
+        while True:
+            try:
+                return urllib.request.urlopen(address).read().decode()
+            except urllib.error.URLError:
+                if time.monotonic() > deadline:
+                    raise
+                time.sleep(0.05)
+
+    def test_web_ends_with_the_reason_when_the_gateway_does_not_come_up(self):
+        self.with_clients()
+        self.tree.write("scripts/run_gateway.sh", "#!/bin/bash\necho 'vnq-gateway: no such thing' >&2; exit 2\n", 0o755)
+        session = self.start_web()
+        self.assertEqual(session.end(), 1, session.text)
+        self.assertIn("The gateway has ended with code 2; the end of build/logs/gateway.log:\n"
+                      "vnq-gateway: no such thing\n", session.text)
+        self.assertNotIn("In a browser", session.text)
         self.assertTrue(session.group_is_gone())
 
     def test_web_says_what_to_do_when_npm_reaches_nothing(self):

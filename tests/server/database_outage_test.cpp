@@ -8,6 +8,7 @@
 #include "tests/harness/postgres_server.h"
 #include "tests/harness/said_lines.h"
 #include "tests/harness/test_server.h"
+#include "tests/platform/sql/odbc_fixture.h"
 
 namespace vnq {
 namespace {
@@ -20,6 +21,19 @@ TestServerOptions On(const PostgresServer& postgres) {
       "[server_connection]\nDB_TYPE=postgresql\nDB_SERVER={}\nDB_PORT={}\nDB_NAME={}\nDB_USER={}\n",
       postgres.options().host, postgres.options().port, postgres.options().database,
       postgres.options().user);
+  return options;
+}
+
+constexpr const char* kTdsDatabase = "outage";
+
+TestServerOptions On(const TdsServer& tds) {
+  TestServerOptions options;
+  options.databaseDriver = "FreeTDS";
+  options.durability = SqlDurability::kReceipt;
+  options.settings = fmt::format(
+      "[server_connection]\nDB_TYPE=mssql\nDB_SERVER={}\nDB_PORT={}\nDB_NAME={}\n"
+      "DB_USER=vnq\nDB_PWD=vnq\n",
+      tds.address(), TdsServer::kPort, kTdsDatabase);
   return options;
 }
 
@@ -241,6 +255,146 @@ TEST_F(DatabaseOutage, ALockedTableHoldsTheOthersUpNowAndThenOnly) {
   ASSERT_TRUE(other->Execute("rollback", {}));
   ann.Send(Message("after"));
   EXPECT_EQ(Stored("after"), "hello");
+}
+
+// --- Through FreeTDS ---
+
+// The server that stands for SQL Server, and fails on demand; see tests/tds.
+class TdsOutage : public ::testing::Test {
+ protected:
+  TdsOutage() {
+    for (const char* user : {"'1','ann','Ann',1", "'2','ben','Ben',1"}) {
+      const std::string columns = "insert into Users_ID(UserID,UserName,FcName,UserState) values(";
+      EXPECT_TRUE(server.host().database.Execute(Sql(columns + user + ")")));
+    }
+  }
+
+  void Fault(const std::string& words) {
+    ServerDatabaseOptions options;
+    options.odbcDriver = "FreeTDS";
+    options.host = tds.address();
+    options.database = kTdsDatabase;
+    options.user = options.password = "vnq";
+    EXPECT_TRUE(OpenOdbc(options)->Execute("exec vnq_fault " + words, {})) << words;
+  }
+
+  // How often the message is stored, as another program sees it.
+  std::string Stored(const std::string& id) {
+    return file.Read("select count(*) from Messeng_Text where Msg_ID='" + id + "'");
+  }
+
+  // Sends a message and lets the second pass in which its receipt leaves. True with a receipt.
+  bool Acknowledged(const std::string& id) {
+    ann.Send(Message(id));
+    server.Tick();
+    return ann.Receive().find("|" + id + "|#") != std::string::npos;
+  }
+
+  bool Answers() {
+    ben.Send(".+y|#");
+    return ben.Receive().find(".+y|#") != std::string::npos;
+  }
+
+  TdsServer tds;
+  TestServer server{On(tds)};
+  OtherProgram file{tds.File(kTdsDatabase)};
+  TestClient ann = server.Online("1"), ben = server.Online("2");
+};
+
+TEST_F(TdsOutage, ClientsStayConnectedWhileTheServerIsAwayAndStoringGoesOnBehindIt) {
+  EXPECT_TRUE(Acknowledged("before"));
+  tds.Stop();
+  for (const char* id : {"gap1", "gap2", "gap3"}) {
+    Acknowledged(id);
+    EXPECT_TRUE(Answers()) << id;
+  }
+  tds.Start();
+  server.AdvanceMs(12'000);
+  EXPECT_TRUE(Acknowledged("after"));
+  EXPECT_EQ(Stored("before"), "1");
+  EXPECT_EQ(Stored("gap3"), "0");
+  EXPECT_EQ(Stored("after"), "1");
+  EXPECT_FALSE(ann.IsClosed());
+}
+
+// Wherever in a message's statements its session ends, before or behind the work.
+TEST_F(TdsOutage, AReceiptMeansARowWhereverASessionEnds) {
+  for (const char* kind : {"drop", "answer_lost"}) {
+    int withheld = 0;
+    for (int statement = 1; statement <= 8; ++statement) {
+      const std::string id = fmt::format("{}{}", kind, statement);
+      Fault(fmt::format("'{}', {}", kind, statement));
+      const bool first = Acknowledged(id);
+      EXPECT_TRUE(!first || Stored(id) == "1") << id;
+      withheld += first ? 0 : 1;
+      Fault("'none'");
+      EXPECT_TRUE(Acknowledged(id)) << id << " is sent again";
+      EXPECT_EQ(Stored(id), "1") << id;
+    }
+    EXPECT_GT(withheld, 0) << kind << ": one of them has met the row itself";
+  }
+}
+
+TEST_F(TdsOutage, EndedSessionsCostNoMessageThatIsSentAgain) {
+  for (int i = 0; i < 10; ++i) {
+    const std::string id = fmt::format("end{}", i);
+    ann.Send(Message(id));
+    Fault("'hang_up'");
+    EXPECT_TRUE(Acknowledged(id + "b") || Acknowledged(id + "b")) << id;
+    EXPECT_EQ(Stored(id) + Stored(id + "b"), "11") << id;
+  }
+}
+
+TEST_F(TdsOutage, WhatIsRefusedIsSaidOnceAndAcknowledgedAndStoringGoesOnBehindIt) {
+  struct Refused {
+    const char* words;  // of the log
+    int number;         // of SQL Server's error; 0: the table is away
+  };
+  SaidLines said;
+  const auto lines = [&](const std::string& beginning) {
+    const Lines all = said.Take();
+    return std::count_if(all.begin(), all.end(),
+                         [&](const std::string& line) { return line.starts_with(beginning); });
+  };
+  for (const Refused& refused : {Refused{"the disk is full", 1105},
+                                 {"the disk is full", 9002},
+                                 {"the system refuses to write", 823},
+                                 {"it may only be read", 3906},
+                                 {"its user has not the right to", 229},
+                                 {"a table or a column is missing", 0}}) {
+    SCOPED_TRACE(fmt::format("{} {}", refused.words, refused.number));
+    if (refused.number == 0) {
+      file.Run("alter table Messeng_Text rename to Elsewhere");
+    } else {
+      Fault(fmt::format("'refuse_changes', 1, {}", refused.number));
+    }
+    for (const char* part : {"a", "b", "c"}) {
+      EXPECT_TRUE(Acknowledged(fmt::format("R{}{}", refused.number, part)));
+      EXPECT_TRUE(Answers());
+    }
+    EXPECT_EQ(lines(std::string("warning: database: ") + refused.words), 1);
+    Fault("'none'");
+    if (refused.number == 0) file.Run("alter table Elsewhere rename to Messeng_Text");
+    const std::string id = fmt::format("A{}", refused.number);
+    EXPECT_TRUE(Acknowledged(id));
+    EXPECT_EQ(Stored(id), "1");
+    server.AdvanceMs(65'000);
+    EXPECT_EQ(lines("info: database: rows are written again"), 1);
+  }
+}
+
+TEST_F(TdsOutage, AForeignLockHoldsTheOthersUpNowAndThenOnly) {
+  file.Run("begin immediate");
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 10; ++i) {
+    ann.Send(Message(fmt::format("locked{}", i)));
+    EXPECT_TRUE(Answers());
+  }
+  const auto spent = std::chrono::steady_clock::now() - start;
+  EXPECT_LT(spent, std::chrono::milliseconds(3500)) << "one wait of two seconds for all";
+  file.Run("rollback");
+  EXPECT_TRUE(Acknowledged("after"));
+  EXPECT_EQ(Stored("after"), "1");
 }
 
 }  // namespace

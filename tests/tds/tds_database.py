@@ -104,6 +104,7 @@ class Database:
             raise SqlError(4060, f"Cannot open database \"{name}\" requested by the login.")
         self.raised = None
         self.name = name
+        self.refusal = lambda: None  # the number of the error that a change meets, where there is one
         self.object_ids = {}
         self.connection = sqlite3.connect(os.path.join(folder, name + ".db"), isolation_level=None,
                                           timeout=LOCK_TIMEOUT_S, cached_statements=512)
@@ -269,6 +270,8 @@ class Database:
         if statement.verb == "lock_timeout":
             self.connection.execute(statement.text).fetchall()
             return 0, None, None
+        if statement.verb in COMMANDS and self.refusal() is not None:
+            raise SqlError(self.refusal(), "Refused on demand.")
         cursor = self.execute(statement.text, values[:statement.markers])
         if cursor.description is not None:
             return self.result(statement, cursor)

@@ -9,6 +9,7 @@ KIND                what happens
 'drop'              its connection is closed in place of an answer
 'answer_lost'       it is run, and then its connection is closed in place of an answer
 'error'             it fails with error number VALUE
+'refuse_changes'    every insert, update and delete fails with error number VALUE; COUNT is nothing
 'hang_up'           every connection to the database is closed at once
 'silent_logins'     the next COUNT logins get no answer
 'refused_logins'    the next COUNT logins are closed
@@ -23,6 +24,7 @@ class Faults:
         self.lock = threading.Lock()
         self.statements = {}  # database -> [kind, statements to go, value]
         self.logins = {}      # database -> [kind, logins to go]
+        self.refusals = {}    # database -> number of the error
         self.open = {}        # database -> sockets
 
     def set(self, database, kind, count=1, value=0):
@@ -33,8 +35,10 @@ class Faults:
             elif kind in ("silent_logins", "refused_logins"):
                 self.logins[database] = [kind, count]
             elif kind == "none":
-                self.statements.pop(database, None)
-                self.logins.pop(database, None)
+                for faults in (self.statements, self.logins, self.refusals):
+                    faults.pop(database, None)
+            elif kind == "refuse_changes":
+                self.refusals[database] = value
             else:
                 self.statements[database] = [kind, count, value]
 
@@ -57,6 +61,10 @@ class Faults:
             else:
                 self.logins[database][1] -= 1
             return kind
+
+    def at_change(self, database):
+        """The number of the error that each change meets now, or None."""
+        return self.refusals.get(database)
 
     def at_statement(self, database):
         """Kind and value of the fault that this statement meets, or None."""

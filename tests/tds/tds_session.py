@@ -63,6 +63,7 @@ class Session:
         except SqlError as error:
             self.send(wire.message(error.number, error.text, 11) + wire.done(status=wire.DONE_ERROR))
             raise Gone from error
+        self.database.refusal = lambda: self.faults.at_change(self.name)
         self.faults.opened(self.name, self.connection)
         size = min(max(packet_size, 512), 32767) if packet_size else 4096
         self.send(wire.login_reply(self.name, size))

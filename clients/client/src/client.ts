@@ -3,13 +3,22 @@
 import {
   deliveryKey,
   Incoming,
-  IncomingType,
   openCodePage,
   outgoing,
   OutgoingNotice,
   Presence,
   Profile,
 } from '@vnq/protocol';
+import { CatchingUp, LiveMarks, type CatchUp, type Delivery } from './catch_up';
+import {
+  identityOf,
+  type ClientEvents,
+  type ClientOptions,
+  type ClientState,
+  type LoginOptions,
+  type OfType,
+  type SendOptions,
+} from './client_options';
 import { defaultTiming, Timing } from './connection';
 import { abortError, Emitter } from './emitter';
 import { ConnectionError } from './errors';
@@ -17,90 +26,11 @@ import { Friends } from './friends';
 import { Groups } from './groups';
 import { Meetings } from './meetings';
 import { newMessageId, SeenKeys } from './identifiers';
-import { MemoryOutbox, Outbox, OutboxItem, OutboxStore } from './outbox';
-import { Identity, LoggedIn, Session, SessionEnd } from './session';
-import type { Connector } from './transport';
+import { MemoryOutbox, Outbox, OutboxItem } from './outbox';
+import { LoggedIn, Session, SessionEnd } from './session';
 
-type OfType<T extends IncomingType> = Extract<Incoming, { type: T }>;
-
-/** What is delivered once and may have waited: what a history can bring again. */
-export type Delivery = OfType<'message' | 'groupMessage' | 'notice' | 'file' | 'verify'>;
-
-export interface ClientOptions {
-  /** tcp(...) and tls(...) of "@vnq/client/node", webSocket(...) in a browser. */
-  readonly connect: Connector;
-  readonly user: string;
-  readonly password: string;
-  /** The server's code page: 936, 950 or 1252. */
-  readonly codePage?: number;
-  /** What a role's restriction to machines compares. */
-  readonly machineId?: string;
-  /** "phone" logs in beside the user's desktop. */
-  readonly device?: 'desktop' | 'phone';
-  readonly platform?: string;
-  readonly pushId?: string;
-  readonly manufacturer?: string;
-  readonly version?: number;
-  /** How others see the user at first. */
-  readonly presence?: Presence;
-  /** False: a lost connection stays lost. */
-  readonly reconnect?: boolean;
-  /** Tells senders that their message has arrived here. */
-  readonly confirmDelivery?: boolean;
-  /** Keeps messages without a receipt between runs. */
-  readonly outbox?: OutboxStore;
-  /**
-   * Brings what came while nobody was here, oldest first; asked after each log-in. What comes both
-   * ways is handed out once.
-   */
-  readonly catchUp?: (signal: AbortSignal) => Promise<readonly Delivery[]>;
-  readonly timing?: Partial<Timing>;
-}
-
-export type ClientState = 'closed' | 'connecting' | 'ready' | 'waiting';
-
-/** How far a sent message has come. */
-export interface MessageStatus {
-  readonly id: string;
-  /** "stored": the server has it. "delivered": a client of the receiver has it. */
-  readonly status: 'queued' | 'sent' | 'stored' | 'delivered' | 'withdrawn';
-}
-
-/** A session of a gateway, where the connection goes through one. */
-export interface GatewaySession {
-  readonly user: string;
-  readonly device: string;
-  readonly token: string;
-}
-
-/** The records of the server by their type, and what the client itself has to tell. */
-export type ClientEvents = { [T in IncomingType]: OfType<T> } & {
-  state: ClientState;
-  /** Logged in and visible, at each connection; what was missed has been handed out. */
-  ready: { readonly userId: string; readonly isFirst: boolean };
-  /** The session has ended, and whether it is tried again. */
-  ended: SessionEnd & { readonly retryIn?: number };
-  status: MessageStatus;
-  session: GatewaySession;
-  /** Something went wrong that no promise tells. */
-  trouble: Error;
-  /** Every record as it came. */
-  record: { readonly incoming: Incoming; readonly record: string };
-};
-
-export interface SendOptions {
-  /** Withdraws the message; it may have been sent already. */
-  readonly signal?: AbortSignal;
-  /** A message's own id; sent again with it, it is stored once. */
-  readonly id?: string;
-  readonly font?: string;
-}
-
-export interface LoginOptions {
-  readonly signal?: AbortSignal;
-  /** Goes on trying where the server cannot be reached. */
-  readonly keepTrying?: boolean;
-}
+// At a log-in; then it is no chance any more.
+const mostUnproven = 6;
 
 export class Client extends Emitter<ClientEvents> {
   readonly groups: Groups;
@@ -120,7 +50,9 @@ export class Client extends Emitter<ClientEvents> {
   #retry?: ReturnType<typeof setTimeout>;
   #receipts?: ReturnType<typeof setInterval>;
   readonly #requests: OfType<'verify'>[] = [];
-  #heldBack?: { incoming: Incoming; record: string }[];
+  readonly #liveMarks: LiveMarks;
+  #catchingUp?: CatchingUp;
+  #heldBack: { incoming: Incoming; record: string }[] = [];
   #everReady = false;
   #isLeaving = false;
 
@@ -130,6 +62,7 @@ export class Client extends Emitter<ClientEvents> {
     this.#timing = { ...defaultTiming, ...options.timing };
     this.#outbox = new Outbox(options.outbox ?? new MemoryOutbox(), this.#timing.receipt);
     this.#presence = options.presence ?? 'online';
+    this.#liveMarks = new LiveMarks(options.catchUp, this.#timing.marks, (error) => this.emit('trouble', error));
     this.groups = new Groups(this);
     this.friends = new Friends(this);
     this.meetings = new Meetings(this);
@@ -186,8 +119,9 @@ export class Client extends Emitter<ClientEvents> {
       const stopListening = [
         this.on('ready', () => finish(() => resolve(this.#who!))),
         this.on('ended', (end) => {
+          const goesOn = keepTrying || (end.kind === 'unproven' && this.#attempts < mostUnproven);
           if (end.kind === 'refused') fail(end.error);
-          else if (end.retryIn === undefined || !keepTrying) fail(new ConnectionError(end.why));
+          else if (end.retryIn === undefined || !goesOn) fail(new ConnectionError(end.why));
         }),
       ];
       signal?.addEventListener('abort', onAbort);
@@ -200,6 +134,7 @@ export class Client extends Emitter<ClientEvents> {
   async logout(): Promise<void> {
     const session = this.#session;
     if (session && this.#state === 'ready') {
+      await this.#liveMarks.flush();
       const gone = this.next('ended', () => true, { timeout: 2_000 }).catch(() => undefined);
       this.#isLeaving = true;
       session.send(outgoing.offline(this.userId));
@@ -214,6 +149,7 @@ export class Client extends Emitter<ClientEvents> {
     clearTimeout(this.#retry);
     this.#stop = undefined;
     this.#dropSession();
+    void this.#liveMarks.flush();
     this.#become('closed');
     stop?.abort();
   }
@@ -286,10 +222,13 @@ export class Client extends Emitter<ClientEvents> {
 
   /** Sends any record now. Throws a ConnectionError when there is no session. */
   transmit(...records: string[]): void {
-    if (this.#state !== 'ready' || !this.#session) {
-      throw new ConnectionError('there is no session with the server');
-    }
+    if (!this.#isUp || !this.#session) throw new ConnectionError('there is no session with the server');
     this.#session.send(...records);
+  }
+
+  // What was missed can be answered while it is handed out.
+  get #isUp(): boolean {
+    return this.#state === 'ready' || this.#catchingUp !== undefined;
   }
 
   #queue(
@@ -358,7 +297,7 @@ export class Client extends Emitter<ClientEvents> {
 
   async #becomeReady(stop: AbortController): Promise<void> {
     const session = this.#session;
-    if (this.#options.catchUp) await this.#catchUp(this.#options.catchUp, stop.signal);
+    if (this.#options.catchUp) await this.#catchUp(this.#options.catchUp);
     if (session !== this.#session || stop.signal.aborted) return;
     this.#attempts = 0;
     this.#become('ready');
@@ -372,52 +311,34 @@ export class Client extends Emitter<ClientEvents> {
   }
 
   // What comes live meanwhile waits, so that all is handed out in order.
-  async #catchUp(
-    ask: (signal: AbortSignal) => Promise<readonly Delivery[]>,
-    signal: AbortSignal,
-  ): Promise<void> {
-    this.#heldBack = [];
+  async #catchUp(source: CatchUp): Promise<void> {
+    const run = new CatchingUp();
+    this.#catchingUp = run;
     try {
-      for (const missed of await this.#withinTime(ask, signal)) {
-        this.#deliver(missed, 'id' in missed ? `${missed.type}|${missed.id}` : missed.type);
-      }
+      await run.run(source, this.#timing.catchUp, (missed) =>
+        this.#deliver(missed, 'id' in missed ? `${missed.type}|${missed.id}` : missed.type),
+      );
     } catch (error) {
-      if (!signal.aborted) this.emit('trouble', error as Error);
+      if (this.#catchingUp === run) this.emit('trouble', error as Error);
     }
-    const live = this.#heldBack ?? [];
-    this.#heldBack = undefined;
-    for (const { incoming, record } of live) this.#onRecord(incoming, record);
-  }
-
-  async #withinTime<T>(ask: (signal: AbortSignal) => Promise<T>, signal: AbortSignal): Promise<T> {
-    const limited = new AbortController();
-    const onAbort = () => limited.abort(abortError(signal));
-    signal.addEventListener('abort', onAbort);
-    const late = () => limited.abort(new Error(`the history did not answer within ${this.#timing.catchUp} ms`));
-    const timer = setTimeout(late, this.#timing.catchUp);
-    try {
-      return await new Promise<T>((resolve, reject) => {
-        limited.signal.addEventListener('abort', () => reject(abortError(limited.signal)));
-        ask(limited.signal).then(resolve, reject);
-      });
-    } finally {
-      clearTimeout(timer);
-      signal.removeEventListener('abort', onAbort);
-    }
+    if (this.#catchingUp === run) this.#catchingUp = undefined;
+    for (const { incoming, record } of this.#heldBack.splice(0)) this.#onRecord(incoming, record);
   }
 
   #onRecord(incoming: Incoming, record: string): void {
-    if (this.#heldBack && deliveryKey(incoming, record) !== undefined) {
+    const key = deliveryKey(incoming, record);
+    if (this.#catchingUp && key !== undefined) {
       this.#heldBack.push({ incoming, record });
       return;
     }
     this.emit('record', { incoming, record });
     this.#deliver(incoming, record);
+    if (key !== undefined) this.#liveMarks.add(incoming as Delivery);
   }
 
   #deliver(incoming: Incoming, record: string): void {
     // An answer to a request takes a session.
-    if (incoming.type === 'verify' && this.#state !== 'ready') return void this.#requests.push(incoming);
+    if (incoming.type === 'verify' && !this.#isUp) return void this.#requests.push(incoming);
     const key = deliveryKey(incoming, record);
     this.#confirmDelivery(incoming);
     if (key !== undefined && !this.#seen.add(key)) return;
@@ -452,7 +373,7 @@ export class Client extends Emitter<ClientEvents> {
   }
 
   #onEnd(end: SessionEnd): void {
-    const isFinal = end.kind !== 'lost' && end.kind !== 'serverEnds';
+    const isFinal = !['lost', 'serverEnds', 'unproven'].includes(end.kind);
     const mayRetry = this.#stop !== undefined && !this.#isLeaving;
     const retries = !isFinal && mayRetry && this.#options.reconnect !== false;
     this.#dropSession();
@@ -487,6 +408,9 @@ export class Client extends Emitter<ClientEvents> {
 
   #dropSession(): void {
     clearInterval(this.#receipts);
+    const catchingUp = this.#catchingUp;
+    this.#catchingUp = undefined;
+    catchingUp?.end(new ConnectionError('the connection has ended'));
     this.#session?.close();
     this.#session = undefined;
   }
@@ -496,19 +420,4 @@ export class Client extends Emitter<ClientEvents> {
     this.#state = state;
     this.emit('state', state);
   }
-}
-
-function identityOf(options: ClientOptions): Identity {
-  const { user, password, machineId = '', device = 'desktop' } = options;
-  const { platform, pushId, manufacturer, version } = options;
-  return {
-    user,
-    password,
-    machineId,
-    device,
-    ...(platform !== undefined ? { platform } : {}),
-    ...(pushId !== undefined ? { pushId } : {}),
-    ...(manufacturer !== undefined ? { manufacturer } : {}),
-    ...(version !== undefined ? { version } : {}),
-  };
 }

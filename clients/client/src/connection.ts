@@ -17,8 +17,10 @@ export interface Timing {
   readonly quietUnclosed: number;
   /** The first wait for a receipt; it doubles with each try. */
   readonly receipt: number;
-  /** For what was missed; the session begins without it then. */
+  /** For a page of what was missed; the session begins without it then. */
   readonly catchUp: number;
+  /** Between two tellings of what came live and was handed out. */
+  readonly marks: number;
   /** The first and the longest wait before a connection is made again. */
   readonly reconnectFirst: number;
   readonly reconnectLongest: number;
@@ -33,6 +35,7 @@ export const defaultTiming: Timing = {
   quietUnclosed: 400,
   receipt: 10_000,
   catchUp: 30_000,
+  marks: 500,
   reconnectFirst: 500,
   reconnectLongest: 30_000,
 };
@@ -83,6 +86,10 @@ export class Connection {
 
   get localAddress(): string {
     return this.#transport.localAddress;
+  }
+
+  get givesSession(): boolean {
+    return this.#transport.givesSession === true;
   }
 
   /** Sends records in order; small ones that wait at one time share a text. */

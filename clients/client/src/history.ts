@@ -1,7 +1,7 @@
 // What was said while nobody was here, by way of a gateway's interface.
 
 import { parseRecord, readMessageText, Verify } from '@vnq/protocol';
-import type { Delivery } from './client';
+import type { CatchUp, Delivery } from './catch_up';
 
 /** A message or a notice of the history, as the gateway and `vnqctl history --json` give it. */
 export interface HistoryEntry {
@@ -103,8 +103,31 @@ export interface EntryPage {
   readonly more: boolean;
 }
 
-/** Requests to a gateway with the token of a session. */
-export class Gateway {
+/** An entry, as far as it takes to mark it. */
+interface EntryName {
+  readonly kind: HistoryEntry['kind'];
+  readonly Msg_ID: string;
+  readonly to: string | null;
+  readonly own: boolean;
+}
+
+// Nothing for what has no id, by which it is marked.
+function nameOf(delivery: Delivery): EntryName | undefined {
+  if (delivery.type === 'verify' || delivery.id === '' || delivery.id === '0') return undefined;
+  const { type, id: Msg_ID } = delivery;
+  if (type === 'notice') return { kind: 'notice', Msg_ID, to: null, own: false };
+  if (type === 'groupMessage') return { kind: 'group_message', Msg_ID, to: delivery.groupId, own: delivery.isOwn };
+  return { kind: 'message', Msg_ID, to: delivery.userId, own: type === 'message' && delivery.isOwn };
+}
+
+// Requests have no ids; a body of so many is well within what the gateway takes.
+const requestsAtOnce = 50;
+
+/** Requests to a gateway with the token of a session. What `catchUp` of a client takes. */
+export class Gateway implements CatchUp {
+  // Requests that were handed out and that could not be taken away.
+  readonly #handedOut = new Set<string>();
+
   /**
    * @param base "https://chat.example.org"; "" in a page that the gateway itself serves
    * @param token asked at each request: it is another one after each log-in
@@ -138,9 +161,11 @@ export class Gateway {
 
   /** Entries, or a conversation up to an entry, count as read by this device from now on. */
   async markRead(
-    what: { entries: readonly HistoryEntry[] } | (ConversationName & { through?: string }),
+    what: { entries: readonly EntryName[] } | (ConversationName & { through?: string }),
   ): Promise<void> {
-    await this.post('/api/read', what);
+    if (!('entries' in what)) return void (await this.post('/api/read', what));
+    const entries = what.entries.map(({ kind, Msg_ID, to, own }) => ({ kind, Msg_ID, to, own }));
+    await this.post('/api/read', { entries });
   }
 
   /** What waits for this device, oldest first. */
@@ -150,34 +175,46 @@ export class Gateway {
 
   /** Requests do not wait any longer: they were answered, or are of no interest. */
   async forgetRequests(requests: readonly ParkedRequest[]): Promise<void> {
-    await this.post('/api/requests/forget', { requests });
+    for (let at = 0; at < requests.length; at += requestsAtOnce) {
+      await this.post('/api/requests/forget', { requests: requests.slice(at, at + requestsAtOnce) });
+    }
   }
 
   /**
-   * Everything that this device has not had, oldest first, and marked as read; behind it requests
-   * that waited, taken away. Hand it to a client: `catchUp: (signal) => gateway.takeUnread(signal)`.
+   * Everything that this device has not had, oldest first, and behind it requests that waited. A page is marked as read,
+   * and requests are taken away, when the one who asks has handed them out and asks for more.
    */
-  async takeUnread(signal?: AbortSignal): Promise<Delivery[]> {
-    const missed: Delivery[] = [];
+  async *missed(signal?: AbortSignal): AsyncGenerator<readonly Delivery[], void, void> {
     for (let more = true; more; ) {
       const page = await this.get<EntryPage>('/api/unread', { limit: 500 }, signal);
       if (page.entries.length === 0) break;
-      missed.push(...page.entries.map(deliveryOf));
+      yield page.entries.map(deliveryOf);
       await this.markRead({ entries: page.entries });
       more = page.more;
     }
     const requests = await this.requests(signal);
-    if (requests.length > 0) await this.forgetRequests(requests);
-    return [...missed, ...requests.map(verifyOf)];
+    yield this.#notHandedOut(requests).map(verifyOf);
+    await this.forgetRequests(requests);
+    this.#handedOut.clear();
+  }
+
+  /** Marks what came live. */
+  async handedOut(deliveries: readonly Delivery[]): Promise<void> {
+    const entries = deliveries.map(nameOf).filter((name): name is EntryName => name !== undefined);
+    if (entries.length > 0) await this.markRead({ entries });
+  }
+
+  #notHandedOut(requests: readonly ParkedRequest[]): ParkedRequest[] {
+    const fresh = requests.filter((request) => !this.#handedOut.has(JSON.stringify(request)));
+    for (const request of fresh) this.#handedOut.add(JSON.stringify(request));
+    return fresh;
   }
 
   async #request<T>(path: string, init: RequestInit): Promise<T> {
     const headers = { ...init.headers, Authorization: `Bearer ${this.token()}` };
     const response = await this.fetcher(this.base + path, { ...init, headers, cache: 'no-store' });
-    const body = (await response.json().catch(() => ({}))) as { error?: string };
-    if (!response.ok) {
-      throw new GatewayError(response.status, body.error ?? `the gateway answers ${response.status}`);
-    }
-    return body as unknown as T;
+    if (response.ok) return (await response.json()) as T;
+    const { error } = (await response.json().catch(() => ({}))) as { error?: string };
+    throw new GatewayError(response.status, error ?? `the gateway answers ${response.status}`);
   }
 }

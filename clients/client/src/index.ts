@@ -2,17 +2,17 @@
 // has all of this and connections by TCP.
 export { applyForAccount, ApplicationError, listDepartments } from './apply';
 export type { ApplyOptions, Department } from './apply';
+export type { CatchUp, Delivery } from './catch_up';
 export { Client } from './client';
 export type {
   ClientEvents,
   ClientOptions,
   ClientState,
-  Delivery,
   GatewaySession,
   LoginOptions,
   MessageStatus,
   SendOptions,
-} from './client';
+} from './client_options';
 export { defaultTiming } from './connection';
 export type { Timing } from './connection';
 export { Emitter } from './emitter';

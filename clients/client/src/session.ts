@@ -24,6 +24,8 @@ export interface Identity {
 export type SessionEnd =
   | { readonly kind: 'lost'; readonly why: string }
   | { readonly kind: 'serverEnds'; readonly why: string }
+  /** The gateway could not tell for sure who has logged in, because other news came in between. */
+  | { readonly kind: 'unproven'; readonly why: string }
   | { readonly kind: 'replaced'; readonly why: string }
   | { readonly kind: 'disconnected'; readonly why: string }
   | { readonly kind: 'refused'; readonly why: string; readonly error: LoginError };
@@ -44,6 +46,7 @@ export class Session {
   #step: 'greeting' | 'landing' | 'reporting' | 'ready' | 'over' = 'greeting';
   #timer?: ReturnType<typeof setTimeout>;
   #who?: LoggedIn;
+  #isProven = false;
 
   private constructor(
     private readonly identity: Identity,
@@ -64,8 +67,11 @@ export class Session {
     const session = new Session(identity, presence, timing, handlers);
     const toConnection = {
       onRecord: (record: string) => session.#onRecord(record),
-      onText: (text: string) => handlers.onText(text),
-      onClose: (why: string) => session.#end({ kind: 'lost', why }),
+      onText: (text: string) => {
+        session.#isProven = true;
+        handlers.onText(text);
+      },
+      onClose: (why: string) => session.#end({ kind: session.#isUnproven ? 'unproven' : 'lost', why }),
     };
     session.#connection = await Connection.open(connector, page, timing, toConnection, signal);
     session.#waitForStep();
@@ -139,6 +145,11 @@ export class Session {
     this.#step = 'ready';
     this.#waitForKeepAlive();
     this.handlers.onReady();
+  }
+
+  // The server has granted the log-in, and the gateway has not seen it.
+  get #isUnproven(): boolean {
+    return this.#step === 'reporting' && this.#connection?.givesSession === true && !this.#isProven;
   }
 
   #waitForStep(): void {

@@ -15,6 +15,8 @@ export interface TransportHandlers {
 export interface Transport {
   /** The machine's own address on this connection, where that can be known. */
   readonly localAddress: string;
+  /** A gateway is on the way, which proves who the user is once the log-in is granted. */
+  readonly givesSession?: boolean;
   send(bytes: Uint8Array): void;
   close(): void;
 }
@@ -52,13 +54,15 @@ export function webSocket(
       socket.onopen = () => {
         if (state !== 'opening') return;
         state = 'open';
-        resolve({ localAddress: '', send: (bytes) => socket.send(bytes), close });
+        resolve({ localAddress: '', givesSession: true, send: (bytes) => socket.send(bytes), close });
       };
       socket.onmessage = ({ data }: MessageEvent) => {
         if (state !== 'open') return;
         if (typeof data === 'string') handlers.onText(data);
         else handlers.onBytes(new Uint8Array(data as ArrayBuffer));
       };
+      // What went wrong is told by the end that follows; some kinds of WebSocket end the program without a listener.
+      socket.onerror = () => undefined;
       socket.onclose = (event: CloseEvent) => {
         const was = state;
         state = 'closed';

@@ -78,6 +78,27 @@ test('package: what is required and what is imported work alike', () => {
   }
 });
 
+test('package: its types are found by an import and by a require, under both ways of TypeScript to look', (t) => {
+  const folder = mkdtempSync(joinPath(tmpdir(), 'vnq_types_'));
+  t.after(() => rmSync(folder, { recursive: true }));
+  const installed = joinPath(folder, 'node_modules/@vnq/client');
+  for (const part of ['dist', 'node', 'package.json']) {
+    cpSync(joinPath(clients, 'client', part), joinPath(installed, part), { recursive: true });
+  }
+  // Without the types `text` would be of none, which --strict refuses.
+  const code = `import { Gateway } from '@vnq/client';
+    import { Client, tcp } from '@vnq/client/node';
+    const catchUp = new Gateway('', () => '');
+    new Client({ connect: tcp(), user: '', password: '', catchUp }).on('message', ({ text }) => text.length);`;
+  for (const name of ['a.mts', 'b.cts', 'c.ts']) writeFileSync(joinPath(folder, name), code);
+  const check = (...args: string[]) => {
+    const options = ['--noEmit', '--strict', '--target', 'es2022', '--lib', 'es2022,dom'];
+    execFileSync('tsc', [...options, ...args], { cwd: folder, encoding: 'utf8' });
+  };
+  check('--module', 'nodenext', '--moduleResolution', 'nodenext', 'a.mts', 'b.cts');
+  check('--module', 'esnext', '--moduleResolution', 'node', 'c.ts');
+});
+
 test('echo_bot: answers persons, and groups that name it; says good-bye', async (t) => {
   const bot = run([joinPath(examples, 'echo_bot.cjs')], env(ben));
   await until(() => bot.output.includes('logged in as ben (2)'), () => bot.output);

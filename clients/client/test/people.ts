@@ -1,5 +1,5 @@
 // Clients of sample accounts, short waits, and a record of what each has seen.
-import { Client, ClientOptions, Delivery, deliveryOf, HistoryEntry, tcp } from '@vnq/client/node';
+import { CatchUp, Client, ClientOptions, deliveryOf, HistoryEntry, tcp } from '@vnq/client/node';
 import { Account, TestServer } from '../../testing/server';
 
 export function clientOf(server: TestServer, { user, password }: Account, more: Partial<ClientOptions> = {}): Client {
@@ -28,7 +28,11 @@ export function textsOf(client: Client): string[] {
   return texts;
 }
 
-/** What a user's desktop has not had, from the database. */
-export function missedBy(server: TestServer, { user }: Account): () => Promise<Delivery[]> {
-  return async () => server.history(user, '--unread').map((entry) => deliveryOf(entry as unknown as HistoryEntry));
+/** What a user's desktop has not had, from the database, which is not told what was handed out. */
+export function missedBy(server: TestServer, { user }: Account): CatchUp {
+  return {
+    async *missed() {
+      yield server.history(user, '--unread').map((entry) => deliveryOf(entry as unknown as HistoryEntry));
+    },
+  };
 }

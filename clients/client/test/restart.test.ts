@@ -5,7 +5,7 @@ import { tmpdir } from 'node:os';
 import { join as joinPath } from 'node:path';
 import { test } from 'node:test';
 
-import { FileOutbox } from '@vnq/client/node';
+import { FileOutbox, type CatchUp } from '@vnq/client/node';
 import { alice, ben, team, TestServer, until } from '../../testing/server';
 import { clientOf, join, missedBy, textsOf } from './people';
 
@@ -73,7 +73,13 @@ test('restart: what came while nobody was there is handed out in order, before w
 
 test('catchUp: one that fails is told, and the session goes on', async (t) => {
   const server = await serverFor(t, 4);
-  const b = clientOf(server, ben, { catchUp: () => Promise.reject(new Error('no history')) });
+  const b = clientOf(server, ben, {
+    catchUp: {
+      async *missed() {
+        throw new Error('no history');
+      },
+    },
+  });
   t.after(() => b.close());
   const trouble = b.next('trouble');
   await b.login();
@@ -83,7 +89,11 @@ test('catchUp: one that fails is told, and the session goes on', async (t) => {
 
 test('catchUp: one that does not answer keeps the session waiting for a while only', async (t) => {
   const server = await serverFor(t, 6);
-  const catchUp = () => new Promise<never>(() => undefined);
+  const catchUp: CatchUp = {
+    async *missed() {
+      yield await new Promise<never>(() => undefined);
+    },
+  };
   const b = clientOf(server, ben, { catchUp, timing: { catchUp: 100 } });
   t.after(() => b.close());
   const trouble = b.next('trouble');

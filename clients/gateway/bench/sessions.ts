@@ -94,8 +94,11 @@ function processorSeconds(pid: number): number {
   return (Number(fields[11]) + Number(fields[12])) / 100;
 }
 
+const children: ChildProcess[] = [];
+
 function start(file: string, args: string[], ready: RegExp): Promise<{ child: ChildProcess; said: string }> {
   const child = spawn(file, args, { stdio: ['ignore', 'ignore', 'pipe'] });
+  children.push(child);
   const state = { child, said: '' };
   child.stderr.on('data', (text: Uint8Array) => (state.said += text.toString()));
   return until(() => ready.test(state.said) || child.exitCode !== null, file).then(() => state);
@@ -151,13 +154,12 @@ async function run(): Promise<void> {
   const added = (share: number) => (Number(percentile(times.gateway, share)) - Number(percentile(times.straight, share))).toFixed(3);
   console.log(`added                    p50 ${added(0.5)} ms, p99 ${added(0.99)} ms`);
   console.log(`processor of the gateway ${((busy / rounds) * 1e6).toFixed(0)} us a round trip`);
-  gateway.child.kill('SIGTERM');
-  server.child.kill('SIGTERM');
 }
 
 run()
   .then(() => 0, (error) => (console.error(error), 1))
   .then((code) => {
+    for (const child of children) child.kill('SIGTERM');
     rmSync(folder, { recursive: true, force: true });
     process.exit(code);
   });

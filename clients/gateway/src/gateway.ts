@@ -9,12 +9,12 @@ import { codePageNumbers, openCodePage, type CodePage, type CodePageNumber } fro
 import { Api } from './api';
 import { History } from './history';
 import { answer, answerJson } from './http_answers';
-import { Places } from './limits';
+import { networkOf, Places } from './limits';
 import type { Log } from './log';
 import { Metrics } from './metrics';
 import type { Options } from './options';
 import { Bridge, closing } from './session';
-import { keep, sendFile, StaticFiles } from './static_files';
+import { KeptFiles, sendFile, StaticFiles } from './static_files';
 import { Tokens } from './tokens';
 import { VisitorDesk } from './visitor_desk';
 import { VisitorStore } from './visitor_store';
@@ -37,6 +37,7 @@ export class Gateway {
   readonly #tokens = new Tokens();
   readonly #history: History | undefined;
   readonly #files: StaticFiles;
+  readonly #widget = new KeptFiles();
   readonly #staff = webSockets(mostFrameBytes);
   readonly #visitorSockets = webSockets(mostVisitorFrameBytes);
   readonly #sessionPlaces: Places;
@@ -135,7 +136,7 @@ export class Gateway {
   async #chooseCodePage(): Promise<void> {
     let number = this.options.codePage;
     if (number === undefined && this.#history) {
-      const settings = await this.#history.ask({ do: 'settings' }).catch((error: Error) => {
+      const settings = await this.#history.ask<{ code_page: number }>({ do: 'settings' }).catch((error: Error) => {
         this.log.warning('no_settings', { why: error.message });
       });
       number = settings?.code_page;
@@ -190,31 +191,39 @@ export class Gateway {
 
   // --- HTTP
 
+  // A file that cannot be read may not end the process for everybody.
   #answer(request: http.IncomingMessage, response: http.ServerResponse): void {
-    const url = urlOf(request);
     this.metrics.count('vnq_gateway_requests_total', 'HTTP requests.');
     if (this.options.certificate) response.setHeader('Strict-Transport-Security', 'max-age=31536000');
+    try {
+      this.#route(request, response);
+    } catch (error) {
+      this.log.error('request_failed', { path: urlOf(request)?.pathname, why: (error as Error).message });
+      answerJson(response, 500, { error: 'the gateway has failed' });
+    }
+  }
+
+  #route(request: http.IncomingMessage, response: http.ServerResponse): void {
+    const url = urlOf(request);
     if (!url) answerJson(response, 400, { error: 'the address makes no sense' });
     else if (url.pathname.startsWith('/api/')) void this.#api?.handle(request, response, url);
-    else if (url.pathname === '/health') void this.#health(request, response);
+    else if (url.pathname === '/health') this.#operators(request, response, () => void this.#health(response));
     else if (url.pathname === '/metrics') this.#operators(request, response, () => answer(response, 200, 'text/plain; version=0.0.4', this.metrics.text()));
-    else if (url.pathname === '/widget.js') this.#widget(request, response);
+    else if (url.pathname === '/widget.js') this.#answerWidget(request, response);
     else this.#files.handle(request, response, url.pathname);
   }
 
-  async #health(request: http.IncomingMessage, response: http.ServerResponse): Promise<void> {
+  async #health(response: http.ServerResponse): Promise<void> {
     const server = await this.#isServerThere();
-    this.#operators(request, response, () => {
-      const history = this.#history?.isThere ?? null;
-      const isWell = server && history !== false;
-      answerJson(response, isWell ? 200 : 503, {
-        status: isWell ? 'ok' : 'failing',
-        server,
-        history,
-        sessions: this.#bridges.size,
-        visitors: this.#desk?.size ?? 0,
-        version,
-      });
+    const history = this.#history?.isThere ?? null;
+    const isWell = server && history !== false;
+    answerJson(response, isWell ? 200 : 503, {
+      status: isWell ? 'ok' : 'failing',
+      server,
+      history,
+      sessions: this.#bridges.size,
+      visitors: this.#desk?.size ?? 0,
+      version,
     });
   }
 
@@ -235,11 +244,11 @@ export class Gateway {
     else answerJson(response, 403, { error: 'for operators only' });
   }
 
-  #widget(request: http.IncomingMessage, response: http.ServerResponse): void {
+  #answerWidget(request: http.IncomingMessage, response: http.ServerResponse): void {
     const { widget } = this.options;
     if (widget === undefined) return answerJson(response, 404, { error: 'this gateway has no widget' });
     const type = 'text/javascript; charset=utf-8';
-    sendFile(request, response, keep(readFileSync(widget), type), type, {
+    sendFile(request, response, this.#widget.read(widget, type), type, {
       'X-Content-Type-Options': 'nosniff',
       'Cross-Origin-Resource-Policy': 'cross-origin',
       'Access-Control-Allow-Origin': '*',
@@ -288,16 +297,17 @@ export class Gateway {
     address: string,
     then: (ws: WebSocket) => void,
   ): void {
-    const why = isFull ? 'full' : places.take(address) ? '' : 'address';
+    const from = networkOf(address);
+    const why = isFull ? 'full' : places.take(from) ? '' : 'address';
     let isWebSocket = false;
     sockets.handleUpgrade(request, socket, head, (ws) => {
       isWebSocket = true;
       if (why !== '') return this.#close(ws, why, isFull);
-      ws.once('close', () => places.give(address));
+      ws.once('close', () => places.give(from));
       this.#keepAlive(ws);
       then(ws);
     });
-    if (!isWebSocket && why === '') places.give(address);
+    if (!isWebSocket && why === '') places.give(from);
   }
 
   #bridge(ws: WebSocket, address: string): void {

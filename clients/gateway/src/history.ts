@@ -5,7 +5,7 @@
 
 import { spawn, type ChildProcess } from 'node:child_process';
 import { createInterface } from 'node:readline';
-import type { Log } from './log';
+import type { Details, Log } from './log';
 
 /** A request that was refused, or that could not be carried out. */
 export class HistoryError extends Error {
@@ -30,8 +30,16 @@ export interface HistoryOptions {
 }
 
 interface Waiting {
-  resolve(result: any): void;
+  resolve(result: unknown): void;
   reject(error: Error): void;
+}
+
+/** An answer: a refusal has a kind and an error, anything else a result. */
+interface Answer {
+  readonly id: number;
+  readonly result?: unknown;
+  readonly kind?: HistoryError['kind'];
+  readonly error?: string;
 }
 
 const answerWithinMs = 30_000;
@@ -60,7 +68,7 @@ class Reader {
     return this.#child !== undefined;
   }
 
-  ask(request: HistoryRequest): Promise<any> {
+  ask(request: HistoryRequest): Promise<unknown> {
     const child = this.#child;
     if (!child) return Promise.reject(new HistoryError('database', 'the history reader is not running'));
     const id = this.#next++;
@@ -98,24 +106,25 @@ class Reader {
   }
 
   #take(line: string): void {
-    const answer = JSON.parse(line);
+    const answer = parsed(line);
+    if (!answer) return this.#giveUp('history_reader_babbles', {});
     const waiting = this.waiting.get(answer.id);
     if (!waiting) return;
     this.waiting.delete(answer.id);
     this.#watch();
     this.#restartMs = 100;
-    if (answer.kind) waiting.reject(new HistoryError(answer.kind, answer.error));
+    if (answer.kind) waiting.reject(new HistoryError(answer.kind, answer.error ?? ''));
     else waiting.resolve(answer.result);
   }
 
   // It answers in order: each answer is due so long after the one before it.
   #watch(): void {
     if (this.#due) clearTimeout(this.#due);
-    this.#due = this.waiting.size === 0 ? undefined : setTimeout(() => this.#giveUp(), this.withinMs);
+    this.#due = this.waiting.size === 0 ? undefined : setTimeout(() => this.#giveUp('history_reader_hangs', { ms: this.withinMs }), this.withinMs);
   }
 
-  #giveUp(): void {
-    this.log.error('history_reader_hangs', { ms: this.withinMs });
+  #giveUp(event: string, details: Details): void {
+    this.log.error(event, details);
     this.#child?.kill('SIGKILL');
   }
 
@@ -134,6 +143,14 @@ class Reader {
   }
 }
 
+function parsed(line: string): Answer | undefined {
+  try {
+    return JSON.parse(line) as Answer;
+  } catch {
+    return undefined;
+  }
+}
+
 export class History {
   readonly #readers: Reader[] = [];
 
@@ -149,8 +166,8 @@ export class History {
     return this.#readers.reduce((sum, reader) => sum + reader.waiting.size, 0);
   }
 
-  /** Asks the reader with the least to do. Rejects with a HistoryError. */
-  ask(request: HistoryRequest): Promise<any> {
+  /** Asks the reader with the least to do, whose result has the shape that docs/history.md gives. Rejects with a HistoryError. */
+  ask<Result = unknown>(request: HistoryRequest): Promise<Result> {
     if (this.waiting >= mostWaiting) {
       return Promise.reject(new HistoryError('database', 'too many requests are waiting'));
     }
@@ -158,7 +175,7 @@ export class History {
     const [least] = (there.length > 0 ? there : this.#readers).sort(
       (a, b) => a.waiting.size - b.waiting.size,
     );
-    return least.ask(request);
+    return least.ask(request) as Promise<Result>;
   }
 
   stop(): void {

@@ -1,5 +1,22 @@
 // How much one address, or one session, may ask for.
 
+import { isIP } from 'node:net';
+
+/**
+ * What an address is counted by: itself, and of IPv6 its network of 64 bits, all of which one household has.
+ *
+ * @param address as Node gives it, of IPv6 without a zone
+ */
+export function networkOf(address: string): string {
+  if (isIP(address) !== 6) return address;
+  const [front, back] = address.split('::');
+  const groups = front === '' ? [] : front.split(':');
+  const rest = back === undefined || back === '' ? [] : back.split(':');
+  const zeros = back === undefined ? 0 : 8 - groups.length - rest.length;
+  const all = [...groups, ...Array<string>(zeros).fill('0'), ...rest];
+  return `${all.slice(0, 4).map((group) => group.replace(/^0+(?=.)/, '')).join(':')}::/64`;
+}
+
 /** At most so many at one time, by key. */
 export class Places {
   readonly #taken = new Map<string, number>();

@@ -26,35 +26,36 @@ const answer = '.+landing_successful|';
 const mostBytes = 4096;
 
 export class LoginWatch {
-  #state: 'fresh' | 'asked' | 'over' = 'fresh';
+  #sent: 'nothing' | 'login' | 'more' = 'nothing';
+  #isDecided = false;
   #device: Device = 'desktop';
   #received = '';
 
   /** @param page the server's code page; a page that is not known reads as single bytes */
   constructor(private readonly page: Pick<CodePage, 'fromBytes'> | undefined) {}
 
-  get isOver(): boolean {
-    return this.#state === 'over';
+  /** True while no frame has come. */
+  get isFresh(): boolean {
+    return this.#sent === 'nothing';
   }
 
-  /** A frame is on its way to the server. */
-  sent(frame: Uint8Array): void {
-    if (this.#state === 'over') return;
-    const device = this.#state === 'fresh' ? this.#deviceOf(frame) : undefined;
-    this.#state = device ? 'asked' : 'over';
+  /** A frame wants to the server. True for a log-in that comes first: nothing else may, before somebody is proven. */
+  sent(frame: Uint8Array): boolean {
+    const device = this.isFresh ? this.#deviceOf(frame) : undefined;
+    this.#sent = device ? 'login' : 'more';
     if (device) this.#device = device;
+    return device !== undefined;
   }
 
   /** Bytes have come from the server; who is proven by them, once. */
   received(bytes: Uint8Array): Proven | undefined {
-    if (this.#state === 'over') return undefined;
+    if (this.#isDecided || this.#sent === 'more') return undefined;
     this.#received += latin1(bytes);
     const user = this.#user();
     if (user === undefined) return undefined;
-    const isProven = this.#state === 'asked' && user !== '';
-    this.#state = 'over';
+    this.#isDecided = true;
     this.#received = '';
-    return isProven ? { user, device: this.#device } : undefined;
+    return this.#sent === 'login' && user !== '' ? { user, device: this.#device } : undefined;
   }
 
   // The user of the answer; "" when something else has come, nothing while it is not decided.

@@ -32,10 +32,13 @@ const enoughUnsent = 1 << 18;
 
 const connectWithinMs = 10_000;
 const lastWordsMs = 2_000;
+// Browsers connect when somebody presses the button.
+const loginWithinMs = 60_000;
 
 export class Bridge {
   readonly #socket: Socket;
   readonly #watch: LoginWatch;
+  readonly #login: ReturnType<typeof setTimeout>;
   #session: Session | undefined;
   #connected = false;
   #paused = false;
@@ -49,6 +52,7 @@ export class Bridge {
     private readonly events: BridgeEvents,
   ) {
     this.#watch = new LoginWatch(page);
+    this.#login = setTimeout(() => this.end(closing.refused, 'nobody has logged in'), loginWithinMs);
     this.#socket = connect({ ...mainPort, allowHalfOpen: false });
     this.#socket.setNoDelay(true);
     this.#socket.setKeepAlive(true, 60_000);
@@ -60,6 +64,7 @@ export class Bridge {
   end(code: number, reason: string): void {
     if (this.#ended) return;
     this.#ended = true;
+    clearTimeout(this.#login);
     if (this.#session) this.tokens.close(this.#session.token);
     this.#socket.end();
     this.#socket.resume();
@@ -98,9 +103,14 @@ export class Bridge {
     else this.end(closing.serverAway, `the server cannot be reached (${why})`);
   }
 
+  // The server takes a command at its word from whoever is connected, so who has not logged in may say nothing.
   #toServer(frame: Uint8Array): void {
     if (this.#ended || frame.length === 0) return;
-    if (!this.#watch.isOver) this.#watch.sent(frame);
+    const isFirst = this.#watch.isFresh;
+    if (!this.#session && !this.#watch.sent(frame)) {
+      if (isFirst) return this.end(closing.refused, 'a log-in comes first');
+      return this.end(closing.serverEnded, 'the log-in is not proven');
+    }
     this.events.up?.(frame.length);
     if (!this.#socket.write(frame)) this.ws.pause();
   }
@@ -109,7 +119,7 @@ export class Bridge {
     if (this.#ended) return;
     this.events.down?.(bytes.length);
     this.ws.send(bytes, { binary: true }, () => this.#sent());
-    const proven = this.#watch.isOver ? undefined : this.#watch.received(bytes);
+    const proven = this.#watch.received(bytes);
     if (proven) this.#grant(this.tokens.open(proven));
     if (this.ws.bufferedAmount > mostUnsent && !this.#paused) {
       this.#paused = true;
@@ -124,6 +134,7 @@ export class Bridge {
   }
 
   #grant(session: Session): void {
+    clearTimeout(this.#login);
     this.#session = session;
     const { user, device, token } = session;
     this.ws.send(JSON.stringify({ type: 'session', user, device, token }));

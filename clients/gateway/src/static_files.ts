@@ -43,8 +43,26 @@ interface Kept {
   readonly zipped: Uint8Array | undefined;
 }
 
-export class StaticFiles {
+/** Files in memory, read again when they have changed. */
+export class KeptFiles {
   readonly #kept = new Map<string, Kept>();
+
+  /** Throws when the file cannot be read. */
+  read(file: string, type: string): Kept {
+    const { mtimeMs, size } = statSync(file);
+    const stamp = `${mtimeMs}/${size}`;
+    const kept = this.#kept.get(file);
+    if (kept?.stamp === stamp) return kept;
+    const plain = readFileSync(file);
+    const zipped = squeezed.test(type) && plain.length > 512 ? gzipSync(plain) : undefined;
+    const read = { stamp, plain, zipped };
+    this.#kept.set(file, read);
+    return read;
+  }
+}
+
+export class StaticFiles {
+  readonly #files = new KeptFiles();
 
   /** @param folder nothing: there are no files */
   constructor(private readonly folder: string | undefined) {}
@@ -56,7 +74,7 @@ export class StaticFiles {
     }
     const file = this.#fileOf(path);
     if (!file) answerJson(response, 404, { error: 'there is no such page' });
-    else sendFile(request, response, this.#read(file), typeOf(file), headersOf(path));
+    else sendFile(request, response, this.#files.read(file, typeOf(file)), typeOf(file), headersOf(path));
   }
 
   #fileOf(path: string): string | undefined {
@@ -76,16 +94,6 @@ export class StaticFiles {
       return undefined;
     }
   }
-
-  #read(file: string): Kept {
-    const { mtimeMs, size } = statSync(file);
-    const stamp = `${mtimeMs}/${size}`;
-    const kept = this.#kept.get(file);
-    if (kept?.stamp === stamp) return kept;
-    const read = keep(readFileSync(file), typeOf(file), stamp);
-    this.#kept.set(file, read);
-    return read;
-  }
 }
 
 function typeOf(file: string): string {
@@ -100,11 +108,6 @@ function headersOf(path: string): Headers {
     'Cross-Origin-Opener-Policy': 'same-origin',
     'Cache-Control': forGood ? 'public, max-age=31536000, immutable' : 'no-cache',
   };
-}
-
-export function keep(plain: Uint8Array, type: string, stamp = ''): Kept {
-  const zipped = squeezed.test(type) && plain.length > 512 ? gzipSync(plain) : undefined;
-  return { stamp, plain, zipped };
 }
 
 /** Sends a file, compressed where the browser takes it. */

@@ -2,13 +2,14 @@
 
 import type { WebSocket } from 'ws';
 import type { CodePage, PeerMessage } from '@vnq/protocol';
+import { AgentPresence } from './agent_presence';
 import type { History } from './history';
-import { Pace, Paces } from './limits';
+import { networkOf, Pace, Paces } from './limits';
 import type { Log } from './log';
 import type { Metrics } from './metrics';
 import type { MainPort } from './session';
 import { VisitorLink } from './visitor_link';
-import { localMoment, VisitorStore, type Conversation, type VisitorLine } from './visitor_store';
+import { localMoment, VisitorStore, type Conversation, type ConversationHead, type VisitorLine } from './visitor_store';
 
 export interface DeskOptions {
   readonly mainPort: MainPort;
@@ -30,6 +31,10 @@ const longestCity = 60;
 const slowestRetryMs = 10_000;
 
 type Frame = Record<string, unknown>;
+
+interface MissedAnswers {
+  readonly entries: readonly { readonly Msg_ID: string; readonly time: string; readonly from: string; readonly text: string }[];
+}
 
 function textOf(frame: Frame, key: string): string {
   const value = frame[key];
@@ -73,12 +78,14 @@ class Visitor {
 
 export class VisitorDesk {
   readonly #visitors = new Map<string, Visitor>();
-  readonly #states = new Map<string, { name: string; state: number }>();
+  readonly #presence: AgentPresence;
   readonly #newcomers = new Paces(1 / 60, 30);
+  readonly #talkers = new Paces(1, 120);
   #asked: ReturnType<typeof setInterval> | undefined;
   #next = 0;
 
   constructor(private readonly options: DeskOptions) {
+    this.#presence = new AgentPresence(options.history, options.agents);
     options.metrics.gauge('vnq_gateway_visitors', 'Visitors who are here.', () => this.#visitors.size);
   }
 
@@ -91,15 +98,15 @@ export class VisitorDesk {
   of(agent: string): unknown[] {
     return this.options.store
       .all()
-      .filter(({ agents, lines }) => agents.includes(agent) && lines.length > 0)
+      .filter(({ agents, last }) => agents.includes(agent) && last !== undefined)
       .sort((a, b) => (lastTime(a) < lastTime(b) ? 1 : -1))
-      .map(({ visitor, name, city, lines }) => ({
+      .map(({ visitor, name, city, last, count }) => ({
         id: visitor,
         name,
         city,
         here: (this.#visitors.get(visitor)?.sockets.size ?? 0) > 0,
-        last: shown(lines[lines.length - 1]),
-        lines: lines.length,
+        last: last && shown(last),
+        lines: count,
       }));
   }
 
@@ -114,16 +121,17 @@ export class VisitorDesk {
 
   /** Takes a visitor's WebSocket; the first frame must be a hello. */
   receive(ws: WebSocket, address: string): void {
-    let visitor: Visitor | undefined;
+    const from = networkOf(address);
     const flood = new Pace(5, 40);
     const silent = setTimeout(() => ws.close(1008, 'no hello'), 10_000);
+    let welcome: Promise<Visitor | undefined> | undefined;
     ws.on('message', (data: Uint8Array, isBinary: boolean) => {
       const frame = isBinary ? undefined : parse(data.toString());
       if (!frame || !flood.take()) return ws.close(1008, frame ? 'too many frames' : 'not a JSON object');
       clearTimeout(silent);
-      if (visitor) void this.#handle(visitor, ws, frame);
-      else if (frame.type === 'hello') void this.#welcome(ws, frame, address).then((welcomed) => (visitor = welcomed));
-      else ws.close(1008, 'a hello comes first');
+      if ((frame.type === 'hello') === (welcome !== undefined)) return ws.close(1008, 'a hello comes first, and once');
+      if (!welcome) welcome = this.#safely(ws, this.#welcome(ws, frame, from));
+      else void welcome.then((visitor) => visitor && this.#safely(ws, this.#handle(visitor, ws, frame, from)));
     });
     ws.on('error', () => ws.terminate());
     ws.once('close', () => {
@@ -132,13 +140,25 @@ export class VisitorDesk {
     });
   }
 
+  // Nothing that a visitor sends, and no full disk, may end the process for everybody.
+  async #safely<T>(ws: WebSocket, work: Promise<T>): Promise<T | undefined> {
+    try {
+      return await work;
+    } catch (error) {
+      this.options.log.error('visitor_failed', { why: (error as Error).message });
+      ws.close(1011, 'the gateway has failed');
+      return undefined;
+    }
+  }
+
+  /** Ends all connections; conversations are kept. */
   stop(): void {
     if (this.#asked) clearInterval(this.#asked);
     for (const visitor of this.#visitors.values()) this.#drop(visitor);
     this.#visitors.clear();
   }
 
-  async #welcome(ws: WebSocket, frame: Frame, address: string): Promise<Visitor | undefined> {
+  async #welcome(ws: WebSocket, frame: Frame, from: string): Promise<Visitor | undefined> {
     const { store, agents } = this.options;
     const named = Array.isArray(frame.agents) ? frame.agents.map(String) : [];
     const offered = named.filter((agent) => agents.includes(agent));
@@ -146,8 +166,8 @@ export class VisitorDesk {
       ws.close(1008, 'these agents take no visitors');
       return undefined;
     }
-    const isKnown = store.isProven(frame.id, frame.key);
-    if (!isKnown && !this.#newcomers.take(address)) {
+    const isKnown = store.isProven(frame.id, frame.key) && !store.isFull(frame.id);
+    if (!isKnown && !this.#newcomers.take(from)) {
       ws.close(1013, 'too many new visitors from this address');
       return undefined;
     }
@@ -173,7 +193,7 @@ export class VisitorDesk {
     return visitor;
   }
 
-  async #handle(visitor: Visitor, ws: WebSocket, frame: Frame): Promise<void> {
+  async #handle(visitor: Visitor, ws: WebSocket, frame: Frame, from: string): Promise<void> {
     const ref = textOf(frame, 'ref').slice(0, 64);
     const refuse = (why: string) => ws.send(JSON.stringify({ type: 'refused', ref, why }));
     const text = textOf(frame, 'text');
@@ -182,7 +202,8 @@ export class VisitorDesk {
     if (known) return this.#again(visitor, ws, known);
     if (text === '') return refuse('empty');
     if (text.length > longestLine) return refuse('too_long');
-    if (!visitor.pace.take()) return refuse('too_many');
+    if (!visitor.pace.take() || !this.#talkers.take(from)) return refuse('too_many');
+    if (this.options.store.isFull(visitor.id)) return refuse('too_many');
     if (frame.type === 'leave') return this.#leaveForm(visitor, ws, frame, ref, text, refuse);
     if (this.#presentAgent(visitor) === undefined) return refuse('nobody');
     const line = this.#newLine(visitor, ref, text);
@@ -208,15 +229,20 @@ export class VisitorDesk {
   async #sendOn(visitor: Visitor): Promise<void> {
     if (visitor.isSending) return;
     visitor.isSending = true;
-    while (visitor.unsent.length > 0 && visitor.link?.isUp) {
-      const [line] = visitor.unsent;
-      const agent = this.#presentAgent(visitor) ?? visitor.agents[0];
-      if (!(await visitor.link.say(agent, line.text))) break;
-      visitor.unsent.shift();
-      this.options.store.take(visitor.id, line);
-      visitor.tell({ type: 'taken', ref: line.ref, id: line.id });
+    try {
+      while (visitor.unsent.length > 0 && visitor.link?.isUp) {
+        const [line] = visitor.unsent;
+        const agent = this.#presentAgent(visitor) ?? visitor.agents[0];
+        if (!(await visitor.link.say(agent, line.text))) break;
+        visitor.unsent.shift();
+        visitor.tell({ type: 'taken', ref: line.ref, id: line.id });
+        this.options.store.take(visitor.id, line);
+      }
+    } catch (error) {
+      this.options.log.error('visitor_failed', { why: (error as Error).message });
+    } finally {
+      visitor.isSending = false;
     }
-    visitor.isSending = false;
   }
 
   #connect(visitor: Visitor): void {
@@ -244,6 +270,8 @@ export class VisitorDesk {
     if (visitor.sockets.size > 0) return;
     visitor.leave = setTimeout(() => {
       if (visitor.sockets.size > 0) return;
+      // What was said while the server was away is still to be sent.
+      if (visitor.unsent.length > 0) return this.#left(visitor);
       this.#visitors.delete(visitor.id);
       this.#drop(visitor);
     }, this.options.lingerMs ?? 60_000);
@@ -254,19 +282,22 @@ export class VisitorDesk {
     if (visitor.leave) clearTimeout(visitor.leave);
     visitor.link?.removeAllListeners('down');
     visitor.link?.end();
+    this.options.store.close(visitor.id);
   }
 
   // --- answers
 
   #answered(visitor: Visitor, message: PeerMessage): void {
     if (message.isOwn || message.userId === visitor.id) return;
-    this.#takeAnswer(visitor, {
-      id: message.id,
-      time: `${message.date} ${message.time}`,
-      from: message.userId,
-      text: message.text,
-    });
-    void this.#markRead(visitor, [message.id]);
+    const { id, date, time, userId, text } = message;
+    try {
+      this.#takeAnswer(visitor, { id, time: `${date} ${time}`, from: userId, text });
+    } catch (error) {
+      // It stays unread at the server, and is asked for again.
+      this.options.log.error('visitor_failed', { why: (error as Error).message });
+      return;
+    }
+    void this.#markRead(visitor, [id]);
   }
 
   #takeAnswer(visitor: Visitor, line: VisitorLine): void {
@@ -281,11 +312,11 @@ export class VisitorDesk {
     const { history } = this.options;
     if (!history) return;
     try {
-      const { entries } = await history.ask({ do: 'unread', user: visitor.id, device: 'desktop', limit: 500 });
+      const { entries } = await history.ask<MissedAnswers>({ do: 'unread', user: visitor.id, device: 'desktop', limit: 500 });
       for (const { Msg_ID, time, from, text } of entries) {
         this.#takeAnswer(visitor, { id: Msg_ID, time, from, text });
       }
-      await this.#markRead(visitor, entries.map((entry: { Msg_ID: string }) => entry.Msg_ID));
+      await this.#markRead(visitor, entries.map(({ Msg_ID }) => Msg_ID));
     } catch (error) {
       this.options.log.warning('visitor_history', { why: (error as Error).message });
     }
@@ -298,7 +329,7 @@ export class VisitorDesk {
   }
 
   #lineFor(visitor: Visitor, line: VisitorLine): Frame {
-    const name = line.from === visitor.id ? '' : this.#states.get(line.from)?.name ?? '';
+    const name = line.from === visitor.id ? '' : this.#presence.nameOf(line.from);
     return { id: line.id, from: line.from === visitor.id ? 'you' : line.from, name, text: line.text, time: line.time, ref: line.ref };
   }
 
@@ -306,23 +337,16 @@ export class VisitorDesk {
 
   // Who has answered goes on; else the first who is there.
   #presentAgent(visitor: Visitor): string | undefined {
-    const isThere = (agent: string) => !this.options.history || [1, 2].includes(this.#states.get(agent)?.state ?? 0);
+    const isThere = (agent: string) => this.#presence.isThere(agent);
     const { answeredBy } = visitor;
     if (answeredBy !== undefined && visitor.agents.includes(answeredBy) && isThere(answeredBy)) return answeredBy;
     return visitor.agents.find(isThere);
   }
 
   async #askPresence(): Promise<void> {
-    const { history, agents } = this.options;
-    if (!history || this.#visitors.size === 0) return;
+    if (this.#visitors.size === 0) return;
     const before = new Map([...this.#visitors.values()].map((each) => [each, this.#presentAgent(each) !== undefined]));
-    try {
-      const { states } = await history.ask({ do: 'states', of: agents });
-      this.#states.clear();
-      for (const { id, name, state } of states) this.#states.set(id, { name, state });
-    } catch {
-      return;
-    }
+    await this.#presence.ask();
     for (const [visitor, was] of before) {
       const present = this.#presentAgent(visitor) !== undefined;
       if (present !== was) visitor.tell({ type: 'presence', present });
@@ -370,8 +394,8 @@ function parse(text: string): Frame | undefined {
   }
 }
 
-function lastTime({ lines }: Conversation): string {
-  return lines[lines.length - 1].time;
+function lastTime({ last }: ConversationHead): string {
+  return last?.time ?? '';
 }
 
 function shown({ id, time, from, text, form }: VisitorLine): unknown {

@@ -23,14 +23,23 @@ export interface VisitorLine {
   taken?: boolean;
 }
 
-export interface Conversation {
+/** What is known of a conversation while nobody reads it. */
+export interface ConversationHead {
   readonly visitor: string;
   agents: string[];
   city: string;
   /** What the visitor has put into a form; empty before. */
   name: string;
+  last: VisitorLine | undefined;
+  count: number;
+}
+
+export interface Conversation extends ConversationHead {
   readonly lines: VisitorLine[];
 }
+
+/** Of one conversation, so that nobody fills the memory; who comes back with so many is a new visitor. */
+export const mostLines = 1000;
 
 const idForm = /^web-[0-9a-f]{16}$/;
 const dayMs = 86_400_000;
@@ -43,7 +52,9 @@ export function localMoment(date: Date): string {
 }
 
 export class VisitorStore {
-  readonly #conversations = new Map<string, Conversation>();
+  readonly #heads = new Map<string, ConversationHead>();
+  /** Those of visitors who are here, with their lines. */
+  readonly #open = new Map<string, Conversation>();
   readonly #secret: Uint8Array;
 
   /** Makes the folder where it is missing. Throws when it cannot be read or written. */
@@ -54,7 +65,10 @@ export class VisitorStore {
     mkdirSync(folder, { recursive: true });
     this.#secret = this.#readSecret();
     this.sweep();
-    for (const file of this.#files()) this.#load(file);
+    for (const visitor of this.#visitors()) {
+      const conversation = this.#load(visitor);
+      if (conversation) this.#heads.set(visitor, headOf(conversation));
+    }
   }
 
   /** A new visitor's id and the key that proves it. */
@@ -76,35 +90,50 @@ export class VisitorStore {
 
   /** The conversation, begun where there is none; who may read it and where from is brought up to date. */
   begin(visitor: string, agents: readonly string[], city: string): Conversation {
-    const known = this.#conversations.get(visitor);
+    const known = this.find(visitor);
     const all = [...new Set([...(known?.agents ?? []), ...agents])];
     const isSame = known && known.agents.length === all.length && known.city === city;
-    const conversation = known ?? { visitor, agents: all, city, name: '', lines: [] };
+    const conversation = known ?? { visitor, agents: all, city, name: '', last: undefined, count: 0, lines: [] };
     conversation.agents = all;
     conversation.city = city;
-    this.#conversations.set(visitor, conversation);
     if (!isSame) this.#appendHead(conversation);
+    this.#open.set(visitor, conversation);
+    this.#heads.set(visitor, conversation);
     return conversation;
+  }
+
+  /** The visitor is not here any more. */
+  close(visitor: string): void {
+    const conversation = this.#open.get(visitor);
+    if (!conversation) return;
+    this.#open.delete(visitor);
+    this.#heads.set(visitor, headOf(conversation));
   }
 
   /** The visitor has told a name. */
   call(visitor: string, name: string): void {
-    const conversation = this.#conversations.get(visitor);
+    const conversation = this.#open.get(visitor);
     if (!conversation || conversation.name === name) return;
     conversation.name = name;
     this.#appendHead(conversation);
   }
 
   find(visitor: string): Conversation | undefined {
-    return this.#conversations.get(visitor);
+    return this.#open.get(visitor) ?? (this.#heads.has(visitor) ? this.#load(visitor) : undefined);
   }
 
-  /** Keeps a line. False when it is there already, by its id or its ref. */
+  isFull(visitor: string): boolean {
+    return (this.#heads.get(visitor)?.count ?? 0) >= mostLines;
+  }
+
+  /** Keeps a line of a conversation that is begun. False when it is there already, by its id or its ref. */
   add(visitor: string, line: VisitorLine): boolean {
-    const conversation = this.#conversations.get(visitor);
+    const conversation = this.#open.get(visitor);
     if (!conversation || this.lineOf(conversation, line)) return false;
     this.#append(visitor, line);
     conversation.lines.push(line);
+    conversation.last = line;
+    ++conversation.count;
     return true;
   }
 
@@ -120,38 +149,49 @@ export class VisitorStore {
     );
   }
 
-  all(): Conversation[] {
-    return [...this.#conversations.values()];
+  all(): ConversationHead[] {
+    return [...this.#heads.values()];
   }
 
   /** Drops what nobody has written to for too long. */
   sweep(now = Date.now()): void {
-    for (const file of this.#files()) {
-      if (now - statSync(join(this.folder, file)).mtimeMs <= this.days * dayMs) continue;
-      rmSync(join(this.folder, file), { force: true });
-      this.#conversations.delete(file.slice(0, -'.jsonl'.length));
+    for (const visitor of this.#visitors()) {
+      if (now - statSync(this.#fileOf(visitor)).mtimeMs <= this.days * dayMs) continue;
+      rmSync(this.#fileOf(visitor), { force: true });
+      this.#heads.delete(visitor);
+      this.#open.delete(visitor);
     }
   }
 
-  #files(): string[] {
-    return readdirSync(this.folder).filter((file) => idForm.test(file.replace(/\.jsonl$/, '')) && file.endsWith('.jsonl'));
+  #fileOf(visitor: string): string {
+    return join(this.folder, `${visitor}.jsonl`);
   }
 
-  #load(file: string): void {
-    let conversation: Conversation | undefined;
-    for (const text of readFileSync(join(this.folder, file), 'utf8').split('\n')) {
+  #visitors(): string[] {
+    const named = readdirSync(this.folder).filter((file) => file.endsWith('.jsonl'));
+    return named.map((file) => file.slice(0, -'.jsonl'.length)).filter((visitor) => idForm.test(visitor));
+  }
+
+  #load(visitor: string): Conversation | undefined {
+    if (!existsSync(this.#fileOf(visitor))) return undefined;
+    let head: ConversationHead | undefined;
+    const lines: VisitorLine[] = [];
+    const file = readFileSync(this.#fileOf(visitor), 'utf8');
+    // What a crash has cut off would swallow the line behind it.
+    if (!file.endsWith('\n')) appendFileSync(this.#fileOf(visitor), '\n');
+    for (const text of file.split('\n')) {
       const line = parsed(text);
       if (line?.visitor) {
-        const { visitor, agents, city, name = '' } = line;
-        conversation = { visitor, agents, city, name, lines: conversation?.lines ?? [] };
+        const { agents = [], city = '', name = '' } = line;
+        head = { visitor, agents, city, name, last: undefined, count: 0 };
       } else if (line?.taken) {
-        const known = conversation?.lines.find((each) => each.id === line.taken);
+        const known = lines.find((each) => each.id === line.taken);
         if (known) known.taken = true;
       } else if (line?.id) {
-        conversation?.lines.push(line);
+        lines.push(line as VisitorLine);
       }
     }
-    if (conversation) this.#conversations.set(conversation.visitor, conversation);
+    return head && { ...head, lines, last: lines[lines.length - 1], count: lines.length };
   }
 
   #appendHead({ visitor, agents, city, name }: Conversation): void {
@@ -159,7 +199,7 @@ export class VisitorStore {
   }
 
   #append(visitor: string, value: unknown): void {
-    appendFileSync(join(this.folder, `${visitor}.jsonl`), `${JSON.stringify(value)}\n`);
+    appendFileSync(this.#fileOf(visitor), `${JSON.stringify(value)}\n`);
   }
 
   #keyOf(id: string): string {
@@ -173,10 +213,16 @@ export class VisitorStore {
   }
 }
 
+function headOf({ visitor, agents, city, name, last, count }: Conversation): ConversationHead {
+  return { visitor, agents, city, name, last, count };
+}
+
+type FileLine = Partial<ConversationHead & Omit<VisitorLine, 'taken'> & { taken: string }>;
+
 // A line that was cut off by a crash is no line.
-function parsed(text: string): any {
+function parsed(text: string): FileLine | undefined {
   try {
-    return JSON.parse(text);
+    return JSON.parse(text) as FileLine;
   } catch {
     return undefined;
   }

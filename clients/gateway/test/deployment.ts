@@ -7,8 +7,9 @@ import { request as httpRequest } from 'node:http';
 import { createServer, type Socket } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
+import { after } from 'node:test';
 import { WebSocket } from 'ws';
-import { encodeForMainPort, openCodePage, outgoing, RecordStream, type CodePage } from '@vnq/protocol';
+import { base64Encode, encodeForMainPort, openCodePage, outgoing, RecordStream, type CodePage } from '@vnq/protocol';
 import { Gateway } from '../src/gateway';
 import { Log } from '../src/log';
 import { readOptions } from '../src/options';
@@ -24,6 +25,12 @@ export type SampleUser = keyof typeof sample;
 
 let deployments = 0;
 
+// A test that fails leaves nothing running, which would keep the whole run from ending.
+const running = new Set<Deployment>();
+after(async () => {
+  for (const each of [...running]) await each.stop();
+});
+
 /** Waits until a condition holds; throws with `what` after a time. */
 export async function until(condition: () => unknown, what: string, ms = 30_000): Promise<void> {
   const deadline = Date.now() + ms;
@@ -32,6 +39,10 @@ export async function until(condition: () => unknown, what: string, ms = 30_000)
     await new Promise((resolve) => setTimeout(resolve, 10));
   }
 }
+
+/** What a server says first, and to a log-in that it grants. */
+export const greeting = base64Encode(Buffer.from('.+SuccessfulConnection|#'));
+export const granted = base64Encode(Buffer.from('.+landing_successful|1|0||0|1|#'));
 
 export interface Answer {
   readonly status: number;
@@ -60,6 +71,7 @@ export class Deployment {
 
   /** Makes the folder; with VNQ_TEST_POSTGRES=ADDRESS:PORT its database is a new one there. */
   init(): void {
+    running.add(this);
     const postgres = process.env.VNQ_TEST_POSTGRES;
     if (postgres) this.#useDatabaseAt(...(postgres.split(':') as [string, string]));
     execFileSync(join(programs, 'vnqctl'), ['init', '--app-path', this.folder, '--demo'], { stdio: 'ignore' });
@@ -84,8 +96,9 @@ export class Deployment {
     await until(() => /\bready\b/.test(said) || server.exitCode !== null, `ready in ${said}`);
   }
 
-  /** A gateway before something that writes so many bytes to whoever comes. */
+  /** A gateway before something that grants every log-in, and writes so many bytes to whoever comes. */
   async startWithFakeServer(bytes: number): Promise<this> {
+    running.add(this);
     this.fake = new Flood(bytes);
     const port = await this.fake.listen(this.address);
     await this.startGateway('--server', `${this.address}:${port}`);
@@ -120,12 +133,22 @@ export class Deployment {
 
   /** How many records wait for the desktop of a user. */
   parked(user: string): number {
-    const ask = `${JSON.stringify({ id: 1, do: 'requests', user })}\n`;
+    return this.#ask({ do: 'requests', user }).requests.length;
+  }
+
+  /** What the desktop of a user has not had. */
+  unread(user: string): { text: string }[] {
+    return this.#ask({ do: 'unread', user, limit: 500 }).entries;
+  }
+
+  #ask(request: object): any {
     const args = ['history', '--serve', '--app-path', this.folder];
-    return JSON.parse(execFileSync(join(programs, 'vnqctl'), args, { input: ask }).toString()).result.requests.length;
+    const input = `${JSON.stringify({ id: 1, ...request })}\n`;
+    return JSON.parse(execFileSync(join(programs, 'vnqctl'), args, { input }).toString()).result;
   }
 
   async stop(): Promise<void> {
+    running.delete(this);
     for (const socket of this.#sockets) socket.close();
     await this.gateway?.stop();
     await this.endServer();
@@ -156,6 +179,15 @@ export class Deployment {
     return wire;
   }
 
+  /** A browser that has logged in at a server that only seems to be one. */
+  async loggedInAtFake(): Promise<Wire> {
+    const wire = this.open('/ws');
+    await wire.saw('.+SuccessfulConnection');
+    wire.send(outgoing.landing({ user: 'alice', password: 'x' }));
+    await until(() => wire.texts.length > 0, 'the session');
+    return wire;
+  }
+
   /** A browser that has logged in and is visible. */
   async login(user: SampleUser, machineId = 'web'): Promise<User> {
     const wire = this.open('/ws');
@@ -174,7 +206,6 @@ class Flood {
   #left: number;
   #written = 0;
   #waits = false;
-  #reads = true;
   #waitsSince = 0;
   #socket: Socket | undefined;
 
@@ -203,15 +234,15 @@ class Flood {
   }
 
   set readsNothing(isSo: boolean) {
-    this.#reads = !isSo;
     if (isSo) this.#socket?.pause();
     else this.#socket?.resume();
   }
 
   #pour(socket: Socket): void {
     this.#socket = socket;
+    if (this.#left === 0) socket.write(greeting);
+    socket.once('data', () => socket.write(granted));
     socket.on('data', () => undefined);
-    if (!this.#reads) socket.pause();
     socket.on('error', () => undefined);
     socket.on('drain', () => this.#more(socket));
     this.#more(socket);

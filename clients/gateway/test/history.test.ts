@@ -204,7 +204,7 @@ test('history: a reader that dies is started again', async () => {
   const logged: any[] = [];
   const options = { vnqctl: join(programs, 'vnqctl'), appPath: deployment.folder, processes: 1 };
   const history = new History(options, new Log((line) => logged.push(JSON.parse(line))));
-  assert.ok((await history.ask({ do: 'settings' })).code_page);
+  assert.ok((await history.ask<{ code_page: number }>({ do: 'settings' })).code_page);
   const waiting = history.ask({ do: 'conversations', user: '1' });
   process.kill(childOf(deployment.folder), 'SIGKILL');
   await waiting.catch((error) => assert.ok(error instanceof HistoryError));

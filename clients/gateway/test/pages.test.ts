@@ -1,10 +1,11 @@
 import { execFileSync } from 'node:child_process';
-import { mkdirSync, mkdtempSync, writeFileSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import { connect as connectTls } from 'node:tls';
+import { networkOf } from '../src/limits';
 import { Deployment, until } from './deployment';
 
 const folder = mkdtempSync(join(tmpdir(), 'vnq_pages_'));
@@ -50,6 +51,22 @@ test('pages: the widget is for every site', async () => {
   const widget = await deployment.get('/widget.js');
   assert.equal(widget.text, '// widget');
   assert.equal(widget.headers['access-control-allow-origin'], '*');
+});
+
+test('pages: a file that is exchanged is served anew, one that is gone is told of', async () => {
+  writeFileSync(join(folder, 'widget.js'), '// another widget');
+  assert.equal((await deployment.get('/widget.js')).text, '// another widget');
+  rmSync(join(folder, 'widget.js'));
+  assert.equal((await deployment.get('/widget.js')).status, 500);
+  assert.ok(deployment.logged.some(({ event, path }) => event === 'request_failed' && path === '/widget.js'));
+  assert.equal((await deployment.get('/')).status, 200);
+});
+
+test('limits: an IPv6 network counts as one address', () => {
+  const networks = ['10.0.0.9', '2001:db8:1:2:3:4:5:6', '2001:db8:1:2::7', '2001:0db8:0001:0002::', '::1', '2001:db8::5', 'fe80::1%eth0'];
+  assert.deepEqual(networks.map(networkOf), [
+    '10.0.0.9', '2001:db8:1:2::/64', '2001:db8:1:2::/64', '2001:db8:1:2::/64', '0:0:0:0::/64', '2001:db8:0:0::/64', 'fe80:0:0:0::/64',
+  ]);
 });
 
 test('pages: health and metrics are for operators', async () => {

@@ -3,7 +3,7 @@ import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import { outgoing } from '@vnq/protocol';
 import { Tokens } from '../src/tokens';
-import { Deployment, sample, until } from './deployment';
+import { Deployment, granted, greeting, sample, until } from './deployment';
 
 let deployment: Deployment;
 before(async () => {
@@ -31,47 +31,51 @@ test('session: a wrong password opens none', async () => {
   assert.deepEqual(wire.texts, []);
 });
 
-test('session: the road without a password opens none', async () => {
-  const wire = deployment.open('/ws');
-  await wire.saw('.+SuccessfulConnection');
-  wire.send('.+phone_log|3|#');
-  wire.send(outgoing.landing({ user: 'alice', password: sample.alice.password }));
-  await wire.saw('.+landing_successful|1|');
-  assert.deepEqual(wire.texts, []);
+test('session: before the log-in nothing of a stranger reaches the server', async () => {
+  const landing = outgoing.landing({ user: 'alice', password: sample.alice.password });
+  const attempts = ['.+phone_log|3|#', '.+customer||web-forger|x|y|#', outgoing.changePassword('1', 'stolen'), `${landing}.+y|#`, '.+y|#'];
+  for (const record of attempts) {
+    const wire = deployment.open('/ws');
+    await wire.saw('.+SuccessfulConnection');
+    wire.send(record);
+    assert.deepEqual(await wire.ended(), { code: 1008, reason: 'a log-in comes first' }, record);
+    assert.deepEqual([wire.texts, wire.records.length], [[], 1], record);
+  }
+  await deployment.login('alice');
 });
 
-test('session: a message whose text looks like an answer gives nobody a token', async () => {
-  const forger = deployment.open('/ws');
-  await forger.saw('.+SuccessfulConnection');
-  forger.send('.+customer||web-forger|x|y|#');
-  const ben = await deployment.login('ben');
-  ben.wire.send(`.+message|web-forger|2|.+landing_successful/1|font|F${process.pid}|1|#`.replace('/', '|'));
-  await forger.saw('.+message|2|');
-  forger.send(outgoing.landing({ user: 'carol', password: 'guess' }));
-  await forger.saw('.+LoginFailed');
-  assert.deepEqual(forger.texts, []);
+test('session: a second frame before the log-in is proven ends it', async () => {
+  const wire = deployment.open('/ws');
+  await wire.saw('.+SuccessfulConnection');
+  wire.send(outgoing.landing({ user: 'alice', password: sample.alice.password }));
+  wire.send('.+y|#');
+  assert.deepEqual(await wire.ended(), { code: 1012, reason: 'the log-in is not proven' });
 });
 
 test('session: every byte goes both ways as it is, a frame in one piece', async () => {
   const reads: Uint8Array[] = [];
   const echo = createServer((socket) => {
-    socket.on('data', (bytes: Uint8Array) => {
-      reads.push(bytes);
-      socket.write(bytes);
+    socket.write(greeting);
+    socket.once('data', () => {
+      socket.write(granted);
+      socket.on('data', (bytes: Uint8Array) => {
+        reads.push(bytes);
+        socket.write(bytes);
+      });
     });
   });
   await new Promise<void>((done) => echo.listen(0, deployment.address, done));
   const own = new Deployment();
   await own.startGateway('--server', `${deployment.address}:${(echo.address() as { port: number }).port}`);
-  const wire = own.open('/ws');
-  await wire.opened();
+  const wire = await own.loggedInAtFake();
+  const before = wire.frames.length;
   const frames = [1, 3, 256, 1400].map((size) => Buffer.from(Array.from({ length: size }, (_, i) => (i * 7) % 256)));
   for (const [index, frame] of frames.entries()) {
     wire.ws.send(frame, { binary: true });
-    await until(() => wire.frames.length > index, 'the echo');
+    await until(() => wire.frames.length > before + index, 'the echo');
   }
   assert.deepEqual(reads.map((read) => read.length), [1, 3, 256, 1400]);
-  assert.ok(Buffer.concat(wire.frames).equals(Buffer.concat(frames)));
+  assert.ok(Buffer.concat(wire.frames.slice(before)).equals(Buffer.concat(frames)));
   await own.stop();
   echo.close();
 });
@@ -116,9 +120,8 @@ test('session: a browser that reads nothing holds the server back, not the memor
 
 test('session: a server that reads nothing holds the browser back', async () => {
   const own = await new Deployment().startWithFakeServer(0);
+  const wire = await own.loggedInAtFake();
   own.fake!.readsNothing = true;
-  const wire = own.open('/ws');
-  await wire.opened();
   const frame = Buffer.alloc(1 << 19);
   for (let i = 0; i < 64; ++i) wire.ws.send(frame, { binary: true });
   let left = -1;

@@ -1,10 +1,16 @@
+import { EventEmitter } from 'node:events';
 import { createServer } from 'node:http';
-import { mkdtempSync, readdirSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, readdirSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import assert from 'node:assert/strict';
 import { outgoing } from '@vnq/protocol';
+import { Log } from '../src/log';
+import { Metrics } from '../src/metrics';
+import { VisitorDesk } from '../src/visitor_desk';
+import { mostLines, VisitorStore } from '../src/visitor_store';
+import { post } from '../src/webhook';
 import { Deployment, until, type User, type Wire } from './deployment';
 
 const folders: string[] = [];
@@ -127,7 +133,7 @@ test('visitor: only an agent of the visitor reads the conversation', async () =>
 });
 
 test('visitor: bad frames end the connection', async () => {
-  for (const frames of [['x'], ['[]'], ['{"type":"line","text":"x"}'], ['{"type":"hello"}', '{"type":"dance"}']]) {
+  for (const frames of [['x'], ['[]'], ['{"type":"line","text":"x"}'], ['{"type":"hello"}', '{"type":"dance"}'], ['{"type":"hello"}', '{"type":"hello"}']]) {
     const wire = deployment.open('/visitor');
     await wire.opened();
     for (const frame of frames) {
@@ -221,11 +227,74 @@ test('visitor: a conversation nobody goes on with is dropped after its days', as
   const visitor = await visit(own);
   visitor.say({ type: 'leave', ref: 'a', text: 'x' });
   await visitor.heard('taken');
-  const { VisitorStore } = await import('../src/visitor_store');
   const store = new VisitorStore(folder, 30);
   assert.equal(store.find(visitor.welcome.id)?.lines.length, 1);
   store.sweep(Date.now() + 31 * 86_400_000);
   assert.equal(store.find(visitor.welcome.id), undefined);
   assert.deepEqual(readdirSync(folder), ['secret']);
   await own.stop();
+});
+
+test('visitor: a conversation that cannot be written ends that connection and nothing else', async () => {
+  const own = new Deployment();
+  const folder = join(own.folder, 'visitors');
+  await own.start(...visitorFlags(folder));
+  await own.login('alice');
+  const visitor = await visit(own);
+  const file = join(folder, `${visitor.welcome.id}.jsonl`);
+  rmSync(file);
+  mkdirSync(file);
+  visitor.say({ type: 'line', ref: 'a', text: 'x' });
+  assert.equal((await visitor.ended()).code, 1011);
+  assert.match(own.logged.find(({ event }) => event === 'visitor_failed').why, /EISDIR/);
+  const other = await visit(own);
+  other.say({ type: 'line', ref: 'a', text: 'x' });
+  await other.heard('taken');
+  await own.stop();
+});
+
+test('visitor: what was written while the server was away is sent although the visitor has left', async (t) => {
+  const own = await new Deployment().start();
+  t.after(() => own.stop());
+  const folder = join(own.folder, 'visitors');
+  const store = new VisitorStore(folder, 30);
+  const desk = new VisitorDesk({
+    mainPort: { host: own.address, port: 6004 },
+    page: own.page,
+    agents: ['1'],
+    formWebhook: undefined,
+    store,
+    history: undefined,
+    post,
+    log: new Log(() => undefined),
+    metrics: new Metrics(),
+    lingerMs: 1,
+  });
+  t.after(() => desk.stop());
+  const ws = Object.assign(new EventEmitter(), { told: [] as string[], send: (frame: string) => void ws.told.push(frame), close: () => undefined });
+  desk.receive(ws as never, '127.0.0.1');
+  ws.emit('message', '{"type":"hello"}', false);
+  await until(() => ws.told.some((frame) => frame.includes('welcome')), 'the welcome');
+  await own.endServer('SIGKILL');
+  ws.emit('message', '{"type":"line","ref":"a","text":"left behind"}', false);
+  await until(() => store.all()[0].count === 1, 'the line');
+  ws.emit('close');
+  await own.startServer();
+  await until(() => desk.size === 0, 'the end of the visit');
+  assert.deepEqual(store.find(store.all()[0].visitor)?.lines.map(({ text, taken }) => [text, taken]), [['left behind', true]]);
+});
+
+test('visitor: a conversation of many lines is read again from its file, and is full at last', () => {
+  const folder = mkdtempSync(join(tmpdir(), 'vnq_visitors_'));
+  folders.push(folder);
+  const store = new VisitorStore(folder, 30);
+  const { id, key } = store.invite();
+  store.begin(id, ['1'], 'Lyon');
+  const line = (i: number) => ({ id: `L${i}`, ref: `r${i}`, time: '2026-03-04 10:00:00', from: id, text: `line ${i}` });
+  for (let i = 0; i < mostLines; ++i) store.add(id, line(i));
+  store.close(id);
+  for (const each of [store, new VisitorStore(folder, 30)]) {
+    assert.deepEqual([each.isProven(id, key), each.isFull(id), each.all()[0].count], [true, true, mostLines]);
+    assert.deepEqual(each.find(id)?.lines.slice(-1), [line(mostLines - 1)]);
+  }
 });

@@ -1,7 +1,8 @@
 // Records, Base64 text, code pages and escapes, as the server has them.
 export { base64Decode, base64Encode } from './base64';
 export { CodePage, codePageNumbers, openCodePage } from './code_page';
-export type { CodePageNumber, PageTable } from './code_page';
+export type { CodePageNumber } from './code_page';
+export type { PageTable } from './tables/page_table';
 export {
   escapeText,
   fieldText,

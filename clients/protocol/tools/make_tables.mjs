@@ -88,7 +88,7 @@ function make(page, lead, trail) {
     lines.push(`  preferred: ${JSON.stringify(preferred)},`, `  readOnly: ${JSON.stringify(readOnly)},`);
   }
   const text = `// Code page ${page}. Made by tools/make_tables.mjs from the server's own tables; not to be edited.
-import type { PageTable } from '../code_page';
+import type { PageTable } from './page_table';
 
 export const table: PageTable = {
 ${lines.join('\n')}

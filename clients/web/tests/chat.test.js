@@ -102,6 +102,14 @@ test('away: what came meanwhile is counted, read once, and read for good', async
   assert.deepEqual(await w.texts(), ['first 一', 'second 二', 'third 三', '都看到了']);
 });
 
+test('presence: who closes the tab is seen to go at once', async () => {
+  const [a, b] = [await deployment.comes(alice), await deployment.comes(ben)];
+  await a.tab('People').click();
+  await a.page.locator('.panel .row:not(.absent)', { hasText: ben.name }).waitFor();
+  await b.page.goto('about:blank');
+  await a.page.locator('.panel .row.absent', { hasText: ben.name }).waitFor({ timeout: 10_000 });
+});
+
 test('unread: a conversation that is not open counts, one that is open does not', async () => {
   const [a, b] = [await deployment.comes(alice), await deployment.comes(ben)];
   await b.open(carol.name);

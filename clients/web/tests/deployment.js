@@ -122,9 +122,16 @@ export class Deployment {
     page.on('pageerror', (error) => this.complaints.push(`${account.user}: ${error.message}`));
     page.on('console', (message) => {
       const text = message.text();
-      // A connection that is refused while the server is away is told by every browser.
-      if (message.type() !== 'error' || /WebSocket|ERR_CONNECTION|status of (401|502|503)/.test(text)) return;
+      // A connection that is refused while the server is away is told by every browser; a refused request in more words below.
+      if (message.type() !== 'error' || /WebSocket|ERR_CONNECTION|status of \d/.test(text)) return;
       this.complaints.push(`${account.user}: ${text}`);
+    });
+    page.on('response', (response) => {
+      if (response.status() < 400 || [401, 502, 503].includes(response.status())) return;
+      // People come and go here faster than anywhere, and may get a line that was for the one before on their slot. It is in
+      // no history of theirs, and the client marks what stands in front of it.
+      if (response.status() === 404 && response.url().endsWith('/api/read')) return;
+      this.complaints.push(`${account.user}: ${response.status()} ${response.url()} ${response.request().postData() ?? ''}`);
     });
     await page.goto(this.url);
     const person = new Person(page, account);

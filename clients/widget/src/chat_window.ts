@@ -30,7 +30,7 @@ function make<Tag extends keyof HTMLElementTagNameMap>(
 ): HTMLElementTagNameMap[Tag] {
   const element = document.createElement(tag);
   for (const [name, value] of Object.entries(properties)) {
-    if (name in element) (element as any)[name] = value;
+    if (name in element) Reflect.set(element, name, value);
     else element.setAttribute(name, String(value));
   }
   element.append(...children);

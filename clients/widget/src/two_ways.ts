@@ -11,6 +11,31 @@ export interface TwoWaysSettings {
   readonly storage: Storage | undefined;
 }
 
+interface LineFrame {
+  readonly type: 'line';
+  readonly id: string;
+  readonly ref?: string;
+  readonly from: string;
+  readonly name: string;
+  readonly text: string;
+}
+
+interface WelcomeFrame {
+  readonly type: 'welcome';
+  readonly id: string;
+  readonly key: string;
+  readonly present: boolean;
+  readonly lines: readonly LineFrame[];
+}
+
+/** What the gateway says. */
+type Frame =
+  | WelcomeFrame
+  | LineFrame
+  | { readonly type: 'presence'; readonly present: boolean }
+  | { readonly type: 'taken'; readonly ref: string }
+  | { readonly type: 'refused'; readonly ref: string; readonly why: Refused };
+
 const storageKey = 'vnq-visitor';
 const firstRetryMs = 500;
 const longestRetryMs = 20_000;
@@ -64,15 +89,15 @@ export class TwoWays implements Road {
     this.#socket?.send(JSON.stringify({ type: 'hello', agents, city, language, ...this.#identity() }));
   }
 
-  #take(frame: any): void {
+  #take(frame: Frame): void {
     if (frame.type === 'welcome') this.#welcome(frame);
     else if (frame.type === 'presence') this.events.state(frame.present ? 'here' : 'away');
     else if (frame.type === 'line') this.#line(frame);
     else if (frame.type === 'taken') this.#done(frame.ref, () => this.events.taken(frame.ref));
-    else if (frame.type === 'refused') this.#done(frame.ref, () => this.events.refused(frame.ref, frame.why as Refused));
+    else if (frame.type === 'refused') this.#done(frame.ref, () => this.events.refused(frame.ref, frame.why));
   }
 
-  #welcome({ id, key, present, lines }: any): void {
+  #welcome({ id, key, present, lines }: WelcomeFrame): void {
     this.#welcomed = true;
     this.#retryMs = firstRetryMs;
     this.#keepIdentity({ id, key });
@@ -81,7 +106,7 @@ export class TwoWays implements Road {
     for (const text of this.#waiting.values()) this.#socket?.send(text);
   }
 
-  #line({ id, ref, from, name, text }: any): void {
+  #line({ id, ref, from, name, text }: LineFrame): void {
     this.events.line({ id, ref, isOwn: from === 'you', name, text });
   }
 

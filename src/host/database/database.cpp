@@ -347,6 +347,7 @@ void Cursor::AddNew() {
     return;
   }
   assigned_.clear();
+  assigned_.reserve(rows_.columns->size());
   adding_ = true;
 }
 

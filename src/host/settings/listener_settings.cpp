@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "host/settings/ini_values.h"
+#include "host/settings/listener_keys.h"
 #include "support/trim.h"
 
 namespace vnq {
@@ -68,6 +69,10 @@ void ReadProxies(IniValues& values, std::string_view section, AddressList& proxi
 }
 
 }  // namespace
+
+std::span<const std::string_view> ListenerKeys() {
+  return kKeys;
+}
 
 void ReadListeners(IniValues& values, const std::string& bindAddress,
                    std::vector<ListenerSettings>& listeners) {

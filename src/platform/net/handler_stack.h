@@ -1,4 +1,4 @@
-// Private to platform: the stacks that handlers run on, and what changing from one to another takes.
+// Private to platform: the stacks that handlers run on, and what changing between them takes.
 #pragma once
 
 #include <cxxabi.h>
@@ -62,8 +62,8 @@ class GuardedStack {
   StackRange* range_;
 };
 
-/// The C++ runtime keeps the exceptions in flight per thread. Two handlers inside catch blocks would
-/// see each other's, so each stack carries its own copy.
+/// The C++ runtime keeps the exceptions in flight per thread. Two handlers inside catch blocks
+/// would see each other's, so each stack carries its own copy.
 struct ExceptionState {
   void* caught = nullptr;
   unsigned int uncaught = 0;

@@ -109,6 +109,16 @@ std::vector<uint16_t> BuildFromUnicode(UConverter* converter) {
   return table;
 }
 
+// Appends the ASCII letters from `at` on, which are the same on every page. False: nothing is left.
+bool TakeAscii(std::string_view from, size_t& at, std::string& to) {
+  if (at < from.size() && static_cast<unsigned char>(from[at]) < 0x80) {
+    const size_t count = AsciiPrefix(from.substr(at));
+    to.append(from.substr(at, count));
+    at += count;
+  }
+  return at < from.size();
+}
+
 }  // namespace
 
 std::shared_ptr<const CodePage> CodePage::Open(int number) {
@@ -122,11 +132,10 @@ std::shared_ptr<const CodePage> CodePage::Open(int number) {
 }
 
 std::string CodePage::ToBytes(std::string_view utf8) const {
-  size_t at = AsciiPrefix(utf8);
   std::string bytes;
   bytes.reserve(utf8.size());
-  bytes.append(utf8.substr(0, at));
-  while (at < utf8.size()) {
+  size_t at = 0;
+  while (TakeAscii(utf8, at, bytes)) {
     const char32_t value = NextCodePoint(utf8, at);
     const unsigned code = value < 0x10000 ? fromUnicode_[value] : 0;
     if (code > 0xFF) bytes.push_back(static_cast<char>(code >> 8));
@@ -136,11 +145,11 @@ std::string CodePage::ToBytes(std::string_view utf8) const {
 }
 
 std::string CodePage::FromBytes(std::string_view bytes) const {
-  size_t at = AsciiPrefix(bytes);
+  const size_t ascii = AsciiPrefix(bytes);
   std::string text;
-  text.reserve(at + (bytes.size() - at) * 2);
-  text.append(bytes.substr(0, at));
-  while (at < bytes.size()) {
+  text.reserve(ascii + (bytes.size() - ascii) * 2);
+  size_t at = 0;
+  while (TakeAscii(bytes, at, text)) {
     const auto byte = static_cast<unsigned char>(bytes[at++]);
     char16_t unit = toUnicode_[byte];
     if (leadBytes_[byte] && at < bytes.size()) {

@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int64_t kMegabyte = int64_t{1024} * 1024;
-constexpr int64_t kLongLogMb = 64;
+constexpr int64_t kLongLogMb = 128;
 constexpr uint64_t kDescriptorsOfItsOwn = 100;
 
 /// The owners of what lies in the folder.

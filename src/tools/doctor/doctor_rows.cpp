@@ -5,6 +5,7 @@
 #include <map>
 
 #include "host/database/database.h"
+#include "host/database/database_engine.h"
 #include "platform/system/password_hash.h"
 #include "support/ascii_case.h"
 #include "support/replace_all.h"
@@ -152,6 +153,12 @@ void CheckCodePage(Database& database, const ProgramFolder& folder, const ShownC
                    SettingCure(folder, "locale.code_page", "936"));
 }
 
+// As the schema has it. SQLite bounds no text.
+std::string_view PasswordColumnType(DatabaseEngine engine) {
+  return engine == DatabaseEngine::kPostgres ? "type text"
+                                             : "nvarchar(255) collate Latin1_General_100_BIN2";
+}
+
 // A hash has 90 characters.
 void CheckPasswordColumn(Database& database, const ProgramFolder& folder, Findings& findings) {
   constexpr size_t kHashLength = 90;
@@ -162,7 +169,8 @@ void CheckPasswordColumn(Database& database, const ProgramFolder& folder, Findin
   findings.Error(KeyAt(PlatformIniPath(folder.appPath), "protection", "hash_passwords", "yes") +
                  ": column UserPaws of table Users_ID takes " + std::to_string(most) +
                  " characters, and a stored hash has " + std::to_string(kHashLength) +
-                 "; make the column longer");
+                 "; alter table Users_ID alter column UserPaws " +
+                 std::string(PasswordColumnType(EngineOf(folder.settings, folder.platform))));
 }
 
 // A server that does not know them for hashes compares them as they are.

@@ -56,11 +56,12 @@ TEST_F(OdbcOutageTest, AClosedPortFailsAtOnceAndIsTriedAgainAfterTheBackOff) {
   server_.Start();
   clock_.nowMs += 900;
   EXPECT_TRUE(Fails("select 1")) << "within the back-off nothing is tried";
-  EXPECT_EQ(said_.Count(), 1) << said_.Text();
+  EXPECT_EQ(said_.Count(), 2) << "the end of the session, and why there is no other: "
+                              << said_.Text();
   clock_.nowMs += kBackOffMs;
   EXPECT_EQ(Text("select 1"), "1");
   EXPECT_EQ(Text("select 1"), "1");
-  EXPECT_EQ(said_.Count(), 2) << said_.Text();
+  EXPECT_EQ(said_.Count(), 3) << said_.Text();
 }
 
 TEST_F(OdbcOutageTest, AServerThatAcceptsAndStaysSilentHoldsUpOneConnectOnly) {
@@ -116,24 +117,38 @@ TEST_F(OdbcOutageTest, AConnectionDroppedUnderASelectIsMadeAnew) {
   ASSERT_TRUE(Add("a"));
   MustRun("exec vnq_fault 'drop', 1");
   EXPECT_EQ(Count(), "1");
-  EXPECT_EQ(said_.Count(), 0) << said_.Text();
+  EXPECT_EQ(said_.Count(), 1) << said_.Text();
+  EXPECT_TRUE(driver_->SyncCommitted()) << "nothing was at stake";
 }
 
-TEST_F(OdbcOutageTest, AConnectionDroppedUnderAChangeFailsItAndThenBacksOff) {
+TEST_F(OdbcOutageTest, AConnectionDroppedUnderAChangeFailsItAndTheNextIsNotHeldUp) {
   MustRun("exec vnq_fault 'drop', 1");
   EXPECT_FALSE(Add("a"));
-  EXPECT_FALSE(Add("b")) << "within the back-off";
+  EXPECT_TRUE(Add("b")) << driver_->LastError();
+  EXPECT_EQ(Text("select Name from People"), "b");
+  EXPECT_EQ(said_.Count(), 1) << said_.Text();
+  EXPECT_NE(said_.Text().find("; connecting again"), std::string::npos) << said_.Text();
+  EXPECT_FALSE(driver_->SyncCommitted()) << "nobody knows whether the first was done";
+  EXPECT_EQ(driver_->LastTrouble(), SqlTrouble::kUnavailable);
+  EXPECT_TRUE(driver_->SyncCommitted());
+}
+
+TEST_F(OdbcOutageTest, WhereItCannotConnectAgainItBacksOff) {
+  MustRun("exec vnq_fault 'refused_logins', 1");
+  MustRun("exec vnq_fault 'drop', 1");
+  EXPECT_FALSE(Add("a"));
+  EXPECT_FALSE(Add("b")) << "its log-in is refused";
+  EXPECT_FALSE(Add("c")) << "within the back-off";
   clock_.nowMs += kBackOffMs;
-  EXPECT_TRUE(Add("c"));
-  EXPECT_EQ(Text("select Name from People"), "c");
-  EXPECT_EQ(said_.Count(), 2) << said_.Text();
+  EXPECT_TRUE(Add("d"));
+  EXPECT_EQ(Text("select Name from People"), "d");
 }
 
 TEST_F(OdbcOutageTest, AChangeWhoseAnswerIsLostIsNotRunAgain) {
   MustRun("exec vnq_fault 'answer_lost', 1");
   EXPECT_FALSE(Add("a"));
-  clock_.nowMs += kBackOffMs;
   EXPECT_EQ(Count(), "1");
+  EXPECT_FALSE(driver_->SyncCommitted());
 }
 
 TEST_F(OdbcOutageTest, AServerStartedAnewWhileNothingRanCostsNoStatement) {
@@ -145,7 +160,8 @@ TEST_F(OdbcOutageTest, AServerStartedAnewWhileNothingRanCostsNoStatement) {
   server_.Stop();
   server_.Start();
   EXPECT_EQ(Count(), "2");
-  EXPECT_EQ(said_.Count(), 0) << said_.Text();
+  EXPECT_EQ(said_.Count(), 2) << "the end of each session: " << said_.Text();
+  EXPECT_TRUE(driver_->SyncCommitted()) << "no change met it";
 }
 
 TEST_F(OdbcOutageTest, ATransactionThatIsLostTakesNoFurtherStatement) {

@@ -242,15 +242,15 @@ TEST_F(SqliteDriverTest, ALogThatGrewBehindALongReaderIsShortAgainAfterIt) {
   program_->Run("begin; select * from People");
   const std::string large(1 << 20, 'x');
   auto insert = [&] { return Run("insert into People(Name) values(?)", {SqlValue::Text(large)}); };
-  for (int i = 0; i < 40; ++i) ASSERT_TRUE(insert());
+  for (int i = 0; i < 80; ++i) ASSERT_TRUE(insert());
   ASSERT_TRUE(driver_->SyncCommitted());
-  EXPECT_GT(std::filesystem::file_size(path_ + "-wal"), 40U << 20);
+  EXPECT_GT(std::filesystem::file_size(path_ + "-wal"), 80U << 20);
   program_->Run("commit");
   for (int i = 0; i < 3; ++i) {
     ASSERT_TRUE(insert());
     ASSERT_TRUE(driver_->SyncCommitted());
   }
-  EXPECT_LE(std::filesystem::file_size(path_ + "-wal"), 16U << 20);
+  EXPECT_LE(std::filesystem::file_size(path_ + "-wal"), 64U << 20);
 }
 
 TEST_F(SqliteDriverTest, AFileThatVanishesFailsAndComesBack) {
@@ -320,13 +320,13 @@ TEST_P(SqliteDurability, ALongLogIsMovedIntoTheFileAtTheSync) {
   auto logBytes = [&] { return std::filesystem::file_size(path_ + "-wal"); };
   std::string large(1 << 20, 'x');
   auto insert = [&] { return Run("insert into People(Name) values(?)", {SqlValue::Text(large)}); };
-  for (int i = 0; i < 6; ++i) ASSERT_TRUE(insert());
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(insert());  // what a busy second writes
   auto before = logBytes();
-  EXPECT_GT(before, 6U << 20) << "no check point inside a statement";
+  EXPECT_GT(before, 20U << 20) << "no check point inside a statement";
   ASSERT_TRUE(driver_->SyncCommitted()) << driver_->LastError();
-  EXPECT_GT(std::filesystem::file_size(path_), 6U << 20);
+  EXPECT_GT(std::filesystem::file_size(path_), 20U << 20);
   ASSERT_TRUE(insert());
-  EXPECT_EQ(logBytes(), before) << "the log is written from its start again";
+  EXPECT_EQ(logBytes(), before) << "written from its start again, and not cut under the lock";
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, SqliteDurability,

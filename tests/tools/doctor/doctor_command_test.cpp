@@ -650,10 +650,10 @@ const Breakage kBreakages[] = {
     {"LongWriteAheadLog",
      [](BrokenFolder& f) {
        f.folder().Write("Web/Data/vnq.db-wal", "");
-       std::filesystem::resize_file(f.Path("Web/Data/vnq.db-wal"), 70'000'000);
+       std::filesystem::resize_file(f.Path("Web/Data/vnq.db-wal"), 140'000'000);
      },
      "warning",
-     {"vnq.db-wal has 66 MB", "keeps a transaction", "fuser "}},
+     {"vnq.db-wal has 133 MB", "keeps a transaction", "fuser "}},
     {"PresenceWithoutASession",
      [](BrokenFolder& f) { f.Execute("update Users_ID set UserIcoLine=1"); },
      "warning",

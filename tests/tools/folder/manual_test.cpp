@@ -1,5 +1,6 @@
 // The manual against what the programs know.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,12 +14,14 @@
 #include <CLI/CLI.hpp>
 
 #include "host/protection/protection_settings.h"
+#include "host/settings/listener_keys.h"
 #include "host/settings/platform_settings.h"
 #include "host/settings/setting_keys.h"
 #include "support/replace_all.h"
 #include "tests/harness/app_folder.h"
 #include "tests/harness/shell_run.h"
 #include "tools/all_commands.h"
+#include "tools/folder/app_folder.h"
 #include "tools/folder/init_command.h"
 
 namespace vnq {
@@ -97,6 +100,19 @@ TEST(Manual, NamesEveryKeyOfPlatformIni) {
     for (const std::string& key : Quoted(row.at(0))) told.insert("nodes " + key);
   }
   EXPECT_EQ(told, written);
+}
+
+TEST(Manual, NamesEveryKeyOfAListenerAsAFreshPlatformIniDoes) {
+  const std::set<std::string> read(ListenerKeys().begin(), ListenerKeys().end());
+  std::set<std::string> told, written;
+  for (const Cells& row : RowsBelow("### Listeners: sections [listener NAME] of platform.ini")) {
+    for (const std::string& key : Quoted(row.at(0))) told.insert(key);
+  }
+  for (const IniKey& key : PlatformIniKeys()) {
+    if (key.section == "listener clients") written.insert(key.key);
+  }
+  EXPECT_EQ(told, read);
+  EXPECT_EQ(written, read);
 }
 
 // The events of the log, as the sources name them.
@@ -352,7 +368,7 @@ Cells Shown(const std::filesystem::path& page, const std::string& program) {
         shown.push_back(piece.substr(mine.size()));
         group = piece.substr(mine.size(), piece.find(' ', mine.size()) - mine.size());
       } else if (isRow) {
-        shown.push_back(group + " " + piece);
+        shown.push_back(fmt::format("{} {}", group, piece));
       }
     }
   }

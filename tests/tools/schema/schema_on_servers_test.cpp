@@ -112,6 +112,22 @@ TEST_P(ServerSchema, UpgradeAddsAColumnAndLeavesANewerVersionAlone) {
   EXPECT_THAT(err_.str(), HasSubstr("the database is of schema version 2, and this program"));
 }
 
+TEST_P(ServerSchema, DoctorFindsAColumnThatIsTooShortForStoredHashes) {
+  ASSERT_EQ(Init(), 0) << err_.str();
+  folder_.Write("platform.ini",
+                folder_.ReadBytes("platform.ini") + "\n[protection]\nhash_passwords=yes\n");
+  Doctor();
+  EXPECT_THAT(out_.str(), Not(HasSubstr("UserPaws")));
+  Execute("alter table Users_ID drop column UserPaws");
+  Execute(IsPostgres() ? "alter table Users_ID add UserPaws varchar(64)"
+                       : "alter table Users_ID add UserPaws nvarchar(64) null");
+  EXPECT_EQ(Doctor(), 1);
+  EXPECT_THAT(out_.str(),
+              HasSubstr("/platform.ini: [protection] hash_passwords=yes: column UserPaws of table "
+                        "Users_ID takes 64 characters, and a stored hash has 90; alter table "
+                        "Users_ID alter column UserPaws "));
+}
+
 TEST_P(ServerSchema, DatabaseFillsInIdDateAndTime) {
   ASSERT_EQ(Init(), 0) << err_.str();
   Execute("insert into MessengClot_Text(Msg_ID) values('a')");

@@ -2,7 +2,7 @@
 
 import { computed, signal } from '@preact/signals';
 import type { ConversationName, EntryPage, HistoryEntry } from '@vnq/client';
-import { newMessageId } from '@vnq/client';
+import { GatewayError, newMessageId } from '@vnq/client';
 import { groups, nameOfGroup, nameOfPerson, people } from './directory';
 import { knownLine, noteDelivered } from './deliveries';
 import { Line, LineStatus, now, withLatest, withLine, withOlder } from './lines';
@@ -326,9 +326,22 @@ export function open(key: string): void {
   else loadLatest(key).catch(() => undefined);
 }
 
+/** The conversation that the page's address names; "" for none. */
+export function keyInAddress(): string {
+  try {
+    const key = decodeURIComponent(location.hash.slice(2));
+    return /^(peer|group|visitor)\/.|^notices$/.test(key) ? key : '';
+  } catch {
+    return '';
+  }
+}
+
 // Conversations of which something was shown that the server has not been told yet, and those that it
 // is being told of.
 const owed = new Set<string>();
+// Lines that came live and are in no history of the user: the server has handed over what waited for somebody else on the
+// same slot.
+const strays = new Set<string>();
 const marking = new Set<string>();
 
 /** What is shown counts as read, here and at the server. */
@@ -341,7 +354,8 @@ export function markRead(key: string): void {
     if (unread > 0) change(key, { unread: 0 });
     return;
   }
-  const through = [...lines].reverse().find((line) => line.status !== 'queued' && line.status !== 'sent');
+  const isAtServer = ({ id: each, status }: Line) => status !== 'queued' && status !== 'sent' && !strays.has(each);
+  const through = [...lines].reverse().find(isAtServer);
   if ((unread === 0 && !owed.has(key)) || !through || marking.has(key)) return;
   owed.delete(key);
   marking.add(key);
@@ -352,9 +366,12 @@ export function markRead(key: string): void {
       if (owed.has(key) && key === current.value) markRead(key);
     },
     // Told with the next line that is shown, or after the next log-in.
-    () => {
+    (error: unknown) => {
       marking.delete(key);
       owed.add(key);
+      if (!(error instanceof GatewayError) || error.status !== 404) return;
+      strays.add(through.id);
+      markRead(key);
     },
   );
 }

@@ -7,6 +7,7 @@ import {
   conversation,
   current,
   forgetConversations,
+  keyInAddress,
   keyOf,
   noteRetracted,
   open,
@@ -40,6 +41,9 @@ export const isLoggedIn = signal(false);
 export const shaken = signal(0);
 export const ownPresence = signal<'online' | 'away' | 'offline'>('online');
 
+const firstRetryMs = 1_000;
+const longestRetryMs = 30_000;
+
 const states = { offline: 0, online: 1, away: 2, phone: 3 };
 
 interface Config {
@@ -62,8 +66,7 @@ export async function logIn(user: string, password: string): Promise<void> {
     client.value = fresh;
     await fresh.login();
     remember('user', user);
-    const address = decodeURIComponent(location.hash.slice(2));
-    if (/^(peer|group|visitor)\/.|^notices$/.test(address)) open(address);
+    open(keyInAddress());
     isLoggedIn.value = true;
   } catch (error) {
     client.value = undefined;
@@ -104,7 +107,7 @@ export async function refreshDirectory(): Promise<void> {
 function listen(fresh: Client): void {
   fresh.on('session', ({ token }) => setToken(token));
   fresh.on('state', (state) => (connection.value = state));
-  fresh.on('ready', () => void onReady());
+  fresh.on('ready', () => void onReady(fresh));
   fresh.on('ended', ({ kind, retryIn }) => {
     retryAt.value = retryIn === undefined ? 0 : Date.now() + retryIn;
     if (retryIn !== undefined || !isLoggedIn.value) return;
@@ -120,14 +123,23 @@ function listen(fresh: Client): void {
   listenToPeople(fresh);
 }
 
-async function onReady(): Promise<void> {
-  try {
-    await refreshDirectory();
-    await Promise.all([refresh(), loadRequests()]);
-  } catch {
-    toast(t('history_unavailable'));
-  }
+let readyCount = 0;
+
+// Asked again until it is answered: there is nothing to be seen without it.
+async function onReady(fresh: Client): Promise<void> {
+  const count = ++readyCount;
   showUnconfirmed();
+  for (let waitMs = firstRetryMs; ; waitMs = Math.min(2 * waitMs, longestRetryMs)) {
+    try {
+      await refreshDirectory();
+      await Promise.all([refresh(), loadRequests()]);
+      return showUnconfirmed();
+    } catch {
+      if (waitMs === firstRetryMs) toast(t('history_unavailable'));
+    }
+    await new Promise((resolve) => setTimeout(resolve, waitMs));
+    if (count !== readyCount || fresh.state !== 'ready') return;
+  }
 }
 
 function come(key: string, line: Line, who: string): void {
@@ -197,6 +209,9 @@ const isGone = ({ step, userId }: Verify, own: string) =>
 function leaveView(groupId: string): void {
   if (current.value === keyOf('group', groupId)) open('');
 }
+
+// Who closes the tab is seen to go at once; the server would find it out later and tell nobody.
+addEventListener('pagehide', () => void client.value?.logout());
 
 // Broadcasts of presence end where a server has many connections; a look now and then mends that.
 setInterval(() => {

@@ -1,7 +1,7 @@
 // The whole page.
 
 import { useEffect, useRef } from 'preact/hooks';
-import { current, markRead, open } from '../model/conversations';
+import { current, keyInAddress, markRead, open } from '../model/conversations';
 import { client, connection } from '../model/server';
 import { isLoggedIn, shaken } from '../model/session';
 import { dismiss, toasts } from '../model/toasts';
@@ -51,7 +51,7 @@ function Toasts() {
 // The address names the conversation, so that the browser's "back" leads out of it.
 function useAddress(): void {
   useEffect(() => {
-    const onHash = () => open(decodeURIComponent(location.hash.slice(2)));
+    const onHash = () => open(keyInAddress());
     addEventListener('hashchange', onHash);
     return () => removeEventListener('hashchange', onHash);
   }, []);

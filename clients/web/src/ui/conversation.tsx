@@ -21,7 +21,7 @@ import { client, connection, ownId } from '../model/server';
 import { remember, remembered } from '../model/storage';
 import { toast } from '../model/toasts';
 import { language, t } from '../texts';
-import { dialog } from './dialogs';
+import { dialog } from './shown_dialog';
 import { Avatar, Icon, IconButton, textOfState } from './parts';
 
 function dayWords(day: string): string {

@@ -1,20 +1,10 @@
-// Which dialog stands in front of the page.
+// The dialogs that can stand in front of the page.
 
-import { signal } from '@preact/signals';
 import { GroupDialog, JoinGroupDialog, NewGroupDialog } from './group_dialogs';
 import { NoticeDialog } from './notice_dialog';
 import { PersonDialog, ProfileDialog } from './person_dialogs';
 import { SettingsDialog } from './settings_dialog';
-
-export type Shown =
-  | { readonly name: 'group' | 'person'; readonly id: string }
-  | { readonly name: 'newGroup' | 'joinGroup' | 'notice' | 'profile' | 'settings' };
-
-export const dialog = signal<Shown | undefined>(undefined);
-
-export function closeDialog(): void {
-  dialog.value = undefined;
-}
+import { dialog } from './shown_dialog';
 
 export function Dialogs() {
   const shown = dialog.value;

@@ -6,7 +6,7 @@ import { client } from '../model/server';
 import { toast } from '../model/toasts';
 import { t } from '../texts';
 import { attempt } from './attempt';
-import { closeDialog } from './dialogs';
+import { closeDialog } from './shown_dialog';
 import { Chooser, Dialog, Field } from './parts';
 
 export function NoticeDialog() {

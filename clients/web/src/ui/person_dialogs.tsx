@@ -8,7 +8,7 @@ import { refreshDirectory } from '../model/session';
 import { toast } from '../model/toasts';
 import { t, Text } from '../texts';
 import { attempt } from './attempt';
-import { closeDialog } from './dialogs';
+import { closeDialog } from './shown_dialog';
 import { Avatar, Dialog, Field, textOfState } from './parts';
 
 interface ProfileAnswer {

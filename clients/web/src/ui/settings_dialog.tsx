@@ -6,7 +6,7 @@ import { client } from '../model/server';
 import { logOut, ownPresence } from '../model/session';
 import { Language, language, setLanguage, t } from '../texts';
 import { attempt } from './attempt';
-import { closeDialog, dialog } from './dialogs';
+import { closeDialog, dialog } from './shown_dialog';
 import { Dialog } from './parts';
 
 interface SelectProps<T extends string> {

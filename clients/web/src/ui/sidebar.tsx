@@ -2,6 +2,7 @@
 
 import { signal } from '@preact/signals';
 import type { HistoryEntry } from '@vnq/client';
+import type { ComponentChildren } from 'preact';
 import { useEffect, useState } from 'preact/hooks';
 import {
   chats,
@@ -27,7 +28,7 @@ import { toast } from '../model/toasts';
 import { wordsOf } from '../model/verify_words';
 import { t } from '../texts';
 import { attempt } from './attempt';
-import { dialog } from './dialogs';
+import { dialog } from './shown_dialog';
 import { Avatar, Badge, Icon, IconButton, IconName, onArrowKeys, textOfState } from './parts';
 
 type Tab = 'chats' | 'people' | 'visitors' | 'requests';
@@ -40,6 +41,39 @@ function shortTime(at: string): string {
   return at.startsWith(now().slice(0, 10)) ? at.slice(11, 16) : at.slice(5, 10);
 }
 
+interface ListRowProps {
+  readonly avatar: ComponentChildren;
+  readonly title: ComponentChildren;
+  readonly preview: string;
+  readonly onClick: () => void;
+  /** "2026-03-04 14:35:09" */
+  readonly at?: string;
+  readonly unread?: number;
+  readonly isCurrent?: boolean;
+  readonly isAbsent?: boolean;
+}
+
+function ListRow({ avatar, title, preview, onClick, at, unread = 0, isCurrent = false, isAbsent = false }: ListRowProps) {
+  const kinds = ['row', ...(unread > 0 ? ['unread'] : []), ...(isAbsent ? ['absent'] : [])];
+  return (
+    <li>
+      <button type="button" class={kinds.join(' ')} aria-current={isCurrent} onClick={onClick}>
+        {avatar}
+        <span class="grow">
+          <span class="title">{title}</span>
+          <span class="preview">{preview}</span>
+        </span>
+        {at !== undefined && (
+          <span class="side">
+            <span class="hint">{shortTime(at)}</span>
+            <Badge count={unread} />
+          </span>
+        )}
+      </button>
+    </li>
+  );
+}
+
 function ConversationRow({ about }: { about: Conversation }) {
   const { kind, id, unread, last, isHere } = about;
   const key = keyOf(kind, id);
@@ -48,38 +82,30 @@ function ConversationRow({ about }: { about: Conversation }) {
   const who = last?.isOwn ? `${t('you')}: ` : kind === 'group' && last ? `${nameOfPerson(last.from)}: ` : '';
   const text = last && retracted.value.has(last.id) ? t('retracted') : last?.text ?? '';
   return (
-    <li>
-      <button type="button" class={`row ${unread > 0 ? 'unread' : ''}`} aria-current={key === current.value} onClick={() => open(key)}>
-        <Avatar id={id || 'n'} name={title} kind={kind === 'group' ? 'group' : 'person'} {...(state === undefined ? {} : { state })} />
-        <span class="grow">
-          <span class="title">{title}</span>
-          <span class="preview">{who}{text}</span>
-        </span>
-        <span class="side">
-          <span class="hint">{shortTime(last?.at ?? '')}</span>
-          <Badge count={unread} />
-        </span>
-      </button>
-    </li>
+    <ListRow
+      avatar={<Avatar id={id || 'n'} name={title} kind={kind === 'group' ? 'group' : 'person'} {...(state === undefined ? {} : { state })} />}
+      title={title}
+      preview={who + text}
+      at={last?.at ?? ''}
+      unread={unread}
+      isCurrent={key === current.value}
+      onClick={() => open(key)}
+    />
   );
 }
 
 function NoticesRow() {
   const { last, unread } = conversation('notices');
   return (
-    <li>
-      <button type="button" class={`row ${unread > 0 ? 'unread' : ''}`} aria-current={current.value === 'notices'} onClick={() => open('notices')}>
-        <span class="avatar group hue-0"><Icon name="notices" /></span>
-        <span class="grow">
-          <span class="title">{t('notices')}</span>
-          <span class="preview">{last?.text}</span>
-        </span>
-        <span class="side">
-          <span class="hint">{shortTime(last?.at ?? '')}</span>
-          <Badge count={unread} />
-        </span>
-      </button>
-    </li>
+    <ListRow
+      avatar={<span class="avatar group hue-0"><Icon name="notices" /></span>}
+      title={t('notices')}
+      preview={last?.text ?? ''}
+      at={last?.at ?? ''}
+      unread={unread}
+      isCurrent={current.value === 'notices'}
+      onClick={() => open('notices')}
+    />
   );
 }
 
@@ -106,20 +132,16 @@ function Chats() {
 
 function PersonRow({ person }: { person: Person }) {
   const { id, name, state, job } = person;
-  const hint = [textOfState(state), job].filter(Boolean).join(' · ');
+  const key = keyOf('peer', id);
   return (
-    <li>
-      <button type="button" class={`row ${state === 0 ? 'absent' : ''}`} aria-current={keyOf('peer', id) === current.value} onClick={() => open(keyOf('peer', id))}>
-        <Avatar id={id} name={name} state={state} />
-        <span class="grow">
-          <span class="title">
-            {name}
-            {friends.value.has(id) && <span class="tag">{t('friend')}</span>}
-          </span>
-          <span class="preview">{hint}</span>
-        </span>
-      </button>
-    </li>
+    <ListRow
+      avatar={<Avatar id={id} name={name} state={state} />}
+      title={<>{name}{friends.value.has(id) && <span class="tag">{t('friend')}</span>}</>}
+      preview={[textOfState(state), job].filter(Boolean).join(' · ')}
+      isCurrent={key === current.value}
+      isAbsent={state === 0}
+      onClick={() => open(key)}
+    />
   );
 }
 
@@ -131,15 +153,14 @@ function GroupRows({ wanted }: { wanted: (name: string) => boolean }) {
       <h2>{t('groups')}</h2>
       <ul>
         {shown.map(({ id, name, remark }) => (
-          <li key={id}>
-            <button type="button" class="row" aria-current={keyOf('group', id) === current.value} onClick={() => open(keyOf('group', id))}>
-              <Avatar id={id} name={name} kind="group" />
-              <span class="grow">
-                <span class="title">{name}</span>
-                <span class="preview">{remark}</span>
-              </span>
-            </button>
-          </li>
+          <ListRow
+            key={id}
+            avatar={<Avatar id={id} name={name} kind="group" />}
+            title={name}
+            preview={remark}
+            isCurrent={keyOf('group', id) === current.value}
+            onClick={() => open(keyOf('group', id))}
+          />
         ))}
       </ul>
     </section>
@@ -239,16 +260,13 @@ function FoundRow({ entry }: { entry: HistoryEntry }) {
   const title = titleOf({ kind: kind as Conversation['kind'], id });
   const show = () => showEntry(entry).catch(() => toast(t('history_unavailable')));
   return (
-    <li>
-      <button type="button" class="row" onClick={() => void show()}>
-        <Avatar id={id || 'n'} name={title} kind={kind === 'group' ? 'group' : 'person'} />
-        <span class="grow">
-          <span class="title">{title}</span>
-          <span class="preview">{entry.own ? `${t('you')}: ` : ''}{entry.text}</span>
-        </span>
-        <span class="side"><span class="hint">{shortTime(entry.time)}</span></span>
-      </button>
-    </li>
+    <ListRow
+      avatar={<Avatar id={id || 'n'} name={title} kind={kind === 'group' ? 'group' : 'person'} />}
+      title={title}
+      preview={(entry.own ? `${t('you')}: ` : '') + entry.text}
+      at={entry.time}
+      onClick={() => void show()}
+    />
   );
 }
 

@@ -7,6 +7,7 @@
 #include "platform/sql/odbc/odbc_connection.h"
 #include "platform/sql/row_statements.h"
 #include "platform/sql/server_availability.h"
+#include "platform/system/event_log.h"
 #include "support/ascii_case.h"
 
 namespace vnq {
@@ -57,8 +58,7 @@ class OdbcDriver final : public SqlDriver {
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool OwesCommit() const override { return false; }
-  // The server commits durably by itself.
-  bool SyncCommitted() override { return true; }
+  bool SyncCommitted() override;
   const std::string& LastError() const override { return lastError_; }
   SqlTrouble LastTrouble() const override { return trouble_; }
 
@@ -70,13 +70,14 @@ class OdbcDriver final : public SqlDriver {
   template <typename Work>
   bool Run(std::string_view statement, Repeatable repeatable, const Work& work);
   template <typename Work>
-  bool RunOnce(std::string_view statement, const Work& work, bool& mayRepeat);
+  bool RunOnce(std::string_view statement, Repeatable repeatable, const Work& work,
+               bool& mayRepeat);
   bool EnsureConnected();
   bool Change(const std::string& statement, std::span<const SqlValue> values);
   void ProbeIdle();
   void TellLockWait();
   void NoteLocks(std::string_view statement, bool done);
-  void Lose(int64_t startMs);
+  void LoseSession(bool pauses, int64_t startMs);
   bool Fail(std::string_view statement, std::string_view why);
   bool RunTransactionStep(std::string_view statement, std::string_view own);
   bool ChangeOneRow(std::string_view verb, std::string_view set, const SqlRows& rows, size_t row,
@@ -93,6 +94,7 @@ class OdbcDriver final : public SqlDriver {
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   int64_t lastAnswerMs_ = 0;
   bool inTransaction_ = false;  // until it ends, also when its connection does before
+  bool mayBeLost_ = false;      // a change, whose answer never came
 };
 
 bool OdbcDriver::Fail(std::string_view statement, std::string_view why) {
@@ -118,14 +120,17 @@ bool OdbcDriver::EnsureConnected() {
   }
   if (connection_) return true;
   lastError_ = error.Describe();
-  Lose(start);
+  LoseSession(true, start);
   return false;
 }
 
-void OdbcDriver::Lose(int64_t startMs) {
+// A server that is silent, or that refuses the connection, gets a pause; one that has ended the
+// session is called again at once.
+void OdbcDriver::LoseSession(bool pauses, int64_t startMs) {
   connection_.reset();
   trouble_ = SqlTrouble::kUnavailable;
-  availability_.NoteLost(lastError_, MonotonicMs(nullptr) - startMs);
+  if (pauses) return availability_.NoteLost(lastError_, MonotonicMs(nullptr) - startMs);
+  LogWarning("database_session", "{}: {}; connecting again", availability_.name(), lastError_);
 }
 
 // Runs `work` on a connection that stands. What may be repeated is, once, when the connection that
@@ -135,14 +140,15 @@ bool OdbcDriver::Run(std::string_view statement, Repeatable repeatable, const Wo
   if (inTransaction_ && !connection_) return Fail(statement, "its transaction is lost");
   if (repeatable == Repeatable::kNo) ProbeIdle();
   bool mayRepeat = repeatable == Repeatable::kYes && connection_ && !inTransaction_;
-  if (RunOnce(statement, work, mayRepeat)) return true;
+  if (RunOnce(statement, repeatable, work, mayRepeat)) return true;
   bool dummy = false;
-  return mayRepeat && RunOnce(statement, work, dummy);
+  return mayRepeat && RunOnce(statement, repeatable, work, dummy);
 }
 
 // Clears mayRepeat where another run could not help.
 template <typename Work>
-bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& mayRepeat) {
+bool OdbcDriver::RunOnce(std::string_view statement, Repeatable repeatable, const Work& work,
+                         bool& mayRepeat) {
   if (!EnsureConnected()) return mayRepeat = false;
   TellLockWait();
   int64_t start = MonotonicMs(nullptr);
@@ -155,7 +161,8 @@ bool OdbcDriver::RunOnce(std::string_view statement, const Work& work, bool& may
   NoteLocks(statement, done);
   if (!done && (error.IsLost() || connection_->IsDead())) {
     mayRepeat = mayRepeat && !error.IsTimeOut();
-    mayRepeat ? connection_.reset() : Lose(start);
+    mayBeLost_ = mayBeLost_ || repeatable == Repeatable::kNo;
+    LoseSession(error.IsTimeOut() || inTransaction_, start);
     return false;
   }
   mayRepeat = false;
@@ -229,6 +236,14 @@ bool OdbcDriver::RunTransactionStep(std::string_view statement, std::string_view
   // After a rollback there is none in any case: a server also ends one by itself.
   if (done || !connection_ || own == "rollback") inTransaction_ = begins && done;
   return done;
+}
+
+// The server commits durably by itself: only what never had an answer is in doubt.
+bool OdbcDriver::SyncCommitted() {
+  if (!std::exchange(mayBeLost_, false)) return true;
+  Fail("sync", "the session ended before it answered a change");
+  trouble_ = SqlTrouble::kUnavailable;
+  return false;
 }
 
 bool OdbcDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {

@@ -9,7 +9,7 @@ namespace vnq {
 namespace {
 
 constexpr int kCheckpointPages = 1000;
-constexpr int64_t kKeptLogBytes = 16 << 20;
+constexpr int64_t kKeptLogBytes = 64 << 20;
 
 bool HasReason(int code, int reason) {
   return (code & 0xff) == reason;
