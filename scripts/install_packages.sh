@@ -19,7 +19,7 @@ test_packages=(git python3 openssl libgtest-dev libgmock-dev mdbtools postgresql
 # The clients in TypeScript; what tests them builds them, too.
 web_packages=(esbuild node-typescript node-ws)
 full_packages=(clang libclang-rt-14-dev libbenchmark-dev debootstrap dpkg-dev file lintian systemd tshark nats-server
-  libnats3.4 haproxy)
+  libnats3.4 libnats-dev haproxy)
 
 list_only=no
 [[ "${1:-}" != --list ]] || { list_only=yes && shift; }

@@ -29,7 +29,9 @@ class BroadcastScenario : public Scenario {
     for (size_t i = 0; i < count; ++i) {
       sessions_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, i));
     }
-    if (!BringUp(context_.poller, context_.Target(kMainPort), sessions_, false, error)) {
+    if (!BringUp(
+            context_.poller, [this](size_t) { return context_.Target(kMainPort); }, sessions_,
+            false, error)) {
       return false;
     }
     for (size_t i = 0; i < current_.size(); ++i) actors_[sessions_[i]->userId()] = i;

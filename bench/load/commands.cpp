@@ -35,8 +35,12 @@ void AddCommonOptions(CLI::App& command, LoadOptions& o) {
   command.add_option("--settle", o.settleSeconds, "How long the last messages may take to arrive")
       ->capture_default_str()
       ->check(CLI::Range(0.0, 3600.0));
-  command.add_option("--pid", o.pid, "Process of a server on this machine: report what it uses")
+  command
+      .add_option("--pid", o.pids, "Processes of the servers on this machine: report what they use")
+      ->delimiter(',')
       ->check(CLI::Range(1, 1 << 30));
+  command.add_option("--used-by", o.usedBy,
+                     "NAME=PID: a further process, whose CPU is told, with that of its children");
   command.add_flag("--json", o.json, "End with JSON instead of a table");
   command.add_flag("--markdown", o.markdown, "End with one row of a Markdown table")
       ->excludes("--json");
@@ -72,8 +76,19 @@ void AddTextOptions(CLI::App& command, LoadOptions& o) {
                    "Measure the bare statements and socket calls of a message too");
 }
 
+void AddServers(CLI::App& command, LoadOptions& o) {
+  command
+      .add_option("--servers", o.servers,
+                  "IPv4 addresses of the nodes of a cluster; the clients go to them in turn")
+      ->delimiter(',')
+      ->excludes("--server");
+}
+
 void AddPeer(CLI::App& command, LoadOptions& o) {
   AddCount(command, "--pairs", o.pairs, "Pairs that chat");
+  AddServers(command, o);
+  command.add_flag("--across", o.across, "The two of a pair are on different servers")
+      ->needs("--servers");
   AddTextOptions(command, o);
 }
 
@@ -105,7 +120,10 @@ void AddBroadcast(CLI::App& command, LoadOptions& o) {
 
 void AddIdle(CLI::App& command, LoadOptions& o) {
   AddCount(command, "--clients", o.clients, "Connections");
+  AddServers(command, o);
   command.add_flag("--online", o.online, "Log them in");
+  AddCount(command, "--first-account", o.firstAccount,
+           "Number of the account of the first, where several such runs are side by side");
 }
 
 void AddVisitor(CLI::App& command, LoadOptions& o) {
@@ -137,8 +155,8 @@ constexpr ScenarioRow kScenarios[] = {
 void AddScenario(CLI::App& app, const ScenarioRow& row, int& exitCode) {
   auto options = std::make_shared<LoadOptions>();
   CLI::App* command = app.add_subcommand(row.name, row.help);
-  row.add(*command, *options);
   AddCommonOptions(*command, *options);
+  row.add(*command, *options);
   command->callback(
       [options, row, &exitCode] { exitCode = RunScenario(row.name, row.make, *options); });
 }

@@ -29,7 +29,9 @@ class GroupScenario : public MessageScenario {
       sessions_.back()->SetOnRecord(
           [this](Session& session, std::string_view record) { Take(session, record); });
     }
-    return BringUp(context_.poller, context_.Target(kMainPort), sessions_, false, error) &&
+    return BringUp(
+               context_.poller, [this](size_t) { return context_.Target(kMainPort); }, sessions_,
+               false, error) &&
            BringUpOthers(context_.options.members, error);
   }
 

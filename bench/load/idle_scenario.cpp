@@ -18,10 +18,12 @@ class IdleScenario : public Scenario {
 
   bool SetUp(std::string& error) override {
     for (size_t i = 0; i < context_.options.clients; ++i) {
-      sessions_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, i));
+      sessions_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, First() + i));
     }
     const bool onlyConnect = !context_.options.online;
-    if (!BringUp(context_.poller, context_.Target(kMainPort), sessions_, onlyConnect, error)) {
+    if (!BringUp(
+            context_.poller, [this](size_t i) { return context_.Target(kMainPort, i); }, sessions_,
+            onlyConnect, error)) {
       return false;
     }
     for (const auto& session : sessions_) {
@@ -60,11 +62,13 @@ class IdleScenario : public Scenario {
   }
 
  private:
+  size_t First() const { return context_.options.firstAccount - 1; }
+
   void Take(const Session& from, std::string_view record) {
     if (record.starts_with(".+new_online|")) return;
     if (record != ".+y|#" || !asked_) return checker_.Altered(record);
     const uint64_t number = checker_.added() - 1;
-    if (!checker_.Delivered(number, from.account())) return;
+    if (!checker_.Delivered(number, from.account() - First())) return;
     echo_.Add(NowNs() - checker_.DueNs(number));
   }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tools/client/tls_options.h"
 
@@ -11,8 +12,10 @@ namespace vnq::bench {
 
 struct LoadOptions {
   std::string server = "127.0.0.1";
-  uint16_t port = 6004;  ///< of clients of the main port
-  TlsOptions tls;        ///< for the same
+  std::vector<std::string> servers;  ///< nodes of a cluster, in place of server
+  bool across = false;               ///< peer: the two of a pair are on different ones
+  uint16_t port = 6004;              ///< of clients of the main port
+  TlsOptions tls;                    ///< for the same
   int codePage = 936;
 
   double warmupSeconds = 1, seconds = 5;
@@ -29,10 +32,12 @@ struct LoadOptions {
   size_t clients = 100;     ///< sessions of login, broadcast, idle
   size_t actors = 1;        ///< broadcast: who changes presence
   size_t visitors = 10, agents = 2;
-  bool online = false;  ///< idle: logged in, not only connected
-  size_t others = 0;    ///< further sessions that are online and silent during the run
+  bool online = false;      ///< idle: logged in, not only connected
+  size_t firstAccount = 1;  ///< idle: whose session the first is
+  size_t others = 0;        ///< further sessions that are online and silent during the run
 
-  int64_t pid = 0;
+  std::vector<int64_t> pids;        ///< the servers' processes
+  std::vector<std::string> usedBy;  ///< NAME=PID: further processes, with their children
   bool json = false;
   bool markdown = false;
   bool withFloor = false;

@@ -27,7 +27,9 @@ class LoginScenario : public Scenario {
     for (size_t i = 0; i < context_.options.others; ++i) {
       others_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, count + i));
     }
-    return BringUp(context_.poller, context_.Target(kMainPort), others_, false, error);
+    return BringUp(
+        context_.poller, [this](size_t) { return context_.Target(kMainPort); }, others_, false,
+        error);
   }
 
   void BeginPhase(int64_t nowNs, bool measured) override {

@@ -136,7 +136,9 @@ bool MessageScenario::BringUpOthers(size_t firstAccount, std::string& error) {
   for (size_t i = 0; i < context_.options.others; ++i) {
     others_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, firstAccount + i));
   }
-  return BringUp(context_.poller, context_.Target(kMainPort), others_, false, error);
+  return BringUp(
+      context_.poller, [this](size_t i) { return context_.Target(kMainPort, i); }, others_, false,
+      error);
 }
 
 void MessageScenario::Report(RunResult& result) const {

@@ -23,7 +23,9 @@ class NoticeScenario : public MessageScenario {
   bool SetUp(std::string& error) override {
     sessions_.push_back(std::make_unique<Session>(context_.poller, context_.ansi, 0));
     sessions_.back()->SetOnRecord([this](Session&, std::string_view record) { Take(record); });
-    return BringUp(context_.poller, context_.Target(kMainPort), sessions_, false, error);
+    return BringUp(
+        context_.poller, [this](size_t) { return context_.Target(kMainPort); }, sessions_, false,
+        error);
   }
 
   size_t Connections() const override { return sessions_.size(); }

@@ -26,7 +26,10 @@ class PeerScenario : public MessageScenario {
           [this](Session& session, std::string_view record) { Take(session, record); });
     }
     turn_.resize(context_.options.pairs);
-    return BringUp(context_.poller, context_.Target(kMainPort), sessions_, false, error) &&
+    return BringUp(
+               context_.poller,
+               [this](size_t i) { return context_.Target(kMainPort, ServerOf(i)); }, sessions_,
+               false, error) &&
            BringUpOthers(count, error);
   }
 
@@ -34,6 +37,11 @@ class PeerScenario : public MessageScenario {
 
   void Report(RunResult& result) const override {
     result.settings.emplace_back("pairs", std::to_string(context_.options.pairs));
+    if (!context_.options.servers.empty()) {
+      result.settings.emplace_back("servers", std::to_string(context_.servers.size()));
+      result.settings.emplace_back(
+          context_.options.across ? "each pair on two" : "each pair on one", "");
+    }
     MessageScenario::Report(result);
     for (const auto& session : sessions_) {
       if (!session->failure().empty()) result.findings.push_back(session->failure());
@@ -47,6 +55,11 @@ class PeerScenario : public MessageScenario {
     sessions_[2 * pair + side]->Send(
         fmt::format(".+message|{}|{}|{}|{}|{}|1|#", UserId(2 * pair + 1 - side),
                     UserId(2 * pair + side), Text(number), kFont, MessageId(number)));
+  }
+
+  // Pairs go to the servers in turn.
+  size_t ServerOf(size_t account) const {
+    return account / 2 + (context_.options.across ? account % 2 : 0);
   }
 
   void FlushUnsent() override {

@@ -53,6 +53,13 @@ std::optional<ProcessUse> LookAtProcess(pid_t pid) {
   return ProcessUse{*cpuUs, ResidentKb(pid), Descriptors(pid)};
 }
 
+double CpuWithChildrenUs(pid_t pid) {
+  double us = CpuUs(pid).value_or(0);
+  std::ifstream children(fmt::format("/proc/{0}/task/{0}/children", pid));
+  for (pid_t child = 0; children >> child;) us += CpuWithChildrenUs(child);
+  return us;
+}
+
 double OwnCpuUs() {
   return ClockUs(CLOCK_PROCESS_CPUTIME_ID);
 }

@@ -17,6 +17,9 @@ struct ProcessUse {
 /// Nothing when there is no such process, or it may not be looked at.
 std::optional<ProcessUse> LookAtProcess(pid_t pid);
 
+/// CPU time of a process and of its children that live, in µs.
+double CpuWithChildrenUs(pid_t pid);
+
 /// CPU time of this process and of this thread, in µs.
 double OwnCpuUs();
 double ThreadCpuUs();

@@ -122,6 +122,11 @@ std::string TableText(const RunResult& result) {
                                      result.floor->TotalUs(), result.floor->databaseUs,
                                      result.floor->socketUs, result.floor->wakingUs));
   }
+  for (const auto& [name, us] : result.usedBy) {
+    text +=
+        Row(name + " CPU", fmt::format("{:.1f} us an operation, {:.1f} % of a core",
+                                       result.PerOperation(us), us / result.settledSeconds / 1e4));
+  }
   text += Row("load generator CPU", fmt::format("{:.1f} us an operation, {:.1f} % of a core",
                                                 result.PerOperation(result.ownCpuUs),
                                                 result.ownCpuUs / result.settledSeconds / 1e4));
@@ -166,6 +171,11 @@ std::string JsonText(const RunResult& result) {
       result.seconds, result.settledSeconds, result.operations, result.deliveries, result.receipts,
       result.connections, List(result.latencies, LatencyJson), result.ownCpuUs);
   if (result.server) json += ServerJson(result);
+  if (!result.usedBy.empty()) {
+    json += fmt::format(",\"used_by\":{{{}}}", List(result.usedBy, [](const auto& one) {
+                          return fmt::format("{}:{:.1f}", Quoted(one.first), one.second);
+                        }));
+  }
   if (result.floor) {
     json += fmt::format(
         ",\"floor\":{{\"database_us\":{:.3f},\"socket_us\":{:.3f},\"waking_us\":{:.3f}}}",

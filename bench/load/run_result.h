@@ -44,6 +44,7 @@ struct RunResult {
   std::vector<std::string> findings;  ///< what went wrong, in words
   std::optional<ServerUseInRun> server;
   std::optional<Floor> floor;
+  std::vector<std::pair<std::string, double>> usedBy;  ///< CPU of further processes, in µs
   double ownCpuUs = 0;
 
   bool Passed() const { return checks.Total() == 0 && findings.empty(); }

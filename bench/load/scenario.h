@@ -20,10 +20,11 @@ struct LoadContext {
   const LoadOptions& options;
   Poller& poller;
   const AnsiText& ansi;
-  in_addr server;
+  std::vector<in_addr> servers;
   const TlsClient* tls;  ///< for clients of the main port; null: in clear
 
-  LoadTarget Target(uint16_t port) const;
+  /// A port of one of the servers, counted over and over.
+  LoadTarget Target(uint16_t port, size_t server = 0) const;
 };
 
 inline constexpr uint16_t kMainPort = 6004;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "bench/load/pacing.h"
 #include "bench/load/process_probe.h"
@@ -63,8 +64,11 @@ class Run {
     std::string error;
     if (options_.tls.use && !tls.Load(options_.tls.trust, error)) return Fail(error);
     LoadContext context{options_, poller_, ansi, {}, options_.tls.use ? &tls : nullptr};
-    if (inet_pton(AF_INET, options_.server.c_str(), &context.server) != 1) {
-      return Fail(options_.server + " is no IPv4 address");
+    const std::vector<std::string> alone{options_.server};
+    for (const std::string& server : options_.servers.empty() ? alone : options_.servers) {
+      if (inet_pton(AF_INET, server.c_str(), &context.servers.emplace_back()) != 1) {
+        return Fail(server + " is no IPv4 address");
+      }
     }
     RaiseDescriptorLimit();
     const auto scenario = make(context);
@@ -79,6 +83,7 @@ class Run {
     Phase(scenario, options_.warmupSeconds, false);
     ProcessUse begin, end;
     if (!Look(begin)) return false;
+    const auto others = LookAtOthers();
     const double ownBegin = OwnCpuUs();
     Phase(scenario, options_.seconds, true);
     if (!Look(end)) return false;
@@ -86,21 +91,39 @@ class Run {
     result_.unit = scenario.unit();
     result_.operations = scenario.Operations();
     result_.connections = scenario.Connections();
-    if (options_.pid != 0) {
+    if (!options_.pids.empty()) {
       result_.server =
           ServerUseInRun{end.cpuUs - begin.cpuUs, before_.rssKb, end.rssKb, end.descriptors};
     }
+    result_.usedBy = LookAtOthers();
+    for (size_t i = 0; i < others.size(); ++i) result_.usedBy[i].second -= others[i].second;
     scenario.Report(result_);
     if (!options_.note.empty()) result_.settings.emplace_back(options_.note, "");
     return true;
   }
 
   bool Look(ProcessUse& use) {
-    if (options_.pid == 0) return true;
-    const auto seen = LookAtProcess(static_cast<pid_t>(options_.pid));
-    if (!seen) return Fail(fmt::format("no process {}", options_.pid)) == 0;
-    use = *seen;
+    use = {};
+    for (const int64_t pid : options_.pids) {
+      const auto seen = LookAtProcess(static_cast<pid_t>(pid));
+      if (!seen) return Fail(fmt::format("no process {}", pid)) == 0;
+      use.cpuUs += seen->cpuUs;
+      use.rssKb += seen->rssKb;
+      use.descriptors += seen->descriptors;
+    }
     return true;
+  }
+
+  // CPU of each by its name.
+  std::vector<std::pair<std::string, double>> LookAtOthers() const {
+    std::vector<std::pair<std::string, double>> uses;
+    uses.reserve(options_.usedBy.size());
+    for (const std::string& each : options_.usedBy) {
+      const size_t sign = each.find('=');
+      const auto pid = static_cast<pid_t>(sign == each.npos ? 0 : atoi(each.c_str() + sign + 1));
+      uses.emplace_back(each.substr(0, sign), CpuWithChildrenUs(pid));
+    }
+    return uses;
   }
 
   void Phase(Scenario& scenario, double seconds, bool measured) {
@@ -180,13 +203,14 @@ class Run {
 
 }  // namespace
 
-LoadTarget LoadContext::Target(uint16_t port) const {
+LoadTarget LoadContext::Target(uint16_t port, size_t server) const {
   LoadTarget target;
   target.address.sin_family = AF_INET;
-  target.address.sin_addr = server;
+  const size_t which = server % servers.size();
+  target.address.sin_addr = servers[which];
   target.address.sin_port = htons(port == kMainPort ? options.port : port);
   if (port == kMainPort) target.tls = tls;
-  target.host = options.server;
+  target.host = options.servers.empty() ? options.server : options.servers[which];
   return target;
 }
 

@@ -108,13 +108,15 @@ void Session::Fail(std::string why) {
   Go(Step::kFailed);
 }
 
-bool BringUp(Poller& poller, const LoadTarget& server, const Sessions& sessions, bool onlyConnect,
+bool BringUp(Poller& poller, const TargetOf& target, const Sessions& sessions, bool onlyConnect,
              std::string& error) {
-  const int64_t endNs = NowNs() + kBringUpNs;
+  const int64_t endNs =
+      NowNs() + kBringUpNs + static_cast<int64_t>(sessions.size()) * 10 * kNsPerMs;
   size_t begun = 0, ready = 0;
   while (ready < sessions.size()) {
     while (begun < sessions.size() && begun < ready + kAtOneTime) {
-      sessions[begun++]->Begin(server, onlyConnect);
+      sessions[begun]->Begin(target(begun), onlyConnect);
+      ++begun;
     }
     poller.Turn(20 * kNsPerMs);
     for (; ready < begun && sessions[ready]->step() == Session::Step::kReady; ++ready) {

@@ -81,9 +81,12 @@ class Session {
 
 using Sessions = std::vector<std::unique_ptr<Session>>;
 
+/// Where the session with an index goes.
+using TargetOf = std::function<LoadTarget(size_t session)>;
+
 /// Brings sessions up, a few at a time. False, with the reason in `error`, when one fails or not
-/// all are ready within two minutes.
-bool BringUp(Poller& poller, const LoadTarget& server, const Sessions& sessions, bool onlyConnect,
+/// all are ready within two minutes and a hundredth of a second each.
+bool BringUp(Poller& poller, const TargetOf& target, const Sessions& sessions, bool onlyConnect,
              std::string& error);
 
 }  // namespace vnq::bench

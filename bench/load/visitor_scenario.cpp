@@ -21,7 +21,9 @@ class VisitorScenario : public MessageScenario {
       agents_.back()->SetOnRecord(
           [this](Session& agent, std::string_view record) { Take(agent, record); });
     }
-    return BringUp(context_.poller, context_.Target(kMainPort), agents_, false, error) &&
+    return BringUp(
+               context_.poller, [this](size_t) { return context_.Target(kMainPort); }, agents_,
+               false, error) &&
            BringUpOthers(agents_.size(), error) && Upgrade(error) && Register(error);
   }
 

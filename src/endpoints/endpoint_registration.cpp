@@ -26,7 +26,7 @@ void AssignEndpoint(Cursor& row, const Fields& fields, const std::string& remote
   row.Set("Upan", fields[3]);
   row.Set("LocalIP", remoteIp);
   row.Set("UserIcoLine", 1);
-  row.Update();
+  row.UpdateOnce({"WindowsInfo"});
 }
 
 // Kept: only a single row counts as known. Of a name with two rows each landing makes one more.

@@ -62,6 +62,10 @@ void AgeSiblings(Host& host);
 /// No rule asks for it, only a deployment that wants its slots back. Yields: no.
 void SweepControlChannel(Host& host);
 
+/// Has the computers of a node that has died shown as away, unless they are connected again.
+/// Yields: yes. Database: Users_WinInfo.
+void ResetEndpointsOf(Host& host, const std::vector<std::string>& names);
+
 /// Sends a text as it stands to the first connected slot of this node with a tag, of an array whose
 /// wire is plain text. Yields: no.
 void TellPlainTextHere(Host& host, SlotArray& slots, const Expr& tag, const Expr& text);

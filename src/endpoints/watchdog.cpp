@@ -48,6 +48,18 @@ void EndpointGone(Host& host, SlotIndex slot, std::string_view select) {
 
 }  // namespace
 
+void ResetEndpointsOf(Host& host, const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    host.loop.Yield();
+    if (host.SckServer6008.FirstConnected(name) != kNoSlot ||
+        HoldsElsewhere(host, NodeArray::kEndpoints, name)) {
+      continue;
+    }
+    host.database.Execute(
+        Sql("update Users_WinInfo set UserIcoLine=0 where WindowsInfo='?'", name));
+  }
+}
+
 void AgeSiblings(Host& host) {
   for (const SlotIndex slot : host.SckServer6003.AllNow()) {
     if (!host.SckServer6003.Tag(slot).empty()) AgeSibling(host, slot);

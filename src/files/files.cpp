@@ -93,7 +93,7 @@ void InsertLeaveFile(Host& host, const Expr& target, const Expr& uploader, const
   Adodc1.Set("ToDate", host.clock.Now().DateAndTime());
   Adodc1.Set("SendTy", 0);
   Adodc1.Set("FilPath", filPath);
-  Adodc1.Update();
+  Adodc1.UpdateOnce({"Msg_ID"});
   Adodc1.Close();
 
   // Kept: a Msg_ID with a quote adds no row and is counted all the same.
@@ -118,7 +118,7 @@ void InsertClotFile(Host& host, const Expr& groupId, const Expr& uploader, const
   Adodc1.Set("UsName", names.displayName);
   Adodc1.Set("FilPath", filPath);
   Adodc1.Set("FileState", right ? 1 : 0);
-  Adodc1.Update();
+  Adodc1.UpdateOnce({"Msg_ID"});
   Adodc1.Close();
 
   if (right) {
@@ -147,7 +147,7 @@ void InsertOnlineFile(Host& host, const Expr& userId, const Expr& typePath, cons
   Adodc1.Set("PcSize", pcSize);
   Adodc1.Set("FilPath", filPath);
   Adodc1.Set("FileState", kVisible);
-  Adodc1.Update();
+  Adodc1.UpdateOnce({"MyID", "TypePath"});
 }
 
 }  // namespace vnq

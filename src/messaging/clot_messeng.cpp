@@ -24,7 +24,7 @@ void StoreOnce(Host& host, const Fields& fields, const Expr& fcName, const std::
   int32_t type = 0;
   Assign(type, ToInt32(fields[6]));
   Adodc1.Set("To_Type", type);
-  Adodc1.Update();
+  Adodc1.UpdateOnce({"Msg_ID", "ClotID"});
 }
 
 // The filtered text; empty, with nothing stored, when the sender has no row.
@@ -68,7 +68,7 @@ void LeaveToMember(Host& host, const Expr& member, const Fields& fields, MemberC
     Adodc2.Set("ClotID", fields[1]);
     Adodc2.Set("MyID", fields[2]);
     Adodc2.Set("YouID", member);
-    Adodc2.Update();
+    Adodc2.UpdateOnce({"Msg_ID", "YouID"});
   }
   Adodc2.Close();
   copies.desktop.LeaveTo(member);

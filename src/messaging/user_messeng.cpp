@@ -64,7 +64,7 @@ void StoreOnce(Host& host, const Message& message) {
   Adodc1.Set("FontInfo", message.font);
   Adodc1.Set("To_Type", static_cast<int>(message.kind()));
   SetFlags(Adodc1, message);
-  Adodc1.Update();
+  Adodc1.UpdateOnce({"Msg_ID", "YouID"});
 }
 
 void Deliver(Host& host, const Message& message, const std::string& remoteIp) {

@@ -26,7 +26,7 @@ void AddFriendRow(Host& host, const Expr& userId, const Expr& myId) {
   row.AddNew();
   row.Set("UserID", userId);
   row.Set("MyID", myId);
-  row.Update();
+  row.UpdateOnce({"UserID", "MyID"});
 }
 
 void DeleteFriendRow(Host& host, const Expr& userId, const Expr& myId) {

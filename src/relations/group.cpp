@@ -129,7 +129,7 @@ void WritePicture(Host& host, const Fields& fields) {
     picture.Set("ClotID", fields[2]);
   }
   picture.Set("pic", fields[3]);
-  picture.Update();
+  picture.UpdateOnce({"ClotID"});
 }
 
 void LogPicture(Host& host, const Fields& fields, std::string_view key,

@@ -167,7 +167,7 @@ void BlockOnce(const Verification& run, const Statement& existing, const Expr& m
   block.Set("TO_IP", run.host.SckServer.RemoteHostIP(run.slot));
   block.Set("To_Date", run.host.clock.Now().DateAndTime());
   block.Set("To_Type", static_cast<int>(scope));
-  block.Update();
+  block.UpdateOnce({"MyID", "YouID", "To_Type"});
 }
 
 }  // namespace vnq

@@ -67,7 +67,7 @@ void StoreRequest(Host& host, const Remote& remote, SlotIndex slot, const std::s
   Adodc1.Set("YouID", remote.party);
   Adodc1.Set("Status", kPending);
   Adodc1.Set("ip", host.SckServer.RemoteHostIP(slot));
-  Adodc1.Update();
+  Adodc1.UpdateOnce({"MyID", "YouID", "Status"});
 }
 
 // Kept: also with the id that was not stored, for which the mobile then gets nothing.

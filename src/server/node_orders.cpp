@@ -10,6 +10,7 @@
 #include "host/slots/sending.h"
 #include "messaging/messaging.h"
 #include "relations/relations.h"
+#include "server/gone_nodes.h"
 #include "sessions/sessions.h"
 
 namespace vnq {
@@ -64,7 +65,9 @@ void OnLeave(Host& host, const Given& given) {
   if (kind) LeaveMessengHere(host, given.words[0], DeliveryKind(*kind), given.words[2]);
 }
 
+// What was read a moment ago may be from before the row.
 void OnVerifications(Host& host, const Given& given) {
+  host.database.EndTurn();
   TellVerificationsHere(host, given.words[0]);
 }
 
@@ -101,9 +104,11 @@ void OnEnd(Host& host, const Given& given) {
   const std::string &tag = given.words[1], &text = given.words[2];
   const auto known = given.words.subspan(3);
   const bool isOrdered = !known.empty() && known.front() == kWhoeverHasIt;
-  if (isOrdered || host.cluster->IsDisplaced(array, tag, given.from, known)) {
+  // One whose peer has gone is no session that could stay.
+  const bool isConnected = slots->FirstConnected(tag) != kNoSlot;
+  if (isOrdered || !isConnected || host.cluster->IsDisplaced(array, tag, given.from, known)) {
     EndHolder(host, *slots, tag, text);
-  } else if (slots->FirstConnected(tag) != kNoSlot) {
+  } else {
     host.cluster->SendTo(given.from, {std::string(order::kEnd), given.words[0], tag, text,
                                       std::string(kWhoeverHasIt)});
   }
@@ -139,14 +144,15 @@ void CarryOut(Host& host, const std::string& from, const Words& order) {
 
 void BecomeNode(Host& host, std::unique_ptr<Bus> bus) {
   host.cluster = std::make_unique<Cluster>(host.loop, host.platform.nodes, std::move(bus));
-  host.database.ShareWithNodes();
+  host.database.ShareWithNodes(host.platform.nodes.name);
   for (const WatchedArray& each : kArrays) host.cluster->Watch(each.array, host.*each.slots);
 }
 
 void JoinNodes(Host& host) {
   if (!host.cluster) return;
   host.cluster->Open(
-      [&host](const std::string& from, const Words& order) { CarryOut(host, from, order); });
+      [&host](const std::string& from, const Words& order) { CarryOut(host, from, order); },
+      [gone = std::make_shared<GoneNodes>(host)](GoneNode node) { gone->Note(std::move(node)); });
 }
 
 void LeaveNodes(Host& host) {

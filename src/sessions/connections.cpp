@@ -1,4 +1,6 @@
 // What keeps a client's connection, and what is left to do where it ends without a command.
+#include <unordered_set>
+
 #include "host/nodes/crossing.h"
 #include "host/server_log.h"
 #include "host/slots/devices.h"
@@ -21,6 +23,47 @@ void ResetPresence(Host& host, const std::string& tag) {
   if (row.RecordCount() < 1) return;
   row.Set("UserIcoLine", PresenceWithoutSession(row));
   row.Update();
+}
+
+// A user without a session who is shown as if there were one.
+struct ShownUser {
+  std::string userId;
+  Expr was, loginTime;
+  int16_t now;
+};
+
+std::vector<ShownUser> ShownAmong(Host& host, const std::vector<std::string>& userIds) {
+  const std::unordered_set<std::string> wanted(userIds.begin(), userIds.end());
+  std::vector<ShownUser> shown;
+  Cursor row(host.database);
+  row.Open(
+      Sql("Select UserID,UserIcoLine,Registration_Id,LoginTime from Users_ID "
+          "where UserIcoLine<>0"));
+  for (; !row.EndOfRows(); row.MoveNext()) {
+    const int16_t now = PresenceWithoutSession(row);
+    const std::string userId = OrEmpty(row["UserID"]);
+    if (!wanted.contains(userId) || ToInt16(row["UserIcoLine"]) == now) continue;
+    shown.push_back({userId, row["UserIcoLine"], row["LoginTime"], now});
+  }
+  return shown;
+}
+
+bool IsConnectedAnywhere(Host& host, const std::string& userId) {
+  return host.SckServer.FirstConnected(userId) != kNoSlot ||
+         HoldsElsewhere(host, NodeArray::kClients, userId);
+}
+
+// Not over what a log-in has written since it was read.
+bool WritePresence(Host& host, const ShownUser& user) {
+  if (user.loginTime.IsNull()) {
+    return host.database.Execute(
+        Sql("update Users_ID set UserIcoLine=? where UserID='?' and UserIcoLine=? and "
+            "LoginTime is null",
+            user.now, user.userId, user.was));
+  }
+  return host.database.Execute(
+      Sql("update Users_ID set UserIcoLine=? where UserID='?' and UserIcoLine=? and LoginTime='?'",
+          user.now, user.userId, user.was, user.loginTime));
 }
 
 void SayGoodbye(Host& host, SlotIndex slot, const std::string& why) {
@@ -71,6 +114,15 @@ std::optional<std::vector<RepairedPresence>> RepairPresence(
     if (isDryRun || row.Update()) repaired.push_back(std::move(user));
   }
   return repaired;
+}
+
+int ResetPresenceOf(Host& host, const std::vector<std::string>& userIds) {
+  int reset = 0;
+  for (const ShownUser& user : ShownAmong(host, userIds)) {
+    host.loop.Yield();
+    if (!IsConnectedAnywhere(host, user.userId) && WritePresence(host, user)) ++reset;
+  }
+  return reset;
 }
 
 void EndSession(Host& host, SlotIndex slot, const std::string& why) {

@@ -18,7 +18,7 @@ void WritePictureVersion(Host& host, const Fields& fields) {
     Adodc2.Set("UserID", fields[1]);
   }
   Adodc2.Set("pic", fields[2]);
-  Adodc2.Update();
+  Adodc2.UpdateOnce({"UserID"});
 }
 
 void LogPictures(Host& host, const Expr& text, const Fields& fields, const std::string& remoteIp) {

@@ -95,7 +95,7 @@ void HandleModifyIsSilence(Host& host, Fields& fields, SlotIndex, const std::str
     Adodc2.AddNew();
     Adodc2.Set("MyID", fields[1]);
     Adodc2.Set("YouID", fields[2]);
-    Adodc2.Update();
+    Adodc2.UpdateOnce({"MyID", "YouID"});
   }
 }
 

@@ -118,6 +118,10 @@ std::optional<std::vector<RepairedPresence>> RepairPresence(
     Database& database, const std::function<bool(const std::string& userId)>& hasSession,
     bool isDryRun);
 
+/// The same for the users of a node that has died, as far as they are shown as they were then and
+/// are connected nowhere; how many were. Yields: yes. Database: Users_ID.
+int ResetPresenceOf(Host& host, const std::vector<std::string>& userIds);
+
 /// Ends a session as an operator wants it: the client is told why, its presence is reset, and the
 /// connection is closed. Yields: no. Database: Users_ID.
 void EndSession(Host& host, SlotIndex slot, const std::string& why);

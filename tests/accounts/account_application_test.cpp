@@ -232,7 +232,7 @@ class UserApply : public AccountApplication {
  protected:
   UserApply() : managersPort(server) {
     server.host().settings.CheckIM0 = 1;
-    server.host().ServerIp = managersPort.address();
+    server.OnEveryNode([&](Host& host) { host.ServerIp = managersPort.address(); });
     server.AddUser("5", {"IsManager=1"});
   }
   FakeMainPort managersPort;
@@ -332,9 +332,9 @@ TEST_F(AccountApplication, ExitClosesTheConnectionWithoutAReply) {
   TestClient client = Dialog();
   client.Send(".+exit_application|#");
   EXPECT_TRUE(client.IsClosed());
-  EXPECT_EQ(server.host().SckServer6007.State(1), SocketState::kClosed);
+  EXPECT_EQ(server.Slots(6007).State(1), SocketState::kClosed);
   TestClient next = Dialog();
-  EXPECT_EQ(server.host().SckServer6007.Highest(), 1);
+  EXPECT_EQ(server.Slots(6007).Highest(), 1);
 }
 
 TEST_F(AccountApplication, AnyOtherCommandIsIgnored) {

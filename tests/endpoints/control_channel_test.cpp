@@ -23,8 +23,8 @@ class ControlChannel : public ServerTest {
     for (const char* user : {"u1", "u2", "u3"}) server.AddUser(user);
   }
 
-  SlotArray& peers() { return server.host().SckServer6003; }
-  SlotArray& endpoints() { return server.host().SckServer6008; }
+  TestSlots peers() { return server.Slots(6003); }
+  TestSlots endpoints() { return server.Slots(6008); }
 
   TestClient Peer(const std::string& name) {
     TestClient peer = server.ConnectTo(kControlPort);
@@ -167,7 +167,7 @@ TEST_F(ControlChannel, DisconnectedUsersAreToldClosedAndAnnounced) {
   EXPECT_EQ(two.Receive(), ".+disconnect|a");
   EXPECT_TRUE(one.IsClosed());
   EXPECT_TRUE(two.IsClosed());
-  EXPECT_EQ(server.host().SckServer.Tag(1), "");
+  EXPECT_EQ(server.Tag(1), "");
   EXPECT_EQ(other.Receive(), ".+new_is_offline|u1|u2||#");
   EXPECT_EQ(nobody.Receive(), ".+new_is_offline|u1|u2||#");
   EXPECT_EQ(server.Value("select UserIcoLine from Users_ID where UserID='u1'"), "1");
@@ -187,8 +187,8 @@ TEST_F(ControlChannel, AUserWhoIsOfflineIsLeftOutAndWithNobodyNothingIsAnnounced
 TEST_F(ControlChannel, AUserWhoIsConnectedTwiceLosesOnlyTheFirstSlot) {
   TestClient first = server.Connect();
   TestClient second = server.Connect();
-  server.host().SckServer.SetTag(1, "u1");
-  server.host().SckServer.SetTag(2, "u1");
+  server.Slots(6004).SetTag(1, "u1");
+  server.Slots(6004).SetTag(2, "u1");
   TestClient peer = Peer("console");
   peer.SendBytes(".+disconnect|a|u1|#");
   EXPECT_TRUE(first.IsClosed());

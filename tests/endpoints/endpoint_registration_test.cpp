@@ -21,7 +21,7 @@ class EndpointRegistration : public ServerTest {
   std::string LastLog() {
     return server.Value("select Txt,UserID,Ip,Ico from ServerLog order by rowid desc");
   }
-  SlotArray& slots() { return server.host().SckServer6008; }
+  TestSlots slots() { return server.Slots(6008); }
 };
 
 TEST_F(EndpointRegistration, ANewComputerGetsARow) {

@@ -57,7 +57,7 @@ class Watchdog : public ServerTest {
   void Settle() {
     for (int i = 0; i < 50; ++i) server.loop().Turn(1);
   }
-  int Slot(const std::string& name) { return server.host().SckServer6003.FirstWithTag(name); }
+  int Slot(const std::string& name) { return server.Slots(6003).FirstWithTag(name); }
 
   LoopbackHttpServer host;
 };
@@ -113,7 +113,7 @@ TEST_F(Watchdog, ASiblingThatDiesIsRestartedByItsServicesName) {
   }
   Settle();
   EXPECT_TRUE(server.commands().calls.empty());
-  EXPECT_EQ(server.host().SckServer6003.State(1), SocketState::kClosed);
+  EXPECT_EQ(server.Slots(6003).State(1), SocketState::kClosed);
 }
 
 TEST_F(Watchdog, ARestartedSiblingIsWatchedAnew) {

@@ -68,12 +68,15 @@ TestClient::TestClient(TestServer& server, uint16_t port, const std::string& fro
   sockaddr_in peer{};
   peer.sin_family = AF_INET;
   peer.sin_port = htons(port);
-  inet_pton(AF_INET, server.NextAddress().c_str(), &peer.sin_addr);
+  const int node = server.NextNode();
+  inet_pton(AF_INET, server.nodes_[static_cast<size_t>(node)].address.c_str(), &peer.sin_addr);
+  const uint64_t before = server.LastConnection(port, node);
   if (connect(descriptor_, reinterpret_cast<sockaddr*>(&peer), sizeof peer) != 0) ended_ = true;
   const int on = 1;
   setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   fcntl(descriptor_, F_SETFL, O_NONBLOCK);
   server.Pump();
+  server.CountIn(port, node, before);
 }
 
 TestClient::~TestClient() {
@@ -210,7 +213,7 @@ void TestServer::AddNode(PlatformSettings platform, int count) {
   node.loop = std::make_unique<EventLoop>(clock_);
   std::unique_ptr<Bus> bus;
   if (count > 1) {
-    EXPECT_TRUE(TestDatabase::IsPostgres()) << "nodes share a PostgreSQL server";
+    EXPECT_FALSE(TestDatabase::IsEmbedded()) << "nodes share a database server";
     platform.nodes.name = fmt::format("node{}", nodes_.size());
     bus = bus_.Connect(*node.loop, platform.nodes.name);
   }
@@ -277,9 +280,12 @@ void TestServer::Pump() {
   }
 }
 
+int TestServer::NextNode() {
+  return chosen_ >= 0 ? chosen_ : connected_++ % nodes();
+}
+
 const std::string& TestServer::NextAddress() {
-  const int next = chosen_ >= 0 ? chosen_ : connected_++ % nodes();
-  return nodes_[static_cast<size_t>(next)].address;
+  return nodes_[static_cast<size_t>(NextNode())].address;
 }
 
 void TestServer::KillNode(int node) {
@@ -361,6 +367,127 @@ void TestServer::AddUser(const std::string& userId, const std::vector<std::strin
 
 void TestServer::InHandler(std::function<void(Host&)> work) {
   loop_->StartHandler([this, work = std::move(work)] { work(host()); });
+  Pump();
+}
+
+// --- Slots ---
+
+namespace {
+
+SlotArray* ArrayOfPort(Host& host, uint16_t port) {
+  constexpr std::pair<uint16_t, SlotArray Host::*> kArrays[] = {
+      {6001, &Host::SckServer6001}, {6002, &Host::SckServer6002}, {6003, &Host::SckServer6003},
+      {6004, &Host::SckServer},     {6007, &Host::SckServer6007}, {6008, &Host::SckServer6008}};
+  for (const auto& [number, array] : kArrays) {
+    if (number == port) return &(host.*array);
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+SlotArray& TestServer::ArrayOf(const Place& place, uint16_t port) {
+  return *ArrayOfPort(host(place.node), port);
+}
+
+TestServer::Place TestServer::PlaceOf(uint16_t port, SlotIndex slot) const {
+  const auto found = places_.find(port);
+  if (nodes_.size() == 1) return {0, slot};
+  const bool isKnown =
+      found != places_.end() && slot > 0 && static_cast<size_t>(slot) <= found->second.size();
+  return isKnown ? found->second[static_cast<size_t>(slot) - 1] : Place{};
+}
+
+uint64_t TestServer::LastConnection(uint16_t port, int node) {
+  uint64_t last = 0;
+  Node& its = nodes_[static_cast<size_t>(node)];
+  SlotArray* const slots =
+      nodes_.size() == 1 || !its.form ? nullptr : ArrayOfPort(its.form->host(), port);
+  if (slots == nullptr) return 0;
+  for (const SlotIndex slot : slots->AllNow()) last = std::max(last, slots->ConnectionNumber(slot));
+  return last;
+}
+
+// The lowest slot that is closed has the new connection, as on a server alone.
+void TestServer::CountIn(uint16_t port, int node, uint64_t before) {
+  if (nodes_.size() == 1 || LastConnection(port, node) == before) return;
+  SlotArray& slots = *ArrayOfPort(host(node), port);
+  Place place{node, kNoSlot};
+  for (const SlotIndex slot : slots.AllNow()) {
+    if (slots.ConnectionNumber(slot) > before) place.slot = slot;
+  }
+  std::vector<Place>& places = places_[port];
+  for (Place& each : places) {
+    if (each.node == node && each.slot == place.slot) each = {};
+  }
+  for (Place& each : places) {
+    const bool isClosed = each.slot == kNoSlot || !nodes_[static_cast<size_t>(each.node)].form ||
+                          ArrayOf(each, port).State(each.slot) == SocketState::kClosed;
+    if (isClosed) {
+      each = place;
+      return;
+    }
+  }
+  places.push_back(place);
+}
+
+SocketState TestSlots::State(SlotIndex slot) const {
+  const auto place = server_.PlaceOf(port_, slot);
+  return server_.ArrayOf(place, port_).State(place.slot);
+}
+
+const std::string& TestSlots::Tag(SlotIndex slot) const {
+  const auto place = server_.PlaceOf(port_, slot);
+  return server_.ArrayOf(place, port_).Tag(place.slot);
+}
+
+SlotIndex TestSlots::Highest() const {
+  if (server_.nodes() == 1) return server_.ArrayOf({}, port_).Highest();
+  return static_cast<SlotIndex>(std::max<size_t>(1, server_.places_[port_].size()));
+}
+
+SlotIndex TestSlots::FirstWithTag(const std::string& tag) const {
+  for (SlotIndex slot = 1; slot <= Highest(); ++slot) {
+    if (Tag(slot) == tag) return slot;
+  }
+  return kNoSlot;
+}
+
+void TestSlots::SetTag(SlotIndex slot, const std::string& tag) {
+  const auto place = server_.PlaceOf(port_, slot);
+  server_.ArrayOf(place, port_).SetTag(place.slot, tag);
+}
+
+void TestSlots::Close(SlotIndex slot) {
+  const auto place = server_.PlaceOf(port_, slot);
+  server_.ArrayOf(place, port_).Close(place.slot);
+}
+
+std::string TestServer::Waiting(SlotIndex slot) {
+  const Place place = PlaceOf(6004, slot);
+  return host(place.node).ReplyBuffer[place.slot];
+}
+
+Lines TestServer::Pushes() {
+  Lines lines;
+  for (int node = 0; node < nodes(); ++node) {
+    for (const std::string& line : host(node).PushQueue.lines()) lines.push_back(line);
+  }
+  return lines;
+}
+
+void TestServer::ClearPushes() {
+  for (int node = 0; node < nodes(); ++node) host(node).PushQueue.Clear();
+}
+
+void TestServer::OnEveryNode(const std::function<void(Host&)>& change) {
+  for (int node = 0; node < nodes(); ++node) change(host(node));
+}
+
+void TestServer::Everywhere(const std::function<void(Host&)>& work) {
+  for (int node = 0; node < nodes(); ++node) {
+    nodes_[static_cast<size_t>(node)].loop->StartHandler([this, node, work] { work(host(node)); });
+  }
   Pump();
 }
 

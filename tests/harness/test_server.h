@@ -3,13 +3,14 @@
 // Everything runs on the test's one thread. Time stands still until the test advances it, and the
 // server works only while the test pumps it (each verb of TestClient and TestServer does).
 //
-// VNQ_TEST_NODES=2 makes it several, nodes of one cluster on the run's PostgreSQL: a test's
+// VNQ_TEST_NODES=2 makes it several, nodes of one cluster on the run's database server: a test's
 // connections go to them in turn, so that two parties are on two nodes.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,6 +26,24 @@
 namespace vnq {
 
 class TestServer;
+
+/// The slots of one port as a test counts them: its connections get them from 1 on, whichever node
+/// each is on, and a slot that is closed is taken again.
+class TestSlots {
+ public:
+  TestSlots(TestServer& server, uint16_t port) : server_(server), port_(port) {}
+
+  SocketState State(SlotIndex slot) const;
+  const std::string& Tag(SlotIndex slot) const;
+  SlotIndex Highest() const;
+  SlotIndex FirstWithTag(const std::string& tag) const;
+  void SetTag(SlotIndex slot, const std::string& tag);
+  void Close(SlotIndex slot);
+
+ private:
+  TestServer& server_;
+  uint16_t port_;
+};
 
 /// One connection to the server, kept by the test. Not connected to anything when the server did
 /// not accept.
@@ -128,6 +147,10 @@ class TestServer {
 
   /// Runs something in a handler of the server, to its end or its next wait.
   void InHandler(std::function<void(Host&)> work);
+  /// Changes what each node has in memory.
+  void OnEveryNode(const std::function<void(Host&)>& change);
+  /// InHandler on each node: a tick of a timer.
+  void Everywhere(const std::function<void(Host&)>& work);
 
   /// Nodes of the cluster; of a server alone 1.
   int nodes() const { return static_cast<int>(nodes_.size()); }
@@ -152,16 +175,30 @@ class TestServer {
   /// Sets the machine's date, as a person or a time service does; timers go on as they were.
   void SetDate(LocalTime date) { clock_.SetDate(date); }
 
-  /// State, tag and waiting records of a main-port slot; a test's connections get the slots from 1
-  /// on.
-  SocketState State(SlotIndex slot) { return host().SckServer.State(slot); }
-  std::string Tag(SlotIndex slot) { return host().SckServer.Tag(slot); }
-  std::string Waiting(SlotIndex slot) { return host().ReplyBuffer[slot]; }
+  TestSlots Slots(uint16_t port) { return {*this, port}; }
+
+  /// State, tag and waiting records of a main-port slot.
+  SocketState State(SlotIndex slot) { return Slots(6004).State(slot); }
+  std::string Tag(SlotIndex slot) { return Slots(6004).Tag(slot); }
+  std::string Waiting(SlotIndex slot);
+
+  /// What waits to be pushed, on all nodes.
+  Lines Pushes();
+  void ClearPushes();
 
   /// Text of a language key as the server reads it.
   std::string Lang(std::string_view key) { return form_->host().ReadLang(key); }
 
  private:
+  friend class TestClient;
+  friend class TestSlots;
+
+  // Where a slot that a test counts is.
+  struct Place {
+    int node = 0;
+    SlotIndex slot = 0;
+  };
+
   struct Node {
     std::string address;
     std::unique_ptr<EventLoop> loop;
@@ -169,6 +206,11 @@ class TestServer {
   };
 
   void AddNode(PlatformSettings platform, int count);
+  SlotArray& ArrayOf(const Place& place, uint16_t port);
+  Place PlaceOf(uint16_t port, SlotIndex slot) const;
+  void CountIn(uint16_t port, int node, uint64_t before);
+  uint64_t LastConnection(uint16_t port, int node);
+  int NextNode();
   void SettleAll();
   void MakeFolder(const TestServerOptions& options);
   void WriteSettings(std::string settings);
@@ -184,6 +226,7 @@ class TestServer {
   EventLoop* loop_ = nullptr;  // of the first node, as is:
   IndexForm* form_ = nullptr;
   int connected_ = 0, chosen_ = -1;
+  std::map<uint16_t, std::vector<Place>> places_;  // by port; of a server alone empty
   std::unique_ptr<TestDatabase> database_;
 };
 

@@ -135,7 +135,7 @@ TEST_F(ClotMessengTest, SenderWithoutARowStoresNothingAndIsAcknowledged) {
   EXPECT_EQ(server.Waiting(1), ".+reply|2|G1|M1|#");
   EXPECT_EQ(server.Waiting(2) + server.Waiting(3) + server.Waiting(4), "");
   EXPECT_EQ(Acks(), (Lines{"M1|G1|77|1", "M1|G1|77|2", "M1|G1|77|3"}));
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"G1|77|G1|2|"});
+  EXPECT_EQ(server.Pushes(), Lines{"G1|77|G1|2|"});
 }
 
 TEST_F(ClotMessengTest, GroupOfTheSenderAloneWritesNoAcknowledgementRow) {
@@ -169,14 +169,14 @@ TEST_F(ClotMessengTest, TypeIsStoredAsItStandsAndReadsAsZeroWhenItIsNoNumber) {
 }
 
 TEST_F(ClotMessengTest, EveryTypeIsFiltered) {
-  server.host().MaskKeywords = {"bad"};
+  server.OnEveryNode([&](Host& host) { host.MaskKeywords = {"bad"}; });
   desktop1().Send(".+clot_messeng|G1|1|bad|font|M1|5|#");
   EXPECT_EQ(server.Value("select UserText from MessengClot_Text"), "***");
 }
 
 TEST_F(ClotMessengTest, PushNamesTheGroupAndIsQueuedWithoutATest) {
   desktop1().Send(".+clot_messeng|G1|1|%u4F60%20x|font|M1|6|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"G1|1|G1|2|你 x"});
+  EXPECT_EQ(server.Pushes(), Lines{"G1|1|G1|2|你 x"});
 }
 
 TEST_F(ClotMessengTest, UnfinishedMessageIsLoggedWhenItArrivesAndNotAgainWhenItIsCompleted) {

@@ -16,8 +16,8 @@ class Filter : public ServerTest {
     server.AddUser("2");
   }
   void SetLists(std::vector<std::string> block, std::vector<std::string> mask) {
-    server.host().BlockKeywords = std::move(block);
-    server.host().MaskKeywords = std::move(mask);
+    server.OnEveryNode([&](Host& host) { host.BlockKeywords = std::move(block); });
+    server.OnEveryNode([&](Host& host) { host.MaskKeywords = std::move(mask); });
   }
   std::string Filtered(const std::string& text) {
     std::string result;

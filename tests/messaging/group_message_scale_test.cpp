@@ -36,7 +36,7 @@ class LargeGroup : public PartiesTest {
  private:
   void AddClient(const std::string& tag) {
     clients_.push_back(server.Connect());
-    server.host().SckServer.SetTag(server.host().SckServer.Highest(), tag);
+    server.Slots(6004).SetTag(server.Slots(6004).Highest(), tag);
   }
 };
 

@@ -12,7 +12,7 @@ class InterfaceInformation : public People {
     server.Run("insert into Clot_Form(UpperID,UserID) values('Clot000001','1'),('Clot000001','2')");
   }
 
-  std::string TagOfApplication() { return server.host().SckServer.Tag(1); }
+  std::string TagOfApplication() { return server.Tag(1); }
   std::string Font() { return server.host().DefaultFontInfo; }
   Lines Messages() { return server.Rows("select MyID,YouID,UserText,To_Type from Messeng_Text"); }
   Lines GroupMessages() {

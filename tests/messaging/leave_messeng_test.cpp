@@ -78,7 +78,7 @@ TEST_F(LeaveMessengTest, TagIsComparedExactly) {
 TEST_F(LeaveMessengTest, OfTwoSessionsOnlyTheLowestConnectedSlotGetsTheCopy) {
   AddMessage("1,1,1,1");
   TestClient second = server.Connect();
-  server.host().SckServer.SetTag(2, "u");
+  server.Slots(6004).SetTag(2, "u");
   Leave("u", 13, "M1");
   EXPECT_NE(server.Waiting(1), "");
   EXPECT_EQ(server.Waiting(2), "");

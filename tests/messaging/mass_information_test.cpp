@@ -70,7 +70,7 @@ TEST_F(MassInformation, TagOfTheSlotDecidesTheSendersDevice) {
 }
 
 TEST_F(MassInformation, TextPassesTheKeywordFilter) {
-  server.host().MaskKeywords = {"bad"};
+  server.OnEveryNode([&](Host& host) { host.MaskKeywords = {"bad"}; });
   TestClient ann = server.Online("1");
   ann.Send(".+mass_information|2|1|a%20bad%20word|1|#");
   EXPECT_EQ(server.Value("select UserText from Messeng_Text"), "a%20***%20word");

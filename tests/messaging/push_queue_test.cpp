@@ -19,8 +19,8 @@ class PushQueueTest : public ServerTest {
     server.InHandler([&](Host& host) {
       QueueMobilePush(host, target, extra, source, static_cast<PushKind>(kind), text, senderTag);
     });
-    const Lines lines = server.host().PushQueue.lines();
-    server.host().PushQueue.Clear();
+    const Lines lines = server.Pushes();
+    server.ClearPushes();
     return lines;
   }
   bool IsQueued(const std::string& target, const std::string& source,
@@ -138,36 +138,36 @@ TEST_F(PushQueueTest, MissingValueQueuesNothing) {
 TEST_F(PushQueueTest, PeerMessageQueuesItsUnescapedText) {
   TestClient client = server.Online("1");
   client.Send(".+message|2|1|%u4F60%20x|font|M1|1|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|1|你 x"});
+  EXPECT_EQ(server.Pushes(), Lines{"2||1|1|你 x"});
 }
 
 TEST_F(PushQueueTest, PeerMessageQueuesWhatTheFilterLeft) {
-  server.host().MaskKeywords = {"bad"};
+  server.OnEveryNode([&](Host& host) { host.MaskKeywords = {"bad"}; });
   TestClient client = server.Online("1");
   client.Send(".+message|2|1|bad|font|M1|1|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|1|***"});
+  EXPECT_EQ(server.Pushes(), Lines{"2||1|1|***"});
 }
 
 TEST_F(PushQueueTest, FileFormQueuesItsLabel) {
   TestClient client = server.Online("1");
   client.Send(".+message|2|1|a.txt|font|M1|5|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|1|" + server.Lang("im283")});
+  EXPECT_EQ(server.Pushes(), Lines{"2||1|1|" + server.Lang("im283")});
 }
 
 TEST_F(PushQueueTest, ResendIsPushedAgain) {
   TestClient client = server.Online("1");
   client.Send(".+message|2|1|a|font|M1|1|#.+message|2|1|a|font|M1|1|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), (Lines{"2||1|1|a", "2||1|1|a"}));
+  EXPECT_EQ(server.Pushes(), (Lines{"2||1|1|a", "2||1|1|a"}));
 }
 
 TEST_F(PushQueueTest, MessageToAnOnlineUserIsNotPushedAndToAnAwayOneIs) {
   TestClient client = server.Online("1");
   TestClient target = server.Online("2");
   client.Send(".+message|2|1|a|font|M1|1|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{});
+  EXPECT_EQ(server.Pushes(), Lines{});
   target.Send(".+go_away|2|#");
   client.Send(".+message|2|1|b|font|M2|1|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|1|b"});
+  EXPECT_EQ(server.Pushes(), Lines{"2||1|1|b"});
 }
 
 TEST_F(PushQueueTest, WithTheTimerOffNothingIsQueued) {
@@ -186,11 +186,11 @@ TEST_F(PushQueueTest, WhatIsQueuedForOnePushIsBounded) {
       QueueMobilePush(host, group, "", "1", PushKind::kGroup, "text", "1");
     }
   });
-  EXPECT_EQ(server.host().PushQueue.lines().size(), 41u) << "of 4 MB in all";
-  server.host().PushQueue.Clear();
+  EXPECT_EQ(server.Pushes().size(), 41u) << "of 4 MB in all";
+  server.ClearPushes();
   server.InHandler(
       [](Host& host) { QueueMobilePush(host, "2", "", "1", PushKind::kGroup, "text", "1"); });
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2||1|2|text"});
+  EXPECT_EQ(server.Pushes(), Lines{"2||1|2|text"});
 }
 
 TEST_F(PushQueueTest, APushThatIsNotAnsweredWellIsSaidOnceAndCounted) {

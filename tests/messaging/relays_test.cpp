@@ -41,8 +41,8 @@ TEST_F(ReplyTransmission, ShortRecordIsNotPassedOn) {
 
 TEST_F(ReplyTransmission, OnlyTheLowestOfTwoSlotsGetsIt) {
   TestClient ann = server.Online("1"), first = server.Connect(), second = server.Connect();
-  server.host().SckServer.SetTag(2, "2");
-  server.host().SckServer.SetTag(3, "2");
+  server.Slots(6004).SetTag(2, "2");
+  server.Slots(6004).SetTag(3, "2");
   ann.Send(".+reply_transmission|a|2|b|#");
   EXPECT_EQ(first.Receive(), ".+reply_transmission|a|b|#");
   EXPECT_EQ(second.Receive(), "");

@@ -118,7 +118,7 @@ TEST_F(UserMessengTest, SenderWithoutANameIsStoredWithAnEmptyOne) {
 }
 
 TEST_F(UserMessengTest, SenderWithoutARowStoresAndDeliversAnEmptyText) {
-  server.host().BlockKeywords = {"hello"};
+  server.OnEveryNode([&](Host& host) { host.BlockKeywords = {"hello"}; });
   TestClient client = server.Connect();
   TestClient target = server.Online("2");
   client.Send(".+message|2|77|hello|font|M1|1|#");
@@ -146,8 +146,8 @@ TEST_F(UserMessengTest, IdZeroIsStoredWithoutAReceiptAndItsSecondUseIsADuplicate
 }
 
 TEST_F(UserMessengTest, FileFormIsStoredUnfiltered) {
-  server.host().BlockKeywords = {"secret"};
-  server.host().MaskKeywords = {"a"};
+  server.OnEveryNode([&](Host& host) { host.BlockKeywords = {"secret"}; });
+  server.OnEveryNode([&](Host& host) { host.MaskKeywords = {"a"}; });
   TestClient client = server.Connect();
   client.Send(".+message|2|1|secret a|font|M1|5|#.+message|2|1|secret a|font|M2|1|#");
   EXPECT_EQ(server.Rows("select UserText,To_Type from Messeng_Text order by rowid").front(),
@@ -269,7 +269,7 @@ TEST_F(UserMessengTest, LetterInTheMiddleOfATagIsLostForTheSendersOtherDevice) {
   TestClient desktop = server.Online("amy");
   TestClient mobile = server.Online("amy", 3);
   TestClient stray = server.Connect();
-  server.host().SckServer.SetTag(3, "aym");
+  server.Slots(6004).SetTag(3, "aym");
   desktop.Send(".+message|2|amy|hello|font|M1|1|#");
   EXPECT_EQ(server.Waiting(2), "");
   EXPECT_EQ(server.Waiting(3), std::string(".+message|2|") + kStart + "|hello|font|M1|10|0|#");

@@ -4,6 +4,7 @@ Everything runs on loopback addresses of its own. The PostgreSQL server is the o
 address stands in VNQ_TEST_POSTGRES."""
 import base64
 import contextlib
+import glob
 import os
 import random
 import shutil
@@ -64,6 +65,38 @@ class Program:
         return self.process.wait(PATIENCE_S)
 
 
+class Postgres(Program):
+    """A database server of a test's own, which it may stop."""
+
+    PORT = "5432"
+
+    def __init__(self, folder, address):
+        programs = sorted(glob.glob("/usr/lib/postgresql/*/bin"))[-1]
+        data = os.path.join(folder, "postgres")
+        os.makedirs(data)
+        as_user = []
+        if os.geteuid() == 0:  # which the server refuses to be
+            os.chmod(folder, 0o755)
+            shutil.chown(data, "postgres", "postgres")
+            as_user = ["setpriv", "--reuid=postgres", "--regid=postgres", "--init-groups"]
+        subprocess.run([*as_user, f"{programs}/initdb", "-D", f"{data}/db", "-U", "vnq", "-A", "trust", "-E", "UTF8",
+                        "--locale=C.UTF-8", "--no-sync"], check=True, stdout=subprocess.DEVNULL, cwd=data)
+        super().__init__(folder, "database", [
+            *as_user, f"{programs}/postgres", "-D", f"{data}/db", "-h", address, "-p", self.PORT, "-k", data,
+            "-c", "fsync=off", "-c", "max_connections=200", "-c", "shared_buffers=64MB"])
+        self.address = address
+        self.ready = [f"{programs}/pg_isready", "-q", "-h", address, "-p", self.PORT]
+
+    def start(self):
+        super().start()
+        wait_until(lambda: subprocess.run(self.ready, check=False).returncode == 0, "the database answers")
+
+    def end(self, number):
+        """SIGINT ends all sessions in order, SIGQUIT as a crash does."""
+        self.process.send_signal(number)
+        self.process.wait(PATIENCE_S)
+
+
 class Client:
     """A client's connection to the main port of a node."""
 
@@ -108,24 +141,33 @@ class Client:
 
 
 class Cluster:
-    """`nodes` servers on one database, and their bus; users 1 to `users`."""
+    """`nodes` servers on one database, and their bus; users 1 to `users`. With a database server of its own, or on
+    the run's."""
 
-    def __init__(self, nodes, users):
+    def __init__(self, nodes, users, has_own_database=False):
         self.folder = tempfile.mkdtemp(prefix="vnq_nodes_")
         self.stack = contextlib.ExitStack()
         self.stack.callback(shutil.rmtree, self.folder, True)
+        self.database_server = None
         try:
-            self.make(nodes, users)
+            self.make(nodes, users, has_own_database)
         except BaseException:
             self.close()
             raise
 
-    def make(self, nodes, users):
+    def make(self, nodes, users, has_own_database):
         net = f"127.{random.randint(10, 250)}.{random.randint(1, 250)}."
-        self.host, self.port = os.environ["VNQ_TEST_POSTGRES"].split(":")
+        if has_own_database:
+            self.database_server = Postgres(self.folder, net + "251")
+            self.stack.callback(self.database_server.kill)
+            self.database_server.start()
+            self.host, self.port = net + "251", Postgres.PORT
+        else:
+            self.host, self.port = os.environ["VNQ_TEST_POSTGRES"].split(":")
         self.database = f"nodes_{os.getpid()}_{random.randint(0, 10 ** 6)}"
         self.sql(f"create database {self.database}", "postgres")
-        self.stack.callback(self.sql, f"drop database {self.database} with (force)", "postgres")
+        if not has_own_database:
+            self.stack.callback(self.sql, f"drop database {self.database} with (force)", "postgres")
         self.bus_url = f"nats://{net}250:4222"
         self.bus = Program(self.folder, "bus", ["nats-server", "-a", net + "250", "-p", "4222"])
         self.addresses = [f"{net}{number + 1}" for number in range(nodes)]

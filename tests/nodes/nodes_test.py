@@ -1,5 +1,6 @@
 """The shipped programs as nodes: what crosses, and what is left when the bus or a node fails."""
 import os
+import subprocess
 import sys
 import time
 import unittest
@@ -86,6 +87,66 @@ class Nodes(unittest.TestCase):
         self.assert_crosses(alice, bob, 2)
         self.cluster.start(1)
         self.cluster.wait_for_nodes()
+
+    def test_users_of_a_killed_node_are_shown_as_away_and_those_of_a_frozen_one_are_not(self):
+        def presences():
+            return self.cluster.sql("select UserID,UserIcoLine from Users_ID order by UserID")
+
+        self.cluster.client(0, 1)
+        self.cluster.client(1, 2)
+        self.cluster.wait_until_known(0, 2)
+        self.cluster.nodes[1].freeze()
+        wait_until(lambda: self.cluster.nodes[0].count("node n2 has been silent for 5 s") == 1, "it is forgotten")
+        time.sleep(7)
+        self.assertEqual(presences(), ["1|1", "2|1", "3|0"])
+        self.cluster.nodes[1].kill()
+        wait_until(lambda: self.cluster.nodes[0].count("node n2 has died; 1 of its 1 users") == 1, "it is dead")
+        self.assertEqual(presences(), ["1|1", "2|0", "3|0"])
+
+    def test_users_of_a_node_that_is_killed_and_starts_at_once_are_shown_as_away(self):
+        self.cluster.client(0, 1)
+        self.cluster.client(1, 2)
+        self.cluster.wait_until_known(0, 2)
+        self.cluster.nodes[1].kill()
+        self.cluster.start(1)
+        wait_until(lambda: self.cluster.nodes[0].count("node n2 has died; 1 of its 1 users") == 1, "it is dead")
+        self.assertEqual(self.cluster.sql("select UserID from Users_ID where UserIcoLine<>0"), ["1"])
+
+    def test_what_comes_to_two_nodes_at_the_same_moment_is_stored_once(self):
+        """The same record on two connections, neither of which waits for the other."""
+        records = {
+            "select Msg_ID,YouID from Messeng_Text": ".+message|2|1|text|font|M{0}|1|#",
+            "select Msg_ID,ClotID from MessengClot_Text": ".+clot_messeng|G|1|text|font|G{0}|1|#",
+            "select Msg_ID,YouID from Msg_Acks": ".+clot_messeng|G|1|text|font|H{0}|1|#",
+            "select MyID,YouID from Clot_Silence": ".+modify_isSilence|1|S{0}|1|#",
+            "select Msg_ID from LeaveFile": ".+upload_files|name|1|1|2|1|path|F{0}|#",
+            "select UserID from Users_Pic": ".+modify_personal_pictures|P{0}|5|#",
+        }
+        self.cluster.sql("insert into Clot_Form(UpperID,UserID,IsAdmin) values('G','1',1),('G','2',0)")
+        both = [self.cluster.client(0, 1), self.cluster.client(1, 3)]
+        for record in records.values():
+            for client in both:
+                client.send("".join(record.format(number) for number in range(60)))
+            time.sleep(0.3)  # each text is a read of its own
+        for select, record in records.items():
+            wait_until(lambda: len(set(self.cluster.sql(select))) >= 60, record)
+        for client in both:
+            client.send(".+y|#")
+            client.expect(".+y|#")  # behind all of it
+        for select, record in records.items():
+            rows = self.cluster.sql(select)
+            self.assertEqual(len(rows), len(set(rows)), record)
+
+    def test_account_of_vnqctl_waits_for_one_that_a_node_makes(self):
+        other = subprocess.Popen(["psql", "-X", "-h", self.cluster.host, "-p", self.cluster.port, "-U", "vnq", "-d",
+                                  self.cluster.database, "-c", "select pg_advisory_lock(6004,1),pg_sleep(1)"],
+                                 stdout=subprocess.DEVNULL)
+        wait_until(lambda: self.cluster.sql("select 1 from pg_locks where locktype='advisory' and classid=6004"),
+                   "the lock is held")
+        said = self.cluster.ctl(0, "user", "add", "somebody", "--password", "secret")
+        self.assertIsNotNone(other.poll(), said)
+        other.wait()
+        self.assertEqual(self.cluster.sql("select count(*) from Users_ID where UserName='somebody'"), ["1"], said)
 
     def test_node_that_stops_in_order_is_forgotten_at_once_and_spares_the_presence_of_others(self):
         self.cluster.client(0, 1)

@@ -379,7 +379,7 @@ TEST_F(VerificationEngine, RecordsOfAnyLengthLeaveTheServerAnswering) {
 TEST_F(VerificationEngine, AUserIdThatHoldsAnMIsNotKeptWhole) {
   Connect({"ab1m"});
   TestClient odd = server.Connect();
-  server.host().SckServer.SetTag(2, "abm1");
+  server.Slots(6004).SetTag(2, "abm1");
   AddGroup(kGroup, {"abm1:1:Odd", "ab1:1:Shortened"});
   odd.Send(Record("5", "", "1|2|2"));
   // The other session is taken to be ab1m; and not abm1 but ab1 is left out as the acting
@@ -393,7 +393,7 @@ TEST_F(VerificationEngine, AUserIdThatHoldsAnMIsNotKeptWhole) {
 TEST_F(VerificationEngine, OnlyTheFirstSlotWithATagGetsARecord) {
   Connect({"1", "3", "5"});
   AddGroup(kGroup, {"1:1:Ann"});
-  server.host().SckServer.SetTag(3, "3");
+  server.Slots(6004).SetTag(3, "3");
   From("1", Record("3", "", "3|2|0"));
   EXPECT_EQ(Hear(), (Heard{{"3", Record("3", "", "3|2|0")}}));
 }

@@ -1,4 +1,4 @@
-// Two servers on one PostgreSQL database, with the parties on different ones.
+// Two servers on one database server, with the parties on different ones.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +10,7 @@
 #include "host/database/version_counters.h"
 #include "host/nodes/cluster.h"
 #include "messaging/messaging.h"
+#include "server/gone_nodes.h"
 #include "tests/harness/test_server.h"
 
 namespace vnq {
@@ -18,7 +19,7 @@ namespace {
 class NodesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!TestDatabase::IsPostgres()) GTEST_SKIP() << "nodes share a PostgreSQL server";
+    if (TestDatabase::IsEmbedded()) GTEST_SKIP() << "nodes share a database server";
     TestServerOptions options;
     options.nodes = 2;
     server_ = std::make_unique<TestServer>(options);
@@ -208,6 +209,34 @@ TEST_F(NodesTest, SessionLostOnOneNodeLeavesThePresenceOfTheOneElsewhere) {
   EXPECT_EQ(server().Value("select UserIcoLine from Users_ID where UserID='1'"), "1");
 }
 
+// --- Nodes that die ---
+
+TEST_F(NodesTest, UsersOfADeadNodeAreShownAsAwayAndThoseOfALivingOneAreNot) {
+  TestClient here = OnlineOn(0, "1");
+  TestClient there = OnlineOn(1, "2");
+  server().Run("update Users_ID set Registration_Id='phone' where UserID='2'");
+  server().AddUser("3");
+  TestClient moved = OnlineOn(1, "3");
+  server().KillNode(1);
+  TestClient again = OnlineOn(0, "3");
+  const auto presences = [&] {
+    return server().Rows("select UserIcoLine from Users_ID order by UserID");
+  };
+  server().AdvanceMs(1000 * (Cluster::kSilentTicks + GoneNodes::kWaitTicks));
+  EXPECT_EQ(presences(), (Lines{"1", "1", "1"})) << "it is not known to be dead yet";
+  server().AdvanceMs(2000);
+  EXPECT_EQ(presences(), (Lines{"1", "3", "1"}));
+}
+
+TEST_F(NodesTest, UsersOfANodeThatOnlyLacksTheBusAreShownAsTheyAre) {
+  TestClient here = OnlineOn(0, "1");
+  TestClient there = OnlineOn(1, "2");
+  server().bus().SetDeaf(true);
+  server().AdvanceMs(30'000);
+  EXPECT_FALSE(Knows(0, "2"));
+  EXPECT_EQ(server().Rows("select UserIcoLine from Users_ID order by UserID"), (Lines{"1", "1"}));
+}
+
 // --- Two writers ---
 
 // Runs the work in two processes at once, each with a connection of its own.
@@ -220,7 +249,7 @@ void InTwoProcesses(TestServer& server, const Work& work) {
       Host& host = server.host();
       Database database(OpenConfiguredDatabase(host.settings, host.platform, host.paths,
                                                host.AppPath, nullptr, SqlCommit::kTurn));
-      database.ShareWithNodes();
+      database.ShareWithNodes("writer");
       work(database);
       database.EndTurn();
       _exit(database.IsInTrouble() ? 1 : 0);
@@ -245,7 +274,7 @@ TEST_F(NodesTest, WhatWasReadBeforeALockIsReadAgainBehindIt) {
   Host& host = server().host();
   Database database(OpenConfiguredDatabase(host.settings, host.platform, host.paths, host.AppPath,
                                            &host.clock, SqlCommit::kTurn));
-  database.ShareWithNodes();
+  database.ShareWithNodes("writer");
   const Statement names = Sql("select UserName from Users_ID where UserID='1'");
   const Expr before = database.ReadValue(names);
   server().Run("update Users_ID set UserName='renamed' where UserID='1'");
@@ -273,6 +302,27 @@ TEST_F(NodesTest, AccountsOfTwoWritersHaveNumbersOfTheirOwn) {
   EXPECT_EQ(server().Value("select count(*),count(distinct UserID) from Users_ID "
                            "where UserName='new'"),
             "50|50");
+}
+
+// Looks for a row and adds it where it is not there, again and again; what a turn has added is
+// committed at its end.
+TEST_F(NodesTest, RowThatTwoWritersFindMissingIsAddedOnce) {
+  constexpr int kRows = 300;
+  InTwoProcesses(server(), [](Database& database) {
+    for (int i = 0; i < kRows; ++i) {
+      Cursor row(database);
+      row.Open(Sql("Select top 1 * from Messeng_Text where Msg_ID='?' and YouID='?'", i, "2"));
+      if (row.RecordCount() == 0) {
+        row.AddNew();
+        row.Set("Msg_ID", i);
+        row.Set("YouID", "2");
+        row.Set("To_Type", 1);
+        row.UpdateOnce({"Msg_ID", "YouID"});
+      }
+      if (i % 3 == 0) database.EndTurn();
+    }
+  });
+  EXPECT_EQ(server().Value("select count(*),count(distinct Msg_ID) from Messeng_Text"), "300|300");
 }
 
 TEST_F(NodesTest, ApplicationsOnTwoNodesAreAnsweredWithDifferentNumbers) {

@@ -246,7 +246,7 @@ TEST_F(Landing, OnlyTheLowestSlotWithTheTagIsTheOtherSessionWhateverItsState) {
   TestClient gone = server.Online("1");
   TestClient alive = server.Connect();
   gone.Close();
-  server.host().SckServer.SetTag(2, "1");
+  server.Slots(6004).SetTag(2, "1");
   EXPECT_EQ(DesktopLogIn(), kSuccess);
   EXPECT_EQ(alive.Receive(), "");
   EXPECT_EQ(server.Tag(2), "1");
@@ -492,7 +492,7 @@ TEST_F(Landing, MachineListIsWrittenOnlyWhenListAndMachineAreEmpty) {
 TEST_F(Landing, GoneClientOfAnAcceptedLoginIsSweptLater) {
   DesktopLogIn();
   last().Close();
-  server.InHandler(ErrTimerTick);
+  server.Everywhere(ErrTimerTick);
   EXPECT_EQ(server.Tag(1), "");
   EXPECT_EQ(server.Log().back(), "1" + server.Lang("im14") + "|1|127.0.0.1|16");
 }

@@ -52,7 +52,7 @@ TEST_F(PhoneLog, MobileSessionOfTheUserStaysAndHearsOfThePhone) {
 TEST_F(PhoneLog, EverySessionWithTheTagIsClosed) {
   TestClient one = server.Online("1");
   TestClient two = server.Connect();
-  server.host().SckServer.SetTag(2, "1");
+  server.Slots(6004).SetTag(2, "1");
   TestClient phone = server.Connect();
   phone.Send(".+phone_log|1|#");
   EXPECT_EQ(one.Receive(), BusyForce());

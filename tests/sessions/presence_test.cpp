@@ -61,8 +61,8 @@ TEST_F(Presence, EachStateHasItsRecordItsValueAndItsTag) {
     EXPECT_EQ(server.Tag(2), each.tag) << each.state;
     EXPECT_EQ(server.Log(), LogOf("im58", 1)) << each.state;
     client.Close();
-    server.host().SckServer.SetTag(2, "");
-    server.InHandler(ErrTimerTick);
+    server.Slots(6004).SetTag(2, "");
+    server.Everywhere(ErrTimerTick);
   }
 }
 
@@ -95,7 +95,7 @@ TEST_F(Presence, PhoneOnAVisibleUserLeavesTheStateAndTellsNobody) {
     EXPECT_EQ(other.Receive(), "");
     other.Close();
     phone.Close();
-    server.InHandler(ErrTimerTick);
+    server.Everywhere(ErrTimerTick);
   }
 }
 
@@ -140,8 +140,8 @@ TEST_F(Presence, EarlierSessionIsToldTheNewAddressAndClosed) {
 TEST_F(Presence, OneEarlierSessionIsRemovedAtMost) {
   TestClient one = server.Connect();
   TestClient two = server.Connect();
-  server.host().SckServer.SetTag(1, "1");
-  server.host().SckServer.SetTag(2, "1");
+  server.Slots(6004).SetTag(1, "1");
+  server.Slots(6004).SetTag(2, "1");
   TestClient fresh = server.Online("1");
   EXPECT_EQ(one.Receive(), ".+busy_force|127.0.0.1|#");
   EXPECT_TRUE(one.IsClosed());
@@ -177,12 +177,12 @@ TEST_F(Presence, With39SlotsALoginIsToldAndWith40ItIsNot) {
   std::vector<TestClient> others;
   for (int i = 0; i < 38; ++i) others.push_back(server.Connect());
   TestClient last = server.Online("1");
-  ASSERT_EQ(server.host().SckServer.Highest(), 39);
+  ASSERT_EQ(server.Slots(6004).Highest(), 39);
   for (TestClient& other : others) {
     EXPECT_EQ(other.Receive(), ".+new_online|1|10.0.0.1|192.168.0.1|#");
   }
   TestClient fortieth = server.Connect();
-  ASSERT_EQ(server.host().SckServer.Highest(), 40);
+  ASSERT_EQ(server.Slots(6004).Highest(), 40);
   last.Send(".+successful_online|1|2|#");
   EXPECT_EQ(last.Receive(), kSynchronised);
   EXPECT_EQ(IcoLine(), "2");
@@ -195,7 +195,7 @@ TEST_F(Presence, CeilingCountsTheArrayAndNotTheConnections) {
     std::vector<TestClient> gone;
     for (int i = 0; i < 40; ++i) gone.push_back(server.Connect());
   }
-  server.InHandler(ErrTimerTick);
+  server.Everywhere(ErrTimerTick);
   TestClient other = server.Connect();
   TestClient client = server.Online("1");
   EXPECT_EQ(other.Receive(), "");
@@ -360,7 +360,7 @@ TEST_F(Presence, DesktopWithoutAPushIdentifierGoesOffline) {
     EXPECT_TRUE(client.IsClosed());
     EXPECT_EQ(IcoLine(), "0");
     other.Close();
-    server.InHandler(ErrTimerTick);
+    server.Everywhere(ErrTimerTick);
   }
 }
 
@@ -400,7 +400,7 @@ TEST_F(Presence, MobileInAnotherStateLosesOnlyItsPushIdentifier) {
     EXPECT_EQ(RegistrationId(), "");
     SetIcoLine(0);
     other.Close();
-    server.InHandler(ErrTimerTick);
+    server.Everywhere(ErrTimerTick);
   }
 }
 
@@ -425,8 +425,8 @@ TEST_F(Presence, LeavingOfAnUnknownUserTellsNobodyAndClosesTheSlot) {
 TEST_F(Presence, TheFirstSlotWithTheLeaversTagIsTheOneThatIsClosed) {
   TestClient lower = server.Connect();
   TestClient leaver = server.Connect();
-  server.host().SckServer.SetTag(1, "1");
-  server.host().SckServer.SetTag(2, "1");
+  server.Slots(6004).SetTag(1, "1");
+  server.Slots(6004).SetTag(2, "1");
   leaver.Send(".+offline|1|#");
   EXPECT_TRUE(lower.IsClosed());
   EXPECT_FALSE(leaver.IsClosed());
@@ -472,7 +472,7 @@ TEST_F(Presence, SweptDesktopFallsBackToItsPhoneOrOfflineAndNobodyIsTold) {
     EXPECT_EQ(server.Tag(2), "");
     EXPECT_EQ(server.Log().back(), "1" + server.Lang("im14") + "|1|127.0.0.1|16");
     other.Close();
-    server.InHandler(ErrTimerTick);
+    server.Everywhere(ErrTimerTick);
   }
 }
 

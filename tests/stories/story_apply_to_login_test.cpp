@@ -17,7 +17,7 @@ class StoryOfAnAccount : public ServerTest {
         "insert into Role(ID,DefaultRole,Permissions) values(1,1,'3,')");
     server.AddUser("1", {"UserName=carol", "FcName=Carol", "IsManager=1"});
     server.host().settings.CheckIM0 = 1;
-    server.host().ServerIp = managersPort.address();
+    server.OnEveryNode([&](Host& host) { host.ServerIp = managersPort.address(); });
   }
 
   void Vnqctl(bool isEnabled, const std::string& user) {

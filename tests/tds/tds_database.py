@@ -6,6 +6,7 @@ import sqlite3
 import threading
 
 import tds_catalog
+import tds_locks
 import tds_wire as wire
 import tsql
 from tsql import SqlError
@@ -102,6 +103,7 @@ class Database:
         if not re.fullmatch(r"[\w\- ]{1,100}", name):
             raise SqlError(4060, f"Cannot open database \"{name}\" requested by the login.")
         self.raised = None
+        self.name = name
         self.refusal = lambda: None  # the number of the error that a change meets, where there is one
         self.object_ids = {}
         self.connection = sqlite3.connect(os.path.join(folder, name + ".db"), isolation_level=None,
@@ -124,6 +126,7 @@ class Database:
         self.notice_other_schema()
 
     def close(self):
+        tds_locks.LOCKS.drop(self)
         self.connection.close()
 
     # --- functions of Transact-SQL ---
@@ -186,10 +189,24 @@ class Database:
     def run(self, text, values=()):
         """Runs a batch; yields for each statement a wire.result_set with its row count, or nothing with
         the count of the rows that it changed: (command, count, result or None)."""
+        if self.lock_step(text):
+            yield 0, None, None
+            return
         self.notice_other_schema()
         kinds = tuple(map(type, values))
         for statement in self.translated(text, kinds):
             yield self.step(statement, values)
+
+    def lock_step(self, text):
+        """Whether the batch takes a lock by name or gives it back, which is then done."""
+        if took := tds_locks.TAKE.fullmatch(text):
+            if not tds_locks.LOCKS.take((self.name, took["name"]), self, took["mode"], int(took["wait"])):
+                raise SqlError(50000, took["error"])
+        elif gave := tds_locks.GIVE_BACK.fullmatch(text):
+            if not tds_locks.LOCKS.give_back((self.name, gave["name"]), self):
+                raise SqlError(1223, f"Cannot release the application lock because it is not currently held: "
+                                     f"'{gave['name']}'.")
+        return took or gave
 
     def notice_other_schema(self):
         """Tables may have been changed, also by another connection."""

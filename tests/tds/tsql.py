@@ -131,6 +131,8 @@ class Translator:
             elif is_word(token, "union") and limit:
                 out += [sql("limit " + limit), token]
                 limit, i = None, i + 1
+            elif is_word(token, "with") and following and following.text == "(":
+                i = close_of(tokens, i + 1) + 1  # a statement that writes keeps all others from writing anyway
             elif (wrapped := self.comparison(tokens, i)):
                 out += wrapped[0]
                 i = wrapped[1]

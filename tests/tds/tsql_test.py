@@ -163,6 +163,34 @@ class TsqlTest(unittest.TestCase):
         self.assertEqual(count, 1)
         self.assertIn(wire.utf16("Size"), result)
 
+    def test_a_row_that_is_there_is_not_added_again(self):
+        insert = ("insert into [Users]([UserID],[Age]) select @P1,@P2 where not exists"
+                  "(select 1 from [Users] with(updlock,holdlock) where [UserID]=@P3)")
+        counts = [self.run_all(insert, name, 1, name)[0][1] for name in ("a", "a", "b")]
+        self.assertEqual(counts, [1, 0, 1])
+
+    def test_locks_by_name_keep_other_sessions_out_until_given_back_or_ended(self):
+        def take(database, mode="Exclusive"):
+            return list(database.run(
+                f"declare @answer int exec @answer=sp_getapplock @Resource='vnq 1.2',@LockMode='{mode}',"
+                "@LockOwner='Session',@LockTimeout=0 if @answer<0 raiserror('the lock is taken',16,1)"))
+
+        other = Database(self.folder.name, "test")
+        take(self.database)
+        take(self.database)  # as often as it likes
+        self.assertRaises(SqlError, take, other)
+        give_back = "exec sp_releaseapplock @Resource='vnq 1.2',@LockOwner='Session'"
+        self.run_all(give_back)
+        self.assertRaises(SqlError, take, other)
+        self.run_all(give_back)
+        self.assertEqual(self.refused(give_back), 1223)
+        take(other, "Shared")
+        take(self.database, "Shared")
+        self.run_all(give_back)
+        self.assertRaises(SqlError, take, self.database)
+        other.close()
+        take(self.database)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -35,7 +35,7 @@ TEST_F(CustomerInformation, LineReachesItsAgentAtOnceIsPushedAndLogged) {
   EXPECT_EQ(agent.Receive(), kSent);
   EXPECT_EQ(visitor.Receive(), "");
   EXPECT_EQ(server.Log(), LogLine());
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"1|City|v|3|hello"});
+  EXPECT_EQ(server.Pushes(), Lines{"1|City|v|3|hello"});
   EXPECT_EQ(server.Waiting(1) + server.Waiting(2), "");
 }
 
@@ -43,7 +43,7 @@ TEST_F(CustomerInformation, LineToAnAgentWhoIsNotOnlineIsPushedAndLogged) {
   TestClient visitor = server.Connect();
   visitor.Send(kLine);
   EXPECT_EQ(server.Log(), LogLine());
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"1|City|v|3|hello"});
+  EXPECT_EQ(server.Pushes(), Lines{"1|City|v|3|hello"});
 }
 
 TEST_F(CustomerInformation, PushShowsTheTextUnescapedAndTheAgentGetsItAsItCame) {
@@ -52,7 +52,7 @@ TEST_F(CustomerInformation, PushShowsTheTextUnescapedAndTheAgentGetsItAsItCame) 
   TestClient visitor = server.Connect();
   visitor.Send(".+customer_information|1|v|City|%u4F60%20x|#");
   EXPECT_EQ(agent.Receive(), ".+customer_information|v|City|2026-03-04|05:06:07|%u4F60%20x|#");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"1|City|v|3|你 x"});
+  EXPECT_EQ(server.Pushes(), Lines{"1|City|v|3|你 x"});
 }
 
 TEST_F(CustomerInformation, FieldFiveStandsLastWithNothingBehindIt) {
@@ -63,7 +63,7 @@ TEST_F(CustomerInformation, FieldFiveStandsLastWithNothingBehindIt) {
 }
 
 TEST_F(CustomerInformation, LineIsNotFiltered) {
-  server.host().BlockKeywords = {"hello"};
+  server.OnEveryNode([&](Host& host) { host.BlockKeywords = {"hello"}; });
   TestClient agent = server.Online("1");
   TestClient visitor = server.Connect();
   visitor.Send(kLine);
@@ -82,7 +82,7 @@ TEST_F(CustomerInformation, OnlyTheLowestConnectedSlotOfTheAgentGetsTheLine) {
   gone.Close();
   TestClient first = server.Online("1");
   TestClient second = server.Connect();
-  server.host().SckServer.SetTag(3, "1");
+  server.Slots(6004).SetTag(3, "1");
   TestClient visitor = server.Connect();
   visitor.Send(kLine);
   EXPECT_EQ(first.Receive(), kSent);
@@ -126,12 +126,12 @@ TEST_F(CustomerInformation, ShortLinesAreNotSentAndLoggedWhenTheyNameBothSides) 
 
 TEST_F(CustomerInformation, QuotesAreSentAndLoggedAndNotPushed) {
   TestClient agent = server.Connect();
-  server.host().SckServer.SetTag(1, "a'b");
+  server.Slots(6004).SetTag(1, "a'b");
   TestClient visitor = server.Connect();
   visitor.Send(".+customer_information|a'b|v|Ci'ty|it's|#");
   EXPECT_EQ(agent.Receive(), ".+customer_information|v|Ci'ty|2026-03-04|05:06:07|it's|#");
   EXPECT_EQ(server.Log(), LogLine("a'b"));
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{});
+  EXPECT_EQ(server.Pushes(), Lines{});
 }
 
 TEST_F(CustomerInformation, AgentWhoMovesBehindTheWalkIsMissedAndTheLineIsPushedAndLogged) {
@@ -146,12 +146,12 @@ TEST_F(CustomerInformation, AgentWhoMovesBehindTheWalkIsMissedAndTheLineIsPushed
   visitor.SendQuietly(kLine);
   for (int i = 0; i < 6; ++i) server.loop().Turn(0);  // the walk has passed the second slot
   ASSERT_EQ(server.Log(), Lines{});
-  server.host().SckServer.SetTag(2, "1");
-  server.host().SckServer.SetTag(13, "");
+  server.Slots(6004).SetTag(2, "1");
+  server.Slots(6004).SetTag(13, "");
   server.Pump();
   EXPECT_EQ(fresh.Receive(), "");
   EXPECT_EQ(agent.Receive(), "");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"1|City|v|3|hello"});
+  EXPECT_EQ(server.Pushes(), Lines{"1|City|v|3|hello"});
   EXPECT_EQ(server.Log(), LogLine());
 }
 
@@ -161,10 +161,10 @@ TEST_F(CustomerInformation, NoteOfAVisitorNamedAsTheAgentIsPushedByTheTagOfTheSl
   TestClient desktop = server.Online("2");
   TestClient phone = server.Online("2", 3);
   Run(".+customer_information|2|2|City|hello|#", 3, 1);
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"2|City|2|3|hello"});
-  server.host().PushQueue.Clear();
+  EXPECT_EQ(server.Pushes(), Lines{"2|City|2|3|hello"});
+  server.ClearPushes();
   Run(".+customer_information|2|2|City|hello|#", 3, 2);
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{});
+  EXPECT_EQ(server.Pushes(), Lines{});
 }
 
 TEST_F(CustomerInformation, LineToAGroupReachesItsAgentsAndIsPushedOnce) {
@@ -183,7 +183,7 @@ TEST_F(CustomerInformation, LineToAGroupReachesItsAgentsAndIsPushedOnce) {
   EXPECT_EQ(two.Receive(), sent);
   EXPECT_EQ(three.Receive(), "");
   EXPECT_EQ(server.Log(), LogLine("5", "10.9.8.7"));
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"5|v|5|6|你"});
+  EXPECT_EQ(server.Pushes(), Lines{"5|v|5|6|你"});
 }
 
 TEST_F(CustomerInformation, LineToAGroupIsNotSentToTheVisitorItself) {
@@ -199,7 +199,7 @@ TEST_F(CustomerInformation, GroupThatIsNoNumberIsPushedAndLoggedAndReachesNobody
   Run(".+customer_information|5 or 1=1|v|City|hello|#", 6);
   EXPECT_EQ(one.Receive(), "");
   EXPECT_EQ(server.Log(), LogLine("5 or 1=1", "10.9.8.7"));
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{"5 or 1=1|v|5 or 1=1|6|hello"});
+  EXPECT_EQ(server.Pushes(), Lines{"5 or 1=1|v|5 or 1=1|6|hello"});
 }
 
 TEST_F(CustomerInformation, AnyOtherKindIsOnlyLogged) {
@@ -210,7 +210,7 @@ TEST_F(CustomerInformation, AnyOtherKindIsOnlyLogged) {
     EXPECT_EQ(server.Log(), LogLine("1", "10.9.8.7"));
   }
   EXPECT_EQ(one.Receive(), "");
-  EXPECT_EQ(server.host().PushQueue.lines(), Lines{});
+  EXPECT_EQ(server.Pushes(), Lines{});
 }
 
 }  // namespace

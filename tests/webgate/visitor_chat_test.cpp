@@ -13,7 +13,7 @@ class VisitorChat : public ServerTest {
     server.AddUser("2");
   }
 
-  SlotArray& slots() { return server.host().SckServer6001; }
+  TestSlots slots() { return server.Slots(6001); }
   std::string Pending() { return server.host().PendingVisitorRecord[1]; }
   Lines Kefu() { return server.Rows("select IP,City from Kefu"); }
   // Rows of the log about visitors.
@@ -24,9 +24,7 @@ class VisitorChat : public ServerTest {
   std::string Wrote(const std::string& visitor, const std::string& agent) {
     return visitor + " To " + agent + server.Lang("im107") + "|" + visitor + "|127.0.0.1|5";
   }
-  Lines Pushes() {
-    return Lines(server.host().PushQueue.lines().begin(), server.host().PushQueue.lines().end());
-  }
+  Lines Pushes() { return server.Pushes(); }
   void RegisterPhone(const std::string& agent) {
     server.Run("update Users_ID set Registration_Id='phone' where UserID='" + agent + "'");
   }
@@ -173,7 +171,7 @@ TEST_F(VisitorChat, OnTheMainPortTheSlotThereTakesTheVisitorsName) {
   TestClient page = server.Connect();
   page.Send(".+customer|1,2|v|c|x|#");
   EXPECT_EQ(agent.Receive(), ".+customer_information|v|c" + kStamp + "x|#");
-  EXPECT_EQ(server.host().SckServer.Tag(2), "v");
+  EXPECT_EQ(server.Tag(2), "v");
   EXPECT_EQ(Kefu(), Lines{"v|c"});
   EXPECT_EQ(Log(), Lines{Arrived("v", "1")});
   EXPECT_EQ(page.Receive(), "");
@@ -187,7 +185,7 @@ TEST_F(VisitorChat, OnTheMainPortASecondRegistrationClosesTheSlotToo) {
   page.Send(".+customer||v|c|x|#");
   page.Send(".+customer||v|c|x|#");
   EXPECT_TRUE(page.IsClosed());
-  EXPECT_EQ(server.host().SckServer.Tag(1), "v");
+  EXPECT_EQ(server.Tag(1), "v");
 }
 
 TEST_F(VisitorChat, TheTwoPortsDoNotDropEachOthersConnections) {
@@ -237,7 +235,7 @@ TEST_F(VisitorChat, ThePushCarriesTheTextUnescapedAndNoPushGoesForAnAgentWhoIsOn
   visitor.SendRecords(".+customer_information|1|v|Paris|%u4F60%u597D|#");
   EXPECT_EQ(Pushes(), Lines{"1|Paris|v|3|你好"});
   TestClient agent = server.Online("1");
-  server.host().PushQueue.Clear();
+  server.ClearPushes();
   visitor.SendRecords(".+customer_information|1|v|Paris|x|#");
   EXPECT_TRUE(Pushes().empty());
 }
@@ -246,8 +244,8 @@ TEST_F(VisitorChat, AVisitorNamedLikeTheAgentIsPushedByTheTagOfTheMainPortsSlotO
   Visitor visitor(server);  // slot 1 of its port
   visitor.SendRecords(".+customer_information|1|1|c|note|#");
   EXPECT_EQ(Pushes(), Lines{"1|c|1|3|note"});
-  server.host().PushQueue.Clear();
-  server.host().SckServer.SetTag(1, "9m");
+  server.ClearPushes();
+  server.Slots(6004).SetTag(1, "9m");
   visitor.SendRecords(".+customer_information|1|1|c|note|#");
   EXPECT_TRUE(Pushes().empty());
 }

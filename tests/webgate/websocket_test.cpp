@@ -14,7 +14,7 @@ using ::testing::HasSubstr;
 
 class Upgrade : public ServerTest {
  protected:
-  std::string Tag() { return server.host().SckServer6001.Tag(1); }
+  std::string Tag() { return server.Slots(6001).Tag(1); }
 
   TestClient visitor = server.ConnectTo(kVisitorPort);
 };
@@ -90,9 +90,9 @@ TEST_F(Upgrade, ASecondRequestOnAnUpgradedSlotIsDropped) {
 TEST_F(Upgrade, ANewConnectionOnAClosedSlotStartsAtTheUpgradeAgain) {
   visitor.SendBytes(GoodUpgradeRequest());
   visitor.ReceiveBytes();
-  server.host().SckServer6001.Close(1);
+  server.Slots(6001).Close(1);
   TestClient next = server.ConnectTo(kVisitorPort);
-  EXPECT_EQ(server.host().SckServer6001.Highest(), 1);
+  EXPECT_EQ(server.Slots(6001).Highest(), 1);
   EXPECT_EQ(Tag(), "");
 }
 
@@ -102,9 +102,9 @@ TEST_F(Upgrade, ASlotWhoseBrowserHasGoneKeepsItsTagAndIsNotReused) {
   visitor.Close();
   server.AdvanceMs(40'000);
   TestClient next = server.ConnectTo(kVisitorPort);
-  EXPECT_EQ(server.host().SckServer6001.Highest(), 2);
+  EXPECT_EQ(server.Slots(6001).Highest(), 2);
   EXPECT_EQ(Tag(), "true");
-  EXPECT_EQ(server.host().SckServer6001.State(1), SocketState::kClosing);
+  EXPECT_EQ(server.Slots(6001).State(1), SocketState::kClosing);
 }
 
 TEST_F(Upgrade, TheEndOfTheServerClosesVisitorsAndTakesTheirTags) {
@@ -305,7 +305,7 @@ TEST_F(Frames, ControlBinaryAndUnfinishedFramesCauseNothing) {
   visitor.SendBytes(std::string("\x88\x80mask"));
   EXPECT_EQ(visitor.ReceiveBytes(), "");
   EXPECT_FALSE(visitor.IsClosed());
-  EXPECT_EQ(server.host().SckServer6001.Tag(1), "true");
+  EXPECT_EQ(server.Slots(6001).Tag(1), "true");
   EXPECT_EQ(agent.Receive(), "");
 }
 

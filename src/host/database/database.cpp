@@ -204,8 +204,10 @@ bool Database::Execute(const Statement& statement) {
   return Conclude("execute", driver_->Execute(statement.text(), statement.parameters()));
 }
 
-bool Database::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
-  const bool done = driver_->Insert(target, values);
+bool Database::Insert(const SqlRows& target, std::span<const SqlAssignment> values,
+                      std::span<const SqlAssignment> key) {
+  const bool done =
+      key.empty() ? driver_->Insert(target, values) : driver_->InsertOnce(target, values, key);
   wroteRow_ = wroteRow_ || done;
   return Conclude("Update", done);
 }
@@ -384,6 +386,21 @@ bool Cursor::Increment(std::string_view column) {
 bool Cursor::Update() {
   if (!adding_ && !OnRow()) return Skip("Update", "no row to write");
   const bool done = adding_ ? database_->Insert(rows_, assigned_) : WriteRow();
+  assigned_.clear();
+  adding_ = false;
+  return done;
+}
+
+// A key that was not assigned in full tells no row from another.
+bool Cursor::UpdateOnce(std::initializer_list<std::string_view> key) {
+  std::vector<SqlAssignment> found;
+  for (const SqlAssignment& each : assigned_) {
+    const auto isIt = [&](std::string_view column) { return SameButForCase(each.column, column); };
+    if (std::any_of(key.begin(), key.end(), isIt)) found.push_back(each);
+  }
+  const bool isGuarded = database_->IsShared() && adding_ && rows_.rowCount() == 0;
+  if (!isGuarded || found.size() != key.size()) return Update();
+  const bool done = database_->Insert(rows_, assigned_, found);
   assigned_.clear();
   adding_ = false;
   return done;

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <array>
+#include <initializer_list>
 #include <memory>
 #include <span>
 #include <string>
@@ -101,8 +102,12 @@ class Database {
   void ExpectWrites() { driver_->ExpectWrites(); }
 
   /// Says that other programs write what this one writes, at the same time: what is counted or
-  /// taken for new must hold against them. Only for a PostgreSQL server.
-  void ShareWithNodes() { isShared_ = true; }
+  /// taken for new must hold against them. Not for the embedded database. node: whom others take
+  /// for alive while its connection stands.
+  void ShareWithNodes(std::string_view node);
+
+  /// Whether no connection of the node stands. False also where it cannot be told.
+  bool IsNodeGone(std::string_view node);
   bool IsShared() const { return isShared_; }
 
   /// Ends the connection in order, at the end of the process: the embedded database is one file
@@ -121,7 +126,8 @@ class Database {
   friend class Cursor;
   bool Query(const Statement& statement, SqlRows& rows);
   bool Describe(const Statement& statement, SqlRows& rows);
-  bool Insert(const SqlRows& target, std::span<const SqlAssignment> values);
+  bool Insert(const SqlRows& target, std::span<const SqlAssignment> values,
+              std::span<const SqlAssignment> key = {});
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values);
   bool DeleteRow(const SqlRows& rows, size_t row);
   bool Conclude(std::string_view statement, bool done);
@@ -153,8 +159,6 @@ class SharedLock {
   void Release();
 
  private:
-  bool Run(const char* function);
-
   Database& database_;
   const Kind kind_;
   bool isHeld_;
@@ -204,6 +208,10 @@ class Cursor {
   /// insert, and keep their values in an update, which does nothing without any. Skipped or not,
   /// the assignments are used up.
   bool Update();
+
+  /// Update for the new row of what the query did not find: where the database is shared, and
+  /// another node has added a row with the same values in these columns since, nothing is added.
+  bool UpdateOnce(std::initializer_list<std::string_view> key);
 
   /// Deletes the current row. It stays the current one until a move, but cannot be read or written
   /// any more.

@@ -63,8 +63,9 @@ void Cluster::Watch(NodeArray array, SlotArray& slots) {
       [this, array](const std::string& tag, bool isThere) { NoteTag(array, tag, isThere); });
 }
 
-void Cluster::Open(OnOrder onOrder) {
+void Cluster::Open(OnOrder onOrder, OnGone onGone) {
   onOrder_ = std::move(onOrder);
+  onGone_ = std::move(onGone);
   timer_ = loop_.StartTimer(kTickMs, [this] { Tick(); });
   bus_->Open({[this] { OnConnected(); }, [this](const std::string& why) { OnLost(why); },
               [this](const std::string& bytes) { OnWord(bytes); }});
@@ -134,7 +135,14 @@ void Cluster::Tick() {
   for (const std::string& name : directory_.Age(kSilentTicks)) {
     LogWarning("node_silent", "node {} has been silent for {} s, and is forgotten", name,
                kSilentTicks);
+    NoteGone(name);
+    directory_.Forget(name);
   }
+}
+
+void Cluster::NoteGone(const std::string& name) {
+  const NodeDirectory::Node* const node = directory_.Find(name);
+  if (node != nullptr && onGone_) onGone_({name, node->start, directory_.KeysOf(name)});
 }
 
 // --- What is heard ---
@@ -170,6 +178,7 @@ void Cluster::OnWord(const std::string& bytes) {
   }
   NodeDirectory::Node* node = directory_.Find(name);
   if (node == nullptr || node->start != start) {
+    NoteGone(name);
     node = directory_.Enter(name, start);
     if (node == nullptr) {
       if (!std::exchange(saidFull_, true))

@@ -33,8 +33,17 @@
 
 namespace vnq {
 
+/// A node that has fallen silent, or has begun anew, without a word.
+struct GoneNode {
+  std::string name, start;        ///< which start of it
+  std::vector<std::string> keys;  ///< what it had connected, as host/nodes/directory.h has them
+};
+
 class Cluster {
  public:
+  /// As a step of the event loop. Yields: must not.
+  using OnGone = std::function<void(GoneNode node)>;
+
   /// Runs in a handler of its own. from: the node that gave it. Yields: may.
   using OnOrder = std::function<void(const std::string& from, const Words& order)>;
 
@@ -49,7 +58,7 @@ class Cluster {
   /// cluster.
   void Watch(NodeArray array, SlotArray& slots);
 
-  void Open(OnOrder onOrder);
+  void Open(OnOrder onOrder, OnGone onGone = nullptr);
 
   /// Tells the others that this node stops, and ends the connection to the bus.
   void Leave();
@@ -102,6 +111,7 @@ class Cluster {
   void OnConnected();
   void OnLost(const std::string& why);
   void OnWord(const std::string& bytes);
+  void NoteGone(const std::string& name);
   void OnWordOf(const std::string& name, NodeDirectory::Node& node, const Words& words);
   void TakeChanges(NodeDirectory::Node& node, const Words& words);
   void TakeAll(NodeDirectory::Node& node, const Words& words);
@@ -112,6 +122,7 @@ class Cluster {
   const std::string start_;
   std::unique_ptr<Bus> bus_;
   OnOrder onOrder_;
+  OnGone onGone_;
   std::vector<Watched> watched_;
   NodeDirectory directory_;
   Words changes_;  // that the others have not been told of

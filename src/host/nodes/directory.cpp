@@ -51,7 +51,6 @@ std::vector<std::string> NodeDirectory::Age(int mostTicks) {
   for (auto& [name, node] : nodes_) {
     if (++node.silentTicks > mostTicks) silent.push_back(name);
   }
-  for (const std::string& name : silent) Forget(name);
   return silent;
 }
 

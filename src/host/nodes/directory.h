@@ -45,8 +45,7 @@ class NodeDirectory {
   void Forget(std::string_view name);
   void ForgetAll();
 
-  /// Makes every node a tick more silent, and forgets those that have been for more than so many;
-  /// their names.
+  /// Makes every node a tick more silent. The names of those that have been for more than so many.
   std::vector<std::string> Age(int mostTicks);
 
   /// Takes all tags from a node.

@@ -19,13 +19,11 @@ std::string UnknownPage(const std::string& platformIni, const PlatformOverrides&
 }  // namespace
 
 std::string NodesFault(const ProgramFolder& folder) {
-  if (!folder.platform.nodes.AreGiven() || folder.engine == DatabaseEngine::kPostgres) return "";
+  if (!folder.platform.nodes.AreGiven() || folder.engine != DatabaseEngine::kSqlite) return "";
   return PlatformIniPath(folder.appPath) + ": [nodes] bus=" + folder.platform.nodes.bus.front() +
-         ": nodes share a PostgreSQL server, and " + folder.ini + " names " +
-         (folder.engine == DatabaseEngine::kSqlite
-              ? "the embedded database, which one server has to itself"
-              : "SQL Server, where counters and new numbers would meet") +
-         "; take the section out, or move to PostgreSQL";
+         ": nodes share a database server, and " + folder.ini +
+         " names the embedded database, which one server has to itself; take the section out, or "
+         "move to PostgreSQL";
 }
 
 std::string InstanceSocketPath(const std::string& appPath) {

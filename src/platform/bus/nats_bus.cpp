@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/bus/nats_library.h"
+#include "platform/system/event_log.h"
 
 namespace vnq {
 namespace {
@@ -62,6 +63,12 @@ class NatsSession {
   bool Publish(const std::string& subject, const std::string& bytes) {
     return Done(nats_.natsConnection_Publish(connection_, subject.c_str(), bytes.data(),
                                              static_cast<int>(bytes.size())));
+  }
+
+  /// Whether the server takes a word of so many bytes.
+  bool Takes(size_t bytes) const {
+    const int64_t most = nats_.natsConnection_GetMaxPayload(connection_);
+    return most <= 0 || bytes <= static_cast<size_t>(most);
   }
 
   bool Flush(int64_t ms) { return Done(nats_.natsConnection_FlushTimeout(connection_, ms)); }
@@ -175,6 +182,7 @@ class NatsBus final : public Bus, private EventLoop::Watcher {
   void SetStands(bool stands);
   void SendUntilEnd(NatsSession& session);
   void SayLost(const std::string& why);
+  void SayTooLarge(size_t bytes);
   void OnEvents(uint32_t) override;
   void NoteClosed();
   static void OnMessage(NatsConnection*, NatsSubscription*, NatsMessage* message, void* session);
@@ -185,8 +193,8 @@ class NatsBus final : public Bus, private EventLoop::Watcher {
   const std::string subjectOfAll_, subjectOfNode_;
   Events events_;
   std::thread thread_;
-  int arrived_ = -1;       // readable when something is in arrivals_
-  bool saidLost_ = false;  // the thread's
+  int arrived_ = -1;                              // readable when something is in arrivals_
+  bool saidLost_ = false, saidTooLarge_ = false;  // the thread's
   std::mutex mutex_;
   std::condition_variable wanted_;
   std::deque<Outgoing> waiting_;  // under the mutex, as are:
@@ -300,7 +308,11 @@ void NatsBus::SendUntilEnd(NatsSession& session) {
     waitingBytes_ = 0;
     lock.unlock();
     for (const Outgoing& each : batch) {
-      if (!session.Publish(each.subject, each.bytes)) return;
+      if (!session.Takes(each.bytes.size())) {
+        SayTooLarge(each.bytes.size());
+      } else if (!session.Publish(each.subject, each.bytes)) {
+        return;
+      }
     }
     if (isLast) {
       session.Flush(kCloseMs);
@@ -312,6 +324,15 @@ void NatsBus::SendUntilEnd(NatsSession& session) {
 void NatsBus::SayLost(const std::string& why) {
   if (std::exchange(saidLost_, true)) return;
   Report(Incoming::Kind::kLost, why);
+}
+
+// Once: whoever sends one will send another.
+void NatsBus::SayTooLarge(size_t bytes) {
+  if (std::exchange(saidTooLarge_, true)) return;
+  LogWarning("bus_word_too_large",
+             "a record of {} bytes for another node is more than the NATS server takes, and is "
+             "lost; its max_payload is to be raised",
+             bytes);
 }
 
 // --- On threads of the library ---

@@ -46,6 +46,7 @@ using NatsOnMessage = void (*)(NatsConnection*, NatsSubscription*, NatsMessage*,
   F(NatsStatus, natsConnection_Connect, (NatsConnection**, NatsOptions*))                          \
   F(NatsStatus, natsConnection_Publish,                                                            \
     (NatsConnection*, const char* subject, const void* data, int size))                            \
+  F(int64_t, natsConnection_GetMaxPayload, (NatsConnection*))                                      \
   F(NatsStatus, natsConnection_FlushTimeout, (NatsConnection*, int64_t ms))                        \
   F(NatsStatus, natsConnection_Subscribe,                                                          \
     (NatsSubscription**, NatsConnection*, const char* subject, NatsOnMessage, void* closure))      \

@@ -15,6 +15,12 @@ namespace vnq {
 struct RowWriting {
   std::string (*quoted)(std::string_view name);
   bool numbered;  ///< markers are $1, $2, ...; else each is a ?
+
+  /// Whose indexes hold texts in another form; null: as they are.
+  const SqlDialect* indexes = nullptr;
+
+  /// Stands behind a table that a condition looks at; empty: a lock keeps others out.
+  std::string_view keepsOthersOut = {};
 };
 
 /// A text and the values for its markers, in their order.
@@ -27,6 +33,14 @@ struct RowStatement {
 /// already.
 RowStatement InsertStatement(std::string_view table, std::span<const SqlAssignment> values,
                              const RowWriting& writing);
+
+/// The same as a statement that adds nothing where a row has the same values in the columns `key`.
+RowStatement InsertOnceStatement(std::string_view table, std::span<const SqlAssignment> values,
+                                 std::span<const SqlAssignment> key, const RowWriting& writing);
+
+/// What stands for the values in these columns of a table, the same in every program: a number for
+/// a lock. Of different values it may be the same, too.
+int32_t LockNumberOf(std::string_view table, std::span<const SqlAssignment> key);
 
 /// ` set A=?,B=B+?`
 RowStatement SetClause(std::span<const SqlAssignment> values, const RowWriting& writing);

@@ -66,6 +66,12 @@ struct SqlAssignment {
   bool isAdded = false;  ///< to what the column holds then, instead of taking its place
 };
 
+/// A lock that programs on one server know by its numbers, apart from the locks of its tables.
+struct SqlLock {
+  int space = 0;       ///< whose locks they are
+  int32_t number = 0;  ///< which of them
+};
+
 /// What keeps a database from running statements that are right in themselves.
 enum class SqlTrouble {
   kNone,         ///< nothing: the statement itself was refused
@@ -97,6 +103,23 @@ class SqlDriver {
 
   /// Adds a row with the given columns; the others take their defaults.
   virtual bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) = 0;
+
+  /// The same, unless there is a row that has the same values in the columns `key`, of those given:
+  /// also one that another program adds at the same moment in this way. Done in either case. Where
+  /// the engine belongs to one program it is Insert.
+  virtual bool InsertOnce(const SqlRows& target, std::span<const SqlAssignment> values,
+                          [[maybe_unused]] std::span<const SqlAssignment> key) {
+    return Insert(target, values);
+  }
+
+  /// Takes a lock until Unlock, or until the connection ends. waits: as long as statements do for
+  /// any lock; else false at once where another has it. False where the engine has no such locks.
+  virtual bool Lock(const SqlLock&, [[maybe_unused]] bool waits) { return false; }
+  virtual bool Unlock(const SqlLock&) { return false; }
+
+  /// Has each connection from the next one on share the lock while it stands: nobody can take it
+  /// meanwhile.
+  virtual void ShareWhileConnected(const SqlLock&) {}
 
   /// Writes the given columns of one row that Query returned. The row's identity may change with
   /// it; its cells are the caller's to keep up.

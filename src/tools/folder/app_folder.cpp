@@ -116,7 +116,7 @@ constexpr std::string_view kRestOfPlatformIni =
 ;slow_ms=1000
 
 [nodes]
-; several servers on one PostgreSQL database, see docs/nodes.md
+; several servers on one database server, see docs/nodes.md
 ;bus=nats://127.0.0.1:4222
 ;name=one
 ;cluster=vnq

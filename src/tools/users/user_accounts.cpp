@@ -69,7 +69,9 @@ std::string_view PresenceWord(int16_t presence) {
 }
 
 UserAccounts::UserAccounts(ProgramDatabase opened)
-    : folder_(std::move(opened.folder)), database_(std::move(opened.driver)) {}
+    : folder_(std::move(opened.folder)), database_(std::move(opened.driver)) {
+  if (folder_.platform.nodes.AreGiven()) database_.ShareWithNodes("vnqctl");
+}
 
 std::unique_ptr<UserAccounts> UserAccounts::Open(const std::string& folder, std::string& error) {
   auto opened = OpenProgramDatabase(folder, error);
@@ -116,8 +118,10 @@ bool UserAccounts::IsUsable(const NewUser& user, std::string& error) const {
 
 bool UserAccounts::Add(const NewUser& user, std::string& newId, std::string& note,
                        std::string& error) {
-  return IsUsable(user, error) &&
-         AllOrNone([&] { return AddSteps(user, newId, note, error); }, error);
+  if (!IsUsable(user, error)) return false;
+  const SharedLock alone(database_, SharedLock::Kind::kAccounts);
+  if (!alone.IsHeld()) return Fail(error, database_.driver().LastError());
+  return AllOrNone([&] { return AddSteps(user, newId, note, error); }, error);
 }
 
 bool UserAccounts::Try(const NewUser& user, std::string& note, std::string& error) {

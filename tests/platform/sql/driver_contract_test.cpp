@@ -88,6 +88,7 @@ class SqlDriverContract : public DriverTest, public testing::WithParamInterface<
     driver_ = database_->ConnectWaiting(busyTimeoutMs, clock);
   }
   std::string TableName(const std::string& written) const { return database_->TableName(written); }
+  std::unique_ptr<SqlDriver> Connect() { return database_->Connect(); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Engines, SqlDriverContract,
@@ -336,6 +337,60 @@ TEST_P(SqlDriverContract, InsertWithoutColumnsTakesAllDefaults) {
   ASSERT_TRUE(driver_->Insert(rows, {})) << driver_->LastError();
   EXPECT_EQ(OtherReads("select Name,Secret,Age from People"), "NULL|NULL|7");
   EXPECT_EQ(OtherReads("select Since from People").size(), 10U);
+}
+
+// --- What programs that share a database hold against each other ---
+
+TEST_P(SqlDriverContract, ARowIsAddedOnceByItsKeyWhereTheDatabaseIsShared) {
+  const SqlRows rows = Rows("Select top 1 * from People");
+  const Lines columns = Columns({"Name", "Secret", "Age"});
+  const auto add = [&](const std::unique_ptr<SqlDriver>& driver, const SqlValue& name,
+                       const SqlValue& secret, const SqlValue& age) {
+    const Assigned key{{columns[0], name}, {columns[2], age}};
+    const Assigned values{{columns[0], name}, {columns[1], secret}, {columns[2], age}};
+    ASSERT_TRUE(driver->InsertOnce(rows, values, key)) << driver->LastError();
+    ASSERT_TRUE(driver->EndTurn());
+  };
+  add(driver_, T("Ann"), T("first"), I(1));
+  add(driver_, T("Ann"), Null(), I(2));
+  add(other_, T("Bob"), T("x"), T("1"));
+  EXPECT_EQ(OtherReads("select Name,Secret,Age from People order by Name,Age"),
+            "Ann|first|1;Ann|NULL|2;Bob|x|1");
+  EXPECT_EQ(OtherReads("select Since from People where Age=2").size(), 10U);
+  if (std::string(GetParam().name) == "Sqlite") return;  // a file is one program's
+  add(other_, T("Ann"), T("second"), I(1));
+  EXPECT_EQ(OtherReads("select Secret from People where Age=1 and Name='Ann'"), "first");
+}
+
+TEST_P(SqlDriverContract, ALockByNumbersKeepsOtherProgramsOut) {
+  const SqlLock lock{7, -12}, another{7, 13};
+  if (std::string(GetParam().name) == "Sqlite") {
+    EXPECT_FALSE(driver_->Lock(lock, false));
+    return;
+  }
+  EXPECT_TRUE(driver_->Lock(lock, true)) << driver_->LastError();
+  EXPECT_FALSE(other_->Lock(lock, false));
+  EXPECT_TRUE(other_->Lock(another, false)) << other_->LastError();
+  EXPECT_TRUE(driver_->Unlock(lock)) << driver_->LastError();
+  EXPECT_TRUE(other_->Lock(lock, false)) << other_->LastError();
+  other_.reset();
+  EXPECT_TRUE(driver_->Lock(lock, true)) << driver_->LastError();
+}
+
+TEST_P(SqlDriverContract, AConnectionSharesALockWhileItStands) {
+  const bool hasLocks = std::string(GetParam().name) != "Sqlite";
+  const SqlLock lock{7, 14};
+  auto third = Connect(), fourth = Connect();
+  for (const auto& driver : {&third, &fourth}) {
+    (*driver)->ShareWhileConnected(lock);
+    SqlRows rows;
+    EXPECT_TRUE((*driver)->Query("select 1", {}, rows)) << (*driver)->LastError();
+  }
+  EXPECT_FALSE(driver_->Lock(lock, false));
+  third.reset();
+  EXPECT_FALSE(driver_->Lock(lock, false));
+  fourth.reset();
+  EXPECT_EQ(driver_->Lock(lock, true), hasLocks) << driver_->LastError();
 }
 
 TEST_P(SqlDriverContract, NumbersInTextColumnsAndTextsInNumberColumns) {

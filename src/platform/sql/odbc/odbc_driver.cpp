@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <optional>
+
 #include "platform/net/clock.h"
 #include "platform/sql/lock_patience.h"
 #include "platform/sql/odbc/odbc_connection.h"
@@ -11,7 +13,16 @@
 namespace vnq {
 namespace {
 
-constexpr RowWriting kWriting = {BracketedName, false};
+// Locks the place where the row would be until the statement has ended, whether or not it is there.
+constexpr RowWriting kWriting = {BracketedName, false, nullptr, " with(updlock,holdlock)"};
+
+// Its answer is a number below 0 where the lock was not had, and no error.
+std::string TakeLock(const SqlLock& lock, std::string_view mode, int64_t waitMs) {
+  return fmt::format(
+      "declare @answer int exec @answer=sp_getapplock @Resource='vnq {}.{}',@LockMode='{}',"
+      "@LockOwner='Session',@LockTimeout={} if @answer<0 raiserror('the lock is taken',16,1)",
+      lock.space, lock.number, mode, waitMs);
+}
 
 // A connection that was idle this long is tried with a statement that does no harm, before one that
 // must not run twice.
@@ -39,6 +50,11 @@ class OdbcDriver final : public SqlDriver {
              SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
+  bool InsertOnce(const SqlRows& target, std::span<const SqlAssignment> values,
+                  std::span<const SqlAssignment> key) override;
+  bool Lock(const SqlLock& lock, bool waits) override;
+  bool Unlock(const SqlLock& lock) override;
+  void ShareWhileConnected(const SqlLock& lock) override { shared_ = lock; }
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool OwesCommit() const override { return false; }
@@ -57,6 +73,7 @@ class OdbcDriver final : public SqlDriver {
   bool RunOnce(std::string_view statement, Repeatable repeatable, const Work& work,
                bool& mayRepeat);
   bool EnsureConnected();
+  bool Change(const std::string& statement, std::span<const SqlValue> values);
   void ProbeIdle();
   void TellLockWait();
   void NoteLocks(std::string_view statement, bool done);
@@ -71,7 +88,8 @@ class OdbcDriver final : public SqlDriver {
   LockPatience patience_;
   std::string wantedLock_;  // the statement that waited for it in vain
   std::unique_ptr<OdbcConnection> connection_;
-  int64_t lockWaitMs_ = -1;  // that the server knows of
+  std::optional<SqlLock> shared_;  // while a connection stands
+  int64_t lockWaitMs_ = -1;        // that the server knows of
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   int64_t lastAnswerMs_ = 0;
@@ -96,6 +114,10 @@ bool OdbcDriver::EnsureConnected() {
   OdbcError error;
   connection_ = OdbcConnection::Open(options_, error);
   lockWaitMs_ = -1;
+  SQLLEN none = 0;
+  if (connection_ && shared_) {
+    connection_->Change(TakeLock(*shared_, "Shared", options_.busyTimeoutMs), {}, none, error);
+  }
   if (connection_) return true;
   lastError_ = error.Describe();
   LoseSession(true, start);
@@ -227,10 +249,32 @@ bool OdbcDriver::SyncCommitted() {
 bool OdbcDriver::Insert(const SqlRows& target, std::span<const SqlAssignment> values) {
   if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
   const RowStatement insert = InsertStatement(BracketedName(target.table), values, kWriting);
-  return Run(insert.text, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
+  return Change(insert.text, insert.parameters);
+}
+
+bool OdbcDriver::InsertOnce(const SqlRows& target, std::span<const SqlAssignment> values,
+                            std::span<const SqlAssignment> key) {
+  if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
+  const RowStatement insert =
+      InsertOnceStatement(BracketedName(target.table), values, key, kWriting);
+  return Change(insert.text, insert.parameters);
+}
+
+bool OdbcDriver::Change(const std::string& statement, std::span<const SqlValue> values) {
+  return Run(statement, Repeatable::kNo, [&](OdbcConnection& connection, OdbcError& error) {
     SQLLEN changed = 0;
-    return connection.Change(insert.text, insert.parameters, changed, error);
+    return connection.Change(statement, values, changed, error);
   });
+}
+
+bool OdbcDriver::Lock(const SqlLock& lock, bool waits) {
+  return Change(TakeLock(lock, "Exclusive", waits ? patience_.WaitMs() : 0), {});
+}
+
+bool OdbcDriver::Unlock(const SqlLock& lock) {
+  return Change(fmt::format("exec sp_releaseapplock @Resource='vnq {}.{}',@LockOwner='Session'",
+                            lock.space, lock.number),
+                {});
 }
 
 bool OdbcDriver::UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) {

@@ -21,6 +21,10 @@ constexpr std::string_view kSyncStatement =
 // How long the columns of a table are taken for what they were.
 constexpr int64_t kDescriptionMs = 1000;
 
+std::string Numbers(const SqlLock& lock) {
+  return std::to_string(lock.space) + "," + std::to_string(lock.number);
+}
+
 SqlRows WithoutRows(const PostgresStatement& prepared) {
   SqlRows rows;
   rows.columns = prepared.columns;
@@ -54,7 +58,16 @@ bool PostgresDriver::EnsureSession(std::string_view statement, bool& fresh) {
     LoseSession(ended, false, 0);
   }
   fresh = !sessions_.current();
-  return sessions_.Ensure() || Fail(statement, sessions_.why(), SqlTrouble::kUnavailable);
+  if (!sessions_.Ensure()) return Fail(statement, sessions_.why(), SqlTrouble::kUnavailable);
+  if (fresh) TakeShared();
+  return true;
+}
+
+// What breaks here is told by the statement that follows.
+void PostgresDriver::TakeShared() {
+  if (!shared_) return;
+  const std::string words = "select pg_catalog.pg_advisory_lock_shared(" + Numbers(*shared_) + ")";
+  Session().connection->Run(words, Deadline());
 }
 
 // What was written since the last sync is lost if the server has crashed, and whether it has cannot
@@ -202,6 +215,27 @@ bool PostgresDriver::Execute(std::string_view statement, std::span<const SqlValu
   Ran ran;
   return Run(statement, parameters, Use::kCommand, ran);
 }
+
+// --- Locks by number ---
+
+// What was read before is from before the lock.
+bool PostgresDriver::Lock(const SqlLock& lock, bool waits) {
+  EndTurn();
+  SqlRows rows;
+  const char* const function = waits ? "pg_advisory_lock" : "pg_try_advisory_lock";
+  const std::string words =
+      std::string("select pg_catalog.") + function + "(" + Numbers(lock) + ")";
+  return Query(words, {}, rows) && (waits || rows.cells.front().integer != 0);
+}
+
+// What was written is there for the next.
+bool PostgresDriver::Unlock(const SqlLock& lock) {
+  EndTurn();
+  SqlRows rows;
+  return Query("select pg_catalog.pg_advisory_unlock(" + Numbers(lock) + ")", {}, rows);
+}
+
+// --- The disk ---
 
 bool PostgresDriver::SyncCommitted() {
   EndTurn();

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -32,6 +33,11 @@ class PostgresDriver final : public SqlDriver {
                 SqlRows& rows) override;
   bool Execute(std::string_view statement, std::span<const SqlValue> parameters) override;
   bool Insert(const SqlRows& target, std::span<const SqlAssignment> values) override;
+  bool InsertOnce(const SqlRows& target, std::span<const SqlAssignment> values,
+                  std::span<const SqlAssignment> key) override;
+  bool Lock(const SqlLock& lock, bool waits) override;
+  bool Unlock(const SqlLock& lock) override;
+  void ShareWhileConnected(const SqlLock& lock) override { shared_ = lock; }
   bool UpdateRow(SqlRows& rows, size_t row, std::span<const SqlAssignment> values) override;
   bool DeleteRow(const SqlRows& rows, size_t row) override;
   bool EndTurn() override;
@@ -54,6 +60,8 @@ class PostgresDriver final : public SqlDriver {
   struct PendingRow {
     RowStatement insert;
     std::string name;
+    std::vector<SqlValue> lock;  // that is held from before it to the commit; empty: none
+    std::string lockName;        // its prepared statement
   };
 
   PostgresDeadline Deadline() const {
@@ -61,6 +69,7 @@ class PostgresDriver final : public SqlDriver {
   }
   PostgresSession& Session() { return *sessions_.current(); }  // when one stands
   bool EnsureSession(std::string_view statement, bool& fresh);
+  void TakeShared();
   void LoseSession(const PostgresReply& reply, bool wasWriting, int64_t spentMs);
   bool Run(std::string_view statement, std::span<const SqlValue> parameters, Use use, Ran& ran);
   void RunOnce(std::string_view statement, std::span<const SqlValue> parameters, Use use,
@@ -71,12 +80,16 @@ class PostgresDriver final : public SqlDriver {
   void NoteTimeOut(std::string_view statement, const PostgresReply& reply, int64_t spentMs);
   void TakeDescription(const Ran& ran);
   bool Defer(RowStatement& insert);
+  void Keep(PendingRow row);
+  bool FindGuarded(PendingRow& row);
+  static void AppendCalls(const PendingRow& row, std::vector<PostgresCall>& calls);
   bool AddPending();
   bool RunBehindPending(std::string_view statement, std::span<const SqlValue> parameters, Use use,
                         const PostgresDeadline& deadline, Ran& ran);
   bool SendPending(const PostgresCall* then, const PostgresDeadline& deadline,
                    PostgresReply& reply);
   void AddPendingSingly(const std::deque<PendingRow>& pending);
+  bool AddSingly(const PendingRow& row);
   bool ChangeOneRow(const std::string& statement, const SqlRows& rows, size_t row,
                     const std::vector<SqlValue>& parameters, Ran& ran);
   PostgresIdentity FindAgain(const PostgresTable& table, const SqlRows& rows, size_t row);
@@ -92,6 +105,7 @@ class PostgresDriver final : public SqlDriver {
   PostgresMemo memo_;
   uint64_t pendingSession_ = 0;  // whose names pending_ has
   PostgresRows rows_;
+  std::optional<SqlLock> shared_;  // while a session stands
   std::string lastError_;
   SqlTrouble trouble_ = SqlTrouble::kNone;  // what lastError_ comes of
   size_t undone_ = 0;

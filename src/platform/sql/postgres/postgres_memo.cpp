@@ -83,6 +83,12 @@ void PostgresMemo::NoteWaiting(std::string_view table) {
   });
 }
 
+void PostgresMemo::NoteMaybeWaiting(std::string_view table) {
+  const std::string name = BareName(table);
+  std::erase_if(
+      read_, [&](const auto& entry) { return entry.second.words.find(name) != std::string::npos; });
+}
+
 void PostgresMemo::NoteAdded() {
   for (auto& [statement, read] : read_) {
     if (read.waiting == 0) continue;

@@ -30,6 +30,9 @@ class PostgresMemo {
   /// A row waits to be added to the table, as that is named in SqlRows.
   void NoteWaiting(std::string_view table);
 
+  /// The same of a row that may turn out not to be added.
+  void NoteMaybeWaiting(std::string_view table);
+
   /// All rows that have waited were added: numbers of rows are carried on over them.
   void NoteAdded();
 

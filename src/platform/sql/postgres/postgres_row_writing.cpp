@@ -8,7 +8,10 @@
 namespace vnq {
 namespace {
 
-constexpr RowWriting kWriting = {DoubleQuoted, true};
+constexpr RowWriting kWriting = {DoubleQuoted, true, &kPostgresDialect};
+
+// Held to the end of the transaction, so that whoever had it before has committed.
+constexpr std::string_view kLockRow = "select pg_catalog.pg_advisory_xact_lock(6005,$1)";
 
 // Rows that wait to be sent are kept in memory.
 constexpr size_t kMostPendingRows = 100;
@@ -37,12 +40,76 @@ bool PostgresDriver::Defer(RowStatement& insert) {
       Session().statements.Find(insert.text, insert.parameters, Use::kOwn);
   if (!known || known->name.empty()) return false;
   if (!pending_.empty() && pendingSession_ != Session().number) return false;
-  pendingSession_ = Session().number;
-  for (const SqlValue& value : insert.parameters) pendingBytes_ += value.text.size();
-  pending_.push_back({std::move(insert), known->name});
-  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) AddPending();
+  Keep({std::move(insert), known->name, {}, {}});
   return true;
 }
+
+void PostgresDriver::Keep(PendingRow row) {
+  pendingSession_ = Session().number;
+  for (const SqlValue& value : row.insert.parameters) pendingBytes_ += value.text.size();
+  pending_.push_back(std::move(row));
+  if (pending_.size() >= kMostPendingRows || pendingBytes_ >= kMostPendingBytes) AddPending();
+}
+
+// --- Rows that another program may add, too ---
+
+// The lock and the row are one transaction, and the row's statement sees what was committed before
+// the lock was had.
+bool PostgresDriver::InsertOnce(const SqlRows& target, std::span<const SqlAssignment> values,
+                                std::span<const SqlAssignment> key) {
+  if (target.table.empty()) return Fail("insert", "the row set comes from no single table");
+  PendingRow row{InsertOnceStatement(target.table, values, key, kWriting),
+                 {},
+                 {SqlValue::Integer(LockNumberOf(target.table, key))},
+                 {}};
+  const bool mayWait =
+      options_.commit == SqlCommit::kTurn && sessions_.current() && !inTransaction_;
+  if (!mayWait || !FindGuarded(row)) return AddSingly(row);
+  memo_.NoteMaybeWaiting(target.table);
+  Keep(std::move(row));
+  return true;
+}
+
+// False where the row cannot wait: its statements are not prepared yet.
+bool PostgresDriver::FindGuarded(PendingRow& row) {
+  if (!pending_.empty() && pendingSession_ != Session().number) return false;
+  PostgresStatements& statements = Session().statements;
+  const PostgresStatement* const lock = statements.Find(kLockRow, row.lock, Use::kOwn);
+  if (!lock || lock->name.empty()) return false;
+  row.lockName = lock->name;
+  const PostgresStatement* const insert =
+      statements.Find(row.insert.text, row.insert.parameters, Use::kOwn);
+  if (!insert || insert->name.empty()) return false;
+  row.name = insert->name;
+  return true;
+}
+
+// With its lock in a transaction of the two, unless there is one already.
+bool PostgresDriver::AddSingly(const PendingRow& row) {
+  Ran ran;
+  const auto run = [&](std::string_view statement, std::span<const SqlValue> values) {
+    return Run(statement, values, Use::kOwn, ran);
+  };
+  if (row.lock.empty()) return run(row.insert.text, row.insert.parameters);
+  const bool isOwn = !inTransaction_;
+  if (isOwn && !run("begin", {})) return false;
+  const bool done = run(kLockRow, row.lock) && run(row.insert.text, row.insert.parameters);
+  if (!isOwn) return done;
+  if (done) return run("commit", {});
+  const std::string why = lastError_;
+  const SqlTrouble trouble = trouble_;
+  if (inTransaction_) run("rollback", {});
+  lastError_ = why;
+  trouble_ = trouble;
+  return false;
+}
+
+void PostgresDriver::AppendCalls(const PendingRow& row, std::vector<PostgresCall>& calls) {
+  if (!row.lock.empty()) calls.push_back({row.lockName, row.lock});
+  calls.push_back({row.name, row.insert.parameters});
+}
+
+// --- Sending them ---
 
 // Runs a select in the round trip that adds the rows which wait. False where it still has to be
 // run.
@@ -72,8 +139,8 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
   const std::deque<PendingRow> pending = std::exchange(pending_, {});
   pendingBytes_ = 0;
   std::vector<PostgresCall> calls;
-  calls.reserve(pending.size());
-  for (const PendingRow& row : pending) calls.push_back({row.name, row.insert.parameters});
+  calls.reserve(2 * pending.size());
+  for (const PendingRow& row : pending) AppendCalls(row, calls);
   PostgresReply added = Session().connection->RunGroup(calls, then, deadline, reply);
   if (added.broken()) {
     undone_ += pending.size();
@@ -95,8 +162,7 @@ bool PostgresDriver::SendPending(const PostgresCall* then, const PostgresDeadlin
 void PostgresDriver::AddPendingSingly(const std::deque<PendingRow>& pending) {
   pendingBytes_ = 0;
   for (const PendingRow& row : pending) {
-    Ran ran;
-    if (!Run(row.insert.text, row.insert.parameters, Use::kOwn, ran)) ++undone_;
+    if (!AddSingly(row)) ++undone_;
   }
 }
 
