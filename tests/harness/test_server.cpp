@@ -471,7 +471,8 @@ std::string TestServer::Waiting(SlotIndex slot) {
 Lines TestServer::Pushes() {
   Lines lines;
   for (int node = 0; node < nodes(); ++node) {
-    for (const std::string& line : host(node).PushQueue.lines()) lines.push_back(line);
+    const Lines& own = host(node).PushQueue.lines();
+    lines.insert(lines.end(), own.begin(), own.end());
   }
   return lines;
 }
