@@ -148,8 +148,8 @@ class PlatformIniPlace : public Place {
 class RowPlace : public Place {
  public:
   /// keys  the columns that tell the row, and their values.
-  RowPlace(const std::string& appPath, std::string table, std::string where, std::string column,
-           std::vector<std::pair<std::string, std::string>> keys)
+  RowPlace(const std::string& appPath, const std::string& table, const std::string& where,
+           std::string column, std::vector<std::pair<std::string, std::string>> keys)
       : appPath_(appPath),
         select_("Select * from " + table + " where " + where),
         column_(std::move(column)),

@@ -64,7 +64,7 @@ int Refuse(const CLI::App& app, const CLI::ParseError& error) {
 // Where a thing is may be said in front of the command as well as behind it: to the parser, options
 // of a command stand behind its name.
 std::vector<char*> CommandsFirst(int argc, char** argv) {
-  const std::vector<char*> all(argv, argv + argc);
+  std::vector<char*> all(argv, argv + argc);
   const auto isPlace = [](std::string_view word) {
     return word == "--server" || word == "--app-path";
   };
