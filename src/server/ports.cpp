@@ -114,7 +114,7 @@ void Ports::Listen(Port& port) {
   port.listener.SetUnreadTimeout(host_.platform.protection.unreadTimeoutS);
   std::string error;
   if (!port.listener.Listen(host_.platform.bindAddress, port.row.number, RequestsOf(port), error)) {
-    const std::string holder = HolderOfPort(port.row.number);
+    const std::string holder = HolderOfPort(host_.platform.bindAddress, port.row.number);
     LogError("port_not_bound", "cannot listen on {}{}{}", error, holder.empty() ? "" : ", by ",
              holder);
   }

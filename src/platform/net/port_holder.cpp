@@ -1,6 +1,8 @@
 #include "platform/net/port_holder.h"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
+#include <netinet/in.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -21,9 +23,17 @@ struct ListeningSocket {
   uid_t user = 0;
 };
 
+// Whether a listener on one of the addresses keeps others from the other one. An address that is
+// not of IPv4 meets all.
+bool Meet(in_addr_t one, const std::string& other) {
+  in_addr address{};
+  if (inet_pton(AF_INET, other.c_str(), &address) != 1) return true;
+  return one == address.s_addr || one == INADDR_ANY || address.s_addr == INADDR_ANY;
+}
+
 // The kernel's table: number, local address:port, remote one, state, queues, timer, repetitions,
 // user, time-out, inode.
-std::vector<ListeningSocket> SocketsOn(uint16_t port) {
+std::vector<ListeningSocket> SocketsOn(const std::string& address, uint16_t port) {
   constexpr const char* kListening = "0A";
   std::vector<ListeningSocket> sockets;
   std::ifstream table("/proc/net/tcp");
@@ -31,13 +41,16 @@ std::vector<ListeningSocket> SocketsOn(uint16_t port) {
   std::getline(table, line);
   while (std::getline(table, line)) {
     std::istringstream cells(line);
-    std::string number, local, remote, state, queues, timer, tries, timeout;
+    std::string row, local, remote, state, queues, timer, tries, timeout;
     ListeningSocket socket;
-    cells >> number >> local >> remote >> state >> queues >> timer >> tries >> socket.user >>
+    cells >> row >> local >> remote >> state >> queues >> timer >> tries >> socket.user >>
         timeout >> socket.inode;
     const size_t colon = local.find(':');
     if (!cells || state != kListening || colon == local.npos) continue;
-    if (std::strtoul(local.c_str() + colon + 1, nullptr, 16) == port) sockets.push_back(socket);
+    const auto number = [&](size_t at) { return std::strtoul(&local[at], nullptr, 16); };
+    if (number(colon + 1) == port && Meet(static_cast<in_addr_t>(number(0)), address)) {
+      sockets.push_back(socket);
+    }
   }
   return sockets;
 }
@@ -65,8 +78,8 @@ std::string ProcessWith(const std::string& inode) {
 
 }  // namespace
 
-std::string HolderOfPort(uint16_t port) {
-  const std::vector<ListeningSocket> sockets = SocketsOn(port);
+std::string HolderOfPort(const std::string& address, uint16_t port) {
+  const std::vector<ListeningSocket> sockets = SocketsOn(address, port);
   for (const ListeningSocket& socket : sockets) {
     std::string process = ProcessWith(socket.inode);
     if (!process.empty()) return process;

@@ -74,7 +74,7 @@ void ExaminePorts(const ProgramFolder& folder, const RunningServer& server, Find
             address, port, [](AcceptedSocket) {}, error))
       continue;
     allFree = false;
-    const std::string holder = HolderOfPort(port);
+    const std::string holder = HolderOfPort(address, port);
     findings.Error("port " + error + (holder.empty() ? "" : ", by " + holder) +
                    ", and the server would stay silent there; end the program that has it, or set"
                    " another address: " +
