@@ -83,6 +83,11 @@ export class TestServer {
     await ended;
   }
 
+  /** Lets the process stand still, with its connections open, or go on. */
+  freeze(isFrozen: boolean): void {
+    this.#process?.kill(isFrozen ? 'SIGSTOP' : 'SIGCONT');
+  }
+
   async stop(): Promise<void> {
     await this.kill();
     rmSync(this.folder, { recursive: true, force: true });
