@@ -42,7 +42,7 @@ done
 
 source scripts/steps.sh
 source scripts/building.sh
-tidy_seconds=${VNQ_TIDY_SECONDS:-240}
+tidy_seconds=${VNQ_TIDY_SECONDS:-150}
 fuzz_seconds=${VNQ_FUZZ_SECONDS:-60}
 test_options=(-LE '^long$')
 long_too=()
