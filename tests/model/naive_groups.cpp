@@ -22,6 +22,7 @@ std::vector<Entry> EntriesOf(const std::string& list) {
   std::vector<std::string> texts = Split(list, "-");
   if (!texts.empty()) texts.pop_back();
   std::vector<Entry> entries;
+  entries.reserve(texts.size());
   for (const std::string& text : texts) entries.push_back(Split(text, ":"));
   return entries;
 }

@@ -389,9 +389,9 @@ TEST_F(Process, LinesForTheJournalBeginWithTheirPriority) {
   for (const std::string format : {"text", "json"}) {
     const std::string log = folder + "/log_" + format;
     RealProcess server(
-        {"/bin/sh", "-c", "JOURNAL_STREAM=$(stat -L -c %d:%i " + log + ") exec \"$@\" 2>> " + log,
-         "sh", VNQ_SERVER_PROGRAM, "--app-path", folder, "--bind", OwnAddress(0), "--log-format",
-         format},
+        {"/bin/sh", "-c",
+         fmt::format("JOURNAL_STREAM=$(stat -L -c %d:%i {0}) exec \"$@\" 2>> {0}", log), "sh",
+         VNQ_SERVER_PROGRAM, "--app-path", folder, "--bind", OwnAddress(0), "--log-format", format},
         {});
     for (int i = 0; i < 1000 && !std::filesystem::exists(folder + "/.vnq_main_service.sock"); ++i) {
       usleep(10'000);

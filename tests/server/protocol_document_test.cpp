@@ -146,13 +146,13 @@ class Stage {
 
   Lines ShowBytes(const Lines& block) {
     Lines shown;
-    for (size_t i = 0; i < block.size(); ++i) {
-      if (!block[i].starts_with(".+")) continue;
-      const std::string bytes = server_.page().ToBytes(block[i]);
+    for (const std::string& line : block) {
+      if (!line.starts_with(".+")) continue;
+      const std::string bytes = server_.page().ToBytes(line);
       std::string digits;
       for (const char c : bytes) digits += fmt::format("{:02X} ", static_cast<unsigned char>(c));
       digits.pop_back();
-      shown.insert(shown.end(), {block[i], digits, Base64EncodeBytes(bytes)});
+      shown.insert(shown.end(), {line, digits, Base64EncodeBytes(bytes)});
     }
     return shown;
   }

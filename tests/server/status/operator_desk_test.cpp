@@ -47,7 +47,7 @@ class OperatorDeskTest : public ServerTest {
   std::string Get(const std::string& path) {
     TestClient client = server.ConnectTo(kMetricsPort);
     client.SendBytes("GET " + path + " HTTP/1.1\r\nHost: x\r\n\r\n");
-    const std::string answer = client.ReceiveBytes();
+    std::string answer = client.ReceiveBytes();
     EXPECT_TRUE(client.IsClosed()) << path;
     return answer;
   }

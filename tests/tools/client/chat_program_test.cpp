@@ -22,8 +22,6 @@
 namespace vnq {
 namespace {
 
-using testing::EndsWith;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr int kPatienceMs = 10'000;
@@ -87,7 +85,7 @@ class ChatProgramTest : public testing::Test {
   std::string LogIn() {
     EXPECT_TRUE(server_.Accept());
     server_.Send(".+SuccessfulConnection|#");
-    const std::string landing = server_.Receive();
+    std::string landing = server_.Receive();
     server_.Send(".+landing_successful|10001|0|,/,\\,~,@,+|0|0|#");
     EXPECT_EQ(server_.Receive(), ".+successful_online|10001|1|#");
     server_.Send(".+SynchronousSuccessfully|#");
