@@ -19,6 +19,7 @@
 #endif
 #endif
 #ifdef VNQ_ASAN
+#include <sanitizer/asan_interface.h>
 #include <sanitizer/common_interface_defs.h>
 #endif
 
@@ -34,6 +35,16 @@ struct StackRange {
   const void* bottom = nullptr;
   size_t size = 0;
 };
+
+/// Whatever is mapped next at these addresses is no stack: the address sanitizer would go by the
+/// marks of frames that were left there.
+#ifdef VNQ_ASAN
+inline void ForgetStack(void* base, size_t size) {
+  __asan_unpoison_memory_region(base, size);
+}
+#else
+inline void ForgetStack(void*, size_t) {}
+#endif
 
 /// A stack of its own pages, committed as they are touched, with one page in front that faults on
 /// overflow. For Boost.Context.
@@ -55,7 +66,9 @@ class GuardedStack {
     return stack;
   }
   void deallocate(boost::context::stack_context& stack) {
-    munmap(static_cast<char*>(stack.sp) - stack.size, stack.size);
+    void* const base = static_cast<char*>(stack.sp) - stack.size;
+    ForgetStack(base, stack.size);
+    munmap(base, stack.size);
   }
 
  private:
