@@ -52,7 +52,7 @@ embedded_only='^end_to_end/(TurnCommit|CommandWrites|DurableApplication|Unsynced
 on_servers_only='^end_to_end/NodesTest\.'
 # Without descriptors the checks of the sanitizer itself fail, which open pipes to look at memory; and it has an
 # allocator of its own, which ends a process that has no memory left.
-not_sanitized='^end_to_end/(Process\.OutOfDescriptors|RefusedConnections\.WithoutADescriptor|ShortMemory\.)|^platform/Memory\.'
+not_sanitized='^end_to_end/(Process\.OutOfDescriptors|RefusedConnections\.WithoutADescriptor|ShortMemory\.)|^platform/(Memory\.|EventLoopTest\.AHandlerWithoutMemory)'
 package_list="test"
 if [[ $full == yes ]]; then
   test_options=()

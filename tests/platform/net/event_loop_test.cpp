@@ -1,7 +1,9 @@
 #include "platform/net/event_loop.h"
 
 #include <gtest/gtest.h>
+#include <string.h>
 #include <sys/epoll.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -317,6 +319,31 @@ TEST_F(EventLoopTest, UnwindingRunsTheDestructorsOfWaitingHandlers) {
   Pump();
   loop.UnwindHandlers();
   EXPECT_EQ(said, std::vector<std::string>{"gone"});
+}
+
+// The address sanitizer keeps marks of what a stack held.
+TEST_F(EventLoopTest, WhereStacksWereOtherThingsMayBe) {
+  constexpr int kStacks = 100;
+  for (int i = 0; i < kStacks; ++i) {
+    loop.StartHandler([this] {
+      char large[8192];
+      memset(large, 'x', sizeof large);
+      loop.Yield();
+      said.emplace_back(large, 1);
+    });
+  }
+  Pump();
+  EXPECT_EQ(said.size(), size_t{kStacks});
+  constexpr size_t kBytes = 1 << 20;
+  std::vector<void*> others;
+  others.reserve(kStacks);
+  for (int i = 0; i < kStacks; ++i) {
+    others.push_back(mmap(nullptr, kBytes, PROT_READ | PROT_WRITE,
+                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    ASSERT_NE(others.back(), MAP_FAILED);
+    memset(others.back(), 'y', kBytes);
+  }
+  for (void* other : others) munmap(other, kBytes);
 }
 
 TEST_F(EventLoopTest, WithoutHandlersOnlyPlainStepsRun) {
